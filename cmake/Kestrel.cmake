@@ -1,0 +1,33 @@
+# Warnings, sanitizers and the one way in which a folder becomes a library with its unit tests.
+
+set(KESTREL_WARNINGS
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual
+    -Wformat=2 -Wundef -Wduplicated-cond -Wlogical-op -Wimplicit-fallthrough -Wmissing-declarations -Werror)
+
+if(KESTREL_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+# kestrel_library(folder SOURCES ... [GENERATED ...] [LINK ...] [TESTS ...])
+# Generated sources (scanner, parser) are built without our warnings. TESTS are the x_test.cpp files beside the sources;
+# they become one program `folder_test`.
+function(kestrel_library NAME)
+    cmake_parse_arguments(ARG "" "" "SOURCES;GENERATED;LINK;TESTS" ${ARGN})
+    add_library(kestrel_${NAME} STATIC ${ARG_SOURCES})
+    target_include_directories(kestrel_${NAME} PUBLIC ${CMAKE_SOURCE_DIR})
+    target_compile_options(kestrel_${NAME} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${KESTREL_WARNINGS}>)
+    target_link_libraries(kestrel_${NAME} PUBLIC ${ARG_LINK})
+    if(ARG_GENERATED)
+        add_library(kestrel_${NAME}_generated OBJECT ${ARG_GENERATED})
+        target_include_directories(kestrel_${NAME}_generated PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+        target_sources(kestrel_${NAME} PRIVATE $<TARGET_OBJECTS:kestrel_${NAME}_generated>)
+    endif()
+    if(KESTREL_TESTS AND ARG_TESTS)
+        find_package(GTest REQUIRED)
+        add_executable(${NAME}_test ${ARG_TESTS})
+        target_compile_options(${NAME}_test PRIVATE ${KESTREL_WARNINGS})
+        target_link_libraries(${NAME}_test PRIVATE kestrel_${NAME} GTest::gtest_main)
+        add_test(NAME unit.${NAME} COMMAND ${NAME}_test)
+    endif()
+endfunction()

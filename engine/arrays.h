@@ -1,0 +1,64 @@
+// Array storage and indexing.
+#pragma once
+
+#include "engine/context.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace kestrel {
+
+inline constexpr int kMaxDimensions = 10;
+
+/// One array. Elements are ValueCells; the texts they hold are retained pool copies (tag TempString) owned by them.
+struct ArrayRecord {
+    std::array<std::int32_t, kMaxDimensions> dims{-1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    std::int32_t dimCount = 0;
+    const CodeNode* declNode = nullptr;
+    FunctionRecord* owner = nullptr;        ///< the function active when it was created
+    std::vector<ValueCell> elements;        ///< row-major; a fresh element is Nil, of array() Uninitialized
+    std::size_t index = 0;                  ///< position in EngineContext::arrays
+    [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(elements.size()); }
+};
+
+/// Makes an array of these dimensions and enters it in the context. `fill` is the tag of fresh elements (Nil or
+/// Uninitialized).
+/// @return null after reporting memory exhaustion
+ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill);
+
+/// Grows (or shortens) a one-dimensional array. Growth is amortised; new elements are Nil.
+/// @return false after reporting memory exhaustion
+bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count);
+
+/// Releases what an element holds (its text) and makes it Nil.
+void clearElement(EngineContext& ctx, ValueCell& element);
+
+/// Stores a value in an element or record member: texts become retained copies, everything else is copied. The value
+/// stays owned by the caller.
+void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value);
+
+/// A copy of a stored value for the stack: texts are borrowed, objects shared.
+[[nodiscard]] ValueCell borrowValue(const ValueCell& stored) noexcept;
+
+/// Computes the position of the element named by the index list on top of the stack (DimMark, SepMark, i, ...),
+/// drops the list, and checks it as compound assignment and "++"/"--" do.
+/// @param node  the OP_INDEX node (its variable names the array in messages)
+/// @return the 0-based position, or -1 after reporting (the abort flag is set)
+std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node);
+
+/// OP_INDEX.
+/// @return the node after which execution continues
+const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node);
+
+/// Reads the truncated indexes of the list on top of the stack without dropping it.
+struct IndexList {
+    int first = 0;   ///< stack index of the DimMark
+    int count = 0;   ///< number of indexes
+};
+[[nodiscard]] IndexList indexListOnTop(EngineContext& ctx);
+
+/// The sizes of an array as messages write them: "[2][3]".
+[[nodiscard]] std::string dimensionText(const ArrayRecord& array);
+
+}  // namespace kestrel

@@ -1,0 +1,81 @@
+// How built-in functions are called: the table's row and the view of one call that a handler works on.
+#pragma once
+
+#include "engine/context.h"
+#include "engine/program.h"
+
+#include <initializer_list>
+#include <span>
+#include <string_view>
+
+namespace kestrel {
+
+/// One call of a built-in in progress. Arguments are the top `argc` cells of the evaluation stack, first argument
+/// deepest. A handler ends with exactly one of result(), results(), none() or fail(); cells it was given are
+/// released then, so texts borrowed from arguments must not be used afterwards.
+class BuiltinCall {
+public:
+    BuiltinCall(EngineContext& context, const CodeNode& node, int id, std::string_view name)
+        : ctx(context), node(node), id(id), name(name), argc(node.argc), base_(context.stack.size() - node.argc) {}
+
+    EngineContext& ctx;
+    const CodeNode& node;
+    const int id;
+    const std::string_view name;
+    const int argc;
+
+    /// @param i  0-based argument number
+    [[nodiscard]] ValueCell& arg(int i) const noexcept { return ctx.stack.at(base_ + i); }
+    /// Stack index of the first argument's slot.
+    [[nodiscard]] int base() const noexcept { return base_; }
+    /// The first argument's slot when `count` cells lie below a ReturnCount that is the last argument: handlers that
+    /// accept several returned values widen the call to them.
+    void rebase(int base) noexcept { base_ = base; }
+
+    /// Replaces the arguments by one value. The cell must not borrow from an argument that is a TempString.
+    void result(const ValueCell& cell);
+    /// Replaces the arguments by a new text (TempString).
+    void resultText(std::string_view text);
+    /// Replaces the arguments by several values closed by a ReturnCount.
+    void results(std::span<const ValueCell> cells);
+    /// Drops the arguments; the call has no value.
+    void none();
+    /// The convention of every argument error: report, then one Nil. The run goes on.
+    template <class... Args>
+    void fail(std::string_view format, const Args&... args) {
+        ctx.reporter.report(format, args...);
+        result(ValueCell::ofNil());
+    }
+
+private:
+    int base_;
+};
+
+using BuiltinHandler = void (*)(BuiltinCall& call);
+
+/// A row of the built-in table.
+struct BuiltinEntry {
+    std::string_view name;
+    std::int32_t id;
+    std::int32_t argCount;    ///< exact number of arguments, -1 for any
+    BuiltinHandler handler;   ///< never null: rows without an implementation report so
+    std::string_view signature;
+    std::string_view description;
+};
+
+/// The ordered table. Lookup returns the first row of a name.
+class BuiltinTable {
+public:
+    explicit BuiltinTable(std::span<const BuiltinEntry> rows) : rows_(rows) {}
+    [[nodiscard]] const BuiltinEntry* find(std::string_view name) const noexcept {
+        for (const BuiltinEntry& row : rows_)
+            if (row.name == name) return &row;
+        return nullptr;
+    }
+    [[nodiscard]] std::span<const BuiltinEntry> rows() const noexcept { return rows_; }
+
+private:
+    std::span<const BuiltinEntry> rows_;
+};
+
+}  // namespace kestrel

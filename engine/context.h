@@ -1,0 +1,141 @@
+// All state of one script: program, stack, pool, counters, options. Nothing of the engine is global.
+#pragma once
+
+#include "engine/eval_stack.h"
+#include "engine/pool.h"
+#include "engine/program.h"
+#include "engine/reporter.h"
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel {
+
+class ObjectKind;
+class BuiltinTable;
+struct ArrayRecord;
+struct RecordInstance;
+
+/// Option flags that pragmas set. Each lasts from one load of a script to the next.
+struct Options {
+    bool strict = false;
+    bool autoerror = false;      ///< accepted, without effect
+    bool asyncspawn = false;
+    bool nonrandom = false;      ///< no line index for files
+    bool literalpaths = false;   ///< file names keep their "/"
+    std::string debugName;       ///< pragma "debug"
+};
+
+/// Finds a component of a script (insert file, library) on the library search path or by asking the user.
+class ComponentLocator {
+public:
+    virtual ~ComponentLocator() = default;
+    /// @param name      as the script wrote it
+    /// @param fullPath  receives the path found, in the system's form
+    virtual bool locate(EngineContext& ctx, std::string_view name, std::string& fullPath) = 0;
+};
+
+/// Called before the instructions of a new line while a debugger is attached; it may block or set `run.stop`.
+class LineHook {
+public:
+    virtual ~LineHook() = default;
+    virtual void line(EngineContext& ctx, const CodeNode& node) = 0;
+};
+
+/// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null where the
+/// comment says so.
+struct EngineServices {
+    MessageSink* messages = nullptr;         ///< null: messages only count
+    const BuiltinTable* builtins = nullptr;  ///< required
+    ComponentLocator* locator = nullptr;     ///< null: nothing is found
+    ObjectKind* hxioKind = nullptr;          ///< null: values of that kind have no members or methods
+    ObjectKind* hxObjectKind = nullptr;      ///< tags 201 to 206
+    ObjectKind* shaderKind = nullptr;
+    ObjectKind* fileKind = nullptr;
+    ObjectKind* agentKind = nullptr;
+    void* host = nullptr;                    ///< what host-side built-ins find again; the engine never looks at it
+};
+
+/// An active call: the function and the first stack cell that belongs to it.
+struct CallRecord {
+    FunctionRecord* function = nullptr;
+    std::int32_t base = 0;
+};
+
+/// A loop, switch, select or call in progress. At most ten per frame.
+struct ControlEntry {
+    const CodeNode* node = nullptr;
+    std::int32_t kind = 0;      ///< OP_WHILE, OP_FORTEST, OP_SWITCH, OP_SELECT or OP_CALL
+};
+
+inline constexpr int kControlLimit = 10;
+
+struct Frame {
+    std::int32_t top = -1;      ///< index of the innermost entry
+    std::array<ControlEntry, kControlLimit> entries;
+};
+
+/// The state of a run.
+struct RunState {
+    bool abort = false;         ///< a fatal error happened: the run ends after the current instruction
+    bool stop = false;          ///< the debugger said so, or the time is up
+    bool returned = false;      ///< a function activation ended in this instruction
+    std::int32_t currentLine = 1;      ///< what every "Line %d" prints
+    const CodeNode* node = nullptr;    ///< the instruction being executed
+    std::vector<Frame> frames;         ///< frames.back() is the running one
+    std::vector<CallRecord> calls;     ///< innermost last
+    LineHook* hook = nullptr;          ///< null: no debugger
+};
+
+class EngineContext final : private Pool::Exhaustion, private EvalStack::Overflow {
+public:
+    explicit EngineContext(const EngineServices& services);
+    ~EngineContext();
+    EngineContext(const EngineContext&) = delete;
+    EngineContext& operator=(const EngineContext&) = delete;
+
+    EngineServices services;
+    RunState run;
+    Reporter reporter;
+    Pool pool;
+    EvalStack stack;
+    Options options;
+    std::unique_ptr<Program> program;
+    std::uint32_t randomState = 1;     ///< of random() and randu()
+    std::string scriptFile;            ///< path as handed to the compiler, letter case kept
+    int instanceNumber = 1;            ///< INSTANCE is "pt%d" of it
+    std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every array of the script, until teardown
+    std::vector<std::unique_ptr<RecordInstance>> records;  ///< every record instance; records.h says when one goes
+
+    /// Reports a fatal error: sets the abort flag, then reports.
+    template <class... Args>
+    void abortWith(std::string_view format, const Args&... args) {
+        run.abort = true;
+        reporter.report(format, args...);
+    }
+
+    /// Bottom of the running function's part of the stack (0 outside functions).
+    [[nodiscard]] std::int32_t base() const noexcept { return run.calls.empty() ? 0 : run.calls.back().base; }
+    /// True when the running function owns at least `n` cells; otherwise reports "stack empty" and aborts.
+    [[nodiscard]] bool need(int n) {
+        if (stack.size() - base() >= n) [[likely]] return true;
+        stackEmpty();
+        return false;
+    }
+
+    /// Pushes a text made by the engine: a pool copy owned by the cell. Nothing is pushed when memory is exhausted.
+    void pushText(std::string_view text);
+
+    /// Forgets the script and everything it made (no script code runs): program, stack, pool, options, counters.
+    void reset();
+
+private:
+    void stackEmpty();
+    void memoryExhausted() override;
+    void stackOverflow() override;
+};
+
+}  // namespace kestrel

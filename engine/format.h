@@ -1,0 +1,30 @@
+// Number formatting and reading that never depends on the process's locale.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+/// "%g": six significant digits.
+[[nodiscard]] std::string formatG(double v);
+/// "%.*f".
+[[nodiscard]] std::string formatFixed(double v, int precision);
+/// "%d" of the value truncated toward zero (64-bit inside, so large Integers stay exact).
+[[nodiscard]] std::string formatInt(double v);
+/// x, y, z in "%g", joined by `separator` (" " or ",").
+[[nodiscard]] std::string formatVector(double x, double y, double z, std::string_view separator);
+
+/// Reads a leading decimal floating-point number after optional white space, as C's strtod does in the "C" locale
+/// (no hexadecimal, no "inf"/"nan").
+/// @param used  receives how many characters were consumed, 0 when there is no number; may be null
+/// @return      the value, 0 when there is none
+[[nodiscard]] double parseDouble(std::string_view text, std::size_t* used = nullptr);
+/// Reads a leading decimal integer after optional white space and sign; saturates at 64 bits.
+[[nodiscard]] std::int64_t parseInteger(std::string_view text, std::size_t* used = nullptr);
+/// Reads up to three numbers separated by white space ("%g %g %g").
+/// @return how many were read; the others are left untouched
+int parseThree(std::string_view text, double out[3]);
+
+}  // namespace kestrel

@@ -1,0 +1,40 @@
+// Instances of user records.
+#pragma once
+
+#include "engine/context.h"
+
+namespace kestrel {
+
+struct RecordMember {
+    const char* name = nullptr;
+    ValueCell value;              ///< texts are retained pool copies (tag TempString) owned by the member
+};
+
+/// One instance. Variables, elements and members that hold it are counted; an instance that only the stack refers to
+/// (a fresh one, or one whose holder let go) is kept until the statement that made it is over.
+struct RecordInstance {
+    const RecordTemplate* declaration = nullptr;
+    std::vector<RecordMember> members;
+    std::int32_t holders = 0;
+    std::size_t index = 0;        ///< position in EngineContext::records
+    [[nodiscard]] RecordMember* find(std::string_view name) noexcept;
+};
+
+/// A new instance with the declared members and their initial values. Nobody holds it yet.
+RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration);
+/// A new instance with the same members: texts copied, objects and nested records shared.
+RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source);
+/// A holder takes / lets go of an instance; null is allowed.
+void holdRecord(RecordInstance* record) noexcept;
+void dropRecord(EngineContext& ctx, RecordInstance* record) noexcept;
+/// Releases the instances that nobody holds and no cell on the stack refers to.
+void sweepRecords(EngineContext& ctx);
+
+/// Reads `record->member` and pushes the value; reports an unknown member and pushes nothing.
+void readRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode);
+/// Applies an assignment operator to `record->member` (operators as ObjectKind::writeMember); leaves the value on the
+/// stack for OP_ASSIGN, nothing for compound operators, the old or new value for increments.
+void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode,
+                       const ValueCell& value, int op);
+
+}  // namespace kestrel

@@ -1,0 +1,27 @@
+// Text forms of values.
+#pragma once
+
+#include "engine/value.h"
+
+#include <optional>
+#include <string>
+
+namespace kestrel {
+
+class EngineContext;
+
+/// The text form that string concatenation and most built-ins use: Number "%g", Integer "%d" of the truncated value,
+/// Vector "%g %g %g", texts as they are, FileObj `(FILEOBJ)"name"`, Nil the empty text.
+/// @return nothing for a kind without a text form (arrays, records, objects)
+[[nodiscard]] std::optional<std::string> valueText(const ValueCell& cell);
+/// `prefix` followed by the text form, as a new pool text; null where there is no text form or no memory.
+[[nodiscard]] const char* valueText(EngineContext& ctx, std::string_view prefix, const ValueCell& cell);
+
+/// Names of objects that the engine does not own, as texts and comparisons show them.
+/// The first field after the stream of every file record is its name, so this is all the engine knows of one.
+struct FileNameHeader {
+    void* stream;
+    const char* name;
+};
+
+}  // namespace kestrel
