@@ -7,6 +7,7 @@
 #include "engine/reporter.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -45,6 +46,14 @@ public:
     virtual void line(EngineContext& ctx, const CodeNode& node) = 0;
 };
 
+/// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run stops at
+/// the next backward jump or call, storing the line it stopped at. The run's abort flag is set then; nothing is
+/// reported.
+struct RunWatch {
+    volatile std::int32_t requested = 0;
+    volatile std::int32_t line = 0;
+};
+
 /// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null where the
 /// comment says so.
 struct EngineServices {
@@ -56,6 +65,7 @@ struct EngineServices {
     ObjectKind* shaderKind = nullptr;
     ObjectKind* fileKind = nullptr;
     ObjectKind* agentKind = nullptr;
+    RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
     void* host = nullptr;                    ///< what host-side built-ins find again; the engine never looks at it
 };
 

@@ -49,6 +49,21 @@ typedef struct ModuleDescriptor {
 
 #define HXM_DESCRIPTOR_SYMBOL "_mod_descrip"
 
+/* What our module places behind the six words of its descriptor, for tools that must be able to end a runaway script.
+ * A host that does not know it never looks there. */
+#define KESTREL_EXTENSION_MAGIC 0x4b455331u
+
+typedef struct KestrelRunWatch {
+    volatile int32_t requested; /* set to 1 to end the running script at its next loop or call */
+    volatile int32_t line;      /* where it was ended; 0 while nothing was */
+} KestrelRunWatch;
+
+typedef struct KestrelModule {
+    ModuleDescriptor descriptor;
+    uint32_t magic;             /* KESTREL_EXTENSION_MAGIC */
+    KestrelRunWatch* watch;
+} KestrelModule;
+
 /* ---- scene items ---------------------------------------------------------------------------------------------- */
 
 typedef uint32_t HostItemID;           /* 0 = none */
