@@ -1,0 +1,87 @@
+// How the command shows messages: for people, or as JSON lines for machines.
+#pragma once
+
+#include "engine/message.h"
+
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel::cli {
+
+/// A place in a file, ready to be shown: native path, lines and columns from 1 (0 = unknown).
+struct Place {
+    std::string file;
+    int line = 0;
+    int column = 0;
+    int endColumn = 0;                ///< one past the last character
+    std::vector<Place> broughtInBy;   ///< who brought the file in, innermost first; empty for the script itself
+    [[nodiscard]] bool known() const noexcept { return !file.empty() && line > 0; }
+};
+
+/// The place behind a position of the engine; not known() when the position is unknown.
+[[nodiscard]] Place resolvePlace(const SourcePos& pos, const SourceFiles& files);
+
+/// What is shown: a message of the system, an error of the command itself, or advice.
+struct ShownMessage {
+    enum class Kind { Info, Warning, Error, Hint };
+    Kind kind = Kind::Info;
+    std::string line1;
+    std::optional<std::string> line2;
+    Place place;
+    std::string rule;   ///< hints only: the rule's name
+};
+
+/// Shows messages in order, each flushed.
+///
+/// For people: information on standard output, everything else on standard error with file:line:column, the source
+/// line and a caret where the place is known. When line 1 is just the script's path, it is left out. A run of
+/// identical messages is shown once, followed by its count. Colour only on a terminal (and without NO_COLOR).
+///
+/// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then file, line, column,
+/// endColumn where known; for hints "rule". Bytes that are no valid UTF-8 are replaced.
+class MessagePrinter final : public MessageSink {
+public:
+    /// @param json        true: JSON lines
+    /// @param nativePath  the script, as the user wrote it (may be empty)
+    MessagePrinter(bool json, std::string nativePath);
+    ~MessagePrinter() override;
+    MessagePrinter(const MessagePrinter&) = delete;
+    MessagePrinter& operator=(const MessagePrinter&) = delete;
+
+    /// Where the positions of show() point; borrowed, null: places are unknown. May grow while messages come.
+    void setFiles(const SourceFiles* files) noexcept { files_ = files; }
+
+    /// A message from the engine (its place is resolved with setFiles()).
+    void show(const Message& message) override;
+    /// A message whose place is known already, or one from a host's message service (place unknown).
+    void show(ShownMessage message);
+    /// An error of the command itself, such as a time limit.
+    void plainError(std::string_view text, Place place = {});
+    /// Advice that is no message of the system.
+    void hint(std::string_view rule, std::string_view text, Place place = {});
+
+    /// Ends a run of identical messages: writes its count. Called by the destructor too; call it before writing to
+    /// standard output or standard error yourself.
+    void finish();
+
+private:
+    void showForPeople(const ShownMessage& message);
+    void showJson(const ShownMessage& message) const;
+    void writeSource(std::FILE* out, bool colour, const Place& place);
+    [[nodiscard]] const std::string* sourceLine(const std::string& file, int line);
+    [[nodiscard]] bool isScriptPath(std::string_view line1) const;
+
+    const bool json_;
+    const std::string script_;       // as the user wrote it
+    const std::string scriptLine1_;  // as one-line messages show it: the system's path in upper case
+    const SourceFiles* files_ = nullptr;
+    std::optional<ShownMessage> last_;
+    int repeats_ = 0;
+    std::map<std::string, std::vector<std::string>, std::less<>> sources_;
+};
+
+}  // namespace kestrel::cli

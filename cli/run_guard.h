@@ -1,0 +1,35 @@
+// Ends a running script from outside: the time limit and Ctrl-C.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace kestrel::cli {
+
+/// While it lives, a time limit and the interrupt signal (Ctrl-C) set `requested`, the flag of a RunWatch or of a
+/// module's KestrelRunWatch. A second interrupt ends the process in the usual way. One at a time.
+class RunGuard {
+public:
+    /// @param seconds  time limit in seconds, 0 = none
+    RunGuard(volatile std::int32_t& requested, double seconds);
+    ~RunGuard();
+    RunGuard(const RunGuard&) = delete;
+    RunGuard& operator=(const RunGuard&) = delete;
+
+    [[nodiscard]] bool triggered() const noexcept;
+    /// Why the run was ended, for the plain error: "time limit of 2 s reached" or "interrupted".
+    [[nodiscard]] std::string reason() const;
+
+private:
+    double seconds_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool done_ = false;
+    bool timedOut_ = false;
+    std::thread timer_;
+};
+
+}  // namespace kestrel::cli
