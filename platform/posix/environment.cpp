@@ -1,0 +1,36 @@
+#include "platform/environment.h"
+
+#include "platform/paths.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace kestrel::platform {
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    if (value == nullptr) return std::nullopt;
+    return std::string(value);
+}
+
+void setEnvironment(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
+
+std::string currentDirectory() {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::current_path(error);
+    return systemPath(error ? "/" : path.string());
+}
+
+std::string temporaryDirectory() {
+    if (std::optional<std::string> chosen = environment("TMP"); chosen && !chosen->empty()) return *chosen;
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::temp_directory_path(error);
+    return systemPath(error ? "/tmp" : path.string());
+}
+
+std::uint32_t processId() { return static_cast<std::uint32_t>(getpid()); }
+
+}  // namespace kestrel::platform

@@ -1,0 +1,200 @@
+// The store is one SQLite table. A key exists when it has a row with the empty name; that row's text stays NULL until
+// the key's unnamed value is set, so one table carries keys and values.
+//
+// The default journal with synchronous=FULL makes every statement durable; several processes wait for each other by
+// the busy timeout. Every write takes its lock before it reads (BEGIN IMMEDIATE), so two writers never deadlock.
+#include "platform/registry.h"
+
+#include "platform/environment.h"
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
+
+namespace kestrel::platform {
+
+namespace {
+
+constexpr int kBusyMilliseconds = 20000;
+
+constexpr const char* kSchema =
+    "CREATE TABLE IF NOT EXISTS registry ("
+    " key TEXT NOT NULL COLLATE NOCASE, name TEXT NOT NULL COLLATE NOCASE, text TEXT,"
+    " PRIMARY KEY (key, name)) WITHOUT ROWID";
+
+struct ConnectionCloser {
+    void operator()(sqlite3* db) const noexcept { sqlite3_close_v2(db); }
+};
+using Connection = std::unique_ptr<sqlite3, ConnectionCloser>;
+
+/// One prepared statement with text parameters.
+class Statement {
+public:
+    Statement(sqlite3* db, const char* sql) {
+        if (sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr) != SQLITE_OK) statement_ = nullptr;
+    }
+    ~Statement() { sqlite3_finalize(statement_); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    /// @param text  must outlive the statement
+    void bind(int index, std::string_view text) {
+        sqlite3_bind_text64(statement_, index, text.data() != nullptr ? text.data() : "", text.size(),
+                            SQLITE_STATIC, SQLITE_UTF8);
+    }
+    /// @return SQLITE_ROW, SQLITE_DONE or an error code
+    int step() { return statement_ != nullptr ? sqlite3_step(statement_) : SQLITE_ERROR; }
+    void restart() {
+        if (statement_ != nullptr) sqlite3_reset(statement_);
+    }
+    [[nodiscard]] std::string text(int column) const {
+        const void* data = sqlite3_column_blob(statement_, column);
+        const int size = sqlite3_column_bytes(statement_, column);
+        return data != nullptr ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size)) : "";
+    }
+
+private:
+    sqlite3_stmt* statement_ = nullptr;
+};
+
+bool execute(sqlite3* db, const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+
+/// A write transaction; rolled back unless committed.
+class Transaction {
+public:
+    explicit Transaction(sqlite3* db) : db_(db), open_(execute(db, "BEGIN IMMEDIATE")) {}
+    ~Transaction() {
+        if (open_) execute(db_, "ROLLBACK");
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    [[nodiscard]] bool isOpen() const noexcept { return open_; }
+    bool commit() {
+        if (!execute(db_, "COMMIT")) return false;
+        open_ = false;
+        return true;
+    }
+
+private:
+    sqlite3* db_;
+    bool open_;
+};
+
+std::string userDatabasePath() {
+    std::string directory;
+    if (const auto data = environment("XDG_DATA_HOME"); data && data->starts_with('/')) {
+        directory = *data;
+    } else if (const auto home = environment("HOME"); home && !home->empty()) {
+        directory = *home + "/.local/share";
+    } else {
+        return "";
+    }
+    return directory + "/kestrel/registry.db";
+}
+
+std::string rootedKey(Hive hive, std::string_view key) {
+    return std::string(hive == Hive::CurrentUser ? "HKEY_CURRENT_USER\\" : "HKEY_LOCAL_MACHINE\\").append(key);
+}
+
+}  // namespace
+
+struct Registry::Impl {
+    explicit Impl(std::string databasePath) : path(std::move(databasePath)) {}
+    ~Impl() { abandonAfterFork(); }
+
+    std::string path;
+    Connection connection;
+    std::uint32_t owner = 0;  ///< the process that opened the connection
+
+    /// A connection must not be used, not even closed, by a child process: the child forgets it and opens its own.
+    void abandonAfterFork() noexcept {
+        if (connection != nullptr && owner != processId()) static_cast<void>(connection.release());
+    }
+
+    /// @return the open connection with the table in place, or null; a later call tries again
+    sqlite3* database() {
+        abandonAfterFork();
+        if (connection == nullptr) open();
+        return connection.get();
+    }
+
+private:
+    void open() {
+        if (path.empty()) return;
+        std::error_code ignored;
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+        sqlite3* raw = nullptr;
+        const int result = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        Connection opened(raw);
+        if (result != SQLITE_OK) return;
+        sqlite3_busy_timeout(raw, kBusyMilliseconds);
+        // A store that can only be read still answers when its table is there.
+        const bool ready = Statement(raw, "SELECT 1 FROM registry LIMIT 1").step() != SQLITE_ERROR;
+        if (!ready && !execute(raw, kSchema)) return;
+        execute(raw, "PRAGMA synchronous=FULL");
+        connection = std::move(opened);
+        owner = processId();
+    }
+};
+
+Registry::Registry() : Registry(userDatabasePath()) {}
+
+Registry::Registry(std::string databasePath) : impl_(std::make_unique<Impl>(std::move(databasePath))) {}
+
+Registry::~Registry() = default;
+
+bool Registry::createKey(Hive hive, std::string_view key) {
+    sqlite3* db = impl_->database();
+    if (db == nullptr) return false;
+    if (keyExists(hive, key)) return true;
+    const std::string full = rootedKey(hive, key);
+    Transaction transaction(db);
+    if (!transaction.isOpen()) return false;
+    Statement insert(db, "INSERT OR IGNORE INTO registry (key, name, text) VALUES (?1, '', NULL)");
+    // A key below missing keys brings them along.
+    for (std::size_t end = full.find('\\'); end != std::string::npos;) {
+        end = full.find('\\', end + 1);
+        insert.bind(1, std::string_view(full).substr(0, end));
+        if (insert.step() != SQLITE_DONE) return false;
+        insert.restart();
+    }
+    return transaction.commit();
+}
+
+bool Registry::keyExists(Hive hive, std::string_view key) {
+    sqlite3* db = impl_->database();
+    if (db == nullptr) return false;
+    const std::string full = rootedKey(hive, key);
+    Statement query(db, "SELECT 1 FROM registry WHERE key = ?1 AND name = ''");
+    query.bind(1, full);
+    return query.step() == SQLITE_ROW;
+}
+
+bool Registry::setValue(Hive hive, std::string_view key, std::string_view name, std::string_view text) {
+    sqlite3* db = impl_->database();
+    if (db == nullptr || !keyExists(hive, key)) return false;
+    const std::string full = rootedKey(hive, key);
+    Statement insert(db,
+                     "INSERT INTO registry (key, name, text) VALUES (?1, ?2, ?3)"
+                     " ON CONFLICT (key, name) DO UPDATE SET text = excluded.text");
+    insert.bind(1, full);
+    insert.bind(2, name);
+    insert.bind(3, text);
+    return insert.step() == SQLITE_DONE;
+}
+
+std::optional<std::string> Registry::value(Hive hive, std::string_view key, std::string_view name) {
+    sqlite3* db = impl_->database();
+    if (db == nullptr) return std::nullopt;
+    const std::string full = rootedKey(hive, key);
+    Statement query(db, "SELECT text FROM registry WHERE key = ?1 AND name = ?2 AND text IS NOT NULL");
+    query.bind(1, full);
+    query.bind(2, name);
+    if (query.step() != SQLITE_ROW) return std::nullopt;
+    return query.text(0);
+}
+
+}  // namespace kestrel::platform
