@@ -35,10 +35,12 @@ TEST(Files, ADirectoryExistsButIsNoFile) {
 }
 
 TEST(Files, TheTemporaryDirectoryIsTmpAsItStands) {
+    const std::string native = std::filesystem::temp_directory_path().string();
     setEnvironment("TMP", "relative/Kept\\As Is");
     EXPECT_EQ(temporaryDirectory(), "relative/Kept\\As Is");
     setEnvironment("TMP", "");
     EXPECT_TRUE(pathExists(temporaryDirectory()));
+    setEnvironment("TMP", native);
 }
 
 TEST(Files, ALibraryThatDoesNotLoadSaysWhy) {

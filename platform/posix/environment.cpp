@@ -26,9 +26,8 @@ std::string currentDirectory() {
 
 std::string temporaryDirectory() {
     if (std::optional<std::string> chosen = environment("TMP"); chosen && !chosen->empty()) return *chosen;
-    std::error_code error;
-    const std::filesystem::path path = std::filesystem::temp_directory_path(error);
-    return systemPath(error ? "/tmp" : path.string());
+    const std::optional<std::string> own = environment("TMPDIR");
+    return systemPath(own && !own->empty() ? *own : "/tmp");
 }
 
 std::uint32_t processId() { return static_cast<std::uint32_t>(getpid()); }
