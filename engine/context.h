@@ -77,13 +77,17 @@ struct CallRecord {
 
 /// A loop, switch, select or call in progress. At most ten per frame.
 struct ControlEntry {
-    const CodeNode* node = nullptr;
-    std::int32_t kind = 0;      ///< OP_WHILE, OP_FORTEST, OP_SWITCH, OP_SELECT or OP_CALL
+    const CodeNode* node;
+    std::int32_t kind;          ///< OP_WHILE, OP_FORTEST, OP_SWITCH, OP_SELECT or OP_CALL
 };
 
 inline constexpr int kControlLimit = 10;
+/// Calls in progress at one time. The design bounds calls by memory only; this keeps a runaway recursion from eating
+/// the machine.
+inline constexpr std::size_t kFrameLimit = 20000;
 
 struct Frame {
+    Frame() {}                  // NOLINT: entries above `top` are never read, so they are left as they are
     std::int32_t top = -1;      ///< index of the innermost entry
     std::array<ControlEntry, kControlLimit> entries;
 };
@@ -92,7 +96,7 @@ struct Frame {
 struct RunState {
     bool abort = false;         ///< a fatal error happened: the run ends after the current instruction
     bool stop = false;          ///< the debugger said so, or the time is up
-    bool returned = false;      ///< a function activation ended in this instruction
+    bool returned = false;      ///< a `return` is on its way to the function's end: its values are on the stack
     std::int32_t currentLine = 1;      ///< what every "Line %d" prints
     const CodeNode* node = nullptr;    ///< the instruction being executed
     std::vector<Frame> frames;         ///< frames.back() is the running one
@@ -119,6 +123,7 @@ public:
     int instanceNumber = 1;            ///< INSTANCE is "pt%d" of it
     std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every array of the script, until teardown
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every record instance; records.h says when one goes
+    std::size_t looseRecords = 0;      ///< instances that nobody holds
 
     /// Reports a fatal error: sets the abort flag, then reports.
     template <class... Args>

@@ -1,15 +1,25 @@
 // Number formatting and reading that never depends on the process's locale.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace kestrel {
 
+/// Room for any number that writeG() or writeInt() writes.
+inline constexpr int kNumberChars = 32;
+/// "%g" without allocating.
+/// @param out  at least kNumberChars characters; no NUL is written
+/// @return     one past the last character
+char* writeG(double v, char* out) noexcept;
+/// The "%d" of formatInt() without allocating, otherwise as writeG().
+char* writeInt(double v, char* out) noexcept;
+
 /// "%g": six significant digits.
 [[nodiscard]] std::string formatG(double v);
-/// "%.*f".
+/// "%.*f"; a negative precision counts as 6, one beyond the digits that a double can have adds nothing.
 [[nodiscard]] std::string formatFixed(double v, int precision);
 /// "%d" of the value truncated toward zero (64-bit inside, so large Integers stay exact).
 [[nodiscard]] std::string formatInt(double v);
@@ -21,10 +31,14 @@ namespace kestrel {
 /// @param used  receives how many characters were consumed, 0 when there is no number; may be null
 /// @return      the value, 0 when there is none
 [[nodiscard]] double parseDouble(std::string_view text, std::size_t* used = nullptr);
+/// The same at single precision.
+[[nodiscard]] float parseFloat(std::string_view text, std::size_t* used = nullptr);
 /// Reads a leading decimal integer after optional white space and sign; saturates at 64 bits.
 [[nodiscard]] std::int64_t parseInteger(std::string_view text, std::size_t* used = nullptr);
 /// Reads up to three numbers separated by white space ("%g %g %g").
 /// @return how many were read; the others are left untouched
 int parseThree(std::string_view text, double out[3]);
+/// The same at single precision.
+int parseThree(std::string_view text, float out[3]);
 
 }  // namespace kestrel

@@ -14,9 +14,7 @@ struct MemberAccess {
     const char* member;
     std::int64_t index;      ///< -1 without an index
     /// Owner of the object variable, as messages name it: the function's name, "" for a global.
-    [[nodiscard]] const char* owner() const noexcept {
-        return object->owner != nullptr ? object->owner->name : "";
-    }
+    [[nodiscard]] const char* owner() const noexcept { return object->ownerName(); }
 };
 
 /// One kind of object. An implementation may keep state of its own; the context only borrows it.

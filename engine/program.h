@@ -16,6 +16,7 @@ namespace kestrel {
 
 struct BuiltinEntry;
 struct FunctionRecord;
+struct RecordTemplate;
 
 enum VariableFlag : std::uint8_t {
     kVarConst = 1,        ///< "++"/"--" on it are refused at compile time
@@ -50,6 +51,8 @@ struct Variable {
     [[nodiscard]] RecordInstance* record() const noexcept {
         return type == UserRecord ? static_cast<RecordInstance*>(object) : nullptr;
     }
+    /// What messages print before "::": the owning function's name, "" for a global.
+    [[nodiscard]] const char* ownerName() const noexcept;
 };
 
 struct CodeNode;
@@ -87,6 +90,8 @@ struct FunctionRecord {
     SourcePos pos;
 };
 
+inline const char* Variable::ownerName() const noexcept { return owner != nullptr ? owner->name : ""; }
+
 enum NodeFlag : std::uint8_t {
     kNodeGlobalRef = 0x10,   ///< ::name
     kNodeUnresolved = 0x20,  ///< call not yet resolved
@@ -113,11 +118,18 @@ struct CodeNode {
     SourcePos pos;                ///< the true place
 
     std::uint8_t mode = 0;        ///< link: how the instructions that follow make this one behave (interpreter.h)
-    CodeNode* link = nullptr;     ///< link: jump target, loop top or matching end
+    CodeNode* link = nullptr;     ///< link: jump target or loop top
+    CodeNode* body = nullptr;     ///< link: OP_FORTEST's OP_FORBODY
     Variable* variable = nullptr; ///< link: operand variable with "::" resolved
     FunctionRecord* callee = nullptr;         ///< link: OP_CALL to a script function
     const BuiltinEntry* builtin = nullptr;    ///< link: OP_CALL to a built-in
+    const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
 };
+
+/// The variable that a node names, with "::" resolved once the program is linked.
+[[nodiscard]] inline Variable& targetVariable(const CodeNode& node) noexcept {
+    return node.variable != nullptr ? *node.variable : *node.operand.variable;
+}
 
 /// One field of a record declaration.
 struct RecordField {

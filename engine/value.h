@@ -36,7 +36,7 @@ enum Tag : std::int32_t {
     Number = 18,
     MemberRef = 38,      ///< reference to object.member; payload: the node that names the member
     Vector = 41,
-    ArrayRef = 42,       ///< a whole array; payload: the array record
+    ArrayRef = 42,       ///< a whole array; payload: its record and the variable that named it
     ListMark = 49,       ///< brackets an inline list @ a, b @
     String = 56,         ///< borrowed text
     Array = 57,          ///< variable type; on the stack: reference to an element, index list below it
@@ -74,6 +74,12 @@ struct Vec3 {
     double z = 0.0;
 };
 
+/// A whole array on the stack, with the variable it was loaded from (for messages).
+struct NamedArray {
+    ArrayRecord* record;
+    Variable* variable;
+};
+
 struct ValueCell {
     std::int32_t type = Nil;
     std::int32_t reserved[5] = {0, 0, 0, 0, 0};  ///< for the cell's owner; the stack does not use them
@@ -82,7 +88,8 @@ struct ValueCell {
         Vec3 vec;
         const char* text;       ///< NUL-terminated
         void* object;           ///< FileObj, NewArray (ArrayRecord), UserRecord (RecordInstance), host objects
-        ArrayRecord* array;     ///< ArrayRef, NewArray
+        ArrayRecord* array;     ///< NewArray; for ArrayRef the first half of namedArray
+        NamedArray namedArray;  ///< ArrayRef
         RecordInstance* record; ///< UserRecord
         const CodeNode* node;   ///< VarRef, MemberRef, RecordMemberRef, Array (element), IpcSlotRef
         Variable* variable;     ///< VarArgRef
@@ -121,6 +128,12 @@ struct ValueCell {
         ValueCell c;
         c.type = tag;
         c.payload.object = object;
+        return c;
+    }
+    static ValueCell ofArray(ArrayRecord* record, Variable* variable) noexcept {
+        ValueCell c;
+        c.type = ArrayRef;
+        c.payload.namedArray = {record, variable};
         return c;
     }
     static ValueCell ofNode(std::int32_t tag, const CodeNode* node) noexcept {
