@@ -3,8 +3,10 @@
 
 #include "engine/value.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kestrel {
 
@@ -22,6 +24,19 @@ class EngineContext;
 struct FileNameHeader {
     void* stream;
     const char* name;
+};
+
+/// The beginning of every object agent instance: its handle and the name of the variable it was bound to.
+struct AgentNameHeader {
+    void* handle;
+    const char* name;   ///< null until the instance is bound
+};
+
+/// The beginning of every record behind the tags HxObject to ImageListObj: what kind of item, and the host's
+/// identifier of it.
+struct HxItemHeader {
+    std::int32_t kind;
+    std::uint32_t item;
 };
 
 }  // namespace kestrel
