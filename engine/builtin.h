@@ -15,8 +15,13 @@ namespace kestrel {
 /// released then, so texts borrowed from arguments must not be used afterwards.
 class BuiltinCall {
 public:
-    BuiltinCall(EngineContext& context, const CodeNode& node, int id, std::string_view name)
-        : ctx(context), node(node), id(id), name(name), argc(node.argc), base_(context.stack.size() - node.argc) {}
+    BuiltinCall(EngineContext& context, const CodeNode& call, int builtinId, std::string_view builtinName)
+        : ctx(context),
+          node(call),
+          id(builtinId),
+          name(builtinName),
+          argc(call.argc),
+          base_(context.stack.size() - call.argc) {}
 
     EngineContext& ctx;
     const CodeNode& node;
@@ -33,13 +38,33 @@ public:
     void rebase(int base) noexcept { base_ = base; }
 
     /// Replaces the arguments by one value. The cell must not borrow from an argument that is a TempString.
-    void result(const ValueCell& cell);
-    /// Replaces the arguments by a new text (TempString).
+    void result(const ValueCell& cell) {
+        const ValueCell value = cell;  // may lie in the slots that go
+        ctx.stack.dropTo(base_);
+        ctx.stack.push(value);
+    }
+    /// The same for a Number or Integer, written in place: what the arithmetic built-ins end with.
+    void resultScalar(Tag tag, double value) {
+        ValueCell& slot = resultSlot();
+        slot.type = tag;
+        slot.payload.number = value;
+    }
+    void resultNumber(double value) { resultScalar(Number, value); }
+    void resultInteger(double value) { resultScalar(Integer, value); }
+    void resultVector(const Vec3& value) {
+        ValueCell& slot = resultSlot();
+        slot.type = Vector;
+        slot.payload.vec = value;
+    }
+    /// Replaces the arguments by a new text (TempString), which may be made of them. Without memory it is Nil.
     void resultText(std::string_view text);
-    /// Replaces the arguments by several values closed by a ReturnCount.
+    /// Replaces the arguments by one of them, with the text that it owns.
+    void resultArgument(int i);
+    /// Replaces the arguments by several values closed by a ReturnCount. Texts that the cells own pass to the stack;
+    /// none may borrow from an argument.
     void results(std::span<const ValueCell> cells);
     /// Drops the arguments; the call has no value.
-    void none();
+    void none() { ctx.stack.dropTo(base_); }
     /// The convention of every argument error: report, then one Nil. The run goes on.
     template <class... Args>
     void fail(std::string_view format, const Args&... args) {
@@ -48,6 +73,18 @@ public:
     }
 
 private:
+    /// Drops all arguments but the first slot, and what that one owns.
+    ValueCell& resultSlot() {
+        if (argc == 0) [[unlikely]] {
+            ctx.stack.push(ValueCell{});
+            return ctx.stack.top();
+        }
+        ctx.stack.dropTo(base_ + 1);
+        ValueCell& slot = ctx.stack.at(base_);
+        ctx.stack.release(slot);
+        return slot;
+    }
+
     int base_;
 };
 

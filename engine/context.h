@@ -15,6 +15,7 @@
 
 namespace kestrel {
 
+class EngineContext;
 class ObjectKind;
 class BuiltinTable;
 struct ArrayRecord;

@@ -1,5 +1,6 @@
 #include "engine/pool.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +15,7 @@ namespace {
 constexpr std::size_t kBuckets = 30011;
 constexpr std::size_t kAlign = 16;
 constexpr std::size_t kDefaultLimit = std::size_t{2} << 30;
+constexpr std::size_t kMostBytes = SIZE_MAX / 2;  ///< keeps sums of sizes from wrapping around
 
 constexpr std::uint8_t kFlagClear = 1;     ///< cleared when it was allocated and not retained since
 constexpr std::uint8_t kFlagDeferred = 2;  ///< released, readable until the next purge
@@ -65,7 +67,7 @@ struct Pool::Impl {
         std::free(header);
     }
 
-    void* fail() noexcept {
+    void* fail() {
         if (exhaustion != nullptr) exhaustion->memoryExhausted();
         return nullptr;
     }
@@ -203,6 +205,6 @@ std::size_t Pool::liveBlocks() const noexcept { return impl_->liveBlocks; }
 std::size_t Pool::liveBytes() const noexcept { return impl_->liveBytes; }
 std::uint64_t Pool::allocations() const noexcept { return impl_->allocations; }
 std::uint64_t Pool::releases() const noexcept { return impl_->releases; }
-void Pool::setLimit(std::size_t bytes) noexcept { impl_->limit = bytes; }
+void Pool::setLimit(std::size_t bytes) noexcept { impl_->limit = std::min(bytes, kMostBytes); }
 
 }  // namespace kestrel

@@ -16,10 +16,10 @@ void linkProgram(EngineContext& ctx);
 /// Runs the code outside functions once, in source order; a stretch that aborts does not keep later ones from running.
 void runTopLevel(EngineContext& ctx);
 
-/// Reports locals and globals that were never assigned, when the script asked for it (pragma "unused"). Call before
+/// Reports locals and globals that were never assigned (pragma "unused"). Call before
 /// EngineContext::reset().
-/// @return false when nothing was reported although the report is on: the caller then shows
-///         "No unused variables detected" after the teardown
+/// @return false when there was nothing to report: the caller then shows
+///         "No unused variables detected" after the teardown. The caller checks whether the script asked for it.
 bool unusedReport(EngineContext& ctx);
 
 /// The unload of a script: unused-variable report, then reset().

@@ -1,0 +1,28 @@
+// What the link step found out about nodes whose effect depends on the instructions around them.
+#pragma once
+
+#include <cstdint>
+
+namespace kestrel {
+
+/// OP_VAR and OP_INDEX.
+enum NodeMode : std::uint8_t {
+    kLoad = 0,        ///< push the value
+    kReference,       ///< push a reference: an assignment, "++" or "--" follows, or it is a member of a block
+    kMemberRead,      ///< object.member: read it now
+    kMemberReference, ///< object.member as a target
+    kRecordRead,      ///< record->member: read it now
+    kRecordReference, ///< record->member as a target
+    kSlotRead,        ///< queue$slot
+    kSlotReference,
+    kDeclare,         ///< OP_INDEX of a declaration
+};
+
+/// OP_NEG and OP_NOT: the statement forms `-x;` and `!x;` that change the variable in place.
+inline constexpr std::uint8_t kStatementForm = 1;
+/// OP_BLOCK: brackets the targets of an assignment; otherwise the parentheses are just that.
+inline constexpr std::uint8_t kAssignmentBlock = 1;
+/// OP_CALL.
+inline constexpr std::uint8_t kMethodCall = 1;
+
+}  // namespace kestrel
