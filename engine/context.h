@@ -18,6 +18,7 @@ namespace kestrel {
 class EngineContext;
 class ObjectKind;
 class BuiltinTable;
+class PersistentStore;
 struct ArrayRecord;
 struct RecordInstance;
 
@@ -67,6 +68,7 @@ struct EngineServices {
     ObjectKind* fileKind = nullptr;
     ObjectKind* agentKind = nullptr;
     RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
+    PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
     void* host = nullptr;                    ///< what host-side built-ins find again; the engine never looks at it
 };
 
