@@ -19,13 +19,13 @@ public:
     RunGuard(const RunGuard&) = delete;
     RunGuard& operator=(const RunGuard&) = delete;
 
-    [[nodiscard]] bool triggered() const noexcept;
+    [[nodiscard]] bool triggered() const;
     /// Why the run was ended, for the plain error: "time limit of 2 s reached" or "interrupted".
     [[nodiscard]] std::string reason() const;
 
 private:
     double seconds_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable wake_;
     bool done_ = false;
     bool timedOut_ = false;

@@ -1,0 +1,56 @@
+// The `kestrel` command: hands the command line to the subcommands.
+
+#include "cli/commands.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+using namespace kestrel::cli;
+
+void addCommands(CLI::App& app, Invocation& invocation) {
+    addCheckCommand(app, invocation);
+    addListCommand(app, invocation);
+    addRunCommand(app, invocation);
+#ifdef KESTREL_COMMAND_SHADE
+    addShadeCommand(app, invocation);
+#endif
+#ifdef KESTREL_COMMAND_RENDER
+    addRenderCommand(app, invocation);
+#endif
+#ifdef KESTREL_COMMAND_BENCH
+    addBenchCommand(app, invocation);
+#endif
+}
+
+int runCommand(int argc, char** argv) {
+    Invocation invocation;
+    CLI::App app{"Compiles, runs and renders Kestrel surface scripts."};
+    app.name("kestrel");
+    app.set_version_flag("--version", std::string("kestrel ") + KESTREL_VERSION, "Prints the version and exits");
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 success; 1 the script failed (compile error, or its run was aborted);\n"
+        "2 wrong usage, or a file that cannot be used.\n"
+        "`kestrel COMMAND --help` tells a command's options with their defaults and units.");
+    addCommands(app, invocation);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kExitSuccess : kExitUnusable;
+    }
+    return invocation.exitCode;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return runCommand(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kestrel: error: %s\n", error.what());
+        return kExitUnusable;
+    }
+}

@@ -1,0 +1,274 @@
+#include "cli/message_printer.h"
+
+#include "platform/environment.h"
+#include "platform/paths.h"
+#include "platform/terminal.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace kestrel::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kWindow = 150;          // columns of a source line that are shown at most
+constexpr std::size_t kMaxChain = 40;  // inserts nest thirty deep; a damaged chain must end too
+
+struct Palette {
+    const char* label = "";
+    const char* bold = "";
+    const char* faint = "";
+    const char* reset = "";
+};
+
+using Kind = ShownMessage::Kind;
+
+const char* labelOf(Kind kind) {
+    switch (kind) {
+        case Kind::Info: return "info";
+        case Kind::Warning: return "warning";
+        case Kind::Error: return "error";
+        case Kind::Hint: return "hint";
+    }
+    return "";
+}
+
+Palette paletteOf(Kind kind, bool colour) {
+    if (!colour) return {};
+    Palette palette{"", "\033[1m", "\033[2m", "\033[0m"};
+    switch (kind) {
+        case Kind::Info: break;
+        case Kind::Warning: palette.label = "\033[1;35m"; break;
+        case Kind::Error: palette.label = "\033[1;31m"; break;
+        case Kind::Hint: palette.label = "\033[1;36m"; break;
+    }
+    return palette;
+}
+
+/// Diagnostics quote bytes of a script: no control character of it may reach the terminal.
+std::string printable(std::string_view text) {
+    std::string out(text);
+    for (char& c : out) {
+        if (c == '\t') c = ' ';
+        else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
+    }
+    return out;
+}
+
+/// The path as a person wants to read it: relative when the file lies below the current directory.
+std::string displayPath(const std::string& file) {
+    std::error_code error;
+    const fs::path path(file);
+    if (!path.is_absolute()) return file;
+    const fs::path relative = path.lexically_relative(fs::current_path(error));
+    if (error || relative.empty() || *relative.begin() == "..") return file;
+    return relative.string();
+}
+
+Kind kindOf(MessageKind kind) {
+    switch (kind) {
+        case MessageKind::Info: return Kind::Info;
+        case MessageKind::Warning: return Kind::Warning;
+        case MessageKind::Error: return Kind::Error;
+    }
+    return Kind::Info;
+}
+
+bool sameMessage(const ShownMessage& a, const ShownMessage& b) {
+    return a.kind == b.kind && a.line1 == b.line1 && a.line2 == b.line2 && a.rule == b.rule &&
+           (a.kind == Kind::Info || (a.place.file == b.place.file && a.place.line == b.place.line &&
+                                     a.place.column == b.place.column));
+}
+
+/// Number of terminal columns that the first `bytes` bytes of UTF-8 text take (wide characters count as one).
+int columnsOf(std::string_view text) {
+    return static_cast<int>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xc0u) != 0x80u;
+    }));
+}
+
+}  // namespace
+
+Place resolvePlace(const SourcePos& pos, const SourceFiles& files) {
+    const auto single = [&files](const SourcePos& p) {
+        Place place;
+        if (!p.known() || static_cast<std::size_t>(p.file) >= files.size()) return place;
+        place.file = files[static_cast<std::size_t>(p.file)].path;
+        place.line = p.line;
+        place.column = p.column;
+        place.endColumn = p.endColumn;
+        return place;
+    };
+    Place place = single(pos);
+    SourcePos at = pos;
+    while (at.known() && static_cast<std::size_t>(at.file) < files.size() && place.broughtInBy.size() < kMaxChain) {
+        at = files[static_cast<std::size_t>(at.file)].broughtInBy;
+        if (Place outer = single(at); outer.known()) place.broughtInBy.push_back(std::move(outer));
+    }
+    return place;
+}
+
+MessagePrinter::MessagePrinter(bool json, std::string nativePath)
+    : json_(json),
+      script_(std::move(nativePath)),
+      scriptLine1_(script_.empty() ? std::string() : platform::upperCase(platform::systemPath(script_))) {}
+
+MessagePrinter::~MessagePrinter() { finish(); }
+
+void MessagePrinter::show(const Message& message) {
+    ShownMessage shown;
+    shown.kind = kindOf(message.kind);
+    shown.line1 = message.line1;
+    shown.line2 = message.line2;
+    if (files_ != nullptr) shown.place = resolvePlace(message.where, *files_);
+    show(std::move(shown));
+}
+
+void MessagePrinter::show(ShownMessage message) {
+    if (json_) {
+        showJson(message);
+        return;
+    }
+    if (last_ && sameMessage(*last_, message)) {
+        ++repeats_;
+        return;
+    }
+    finish();
+    showForPeople(message);
+    last_ = std::move(message);
+}
+
+void MessagePrinter::plainError(std::string_view text, Place place) {
+    ShownMessage message;
+    message.kind = Kind::Error;
+    message.line1 = text;
+    message.place = std::move(place);
+    show(std::move(message));
+}
+
+void MessagePrinter::hint(std::string_view rule, std::string_view text, Place place) {
+    ShownMessage message;
+    message.kind = Kind::Hint;
+    message.line1 = text;
+    message.rule = rule;
+    message.place = std::move(place);
+    show(std::move(message));
+}
+
+void MessagePrinter::finish() {
+    if (last_ && repeats_ > 0) {
+        std::FILE* out = last_->kind == Kind::Info ? stdout : stderr;
+        std::fprintf(out, "    (shown once, reported %d times)\n", repeats_ + 1);
+        std::fflush(out);
+    }
+    last_.reset();
+    repeats_ = 0;
+}
+
+void MessagePrinter::showJson(const ShownMessage& message) const {
+    nlohmann::ordered_json json;
+    json["kind"] = labelOf(message.kind);
+    json["line1"] = message.line1;
+    json["line2"] = nullptr;
+    if (message.line2) json["line2"] = *message.line2;
+    if (!message.rule.empty()) json["rule"] = message.rule;
+    if (message.place.known()) {
+        json["file"] = message.place.file;
+        json["line"] = message.place.line;
+        if (message.place.column > 0) {
+            json["column"] = message.place.column;
+            json["endColumn"] = std::max(message.place.endColumn, message.place.column + 1);
+        }
+    }
+    const std::string text = json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::fprintf(stdout, "%s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+bool MessagePrinter::isScriptPath(std::string_view line1) const {
+    return !scriptLine1_.empty() && line1 == scriptLine1_;
+}
+
+void MessagePrinter::showForPeople(const ShownMessage& message) {
+    const bool oneLine = message.line2.has_value() && isScriptPath(message.line1);
+    if (message.kind == Kind::Info) {
+        // What a script says with info() goes out byte for byte, so that it can be piped on.
+        if (!oneLine) std::fprintf(stdout, "%s\n", message.line1.c_str());
+        if (message.line2) std::fprintf(stdout, "%s\n", message.line2->c_str());
+        std::fflush(stdout);
+        return;
+    }
+
+    std::FILE* out = stderr;
+    const bool colour = platform::isTerminal(platform::Stream::Error) &&
+                        platform::environment("NO_COLOR").value_or("").empty();
+    const Palette palette = paletteOf(message.kind, colour);
+    std::string where;
+    if (message.place.known()) {
+        where = displayPath(message.place.file) + ":" + std::to_string(message.place.line) + ":";
+        if (message.place.column > 0) where += std::to_string(message.place.column) + ":";
+        where += " ";
+    } else if (oneLine) {
+        where = script_ + ": ";
+    }
+    const std::string& first = oneLine ? *message.line2 : message.line1;
+    std::string text = std::string(palette.bold) + printable(where) + palette.reset + palette.label +
+                       labelOf(message.kind) + ":" + palette.reset + " " + palette.bold + printable(first) +
+                       palette.reset;
+    if (!message.rule.empty()) text += " [" + message.rule + "]";
+    text += "\n";
+    if (message.line2 && !oneLine) text += "    " + printable(*message.line2) + "\n";
+    std::fputs(text.c_str(), out);
+    writeSource(out, colour, message.place);
+    std::fflush(out);
+}
+
+void MessagePrinter::writeSource(std::FILE* out, bool colour, const Place& place) {
+    if (!place.known()) return;
+    const Palette palette = paletteOf(Kind::Hint, colour);
+    if (const std::string* source = sourceLine(place.file, place.line)) {
+        const int length = static_cast<int>(source->size());
+        const int column = std::clamp(place.column, 0, length + 1);
+        const int first = column > kWindow ? column - kWindow / 2 : 1;
+        const std::string shown =
+            printable(std::string_view(*source).substr(static_cast<std::size_t>(first - 1), kWindow));
+        std::fprintf(out, "%s%5d |%s %s\n", palette.faint, place.line, palette.reset, shown.c_str());
+        if (column > 0) {
+            const std::size_t start = static_cast<std::size_t>(column - first);
+            const int last = std::clamp(place.endColumn, column + 1, std::max(length + 1, column + 1));
+            const int width = columnsOf(std::string_view(shown).substr(
+                start, static_cast<std::size_t>(last - column)));
+            std::string mark(static_cast<std::size_t>(columnsOf(std::string_view(shown).substr(0, start))), ' ');
+            mark += '^';
+            mark.append(static_cast<std::size_t>(std::max(width - 1, 0)), '~');
+            std::fprintf(out, "%s      |%s %s%s%s\n", palette.faint, palette.reset, palette.label, mark.c_str(),
+                         palette.reset);
+        }
+    }
+    for (const Place& outer : place.broughtInBy) {
+        std::fprintf(out, "%s      = brought in by %s:%d%s\n", palette.faint,
+                     printable(displayPath(outer.file)).c_str(), outer.line, palette.reset);
+    }
+}
+
+const std::string* MessagePrinter::sourceLine(const std::string& file, int line) {
+    auto found = sources_.find(file);
+    if (found == sources_.end()) {
+        std::vector<std::string> lines;
+        std::ifstream in(file, std::ios::binary);
+        for (std::string text; std::getline(in, text);) {
+            if (!text.empty() && text.back() == '\r') text.pop_back();
+            lines.push_back(std::move(text));
+        }
+        found = sources_.emplace(file, std::move(lines)).first;
+    }
+    const auto index = static_cast<std::size_t>(line - 1);
+    return index < found->second.size() ? &found->second[index] : nullptr;
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,57 @@
+#include "cli/commands.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+namespace kestrel::cli {
+
+namespace {
+
+constexpr double kLongestTimeout = 1e7;  // seconds; what every clock can still count
+
+/// @return why a file cannot be used, or null
+const char* unusable(const std::string& nativePath) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(nativePath, error);
+    if (status.type() == fs::file_type::not_found) return "no such file";
+    if (error) return "cannot be reached";
+    if (fs::is_directory(status)) return "is a directory, not a script";
+    if (!fs::is_regular_file(status)) return "is not a regular file";
+    if (!platform::openFile(platform::systemPath(nativePath), "rb")) return "cannot be read";
+    return nullptr;
+}
+
+}  // namespace
+
+void addMessagesOption(CLI::App& command, Invocation& invocation) {
+    command
+        .add_option_function<std::string>(
+            "--messages", [&invocation](const std::string& style) { invocation.json = style == "json"; },
+            "How messages are shown: for people, or as one JSON object per line on standard output")
+        ->check(CLI::IsMember({"people", "json"}))
+        ->type_name("people|json")
+        ->default_str("people");
+}
+
+void addTimeoutOption(CLI::App& command, Invocation& invocation) {
+    command
+        .add_option("--timeout", invocation.timeout,
+                    "Ends a script that runs longer than this, in seconds (default: no limit)")
+        ->check(CLI::Range(0.0, kLongestTimeout))
+        ->type_name("SECONDS");
+}
+
+bool requireReadable(const std::string& nativePath, Invocation& invocation) {
+    const char* reason = unusable(nativePath);
+    if (reason == nullptr) return true;
+    std::fprintf(stderr, "kestrel: error: %s: %s\n", nativePath.c_str(), reason);
+    invocation.exitCode = std::max<int>(invocation.exitCode, kExitUnusable);
+    return false;
+}
+
+}  // namespace kestrel::cli

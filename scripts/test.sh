@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests: optimised, then once more under AddressSanitizer and UBSan.
+# KESTREL_TEST_QUICK=1 leaves the second round out.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+jobs=$(nproc)
+
+run_preset() {
+    echo "test: building and testing the preset '$1' with $jobs jobs"
+    cmake --preset "$1"
+    cmake --build --preset "$1" --parallel "$jobs"
+    ctest --preset "$1" --parallel "$jobs"
+}
+
+scripts/setup.sh
+run_preset release
+if [[ -z "${KESTREL_TEST_QUICK:-}" ]]; then
+    run_preset asan
+fi
+echo "test: all tests passed."

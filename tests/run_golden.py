@@ -1,0 +1,89 @@
+#!/usr/bin/env python3
+"""Runs golden tests: one text file holds a command, its input files and everything that it writes.
+
+    what this test shows (free text)
+    === command
+    kestrel list input.ks
+    === file input.ks
+    ...
+    === hex input.ks        (bytes in hexadecimal, for what is no text)
+    === stdout
+    === stderr
+    === exit
+    0
+
+The command runs in a fresh directory with the input files in it. In the output that directory reads $DIR, and $SYSDIR
+in the system's own form (backslashes, upper case); sections that are absent are empty, an absent exit is 0. --update
+writes the output into the test.
+"""
+
+import pathlib
+import re
+import shlex
+import tempfile
+
+import harness
+
+HEAD = re.compile(r"^=== (.*)$")
+
+
+def sections(text):
+    parts, name = {"": []}, ""
+    for line in text.splitlines():
+        if found := HEAD.match(line):
+            name = found[1]
+            parts[name] = []
+        else:
+            parts[name].append(line)
+    return parts
+
+
+def write_inputs(parts, folder):
+    for name, lines in parts.items():
+        kind, _, file = name.partition(" ")
+        if kind == "file":
+            (folder / file).write_text("".join(line + "\n" for line in lines), encoding="latin-1")
+        elif kind == "hex":
+            (folder / file).write_bytes(bytes.fromhex("".join(lines)))
+
+
+def readable(output, folder):
+    native = str(folder)
+    text = output.decode("latin-1").replace(native, "$DIR")
+    system = native.replace("/", "\\").upper()
+    return text.replace(system.replace("\\", "\\\\"), "$SYSDIR").replace(system, "$SYSDIR").splitlines()
+
+
+def check(path, args):
+    text = path.read_text(encoding="latin-1")
+    parts = sections(text)
+    with tempfile.TemporaryDirectory() as made:
+        folder = pathlib.Path(made).resolve()
+        write_inputs(parts, folder)
+        command = shlex.split(" ".join(parts["command"]))
+        if command[0] != "kestrel":
+            return "the command must be kestrel"
+        status, stdout, stderr = harness.run([args.kestrel, *command[1:]], folder)
+        actual = {"stdout": readable(stdout, folder), "stderr": readable(stderr, folder), "exit": [str(status)]}
+    expected = {name: parts.get(name, []) for name in actual}
+    expected["exit"] = expected["exit"] or ["0"]
+    if expected == actual:
+        return None
+    if args.update:
+        kept = [(name, lines) for name, lines in parts.items() if name not in actual]
+        made = kept + [(name, lines) for name, lines in actual.items() if lines and lines != ["0"]]
+        blocks = [([f"=== {name}"] if name else []) + lines for name, lines in made]
+        path.write_text("".join(line + "\n" for block in blocks for line in block), encoding="latin-1")
+        return None
+    return "\n".join(f"{name}:\n{harness.difference(expected[name], actual[name])}"
+                     for name in actual if expected[name] != actual[name])
+
+
+def main():
+    args = harness.arguments(__doc__)
+    files = harness.find(args.tests, ".txt")
+    results = [(path, check(path, args)) for path in files]
+    harness.report([(path, text) for path, text in results if text is not None], len(files))
+
+
+main()
