@@ -1,0 +1,49 @@
+// Running scripts without the module: what the command's check, list and run use.
+#pragma once
+
+#include "engine/context.h"
+#include "frontend/compiler.h"
+#include "host/file_request.h"
+
+#include <memory>
+#include <string>
+
+namespace kestrel {
+
+/// One script in a context of its own, with all built-ins, the library path of the user's store and the shading object
+/// (which has no sample here, so its members read as Nil). Nothing is shared with the module or with other sessions.
+class ScriptSession {
+public:
+    /// @param messages   where messages go; must outlive the session
+    /// @param watch      lets the caller end a run; may be null
+    /// @param requester  answers requests for files (components that are not on the library path); may be empty
+    explicit ScriptSession(MessageSink& messages, RunWatch* watch = nullptr, FileRequester requester = {});
+    ~ScriptSession();
+    ScriptSession(const ScriptSession&) = delete;
+    ScriptSession& operator=(const ScriptSession&) = delete;
+
+    [[nodiscard]] EngineContext& context() noexcept;
+
+    /// Forgets the script of the session, compiles another and checks the result. Nothing of it runs; the messages of
+    /// the compile and the check have been shown.
+    /// @param nativePath  as the user wrote it, relative or absolute
+    /// @return true when the script may run; otherwise context().program holds what there is of it
+    [[nodiscard]] bool compile(const std::string& nativePath, const CompileOptions& options = {});
+
+    /// After a successful compile: makes the program ready and runs its code outside functions.
+    /// @return the abort flag (false = success)
+    bool prepare();
+
+    /// After prepare(): runs the function "main" with its handlers. Without a "main" nothing happens.
+    /// @return the abort flag (false = success)
+    bool runMain();
+
+    /// Unloads the script, with its report of unused variables when the script asked for one.
+    void unload();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace kestrel
