@@ -5,6 +5,14 @@
 
 namespace kestrel {
 
+/// The OP_MEMBER or OP_RECORD node behind the OP_VAR or OP_INDEX node that names a member; its variable is the object.
+/// A postfix "++" or "--" may stand between the two.
+[[nodiscard]] inline const CodeNode& objectNode(const CodeNode& memberNode) noexcept {
+    const CodeNode* node = memberNode.next;
+    if (node->op == OP_POSTINC || node->op == OP_POSTDEC) node = node->next;
+    return *node;
+}
+
 /// Reads the member that a MemberRef or IndexedMemberRef on top of the stack names: pops the reference (with its index
 /// list) and pushes the value. Errors report and push nothing.
 void readMemberOnTop(EngineContext& ctx);

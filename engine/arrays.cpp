@@ -1,0 +1,305 @@
+#include "engine/arrays.h"
+
+#include "engine/assignment.h"
+#include "engine/members.h"
+#include "engine/node_modes.h"
+#include "engine/records.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+namespace {
+
+/// Elements that an array may have. The design's cells fit no more than this into its address space.
+constexpr std::int64_t kMaxElements = 30'000'000;
+
+struct Index {
+    std::int64_t position = -1;  ///< 1-based linear position; anything outside 1..count is invalid
+    bool ok = false;
+};
+
+/// Calls visit(k, cell) for each index value of a list.
+template <class Visit>
+bool forEachIndex(EngineContext& ctx, const IndexList& list, int end, Visit visit) {
+    int k = 0;
+    for (int i = list.first + 1; i < end; ++i) {
+        const ValueCell& cell = ctx.stack.at(i);
+        if (cell.type != SepMark && !visit(k++, cell)) return false;
+    }
+    return true;
+}
+
+/// The list that ends below stack index `end`.
+IndexList indexListBelow(EngineContext& ctx, int end) {
+    IndexList list;
+    int i = end - 1;
+    for (; i >= ctx.base() && ctx.stack.at(i).type != DimMark; --i)
+        if (ctx.stack.at(i).type != SepMark) ++list.count;
+    list.first = i;
+    return list;
+}
+
+bool requireList(EngineContext& ctx, const IndexList& list) {
+    if (list.first >= ctx.base()) return true;
+    ctx.abortWith("#ELine %d, stack empty", ctx.run.currentLine);
+    return false;
+}
+
+bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
+    if (cell.isNumeric()) return true;
+    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine, variable.name);
+    return false;
+}
+
+/// Combines the indexes into a linear position. Only the first is bounded through the position alone.
+Index combineIndexes(EngineContext& ctx, const ArrayRecord& array, const Variable& variable, const IndexList& list,
+                     int end) {
+    Index index;
+    index.ok = forEachIndex(ctx, list, end, [&](int k, const ValueCell& cell) {
+        if (!requireNumericIndex(ctx, cell, variable)) return false;
+        const std::int64_t i = truncate(cell.payload.number);
+        if (k == 0) {
+            index.position = i;
+            return true;
+        }
+        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
+        if (i > size) {
+            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
+                          ctx.run.currentLine, i, size, variable.name);
+            return false;
+        }
+        // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
+        const std::int64_t bounded = std::clamp<std::int64_t>(index.position, -kMaxElements, kMaxElements);
+        index.position = (bounded - 1) * size + std::clamp<std::int64_t>(i, -kMaxElements, kMaxElements);
+        return true;
+    });
+    return index;
+}
+
+void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& variable) {
+    const int end = ctx.stack.size();
+    const IndexList list = indexListBelow(ctx, end);
+    if (!requireList(ctx, list)) return;
+    if (list.count != array.dimCount) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s[] (%d)",
+                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        return;
+    }
+    const Index index = combineIndexes(ctx, array, variable, list, end);
+    if (!index.ok) return;
+    if (index.position < 1 || index.position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, index.position,
+                      variable.name, dimensionText(array));
+        return;
+    }
+    const ValueCell& element = array.elements[static_cast<std::size_t>(index.position - 1)];
+    if (element.type == Uninitialized) {
+        ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
+                      variable.name, index.position);
+        return;
+    }
+    ctx.stack.dropTo(list.first);
+    ctx.stack.push(borrowValue(element));
+}
+
+void readCharacter(EngineContext& ctx, const Variable& variable) {
+    const int end = ctx.stack.size();
+    const IndexList list = indexListBelow(ctx, end);
+    if (!requireList(ctx, list)) return;
+    if (list.count != 1) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'", ctx.run.currentLine,
+                      list.count, variable.ownerName(), variable.name);
+        return;
+    }
+    const ValueCell& cell = ctx.stack.at(end - 1);
+    if (!requireNumericIndex(ctx, cell, variable)) return;
+    const std::int64_t position = truncate(cell.payload.number);
+    const std::string_view text = variable.text();
+    ctx.stack.dropTo(list.first);
+    if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
+        // Only reported, by design: the run goes on without a value.
+        ctx.reporter.report("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, position,
+                            variable.ownerName(), variable.name);
+        return;
+    }
+    ctx.pushText(text.substr(static_cast<std::size_t>(position - 1), 1));
+}
+
+void indexValue(EngineContext& ctx, Variable& variable) {
+    if (const ArrayRecord* array = variable.array()) {
+        readElement(ctx, *array, variable);
+    } else if (variable.holdsText()) {
+        readCharacter(ctx, variable);
+    } else {
+        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", ctx.run.currentLine, variable.name);
+    }
+}
+
+FunctionRecord* activeFunction(const EngineContext& ctx) noexcept {
+    return ctx.run.calls.empty() ? nullptr : ctx.run.calls.back().function;
+}
+
+/// The sizes of a declaration: the product, or -1 after reporting.
+std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const IndexList& list,
+                       std::array<std::int64_t, kMaxDimensions>& sizes) {
+    std::int64_t product = 1;
+    const bool ok = forEachIndex(ctx, list, ctx.stack.size(), [&](int k, const ValueCell& cell) {
+        if (!requireNumericIndex(ctx, cell, variable)) return false;
+        const std::int64_t size = truncate(cell.payload.number);
+        if (k < kMaxDimensions) sizes[static_cast<std::size_t>(k)] = size;
+        // Past this bound the product only has to stay too large (or negative).
+        if (__builtin_mul_overflow(product, size, &product)) product = kMaxElements + 1;
+        return true;
+    });
+    if (!ok) return -1;
+    if (product < 1) {
+        ctx.abortWith("#ELine %d, illegal array size (%d) for array %s", ctx.run.currentLine, product, variable.name);
+        return -1;
+    }
+    if (list.count > kMaxDimensions) {
+        ctx.abortWith("#ELine %d, maximum array dimensions (10) exceeded for array %s", ctx.run.currentLine,
+                      variable.name);
+        return -1;
+    }
+    return product;
+}
+
+void declareArray(EngineContext& ctx, const CodeNode& node) {
+    Variable& variable = *node.variable;
+    const IndexList list = indexListOnTop(ctx);
+    if (!requireList(ctx, list)) return;
+    if (const ArrayRecord* array = variable.array()) {
+        // A declaration in a loop, or in a function called again, keeps the array it made.
+        const bool repeat = !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
+        if (!repeat) {
+            ctx.stack.dropTo(list.first);
+            return;
+        }
+    }
+    std::array<std::int64_t, kMaxDimensions> sizes{};
+    if (readSizes(ctx, variable, list, sizes) < 0) return;
+    ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
+    ctx.stack.dropTo(list.first);
+    if (array == nullptr) return;
+    array->declNode = &node;
+    releaseVariableValue(ctx, variable);
+    variable.type = Array;
+    variable.object = array;
+}
+
+bool fits(EngineContext& ctx, std::int64_t count) {
+    if (count <= kMaxElements) return true;
+    ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
+    return false;
+}
+
+}  // namespace
+
+ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill) {
+    std::int64_t count = 1;
+    for (const std::int64_t size : dims)
+        if (__builtin_mul_overflow(count, size, &count)) count = kMaxElements + 1;
+    if (!fits(ctx, count)) return nullptr;
+    auto array = std::make_unique<ArrayRecord>();
+    for (std::size_t k = 0; k < dims.size(); ++k) {
+        array->dims[k] = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(dims[k], std::numeric_limits<std::int32_t>::min(), kMaxElements));
+    }
+    array->dimCount = static_cast<std::int32_t>(dims.size());
+    array->owner = activeFunction(ctx);
+    ValueCell fresh = ValueCell::ofNil();
+    fresh.type = fill;
+    array->elements.assign(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), fresh);
+    array->index = ctx.arrays.size();
+    ctx.arrays.push_back(std::move(array));
+    return ctx.arrays.back().get();
+}
+
+bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
+    if (!fits(ctx, count)) return false;
+    const auto size = static_cast<std::size_t>(count);
+    for (std::size_t i = size; i < array.elements.size(); ++i) clearElement(ctx, array.elements[i]);
+    if (size > array.elements.capacity()) array.elements.reserve(std::max(size, array.elements.capacity() * 2));
+    array.elements.resize(size, ValueCell::ofNil());
+    array.dims[0] = static_cast<std::int32_t>(count);
+    return true;
+}
+
+void clearElement(EngineContext& ctx, ValueCell& element) {
+    if (element.type == TempString)
+        ctx.pool.release(element.payload.text);
+    else if (element.type == UserRecord)
+        dropRecord(ctx, element.payload.record);
+    element = ValueCell::ofNil();
+}
+
+void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
+    ValueCell stored = value;
+    if (value.isText()) {
+        const char* copy = ctx.pool.keep(value.payload.text != nullptr ? value.payload.text : "");
+        if (copy == nullptr) return;
+        stored = ValueCell::ofTemp(copy);
+    } else if (value.type == UserRecord) {
+        holdRecord(ctx, value.payload.record);
+    } else if (value.type == VarRef) {
+        stored = ValueCell::ofNumber(0.0);
+    }
+    clearElement(ctx, slot);
+    slot = stored;
+}
+
+ValueCell borrowValue(const ValueCell& stored) noexcept {
+    ValueCell cell = stored;
+    if (cell.type == TempString) cell.type = String;
+    return cell;
+}
+
+IndexList indexListOnTop(EngineContext& ctx) { return indexListBelow(ctx, ctx.stack.size()); }
+
+std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node) {
+    const Variable& variable = targetVariable(node);
+    const int end = ctx.stack.size();
+    const IndexList list = indexListBelow(ctx, end);
+    if (!requireList(ctx, list)) return -1;
+    if (list.count != array.dimCount) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
+                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        return -1;
+    }
+    const Index index = combineIndexes(ctx, array, variable, list, end);
+    if (!index.ok) return -1;
+    if (index.position < 1 || index.position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, index.position,
+                      variable.name, array.count());
+        return -1;
+    }
+    ctx.stack.dropTo(list.first);
+    return index.position - 1;
+}
+
+const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
+    switch (node->mode) {
+        case kDeclare: declareArray(ctx, *node); return node;
+        case kReference:
+            ctx.stack.push(ValueCell::ofNode(Array, node));
+            return node;
+        case kMemberRead:
+            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
+            readMemberOnTop(ctx);
+            return node->next;
+        case kMemberReference:
+            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
+            return node;
+        default: indexValue(ctx, *node->variable); return node;
+    }
+}
+
+std::string dimensionText(const ArrayRecord& array) {
+    std::string text;
+    for (int k = 0; k < array.dimCount; ++k)
+        text += "[" + std::to_string(array.dims[static_cast<std::size_t>(k)]) + "]";
+    return text;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,348 @@
+// Loads, references, increments, unary and logical operators, the selector.
+
+#include "engine/instructions.h"
+
+#include "engine/arrays.h"
+#include "engine/assignment.h"
+#include "engine/members.h"
+#include "engine/node_modes.h"
+#include "engine/operators.h"
+#include "engine/records.h"
+
+namespace kestrel {
+
+namespace {
+
+/// The value that "++" or "--" leaves on the stack and the change it makes.
+struct Step {
+    double delta;
+    bool postfix;
+};
+
+Step stepOf(std::int32_t op) noexcept {
+    return {op == OP_POSTINC || op == OP_PREINC ? 1.0 : -1.0, op == OP_POSTINC || op == OP_POSTDEC};
+}
+
+void addStep(Vec3& v, double delta) noexcept {
+    v.x += delta;
+    v.y += delta;
+    v.z += delta;
+}
+
+void incrementVariable(EngineContext& ctx, const CodeNode& naming, Step step) {
+    Variable& variable = targetVariable(naming);
+    if (variable.type == Number || variable.type == Integer) {
+        const double old = variable.number;
+        variable.number += step.delta;
+        ValueCell cell = ValueCell::ofNumber(step.postfix ? old : variable.number);
+        cell.type = variable.type;
+        ctx.stack.push(cell);
+    } else if (variable.type == Vector) {
+        const Vec3 old = variable.vec;
+        addStep(variable.vec, step.delta);
+        ctx.stack.push(ValueCell::ofVector(step.postfix ? old : variable.vec));
+    } else if (variable.type == Uninitialized || (variable.type == Array && variable.array() == nullptr)) {
+        ctx.abortWith("#ELine %d, attempt to access uninitialized variable %s", naming.line, variable.name);
+    } else {
+        ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, variable.name);
+    }
+}
+
+void incrementElement(EngineContext& ctx, const CodeNode& naming, Step step) {
+    Variable& variable = targetVariable(naming);
+    ArrayRecord* array = variable.array();
+    if (array == nullptr) {
+        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", ctx.run.currentLine, variable.name);
+        return;
+    }
+    const std::int64_t index = elementIndex(ctx, *array, naming);
+    if (index < 0) return;
+    ValueCell& element = array->elements[static_cast<std::size_t>(index)];
+    const ValueCell old = element;
+    switch (element.type) {
+        case Number:
+        case Integer: element.payload.number += step.delta; break;
+        case Vector: addStep(element.payload.vec, step.delta); break;
+        case Uninitialized:
+            ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
+                          variable.name, index + 1);
+            return;
+        default:
+            ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine, variable.name,
+                          index + 1);
+            return;
+    }
+    ctx.stack.push(step.postfix ? old : element);
+}
+
+/// Nodes of `record->member`: the OP_RECORD follows, behind a postfix "++" if there is one.
+const CodeNode& recordNode(const CodeNode& memberNode) noexcept {
+    return memberNode.next->op == OP_RECORD ? *memberNode.next : *memberNode.next->next;
+}
+
+/// A copy of a value that the selector picks. @return false for kinds that it cannot pick
+bool selectable(const ValueCell& cell) noexcept {
+    switch (cell.type) {
+        case Number:
+        case Integer:
+        case Vector:
+        case Nil:
+        case String:
+        case TempString:
+        case FileObj:
+        case UserRecord:
+        case ObjectAgent:
+        case HxioObj:
+        case HxObject:
+        case BoneObj:
+        case LightObj:
+        case CameraObj:
+        case SceneObj:
+        case ImageListObj:
+        case ShaderObj: return true;
+        default: return false;
+    }
+}
+
+/// Takes the n-th of the cells [first, last) out of the stack, so that it owns its text.
+ValueCell pickCell(EngineContext& ctx, int first, int last, std::int64_t n) {
+    if (n < 1 || n > last - first) return ValueCell::ofNil();
+    ValueCell& cell = ctx.stack.at(first + static_cast<int>(n) - 1);
+    const ValueCell picked = cell;
+    cell = ValueCell::ofNil();
+    return picked;
+}
+
+ValueCell pickElement(const ArrayRecord& array, std::int64_t n) {
+    if (array.dimCount != 1 || n < 1 || n > array.count()) return ValueCell::ofNil();
+    const ValueCell& element = array.elements[static_cast<std::size_t>(n - 1)];
+    return element.type == Uninitialized ? ValueCell::ofNil() : borrowValue(element);
+}
+
+ValueCell pickCharacter(EngineContext& ctx, const char* text, std::int64_t n) {
+    const auto length = static_cast<std::int64_t>(std::strlen(text));
+    if (n < 1 || n > length) return ValueCell::ofNil();
+    const char* copy = ctx.pool.strdup(std::string_view(text + n - 1, 1));
+    return copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil();
+}
+
+ValueCell select(EngineContext& ctx, int mark, std::int64_t n) {
+    const int first = mark + 1;
+    const int last = ctx.stack.size();
+    if (first >= last) return ValueCell::ofNil();
+    const ValueCell& value = ctx.stack.at(first);
+    if (value.type == ListMark) {
+        int close = first + 1;
+        while (close < last && ctx.stack.at(close).type != ListMark) ++close;
+        return pickCell(ctx, first + 1, close, n);
+    }
+    if (last - first == 1) {
+        if (value.type == ArrayRef) return pickElement(*value.payload.array, n);
+        if (value.isText()) return pickCharacter(ctx, value.payload.text, n);
+    }
+    return pickCell(ctx, first, last, n);
+}
+
+}  // namespace
+
+ValueCell variableCell(Variable& variable) noexcept {
+    ValueCell cell;
+    cell.type = variable.type;
+    switch (variable.type) {
+        case Number:
+        case Integer: cell.payload.number = variable.number; break;
+        case Vector: cell.payload.vec = variable.vec; break;
+        case String:
+        case TempString:
+            cell.type = String;
+            cell.payload.text = variable.object != nullptr ? variable.text() : "";
+            break;
+        case Array: cell = ValueCell::ofArray(variable.array(), &variable); break;
+        case Nil: cell = ValueCell::ofNil(); break;
+        default: cell.payload.object = variable.object; break;
+    }
+    return cell;
+}
+
+void loadVariable(EngineContext& ctx, Variable& variable) {
+    switch (variable.type) {
+        case Number:
+        case Integer:
+        case Vector:
+        case String:
+        case TempString:
+        case Nil:
+        case FileObj:
+        case UserRecord:
+        case ObjectAgent:
+        case HxioObj:
+        case HxObject:
+        case BoneObj:
+        case LightObj:
+        case CameraObj:
+        case SceneObj:
+        case ImageListObj:
+        case ShaderObj: ctx.stack.push(variableCell(variable)); return;
+        case Array:
+            if (variable.object != nullptr) {
+                ctx.stack.push(variableCell(variable));
+                return;
+            }
+            break;
+        default: break;
+    }
+    if (ctx.options.strict) {
+        ctx.abortWith("#ELine %d, use of uninitialized variable \"%s\" detected", ctx.run.currentLine, variable.name);
+        return;
+    }
+    variable.type = Nil;
+    ctx.stack.push(ValueCell::ofNil());
+}
+
+const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
+    switch (node->mode) {
+        case kReference:
+            ctx.stack.push(ValueCell::ofNode(VarRef, node));
+            return node;
+        case kMemberRead:
+            ctx.stack.push(ValueCell::ofNode(MemberRef, node));
+            readMemberOnTop(ctx);
+            return node->next;
+        case kMemberReference:
+            ctx.stack.push(ValueCell::ofNode(MemberRef, node));
+            return node;
+        case kRecordRead: readRecordMember(ctx, *node, *node->next); return node->next;
+        case kRecordReference:
+            ctx.stack.push(ValueCell::ofNode(RecordMemberRef, node));
+            return node;
+        case kSlotRead:
+        case kSlotReference:
+            ctx.abortWith("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine,
+                          node->variable->ownerName(), node->variable->name);
+            return node;
+        default: loadVariable(ctx, *node->variable); return node;
+    }
+}
+
+void executeIncrement(EngineContext& ctx, const CodeNode& node) {
+    if (!ctx.need(1)) return;
+    const ValueCell reference = ctx.stack.top();
+    switch (reference.type) {
+        case VarRef:
+            ctx.stack.drop(1);
+            incrementVariable(ctx, *reference.payload.node, stepOf(node.op));
+            return;
+        case Array:
+            ctx.stack.drop(1);
+            incrementElement(ctx, *reference.payload.node, stepOf(node.op));
+            return;
+        case MemberRef:
+        case IndexedMemberRef: writeMemberOnTop(ctx, ValueCell::ofInteger(1), node.op); return;
+        case RecordMemberRef:
+            ctx.stack.drop(1);
+            writeRecordMember(ctx, *reference.payload.node, recordNode(*reference.payload.node),
+                              ValueCell::ofInteger(1), node.op);
+            return;
+        default:
+            ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, "");
+            return;
+    }
+}
+
+void executeNegate(EngineContext& ctx, const CodeNode& node) {
+    if (!ctx.need(1)) return;
+    ValueCell& cell = ctx.stack.top();
+    if (node.mode == kStatementForm && ctx.stack.size() == 1) {
+        Variable& variable = targetVariable(*node.prev);
+        ctx.stack.drop(1);
+        if (variable.type == String || variable.type == TempString) {
+            ctx.abortWith("#ELine %d, illegal logical operation on character string, variable %s",
+                          ctx.run.currentLine, variable.name);
+            return;
+        }
+        variable.number = -variable.number;
+        variable.vec = {-variable.vec.x, -variable.vec.y, -variable.vec.z};
+        return;
+    }
+    switch (cell.type) {
+        case Vector: {
+            const Vec3 v = cell.payload.vec;
+            cell.payload.vec = {-v.x, -v.y, -v.z};
+            return;
+        }
+        case Integer: cell.payload.number = -cell.payload.number; return;
+        default: {
+            const double value = cell.firstDouble();
+            ctx.stack.release(cell);
+            cell = ValueCell::ofNumber(-value);
+            return;
+        }
+    }
+}
+
+void executeNot(EngineContext& ctx, const CodeNode& node) {
+    if (!ctx.need(1)) return;
+    ValueCell& cell = ctx.stack.top();
+    if (node.mode == kStatementForm) {
+        Variable& variable = targetVariable(*node.prev);
+        ctx.stack.drop(1);
+        if (variable.type != Integer && variable.type != Number) {
+            ctx.abortWith("#ELine %d, illegal binary operation on non-numeric, variable %s", ctx.run.currentLine,
+                          variable.name);
+            return;
+        }
+        const bool zero = variable.type == Integer ? truncate(variable.number) == 0 : variable.number == 0.0;
+        variable.number = zero ? 1.0 : 0.0;
+        return;
+    }
+    switch (cell.type) {
+        case Integer: cell.payload.number = truncate(cell.payload.number) == 0 ? 1.0 : 0.0; return;
+        case Number: cell.payload.number = cell.payloadBitsSet() ? 0.0 : 1.0; return;
+        case VarRef: cell = ValueCell::ofNumber(1.0); return;
+        default: {
+            const bool nil = cell.type == Nil;
+            ctx.stack.release(cell);
+            cell = ValueCell::ofBool(nil);
+            return;
+        }
+    }
+}
+
+// Both operands have been evaluated, by design, and neither test looks at the tag: a Nil, whose number slot is -1,
+// counts as true here although `if` treats it as false.
+void executeLogical(EngineContext& ctx, bool isAnd) {
+    if (!ctx.need(2)) return;
+    const bool right = ctx.stack.top(0).payloadBitsSet();
+    const bool left = ctx.stack.top(1).payloadBitsSet();
+    ctx.stack.drop(2);
+    ctx.stack.push(ValueCell::ofBool(isAnd ? left && right : left || right));
+}
+
+void executeVector(EngineContext& ctx) {
+    if (ctx.stack.size() - ctx.base() < 3) {
+        ctx.abortWith("#ELine %d, vector must be comprised of three values", ctx.run.currentLine);
+        return;
+    }
+    const Vec3 v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(), ctx.stack.top(0).firstDouble()};
+    ctx.stack.drop(3);
+    ctx.stack.push(ValueCell::ofVector(v));
+}
+
+void executeSelector(EngineContext& ctx) {
+    int mark = ctx.stack.size() - 1;
+    while (mark > ctx.base() && ctx.stack.at(mark).type != SelectMark) --mark;
+    if (mark <= ctx.base()) {  // no selector value below the mark
+        ctx.abortWith("#ELine %d, stack empty", ctx.run.currentLine);
+        return;
+    }
+    const ValueCell& selector = ctx.stack.at(mark - 1);
+    if (selector.type != Integer) {
+        ctx.abortWith("#ELine %d, invalid selector used for index value", ctx.run.currentLine);
+        return;
+    }
+    const ValueCell picked = select(ctx, mark, truncate(selector.payload.number));
+    ctx.stack.dropTo(mark - 1);
+    if (selectable(picked)) ctx.stack.push(picked);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,260 @@
+// The dispatch loop.
+//
+// Rules for whoever changes it:
+//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go through need().
+//  2. An instruction never looks at cells below the running function's base, apart from a call's arguments.
+//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely on them.
+//  4. A jump names the node before the one to execute next.
+//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are not kept
+//     across a call.
+//  6. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
+
+#include "engine/interpreter.h"
+
+#include "engine/arrays.h"
+#include "engine/assignment.h"
+#include "engine/instructions.h"
+#include "engine/node_modes.h"
+#include "engine/operators.h"
+#include "engine/records.h"
+
+namespace kestrel {
+
+namespace {
+
+/// How often, in statements, a run that does not return to the host looks whether text that nobody borrows any more
+/// is worth releasing, and from how much on it is.
+constexpr int kSweepInterval = 256;
+constexpr std::size_t kSweepBytes = 1u << 20;
+
+class StackBorrowers final : public Pool::Borrowers {
+public:
+    explicit StackBorrowers(EvalStack& stack) : stack_(stack) {}
+    [[nodiscard]] bool borrows(const void* block) const override {
+        for (int i = 0; i < stack_.size(); ++i) {
+            const ValueCell& cell = stack_.at(i);
+            if (cell.isText() && cell.payload.text == block) return true;
+        }
+        return false;
+    }
+
+private:
+    EvalStack& stack_;
+};
+
+void sweep(EngineContext& ctx) {
+    if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
+    if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
+}
+
+bool hooked(const CodeNode& node) noexcept {
+    return node.op != OP_ENDWHILE && node.op != OP_ENDFOR && node.op != OP_FUNC;
+}
+
+template <bool kHooked>
+void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    RunState& run = ctx.run;
+    EvalStack& stack = ctx.stack;
+    const std::size_t depth = run.frames.size();
+    const CodeNode* node = start;
+    std::int32_t previousLine = -1;
+    int untilSweep = kSweepInterval;
+
+    while (node != nullptr && !(node == end && run.frames.size() == depth)) {
+        run.currentLine = node->line;
+        run.node = node;
+        ctx.reporter.place = &node->pos;
+        if constexpr (kHooked) {
+            if (node->line != previousLine && hooked(*node) && run.hook != nullptr) run.hook->line(ctx, *node);
+            previousLine = node->line;
+            if (run.stop) return;
+        }
+        switch (node->op) {
+            case OP_VAR:
+                if (node->mode == kLoad && (node->variable->type == Number || node->variable->type == Integer)) {
+                    ValueCell cell = ValueCell::ofNumber(node->variable->number);
+                    cell.type = node->variable->type;
+                    stack.push(cell);
+                } else {
+                    node = executeVariable(ctx, node);
+                }
+                break;
+            case OP_NUMBER: stack.push(ValueCell::ofNumber(node->operand.number)); break;
+            case OP_INTEGER: stack.push(ValueCell::ofInteger(node->operand.number)); break;
+            case OP_STRING:
+            case OP_TEMPSTRING: stack.push(ValueCell::ofText(node->operand.text)); break;
+            case OP_NIL: stack.push(ValueCell::ofNil()); break;
+            case OP_VECTOR: executeVector(ctx); break;
+            case OP_ADD:
+            case OP_SUB:
+            case OP_MUL:
+            case OP_DIV:
+            case OP_MOD:
+            case OP_XOR:
+            case OP_BITOR:
+            case OP_BITAND:
+            case OP_SHL:
+            case OP_SHR: arithmetic(ctx, node->op); break;
+            case OP_LT:
+            case OP_GT:
+            case OP_LE:
+            case OP_GE:
+            case OP_EQ:
+            case OP_NE: compare(ctx, node->op); break;
+            case OP_NEG: executeNegate(ctx, *node); break;
+            case OP_NOT: executeNot(ctx, *node); break;
+            case OP_AND:
+            case OP_OR: executeLogical(ctx, node->op == OP_AND); break;
+            case OP_POSTINC:
+            case OP_POSTDEC:
+            case OP_PREINC:
+            case OP_PREDEC: executeIncrement(ctx, *node); break;
+            case OP_ASSIGN: assign(ctx); break;
+            case OP_ADDASSIGN:
+            case OP_SUBASSIGN:
+            case OP_DIVASSIGN:
+            case OP_MULASSIGN:
+            case OP_XORASSIGN:
+            case OP_ORASSIGN:
+            case OP_ANDASSIGN: compoundAssign(ctx, *node); break;
+            case OP_DIM: stack.push(ValueCell::ofMark(DimMark)); break;
+            case OP_SEP: stack.push(ValueCell::ofMark(SepMark)); break;
+            case OP_LIST: stack.push(ValueCell::ofMark(ListMark)); break;
+            case OP_SELMARK: stack.push(ValueCell::ofMark(SelectMark)); break;
+            case OP_BLOCK:
+                if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
+                break;
+            case OP_INDEX: node = executeIndex(ctx, node); break;
+            case OP_SELECTOR: executeSelector(ctx); break;
+            case OP_CALL: node = executeCall(ctx, node); break;
+            case OP_FUNC: executeFunctionEntry(ctx); break;
+            case OP_RETURN: node = executeReturn(ctx, node); break;
+            case OP_ENDFUNC: node = executeFunctionEnd(ctx, node); break;
+            case OP_ENDSTMT:
+                stack.dropTo(ctx.base());
+                if (--untilSweep == 0) {
+                    untilSweep = kSweepInterval;
+                    sweep(ctx);
+                }
+                break;
+            case OP_DECL:
+                if (node->next != nullptr && node->next->next != nullptr && node->next->next->op == OP_ENDDECL)
+                    node = node->next->next;
+                break;
+            case OP_IF:
+                if (ctx.need(1)) {
+                    const bool truth = isTrue(stack.top());
+                    stack.drop(1);
+                    if (!truth) node = node->link;
+                }
+                break;
+            case OP_ENDIF:
+                if (node->link != nullptr) node = node->link;
+                break;
+            case OP_WHILE: node = executeWhile(ctx, node); break;
+            case OP_ENDWHILE: node = executeEndWhile(ctx, node); break;
+            case OP_FORTEST: node = executeForTest(ctx, node); break;
+            case OP_ENDFOR: node = executeEndFor(ctx, node); break;
+            case OP_FORBODY: node = executeForBody(ctx, node); break;
+            case OP_BREAK: node = executeBreak(ctx, node); break;
+            case OP_CONTINUE: node = executeContinue(ctx); break;
+            case OP_SWITCH:
+            case OP_SELECT: pushControl(ctx, node); break;
+            case OP_CASE: node = executeCase(ctx, node); break;
+            case OP_ENDCASE:
+                if (node->link != nullptr) node = node->link;
+                break;
+            case OP_DEFAULT:
+                // After a fall-through the value is gone already: a case that matched took it.
+                if (stack.size() > ctx.base()) stack.drop(1);
+                break;
+            case OP_WHEN: node = executeWhen(ctx, node); break;
+            case OP_ENDWHEN: node = executeEndWhen(ctx, node); break;
+            case OP_ENDSWITCH: executeEndSwitch(ctx); break;
+            case OP_FILEOBJ:
+            case OP_FILECONST: stack.push(ValueCell::ofObject(FileObj, node->operand.object)); break;
+            case OP_HXOBJECT: stack.push(ValueCell::ofObject(HxObject, node->operand.variable->object)); break;
+            case OP_OBJAGENT:
+            case OP_BONEOBJ:
+            case OP_LIGHTOBJ:
+            case OP_CAMERAOBJ:
+            case OP_SCENEOBJ:
+            case OP_IMAGELISTOBJ:
+            case OP_SHADEROBJ: stack.push(ValueCell::ofObject(node->op, node->operand.object)); break;
+            default: break;  // markers
+        }
+        if (run.abort || run.stop) [[unlikely]] return;
+        if (node == nullptr) return;  // `continue` outside a loop ends the whole run
+        node = node->next;
+    }
+    if constexpr (kHooked) {
+        if (node != nullptr && run.hook != nullptr && node->line != previousLine && node->op != OP_ENDWHILE &&
+            node->op != OP_ENDFOR)
+            run.hook->line(ctx, *node);
+    }
+    settleResults(ctx);
+}
+
+void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    ctx.run.abort = false;
+    ctx.run.stop = false;
+    if (ctx.run.hook != nullptr)
+        execute<true>(ctx, start, end);
+    else
+        execute<false>(ctx, start, end);
+    ctx.run.returned = false;
+}
+
+/// A nested run of a handler of the main program.
+void runHandler(EngineContext& ctx, std::string_view name) {
+    if (FunctionRecord* handler = ctx.program->findFunction(name)) {
+        invoke(ctx, *handler, {});
+        finishCall(ctx);
+    }
+}
+
+}  // namespace
+
+bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    const std::size_t depth = ctx.run.frames.size();
+    const std::size_t calls = ctx.run.calls.size();
+    ctx.run.frames.emplace_back();
+    executeRun(ctx, start, end);
+    // A run that was ended from the middle of a call leaves frames and call records behind.
+    ctx.run.frames.resize(depth);
+    ctx.run.calls.resize(calls);
+    return ctx.run.abort;
+}
+
+bool runMain(EngineContext& ctx) {
+    FunctionRecord* main = ctx.program->findFunction("main");
+    if (main == nullptr) return false;
+    ctx.run.frames.clear();
+    ctx.run.frames.emplace_back();
+    ctx.run.calls.clear();
+    invoke(ctx, *main, {});
+    finishCall(ctx);
+    if (ctx.run.stop) return ctx.run.abort;
+    if (ctx.run.abort) runHandler(ctx, "ONERROR");
+    runHandler(ctx, ctx.run.abort ? "ONERROR" : "ONEXIT");
+    return ctx.run.abort;
+}
+
+bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args) {
+    const std::size_t calls = ctx.run.calls.size();
+    ctx.run.calls.push_back({&function, 0});
+    for (const ValueCell& arg : args) ctx.stack.push(arg);
+    // More arguments than parameters bind the first ones; fewer leave the rest to the entry's count check.
+    const bool failed = run(ctx, function.entry, function.end);
+    ctx.run.calls.resize(calls);
+    ctx.reporter.place = nullptr;
+    return failed;
+}
+
+void finishCall(EngineContext& ctx) {
+    ctx.stack.dropTo(0);
+    if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
+    ctx.pool.purgeIfWorthwhile();
+}
+
+}  // namespace kestrel
