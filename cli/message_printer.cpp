@@ -125,7 +125,9 @@ void MessagePrinter::show(const Message& message) {
     shown.kind = kindOf(message.kind);
     shown.line1 = message.line1;
     shown.line2 = message.line2;
-    if (files_ != nullptr) shown.place = resolvePlace(message.where, *files_);
+    if (context_ != nullptr && context_->program) {
+        shown.place = resolvePlace(message.where, context_->program->files);
+    }
     show(std::move(shown));
 }
 

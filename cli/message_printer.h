@@ -1,6 +1,7 @@
 // How the command shows messages: for people, or as JSON lines for machines.
 #pragma once
 
+#include "engine/context.h"
 #include "engine/message.h"
 
 #include <cstdio>
@@ -52,10 +53,11 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
-    /// Where the positions of show() point; borrowed, null: places are unknown. May grow while messages come.
-    void setFiles(const SourceFiles* files) noexcept { files_ = files; }
+    /// Whose messages come through show(): the positions in them point into the files of its program. Borrowed; null
+    /// (until it is called): places are unknown.
+    void setContext(const EngineContext* context) noexcept { context_ = context; }
 
-    /// A message from the engine (its place is resolved with setFiles()).
+    /// A message from the engine.
     void show(const Message& message) override;
     /// A message whose place is known already, or one from a host's message service (place unknown).
     void show(ShownMessage message);
@@ -78,7 +80,7 @@ private:
     const bool json_;
     const std::string script_;       // as the user wrote it
     const std::string scriptLine1_;  // as one-line messages show it: the system's path in upper case
-    const SourceFiles* files_ = nullptr;
+    const EngineContext* context_ = nullptr;
     std::optional<ShownMessage> last_;
     int repeats_ = 0;
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;

@@ -1,0 +1,53 @@
+// kestrel check FILE...: compiles scripts and checks them, and tells what is wrong where.
+
+#include "cli/commands.h"
+#include "cli/message_printer.h"
+#include "host/script_session.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+namespace kestrel::cli {
+
+namespace {
+
+bool checkFile(const std::string& file, const Invocation& invocation) {
+    MessagePrinter printer(invocation.json, file);
+    ScriptSession session(printer);
+    printer.setContext(&session.context());
+    CompileOptions options;
+    CompileInfo info;
+    options.reportUnterminatedComment = true;
+    options.info = &info;
+    const bool good = session.compile(file, options);
+    for (const SourcePos& pos : info.nestedConditionals) {
+        printer.hint("nested-conditional",
+                     "a conditional inside another one of the same expression takes the wrong branch; "
+                     "compute it in a statement of its own",
+                     resolvePlace(pos, session.context().program->files));
+    }
+    printer.finish();
+    printer.setContext(nullptr);
+    return good;
+}
+
+}  // namespace
+
+void addCheckCommand(CLI::App& app, Invocation& invocation) {
+    CLI::App* command = app.add_subcommand(
+        "check", "Compiles scripts without running them and shows what is wrong, with file, line and column");
+    const auto files = std::make_shared<std::vector<std::string>>();
+    command->add_option("FILE", *files, "Scripts to check")->required()->type_name("");
+    addMessagesOption(*command, invocation);
+    command->callback([files, &invocation] {
+        for (const std::string& file : *files) {
+            if (!requireReadable(file, invocation)) continue;
+            if (!checkFile(file, invocation)) {
+                invocation.exitCode = std::max<int>(invocation.exitCode, kExitScriptFailed);
+            }
+        }
+    });
+}
+
+}  // namespace kestrel::cli
