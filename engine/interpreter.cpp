@@ -85,22 +85,23 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_TEMPSTRING: stack.push(ValueCell::ofText(node->operand.text)); break;
             case OP_NIL: stack.push(ValueCell::ofNil()); break;
             case OP_VECTOR: executeVector(ctx); break;
-            case OP_ADD:
-            case OP_SUB:
-            case OP_MUL:
-            case OP_DIV:
+            // A constant operator lets the inline numeric cases fold.
+            case OP_ADD: arithmetic(ctx, OP_ADD); break;
+            case OP_SUB: arithmetic(ctx, OP_SUB); break;
+            case OP_MUL: arithmetic(ctx, OP_MUL); break;
+            case OP_DIV: arithmetic(ctx, OP_DIV); break;
             case OP_MOD:
             case OP_XOR:
             case OP_BITOR:
             case OP_BITAND:
             case OP_SHL:
             case OP_SHR: arithmetic(ctx, node->op); break;
-            case OP_LT:
-            case OP_GT:
-            case OP_LE:
-            case OP_GE:
-            case OP_EQ:
-            case OP_NE: compare(ctx, node->op); break;
+            case OP_LT: compare(ctx, OP_LT); break;
+            case OP_GT: compare(ctx, OP_GT); break;
+            case OP_LE: compare(ctx, OP_LE); break;
+            case OP_GE: compare(ctx, OP_GE); break;
+            case OP_EQ: compare(ctx, OP_EQ); break;
+            case OP_NE: compare(ctx, OP_NE); break;
             case OP_NEG: executeNegate(ctx, *node); break;
             case OP_NOT: executeNot(ctx, *node); break;
             case OP_AND:
