@@ -71,9 +71,9 @@ def check(path, args):
         return None
     if args.update:
         kept = [(name, lines) for name, lines in parts.items() if name not in actual]
-        made = kept + [(name, lines) for name, lines in actual.items() if lines and lines != ["0"]]
-        blocks = [([f"=== {name}"] if name else []) + lines for name, lines in made]
-        path.write_text("".join(line + "\n" for block in blocks for line in block), encoding="latin-1")
+        blocks = kept + [(name, lines) for name, lines in actual.items() if lines and lines != ["0"]]
+        written = [line for name, lines in blocks for line in ([f"=== {name}"] if name else []) + lines]
+        path.write_text("".join(line + "\n" for line in written), encoding="latin-1")
         return None
     return "\n".join(f"{name}:\n{harness.difference(expected[name], actual[name])}"
                      for name in actual if expected[name] != actual[name])

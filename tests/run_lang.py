@@ -6,7 +6,8 @@
     // expect error: TEXT      ... this error
     // exit: N                 exit status (0 when not given)
 
-TEXT is the second line of a message whose first line is just the script's path; otherwise "LINE1 | LINE2".
+TEXT is the second line of a message whose first line is just the script's path; otherwise "LINE1 | LINE2". In it,
+{line} stands for the number of the line on which the expectation stands.
 Every message must be expected; hints are not looked at. --update corrects the texts, kinds and status in place.
 """
 
@@ -21,9 +22,9 @@ EXIT = re.compile(r"// exit: (\d+)\s*$")
 
 def expectations(lines):
     wanted, status = [], 0
-    for line in lines:
+    for number, line in enumerate(lines, 1):
         if found := EXPECTATION.search(line):
-            wanted.append((found[1] or "info", found[2].rstrip()))
+            wanted.append((found[1] or "info", found[2].rstrip().replace("{line}", str(number))))
         elif found := EXIT.search(line):
             status = int(found[1])
     return wanted, status
@@ -56,13 +57,15 @@ def update(path, lines, actual, status):
         return False
     following = iter(actual)
 
-    def corrected(line):
-        if EXPECTATION.search(line):
+    def corrected(number, line):
+        if found := EXPECTATION.search(line):
             kind, text = next(following)
+            if found[2].rstrip().replace("{line}", str(number)) == text:
+                text = found[2].rstrip()
             return EXPECTATION.sub(lambda _: f"// expect{'' if kind == 'info' else ' ' + kind}: {text}", line)
         return line if not EXIT.search(line) else EXIT.sub(f"// exit: {status}", line)
 
-    path.write_text("\n".join(corrected(line) for line in lines) + "\n", encoding="latin-1")
+    path.write_text("\n".join(corrected(n, line) for n, line in enumerate(lines, 1)) + "\n", encoding="latin-1")
     return True
 
 
