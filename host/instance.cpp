@@ -1,0 +1,97 @@
+#include "host/instance.h"
+
+#include "host/load_script.h"
+#include "host/plugin_state.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+void releaseServices(const PluginState& state) {
+    if (state.hostGlobal == nullptr) return;
+    for (const char* name : {HX_SERVICE_FILE_REQUEST, HX_SERVICE_MESSAGES, HX_SERVICE_ITEM_INFO,
+                             HX_SERVICE_OBJECT_INFO, HX_SERVICE_BONE_INFO, HX_SERVICE_LIGHT_INFO,
+                             HX_SERVICE_CAMERA_INFO, HX_SERVICE_SCENE_INFO, HX_SERVICE_IMAGE_LIST})
+        state.hostGlobal(name, HX_USE_RELEASE);
+}
+
+/// Takes an instance off the list when the scope is left, whatever its script did.
+class Unlinking {
+public:
+    Unlinking(PluginState& state, ShaderInstance& instance) : state_(state), place_(instance.place) {}
+    ~Unlinking() {
+        state_.instances.erase(place_);
+        if (state_.instances.empty()) releaseServices(state_);
+    }
+    Unlinking(const Unlinking&) = delete;
+    Unlinking& operator=(const Unlinking&) = delete;
+
+private:
+    PluginState& state_;
+    std::list<ShaderInstance>::iterator place_;
+};
+
+std::int32_t showNoOptions(const PluginState& state) {
+    const auto* messages =
+        state.hostGlobal != nullptr
+            ? static_cast<const InfoMessages*>(state.hostGlobal(HX_SERVICE_MESSAGES, HX_USE_ONCE))
+            : nullptr;
+    if (messages == nullptr) return HXM_MISSING_SERVICE;
+    messages->info("Script has no", "modifiable parameters.");
+    return HXM_OK;
+}
+
+}  // namespace
+
+ShaderInstance* createInstance(PluginState& state) {
+    auto context = std::make_shared<ScriptContext>();
+    context->activationNumber = state.activationNumber;
+    const auto place = state.instances.insert(state.instances.end(), ShaderInstance{std::move(context), {}});
+    place->place = place;
+    return &*place;
+}
+
+void destroyInstance(PluginState& state, ShaderInstance& instance) {
+    const Unlinking unlinking(state, instance);
+    LoadedScript* script = instance.script();
+    if (script == nullptr || instance.context.use_count() > 1) return;
+    script->call(HostFunction::Destroy);
+    script->unload();
+}
+
+void copyInstance(const ShaderInstance& source, ShaderInstance& destination) { destination.context = source.context; }
+
+bool attachScript(PluginState& state, ShaderInstance& instance, const std::optional<std::string>& name) {
+    ScriptContext& context = *instance.context;
+    std::unique_ptr<LoadedScript> script = loadScript(state.environment, name, context.activationNumber);
+    if (script == nullptr) return false;
+    context.script = std::move(script);
+    context.script->call(HostFunction::Create);
+    return true;
+}
+
+const char* describeInstance(PluginState& state, const ShaderInstance& instance) {
+    std::string text = "Kestrel/PT";
+    if (const LoadedScript* script = instance.script()) {
+        text = script->host.customDescription ? script->host.description : text + " - " + script->host.description;
+    }
+    const std::size_t used = text.copy(state.description.data(), kDescribeSize - 1);
+    state.description[used] = '\0';
+    return state.description.data();
+}
+
+std::int32_t editInstance(PluginState& state, ShaderInstance& instance) {
+    LoadedScript* script = instance.script();
+    if (script == nullptr) {
+        attachScript(state, instance, std::nullopt);
+        return HXM_OK;
+    }
+    if (script->function(HostFunction::Options) == nullptr) return showNoOptions(state);
+    script->call(HostFunction::Options);
+    return HXM_OK;
+}
+
+}  // namespace kestrel

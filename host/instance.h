@@ -1,0 +1,52 @@
+// Uses of the shader on surfaces, and the scripts that they share.
+#pragma once
+
+#include "host/host_interface.h"
+#include "host/loaded_script.h"
+
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kestrel {
+
+struct PluginState;
+
+/// What instances made by `copy` from one another share: loading a script into one of them shows in all.
+struct ScriptContext {
+    std::int16_t activationNumber = 0;      ///< of the activation in which the first of them was created
+    std::unique_ptr<LoadedScript> script;   ///< null while no script is loaded
+};
+
+struct ShaderInstance {
+    std::shared_ptr<ScriptContext> context;
+    std::list<ShaderInstance>::iterator place;  ///< in PluginState::instances
+
+    [[nodiscard]] LoadedScript* script() const noexcept { return context->script.get(); }
+};
+
+/// A new instance without a script.
+ShaderInstance* createInstance(PluginState& state);
+
+/// Ends an instance. The last one of those that share a script runs the script's `destroy` and unloads it; the last
+/// instance of all releases the host's services.
+void destroyInstance(PluginState& state, ShaderInstance& instance);
+
+/// From now on both instances run the source's script with one state. The destination lets go of its own.
+void copyInstance(const ShaderInstance& source, ShaderInstance& destination);
+
+/// Loads a script into an instance and runs the script's `create`. An instance whose script does not load stays as
+/// it is.
+/// @param name  file to load; nothing: the user is asked
+/// @return false when nothing was loaded
+bool attachScript(PluginState& state, ShaderInstance& instance, const std::optional<std::string>& name);
+
+/// The line that the host shows for an instance, in the module's static buffer.
+const char* describeInstance(PluginState& state, const ShaderInstance& instance);
+
+/// The options entry: lets the user choose a script, or runs the script's `options`.
+/// @return an HxActivation
+std::int32_t editInstance(PluginState& state, ShaderInstance& instance);
+
+}  // namespace kestrel

@@ -1,0 +1,110 @@
+// illuminate and raytrace: what the host knows at the current sample beyond the sample itself.
+#include "host/host_builtins.h"
+
+#include "engine/arrays.h"
+#include "host/shader_context.h"
+
+#include <array>
+#include <cmath>
+#include <string_view>
+
+namespace kestrel {
+
+namespace {
+
+using Triple = std::array<double, 3>;
+
+struct ArrayMessages {
+    std::string_view tooFew;
+    std::string_view element;
+};
+
+/// The first three elements of an array that hold something.
+/// @return false after the call has failed
+bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, const ArrayMessages& messages, Triple& out) {
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < array.elements.size() && found < out.size(); ++i) {
+        const ValueCell& element = array.elements[i];
+        if (element.type == Uninitialized || element.type == Nil) continue;
+        if (!element.isNumeric()) {
+            call.fail(messages.element, call.ctx.run.currentLine, i + 1);
+            return false;
+        }
+        out[found++] = element.payload.number;
+    }
+    if (found == out.size()) return true;
+    call.fail(messages.tooFew, call.ctx.run.currentLine);
+    return false;
+}
+
+/// A Vector or an array of numbers as three numbers.
+/// @return false after the call has failed
+bool tripleArgument(BuiltinCall& call, int index, std::string_view wrongType, const ArrayMessages& messages,
+                    Triple& out) {
+    const ValueCell& cell = call.arg(index);
+    if (cell.type == Vector) {
+        out = {cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z};
+        return true;
+    }
+    if (cell.type == ArrayRef && cell.payload.array != nullptr)
+        return tripleFromArray(call, *cell.payload.array, messages, out);
+    call.fail(wrongType, call.ctx.run.currentLine);
+    return false;
+}
+
+void normalize(Triple& v) {
+    const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+    if (length == 0.0) return;
+    for (double& component : v) component /= length;
+}
+
+}  // namespace
+
+void illuminateBuiltin(BuiltinCall& call) {
+    constexpr ArrayMessages kArray{"#ELine %d, array size less than required argument count",
+                                   "#ELine %d, invalid array element [%d] type to illuminate()"};
+    const std::int32_t line = call.ctx.run.currentLine;
+    if (call.argc != 3) return call.fail("#ELine %d, invalid argument count to illuminate()", line);
+    Triple point{};
+    Triple vector{};
+    if (!tripleArgument(call, 2, "#ELine %d, invalid argument 3 type to illuminate()", kArray, vector)) return;
+    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to illuminate()", kArray, point)) return;
+    const ValueCell& light = call.arg(0);
+    if (light.type != HxObject || light.payload.object == nullptr)
+        return call.fail("#ELine %d, invalid argument 1 type to illuminate()", line);
+    const ShadingSample* sample = shaderContext(call.ctx).sample;
+    if (sample == nullptr || sample->illuminate == nullptr)
+        return call.fail("#ELine %d, illegal invocation of function illuminate()", line);
+
+    Triple color{};
+    sample->illuminate(static_cast<const SceneItem*>(light.payload.object)->item, point.data(), vector.data(),
+                       color.data());
+    std::array<ValueCell, 6> values;
+    for (std::size_t i = 0; i < 3; ++i) {
+        values[i] = ValueCell::ofNumber(vector[i]);
+        values[i + 3] = ValueCell::ofNumber(color[i]);
+    }
+    call.results(values);
+}
+
+void raytraceBuiltin(BuiltinCall& call) {
+    constexpr ArrayMessages kArray{"#ELine %d, array size less than required argument count",
+                                   "#ELine %d, invalid array element [%d] type to raytrace()"};
+    const std::int32_t line = call.ctx.run.currentLine;
+    if (call.argc != 2) return call.fail("#ELine %d, invalid argument count to raytrace()", line);
+    Triple point{};
+    Triple direction{};
+    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to raytrace()", kArray, direction)) return;
+    if (!tripleArgument(call, 0, "#ELine %d, invalid argument 1 type to raytrace()", kArray, point)) return;
+    const ShadingSample* sample = shaderContext(call.ctx).sample;
+    if (sample == nullptr || sample->rayTrace == nullptr)
+        return call.fail("#ELine %d, illegal invocation of function raytrace()", line);
+
+    normalize(direction);
+    Triple color{};
+    const double distance = sample->rayTrace(point.data(), direction.data(), color.data());
+    call.results(std::array{ValueCell::ofNumber(distance), ValueCell::ofNumber(color[0]),
+                            ValueCell::ofNumber(color[1]), ValueCell::ofNumber(color[2])});
+}
+
+}  // namespace kestrel

@@ -1,0 +1,77 @@
+#include "host/loaded_script.h"
+
+#include "engine/interpreter.h"
+#include "engine/prepare.h"
+#include "frontend/compiler.h"
+#include "platform/paths.h"
+
+#include <exception>
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::array<std::string_view, kHostFunctions> kFunctionNames = {
+    "create", "destroy", "load", "save", "options", "init", "cleanup", "newtime", "flags", "process"};
+
+}  // namespace
+
+CallScope::CallScope(EngineContext& ctx) noexcept : ctx_(ctx), exceptions_(std::uncaught_exceptions()) {}
+
+CallScope::~CallScope() {
+    if (std::uncaught_exceptions() > exceptions_) {
+        ctx_.run.frames.resize(1);
+        ctx_.run.calls.clear();
+        ctx_.run.abort = true;
+    }
+    try {
+        finishCall(ctx_);
+    } catch (const std::exception&) {
+        ctx_.run.abort = true;  // what could not be swept waits for the next call
+    }
+}
+
+LoadedScript::LoadedScript(ScriptEnvironment& environment) : host(environment), engine(environment.services(host)) {}
+
+std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment, std::string_view systemPath,
+                                                 int instanceNumber) {
+    auto script = std::make_unique<LoadedScript>(environment);
+    if (!script->prepare(systemPath, instanceNumber)) {
+        script->unload();
+        return nullptr;
+    }
+    return script;
+}
+
+bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
+    // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The compile empties
+    // that list first, so by design they never take effect, and the setting is not read.
+    engine.reset();
+    engine.reporter.state.scriptPath = platform::upperCase(systemPath);
+    engine.scriptFile = systemPath;
+    engine.instanceNumber = instanceNumber;
+    if (compileScript(engine, systemPath) != 0 || !checkProgram(engine)) return false;
+    linkProgram(engine);
+    {
+        const CallScope scope(engine);
+        runTopLevel(engine);
+    }
+    for (std::size_t i = 0; i < kHostFunctions; ++i) functions_[i] = engine.program->findFunction(kFunctionNames[i]);
+    if (host.description.empty())
+        host.description = std::string(platform::baseName(path()).substr(0, kDescriptionLimit));
+    return true;
+}
+
+void LoadedScript::call(HostFunction which, std::span<const ValueCell> args) {
+    FunctionRecord* record = function(which);
+    if (record == nullptr) return;
+    const CallScope scope(engine);
+    invoke(engine, *record, args);
+}
+
+void LoadedScript::unload() {
+    functions_ = {};
+    unloadScript(engine);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,101 @@
+#include "host/locate_component.h"
+
+#include "builtins/persistent_store.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::size_t kMaxDirectories = 100;
+constexpr std::size_t kSettingLimit = 1023;
+constexpr std::string_view kPathSetting = "LibraryPath";
+
+/// Every "/" before the first blank becomes a "\", unless the script switched that off.
+void convertSeparators(const EngineContext& ctx, std::string& path) {
+    if (ctx.options.literalpaths) return;
+    std::replace(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(std::min(path.find(' '), path.size())), '/',
+                 '\\');
+}
+
+std::string joined(std::string_view directory, std::string_view name) {
+    std::string path(directory);
+    if (directory.empty() || std::string_view("\\/:").find(directory.back()) == std::string_view::npos) path += '\\';
+    return path.append(name);
+}
+
+}  // namespace
+
+std::string absoluteSystemPath(std::string_view path) {
+    std::string full(path);
+    std::replace(full.begin(), full.end(), '/', '\\');
+    const bool hasDrive = full.size() > 1 && full[1] == ':';
+    if (full.starts_with('\\') || hasDrive) return full;
+    return joined(platform::currentDirectory(), full);
+}
+
+std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope, std::string_view name) {
+    std::string value = store.read(scope, name, "", kSettingLimit);
+    if (!value.empty()) return value;
+    // A store that cannot be written just stays without the setting.
+    if (settings == Settings::Store) static_cast<void>(store.write(scope, name, kNoSetting));
+    return std::string(kNoSetting);
+}
+
+void LibraryPath::load() {
+    directories_.clear();
+    std::string value = readSetting(store_, settings_, kMasterScope, kPathSetting);
+    if (value == kNoSetting) value = readSetting(store_, settings_, kGlobalScope, kPathSetting);
+    if (value == kNoSetting) return;
+    for (std::string_view rest = value; !rest.empty() && directories_.size() < kMaxDirectories;) {
+        const std::size_t end = std::min(rest.find(';'), rest.size());
+        if (end > 0) directories_.emplace_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+}
+
+void LibraryPath::add(std::string_view directory) {
+    if (directories_.size() < kMaxDirectories) directories_.emplace_back(directory);
+    if (settings_ == Settings::ReadOnly) return;
+    // What is stored may be longer than what load() takes, and must not lose its end.
+    std::string value = store_.read(kMasterScope, kPathSetting, kNoSetting, std::string::npos);
+    if (value == kNoSetting) {
+        value = directory;
+    } else {
+        value.append(";").append(directory);
+    }
+    static_cast<void>(store_.write(kMasterScope, kPathSetting, value));
+}
+
+bool HostLocator::locate(EngineContext& ctx, std::string_view name, std::string& fullPath) {
+    for (const std::string& directory : path_.directories()) {
+        std::string candidate = joined(directory, name);
+        convertSeparators(ctx, candidate);
+        if (platform::fileExists(candidate)) {
+            fullPath = std::move(candidate);
+            return true;
+        }
+    }
+    return ask(name, fullPath);
+}
+
+bool HostLocator::ask(std::string_view name, std::string& fullPath) {
+    FileRequest request;
+    request.title = "Locate script component...";
+    request.fileName = name;
+    request.size = 255;
+    if (!requester_ || !requester_(request)) return false;
+    // Only the very file that was asked for will do.
+    const std::string chosen = absoluteSystemPath(request.fullName);
+    const std::string_view file = platform::baseName(chosen);
+    if (file != name || !platform::fileExists(chosen)) return false;
+    path_.add(std::string_view(chosen).substr(0, chosen.size() - file.size()));
+    fullPath = chosen;
+    return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,211 @@
+// The module's one export, its two servers and their activation. No exception leaves a function of this file that the
+// host calls.
+#include "host/evaluate.h"
+#include "host/host_interface.h"
+#include "host/plugin_state.h"
+#include "host/state_io.h"
+
+#include <cstddef>
+#include <exception>
+
+namespace kestrel {
+
+namespace {
+
+static_assert(sizeof(KestrelRunWatch) == sizeof(RunWatch) &&
+              offsetof(KestrelRunWatch, requested) == offsetof(RunWatch, requested) &&
+              offsetof(KestrelRunWatch, line) == offsetof(RunWatch, line));
+
+constexpr const char* kServerName = "Kestrel/PT";
+
+void showError(const char* line1, const char* line2) noexcept {
+    const InfoMessages* messages = pluginState().services.messages;
+    if (messages != nullptr && messages->error != nullptr) messages->error(line1, line2);
+}
+
+/// Runs the body of a callback. What it throws is shown to the user once; the host gets `fallback`.
+template <class Result, class Body>
+Result guarded(Result fallback, Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const std::exception& failure) {
+        showError(kServerName, failure.what());
+    } catch (...) {
+        showError(kServerName, "unknown failure");
+    }
+    return fallback;
+}
+
+/// The same for callbacks that work on an instance; a null instance is ignored.
+template <class Body>
+void withInstance(HxInstance handle, Body&& body) noexcept {
+    if (handle == nullptr) return;
+    guarded(0, [&] {
+        body(*static_cast<ShaderInstance*>(handle));
+        return 0;
+    });
+}
+
+// ---- the twelve callbacks of a shader handler ----------------------------------------------------------------------
+
+HxInstance createCallback(const char** /* error: never written */) {
+    return guarded<HxInstance>(nullptr, [] { return createInstance(pluginState()); });
+}
+
+void destroyCallback(HxInstance handle) {
+    withInstance(handle, [](ShaderInstance& instance) { destroyInstance(pluginState(), instance); });
+}
+
+const char* copyCallback(HxInstance source, HxInstance destination) {
+    if (source == nullptr) return nullptr;
+    withInstance(destination, [&](ShaderInstance& instance) {
+        copyInstance(*static_cast<const ShaderInstance*>(source), instance);
+    });
+    return nullptr;
+}
+
+const char* loadCallback(HxInstance handle, const LoadState* from) {
+    if (from == nullptr || from->read == nullptr) return nullptr;
+    withInstance(handle, [&](ShaderInstance& instance) { loadInstance(pluginState(), instance, *from); });
+    return nullptr;
+}
+
+const char* saveCallback(HxInstance handle, const SaveState* to) {
+    if (to == nullptr || to->write == nullptr) return nullptr;
+    withInstance(handle, [&](ShaderInstance& instance) { saveInstance(instance, *to); });
+    return nullptr;
+}
+
+const char* initCallback(HxInstance handle) {
+    withInstance(handle, [](ShaderInstance& instance) { initInstance(pluginState(), instance); });
+    return nullptr;
+}
+
+void cleanupCallback(HxInstance handle) {
+    withInstance(handle, [](ShaderInstance& instance) { cleanupInstance(pluginState(), instance); });
+}
+
+const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) {
+    withInstance(handle,
+                 [&](ShaderInstance& instance) { newTimeInstance(pluginState(), instance, frame, time); });
+    return nullptr;
+}
+
+void evaluateCallback(HxInstance handle, ShadingSample* sample) {
+    if (sample == nullptr) return;
+    withInstance(handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample); });
+}
+
+std::uint32_t flagsCallback(HxInstance handle) {
+    std::uint32_t mask = 0;
+    withInstance(handle, [&](ShaderInstance& instance) { mask = flagsOfInstance(pluginState(), instance); });
+    return mask;
+}
+
+const char* describeCallback(HxInstance handle) {
+    const char* text = kServerName;
+    withInstance(handle, [&](ShaderInstance& instance) { text = describeInstance(pluginState(), instance); });
+    return text;
+}
+
+/// No script can name the items that affect it yet, so there is never a list.
+const HostItemID* usedItemsCallback(HxInstance) { return nullptr; }
+
+// ---- what tools may ask --------------------------------------------------------------------------------------------
+
+std::int32_t lastRunAborted(void* handle) {
+    if (handle == nullptr) return 0;
+    const LoadedScript* script = static_cast<const ShaderInstance*>(handle)->script();
+    return script != nullptr && script->engine.run.abort ? 1 : 0;
+}
+
+// ---- activation ----------------------------------------------------------------------------------------------------
+
+template <class Service>
+bool lookUp(HostGlobal global, const char* name, HxServiceUse use, const Service*& service) {
+    service = static_cast<const Service*>(global(name, use));
+    return service != nullptr;
+}
+
+bool acquireSceneServices(HostGlobal global, HostServices& services) {
+    bool complete = lookUp(global, HX_SERVICE_ITEM_INFO, HX_USE_KEEP, services.items);
+    complete = lookUp(global, HX_SERVICE_OBJECT_INFO, HX_USE_KEEP, services.objects) && complete;
+    complete = lookUp(global, HX_SERVICE_BONE_INFO, HX_USE_KEEP, services.bones) && complete;
+    complete = lookUp(global, HX_SERVICE_LIGHT_INFO, HX_USE_KEEP, services.lights) && complete;
+    complete = lookUp(global, HX_SERVICE_CAMERA_INFO, HX_USE_KEEP, services.cameras) && complete;
+    complete = lookUp(global, HX_SERVICE_SCENE_INFO, HX_USE_KEEP, services.scene) && complete;
+    return lookUp(global, HX_SERVICE_IMAGE_LIST, HX_USE_KEEP, services.images) && complete;
+}
+
+/// The services are looked up by the first activation in the process only.
+bool acquireServices(PluginState& state, HostGlobal global) {
+    HostServices& services = state.services;
+    const bool hasRequester = lookUp(global, HX_SERVICE_FILE_REQUEST, HX_USE_ONCE, services.fileRequest);
+    const bool hasMessages = lookUp(global, HX_SERVICE_MESSAGES, HX_USE_KEEP, services.messages);
+    lookUp(global, HX_SERVICE_DIRECTORY_INFO, HX_USE_ONCE, services.directoryInfo);
+    // This service is no record: its address is the word itself.
+    state.environment.systemInfo =
+        static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(global(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE)));
+    if (!hasMessages) return false;
+    if (!hasRequester && (state.environment.systemInfo & HX_SYSTEM_RENDER_NODE) == 0) {
+        showError("Bad global!", nullptr);
+        return false;
+    }
+    if (!acquireSceneServices(global, services)) {
+        showError("Bad animation global detected!", nullptr);
+        return false;
+    }
+    return true;
+}
+
+std::int32_t activateHandler(std::int32_t version, HostGlobal global, void* local, void* /* server data */) {
+    if (version != HXM_INTERFACE_VERSION) return HXM_BAD_VERSION;
+    if (global == nullptr) return HXM_MISSING_SERVICE;
+    return guarded<std::int32_t>(HXM_MISSING_SERVICE, [&]() -> std::int32_t {
+        PluginState& state = pluginState();
+        state.hostGlobal = global;
+        if (state.activationCount == 0 && !acquireServices(state, global)) return HXM_MISSING_SERVICE;
+        ++state.activationCount;
+        state.activationNumber = static_cast<std::int16_t>(state.activationCount);
+        if (local != nullptr) {
+            *static_cast<ShaderHandlerRecord*>(local) = {
+                createCallback, destroyCallback, copyCallback,     loadCallback,  saveCallback,     initCallback,
+                cleanupCallback, newTimeCallback, evaluateCallback, flagsCallback, describeCallback, usedItemsCallback};
+        }
+        return HXM_OK;
+    });
+}
+
+std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* local, void* /* server data */) {
+    if (version != HXM_INTERFACE_VERSION) return HXM_BAD_VERSION;
+    if (local == nullptr) return HXM_OK;
+    return guarded<std::int32_t>(HXM_OK, [&] {
+        PluginState& state = pluginState();
+        if (global != nullptr) state.hostGlobal = global;
+        return editInstance(state, *static_cast<ShaderInstance*>(local));
+    });
+}
+
+std::int32_t startup() { return HXM_STARTUP_OK; }
+void shutdown() {}
+
+constexpr ServerRecord kServers[] = {
+    {"ShaderHandler", kServerName, activateHandler},
+    {"ShaderInterface", kServerName, activateInterface},
+    {nullptr, nullptr, nullptr},
+};
+
+}  // namespace
+
+}  // namespace kestrel
+
+extern "C" {
+extern __attribute__((visibility("default"))) KestrelModule _mod_descrip;
+
+KestrelModule _mod_descrip = {
+    {HXM_SYNC_WORD, HXM_MODULE_VERSION, HXM_MACHINE_TYPE, kestrel::startup, kestrel::shutdown, kestrel::kServers},
+    KESTREL_EXTENSION_MAGIC,
+    reinterpret_cast<KestrelRunWatch*>(&kestrel::pluginState().watch),
+    kestrel::lastRunAborted,
+};
+}

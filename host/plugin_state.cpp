@@ -1,0 +1,63 @@
+#include "host/plugin_state.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace kestrel {
+
+namespace {
+
+/// Room for what a dialog writes, well above the size that it is told.
+constexpr std::size_t kDialogBuffer = 4096;
+
+class DialogText {
+public:
+    DialogText(const std::string& text, int size) {
+        const std::size_t used = std::min({text.size(), static_cast<std::size_t>(size), kDialogBuffer - 1});
+        text.copy(buffer_.data(), used);
+    }
+    [[nodiscard]] char* data() noexcept { return buffer_.data(); }
+    [[nodiscard]] std::string text() {
+        buffer_.back() = '\0';
+        return buffer_.data();
+    }
+
+private:
+    std::vector<char> buffer_ = std::vector<char>(kDialogBuffer);
+};
+
+/// Puts a request through the host's file dialog.
+bool askHost(const FileRequestService* service, FileRequest& request) {
+    if (service == nullptr || service->fileRequest == nullptr) return false;
+    DialogText fileName(request.fileName, request.size);
+    DialogText path(request.path, request.size);
+    DialogText fullName("", request.size);
+    if (service->fileRequest(request.title.c_str(), fileName.data(), path.data(), fullName.data(), request.size) < 1)
+        return false;
+    request.fileName = fileName.text();
+    request.path = path.text();
+    request.fullName = fullName.text();
+    return true;
+}
+
+}  // namespace
+
+void HostMessages::show(const Message& message) {
+    const InfoMessages* boxes = services_.messages;
+    if (boxes == nullptr) return;
+    const auto box = message.kind == MessageKind::Error     ? boxes->error
+                     : message.kind == MessageKind::Warning ? boxes->warning
+                                                            : boxes->info;
+    if (box != nullptr) box(message.line1.c_str(), message.line2 ? message.line2->c_str() : nullptr);
+}
+
+PluginState::PluginState() {
+    environment.requestFile = [this](FileRequest& request) { return askHost(services.fileRequest, request); };
+}
+
+PluginState& pluginState() {
+    static PluginState state;
+    return state;
+}
+
+}  // namespace kestrel

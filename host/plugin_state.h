@@ -1,0 +1,57 @@
+// The one process-wide state of the module.
+#pragma once
+
+#include "host/host_interface.h"
+#include "host/instance.h"
+#include "host/script_environment.h"
+
+#include <array>
+#include <cstdint>
+#include <list>
+
+namespace kestrel {
+
+/// The host's services. They are looked up once in the process; after their release the pointers stay in use.
+struct HostServices {
+    const InfoMessages* messages = nullptr;
+    const FileRequestService* fileRequest = nullptr;
+    const DirectoryInfoService* directoryInfo = nullptr;
+    const ItemInfo* items = nullptr;
+    const ObjectInfo* objects = nullptr;
+    const BoneInfo* bones = nullptr;
+    const LightInfo* lights = nullptr;
+    const CameraInfo* cameras = nullptr;
+    const SceneInfo* scene = nullptr;
+    const ImageList* images = nullptr;
+};
+
+/// The engine's messages on their way to the host's message boxes.
+class HostMessages final : public MessageSink {
+public:
+    explicit HostMessages(const HostServices& services) : services_(services) {}
+    void show(const Message& message) override;
+
+private:
+    const HostServices& services_;
+};
+
+inline constexpr std::size_t kDescribeSize = 80;
+
+struct PluginState {
+    PluginState();
+
+    std::uint32_t activationCount = 0;    ///< successful activations of the shader handler
+    std::int16_t activationNumber = 0;    ///< the latest count; stamped into new instances
+    HostGlobal hostGlobal = nullptr;      ///< of the latest activation
+    HostServices services;
+    bool requesterOpen = false;           ///< a script's panel is open: the shading callbacks do nothing
+    RunWatch watch;                       ///< exported behind the module's descriptor
+    HostMessages messages{services};
+    ScriptEnvironment environment{&messages, &watch, Settings::Store};
+    std::list<ShaderInstance> instances;  ///< every live instance, in order of creation
+    std::array<char, kDescribeSize> description{};  ///< what the latest `describe` gave out
+};
+
+[[nodiscard]] PluginState& pluginState();
+
+}  // namespace kestrel

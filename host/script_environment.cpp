@@ -1,0 +1,28 @@
+#include "host/script_environment.h"
+
+#include "host/host_builtins.h"
+
+namespace kestrel {
+
+ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings)
+    : libraryPath(store, settings),
+      messages_(messages),
+      watch_(watch),
+      builtins_(HostBuiltins{.setdesc = setdescBuiltin,
+                             .illuminate = illuminateBuiltin,
+                             .raytrace = raytraceBuiltin,
+                             .runningUnder = runningUnderBuiltin}) {}
+
+EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
+    EngineServices services;
+    services.messages = messages_;
+    services.builtins = &builtins_.table();
+    services.locator = &locator_;
+    services.shaderKind = &shaderKind_;
+    services.watch = watch_;
+    services.store = &store;
+    services.host = &host;
+    return services;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,46 @@
+// What all scripts of one process, or of one session of a tool, share.
+#pragma once
+
+#include "builtins/builtin_table.h"
+#include "builtins/persistent_store.h"
+#include "engine/context.h"
+#include "host/file_request.h"
+#include "host/host_interface.h"
+#include "host/locate_component.h"
+#include "host/shader_context.h"
+#include "host/shader_object.h"
+#include "platform/registry.h"
+
+#include <cstdint>
+#include <string>
+
+namespace kestrel {
+
+class ScriptEnvironment {
+public:
+    /// @param messages, watch  may be null; they outlive the environment
+    ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings);
+    ScriptEnvironment(const ScriptEnvironment&) = delete;
+    ScriptEnvironment& operator=(const ScriptEnvironment&) = delete;
+
+    /// What a new engine context is given.
+    /// @param host  the script's own part of the host side; outlives the context
+    [[nodiscard]] EngineServices services(ShaderContext& host) noexcept;
+
+    FileRequester requestFile;                     ///< empty: every request is cancelled
+    std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;   ///< the host's system-information word
+    std::string configurationFile;                 ///< where a configuration would be; nothing reads one yet
+
+    platform::Registry registry;
+    PersistentStore store{registry};
+    LibraryPath libraryPath;
+
+private:
+    MessageSink* messages_;
+    RunWatch* watch_;
+    BuiltinLibrary builtins_;
+    HostLocator locator_{libraryPath, requestFile};
+    ShaderObjectKind shaderKind_;
+};
+
+}  // namespace kestrel

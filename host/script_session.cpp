@@ -1,0 +1,54 @@
+#include "host/script_session.h"
+
+#include "engine/interpreter.h"
+#include "engine/prepare.h"
+#include "host/loaded_script.h"
+#include "host/script_environment.h"
+#include "platform/paths.h"
+
+#include <utility>
+
+namespace kestrel {
+
+struct ScriptSession::Parts {
+    Parts(MessageSink& messages, RunWatch* watch) : environment(&messages, watch, Settings::ReadOnly) {}
+
+    ScriptEnvironment environment;
+    ShaderContext host{environment};
+    EngineContext engine{environment.services(host)};
+};
+
+ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequester requester)
+    : parts_(std::make_unique<Parts>(messages, watch)) {
+    parts_->environment.requestFile = std::move(requester);
+    parts_->environment.libraryPath.load();
+}
+
+ScriptSession::~ScriptSession() = default;
+
+EngineContext& ScriptSession::context() noexcept { return parts_->engine; }
+
+bool ScriptSession::compile(const std::string& nativePath, const CompileOptions& options) {
+    EngineContext& engine = parts_->engine;
+    const std::string path = platform::systemPath(nativePath);
+    engine.reset();
+    engine.reporter.state.scriptPath = platform::upperCase(path);
+    engine.scriptFile = path;
+    return compileScript(engine, path, options) == 0 && checkProgram(engine);
+}
+
+bool ScriptSession::prepare() {
+    linkProgram(parts_->engine);
+    const CallScope scope(parts_->engine);
+    runTopLevel(parts_->engine);
+    return parts_->engine.run.abort;
+}
+
+bool ScriptSession::runMain() {
+    const CallScope scope(parts_->engine);
+    return kestrel::runMain(parts_->engine);
+}
+
+void ScriptSession::unload() { unloadScript(parts_->engine); }
+
+}  // namespace kestrel

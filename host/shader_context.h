@@ -1,0 +1,62 @@
+// What the host side keeps per loaded script; built-ins and objects find it again through the engine's context.
+#pragma once
+
+#include "engine/context.h"
+#include "engine/text.h"
+#include "host/host_interface.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+namespace kestrel {
+
+class ScriptEnvironment;
+
+/// What a value of type HxObject points to.
+struct SceneItem : HxItemHeader {
+    HostItemID childCursor = 0;  ///< the child last returned by firstChild or nextChild
+};
+
+/// What a value of type HxioObj points to: the way in which a script's `load` or `save` reaches the host's state.
+struct StateObject {
+    bool reading = false;
+    bool endOfData = false;
+};
+
+inline constexpr std::size_t kDescriptionLimit = 79;
+inline constexpr std::size_t kFlagCount = 11;
+
+struct ShaderContext {
+    explicit ShaderContext(ScriptEnvironment& scriptEnvironment) : environment(scriptEnvironment) {}
+
+    ScriptEnvironment& environment;
+    std::string description;                ///< at most kDescriptionLimit characters
+    bool customDescription = false;         ///< the script chose the description itself
+    std::array<std::uint8_t, kFlagCount> requestedFlags{};  ///< what flags() asked for, by flag number
+    ShadingSample* sample = nullptr;        ///< set while `process` runs
+    const LoadState* loadState = nullptr;   ///< set while the script's `load` runs
+    const SaveState* saveState = nullptr;   ///< set while the script's `save` runs
+    // Scripts may keep the object that they were handed, so it lives as long as they do.
+    StateObject loadObject{true, false};
+    StateObject saveObject{false, false};
+
+    /// The record of a scene item. One per item, so that asking for it at every sample does not allocate.
+    SceneItem& sceneItem(std::int32_t kind, HostItemID item) {
+        const std::uint64_t key = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(kind)) << 32) | item;
+        SceneItem& record = sceneItems_[key];
+        record.kind = kind;
+        record.item = item;
+        return record;
+    }
+
+private:
+    std::unordered_map<std::uint64_t, SceneItem> sceneItems_;
+};
+
+[[nodiscard]] inline ShaderContext& shaderContext(EngineContext& ctx) noexcept {
+    return *static_cast<ShaderContext*>(ctx.services.host);
+}
+
+}  // namespace kestrel
