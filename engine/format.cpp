@@ -18,6 +18,13 @@ constexpr int kMaxPrecision = 1074;
 /// Digits before the point of the largest double, its sign and the point.
 constexpr std::size_t kFixedOverhead = 320;
 
+using FixedBuffer = std::array<char, kFixedOverhead + kMaxPrecision>;
+
+char* writeFixed(double v, int precision, FixedBuffer& out) noexcept {
+    const int digits = precision < 0 ? 6 : std::min(precision, kMaxPrecision);
+    return std::to_chars(out.data(), out.data() + out.size(), v, std::chars_format::fixed, digits).ptr;
+}
+
 bool isSpace(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
@@ -96,11 +103,16 @@ std::string formatG(double v) {
 }
 
 std::string formatFixed(double v, int precision) {
-    const int digits = precision < 0 ? 6 : std::min(precision, kMaxPrecision);
-    std::array<char, kFixedOverhead + kMaxPrecision> buffer;
-    const auto result =
-        std::to_chars(buffer.data(), buffer.data() + buffer.size(), v, std::chars_format::fixed, digits);
-    return {buffer.data(), result.ptr};
+    FixedBuffer buffer;
+    return {buffer.data(), writeFixed(v, precision, buffer)};
+}
+
+double roundFixed(double v, int precision) noexcept {
+    if (!std::isfinite(v)) return v;
+    FixedBuffer buffer;
+    const char* end = writeFixed(v, precision, buffer);
+    std::from_chars(buffer.data(), end, v);
+    return v;
 }
 
 std::string formatInt(double v) {

@@ -21,6 +21,8 @@ char* writeInt(double v, char* out) noexcept;
 [[nodiscard]] std::string formatG(double v);
 /// "%.*f"; a negative precision counts as 6, one beyond the digits that a double can have adds nothing.
 [[nodiscard]] std::string formatFixed(double v, int precision);
+/// The value as its formatFixed() text reads, without allocating; infinities and NaN stay.
+[[nodiscard]] double roundFixed(double v, int precision) noexcept;
 /// "%d" of the value truncated toward zero (64-bit inside, so large Integers stay exact).
 [[nodiscard]] std::string formatInt(double v);
 /// x, y, z in "%g", joined by `separator` (" " or ",").

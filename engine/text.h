@@ -26,10 +26,16 @@ struct FileNameHeader {
     const char* name;
 };
 
-/// The beginning of every object agent instance: its handle and the name of the variable it was bound to.
+/// The beginning of every entry of the table of object agent classes.
+struct AgentClassHeader {
+    const char* name;
+};
+
+/// The beginning of every object agent instance: its handle, the name of the variable it was bound to and its class.
 struct AgentNameHeader {
     void* handle;
     const char* name;   ///< null until the instance is bound
+    const AgentClassHeader* type;
 };
 
 /// The beginning of every record behind the tags HxObject to ImageListObj: what kind of item, and the host's
