@@ -57,7 +57,8 @@ std::optional<MemberAccess> takeAccess(EngineContext& ctx) {
         if (!taken) return std::nullopt;
         index = *taken;
     }
-    return MemberAccess{&targetVariable(objectNode(memberNode)), memberNode.operand.variable->name, index};
+    return MemberAccess{&targetVariable(objectNode(memberNode)), memberNode.operand.variable->name, index,
+                        memberNode.memberSlot};
 }
 
 /// The kind that owns the data members of a variable's value; null where it has none.

@@ -3,6 +3,8 @@
 
 #include "engine/context.h"
 
+#include <string_view>
+
 namespace kestrel {
 
 /// The OP_MEMBER or OP_RECORD node behind the OP_VAR or OP_INDEX node that names a member; its variable is the object.
@@ -31,6 +33,9 @@ void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object);
 
 /// The methods that any Number, Integer, Vector, text, array, Nil or other variable has (size, asStr, sortA ...).
 void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object);
+
+/// The number of a value method, -1 for a name that is none; kept in CodeNode::methodSlot.
+[[nodiscard]] int valueMethodSlot(std::string_view name) noexcept;
 
 /// Data members x, y, z of a Vector variable.
 void readVectorMember(EngineContext& ctx, Variable& object, const char* member);

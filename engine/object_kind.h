@@ -4,6 +4,8 @@
 #include "engine/program.h"
 #include "engine/value.h"
 
+#include <string_view>
+
 namespace kestrel {
 
 class EngineContext;
@@ -13,6 +15,7 @@ struct MemberAccess {
     Variable* object;        ///< the variable named before the '.'
     const char* member;
     std::int64_t index;      ///< -1 without an index
+    int slot;                ///< the kind's own number of the member, as memberSlot() gave it when the script was linked
     /// Owner of the object variable, as messages name it: the function's name, "" for a global.
     [[nodiscard]] const char* owner() const noexcept { return object->ownerName(); }
 };
@@ -21,6 +24,11 @@ struct MemberAccess {
 class ObjectKind {
 public:
     virtual ~ObjectKind() = default;
+
+    /// The kind's own numbers for names, asked once when a script is linked, so that accesses look nothing up. What a
+    /// negative number says is up to the kind.
+    [[nodiscard]] virtual int memberSlot(std::string_view) const noexcept { return -1; }
+    [[nodiscard]] virtual int methodSlot(std::string_view) const noexcept { return -1; }
 
     /// Pushes the member's value, or reports and pushes what the kind says (nothing or Nil).
     virtual void readMember(EngineContext& ctx, const MemberAccess& access) = 0;

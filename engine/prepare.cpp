@@ -2,7 +2,9 @@
 
 #include "engine/builtin.h"
 #include "engine/interpreter.h"
+#include "engine/members.h"
 #include "engine/node_modes.h"
+#include "engine/object_kind.h"
 #include "engine/records.h"
 
 namespace kestrel {
@@ -123,15 +125,12 @@ private:
     /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A postfix
     /// "++" stands between the member and its object.
     [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read, NodeMode reference) const noexcept {
-        if (opIs(node.next, op)) {
-            node.mode = assigns(node.next->next) || blockMember() ? reference : read;
-            return true;
-        }
-        if (isPostfix(node.next) && opIs(node.next->next, op)) {
-            node.mode = reference;
-            return true;
-        }
-        return false;
+        const bool postfix = isPostfix(node.next);
+        if (!opIs(postfix ? node.next->next : node.next, op)) return false;
+        node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
+        if (op == OP_MEMBER && ctx_.services.shaderKind != nullptr)
+            node.memberSlot = static_cast<std::int16_t>(ctx_.services.shaderKind->memberSlot(node.variable->name));
+        return true;
     }
 
     [[nodiscard]] bool blockMember() const noexcept { return inBlock_ && indexDepth_ == 0; }
@@ -165,6 +164,11 @@ private:
         if (opIs(node.next, OP_MEMBER)) {
             node.mode = kMethodCall;
             node.variable = node.next->operand.variable;
+            node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(node.operand.variable->name));
+            if (ctx_.services.shaderKind != nullptr) {
+                node.memberSlot =
+                    static_cast<std::int16_t>(ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
+            }
             return;
         }
         const char* name = node.operand.variable->name;

@@ -343,11 +343,16 @@ void callAsStr(EngineContext& ctx, const CodeNode& call, Variable& variable) {
 
 }  // namespace
 
-void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
-    const std::string_view name = call.operand.variable->name;
+int valueMethodSlot(std::string_view name) noexcept {
     const auto* row = std::find_if(std::begin(kMethods), std::end(kMethods),
                                    [name](const MethodRow& candidate) { return candidate.name == name; });
-    if (row == std::end(kMethods)) {
+    return row == std::end(kMethods) ? -1 : static_cast<int>(row - std::begin(kMethods));
+}
+
+void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
+    const char* name = call.operand.variable->name;
+    const MethodRow* row = call.methodSlot < 0 ? nullptr : &kMethods[call.methodSlot];
+    if (row == nullptr) {
         // The arguments stay on the stack until the statement ends. Meant.
         ctx.reporter.report("#ELine %d, unknown object method (KestrelObject)%s.%s()", ctx.run.currentLine,
                             object.name, name);
