@@ -28,7 +28,8 @@ int list(const ListOptions& options, const Invocation& invocation) {
     printer.finish();
     printer.setContext(nullptr);
     if (!good) return kExitScriptFailed;
-    return writeOutput(options.output, listProgram(*session.context().program)) ? kExitSuccess : kExitUnusable;
+    return writeOutput(options.output, listProgram(*session.context().program)) ? kExitSuccess
+                                                                                : kExitUnusable;
 }
 
 }  // namespace

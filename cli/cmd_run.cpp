@@ -13,7 +13,8 @@ namespace kestrel::cli {
 
 namespace {
 
-/// Where the run was ended: the instruction's own place when it is known, else the line that messages would print.
+/// Where the run was ended: the instruction's own place when it is known, else the line that messages would
+/// print.
 Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::string& file) {
     const CodeNode* node = context.run.node;
     if (node != nullptr && node->pos.known() && node->line == watch.line) {
@@ -51,11 +52,13 @@ int run(const std::string& file, const Invocation& invocation) {
         if (guard.triggered()) {
             aborted = true;
             const Place place = stoppedAt(session.context(), watch, file);
-            printer.plainError("line " + std::to_string(place.line) + ", " + guard.reason() + ", run ended", place);
+            printer.plainError("line " + std::to_string(place.line) + ", " + guard.reason() + ", run ended",
+                               place);
         }
     }
     if (!hasMain && !aborted) {
-        printer.hint("no-main", "the script has no function \"main\"; only its code outside functions has run");
+        printer.hint("no-main",
+                     "the script has no function \"main\"; only its code outside functions has run");
     }
     session.unload();
     printer.finish();

@@ -1,7 +1,7 @@
 // The commands of `kestrel`: what each cmd_NAME.cpp offers to main.cpp, and what they share.
 //
-// A command file defines addNameCommand(): it adds a CLI11 subcommand with its options and a callback that does the
-// work and leaves the exit status in Invocation::exitCode. Both references outlive the callback.
+// A command file defines addNameCommand(): it adds a CLI11 subcommand with its options and a callback that
+// does the work and leaves the exit status in Invocation::exitCode. Both references outlive the callback.
 #pragma once
 
 #include <string>
@@ -21,8 +21,8 @@ enum ExitCode : int {
 
 /// One run of the command: the options that commands share, and its outcome.
 struct Invocation {
-    bool json = false;              ///< --messages=json
-    double timeout = 0.0;           ///< --timeout, seconds; 0 = none
+    bool json = false;     ///< --messages=json
+    double timeout = 0.0;  ///< --timeout, seconds; 0 = none
     int exitCode = kExitSuccess;
 };
 
@@ -31,8 +31,9 @@ void addMessagesOption(CLI::App& command, Invocation& invocation);
 /// Adds `--timeout SECONDS` (every command that runs script text).
 void addTimeoutOption(CLI::App& command, Invocation& invocation);
 
-/// Checks that `nativePath` names a file that can be read; otherwise tells so, naming the file, and sets the exit
-/// status to kExitUnusable. Every command does this for each file it is given before it does anything with it.
+/// Checks that `nativePath` names a file that can be read; otherwise tells so, naming the file, and sets the
+/// exit status to kExitUnusable. Every command does this for each file it is given before it does anything
+/// with it.
 [[nodiscard]] bool requireReadable(const std::string& nativePath, Invocation& invocation);
 
 void addCheckCommand(CLI::App& app, Invocation& invocation);

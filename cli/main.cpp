@@ -29,7 +29,8 @@ int runCommand(int argc, char** argv) {
     Invocation invocation;
     CLI::App app{"Compiles, runs and renders Kestrel surface scripts."};
     app.name("kestrel");
-    app.set_version_flag("--version", std::string("kestrel ") + KESTREL_VERSION, "Prints the version and exits");
+    app.set_version_flag("--version", std::string("kestrel ") + KESTREL_VERSION,
+                         "Prints the version and exits");
     app.require_subcommand(1);
     app.footer(
         "Exit status: 0 success; 1 the script failed (compile error, or its run was aborted);\n"

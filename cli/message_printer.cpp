@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kWindow = 150;          // columns of a source line that are shown at most
+constexpr int kWindow = 150;           // columns of a source line that are shown at most
 constexpr std::size_t kMaxChain = 40;  // inserts nest thirty deep; a damaged chain must end too
 
 struct Palette {
@@ -30,10 +30,14 @@ using Kind = ShownMessage::Kind;
 
 const char* labelOf(Kind kind) {
     switch (kind) {
-        case Kind::Info: return "info";
-        case Kind::Warning: return "warning";
-        case Kind::Error: return "error";
-        case Kind::Hint: return "hint";
+        case Kind::Info:
+            return "info";
+        case Kind::Warning:
+            return "warning";
+        case Kind::Error:
+            return "error";
+        case Kind::Hint:
+            return "hint";
     }
     return "";
 }
@@ -42,10 +46,17 @@ Palette paletteOf(Kind kind, bool colour) {
     if (!colour) return {};
     Palette palette{"", "\033[1m", "\033[2m", "\033[0m"};
     switch (kind) {
-        case Kind::Info: break;
-        case Kind::Warning: palette.label = "\033[1;35m"; break;
-        case Kind::Error: palette.label = "\033[1;31m"; break;
-        case Kind::Hint: palette.label = "\033[1;36m"; break;
+        case Kind::Info:
+            break;
+        case Kind::Warning:
+            palette.label = "\033[1;35m";
+            break;
+        case Kind::Error:
+            palette.label = "\033[1;31m";
+            break;
+        case Kind::Hint:
+            palette.label = "\033[1;36m";
+            break;
     }
     return palette;
 }
@@ -54,8 +65,10 @@ Palette paletteOf(Kind kind, bool colour) {
 std::string printable(std::string_view text) {
     std::string out(text);
     for (char& c : out) {
-        if (c == '\t') c = ' ';
-        else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
+        if (c == '\t')
+            c = ' ';
+        else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
+            c = '?';
     }
     return out;
 }
@@ -72,9 +85,12 @@ std::string displayPath(const std::string& file) {
 
 Kind kindOf(MessageKind kind) {
     switch (kind) {
-        case MessageKind::Info: return Kind::Info;
-        case MessageKind::Warning: return Kind::Warning;
-        case MessageKind::Error: return Kind::Error;
+        case MessageKind::Info:
+            return Kind::Info;
+        case MessageKind::Warning:
+            return Kind::Warning;
+        case MessageKind::Error:
+            return Kind::Error;
     }
     return Kind::Info;
 }
@@ -87,9 +103,8 @@ bool sameMessage(const ShownMessage& a, const ShownMessage& b) {
 
 /// Number of terminal columns that the first `bytes` bytes of UTF-8 text take (wide characters count as one).
 int columnsOf(std::string_view text) {
-    return static_cast<int>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xc0u) != 0x80u;
-    }));
+    return static_cast<int>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0u) != 0x80u; }));
 }
 
 }  // namespace
@@ -106,7 +121,8 @@ Place resolvePlace(const SourcePos& pos, const SourceFiles& files) {
     };
     Place place = single(pos);
     SourcePos at = pos;
-    while (at.known() && static_cast<std::size_t>(at.file) < files.size() && place.broughtInBy.size() < kMaxChain) {
+    while (at.known() && static_cast<std::size_t>(at.file) < files.size() &&
+           place.broughtInBy.size() < kMaxChain) {
         at = files[static_cast<std::size_t>(at.file)].broughtInBy;
         if (Place outer = single(at); outer.known()) place.broughtInBy.push_back(std::move(outer));
     }
@@ -118,7 +134,9 @@ MessagePrinter::MessagePrinter(bool json, std::string nativePath)
       script_(std::move(nativePath)),
       scriptLine1_(script_.empty() ? std::string() : platform::upperCase(platform::systemPath(script_))) {}
 
-MessagePrinter::~MessagePrinter() { finish(); }
+MessagePrinter::~MessagePrinter() {
+    finish();
+}
 
 void MessagePrinter::show(const Message& message) {
     ShownMessage shown;
@@ -243,13 +261,14 @@ void MessagePrinter::writeSource(std::FILE* out, bool colour, const Place& place
         if (column > 0) {
             const std::size_t start = static_cast<std::size_t>(column - first);
             const int last = std::clamp(place.endColumn, column + 1, std::max(length + 1, column + 1));
-            const int width = columnsOf(std::string_view(shown).substr(
-                start, static_cast<std::size_t>(last - column)));
-            std::string mark(static_cast<std::size_t>(columnsOf(std::string_view(shown).substr(0, start))), ' ');
+            const int width =
+                columnsOf(std::string_view(shown).substr(start, static_cast<std::size_t>(last - column)));
+            std::string mark(static_cast<std::size_t>(columnsOf(std::string_view(shown).substr(0, start))),
+                             ' ');
             mark += '^';
             mark.append(static_cast<std::size_t>(std::max(width - 1, 0)), '~');
-            std::fprintf(out, "%s      |%s %s%s%s\n", palette.faint, palette.reset, palette.label, mark.c_str(),
-                         palette.reset);
+            std::fprintf(out, "%s      |%s %s%s%s\n", palette.faint, palette.reset, palette.label,
+                         mark.c_str(), palette.reset);
         }
     }
     for (const Place& outer : place.broughtInBy) {

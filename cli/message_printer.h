@@ -18,8 +18,9 @@ struct Place {
     std::string file;
     int line = 0;
     int column = 0;
-    int endColumn = 0;                ///< one past the last character
-    std::vector<Place> broughtInBy;   ///< who brought the file in, innermost first; empty for the script itself
+    int endColumn = 0;  ///< one past the last character
+    std::vector<Place>
+        broughtInBy;  ///< who brought the file in, innermost first; empty for the script itself
     [[nodiscard]] bool known() const noexcept { return !file.empty() && line > 0; }
 };
 
@@ -33,17 +34,18 @@ struct ShownMessage {
     std::string line1;
     std::optional<std::string> line2;
     Place place;
-    std::string rule;   ///< hints only: the rule's name
+    std::string rule;  ///< hints only: the rule's name
 };
 
 /// Shows messages in order, each flushed.
 ///
-/// For people: information on standard output, everything else on standard error with file:line:column, the source
-/// line and a caret where the place is known. When line 1 is just the script's path, it is left out. A run of
-/// identical messages is shown once, followed by its count. Colour only on a terminal (and without NO_COLOR).
+/// For people: information on standard output, everything else on standard error with file:line:column, the
+/// source line and a caret where the place is known. When line 1 is just the script's path, it is left out. A
+/// run of identical messages is shown once, followed by its count. Colour only on a terminal (and without
+/// NO_COLOR).
 ///
-/// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then file, line, column,
-/// endColumn where known; for hints "rule". Bytes that are no valid UTF-8 are replaced.
+/// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then file, line,
+/// column, endColumn where known; for hints "rule". Bytes that are no valid UTF-8 are replaced.
 class MessagePrinter final : public MessageSink {
 public:
     /// @param json        true: JSON lines
@@ -53,8 +55,8 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
-    /// Whose messages come through show(): the positions in them point into the files of its program. Borrowed; null
-    /// (until it is called): places are unknown.
+    /// Whose messages come through show(): the positions in them point into the files of its program.
+    /// Borrowed; null (until it is called): places are unknown.
     void setContext(const EngineContext* context) noexcept { context_ = context; }
 
     /// A message from the engine.
@@ -66,8 +68,8 @@ public:
     /// Advice that is no message of the system.
     void hint(std::string_view rule, std::string_view text, Place place = {});
 
-    /// Ends a run of identical messages: writes its count. Called by the destructor too; call it before writing to
-    /// standard output or standard error yourself.
+    /// Ends a run of identical messages: writes its count. Called by the destructor too; call it before
+    /// writing to standard output or standard error yourself.
     void finish();
 
 private:

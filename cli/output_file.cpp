@@ -26,7 +26,8 @@ bool writeFile(const std::string& nativePath, std::string_view bytes) {
 }
 
 bool failed(const std::string& nativePath) {
-    std::fprintf(stderr, "kestrel: error: %s: cannot be written: %s\n", nativePath.c_str(), std::strerror(errno));
+    std::fprintf(stderr, "kestrel: error: %s: cannot be written: %s\n", nativePath.c_str(),
+                 std::strerror(errno));
     return false;
 }
 

@@ -9,8 +9,8 @@
 
 namespace kestrel::cli {
 
-/// While it lives, a time limit and the interrupt signal (Ctrl-C) set `requested`, the flag of a RunWatch or of a
-/// module's KestrelRunWatch. A second interrupt ends the process in the usual way. One at a time.
+/// While it lives, a time limit and the interrupt signal (Ctrl-C) set `requested`, the flag of a RunWatch or
+/// of a module's KestrelRunWatch. A second interrupt ends the process in the usual way. One at a time.
 class RunGuard {
 public:
     /// @param seconds  time limit in seconds, 0 = none

@@ -69,7 +69,8 @@ ShownMessage ScriptCheck::withPlace(ShownMessage::Kind kind, const char* line1, 
     if (line1 != nullptr) shown.line1 = line1;
     if (line2 != nullptr) shown.line2 = line2;
     const auto same = [&shown](const Diagnostic& diagnostic) {
-        return !diagnostic.used && diagnostic.message.line1 == shown.line1 && diagnostic.message.line2 == shown.line2;
+        return !diagnostic.used && diagnostic.message.line1 == shown.line1 &&
+               diagnostic.message.line2 == shown.line2;
     };
     const auto found = std::find_if(diagnostics_.begin(), diagnostics_.end(), same);
     if (found != diagnostics_.end()) {

@@ -12,8 +12,9 @@ namespace kestrel::cli {
 
 /// What a silent compile found out about a script.
 ///
-/// The module compiles exactly as the language says: it would wait for ever at a block comment that is not closed,
-/// and its messages carry no true places. So a command that loads the module compiles the script here first.
+/// The module compiles exactly as the language says: it would wait for ever at a block comment that is not
+/// closed, and its messages carry no true places. So a command that loads the module compiles the script here
+/// first.
 class ScriptCheck {
 public:
     /// False: the script must not reach the module, because loading it would never end. Tell the user with
@@ -22,8 +23,8 @@ public:
     /// Shows why the script is not safe.
     void complain(MessagePrinter& printer) const;
 
-    /// A message from the host's message service, with the true place where the silent compile reported the very same
-    /// two lines. Diagnostics are matched in order, so equal texts get their own places.
+    /// A message from the host's message service, with the true place where the silent compile reported the
+    /// very same two lines. Diagnostics are matched in order, so equal texts get their own places.
     /// @param line2  null when absent
     [[nodiscard]] ShownMessage withPlace(ShownMessage::Kind kind, const char* line1, const char* line2);
 
@@ -40,6 +41,7 @@ private:
 /// Compiles a script without showing anything and without running anything of it.
 /// @param nativePath  a readable file (see requireReadable())
 /// @param components  files that answer the file requester, in order, as the command's `--choose` options do
-[[nodiscard]] ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components = {});
+[[nodiscard]] ScriptCheck precheck(const std::string& nativePath,
+                                   const std::vector<std::string>& components = {});
 
 }  // namespace kestrel::cli
