@@ -1,0 +1,99 @@
+#include "preview/module_host.h"
+
+#include "platform/environment.h"
+#include "platform/executable.h"
+#include "preview/host_services.h"
+
+#include <string_view>
+
+namespace kestrel::preview {
+
+namespace {
+
+/// Our own module has more behind its descriptor. Other modules' memory must not be read past the descriptor, so the
+/// extension is looked for only in a module that says our server's name.
+const KestrelModule* findExtension(const ModuleDescriptor& descriptor) {
+    const ServerRecord& first = descriptor.servers[0];
+    if (first.serverName == nullptr || std::string_view(first.serverName) != "Kestrel/PT") return nullptr;
+    const auto* module = reinterpret_cast<const KestrelModule*>(&descriptor);
+    return module->magic == KESTREL_EXTENSION_MAGIC ? module : nullptr;
+}
+
+std::string activationProblem(std::int32_t result) {
+    switch (result) {
+        case HXM_BAD_VERSION: return "it wants another version of the host interface";
+        case HXM_MISSING_SERVICE: return "it misses a service of the host";
+        default: return "its activation returned " + std::to_string(result);
+    }
+}
+
+}  // namespace
+
+std::string defaultModulePath() {
+    if (auto chosen = platform::environment("KESTREL_MODULE"); chosen && !chosen->empty()) return *chosen;
+    return platform::executableDirectory() + "/kestrel-pt.so";
+}
+
+std::unique_ptr<ModuleHost> ModuleHost::open(const std::string& modulePath, const HostServices& services,
+                                             std::string& error) {
+    std::unique_ptr<ModuleHost> host(new ModuleHost);
+    std::string problem;
+    host->global_ = services.global();
+    host->library_ = platform::DynamicLibrary::open(modulePath, problem);
+    if (host->library_ != nullptr && host->checkAndStart(problem) && host->activateShader(problem)) return host;
+    error = "cannot use the module " + modulePath + ": " + problem;
+    return nullptr;
+}
+
+ModuleHost::~ModuleHost() {
+    if (started_) descriptor_->shutdown();
+}
+
+bool ModuleHost::checkAndStart(std::string& error) {
+    descriptor_ = static_cast<const ModuleDescriptor*>(library_->symbol(HXM_DESCRIPTOR_SYMBOL));
+    if (descriptor_ == nullptr || descriptor_->sync != HXM_SYNC_WORD) {
+        error = "it is not a plug-in module";
+    } else if (descriptor_->version != HXM_MODULE_VERSION || descriptor_->machine != HXM_MACHINE_TYPE) {
+        error = "it was made for another version of the host or another machine";
+    } else if (descriptor_->startup == nullptr || descriptor_->shutdown == nullptr || descriptor_->servers == nullptr) {
+        error = "its descriptor is incomplete";
+    } else if (descriptor_->startup() != HXM_STARTUP_OK) {
+        error = "it did not start";
+    } else {
+        started_ = true;
+        extension_ = findExtension(*descriptor_);
+    }
+    return started_;
+}
+
+const ServerRecord* ModuleHost::server(const char* className) const {
+    for (const ServerRecord* record = descriptor_->servers; record->className != nullptr; ++record) {
+        if (std::string_view(record->className) == className && record->activate != nullptr) return record;
+    }
+    return nullptr;
+}
+
+bool ModuleHost::activateShader(std::string& error) {
+    const ServerRecord* handler = server("ShaderHandler");
+    if (handler == nullptr) {
+        error = "it has no shader";
+        return false;
+    }
+    const std::int32_t result = handler->activate(HXM_INTERFACE_VERSION, global_, &shader_, nullptr);
+    if (result != HXM_OK) error = activationProblem(result);
+    return result == HXM_OK;
+}
+
+std::int32_t ModuleHost::editOptions(HxInstance instance) const {
+    const ServerRecord* interface = server("ShaderInterface");
+    return interface == nullptr ? HXM_MISSING_SERVICE
+                                : interface->activate(HXM_INTERFACE_VERSION, global_, instance, nullptr);
+}
+
+KestrelRunWatch* ModuleHost::watch() const noexcept { return extension_ == nullptr ? nullptr : extension_->watch; }
+
+bool ModuleHost::aborted(HxInstance instance) const {
+    return extension_ != nullptr && extension_->aborted != nullptr && extension_->aborted(instance) != 0;
+}
+
+}  // namespace kestrel::preview

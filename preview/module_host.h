@@ -1,0 +1,56 @@
+// Loads the plug-in module and talks to its two servers.
+#pragma once
+
+#include "host/host_interface.h"
+#include "platform/dynamic_library.h"
+
+#include <memory>
+#include <string>
+
+namespace kestrel::preview {
+
+class HostServices;
+
+/// The module, loaded and with its shader server activated.
+class ModuleHost {
+public:
+    /// Loads the module, checks its descriptor, starts it and activates the shader server.
+    /// @param modulePath  native path
+    /// @param services    what the module may ask for; outlives it
+    /// @param error       receives a plain sentence when it fails
+    /// @return null on failure
+    [[nodiscard]] static std::unique_ptr<ModuleHost> open(const std::string& modulePath,
+                                                          const HostServices& services, std::string& error);
+    ~ModuleHost();
+    ModuleHost(const ModuleHost&) = delete;
+    ModuleHost& operator=(const ModuleHost&) = delete;
+
+    [[nodiscard]] const ShaderHandlerRecord& shader() const noexcept { return shader_; }
+
+    /// Opens the options of an instance, as when the user edits it.
+    /// @return an HxActivation
+    [[nodiscard]] std::int32_t editOptions(HxInstance instance) const;
+
+    /// The means to end a running script; null when the module is not ours.
+    [[nodiscard]] KestrelRunWatch* watch() const noexcept;
+    /// True when the last run of script code in the instance ended with a fatal error. False when that cannot be told.
+    [[nodiscard]] bool aborted(HxInstance instance) const;
+
+private:
+    ModuleHost() = default;
+    [[nodiscard]] const ServerRecord* server(const char* className) const;
+    [[nodiscard]] bool checkAndStart(std::string& error);
+    [[nodiscard]] bool activateShader(std::string& error);
+
+    std::unique_ptr<platform::DynamicLibrary> library_;
+    const ModuleDescriptor* descriptor_ = nullptr;
+    const KestrelModule* extension_ = nullptr;
+    HostGlobal global_ = nullptr;
+    bool started_ = false;
+    ShaderHandlerRecord shader_{};
+};
+
+/// The module to load: what the environment variable KESTREL_MODULE names, else kestrel-pt.so beside the running program.
+[[nodiscard]] std::string defaultModulePath();
+
+}  // namespace kestrel::preview

@@ -1,0 +1,46 @@
+// One instance of the module's shader with its script.
+#pragma once
+
+#include "preview/module_host.h"
+
+#include <memory>
+#include <string>
+
+namespace kestrel::preview {
+
+class ShaderInstance {
+public:
+    /// @param host  outlives the instance
+    /// @return null when the module makes none
+    [[nodiscard]] static std::unique_ptr<ShaderInstance> create(const ModuleHost& host);
+    ~ShaderInstance();
+    ShaderInstance(const ShaderInstance&) = delete;
+    ShaderInstance& operator=(const ShaderInstance&) = delete;
+
+    /// The longest script path, in characters of the system's form, that a text state can carry.
+    static constexpr std::size_t kLongestPath = 247;
+
+    /// Attaches a script the way the load of a scene with a text state does.
+    /// @param nativePath  the script's file
+    /// @return false when the script did not load (its messages have gone to the host's message service)
+    [[nodiscard]] bool loadScript(const std::string& nativePath);
+
+    void init() { host_.shader().init(instance_); }
+    void newTime(std::int32_t frame, double time) { host_.shader().newTime(instance_, frame, time); }
+    void evaluate(ShadingSample& sample) { evaluate_(instance_, &sample); }
+    [[nodiscard]] std::uint32_t flags() { return host_.shader().flags(instance_); }
+    void cleanup() { host_.shader().cleanup(instance_); }
+    [[nodiscard]] std::string describe() const;
+    /// See ModuleHost::aborted().
+    [[nodiscard]] bool aborted() const { return host_.aborted(instance_); }
+
+private:
+    ShaderInstance(const ModuleHost& host, HxInstance instance);
+    [[nodiscard]] bool hasScript() const;
+
+    const ModuleHost& host_;
+    HxInstance instance_;
+    void (*evaluate_)(HxInstance, ShadingSample*);
+};
+
+}  // namespace kestrel::preview
