@@ -27,6 +27,25 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
     return place;
 }
 
+/// Compiles, runs and unloads a script, until something fails or ends it.
+/// @return the exit status, as far as the script decides it
+int runGuarded(ScriptSession& session, const std::string& file, const RunGuard& guard,
+               MessagePrinter& printer) {
+    CompileOptions options;
+    options.reportUnterminatedComment = true;
+    if (!session.compile(file, options) || guard.triggered()) return kExitScriptFailed;
+    bool aborted = session.prepare();
+    if (guard.triggered()) return kExitScriptFailed;
+    if (session.context().program->findFunction("main") != nullptr) {
+        aborted = session.runMain();
+    } else if (!aborted) {
+        printer.hint("no-main",
+                     "the script has no function \"main\"; only its code outside functions has run");
+    }
+    if (!guard.triggered()) session.unload();
+    return aborted ? kExitScriptFailed : kExitSuccess;
+}
+
 int run(const std::string& file, const Invocation& invocation) {
     // Built-ins that start other programs ask for the command processor by this name.
     if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
@@ -35,35 +54,19 @@ int run(const std::string& file, const Invocation& invocation) {
     RunWatch watch;
     ScriptSession session(printer, &watch);
     printer.setContext(&session.context());
-    CompileOptions options;
-    options.reportUnterminatedComment = true;
-    if (!session.compile(file, options)) {
-        printer.finish();
-        printer.setContext(nullptr);
-        return kExitScriptFailed;
-    }
-
-    const bool hasMain = session.context().program->findFunction("main") != nullptr;
-    bool aborted;
-    {
+    const int status = [&] {
         RunGuard guard(watch.requested, invocation.timeout);
-        aborted = session.prepare();
-        if (hasMain && !guard.triggered()) aborted = session.runMain();
-        if (guard.triggered()) {
-            aborted = true;
-            const Place place = stoppedAt(session.context(), watch, file);
-            printer.plainError("line " + std::to_string(place.line) + ", " + guard.reason() + ", run ended",
-                               place);
-        }
-    }
-    if (!hasMain && !aborted) {
-        printer.hint("no-main",
-                     "the script has no function \"main\"; only its code outside functions has run");
-    }
-    session.unload();
+        const int outcome = runGuarded(session, file, guard, printer);
+        // A limit that was reached when everything had run already ended nothing.
+        if (!guard.triggered() || (outcome == kExitSuccess && watch.line == 0)) return outcome;
+        const Place place = stoppedAt(session.context(), watch, file);
+        printer.plainError("line " + std::to_string(place.line) + ", " + guard.reason() + ", run ended",
+                           place);
+        return static_cast<int>(kExitScriptFailed);
+    }();
     printer.finish();
     printer.setContext(nullptr);
-    return aborted ? kExitScriptFailed : kExitSuccess;
+    return status;
 }
 
 }  // namespace

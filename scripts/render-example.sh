@@ -10,7 +10,7 @@ picture=${2:-marble.png}
 scripts/setup.sh
 echo "render: building"
 cmake --preset release
-cmake --build --preset release --parallel "$(nproc)" --target kestrel kestrel-pt
+cmake --build --preset release --parallel "$(nproc)" --target kestrel kestrel_pt
 echo "render: $script -> $picture"
 build/release/bin/kestrel render "$script" -o "$picture" --size 512x512 --samples 4
 echo "render: done, see $picture"
