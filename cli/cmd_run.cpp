@@ -27,46 +27,58 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
     return place;
 }
 
-/// Compiles, runs and unloads a script, until something fails or ends it.
-/// @return the exit status, as far as the script decides it
-int runGuarded(ScriptSession& session, const std::string& file, const RunGuard& guard,
-               MessagePrinter& printer) {
-    CompileOptions options;
-    options.reportUnterminatedComment = true;
-    if (!session.compile(file, options) || guard.triggered()) return kExitScriptFailed;
-    bool aborted = session.prepare();
-    if (guard.triggered()) return kExitScriptFailed;
-    if (session.context().program->findFunction("main") != nullptr) {
-        aborted = session.runMain();
-    } else if (!aborted) {
-        printer.hint("no-main",
-                     "the script has no function \"main\"; only its code outside functions has run");
+/// One run of one script.
+class Run {
+public:
+    Run(const std::string& file, const Invocation& invocation)
+        : file_(file), printer_(invocation.json, file), guard_(watch_.requested, invocation.timeout) {
+        printer_.setContext(&session_.context());
     }
-    if (!guard.triggered()) session.unload();
-    return aborted ? kExitScriptFailed : kExitSuccess;
-}
+    ~Run() { printer_.setContext(nullptr); }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    /// @return the exit status
+    int execute() {
+        CompileOptions options;
+        options.reportUnterminatedComment = true;
+        const bool compiled = session_.compile(file_, options);
+        if (ended() || !compiled) return kExitScriptFailed;
+
+        bool aborted = session_.prepare();
+        if (ended()) return kExitScriptFailed;
+        if (session_.context().program->findFunction("main") != nullptr) {
+            aborted = session_.runMain();
+            if (ended()) return kExitScriptFailed;
+        } else if (!aborted) {
+            printer_.hint("no-main",
+                          "the script has no function \"main\"; only its code outside functions has run");
+        }
+        session_.unload();
+        return aborted ? kExitScriptFailed : kExitSuccess;
+    }
+
+private:
+    /// True, after telling so, when the time limit or the user has ended what ran last.
+    bool ended() {
+        if (!guard_.triggered()) return false;
+        const Place place = stoppedAt(session_.context(), watch_, file_);
+        printer_.plainError("line " + std::to_string(place.line) + ", " + guard_.reason() + ", run ended",
+                            place);
+        return true;
+    }
+
+    const std::string file_;
+    MessagePrinter printer_;
+    RunWatch watch_;
+    ScriptSession session_{printer_, &watch_};
+    RunGuard guard_;
+};
 
 int run(const std::string& file, const Invocation& invocation) {
     // Built-ins that start other programs ask for the command processor by this name.
     if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
-
-    MessagePrinter printer(invocation.json, file);
-    RunWatch watch;
-    ScriptSession session(printer, &watch);
-    printer.setContext(&session.context());
-    const int status = [&] {
-        RunGuard guard(watch.requested, invocation.timeout);
-        const int outcome = runGuarded(session, file, guard, printer);
-        // A limit that was reached when everything had run already ended nothing.
-        if (!guard.triggered() || (outcome == kExitSuccess && watch.line == 0)) return outcome;
-        const Place place = stoppedAt(session.context(), watch, file);
-        printer.plainError("line " + std::to_string(place.line) + ", " + guard.reason() + ", run ended",
-                           place);
-        return static_cast<int>(kExitScriptFailed);
-    }();
-    printer.finish();
-    printer.setContext(nullptr);
-    return status;
+    return Run(file, invocation).execute();
 }
 
 }  // namespace
