@@ -1,5 +1,5 @@
-// The planar angle between two vectors. Its results are those of a table search with a coarse scale, not those of an arc
-// cosine, and scripts have tuned themselves to them: every step here is meant, however odd.
+// The planar angle between two vectors. Its results are those of a table search with a coarse scale, not
+// those of an arc cosine, and scripts have tuned themselves to them: every step here is meant, however odd.
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
 #include "builtins/numeric.h"
@@ -22,7 +22,9 @@ struct Projection {
     double w = 0.0;
 };
 
-double stepCosine(int k) { return std::cos(static_cast<double>(k) / kSteps * 90.0 * kRadiansPerDegree); }
+double stepCosine(int k) {
+    return std::cos(static_cast<double>(k) / kSteps * 90.0 * kRadiansPerDegree);
+}
 
 /// The angle in degrees whose cosine is `r`, found among the steps.
 double baseAngle(double r) {
@@ -40,10 +42,14 @@ double baseAngle(double r) {
 
 std::optional<Projection> project(const Vec3& v, std::int64_t axis) {
     switch (axis) {
-        case 1: return Projection{v.z, v.y};
-        case 2: return Projection{v.x, v.z};
-        case 3: return Projection{v.x, v.y};
-        default: return std::nullopt;
+        case 1:
+            return Projection{v.z, v.y};
+        case 2:
+            return Projection{v.x, v.z};
+        case 3:
+            return Projection{v.x, v.y};
+        default:
+            return std::nullopt;
     }
 }
 
@@ -60,10 +66,16 @@ double direction(const Projection& p, Turn lastTurn) {
     return base;
 }
 
-bool isNull(const Vec3& v) { return v.x == 0.0 && v.y == 0.0 && v.z == 0.0; }
-bool isNull(const Projection& p) { return p.u == 0.0 && p.w == 0.0; }
+bool isNull(const Vec3& v) {
+    return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
+}
+bool isNull(const Projection& p) {
+    return p.u == 0.0 && p.w == 0.0;
+}
 
-double sixDecimals(double x) { return roundFixed(x, 6); }
+double sixDecimals(double x) {
+    return roundFixed(x, 6);
+}
 
 double angleBetween(const Vec3& a, const Vec3& b, std::int64_t axis) {
     const auto pa = project(a, axis);

@@ -4,7 +4,9 @@
 
 namespace kestrel::builtins {
 
-void fail(BuiltinCall& call, std::string_view format) { call.fail(format, call.ctx.run.currentLine); }
+void fail(BuiltinCall& call, std::string_view format) {
+    call.fail(format, call.ctx.run.currentLine);
+}
 
 void failNamed(BuiltinCall& call, std::string_view format) {
     call.fail(format, call.ctx.run.currentLine, call.name);

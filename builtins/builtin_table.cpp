@@ -14,7 +14,9 @@ void later(BuiltinCall& call) {
 namespace {
 
 /// LAYOUT: without a host there is nobody to say otherwise.
-void runningUnderLayout(BuiltinCall& call) { call.resultInteger(1.0); }
+void runningUnderLayout(BuiltinCall& call) {
+    call.resultInteger(1.0);
+}
 
 HostBuiltins withDefaults(HostBuiltins host) {
     for (BuiltinHandler* handler : {&host.setdesc, &host.illuminate, &host.raytrace})

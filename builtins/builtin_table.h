@@ -7,8 +7,8 @@
 
 namespace kestrel {
 
-/// Handlers that come from above. A function without one is "not available", apart from runningUnder(), which says
-/// that the animation program runs the script.
+/// Handlers that come from above. A function without one is "not available", apart from runningUnder(), which
+/// says that the animation program runs the script.
 struct HostBuiltins {
     BuiltinHandler setdesc = nullptr;
     BuiltinHandler illuminate = nullptr;

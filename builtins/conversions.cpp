@@ -12,7 +12,9 @@ namespace kestrel::builtins {
 
 namespace {
 
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+bool isDigit(char c) noexcept {
+    return c >= '0' && c <= '9';
+}
 
 /// The text from its first number on: a digit, or one of `leads` right before one. Empty when there is none.
 std::string_view fromNumber(std::string_view text, std::string_view leads) {
@@ -61,7 +63,8 @@ void numberOfText(BuiltinCall& call) {
     if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to number()");
     const std::string_view text = call.arg(0).payload.text;
     const std::string_view number = fromNumber(text, ".-+");
-    // A point anywhere makes it a Number, read at single precision: number('3.14159265') is 3.1415927410125732.
+    // A point anywhere makes it a Number, read at single precision: number('3.14159265')
+    // is 3.1415927410125732.
     if (text.find('.') == std::string_view::npos) return resultOfInteger(call, number);
     std::size_t used = 0;
     const float value = parseFloat(number, &used);
@@ -79,16 +82,19 @@ void integerOf(BuiltinCall& call) {
 void vectorOfText(BuiltinCall& call) {
     if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to vector()");
     float v[3];
-    if (parseThree(fromNumber(call.arg(0).payload.text, ".-+"), v) != 3) return call.result(ValueCell::ofNil());
+    if (parseThree(fromNumber(call.arg(0).payload.text, ".-+"), v) != 3)
+        return call.result(ValueCell::ofNil());
     call.resultVector({static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])});
 }
 
 void array(BuiltinCall& call) {
-    if (call.argc < 1 || call.argc > kMaxDimensions) return fail(call, "#ELine %d, invalid argument count to array()");
+    if (call.argc < 1 || call.argc > kMaxDimensions)
+        return fail(call, "#ELine %d, invalid argument count to array()");
     std::vector<std::int64_t> dims(static_cast<std::size_t>(call.argc));
     for (int i = call.argc - 1; i >= 0; --i) {
         if (!call.arg(i).isNumeric())
-            return call.fail("#ELine %d, invalid argument %d type to array()", call.ctx.run.currentLine, i + 1);
+            return call.fail("#ELine %d, invalid argument %d type to array()", call.ctx.run.currentLine,
+                             i + 1);
         dims[static_cast<std::size_t>(i)] = truncate(call.arg(i).payload.number);
     }
     ArrayRecord* record = makeArray(call.ctx, dims, Uninitialized);

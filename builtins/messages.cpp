@@ -36,7 +36,9 @@ private:
     std::size_t size_ = 0;
 };
 
-const char* orEmpty(const char* text) { return text != nullptr ? text : ""; }
+const char* orEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
 
 /// Writes a Number, Integer, Vector or Nil. The text lies in `buffer`.
 /// @return an empty text for any other kind

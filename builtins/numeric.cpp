@@ -10,18 +10,23 @@ namespace kestrel::builtins {
 namespace {
 
 /// The nearest whole number not below, as the 32-bit component that Vectors of whole numbers have.
-double ceilingComponent(double x) noexcept { return truncate32(std::ceil(x)); }
+double ceilingComponent(double x) noexcept {
+    return truncate32(std::ceil(x));
+}
 
 double factorialOf(double x) noexcept {
     const std::int32_t n = truncate32(x);
-    // Wraps around on overflow, as 32-bit machines multiply. Once it is zero it stays zero, which keeps fac(2e9) short.
+    // Wraps around on overflow, as 32-bit machines multiply. Once it is zero it stays zero, which keeps
+    // fac(2e9) short.
     std::uint32_t product = 1;
     for (std::int32_t k = 2; k <= n && product != 0; ++k) product *= static_cast<std::uint32_t>(k);
     return static_cast<std::int32_t>(product);
 }
 
 /// No rounding when there is nothing to keep: round(2.7, 0) is 2, and scripts rely on it.
-double roundTo(double x, int decimals) noexcept { return decimals == 0 ? std::trunc(x) : roundFixed(x, decimals); }
+double roundTo(double x, int decimals) noexcept {
+    return decimals == 0 ? std::trunc(x) : roundFixed(x, decimals);
+}
 
 }  // namespace
 
@@ -122,6 +127,8 @@ void step(BuiltinCall& call) {
 
 void untouched(BuiltinCall&) {}
 
-void consume(BuiltinCall& call) { call.none(); }
+void consume(BuiltinCall& call) {
+    call.none();
+}
 
 }  // namespace kestrel::builtins

@@ -1,5 +1,5 @@
-// The scalar functions behind the arithmetic built-ins, and the adapters that make built-ins of them. Nothing here checks
-// types or allocates: these run for every shading sample.
+// The scalar functions behind the arithmetic built-ins, and the adapters that make built-ins of them. Nothing
+// here checks types or allocates: these run for every shading sample.
 #pragma once
 
 #include "engine/builtin.h"
@@ -8,32 +8,78 @@
 
 namespace kestrel::builtins {
 
-inline double squareRoot(double x) noexcept { return std::sqrt(x); }
-inline double exponential(double x) noexcept { return std::exp(x); }
-inline double logarithm(double x) noexcept { return std::log(x); }
-inline double sine(double x) noexcept { return std::sin(x); }
-inline double cosine(double x) noexcept { return std::cos(x); }
-inline double tangent(double x) noexcept { return std::tan(x); }
-inline double arcSine(double x) noexcept { return std::asin(x); }
-inline double arcCosine(double x) noexcept { return std::acos(x); }
-inline double arcTangent(double x) noexcept { return std::atan(x); }
-inline double hyperbolicSine(double x) noexcept { return std::sinh(x); }
-inline double hyperbolicCosine(double x) noexcept { return std::cosh(x); }
-inline double hyperbolicTangent(double x) noexcept { return std::tanh(x); }
-inline double cotangent(double x) noexcept { return 1.0 / std::tan(x); }
-inline double secant(double x) noexcept { return 1.0 / std::cos(x); }
-inline double cosecant(double x) noexcept { return 1.0 / std::sin(x); }
+inline double squareRoot(double x) noexcept {
+    return std::sqrt(x);
+}
+inline double exponential(double x) noexcept {
+    return std::exp(x);
+}
+inline double logarithm(double x) noexcept {
+    return std::log(x);
+}
+inline double sine(double x) noexcept {
+    return std::sin(x);
+}
+inline double cosine(double x) noexcept {
+    return std::cos(x);
+}
+inline double tangent(double x) noexcept {
+    return std::tan(x);
+}
+inline double arcSine(double x) noexcept {
+    return std::asin(x);
+}
+inline double arcCosine(double x) noexcept {
+    return std::acos(x);
+}
+inline double arcTangent(double x) noexcept {
+    return std::atan(x);
+}
+inline double hyperbolicSine(double x) noexcept {
+    return std::sinh(x);
+}
+inline double hyperbolicCosine(double x) noexcept {
+    return std::cosh(x);
+}
+inline double hyperbolicTangent(double x) noexcept {
+    return std::tanh(x);
+}
+inline double cotangent(double x) noexcept {
+    return 1.0 / std::tan(x);
+}
+inline double secant(double x) noexcept {
+    return 1.0 / std::cos(x);
+}
+inline double cosecant(double x) noexcept {
+    return 1.0 / std::sin(x);
+}
 // Fifteen digits and no more: scripts compare results that were computed with these factors.
 inline constexpr double kRadiansPerDegree = 0.0174532925199433;
 inline constexpr double kDegreesPerRadian = 57.2957795130823;
-inline double radians(double x) noexcept { return x * kRadiansPerDegree; }
-inline double degrees(double x) noexcept { return x * kDegreesPerRadian; }
-inline double fraction(double x) noexcept { return x - std::trunc(x); }
-inline double magnitudeOf(double x) noexcept { return std::fabs(x); }
-inline double remainder(double a, double b) noexcept { return std::fmod(a, b); }
-inline double power(double a, double b) noexcept { return std::pow(a, b); }
-inline double smaller(double a, double b) noexcept { return b < a ? b : a; }
-inline double larger(double a, double b) noexcept { return a < b ? b : a; }
+inline double radians(double x) noexcept {
+    return x * kRadiansPerDegree;
+}
+inline double degrees(double x) noexcept {
+    return x * kDegreesPerRadian;
+}
+inline double fraction(double x) noexcept {
+    return x - std::trunc(x);
+}
+inline double magnitudeOf(double x) noexcept {
+    return std::fabs(x);
+}
+inline double remainder(double a, double b) noexcept {
+    return std::fmod(a, b);
+}
+inline double power(double a, double b) noexcept {
+    return std::pow(a, b);
+}
+inline double smaller(double a, double b) noexcept {
+    return b < a ? b : a;
+}
+inline double larger(double a, double b) noexcept {
+    return a < b ? b : a;
+}
 
 /// The cell as a Vector; of anything else the number is x.
 inline Vec3 vectorOf(const ValueCell& cell) noexcept {

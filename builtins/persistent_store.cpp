@@ -53,7 +53,8 @@ bool PersistentStore::write(std::string_view scope, std::string_view name, std::
     const std::string key = keyOf(scope);
     if (registry_.setValue(Hive::CurrentUser, key, name, text)) return true;
     if (scope == kMasterScope || scope == kGlobalScope) return false;
-    return registry_.createKey(Hive::CurrentUser, key) && registry_.setValue(Hive::CurrentUser, key, name, text);
+    return registry_.createKey(Hive::CurrentUser, key) &&
+           registry_.setValue(Hive::CurrentUser, key, name, text);
 }
 
 std::string PersistentStore::read(std::string_view scope, std::string_view name, std::string_view fallback,

@@ -28,8 +28,8 @@ public:
     ///         "#ELine %d, cannot add Registry key"
     [[nodiscard]] bool write(std::string_view scope, std::string_view name, std::string_view text);
 
-    /// Reads a value, at most its first `limit` bytes. The global scope looks in the master scope first, where "(none)"
-    /// counts as missing.
+    /// Reads a value, at most its first `limit` bytes. The global scope looks in the master scope first,
+    /// where "(none)" counts as missing.
     /// @return `fallback` for a missing or empty value
     [[nodiscard]] std::string read(std::string_view scope, std::string_view name, std::string_view fallback,
                                    std::size_t limit = kReadLimit);

@@ -25,8 +25,8 @@ void random(BuiltinCall& call) {
     // Without a choice there is no draw, and a keeps its fraction.
     if (lo == hi) return call.resultInteger(a);
     if (hi < lo) std::swap(lo, hi);
-    // Draws that are too large are thrown away: the sequence of numbers is part of what scripts see. Spans above 32767
-    // never reach their upper part.
+    // Draws that are too large are thrown away: the sequence of numbers is part of what scripts see. Spans
+    // above 32767 never reach their upper part.
     const std::uint64_t span = static_cast<std::uint64_t>(hi) - static_cast<std::uint64_t>(lo);
     std::uint32_t r = draw(call.ctx);
     while (r > span) r = draw(call.ctx);

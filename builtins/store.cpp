@@ -28,27 +28,40 @@ const char* fileName(const ValueCell& cell) {
 /// The text of a value without its type.
 std::string plainText(const ValueCell& cell) {
     switch (cell.type) {
-        case Number: return formatG(cell.payload.number);
-        case Integer: return formatInt(cell.payload.number);
-        case Vector: return formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, " ");
+        case Number:
+            return formatG(cell.payload.number);
+        case Integer:
+            return formatInt(cell.payload.number);
+        case Vector:
+            return formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, " ");
         case String:
-        case TempString: return cell.payload.text;
-        case FileObj: return fileName(cell);
-        default: return "";
+        case TempString:
+            return cell.payload.text;
+        case FileObj:
+            return fileName(cell);
+        default:
+            return "";
     }
 }
 
 /// The type as the store writes it, or an empty text for what it cannot keep.
 std::string_view typeText(std::int32_t type) {
     switch (type) {
-        case Number: return "dbl";
-        case Integer: return "int";
+        case Number:
+            return "dbl";
+        case Integer:
+            return "int";
         case String:
-        case TempString: return "str";
-        case Vector: return "vec";
-        case FileObj: return "fob";
-        case Nil: return "nil";
-        default: return "";
+        case TempString:
+            return "str";
+        case Vector:
+            return "vec";
+        case FileObj:
+            return "fob";
+        case Nil:
+            return "nil";
+        default:
+            return "";
     }
 }
 
@@ -88,13 +101,19 @@ ValueCell ownedText(EngineContext& ctx, std::string_view text) {
 /// @return nothing for a letter that names no type
 std::optional<ValueCell> decode(EngineContext& ctx, char type, std::string_view text) {
     switch (type) {
-        case 'd': return ValueCell::ofNumber(parseDouble(text));
-        case 'i': return ValueCell::ofInteger(static_cast<double>(parseInteger(text)));
+        case 'd':
+            return ValueCell::ofNumber(parseDouble(text));
+        case 'i':
+            return ValueCell::ofInteger(static_cast<double>(parseInteger(text)));
         case 's':
-        case 'f': return ownedText(ctx, text);
-        case 'n': return ValueCell::ofNil();
-        case 'v': return ValueCell::ofVector(readVector(text));
-        default: return std::nullopt;
+        case 'f':
+            return ownedText(ctx, text);
+        case 'n':
+            return ValueCell::ofNil();
+        case 'v':
+            return ValueCell::ofVector(readVector(text));
+        default:
+            return std::nullopt;
     }
 }
 
@@ -114,7 +133,8 @@ void resultOfRecord(BuiltinCall& call, std::string_view fields) {
 }
 
 void resultOfStored(BuiltinCall& call, std::string_view stored, bool global) {
-    constexpr std::array<std::string_view, 6> kPrefixes = {"nil::", "dbl::", "int::", "str::", "fob::", "vec::"};
+    constexpr std::array<std::string_view, 6> kPrefixes = {
+        "nil::", "dbl::", "int::", "str::", "fob::", "vec::"};
     constexpr std::size_t kPrefixChars = 5;
     const std::string_view rest = stored.substr(std::min(stored.size(), kPrefixChars));
     for (std::string_view prefix : kPrefixes)
@@ -157,7 +177,8 @@ void store(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     const bool global = call.name == "globalstore";
     const ValueCell& value = call.arg(1);
-    if (value.type == UserRecord && global) return failNamed(call, "#ELine %d, illegal data type provided to %s()");
+    if (value.type == UserRecord && global)
+        return failNamed(call, "#ELine %d, illegal data type provided to %s()");
     const std::string_view type = typeText(value.type);
     const bool isRecord = value.type == UserRecord && value.payload.record != nullptr;
     if (type.empty() && !isRecord) return failNamed(call, "#ELine %d, unsupported argument 2 type to %s()");
@@ -173,7 +194,8 @@ void store(BuiltinCall& call) {
     // A file object belongs to its script, whichever function stores it.
     const bool master = global && value.type != FileObj;
     PersistentStore* target = ctx.services.store;
-    if (target == nullptr || !target->write(master ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text, text))
+    if (target == nullptr ||
+        !target->write(master ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text, text))
         ctx.abortWith("#ELine %d, cannot add Registry key", ctx.run.currentLine);
     call.none();
 }
@@ -187,7 +209,8 @@ void recall(BuiltinCall& call) {
 
     std::string stored(kNothing);
     if (ctx.services.store != nullptr)
-        stored = ctx.services.store->read(global ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text, kNothing);
+        stored = ctx.services.store->read(global ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text,
+                                          kNothing);
     if (stored != kNothing) return resultOfStored(call, stored, global);
     if (call.argc == 1) return call.result(ValueCell::ofNil());
     resultOfDefault(call, values);

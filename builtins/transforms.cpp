@@ -20,9 +20,12 @@ Vec3 apply(const Matrix& matrix, const Vec3& p) {
     return {out[0] / out[3], out[1] / out[3], out[2] / out[3]};
 }
 
-bool isTarget(const ValueCell& cell) { return cell.type == Vector || cell.type == ArrayRef; }
+bool isTarget(const ValueCell& cell) {
+    return cell.type == Vector || cell.type == ArrayRef;
+}
 
-/// Ends a call: a Vector target gives its image; the Vectors of an array are moved in place and there is no result.
+/// Ends a call: a Vector target gives its image; the Vectors of an array are moved in place and there is no
+/// result.
 void transformTarget(BuiltinCall& call, const ValueCell& target, const Matrix& matrix, const Vec3& pivot) {
     const auto image = [&](const Vec3& p) {
         const Vec3 moved = apply(matrix, {p.x - pivot.x, p.y - pivot.y, p.z - pivot.z});
@@ -47,10 +50,17 @@ int axisOf(const ValueCell& cell) {
     }
     if (!cell.isText()) return 0;
     switch (cell.payload.text[0]) {
-        case 'X': case 'x': return 1;
-        case 'Y': case 'y': return 2;
-        case 'Z': case 'z': return 3;
-        default: return 0;
+        case 'X':
+        case 'x':
+            return 1;
+        case 'Y':
+        case 'y':
+            return 2;
+        case 'Z':
+        case 'z':
+            return 3;
+        default:
+            return 0;
     }
 }
 

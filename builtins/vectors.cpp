@@ -103,7 +103,8 @@ std::optional<Box> boxOfNumbers(BuiltinCall& call) {
     return std::nullopt;
 }
 
-/// The two corners that center() and extent() are given in one of their forms; nothing after a reported error.
+/// The two corners that center() and extent() are given in one of their forms; nothing after a reported
+/// error.
 std::optional<Box> boxOfArguments(BuiltinCall& call) {
     if (call.argc < 1 || call.argc > 6) {
         failNamed(call, "#ELine %d, invalid argument count to %s()");

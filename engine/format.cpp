@@ -13,7 +13,8 @@ namespace kestrel {
 
 namespace {
 
-/// No double has more digits than this after its decimal point; what a larger precision adds are zeros nobody wants.
+/// No double has more digits than this after its decimal point; what a larger precision adds are zeros nobody
+/// wants.
 constexpr int kMaxPrecision = 1074;
 /// Digits before the point of the largest double, its sign and the point.
 constexpr std::size_t kFixedOverhead = 320;
@@ -25,8 +26,12 @@ char* writeFixed(double v, int precision, FixedBuffer& out) noexcept {
     return std::to_chars(out.data(), out.data() + out.size(), v, std::chars_format::fixed, digits).ptr;
 }
 
-bool isSpace(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+bool isSpace(char c) noexcept {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool isDigit(char c) noexcept {
+    return c >= '0' && c <= '9';
+}
 
 std::size_t skipSpace(std::string_view text) noexcept {
     std::size_t i = 0;
@@ -34,8 +39,8 @@ std::size_t skipSpace(std::string_view text) noexcept {
     return i;
 }
 
-/// True when the number, which is too large or too small for its type, is too large: the decimal position of its first
-/// significant digit decides.
+/// True when the number, which is too large or too small for its type, is too large: the decimal position of
+/// its first significant digit decides.
 bool isHuge(std::string_view number) noexcept {
     std::int64_t position = 0;
     bool pointSeen = false;
@@ -95,7 +100,9 @@ char* writeG(double v, char* out) noexcept {
     return std::to_chars(out, out + kNumberChars, v, std::chars_format::general, 6).ptr;
 }
 
-char* writeInt(double v, char* out) noexcept { return std::to_chars(out, out + kNumberChars, truncate(v)).ptr; }
+char* writeInt(double v, char* out) noexcept {
+    return std::to_chars(out, out + kNumberChars, truncate(v)).ptr;
+}
 
 std::string formatG(double v) {
     std::array<char, kNumberChars> buffer;
@@ -129,9 +136,13 @@ std::string formatVector(double x, double y, double z, std::string_view separato
     return text;
 }
 
-double parseDouble(std::string_view text, std::size_t* used) { return parseReal<double>(text, used); }
+double parseDouble(std::string_view text, std::size_t* used) {
+    return parseReal<double>(text, used);
+}
 
-float parseFloat(std::string_view text, std::size_t* used) { return parseReal<float>(text, used); }
+float parseFloat(std::string_view text, std::size_t* used) {
+    return parseReal<float>(text, used);
+}
 
 std::int64_t parseInteger(std::string_view text, std::size_t* used) {
     if (used != nullptr) *used = 0;
@@ -152,8 +163,12 @@ std::int64_t parseInteger(std::string_view text, std::size_t* used) {
     return value == kLowest ? std::numeric_limits<std::int64_t>::max() : -value;
 }
 
-int parseThree(std::string_view text, double out[3]) { return parseThreeReals(text, out); }
+int parseThree(std::string_view text, double out[3]) {
+    return parseThreeReals(text, out);
+}
 
-int parseThree(std::string_view text, float out[3]) { return parseThreeReals(text, out); }
+int parseThree(std::string_view text, float out[3]) {
+    return parseThreeReals(text, out);
+}
 
 }  // namespace kestrel

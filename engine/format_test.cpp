@@ -13,10 +13,20 @@ namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
 TEST(Format, writesNumbersAsThePercentConversions) {
-    const struct { double value; const char* general; const char* integer; } rows[] = {
-        {0.0, "0", "0"},           {-0.0, "-0", "0"},          {2.9, "2.9", "2"},
-        {-2.9, "-2.9", "-2"},      {1e6, "1e+06", "1000000"},  {123456789.0, "1.23457e+08", "123456789"},
-        {1e-5, "1e-05", "0"},      {0.0001, "0.0001", "0"},    {4294967296.0, "4.29497e+09", "4294967296"},
+    const struct {
+        double value;
+        const char* general;
+        const char* integer;
+    } rows[] = {
+        {0.0, "0", "0"},
+        {-0.0, "-0", "0"},
+        {2.9, "2.9", "2"},
+        {-2.9, "-2.9", "-2"},
+        {1e6, "1e+06", "1000000"},
+        {123456789.0, "1.23457e+08", "123456789"},
+        {1e-5, "1e-05", "0"},
+        {0.0001, "0.0001", "0"},
+        {4294967296.0, "4.29497e+09", "4294967296"},
         {kInf, "inf", "9223372036854775807"},
     };
     for (const auto& row : rows) {
@@ -34,11 +44,27 @@ TEST(Format, fixedFollowsItsPrecisionAndNeverOverruns) {
 }
 
 TEST(Format, readsLeadingNumbersOnly) {
-    const struct { const char* text; double value; std::size_t used; } rows[] = {
-        {"12", 12.0, 2},      {" \t-1.5e2x", -150.0, 8}, {"+.5", 0.5, 3},      {"5.", 5.0, 2},
-        {"1e", 1.0, 1},       {"0x10", 0.0, 1},          {"inf", 0.0, 0},      {"-nan", 0.0, 0},
-        {"", 0.0, 0},         {".", 0.0, 0},             {"--1", 0.0, 0},      {"1e400", kInf, 5},
-        {"-1e400", -kInf, 6}, {"1000e-500", 0.0, 9},     {"0.0001e320", kInf, 10}, {"1,5", 1.0, 1},
+    const struct {
+        const char* text;
+        double value;
+        std::size_t used;
+    } rows[] = {
+        {"12", 12.0, 2},
+        {" \t-1.5e2x", -150.0, 8},
+        {"+.5", 0.5, 3},
+        {"5.", 5.0, 2},
+        {"1e", 1.0, 1},
+        {"0x10", 0.0, 1},
+        {"inf", 0.0, 0},
+        {"-nan", 0.0, 0},
+        {"", 0.0, 0},
+        {".", 0.0, 0},
+        {"--1", 0.0, 0},
+        {"1e400", kInf, 5},
+        {"-1e400", -kInf, 6},
+        {"1000e-500", 0.0, 9},
+        {"0.0001e320", kInf, 10},
+        {"1,5", 1.0, 1},
     };
     for (const auto& row : rows) {
         std::size_t used = 99;
@@ -49,7 +75,11 @@ TEST(Format, readsLeadingNumbersOnly) {
 }
 
 TEST(Format, integersSaturate) {
-    const struct { const char* text; std::int64_t value; std::size_t used; } rows[] = {
+    const struct {
+        const char* text;
+        std::int64_t value;
+        std::size_t used;
+    } rows[] = {
         {"42abc", 42, 2},
         {" -7", -7, 3},
         {"-", 0, 0},

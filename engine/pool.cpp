@@ -40,8 +40,8 @@ std::size_t bucketOf(const Header* header) noexcept {
 
 }  // namespace
 
-/// Live and deferred blocks share one address table, so that a late free of a deferred block is recognised as ours; a
-/// list of their own makes a purge cost what it releases and not a walk of all buckets.
+/// Live and deferred blocks share one address table, so that a late free of a deferred block is recognised as
+/// ours; a list of their own makes a purge cost what it releases and not a walk of all buckets.
 struct Pool::Impl {
     std::array<Header*, kBuckets> table{};
     Header* deferred = nullptr;
@@ -73,9 +73,13 @@ struct Pool::Impl {
     }
 };
 
-Pool::Pool(Exhaustion* exhaustion) : impl_(std::make_unique<Impl>()) { impl_->exhaustion = exhaustion; }
+Pool::Pool(Exhaustion* exhaustion) : impl_(std::make_unique<Impl>()) {
+    impl_->exhaustion = exhaustion;
+}
 
-Pool::~Pool() { teardown(); }
+Pool::~Pool() {
+    teardown();
+}
 
 void* Pool::alloc(std::size_t size, bool clear) {
     Impl& self = *impl_;
@@ -200,11 +204,23 @@ void Pool::teardown() noexcept {
     self.releases = 0;
 }
 
-std::size_t Pool::deferredBytes() const noexcept { return impl_->deferredBytes; }
-std::size_t Pool::liveBlocks() const noexcept { return impl_->liveBlocks; }
-std::size_t Pool::liveBytes() const noexcept { return impl_->liveBytes; }
-std::uint64_t Pool::allocations() const noexcept { return impl_->allocations; }
-std::uint64_t Pool::releases() const noexcept { return impl_->releases; }
-void Pool::setLimit(std::size_t bytes) noexcept { impl_->limit = std::min(bytes, kMostBytes); }
+std::size_t Pool::deferredBytes() const noexcept {
+    return impl_->deferredBytes;
+}
+std::size_t Pool::liveBlocks() const noexcept {
+    return impl_->liveBlocks;
+}
+std::size_t Pool::liveBytes() const noexcept {
+    return impl_->liveBytes;
+}
+std::uint64_t Pool::allocations() const noexcept {
+    return impl_->allocations;
+}
+std::uint64_t Pool::releases() const noexcept {
+    return impl_->releases;
+}
+void Pool::setLimit(std::size_t bytes) noexcept {
+    impl_->limit = std::min(bytes, kMostBytes);
+}
 
 }  // namespace kestrel

@@ -23,18 +23,21 @@ double numberOf(const FormatArg& arg) {
 
 std::string textOf(const FormatArg& arg) {
     switch (arg.kind) {
-        case FormatArg::Kind::Integer: return std::to_string(arg.integer);
-        case FormatArg::Kind::Double: return formatG(arg.number);
-        case FormatArg::Kind::Text: break;
+        case FormatArg::Kind::Integer:
+            return std::to_string(arg.integer);
+        case FormatArg::Kind::Double:
+            return formatG(arg.number);
+        case FormatArg::Kind::Text:
+            break;
     }
     return std::string(arg.text);
 }
 
 /// What follows a '%': flags and widths, which this formatter ignores, and the conversion.
 struct Conversion {
-    char letter = '\0';      ///< '\0' at the end of the format
+    char letter = '\0';  ///< '\0' at the end of the format
     bool isLong = false;
-    std::size_t next = 0;    ///< where the text goes on
+    std::size_t next = 0;  ///< where the text goes on
 };
 
 Conversion readConversion(std::string_view format, std::size_t i) {
@@ -51,18 +54,25 @@ Conversion readConversion(std::string_view format, std::size_t i) {
     return conversion;
 }
 
-bool takesArgument(char letter) { return std::string_view("cdufgs").find(letter) != std::string_view::npos; }
+bool takesArgument(char letter) {
+    return std::string_view("cdufgs").find(letter) != std::string_view::npos;
+}
 
 std::string convert(const Conversion& conversion, const FormatArg& arg) {
     switch (conversion.letter) {
-        case 'c': return std::string(1, static_cast<char>(integerOf(arg)));
-        case 'd': return std::to_string(integerOf(arg));
+        case 'c':
+            return std::string(1, static_cast<char>(integerOf(arg)));
+        case 'd':
+            return std::to_string(integerOf(arg));
         case 'u':
             return conversion.isLong ? std::to_string(static_cast<std::uint64_t>(integerOf(arg)))
                                      : std::to_string(static_cast<std::uint32_t>(integerOf(arg)));
-        case 'f': return formatFixed(numberOf(arg), 6);
-        case 'g': return formatG(numberOf(arg));
-        default: return textOf(arg);
+        case 'f':
+            return formatFixed(numberOf(arg), 6);
+        case 'g':
+            return formatG(numberOf(arg));
+        default:
+            return textOf(arg);
     }
 }
 
@@ -102,8 +112,9 @@ void Reporter::reportArgs(std::string_view format, std::initializer_list<FormatA
             if (++state.errorCount > state.maxErrors) {
                 if (abortFlag != nullptr) *abortFlag = true;
                 if (state.errorCount == state.maxErrors + 1)
-                    show(sink_, {kind, formatMessage("Maximum error count of %d exceeded.", {state.maxErrors}),
-                                 "Terminating.", where});
+                    show(sink_,
+                         {kind, formatMessage("Maximum error count of %d exceeded.", {state.maxErrors}),
+                          "Terminating.", where});
                 return;
             }
         } else if (format.starts_with("#W")) {

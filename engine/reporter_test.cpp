@@ -34,8 +34,8 @@ TEST_F(ReporterTest, formatterIgnoresWidthsAndUnknownConversions) {
     EXPECT_EQ(formatMessage("[%5.2f] %d", {3}), "[2f] 3");  // '.' is an unknown conversion letter
     EXPECT_EQ(formatMessage("%x%d%s", {1}), "1");           // nothing left for %s
     EXPECT_EQ(formatMessage("a%", {}), "a");
-    EXPECT_EQ(formatMessage("%s", {"%d%n"}), "%d%n");       // arguments are never formats
-    EXPECT_EQ(formatMessage("%d %s", {2.9, 4}), "2 4");     // a mismatch prints the value it was given
+    EXPECT_EQ(formatMessage("%s", {"%d%n"}), "%d%n");    // arguments are never formats
+    EXPECT_EQ(formatMessage("%d %s", {2.9, 4}), "2 4");  // a mismatch prints the value it was given
 }
 
 TEST_F(ReporterTest, cutsAtNewlineAndLineBuffer) {
@@ -44,7 +44,12 @@ TEST_F(ReporterTest, cutsAtNewlineAndLineBuffer) {
 }
 
 TEST_F(ReporterTest, classifiesAndSplits) {
-    const struct { const char* text; MessageKind kind; const char* line1; const char* line2; } rows[] = {
+    const struct {
+        const char* text;
+        MessageKind kind;
+        const char* line1;
+        const char* line2;
+    } rows[] = {
         {"#ELine 7, a<br>b", MessageKind::Error, "Line 7, a", "b"},
         {"#ELine 7, ab", MessageKind::Error, "\\S\\A.KS", "Line 7, ab"},
         {"#Wx<br>y<br>z", MessageKind::Warning, "x", "y<br>z"},

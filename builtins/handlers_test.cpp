@@ -1,0 +1,230 @@
+#include "builtins/test_call.h"
+#include "engine/text.h"
+
+namespace kestrel::test {
+namespace {
+
+class HandlersTest : public BuiltinTest {};
+
+struct Row {
+    const char* name;
+    Cells args;
+    const char* left;
+};
+
+TEST_F(HandlersTest, tableKeepsItsOrderAndHostRows) {
+    const auto rows = library.table().rows();
+    EXPECT_EQ(rows.size(), 137u);
+    EXPECT_EQ(rows.front().name, "sqrt");
+    EXPECT_EQ(rows.back().name, "raytrace");
+    const BuiltinEntry* first = library.table().find("ctlstring");
+    EXPECT_EQ(first[1].name, "ctlinteger");  // not the second row of that name
+    for (const BuiltinEntry& row : rows) EXPECT_NE(row.handler, nullptr) << row.name;
+
+    const BuiltinHandler seven = [](BuiltinCall& call) { call.resultInteger(7.0); };
+    const BuiltinLibrary hosted(
+        HostBuiltins{.setdesc = nullptr, .illuminate = seven, .raytrace = nullptr, .runningUnder = nullptr});
+    EXPECT_EQ(hosted.table().find("illuminate")->handler, seven);
+}
+
+TEST_F(HandlersTest, conversionsAndSizes) {
+    ArrayRecord* holes = makeElements({N(1), nil(), S("x"), ValueCell::ofMark(Uninitialized)});
+    const Row rows[] = {
+        {"size", {N(9)}, "1i"},
+        {"sizeof", {V(1, 2, 3)}, "3i"},
+        {"size", {S("")}, "0i"},
+        {"size", {S("four")}, "4i"},
+        {"size", {A(holes)}, "2i"},
+        {"number", {S("x12")}, "12i"},
+        {"number", {S("v1.5")}, "1.5"},
+        {"number", {S("3.14159265")}, "3.141592741"},  // single precision
+        {"number", {S("a-+-7b")}, "-7i"},
+        {"number", {S("-.5")}, "0.5"},    // the sign does not touch a digit
+        {"number", {S("7 and .")}, "7"},  // a point anywhere
+        {"number", {S("abc")}, "nil"},
+        {"number", {S("+")}, "nil"},
+        {"integer", {N(-2.9)}, "-2i"},
+        {"integer", {S("x.5")}, "5i"},
+        {"integer", {S("-12.9")}, "-12i"},
+        {"integer", {S("")}, "nil"},
+        {"vector", {S("at 1 -2.5 3e1!")}, "<1,-2.5,30>"},
+        {"vector", {S("1 2")}, "nil"},
+        {"vector", {S("1,2,3")}, "nil"},
+    };
+    for (const Row& row : rows) EXPECT_EQ(call(row.name, row.args), row.left) << row.name << " " << row.left;
+    EXPECT_TRUE(shown.empty());
+}
+
+TEST_F(HandlersTest, boxesInEveryForm) {
+    ArrayRecord* corners = makeElements({V(0, 0, 0), V(2, 4, 6), nil()});
+    const struct {
+        Cells args;
+        int argc;
+        const char* center;
+        const char* extent;
+    } rows[] = {
+        {{V(0, 0, 0), V(2, 4, 6)}, 2, "<1,2,3>", "<2,4,6>"},
+        {{A(corners)}, 1, "<1,2,3>", "<2,4,6>"},
+        {{V(0, 0, 0), I(4), ValueCell::ofCount(2)}, 1, "<2,2,2>", "<4,4,4>"},
+        {{N(1), I(2), N(3), N(5), N(6), I(7)}, 6, "<3,4,5>", "<4,4,4>"},
+        {{N(1), N(3)}, 2, "<2,2,2>", "<2,2,2>"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(call("center", row.args, row.argc), row.center);
+        EXPECT_EQ(call("extent", row.args, row.argc), row.extent);
+    }
+}
+
+TEST_F(HandlersTest, transforms) {
+    constexpr double kQuarter = 1.5707963267948966;
+    const Row rows[] = {
+        {"translate3d", {V(1, 2, 3), V(10, 20, 30)}, "<11,22,33>"},
+        {"scale3d", {V(2, 3, 4), V(1, 1, -1)}, "<2,3,-4>"},
+        {"rotate3d", {I(1), N(kQuarter), V(1, 1, 0), V(1, 0, 0)}, "<1,6.123233996e-17,1>"},
+        {"rotate3d", {S("zebra"), N(kQuarter), V(2, 0, 0)}, "<1.224646799e-16,2,0>"},
+        {"rotate3d", {S("Y"), N(0.5), V(1, 0, 1)}, "<0.3981570233,0,0.3981570233>"},  // both sines negative
+    };
+    for (const Row& row : rows) EXPECT_EQ(call(row.name, row.args), row.left) << row.name;
+
+    ArrayRecord* points = makeElements({V(1, 1, 1), N(5), V(2, 2, 2)});
+    EXPECT_EQ(call("rotate3d", {N(3), N(0), A(points), V(9, 9, 9)}), "");
+    EXPECT_EQ(call("translate3d", {V(1, 0, 0), A(points)}), "");
+    EXPECT_EQ(show(points->elements[0]), "<2,1,1>");
+    EXPECT_EQ(show(points->elements[1]), "5");
+    EXPECT_EQ(show(points->elements[2]), "<3,2,2>");
+}
+
+TEST_F(HandlersTest, angleKeepsItsScale) {
+    const struct {
+        Cells args;
+        const char* left;
+    } rows[] = {
+        {{V(1, 0, 0), V(0, 1, 0), I(3)}, "90"},
+        {{V(-1, 0, 0), V(0, -1, 0), I(3)}, "90"},
+        {{V(1, 1, 0), V(1, 0, 0), N(3.9)}, "45.005"},  // an exact hit at step 9001
+        {{V(-1, 1, 0), V(1, 0, 0), I(3)}, "134.995"},
+        {{V(-1, -1, 0), V(1, 0, 0), I(3)}, "225.005"},
+        {{V(1, -1, 0), V(1, 0, 0), I(3)}, "315.005"},  // the fourth quadrant of the first vector
+        {{V(1, 0, 0), V(1, -1, 0), I(3)}, "314.995"},  // and of the second
+        {{V(2, 1, 0), V(1, 0, 0), I(3)}, "26.57"},
+        {{V(0, 1, 2), V(0, 0, 1), I(1)}, "26.57"},  // u = z, w = y
+        {{V(2, 0, 1), V(1, 0, 0), I(2)}, "26.57"},  // u = x, w = z
+        {{V(1e-9, 1, 0), V(1, 0, 0), I(3)}, "90"},  // rounded to six decimals first
+        {{V(1, 0, 0), V(0, 1, 0), I(4)}, "0"},
+        {{V(0, 0, 1), V(0, 1, 0), I(3)}, "0"},  // nothing left of the first in this plane
+    };
+    for (const auto& row : rows) EXPECT_EQ(call("angle", row.args), row.left);
+}
+
+TEST_F(HandlersTest, arrayMakesUnassignedElements) {
+    EXPECT_EQ(call("array", {N(2.9), I(3)}), "type 96");
+    ASSERT_EQ(ctx.arrays.size(), 1u);
+    EXPECT_EQ(ctx.arrays[0]->count(), 6);
+    EXPECT_EQ(ctx.arrays[0]->dims[0], 2);
+    EXPECT_EQ(ctx.arrays[0]->elements[5].type, Uninitialized);
+    EXPECT_EQ(call("array", {I(0)}), "type 96");
+    EXPECT_EQ(ctx.arrays[1]->count(), 0);
+}
+
+TEST_F(HandlersTest, messagesJoinTheirPieces) {
+    FileNameHeader file{nullptr, "\\a.txt"};
+    const AgentClassHeader type{"Clock"};
+    AgentNameHeader agent{nullptr, nullptr, &type};
+    const ValueCell fileCell = ValueCell::ofObject(FileObj, &file);
+    ArrayRecord* array =
+        makeElements({N(0.5), S("100%d"), ValueCell::ofMark(Uninitialized), nil(), fileCell, V(1, 2, 3)});
+    const std::string half(300, 'x');
+    const struct {
+        Cells args;
+        std::string text;
+    } rows[] = {
+        {{N(1.5), I(2.9), V(1, 2, 3), nil(), S("t")}, "1.52<1,2,3>(nil)t"},
+        {{S("50% %d"), fileCell}, "50% %d(FILEOBJ)\"\\a.txt\""},
+        {{ValueCell::ofObject(ObjectAgent, &agent), ValueCell::ofCount(3)}, "(ObjectAgent)Clock::??"},
+        {{A(array)}, "0.5 100 (nil) \\a.txt <1,2,3>"},  // a "%" of an element acts as in a format
+        {{S(half.c_str()), S(half.c_str()), S("end")}, half + "end"},
+        {{}, ""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(call("info", row.args), "");
+        EXPECT_EQ(shown.back().line2, row.text);
+        EXPECT_EQ(shown.back().kind, MessageKind::Info);
+    }
+    call("warn", {S("a<br>b")});
+    EXPECT_EQ(shown.back().kind, MessageKind::Warning);
+    EXPECT_EQ(shown.back().line1, "a");
+    call("error", {S("e")});
+    EXPECT_EQ(shown.back().kind, MessageKind::Error);
+    EXPECT_EQ(ctx.reporter.state.errorCount, 1);
+    EXPECT_FALSE(ctx.run.abort);
+}
+
+TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {
+    ArrayRecord* array = makeElements({V(1, 1, 1)});
+    RecordInstance record;
+    const ValueCell recordCell = ValueCell::ofObject(UserRecord, &record);
+    const ValueCell v = V(1, 2, 3);
+    const struct {
+        const char* name;
+        Cells args;
+        int argc;
+        const char* message;
+    } rows[] = {
+        {"center", {}, 0, "invalid argument count to center()"},
+        {"extent", Cells(7, N(1)), 7, "invalid argument count to extent()"},
+        {"center", {A(array)}, 1, "invalid argument count to center(): found 1, expecting 1"},
+        {"extent", {N(1), N(2), N(3), ValueCell::ofCount(3)}, 1, "invalid argument count 3 to extent()"},
+        {"center", {N(1), S("x"), ValueCell::ofCount(2)}, 1, "invalid argument 1 type to center()"},
+        {"center", {N(1), N(2), N(3)}, 3, "invalid argument 1 type to center()"},
+        {"extent", {v, v, v}, 3, "invalid argument 1 type to extent()"},
+        {"extent", {S("a"), S("b")}, 2, "invalid argument 1 type to extent()"},
+        {"size", {nil()}, 1, "invalid argument 1 type to size()"},
+        {"sizeof", {recordCell}, 1, "invalid argument 1 type to size()"},
+        {"number", {N(3)}, 1, "invalid argument 1 type to number()"},
+        {"integer", {nil()}, 1, "invalid argument 1 type to integer()"},
+        {"vector", {v}, 1, "invalid argument 1 type to vector()"},
+        {"randu", {N(1), N(2)}, 2, "invalid argument count to randu()"},
+        {"randu", {S("1")}, 1, "invalid argument 1 type to randu()"},
+        {"array", {}, 0, "invalid argument count to array()"},
+        {"array", Cells(11, N(1)), 11, "invalid argument count to array()"},
+        {"array", {S("x"), N(1), nil()}, 3, "invalid argument 3 type to array()"},
+        {"translate3d", {N(1), N(1)}, 2, "invalid argument 2 type to translate3d()"},
+        {"translate3d", {N(1), v}, 2, "invalid argument 1 type to translate3d()"},
+        {"scale3d", {v, S("x")}, 2, "invalid argument 2 type to scale3d()"},
+        {"scale3d", {S("x"), v}, 2, "invalid argument 1 type to scale3d()"},
+        {"rotate3d", {N(1), N(1)}, 2, "invalid argument count to rotate3d()"},
+        {"rotate3d", {N(1), N(1), v, v, v}, 5, "invalid argument count to rotate3d()"},
+        {"rotate3d", {N(9), S("x"), N(1), N(1)}, 4, "invalid argument 4 type to rotate3d()"},
+        {"rotate3d", {N(9), S("x"), N(1), v}, 4, "invalid argument 3 type to rotate3d()"},
+        {"rotate3d", {N(9), S("x"), v}, 3, "invalid argument 2 type to rotate3d()"},
+        {"rotate3d", {N(4), N(1), v}, 3, "invalid argument 1 type to rotate3d()"},
+        {"rotate3d", {S("w"), N(1), v}, 3, "invalid argument 1 type to rotate3d()"},
+        {"angle", {N(1), N(1), S("x")}, 3, "invalid argument 3 type to angle()"},
+        {"angle", {N(1), N(1), N(3)}, 3, "invalid argument 2 type to angle()"},
+        {"angle", {N(1), v, N(3)}, 3, "invalid argument 1 type to angle()"},
+        {"angle", {V(1e-7, 0, 0), v, N(3)}, 3, "argument 1 invalid vector to angle()"},
+        {"angle", {v, V(0, 0, 0), N(3)}, 3, "argument 2 invalid vector to angle()"},
+        {"store", {S("k"), A(array)}, 2, "unsupported argument 2 type to store()"},
+        {"store", {N(1), N(1)}, 2, "invalid argument 1 type to store()"},
+        {"globalstore", {S("k"), recordCell}, 2, "illegal data type provided to globalstore()"},
+        {"recall", {}, 0, "invalid argument count to recall()"},
+        {"globalrecall", {S("k"), N(1), N(2)}, 3, "invalid argument count to globalrecall()"},
+        {"recall", {N(1)}, 1, "invalid argument 1 type to recall()"},
+        {"recall", {S("k"), A(array)}, 2, "unsupported return 2 type to recall()"},
+        {"getvalue", {S("x")}, 1, "getvalue() is not available"},
+        {"illuminate", {N(1), v, v}, 3, "illuminate() is not available"},
+    };
+    ctx.run.currentLine = 12;
+    ctx.reporter.state.maxErrors = 1000;
+    for (const auto& row : rows) {
+        shown.clear();
+        EXPECT_EQ(call(row.name, row.args, row.argc), "nil") << row.message;
+        ASSERT_EQ(shown.size(), 1u) << row.message;
+        EXPECT_EQ(shown[0].line2, std::string("Line 12, ") + row.message);
+        EXPECT_EQ(shown[0].kind, MessageKind::Error);
+    }
+    EXPECT_FALSE(ctx.run.abort);
+}
+
+}  // namespace
+}  // namespace kestrel::test

@@ -1,0 +1,152 @@
+#include "builtins/test_call.h"
+#include "engine/text.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace kestrel::test {
+namespace {
+
+using platform::Hive;
+
+constexpr const char* kMaster = "Software\\Mirtex\\Kestrel";
+constexpr const char* kScriptKey = "Software\\Mirtex\\Kestrel\\2.0\\KS-PT\\C__my_dir_a_ks";
+
+class StoreTest : public BuiltinTest {
+protected:
+    StoreTest() {
+        ctx.services.store = &store;
+        ctx.scriptFile = "C:\\my dir\\a.ks";
+    }
+    ~StoreTest() override { std::filesystem::remove_all(directory); }
+
+    std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("kestrel_store_test." + std::to_string(::getpid()));
+    platform::Registry registry{(directory / "registry.db").string()};
+    PersistentStore store{registry};
+};
+
+TEST_F(StoreTest, valuesComeBackTyped) {
+    FileNameHeader file{nullptr, "\\tmp\\f.txt"};
+    const struct {
+        ValueCell value;
+        const char* text;
+        const char* recalled;
+        const char* global;
+    } rows[] = {
+        {N(2.5), "dbl::2.5", "2.5", "'2.5'"},
+        {N(1.23456789), "dbl::1.23457", "1.23457", "'1.23457'"},
+        {I(-7.9), "int::-7", "-7i", "'-7'"},
+        {I(4294967296.0), "int::4294967296", "4294967296i", "'4294967296'"},
+        {S("a::b 100%"), "str::a::b 100%", "'a::b 100%'", "'a::b 100%'"},
+        {V(1, -2.5, 0.1), "vec::1 -2.5 0.1", "<1,-2.5,0.1000000015>", "'1 -2.5 0.1'"},  // single precision
+        {nil(), "nil::", "nil", "nil"},  // an empty text counts as nothing stored
+        {ValueCell::ofObject(FileObj, &file), "fob::\\tmp\\f.txt", "'\\tmp\\f.txt'", nullptr},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(call("store", {S("Key"), row.value}), "");
+        EXPECT_EQ(registry.value(Hive::CurrentUser, kScriptKey, "key"), row.text);
+        EXPECT_EQ(call("recall", {S("key")}), row.recalled) << row.text;
+        if (row.global == nullptr) continue;
+        EXPECT_EQ(call("globalstore", {S("g"), row.value}), "");
+        EXPECT_EQ(call("globalrecall", {S("g")}), row.global) << row.text;
+    }
+    EXPECT_TRUE(shown.empty());
+    EXPECT_TRUE(registry.keyExists(Hive::LocalMachine, "Software\\Mirtex\\Kestrel\\2.0"));
+    EXPECT_FALSE(registry.keyExists(Hive::LocalMachine, "Software\\Mirtex\\Kestrel\\2.0\\KS-PT"));
+}
+
+TEST_F(StoreTest, scopesAreApart) {
+    FileNameHeader file{nullptr, "f"};
+    call("store", {S("k"), I(1)});
+    call("globalstore", {S("k"), I(2)});
+    call("globalstore", {S("file"), ValueCell::ofObject(FileObj, &file)});
+    EXPECT_EQ(registry.value(Hive::CurrentUser, kMaster, "k"), "2");
+    EXPECT_EQ(registry.value(Hive::CurrentUser, kScriptKey, "file"), "f");  // always the script's
+    EXPECT_EQ(call("globalrecall", {S("file")}), "nil");
+    ctx.scriptFile = "C:\\my dir\\b.ks";
+    EXPECT_EQ(call("recall", {S("k")}), "nil");
+    ctx.scriptFile.clear();
+    ctx.reporter.state.scriptPath = "C:\\MY DIR\\A.KS";
+    EXPECT_EQ(call("recall", {S("k")}), "1i");
+
+    EXPECT_EQ(store.read(kGlobalScope, "k", "none"), "2");  // the master scope comes first
+    ASSERT_TRUE(store.write(kMasterScope, "k", "(none)"));
+    ASSERT_TRUE(store.write(kGlobalScope, "k", "3"));
+    EXPECT_EQ(store.read(kGlobalScope, "k", "none"), "3");
+    EXPECT_EQ(store.read(kMasterScope, "missing", "none"), "none");
+}
+
+TEST_F(StoreTest, defaultsStandInForWhatWasNeverStored) {
+    FileNameHeader file{nullptr, "f.txt"};
+    const ValueCell mark = ValueCell::ofMark(ListMark);
+    const struct {
+        Cells args;
+        int argc;
+        const char* left;
+    } rows[] = {
+        {{S("k")}, 1, "nil"},
+        {{S("k"), I(7)}, 2, "7i"},
+        {{S("k"), V(1, 2, 3)}, 2, "<1,2,3>"},
+        {{S("k"), S("text")}, 2, "'text'"},
+        {{S("k"), nil()}, 2, "nil"},
+        {{S("k"), ValueCell::ofObject(FileObj, &file)}, 2, "'f.txt'"},
+        {{S("k"), mark, N(1), S("b"), mark}, 2, "@ 1 'b' @"},
+        {{S("k"), N(1), S("b"), ValueCell::ofCount(2)}, 2, "1 'b' return 2"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(call("recall", row.args, row.argc), row.left);
+    call("store", {S("k"), N(5)});
+    for (const auto& row : rows) EXPECT_EQ(call("recall", row.args, row.argc), "5");
+    EXPECT_EQ(ctx.pool.liveBlocks(), 0u);
+}
+
+TEST_F(StoreTest, recordsComeBackAsTheirMembers) {
+    RecordInstance record;
+    for (const ValueCell& value : {N(0.5), I(3), S("name"), V(1, 2, 3), nil(), A(nullptr)}) {
+        record.members.emplace_back();
+        record.members.back().value = value;
+    }
+    call("store", {S("r"), ValueCell::ofObject(UserRecord, &record)});
+    EXPECT_EQ(registry.value(Hive::CurrentUser, kScriptKey, "r"),
+              "rec::dbl@@0.5##int@@3##str@@name##vec@@1 2 3##nil@@nil##nil@@nil##");
+    EXPECT_EQ(call("recall", {S("r"), I(1)}), "0.5 3i 'name' <1,2,3> nil nil @");
+
+    const std::string large(490, 'x');  // leaves room for small fields only
+    record.members[2].value = S(large.c_str());
+    call("store", {S("r"), ValueCell::ofObject(UserRecord, &record)});
+    EXPECT_EQ(call("recall", {S("r")}), "0.5 3i <1,2,3> nil nil @");
+
+    for (const char* damaged : {"rec::", "rec::dbl", "rec::dbl@@1", "rec::?@@1##", "rec::##@@", "rec::@@"}) {
+        ASSERT_TRUE(store.write(ctx.scriptFile, "r", damaged));
+        EXPECT_EQ(call("recall", {S("r")}).back(), '@') << damaged;
+    }
+}
+
+TEST_F(StoreTest, foreignAndLongTexts) {
+    ASSERT_TRUE(store.write(ctx.scriptFile, "k", "oops"));
+    EXPECT_EQ(call("recall", {S("k")}), "nil");
+    EXPECT_EQ(shown.back().line2, "Line 1, illegal data type found in storage area: oops");
+    call("store", {S("k"), S(std::string(600, 'x').c_str())});
+    EXPECT_EQ(call("recall", {S("k")}), "'" + std::string(506, 'x') + "'");  // 511 bytes with the type
+}
+
+TEST_F(StoreTest, aStoreThatFailsAbortsWritersAndHoldsNothing) {
+    std::filesystem::create_directories(directory);
+    std::ofstream(directory / "plain") << "a file where a directory must be";
+    platform::Registry broken((directory / "plain" / "registry.db").string());
+    PersistentStore failing(broken);
+    for (PersistentStore* target : {&failing, static_cast<PersistentStore*>(nullptr)}) {
+        ctx.services.store = target;
+        ctx.run.abort = false;
+        EXPECT_EQ(call("recall", {S("k"), I(7)}), "7i");
+        EXPECT_FALSE(ctx.run.abort);
+        EXPECT_EQ(call("store", {S("k"), I(7)}), "");
+        EXPECT_TRUE(ctx.run.abort);
+        EXPECT_EQ(shown.back().line2, "Line 1, cannot add Registry key");
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::test
