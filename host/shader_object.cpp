@@ -5,10 +5,12 @@
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace kestrel {
 
@@ -77,15 +79,14 @@ constexpr bool namesMatchTable() {
 }
 static_assert(namesMatchTable());
 
-bool seemsKnown(const char* name) { return std::strstr(kKnownNames, name) != nullptr; }
+/// Slots of names that are no members; others are positions in kMembers.
+enum NameSlot { kUnknownName = -1, kPieceOfName = -2 };
 
-const SampleMember* findMember(std::string_view name) {
-    for (const SampleMember& member : kMembers)
-        if (member.name == name) return &member;
-    return nullptr;
-}
+/// The built-ins that are methods too, by method slot.
+constexpr std::pair<std::string_view, BuiltinHandler> kMethods[] = {{"illuminate", illuminateBuiltin},
+                                                                    {"raytrace", raytraceBuiltin}};
 
-void reportUnknown(EngineContext& ctx, const char* name) {
+void reportPieceOfName(EngineContext& ctx, const char* name) {
     ctx.reporter.report("#ELine %d, unknown Shader data member specified: %s", ctx.run.currentLine, name);
 }
 
@@ -112,38 +113,51 @@ bool isIncrement(int op) { return op == OP_PREINC || op == OP_PREDEC || op == OP
 
 }  // namespace
 
+int ShaderObjectKind::memberSlot(std::string_view name) const noexcept {
+    const auto found = std::find_if(std::begin(kMembers), std::end(kMembers),
+                                    [name](const SampleMember& member) { return member.name == name; });
+    if (found != std::end(kMembers)) return static_cast<int>(found - std::begin(kMembers));
+    return std::string_view(kKnownNames).find(name) != std::string_view::npos ? kPieceOfName : kUnknownName;
+}
+
+int ShaderObjectKind::methodSlot(std::string_view name) const noexcept {
+    for (std::size_t i = 0; i < std::size(kMethods); ++i)
+        if (kMethods[i].first == name) return static_cast<int>(i);
+    return -1;
+}
+
 void ShaderObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
     ShaderContext& context = shaderContext(ctx);
     if (context.sample == nullptr) {
         ctx.stack.push(ValueCell::ofNil());
         return;
     }
-    if (!seemsKnown(access.member)) {
+    if (access.slot == kUnknownName) {
         ctx.reporter.report("#ELine %d, unknown ShaderObj data member: %s::%s.%s", ctx.run.currentLine,
                             access.owner(), access.object->name, access.member);
         return;
     }
-    const SampleMember* member = findMember(access.member);
-    if (member == nullptr) {
-        reportUnknown(ctx, access.member);
+    if (access.slot == kPieceOfName) {
+        reportPieceOfName(ctx, access.member);
         ctx.stack.push(ValueCell::ofNil());
         return;
     }
+    const SampleMember& member = kMembers[access.slot];
     const ShadingSample& sample = *context.sample;
-    switch (member->form) {
-        case WholeNumber: ctx.stack.push(ValueCell::ofInteger(load<std::int32_t>(sample, member->offset))); break;
+    switch (member.form) {
+        case WholeNumber: ctx.stack.push(ValueCell::ofInteger(load<std::int32_t>(sample, member.offset))); break;
         case Item:
             ctx.stack.push(ValueCell::ofObject(
-                HxObject, &context.sceneItem(HX_MESH, load<HostItemID>(sample, member->offset))));
+                HxObject, &context.sceneItem(HX_MESH, load<HostItemID>(sample, member.offset))));
             break;
         case Elements:
-            if (!checkIndex(ctx, *member, access.index)) {
+            if (!checkIndex(ctx, member, access.index)) {
                 ctx.stack.push(ValueCell::ofNil());
                 break;
             }
             [[fallthrough]];
         case Scalar:
-            ctx.stack.push(ValueCell::ofNumber(load<double>(sample, elementOffset(*member, access.index))));
+            ctx.stack.push(ValueCell::ofNumber(load<double>(sample, elementOffset(member, access.index))));
             break;
         case Silent: break;
     }
@@ -155,28 +169,25 @@ void ShaderObjectKind::writeMember(EngineContext& ctx, const MemberAccess& acces
         if (isIncrement(op)) ctx.stack.push(ValueCell::ofNil());
         return;
     }
-    if (!seemsKnown(access.member)) {
+    if (access.slot == kUnknownName) {
         ctx.reporter.report("#ELine %d, unknown ShaderObject data member: %s::%s.%s", ctx.run.currentLine,
                             access.owner(), access.object->name, access.member);
         return;
     }
-    const SampleMember* member = findMember(access.member);
-    if (member == nullptr) {
-        reportUnknown(ctx, access.member);
-        return;
-    }
-    if (!member->writable) {
+    if (access.slot == kPieceOfName) return reportPieceOfName(ctx, access.member);
+    const SampleMember& member = kMembers[access.slot];
+    if (!member.writable) {
         ctx.reporter.report("#ELine %d, illegal assignment to read-only Shader data member: %s", ctx.run.currentLine,
                             access.member);
         return;
     }
-    if (member->form == Elements && !checkIndex(ctx, *member, access.index)) return;
+    if (member.form == Elements && !checkIndex(ctx, member, access.index)) return;
     if (!value.isNumeric()) {
         ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s", ctx.run.currentLine,
                             access.member);
         return;
     }
-    const std::size_t offset = elementOffset(*member, access.index);
+    const std::size_t offset = elementOffset(member, access.index);
     const MemberUpdate update =
         updateNumberMember(ctx, load<double>(*sample, offset), value.payload.number, op);
     if (!update.ok) return;
@@ -188,8 +199,7 @@ void ShaderObjectKind::callMethod(EngineContext& ctx, Variable& object, const Co
     if (!ctx.need(call.argc)) return;
     const char* name = call.operand.variable->name;
     BuiltinCall method(ctx, call, 0, name);
-    if (std::string_view(name) == "illuminate") return illuminateBuiltin(method);
-    if (std::string_view(name) == "raytrace") return raytraceBuiltin(method);
+    if (call.memberSlot >= 0) return kMethods[call.memberSlot].second(method);
     ctx.reporter.report("#ELine %d, unknown object method: (ShaderObj)%s::%s.%s()", ctx.run.currentLine,
                         object.ownerName(), object.name, name);
     method.none();

@@ -1,0 +1,136 @@
+// The descriptor, the two servers, and which services are looked up and released when.
+#include "tests/host/fake_host.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace kestrel::test {
+namespace {
+
+const Lines kFirstLookups = {"File Request 0",   "Info Messages 1",  "Directory Info 0", "System Information 0",
+                             "HX Item Info 1",   "HX Object Info 1", "HX Bone Info 1",   "HX Light Info 1",
+                             "HX Camera Info 1", "HX Scene Info 1",  "HX Image List 1"};
+
+TEST(Activation, TheModuleExportsItsDescriptorAndNothingElse) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> nm(popen("nm -D --defined-only " KESTREL_MODULE, "r"), pclose);
+    ASSERT_NE(nm, nullptr);
+    std::string output(4096, '\0');
+    output.resize(std::fread(output.data(), 1, output.size(), nm.get()));
+    EXPECT_TRUE(output.ends_with(" D _mod_descrip\n")) << output;
+    EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
+}
+
+TEST(Activation, TheDescriptorReadsAsDocumented) {
+    FakeHost host;
+    const ModuleDescriptor& descriptor = host.module().descriptor;
+    EXPECT_EQ(descriptor.sync, 0x04121994u);
+    EXPECT_EQ(descriptor.version, 2u);
+    EXPECT_EQ(descriptor.machine, 0x300u);
+    EXPECT_EQ(descriptor.startup(), 4);
+    descriptor.shutdown();
+    const ServerRecord* servers = descriptor.servers;
+    EXPECT_STREQ(servers[0].className, "ShaderHandler");
+    EXPECT_STREQ(servers[0].serverName, "Kestrel/PT");
+    EXPECT_STREQ(servers[1].className, "ShaderInterface");
+    EXPECT_STREQ(servers[1].serverName, "Kestrel/PT");
+    EXPECT_TRUE(servers[2].className == nullptr && servers[2].serverName == nullptr && servers[2].activate == nullptr);
+    EXPECT_EQ(host.module().magic, KESTREL_EXTENSION_MAGIC);
+}
+
+TEST(Activation, OnlyInterfaceVersionThreeIsAccepted) {
+    FakeHost host;
+    for (const std::int32_t version : {2, 4, -1}) {
+        EXPECT_EQ(host.activate(version), HXM_BAD_VERSION);
+        EXPECT_EQ(host.handler.create, nullptr);
+        EXPECT_EQ(host.lookups, Lines{});
+        EXPECT_EQ(host.edit(nullptr, version), HXM_BAD_VERSION);
+    }
+}
+
+TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
+    FakeHost host;
+    ASSERT_EQ(host.activate(), HXM_OK);
+    EXPECT_EQ(host.lookups, kFirstLookups);
+    const auto* callbacks = reinterpret_cast<void* const*>(&host.handler);
+    for (std::size_t i = 0; i < sizeof host.handler / sizeof(void*); ++i) EXPECT_NE(callbacks[i], nullptr) << i;
+
+    host.lookups.clear();
+    const HxInstance a = host.create();
+    const HxInstance b = host.create();
+    EXPECT_EQ(host.lookups, Lines{});
+    host.handler.destroy(a);
+    EXPECT_EQ(host.lookups, Lines{});
+    host.handler.destroy(b);
+    EXPECT_EQ(host.lookups,
+              (Lines{"File Request 2", "Info Messages 2", "HX Item Info 2", "HX Object Info 2", "HX Bone Info 2",
+                     "HX Light Info 2", "HX Camera Info 2", "HX Scene Info 2", "HX Image List 2"}));
+    // The released services stay in use.
+    host.lookups.clear();
+    ASSERT_EQ(host.activate(), HXM_OK);
+    EXPECT_EQ(host.lookups, Lines{});
+}
+
+TEST(Activation, AMissingServiceIsToldAndLookedUpAgainNextTime) {
+    struct Case {
+        const char* service;
+        std::uintptr_t systemInfo;
+        Lines messages;
+        std::int32_t result;
+    };
+    const Lines badScene = {"error: Bad animation global detected!"};
+    for (const Case& c : {Case{HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_RENDER_NODE, {}, HXM_OK},
+                          Case{HX_SERVICE_DIRECTORY_INFO, 0, {}, HXM_OK},
+                          Case{HX_SERVICE_ITEM_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_OBJECT_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_BONE_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_LIGHT_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_CAMERA_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_SCENE_INFO, 0, badScene, HXM_MISSING_SERVICE},
+                          Case{HX_SERVICE_IMAGE_LIST, 0, badScene, HXM_MISSING_SERVICE}}) {
+        SCOPED_TRACE(c.service);
+        FakeHost host;
+        host.missing = {c.service};
+        host.systemInfo = c.systemInfo;
+        EXPECT_EQ(host.activate(), c.result);
+        EXPECT_EQ(host.shown(), c.messages);
+        if (c.result == HXM_OK) continue;
+        EXPECT_EQ(host.handler.create, nullptr);
+        host.missing.clear();
+        host.lookups.clear();
+        EXPECT_EQ(host.activate(), HXM_OK);
+        EXPECT_EQ(host.lookups, kFirstLookups);
+    }
+}
+
+TEST(Activation, ARenderNodeWithoutADialogCancelsRequests) {
+    FakeHost host;
+    host.missing = {HX_SERVICE_FILE_REQUEST};
+    host.systemInfo = HX_SYSTEM_RENDER_NODE;
+    const HxInstance instance = host.create();
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
+    host.handler.destroy(instance);
+}
+
+TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
+    for (const auto& [word, shown] : {std::pair<std::uintptr_t, const char*>{0x00000001, "1"},
+                                      {HX_SYSTEM_MODELER | 0x2000000, "2"}, {HX_SYSTEM_RENDER_NODE, "3"}}) {
+        FakeHost host;
+        host.systemInfo = word;
+        ASSERT_EQ(host.activate(), HXM_OK);
+        // The instance's activation counts, not the one in which its script is loaded.
+        const HxInstance instance = host.create();
+        ASSERT_EQ(host.activate(), HXM_OK);
+        host.load(instance, host.write("a.ks", "info(runningUnder(), INSTANCE);"));
+        ASSERT_EQ(host.messages.size(), 1u);
+        EXPECT_TRUE(host.messages[0].ends_with(std::string(shown) + "pt2")) << host.messages[0];
+        host.handler.destroy(instance);
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::test

@@ -1,0 +1,102 @@
+// Shading must not allocate: counts every allocation of the process while a script that only computes is evaluated.
+#include "tests/host/fake_host.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+std::size_t allocations = 0;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+// The sanitizer owns malloc; what goes through operator new still counts.
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* p = std::malloc(size)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#else
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* p, std::size_t size);
+
+void* malloc(std::size_t size) {
+    ++allocations;
+    return __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __libc_calloc(count, size);
+}
+void* realloc(void* p, std::size_t size) {
+    ++allocations;
+    return __libc_realloc(p, size);
+}
+}
+#endif
+
+namespace kestrel::test {
+namespace {
+
+TEST(Allocation, AScriptThatOnlyComputesDoesNotAllocate) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(R"(
+scale = 4;
+noise: x, y
+{
+    v = sin(x * 12.9898 + y * 78.233) * 43758.5453;
+    return frac(v), abs(v);
+}
+process: sa
+{
+    var sum = 0, weights[4];
+    for i = 1 to 4 do weights[i] = 1 / i;
+    i = 1;
+    while (i <= 4)
+    {
+        (n, m) = noise(sa.oPos[1] * scale * i, sa.oPos[2]);
+        sum += n * weights[i];
+        if (m > 1e9) break;
+        i++;
+    }
+    p = <sa.wPos[1], sa.wPos[2], sa.wPos[3]>;
+    p = p * 2 + <0, 0, vmag(p)>;
+    switch (integer(sum))
+    {
+        case 0: sa.diffuse = 0.25;
+        default: sa.diffuse = 0.5;
+    }
+    if (sa.sx % 2 == 0) sa.color[1] = sum; else sa.color[1] = p.x;
+    sa.color[2] += dot3d(p, <0, 1, 0>);
+    if (sa.objID == sa.objID) sa.luminous = max(sum, 0.1);
+    (d, r, g, b) = raytrace(<0,0,0>, <0,0,1>);
+    sa.mirror = d;
+}
+)");
+    ASSERT_EQ(host.shown(), Lines{});
+    ShadingSample sample{};
+    sample.rayTrace = [](const double*, const double*, double*) { return 2.5; };
+    const auto shade = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            sample.sx = i;
+            sample.oPos[0] = i * 0.01;
+            sample.wPos[1] = i * 0.02;
+            sample.objID = static_cast<HostItemID>(i % 3 + 1);
+            host.handler.evaluate(instance, &sample);
+        }
+    };
+    shade(1000);  // the first samples make what is kept
+    const std::size_t before = allocations;
+    shade(1000);
+    EXPECT_EQ(allocations - before, 0u);
+    EXPECT_EQ(host.shown(), Lines{});
+    EXPECT_EQ(sample.mirror, 2.5);
+    host.handler.destroy(instance);
+}
+
+}  // namespace
+}  // namespace kestrel::test

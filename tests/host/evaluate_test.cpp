@@ -1,0 +1,128 @@
+// The callbacks around rendering: what they pass, what flags() may return, when a failed script is left alone.
+#include "tests/host/fake_host.h"
+
+namespace kestrel::test {
+namespace {
+
+/// The texts behind the script's path.
+Lines said(FakeHost& host) {
+    Lines lines;
+    for (const std::string& message : host.shown()) {
+        const std::size_t at = message.find(" / ");
+        lines.push_back(at == std::string::npos ? message : message.substr(at + 3));
+    }
+    return lines;
+}
+
+TEST(Evaluate, EachCallbackRunsItsFunctionIfThereIsOne) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "init { info(\"init\"); }\ncleanup { info(\"cleanup\"); }\n"
+        "newtime: frame, time { info(frame, \" \", frame.isInt(), \" \", time, \" \", time.isNum()); }\n"
+        "flags { info(\"flags\"); }\nprocess: sa { info(\"process\"); }");
+    const HxInstance bare = host.createWith("INIT { info(\"wrong case\"); }", "bare.ks");
+    const HxInstance none = host.create();
+    for (const HxInstance each : {instance, bare, none}) {
+        ShadingSample sample{};
+        EXPECT_EQ(host.handler.init(each), nullptr);
+        EXPECT_EQ(host.handler.newTime(each, 12, 0.5), nullptr);
+        EXPECT_EQ(host.handler.flags(each), 0u);
+        host.handler.evaluate(each, &sample);
+        host.handler.cleanup(each);
+        EXPECT_EQ(host.handler.usedItems(each), nullptr);
+        if (each == instance)
+            EXPECT_EQ(said(host), (Lines{"init", "12 1 0.5 1", "flags", "process", "cleanup"}));
+        else
+            EXPECT_EQ(said(host), Lines{});
+        host.handler.destroy(each);
+    }
+    host.handler.init(nullptr);
+    host.handler.evaluate(nullptr, nullptr);
+}
+
+TEST(Evaluate, FlagsAreNamesAndNumbers) {
+    const char* const kWarning = "Ignoring illegal flag type in function flags()";
+    struct Case {
+        const char* body;
+        std::uint32_t mask;
+        int warnings;
+    };
+    for (const Case& c : {Case{"return \"color\";", HXSF_COLOR, 0},
+                          Case{"return COLOR;", HXSF_COLOR, 0},
+                          Case{"return 2.9;", HXSF_LUMINOUS, 0},
+                          Case{"return \"Normal\", \"LUMINOUS\", \"diffuse\", \"specular\", \"mirror\";", 0x3d, 0},
+                          Case{"return \"transparent\", \"eta\", \"rough\", \"raytrace\";", 0x5c0, 0},
+                          Case{"return NORMAL, COLOR, LUMINOUS, DIFFUSE, SPECULAR, MIRROR, TRANSPARENT, ETA, "
+                               "ROUGHNESS, RAYTRACE;", 0x5ff, 0},
+                          Case{"return \"roughness\";", 0, 1},
+                          Case{"return 9, -1, 11, nil, <1,2,3>, COLOR;", HXSF_COLOR, 5},
+                          Case{"return \"co\" + \"lor\";", HXSF_COLOR, 0},
+                          Case{"return;", 0, 0},
+                          Case{"x = 1;", 0, 0}}) {
+        SCOPED_TRACE(c.body);
+        FakeHost host;
+        const HxInstance instance = host.createWith(std::string("flags { ") + c.body + " }");
+        EXPECT_EQ(host.handler.flags(instance), c.mask);
+        EXPECT_EQ(said(host), Lines(static_cast<std::size_t>(c.warnings), kWarning));
+        host.handler.destroy(instance);
+    }
+}
+
+TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "broken = 0;\ninit { ::broken = 1; }\nnewtime: f, t { ::broken = 0; }\nflags { if (::broken) x[5] += 1; return 1; }\n"
+        "process: sa { sa.luminous = 1; if (::broken) x[5] += 1; sa.luminous = 2; }");
+    ShadingSample sample{};
+    const auto luminous = [&] {
+        sample.luminous = 0.0;
+        host.handler.evaluate(instance, &sample);
+        return sample.luminous;
+    };
+    EXPECT_EQ(luminous(), 2.0);
+    host.handler.init(instance);
+    EXPECT_EQ(luminous(), 1.0);
+    EXPECT_EQ(host.module().aborted(instance), 1);
+    EXPECT_EQ(said(host), Lines{"Line 5, attempt to access undeclared array x"});
+    EXPECT_EQ(luminous(), 0.0);               // skipped
+    host.handler.cleanup(instance);           // not defined: changes nothing
+    EXPECT_EQ(luminous(), 0.0);
+    EXPECT_EQ(host.handler.flags(instance), 0u);  // runs, and fails itself
+    EXPECT_EQ(luminous(), 0.0);
+    host.handler.newTime(instance, 1, 0.0);
+    EXPECT_EQ(luminous(), 2.0);
+    host.handler.destroy(instance);
+}
+
+TEST(Evaluate, TopLevelCodeThatFailsKeepsProcessFromRunning) {
+    FakeHost host;
+    const HxInstance instance = host.createWith("a[1] += 1;\nprocess: sa { sa.eta = 3; }\nlast = 1;\n", "ok.ks");
+    ShadingSample sample{};
+    host.handler.evaluate(instance, &sample);
+    EXPECT_EQ(sample.eta, 3.0);  // the last stretch went well
+    host.load(instance, host.write("bad.ks", "process: sa { sa.eta = 4; }\na[1] += 1;"));
+    host.handler.evaluate(instance, &sample);
+    EXPECT_EQ(sample.eta, 3.0);
+    host.handler.destroy(instance);
+}
+
+TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "deep: n { return deep(n + 1) + 1; }\ninit { deep(1); }\n"
+        "cleanup { for (i = 0; i < 100; i++) frobnicate(); }\nnewtime: f, t { }\nprocess: sa { sa.mirror = 1; }");
+    host.handler.init(instance);
+    const Lines deep = said(host);
+    ASSERT_EQ(deep.size(), 1u);
+    EXPECT_EQ(deep[0], "Line 1, too many nested loops and/or function calls");
+    host.handler.cleanup(instance);
+    EXPECT_EQ(said(host).back(), "Terminating.");
+    host.handler.newTime(instance, 1, 0.0);
+    ShadingSample sample{};
+    host.handler.evaluate(instance, &sample);
+    EXPECT_EQ(sample.mirror, 1.0);
+    host.handler.destroy(instance);
+}
+
+}  // namespace
+}  // namespace kestrel::test

@@ -1,0 +1,77 @@
+// A host for tests: loads the module, answers its lookups, records what it shows.
+#pragma once
+
+#include "host/host_interface.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel::test {
+
+/// One loaded copy of the module, with a process-wide state of its own: every test starts in a fresh process, as far
+/// as the module can tell. A directory of its own is current, and holds the user's store and the test's scripts.
+class FakeHost {
+public:
+    FakeHost();
+    ~FakeHost();
+    FakeHost(const FakeHost&) = delete;
+    FakeHost& operator=(const FakeHost&) = delete;
+
+    // What the host offers.
+    std::set<std::string> missing;              ///< services that lookups do not find
+    std::uintptr_t systemInfo = HX_SYSTEM_LAYOUT;
+    int dialogResult = 0;                       ///< what the file dialog returns; below 1 = cancelled
+    std::string chosenFile;                     ///< full path that the file dialog gives
+    std::string chosenDirectory;
+
+    // What the module did.
+    std::vector<std::string> lookups;           ///< "name use"
+    std::vector<std::string> messages;          ///< "kind: line1 / line2", without " / line2" for a null second line
+    std::vector<std::string> dialogs;           ///< "title / file name / path / size"
+
+    std::int32_t activate(std::int32_t version = HXM_INTERFACE_VERSION);
+    std::int32_t edit(HxInstance instance, std::int32_t version = HXM_INTERFACE_VERSION);
+    const KestrelModule& module() const { return *module_; }
+
+    /// Activates the handler and makes an instance.
+    HxInstance create();
+    /// Makes an instance with a script loaded from a text state. The script's `process` may be left out.
+    HxInstance createWith(const std::string& script, const std::string& name = "shade.ks");
+    /// Loads a script into an instance from a text state.
+    void load(HxInstance instance, const std::string& systemPath);
+    /// @return the system's path of a script written in the test's directory; a missing `process` is added
+    std::string write(const std::string& name, const std::string& script);
+    [[nodiscard]] std::string directory() const;   ///< the test's, in the system's form
+    /// @return what was shown since the last call
+    std::vector<std::string> shown();
+
+    ShaderHandlerRecord handler{};
+
+private:
+    std::filesystem::path native_;
+    void* library_ = nullptr;
+    const KestrelModule* module_ = nullptr;
+};
+
+/// A state in memory: lines of a text state, or the bytes of a binary one.
+struct MemoryState {
+    explicit MemoryState(std::int32_t stateMode) : mode(stateMode) {}
+
+    std::int32_t mode;
+    std::deque<std::string> lines;   ///< text mode, and each single write in binary mode
+    std::string bytes;               ///< what binary reads take from
+
+    [[nodiscard]] LoadState loading();
+    [[nodiscard]] SaveState saving();
+};
+
+using Lines = std::vector<std::string>;
+
+}  // namespace kestrel::test

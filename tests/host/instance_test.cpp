@@ -1,0 +1,193 @@
+// Lives of instances: who runs and unloads a script when, what they are called, the options entry.
+#include "tests/host/fake_host.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fstream>
+
+namespace kestrel::test {
+namespace {
+
+/// A script that tells of its own life and counts the frames that it has seen.
+const char* const kLifeScript =
+    "seen = 0;\n"
+    "create { info(\"create\"); }\n"
+    "destroy { info(\"destroy \", ::seen); }\n"
+    "newtime: frame, time { ::seen++; }\n";
+
+/// Second lines only: what the scripts themselves said.
+Lines said(FakeHost& host) {
+    Lines lines;
+    for (const std::string& message : host.shown()) {
+        const std::size_t at = message.find(" / ");
+        lines.push_back(at == std::string::npos ? message : message.substr(at + 3));
+    }
+    return lines;
+}
+
+TEST(Instances, CopiesShareOneScriptUntilTheLastIsDestroyed) {
+    // Every order in which a host may destroy an original and its two copies.
+    std::array<std::size_t, 3> order = {0, 1, 2};
+    do {
+        FakeHost host;
+        std::array<HxInstance, 3> instances = {host.createWith(kLifeScript), host.create(), host.create()};
+        EXPECT_EQ(said(host), Lines{"create"});
+        EXPECT_EQ(host.handler.copy(instances[0], instances[1]), nullptr);
+        EXPECT_EQ(host.handler.copy(instances[1], instances[2]), nullptr);
+        for (const HxInstance instance : instances) host.handler.newTime(instance, 1, 0.0);
+        host.handler.destroy(instances[order[0]]);
+        host.handler.destroy(instances[order[1]]);
+        EXPECT_EQ(said(host), Lines{});
+        EXPECT_STREQ(host.handler.describe(instances[order[2]]), "Kestrel/PT - SHADE.KS");
+        host.handler.destroy(instances[order[2]]);
+        EXPECT_EQ(said(host), Lines{"destroy 3"});
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(Instances, ACopyLetsGoOfTheDestinationsOwnScript) {
+    FakeHost host;
+    const HxInstance a = host.createWith("destroy { info(\"a\"); }", "a.ks");
+    const HxInstance b = host.createWith("destroy { info(\"b\"); }", "b.ks");
+    const HxInstance sharesB = host.create();
+    host.handler.copy(b, sharesB);
+    host.handler.copy(a, b);
+    host.handler.copy(a, a);
+    EXPECT_STREQ(host.handler.describe(b), "Kestrel/PT - A.KS");
+    EXPECT_STREQ(host.handler.describe(sharesB), "Kestrel/PT - B.KS");
+    host.handler.destroy(a);
+    EXPECT_EQ(said(host), Lines{});
+    host.handler.destroy(sharesB);
+    host.handler.destroy(b);
+    EXPECT_EQ(said(host), (Lines{"b", "a"}));
+}
+
+TEST(Instances, LoadingIntoOneOfTheSharersShowsInAll) {
+    FakeHost host;
+    const HxInstance a = host.create();
+    const HxInstance b = host.create();
+    host.handler.copy(a, b);
+    host.load(a, host.write("late.ks", ""));
+    EXPECT_STREQ(host.handler.describe(b), "Kestrel/PT - LATE.KS");
+    host.handler.destroy(a);
+    host.handler.destroy(b);
+}
+
+TEST(Instances, AFailedLoadLeavesTheInstanceAsItWas) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(kLifeScript);
+    host.handler.newTime(instance, 1, 0.0);
+    host.shown();
+    for (const char* bad : {"x = ;", "#pragma strict\nmain { ::none = 1; }"}) {
+        host.load(instance, host.write("bad.ks", bad));
+        EXPECT_FALSE(host.shown().empty());
+    }
+    host.load(instance, "\\no\\such\\file.ks");
+    EXPECT_EQ(host.shown().size(), 2u);  // the file that does not open, and the summary
+    host.handler.newTime(instance, 2, 0.0);
+    EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT - SHADE.KS");
+    host.handler.destroy(instance);
+    EXPECT_EQ(said(host), Lines{"destroy 2"});
+}
+
+TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
+    const std::string longText(100, 'x');
+    struct Case {
+        std::string script;
+        std::string description;
+        Lines messages;
+    };
+    for (const Case& c : {Case{"", "Kestrel/PT - SHADE.KS", {}},
+                          Case{"create { setdesc(\"worn \", 2.5, \" \", 7, <1,2,3>); }", "worn 2.5 71 2 3", {}},
+                          Case{"setdesc(\"top\");", "top", {}},
+                          Case{"create { setdesc(\"a\", nil, \"b\"); }", "aab", {}},
+                          Case{"create { var l[1]; setdesc(\"a\", l, \"b\"); }", "aab",
+                               {"Line 1, invalid argument 2 type to setdesc()"}},
+                          Case{"create { setdesc(\"" + longText + "\"); }", longText.substr(0, 79), {}}}) {
+        FakeHost host;
+        const HxInstance instance = host.create();
+        EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
+        host.load(instance, host.write("shade.ks", c.script));
+        EXPECT_EQ(host.handler.describe(instance), c.description);
+        EXPECT_EQ(said(host), c.messages);
+        host.handler.destroy(instance);
+    }
+}
+
+TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
+    FakeHost host;
+    const HxInstance instance = host.create();
+    EXPECT_EQ(host.edit(instance), HXM_OK);  // cancelled
+    EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
+    EXPECT_EQ(host.dialogs, Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / " + host.directory() + " / 99"});
+
+    host.dialogResult = 1;
+    host.chosenFile = "a.ks";
+    host.chosenDirectory = "\\chosen";
+    host.write("a.ks", "create { info(\"create\"); } options { info(\"options\"); }");
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(said(host), Lines{"create"});
+    host.dialogs.clear();
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(said(host), Lines{"options"});
+    EXPECT_EQ(host.dialogs, Lines{});
+
+    // The directory of the last choice is where the next one starts, until KSPATH says otherwise.
+    const HxInstance other = host.create();
+    host.dialogResult = 0;
+    EXPECT_EQ(host.edit(other), HXM_OK);
+    setenv("KSPATH", "\\from\\environment", 1);
+    EXPECT_EQ(host.edit(other), HXM_OK);
+    EXPECT_EQ(host.dialogs, (Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\chosen / 99",
+                                   "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\from\\environment / 99"}));
+    host.handler.destroy(other);
+    host.handler.destroy(instance);
+}
+
+TEST(Instances, TheHostsConfigurationNamesTheFirstStartDirectory) {
+    FakeHost host;
+    std::ofstream("hxm.cfg") << std::string(150, '-') << "\nPluginDir\nPluginDirectory \t\\mods\\ks\r\nPluginDirectory x\n";
+    const HxInstance instance = host.create();
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(host.dialogs, Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\mods\\ks / 99"});
+    host.handler.destroy(instance);
+}
+
+TEST(Instances, AScriptWithoutOptionsSaysSo) {
+    FakeHost host;
+    const HxInstance instance = host.createWith("");
+    host.lookups.clear();
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(host.lookups, Lines{"Info Messages 0"});
+    EXPECT_EQ(host.shown(), Lines{"info: Script has no / modifiable parameters."});
+    host.missing = {HX_SERVICE_MESSAGES};
+    EXPECT_EQ(host.edit(instance), HXM_MISSING_SERVICE);
+    host.handler.destroy(instance);
+}
+
+TEST(Instances, UnusedVariablesAreReportedWhenTheScriptGoes) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "#pragma strict\n#pragma unused\nvar used = 1, never;\ndestroy { var local; info(\"destroy\"); }");
+    host.shown();
+    host.handler.destroy(instance);
+    const Lines shown = host.shown();
+    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused global variable detected: / ::never"), shown.end());
+    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused variable detected: / destroy::local"), shown.end());
+    EXPECT_TRUE(shown.front().ends_with("destroy"));
+}
+
+TEST(Instances, ARunIsEndedFromOutside) {
+    FakeHost host;
+    const HxInstance instance = host.createWith("init { x = 1;\n while (1) x++; }");
+    EXPECT_EQ(host.module().aborted(instance), 0);
+    host.module().watch->requested = 1;
+    host.handler.init(instance);
+    EXPECT_EQ(host.module().watch->line, 2);
+    EXPECT_EQ(host.module().aborted(instance), 1);
+    EXPECT_EQ(host.shown(), Lines{});
+    host.handler.destroy(instance);
+}
+
+}  // namespace
+}  // namespace kestrel::test

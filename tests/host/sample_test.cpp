@@ -1,0 +1,276 @@
+// The shading object: every member's way of reading and writing, and what the host is asked at a sample.
+#include "tests/host/fake_host.h"
+
+#include <cstring>
+
+namespace kestrel::test {
+namespace {
+
+/// A sample in which every value differs.
+ShadingSample numberedSample() {
+    ShadingSample sample{};
+    sample.sx = 11;
+    sample.sy = 12;
+    sample.spotSize = 0.5;
+    sample.rayLength = 0.25;
+    sample.cosine = 0.125;
+    for (int i = 0; i < 3; ++i) {
+        sample.oPos[i] = 101 + i;
+        sample.wPos[i] = 201 + i;
+        sample.gNorm[i] = 301 + i;
+        sample.raySource[i] = 401 + i;
+        sample.wNorm[i] = 501 + i;
+        sample.color[i] = 601 + i;
+    }
+    for (int i = 0; i < 9; ++i) {
+        sample.oXfrm[i] = 701 + i;
+        sample.wXfrm[i] = 801 + i;
+    }
+    sample.objID = 77;
+    sample.polNum = 78;
+    sample.luminous = 1;
+    sample.diffuse = 2;
+    sample.specular = 3;
+    sample.mirror = 4;
+    sample.transparency = 5;
+    sample.eta = 6;
+    sample.roughness = 7;
+    return sample;
+}
+
+/// Texts that a script shows, without its path.
+Lines said(FakeHost& host) {
+    Lines lines;
+    for (const std::string& message : host.shown()) lines.push_back(message.substr(message.find(" / ") + 3));
+    return lines;
+}
+
+/// Runs one `process` on the sample.
+Lines evaluate(const std::string& body, ShadingSample& sample, const std::string& rest = "") {
+    FakeHost host;
+    const HxInstance instance = host.createWith(rest + "\nprocess: sa { " + body + " }");
+    host.handler.evaluate(instance, &sample);
+    const Lines lines = said(host);
+    host.handler.destroy(instance);
+    return lines;
+}
+
+TEST(Sample, EveryMemberReadsAsItsRule) {
+    struct Case {
+        const char* member;
+        const char* value;       // of the plain read; null: a message instead
+        bool integer;
+    };
+    const std::string badIndex = "Line 2, illegal index value: ";
+    for (const Case& c : {Case{"sx", "11", true}, Case{"sy", "12", true}, Case{"polNum", "78", true},
+                          Case{"spotSize", "0.5", false}, Case{"rayLength", "0.25", false},
+                          Case{"cosine", "0.125", false}, Case{"luminous", "1", false}, Case{"diffuse", "2", false},
+                          Case{"specular", "3", false}, Case{"mirror", "4", false}, Case{"transparency", "5", false},
+                          Case{"eta", "6", false}, Case{"roughness", "7", false}}) {
+        const std::string member = c.member;
+        ShadingSample sample = numberedSample();
+        // An index on a single value is ignored.
+        EXPECT_EQ(evaluate("v = sa." + member + "; info(v, \" \", v.isInt(), v.isNum(), \" \", sa." + member + "[9]);",
+                           sample),
+                  (Lines{std::string(c.value) + (c.integer ? " 10 " : " 01 ") + c.value}));
+    }
+    struct Elements {
+        const char* member;
+        int first;
+        int count;
+    };
+    for (const Elements& e : {Elements{"oPos", 101, 3}, Elements{"wPos", 201, 3}, Elements{"gNorm", 301, 3},
+                              Elements{"wNorm", 501, 3}, Elements{"color", 601, 3}, Elements{"oXfrm", 701, 9},
+                              // Both transforms read the same numbers.
+                              Elements{"wXfrm", 701, 9}}) {
+        const std::string member = e.member;
+        ShadingSample sample = numberedSample();
+        const std::string last = std::to_string(e.count);
+        EXPECT_EQ(evaluate("info(sa." + member + "[1], \" \", sa." + member + "[" + last + "]);", sample),
+                  (Lines{std::to_string(e.first) + " " + std::to_string(e.first + e.count - 1)}));
+        for (const std::string& index : {std::string("0"), std::to_string(e.count + 1)})
+            EXPECT_EQ(evaluate("v = sa." + member + "[" + index + "]; info(v);", sample),
+                      (Lines{badIndex + member + "[" + index + "]", "(nil)"}));
+        EXPECT_EQ(evaluate("v = sa." + member + "; info(v);", sample), (Lines{badIndex + member + "[-1]", "(nil)"}));
+    }
+}
+
+TEST(Sample, NamesThatAreNoMembersAreTold) {
+    ShadingSample sample = numberedSample();
+    // A piece of a name passes the first look and fails the second.
+    EXPECT_EQ(evaluate("v = sa.os; info(v);", sample),
+              (Lines{"Line 2, unknown Shader data member specified: os", "(nil)"}));
+    EXPECT_EQ(evaluate("sa.os = 1;", sample), (Lines{"Line 2, unknown Shader data member specified: os"}));
+    EXPECT_EQ(evaluate("info(sa.shine);", sample).front(), "Line 2, unknown ShaderObj data member: process::sa.shine");
+    EXPECT_EQ(evaluate("sa.shine = 1;", sample),
+              (Lines{"Line 2, unknown ShaderObject data member: process::sa.shine"}));
+    EXPECT_EQ(evaluate("sa.shine(1);", sample),
+              (Lines{"Line 2, unknown object method: (ShaderObj)process::sa.shine()"}));
+    // The source of the ray is a known name without a value.
+    EXPECT_EQ(evaluate("sa.raySource; info(\"on\");", sample), (Lines{"on"}));
+}
+
+TEST(Sample, WritesGoStraightIntoTheSample) {
+    struct Case {
+        const char* statement;
+        std::ptrdiff_t offset;
+        double before;
+        double after;
+    };
+    for (const Case& c : {Case{"sa.luminous[7] = 0.5;", offsetof(ShadingSample, luminous), 1, 0.5},
+                          Case{"sa.diffuse = 9;", offsetof(ShadingSample, diffuse), 2, 9},
+                          Case{"sa.specular += 0.5;", offsetof(ShadingSample, specular), 3, 3.5},
+                          Case{"sa.mirror -= 1;", offsetof(ShadingSample, mirror), 4, 3},
+                          Case{"sa.transparency *= 2;", offsetof(ShadingSample, transparency), 5, 10},
+                          Case{"sa.eta /= 4;", offsetof(ShadingSample, eta), 6, 1.5},
+                          Case{"sa.roughness++;", offsetof(ShadingSample, roughness), 7, 8},
+                          Case{"sa.color[2] = -1;", offsetof(ShadingSample, color) + 8, 602, -1},
+                          Case{"--sa.wNorm[3];", offsetof(ShadingSample, wNorm) + 16, 503, 502}}) {
+        SCOPED_TRACE(c.statement);
+        ShadingSample sample = numberedSample();
+        ShadingSample expected = sample;
+        std::memcpy(reinterpret_cast<char*>(&expected) + c.offset, &c.after, sizeof c.after);
+        EXPECT_EQ(evaluate(c.statement, sample), Lines{});
+        EXPECT_EQ(std::memcmp(&sample, &expected, sizeof sample), 0);
+    }
+    ShadingSample sample = numberedSample();
+    EXPECT_EQ(evaluate("info(sa.eta++, \" \", ++sa.eta, \" \", sa.eta);", sample), (Lines{"6 8 8"}));
+}
+
+TEST(Sample, RefusedWritesLeaveTheSampleAsItWas) {
+    const ShadingSample original = numberedSample();
+    const auto refused = [&original](const std::string& statement, const std::string& message) {
+        ShadingSample sample = original;
+        EXPECT_EQ(evaluate(statement, sample), Lines{"Line 2, " + message}) << statement;
+        EXPECT_EQ(std::memcmp(&sample, &original, sizeof sample), 0) << statement;
+    };
+    for (const char* member : {"sx", "sy", "oPos[1]", "wPos[1]", "gNorm[1]", "spotSize", "raySource[1]", "rayLength",
+                               "cosine", "oXfrm[1]", "wXfrm[1]", "objID", "polNum"}) {
+        const std::string name = std::string(member).substr(0, std::string(member).find('['));
+        for (const char* value : {"1", "\"text\""})
+            refused(std::string("sa.") + member + " = " + value + ";",
+                    "illegal assignment to read-only Shader data member: " + name);
+    }
+    refused("sa.color[4] = 1;", "illegal index value: color[4]");
+    refused("sa.color = 1;", "illegal index value: color[-1]");
+    refused("sa.wNorm[0] = \"text\";", "illegal index value: wNorm[0]");
+    refused("sa.diffuse = \"text\";", "illegal value in assignment to Shader data member: diffuse");
+    refused("sa.color[1] = nil;", "illegal value in assignment to Shader data member: color");
+    refused("sa.eta = <1,2,3>;", "illegal value in assignment to Shader data member: eta");
+    refused("sa.eta /= 0;", "illegal division by zero detected");
+}
+
+TEST(Sample, AKeptObjectIsSilentOutsideProcess) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "kept = nil;\nprocess: sa { ::kept = sa; info(kept.sx); }\n"
+        "init { k = ::kept; v = k.sx; info(v); v = k.shine; info(v); k.luminous = 3; k.luminous++; }");
+    ShadingSample sample = numberedSample();
+    host.handler.evaluate(instance, &sample);
+    said(host);
+    host.handler.init(instance);
+    EXPECT_EQ(said(host), (Lines{"(nil)", "(nil)"}));
+    EXPECT_EQ(sample.luminous, 1.0);
+    host.handler.destroy(instance);
+}
+
+// ---- illuminate and raytrace ---------------------------------------------------------------------------------------
+
+struct Asked {
+    HostItemID light;
+    double point[3];
+    double vector[3];
+} asked;
+
+std::int32_t illuminateAt(HostItemID light, const double point[3], double vector[3], double color[3]) {
+    asked.light = light;
+    std::memcpy(asked.point, point, sizeof asked.point);
+    std::memcpy(asked.vector, vector, sizeof asked.vector);
+    for (int i = 0; i < 3; ++i) {
+        vector[i] = i + 1;
+        color[i] = i + 4;
+    }
+    return 0;
+}
+
+double traceRay(const double point[3], const double direction[3], double color[3]) {
+    std::memcpy(asked.point, point, sizeof asked.point);
+    std::memcpy(asked.vector, direction, sizeof asked.vector);
+    for (int i = 0; i < 3; ++i) color[i] = i + 0.5;
+    return 42.0;
+}
+
+ShadingSample litSample() {
+    ShadingSample sample = numberedSample();
+    sample.illuminate = illuminateAt;
+    sample.rayTrace = traceRay;
+    return sample;
+}
+
+TEST(Sample, TheHostIsAskedForLightAndRays) {
+    ShadingSample sample = litSample();
+    for (const char* call : {"illuminate(sa.objID, <1,2,3>, a)", "sa.illuminate(sa.objID, <1,2,3>, a)"}) {
+        asked = {};
+        // Elements that hold nothing are passed over.
+        EXPECT_EQ(evaluate(std::string("var a[5]; a[2] = 4; a[3] = 5.5; a[5] = 6; ") +
+                               "(x, y, z, r, g, b) = " + call + "; info(x, y, z, r, g, b);",
+                           sample),
+                  (Lines{"123456"}));
+        EXPECT_EQ(asked.light, 77u);
+        EXPECT_EQ(asked.point[2], 3.0);
+        EXPECT_EQ(asked.vector[0], 4.0);
+        EXPECT_EQ(asked.vector[1], 5.5);
+        EXPECT_EQ(asked.vector[2], 6.0);
+    }
+    for (const char* call : {"raytrace(<1,2,3>, <0,3,4>)", "sa.raytrace(<1,2,3>, <0,3,4>)"}) {
+        asked = {};
+        EXPECT_EQ(evaluate(std::string("(d, r, g, b) = ") + call + "; info(d, \" \", r, \" \", g, \" \", b);", sample),
+                  (Lines{"42 0.5 1.5 2.5"}));
+        EXPECT_EQ(asked.point[0], 1.0);
+        EXPECT_DOUBLE_EQ(asked.vector[1], 0.6);
+        EXPECT_DOUBLE_EQ(asked.vector[2], 0.8);
+    }
+    asked.vector[0] = 1.0;
+    evaluate("raytrace(<1,2,3>, <0,0,0>);", sample);
+    EXPECT_EQ(asked.vector[0], 0.0);
+}
+
+TEST(Sample, WrongQuestionsToTheHostAreTold) {
+    const std::string arrays = "var few[3]; few[1] = 1; few[3] = 2; var odd[4]; odd[2] = 1; odd[3] = \"x\"; ";
+    struct Case {
+        const char* call;
+        const char* message;
+    };
+    for (const Case& c : {Case{"sa.illuminate(1, <0,0,0>)", "invalid argument count to illuminate()"},
+                          Case{"illuminate(sa.objID, 1, 2)", "invalid argument 3 type to illuminate()"},
+                          Case{"illuminate(sa.objID, 1, <0,0,0>)", "invalid argument 2 type to illuminate()"},
+                          Case{"illuminate(1, <0,0,0>, <0,0,0>)", "invalid argument 1 type to illuminate()"},
+                          Case{"illuminate(sa.objID, few, <0,0,0>)", "array size less than required argument count"},
+                          Case{"illuminate(sa.objID, odd, <0,0,0>)", "invalid array element [3] type to illuminate()"},
+                          Case{"sa.raytrace(<0,0,0>)", "invalid argument count to raytrace()"},
+                          Case{"raytrace(1, 2)", "invalid argument 2 type to raytrace()"},
+                          Case{"raytrace(\"p\", <0,0,1>)", "invalid argument 1 type to raytrace()"},
+                          Case{"raytrace(<0,0,0>, few)", "array size less than required argument count"},
+                          Case{"raytrace(odd, <0,0,1>)", "invalid array element [3] type to raytrace()"}}) {
+        ShadingSample sample = litSample();
+        EXPECT_EQ(evaluate(arrays + "v = " + c.call + "; info(v);", sample),
+                  (Lines{std::string("Line 2, ") + c.message, "(nil)"}))
+            << c.call;
+    }
+}
+
+TEST(Sample, TheHostIsNotAskedOutsideProcess) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        "id = nil;\nprocess: sa { ::id = sa.objID; }\n"
+        "init { v = illuminate(::id, <0,0,0>, <0,0,1>); info(v);\n v = raytrace(<0,0,0>, <0,0,1>); info(v); }");
+    ShadingSample sample = litSample();
+    host.handler.evaluate(instance, &sample);
+    host.handler.init(instance);
+    EXPECT_EQ(said(host), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
+                                 "Line 4, illegal invocation of function raytrace()", "(nil)"}));
+    host.handler.destroy(instance);
+}
+
+}  // namespace
+}  // namespace kestrel::test

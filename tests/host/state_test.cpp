@@ -1,0 +1,109 @@
+// Saving instances in scenes and loading them back.
+#include "tests/host/fake_host.h"
+
+#include <cctype>
+#include <cstring>
+
+namespace kestrel::test {
+namespace {
+
+std::string upper(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+std::string nativeLength(std::int32_t n) {
+    std::string bytes(sizeof n, '\0');
+    std::memcpy(bytes.data(), &n, sizeof n);
+    return bytes;
+}
+
+TEST(State, ATextStateCarriesTheUpperCasePath) {
+    FakeHost host;
+    const HxInstance empty = host.create();
+    MemoryState state(HX_STATE_TEXT);
+    SaveState saving = state.saving();
+    EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
+    EXPECT_TRUE(state.lines.empty());
+
+    const std::string path = host.write("Shade.ks", "save: mode, state { info(\"save \", mode); }\n"
+                                                    "load: mode, state { info(\"load \", mode); }\n"
+                                                    "create { info(\"create\"); }");
+    host.load(empty, path);
+    EXPECT_EQ(host.shown().size(), 2u);  // create, load
+    EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
+    ASSERT_EQ(state.lines.size(), 1u);
+    EXPECT_EQ(state.lines[0], "Script " + upper(path));
+    EXPECT_TRUE(host.shown().at(0).ends_with("save 1"));
+
+    // What was saved loads again: the file is found whatever its case. Empty lines before it are skipped.
+    const HxInstance loaded = host.create();
+    state.lines.push_front("");
+    const LoadState loading = state.loading();
+    EXPECT_EQ(host.handler.load(loaded, &loading), nullptr);
+    const Lines shown = host.shown();
+    ASSERT_EQ(shown.size(), 2u);
+    EXPECT_EQ(shown[0], "info: " + upper(path) + " / create");
+    EXPECT_EQ(shown[1], "info: " + upper(path) + " / load 1");
+    EXPECT_STREQ(host.handler.describe(loaded), "Kestrel/PT - SHADE.KS");
+    host.handler.destroy(empty);
+    host.handler.destroy(loaded);
+}
+
+TEST(State, ABinaryStateCountsTheTerminatingZero) {
+    FakeHost host;
+    const std::string path = host.write("b.ks", "save: mode, state { info(\"save \", mode); }\n"
+                                                "load: mode, state { info(\"load \", mode); }");
+    const HxInstance instance = host.create();
+    MemoryState state(HX_STATE_BINARY);
+    state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + "rest";
+    const LoadState loading = state.loading();
+    EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+    EXPECT_EQ(state.bytes, "rest");
+    EXPECT_TRUE(host.shown().at(0).ends_with("load 2"));
+
+    const SaveState saving = state.saving();
+    EXPECT_EQ(host.handler.save(instance, &saving), nullptr);
+    ASSERT_EQ(state.lines.size(), 2u);
+    EXPECT_EQ(state.lines[0], nativeLength(static_cast<std::int32_t>(path.size() + 1)));
+    EXPECT_EQ(state.lines[1], upper(path) + '\0');
+    EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
+    host.handler.destroy(instance);
+}
+
+TEST(State, AStateThatNamesNoScriptLoadsNothing) {
+    FakeHost host;
+    const HxInstance instance = host.create();
+    const std::string path = host.write("a.ks", "");
+    for (const std::string& line : {"Scripts " + path, std::string("Script"), "script " + path, path}) {
+        MemoryState text(HX_STATE_TEXT);
+        text.lines = {"", line};
+        const LoadState loading = text.loading();
+        EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+        EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT") << line;
+    }
+    MemoryState ended(HX_STATE_TEXT);
+    const LoadState endedState = ended.loading();
+    EXPECT_EQ(host.handler.load(instance, &endedState), nullptr);
+    for (const std::string& bytes : {std::string(), std::string("abc"), nativeLength(0) + "x", nativeLength(-5) + "xxxxx",
+                                     nativeLength(2000000000) + path, nativeLength(200) + path}) {
+        MemoryState binary(HX_STATE_BINARY);
+        binary.bytes = bytes;
+        const LoadState loading = binary.loading();
+        EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+        EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
+    }
+    EXPECT_EQ(host.shown(), Lines{});
+    host.handler.destroy(instance);
+}
+
+TEST(State, TheStateObjectMayOutliveItsCall) {
+    FakeHost host;
+    const HxInstance instance = host.createWith("kept = nil;\nload: mode, state { ::kept = state; }\n"
+                                                "init { other = ::kept; pass(other); }\npass: s { info(s.isNil()); }");
+    host.handler.init(instance);
+    host.handler.destroy(instance);
+}
+
+}  // namespace
+}  // namespace kestrel::test
