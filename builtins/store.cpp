@@ -121,6 +121,8 @@ std::optional<ValueCell> decode(EngineContext& ctx, char type, std::string_view 
 void resultOfRecord(BuiltinCall& call, std::string_view fields) {
     EngineContext& ctx = call.ctx;
     call.none();
+    // Marked like @ ... @, so that assignment tells the values from what lies below them.
+    ctx.stack.push(ValueCell::ofMark(ListMark));
     while (!fields.empty()) {
         const std::size_t separator = fields.find("@@");
         if (separator == std::string_view::npos) break;

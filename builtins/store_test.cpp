@@ -111,12 +111,12 @@ TEST_F(StoreTest, recordsComeBackAsTheirMembers) {
     call("store", {S("r"), ValueCell::ofObject(UserRecord, &record)});
     EXPECT_EQ(registry.value(Hive::CurrentUser, kScriptKey, "r"),
               "rec::dbl@@0.5##int@@3##str@@name##vec@@1 2 3##nil@@nil##nil@@nil##");
-    EXPECT_EQ(call("recall", {S("r"), I(1)}), "0.5 3i 'name' <1,2,3> nil nil @");
+    EXPECT_EQ(call("recall", {S("r"), I(1)}), "@ 0.5 3i 'name' <1,2,3> nil nil @");
 
     const std::string large(490, 'x');  // leaves room for small fields only
     record.members[2].value = S(large.c_str());
     call("store", {S("r"), ValueCell::ofObject(UserRecord, &record)});
-    EXPECT_EQ(call("recall", {S("r")}), "0.5 3i <1,2,3> nil nil @");
+    EXPECT_EQ(call("recall", {S("r")}), "@ 0.5 3i <1,2,3> nil nil @");
 
     for (const char* damaged : {"rec::", "rec::dbl", "rec::dbl@@1", "rec::?@@1##", "rec::##@@", "rec::@@"}) {
         ASSERT_TRUE(store.write(ctx.scriptFile, "r", damaged));

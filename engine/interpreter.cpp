@@ -254,7 +254,7 @@ bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueC
 
 void finishCall(EngineContext& ctx) {
     ctx.stack.dropTo(0);
-    if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
+    sweep(ctx);
     ctx.pool.purgeIfWorthwhile();
 }
 
