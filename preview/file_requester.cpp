@@ -44,7 +44,8 @@ std::int32_t FileRequester::request(const char* title, char* fileName, char* pat
     if (answer.empty()) return 0;
     const std::string full = platform::systemPath(answer);
     std::string_view directory = platform::directoryOf(full);
-    if (directory.size() > 1) directory.remove_suffix(1);  // without the separator, but the root keeps its own
+    if (directory.size() > 1)
+        directory.remove_suffix(1);  // without the separator, but the root keeps its own
     const auto room = static_cast<std::size_t>(size);
     // The full path is the longest of the three, so a failure leaves the caller's texts as they were.
     const bool fits = copyText(full, fullName, room) && copyText(platform::baseName(full), fileName, room) &&

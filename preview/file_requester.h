@@ -8,8 +8,8 @@
 
 namespace kestrel::preview {
 
-/// Each request takes the next of the files given beforehand; when there is none left it asks the person at the
-/// terminal, and without a terminal it is cancelled.
+/// Each request takes the next of the files given beforehand; when there is none left it asks the person at
+/// the terminal, and without a terminal it is cancelled.
 class FileRequester {
 public:
     /// @param answers         native paths

@@ -13,17 +13,26 @@ namespace kestrel::preview {
 
 namespace {
 
-// The module's side of the interface is plain functions without a handle (see the class comment): this pointer is how
-// they find the services. Set by the constructor, cleared by the destructor.
+// The module's side of the interface is plain functions without a handle (see the class comment): this
+// pointer is how they find the services. Set by the constructor, cleared by the destructor.
 HostServices* current = nullptr;
 
-const Scene& scene() { return current->scene(); }
+const Scene& scene() {
+    return current->scene();
+}
 
-// ---- messages, files, directories ----------------------------------------------------------------------------
+// ---- messages, files, directories
+// ----------------------------------------------------------------------------
 
-void showInfo(const char* line1, const char* line2) { current->message(HostMessageKind::Info, line1, line2); }
-void showError(const char* line1, const char* line2) { current->message(HostMessageKind::Error, line1, line2); }
-void showWarning(const char* line1, const char* line2) { current->message(HostMessageKind::Warning, line1, line2); }
+void showInfo(const char* line1, const char* line2) {
+    current->message(HostMessageKind::Info, line1, line2);
+}
+void showError(const char* line1, const char* line2) {
+    current->message(HostMessageKind::Error, line1, line2);
+}
+void showWarning(const char* line1, const char* line2) {
+    current->message(HostMessageKind::Warning, line1, line2);
+}
 InfoMessages messageService{showInfo, showError, showWarning};
 
 std::int32_t requestFile(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {
@@ -31,10 +40,13 @@ std::int32_t requestFile(const char* title, char* fileName, char* path, char* fu
 }
 FileRequestService fileRequestService{requestFile};
 
-const char* directoryOfKind(const char* kind) { return kind == nullptr ? nullptr : current->directory(kind); }
+const char* directoryOfKind(const char* kind) {
+    return kind == nullptr ? nullptr : current->directory(kind);
+}
 DirectoryInfoService directoryService{directoryOfKind};
 
-// ---- items -----------------------------------------------------------------------------------------------------
+// ---- items
+// -----------------------------------------------------------------------------------------------------
 
 HostItemID firstItem(std::int32_t type, HostItemID) {
     const SceneItem* found = scene().itemAt(type, 0);
@@ -53,10 +65,18 @@ HostItemID nextItem(HostItemID id) {
 }
 
 // The scene is flat: no item has children, a parent or a goal.
-HostItemID firstChildOf(HostItemID) { return 0; }
-HostItemID nextChildOf(HostItemID, HostItemID) { return 0; }
-HostItemID parentOf(HostItemID) { return 0; }
-HostItemID goalOf(HostItemID) { return 0; }
+HostItemID firstChildOf(HostItemID) {
+    return 0;
+}
+HostItemID nextChildOf(HostItemID, HostItemID) {
+    return 0;
+}
+HostItemID parentOf(HostItemID) {
+    return 0;
+}
+HostItemID goalOf(HostItemID) {
+    return 0;
+}
 
 HostItemID targetOf(HostItemID id) {
     const SceneItem* item = scene().item(id);
@@ -82,16 +102,23 @@ Vec3 rotationOf(const Axes& axes) {
 Vec3 parameter(const SceneItem& item, std::int32_t code) {
     switch (code) {
         case HXIP_POSITION:
-        case HXIP_W_POSITION: return item.position;
+        case HXIP_W_POSITION:
+            return item.position;
         case HXIP_RIGHT:
-        case HXIP_W_RIGHT: return item.axes.right;
+        case HXIP_W_RIGHT:
+            return item.axes.right;
         case HXIP_UP:
-        case HXIP_W_UP: return item.axes.up;
+        case HXIP_W_UP:
+            return item.axes.up;
         case HXIP_FORWARD:
-        case HXIP_W_FORWARD: return item.axes.forward;
-        case HXIP_ROTATION: return rotationOf(item.axes);
-        case HXIP_SCALING: return {1.0, 1.0, 1.0};
-        default: return {};  // the pivot is the item's own origin
+        case HXIP_W_FORWARD:
+            return item.axes.forward;
+        case HXIP_ROTATION:
+            return rotationOf(item.axes);
+        case HXIP_SCALING:
+            return {1.0, 1.0, 1.0};
+        default:
+            return {};  // the pivot is the item's own origin
     }
 }
 
@@ -109,7 +136,8 @@ std::uint32_t itemLimits(HostItemID, std::int32_t, double min[3], double max[3])
 ItemInfo itemService{firstItem, nextItem, firstChildOf, nextChildOf, parentOf,  targetOf,
                      goalOf,    typeOf,   nameOf,       itemParam,   itemLimits};
 
-// ---- meshes and bones ------------------------------------------------------------------------------------------
+// ---- meshes and bones
+// ------------------------------------------------------------------------------------------
 
 const char* meshFile(HostItemID id) {
     const MeshItem* mesh = scene().mesh(id);
@@ -124,27 +152,48 @@ std::int32_t meshPolygons(HostItemID id) {
     return mesh == nullptr ? 0 : mesh->polygonCount();
 }
 // Every mesh casts shadows, on others and on itself, and receives them.
-std::uint32_t meshShadows(HostItemID id) { return scene().mesh(id) == nullptr ? 0U : 7U; }
-double meshDissolve(HostItemID, double) { return 0.0; }
+std::uint32_t meshShadows(HostItemID id) {
+    return scene().mesh(id) == nullptr ? 0U : 7U;
+}
+double meshDissolve(HostItemID, double) {
+    return 0.0;
+}
 ObjectInfo objectService{meshFile, meshPoints, meshPolygons, meshShadows, meshDissolve};
 
 // There are no bones in the scene; the service answers for none.
-std::uint32_t boneFlags(HostItemID) { return 0; }
-void boneRest(HostItemID, std::int32_t, double out[3]) { std::fill_n(out, 3, 0.0); }
-double boneLength(HostItemID) { return 0.0; }
-void boneLimits(HostItemID, double* inner, double* outer) { *inner = *outer = 0.0; }
+std::uint32_t boneFlags(HostItemID) {
+    return 0;
+}
+void boneRest(HostItemID, std::int32_t, double out[3]) {
+    std::fill_n(out, 3, 0.0);
+}
+double boneLength(HostItemID) {
+    return 0.0;
+}
+void boneLimits(HostItemID, double* inner, double* outer) {
+    *inner = *outer = 0.0;
+}
 BoneInfo boneService{boneFlags, boneRest, boneLength, boneLimits};
 
-// ---- lights and cameras ----------------------------------------------------------------------------------------
+// ---- lights and cameras
+// ----------------------------------------------------------------------------------------
 
-void ambientLight(double, double out[3]) { store(scene().ambient, std::span<double, 3>(out, 3)); }
-std::int32_t lightType(HostItemID) { return 1; }  // a point light
+void ambientLight(double, double out[3]) {
+    store(scene().ambient, std::span<double, 3>(out, 3));
+}
+std::int32_t lightType(HostItemID) {
+    return 1;
+}  // a point light
 void lightColor(HostItemID id, double, double out[3]) {
     const LightItem* light = scene().light(id);
     store(light == nullptr ? Vec3{} : light->color, std::span<double, 3>(out, 3));
 }
-std::int32_t lightShadows(HostItemID id) { return scene().light(id) == nullptr ? 0 : 1; }  // traced
-void lightCone(HostItemID, double* radius, double* edge) { *radius = *edge = 0.0; }
+std::int32_t lightShadows(HostItemID id) {
+    return scene().light(id) == nullptr ? 0 : 1;
+}  // traced
+void lightCone(HostItemID, double* radius, double* edge) {
+    *radius = *edge = 0.0;
+}
 LightInfo lightService{ambientLight, lightType, lightColor, lightShadows, lightCone};
 
 const CameraItem* cameraOf(HostItemID id) {
@@ -167,7 +216,9 @@ double cameraStop(HostItemID id, double) {
     const CameraItem* camera = cameraOf(id);
     return camera == nullptr ? 0.0 : camera->fStop;
 }
-double cameraBlur(HostItemID, double) { return 0.0; }
+double cameraBlur(HostItemID, double) {
+    return 0.0;
+}
 void cameraFov(HostItemID id, double, double* horizontal, double* vertical) {
     const CameraItem* camera = cameraOf(id);
     const SceneInfo& info = current->sceneInfo();
@@ -177,17 +228,25 @@ void cameraFov(HostItemID id, double, double* horizontal, double* vertical) {
 }
 CameraInfo cameraService{cameraZoom, cameraLength, cameraDistance, cameraStop, cameraBlur, cameraFov};
 
-// ---- images: the scene uses none --------------------------------------------------------------------------------
+// ---- images: the scene uses none
+// --------------------------------------------------------------------------------
 
-HxImageID firstImage() { return nullptr; }
-HxImageID nextImage(HxImageID) { return nullptr; }
-const char* imageText(HxImageID) { return nullptr; }
+HxImageID firstImage() {
+    return nullptr;
+}
+HxImageID nextImage(HxImageID) {
+    return nullptr;
+}
+const char* imageText(HxImageID) {
+    return nullptr;
+}
 ImageList imageService{firstImage, nextImage, imageText, imageText};
 
-// ---- lookup ------------------------------------------------------------------------------------------------------
+// ---- lookup
+// ------------------------------------------------------------------------------------------------------
 
-/// The system-information word is 0 (the animation program), which as a pointer is null; so it has no row. Panels are
-/// not offered: scripts that want them are told so and keep running.
+/// The system-information word is 0 (the animation program), which as a pointer is null; so it has no row.
+/// Panels are not offered: scripts that want them are told so and keep running.
 void* service(const char* name, std::int32_t) {
     if (current == nullptr || name == nullptr) return nullptr;
     const std::array<std::pair<std::string_view, void*>, 10> services{{
@@ -223,10 +282,10 @@ std::int32_t illuminateThunk(HostItemID light, const double point[3], double vec
 double rayTraceThunk(const double point[3], const double direction[3], double color[3]) {
     Vec3 seen;
     ShadingOperations* operations = current == nullptr ? nullptr : current->operations();
-    const double distance =
-        operations == nullptr ? -1.0
-                              : operations->traceRay(toVec(std::span<const double, 3>(point, 3)),
-                                                     toVec(std::span<const double, 3>(direction, 3)), seen);
+    const double distance = operations == nullptr
+                                ? -1.0
+                                : operations->traceRay(toVec(std::span<const double, 3>(point, 3)),
+                                                       toVec(std::span<const double, 3>(direction, 3)), seen);
     store(seen, std::span<double, 3>(color, 3));
     return distance;
 }
@@ -243,7 +302,7 @@ HostServices::HostServices(const Scene& scene, FileRequester& requester, HostMes
         sceneInfo_.numPoints += mesh.pointCount();
         sceneInfo_.numPolygons += mesh.polygonCount();
     }
-    sceneInfo_.renderType = 2;  // a full picture
+    sceneInfo_.renderType = 2;     // a full picture
     sceneInfo_.renderOptions = 7;  // traced shadows, reflections and refraction
     sceneInfo_.frameStart = sceneInfo_.frameEnd = 0;
     sceneInfo_.frameStep = 1;
@@ -253,11 +312,19 @@ HostServices::HostServices(const Scene& scene, FileRequester& requester, HostMes
     sceneInfo_.minSamplesPerPixel = sceneInfo_.maxSamplesPerPixel = 16;
 }
 
-HostServices::~HostServices() { current = nullptr; }
+HostServices::~HostServices() {
+    current = nullptr;
+}
 
-HostGlobal HostServices::global() const noexcept { return service; }
-IlluminateOperation HostServices::illuminateOperation() noexcept { return illuminateThunk; }
-RayTraceOperation HostServices::rayTraceOperation() noexcept { return rayTraceThunk; }
+HostGlobal HostServices::global() const noexcept {
+    return service;
+}
+IlluminateOperation HostServices::illuminateOperation() noexcept {
+    return illuminateThunk;
+}
+RayTraceOperation HostServices::rayTraceOperation() noexcept {
+    return rayTraceThunk;
+}
 
 void HostServices::message(HostMessageKind kind, const char* line1, const char* line2) const {
     if (messages_) messages_(kind, line1 == nullptr ? "" : line1, line2);

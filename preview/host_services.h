@@ -28,8 +28,9 @@ public:
     virtual double traceRay(const Vec3& point, const Vec3& direction, Vec3& color) = 0;
 };
 
-/// One set of services. The module asks for them through a plain function and calls them without any handle of ours,
-/// so the set that answers must be known process-wide: one exists at a time, and it must outlive the module's use.
+/// One set of services. The module asks for them through a plain function and calls them without any handle
+/// of ours, so the set that answers must be known process-wide: one exists at a time, and it must outlive the
+/// module's use.
 class HostServices {
 public:
     /// All references outlive the services.
@@ -54,8 +55,8 @@ public:
     [[nodiscard]] FileRequester& requester() noexcept { return requester_; }
     [[nodiscard]] ShadingOperations* operations() const noexcept { return operations_; }
     void message(HostMessageKind kind, const char* line1, const char* line2) const;
-    /// The directory of that kind in the system's form: the temporary directory for "Temp", the current directory for
-    /// the other kinds of the host; null for an unknown kind.
+    /// The directory of that kind in the system's form: the temporary directory for "Temp", the current
+    /// directory for the other kinds of the host; null for an unknown kind.
     [[nodiscard]] const char* directory(const std::string& kind);
 
 private:

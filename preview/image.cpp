@@ -13,11 +13,14 @@ void appendBytes(png_structp png, png_bytep data, png_size_t size) {
     bytes.append(reinterpret_cast<const char*>(data), size);
 }
 
-[[noreturn]] void throwPngError(png_structp, png_const_charp text) { throw std::runtime_error(text); }
+[[noreturn]] void throwPngError(png_structp, png_const_charp text) {
+    throw std::runtime_error(text);
+}
 void ignorePngWarning(png_structp, png_const_charp) {}
 
 struct PngWriter {
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, throwPngError, ignorePngWarning);
+    png_structp png =
+        png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, throwPngError, ignorePngWarning);
     png_infop info = png_create_info_struct(png);
     PngWriter() = default;
     PngWriter(const PngWriter&) = delete;
@@ -28,7 +31,9 @@ struct PngWriter {
 }  // namespace
 
 Image::Image(std::int32_t width, std::int32_t height)
-    : width_(width), height_(height), pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+    : width_(width),
+      height_(height),
+      pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
 
 std::uint8_t toSrgb(double linear) {
     if (!(linear > 0.0)) return 0;

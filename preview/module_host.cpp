@@ -10,8 +10,8 @@ namespace kestrel::preview {
 
 namespace {
 
-/// Our own module has more behind its descriptor. Other modules' memory must not be read past the descriptor, so the
-/// extension is looked for only in a module that says our server's name.
+/// Our own module has more behind its descriptor. Other modules' memory must not be read past the descriptor,
+/// so the extension is looked for only in a module that says our server's name.
 const KestrelModule* findExtension(const ModuleDescriptor& descriptor) {
     const ServerRecord& first = descriptor.servers[0];
     if (first.serverName == nullptr || std::string_view(first.serverName) != "Kestrel/PT") return nullptr;
@@ -21,9 +21,12 @@ const KestrelModule* findExtension(const ModuleDescriptor& descriptor) {
 
 std::string activationProblem(std::int32_t result) {
     switch (result) {
-        case HXM_BAD_VERSION: return "it wants another version of the host interface";
-        case HXM_MISSING_SERVICE: return "it misses a service of the host";
-        default: return "its activation returned " + std::to_string(result);
+        case HXM_BAD_VERSION:
+            return "it wants another version of the host interface";
+        case HXM_MISSING_SERVICE:
+            return "it misses a service of the host";
+        default:
+            return "its activation returned " + std::to_string(result);
     }
 }
 
@@ -40,7 +43,8 @@ std::unique_ptr<ModuleHost> ModuleHost::open(const std::string& modulePath, cons
     std::string problem;
     host->global_ = services.global();
     host->library_ = platform::DynamicLibrary::open(modulePath, problem);
-    if (host->library_ != nullptr && host->checkAndStart(problem) && host->activateShader(problem)) return host;
+    if (host->library_ != nullptr && host->checkAndStart(problem) && host->activateShader(problem))
+        return host;
     error = "cannot use the module " + modulePath + ": " + problem;
     return nullptr;
 }
@@ -55,7 +59,8 @@ bool ModuleHost::checkAndStart(std::string& error) {
         error = "it is not a plug-in module";
     } else if (descriptor_->version != HXM_MODULE_VERSION || descriptor_->machine != HXM_MACHINE_TYPE) {
         error = "it was made for another version of the host or another machine";
-    } else if (descriptor_->startup == nullptr || descriptor_->shutdown == nullptr || descriptor_->servers == nullptr) {
+    } else if (descriptor_->startup == nullptr || descriptor_->shutdown == nullptr ||
+               descriptor_->servers == nullptr) {
         error = "its descriptor is incomplete";
     } else if (descriptor_->startup() != HXM_STARTUP_OK) {
         error = "it did not start";
@@ -90,7 +95,9 @@ std::int32_t ModuleHost::editOptions(HxInstance instance) const {
                                 : interface->activate(HXM_INTERFACE_VERSION, global_, instance, nullptr);
 }
 
-KestrelRunWatch* ModuleHost::watch() const noexcept { return extension_ == nullptr ? nullptr : extension_->watch; }
+KestrelRunWatch* ModuleHost::watch() const noexcept {
+    return extension_ == nullptr ? nullptr : extension_->watch;
+}
 
 bool ModuleHost::aborted(HxInstance instance) const {
     return extension_ != nullptr && extension_->aborted != nullptr && extension_->aborted(instance) != 0;

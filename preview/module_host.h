@@ -33,7 +33,8 @@ public:
 
     /// The means to end a running script; null when the module is not ours.
     [[nodiscard]] KestrelRunWatch* watch() const noexcept;
-    /// True when the last run of script code in the instance ended with a fatal error. False when that cannot be told.
+    /// True when the last run of script code in the instance ended with a fatal error. False when that cannot
+    /// be told.
     [[nodiscard]] bool aborted(HxInstance instance) const;
 
 private:
@@ -50,7 +51,8 @@ private:
     ShaderHandlerRecord shader_{};
 };
 
-/// The module to load: what the environment variable KESTREL_MODULE names, else kestrel-pt.so beside the running program.
+/// The module to load: what the environment variable KESTREL_MODULE names, else kestrel-pt.so beside the
+/// running program.
 [[nodiscard]] std::string defaultModulePath();
 
 }  // namespace kestrel::preview

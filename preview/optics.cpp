@@ -24,7 +24,9 @@ double fresnel(double cosine, double ratio) {
     return 0.5 * (parallel * parallel + across * across);
 }
 
-double highlightExponent(double roughness) { return std::exp2(9.0 - 7.0 * std::clamp(roughness, 0.0, 1.0)); }
+double highlightExponent(double roughness) {
+    return std::exp2(9.0 - 7.0 * std::clamp(roughness, 0.0, 1.0));
+}
 
 Vec3 spread(const Vec3& direction, double roughness, double u, double v) {
     if (roughness <= 0.0) return direction;

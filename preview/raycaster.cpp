@@ -20,12 +20,14 @@ struct SceneCloser {
 using DeviceHandle = std::unique_ptr<RTCDeviceTy, DeviceCloser>;
 using SceneHandle = std::unique_ptr<RTCSceneTy, SceneCloser>;
 
-float narrow(double value) { return static_cast<float>(value); }
+float narrow(double value) {
+    return static_cast<float>(value);
+}
 
 RTCGeometry makeSphere(RTCDevice device, const MeshItem& mesh) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_SPHERE_POINT);
-    auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT4,
-                                                          4 * sizeof(float), 1));
+    auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0,
+                                                          RTC_FORMAT_FLOAT4, 4 * sizeof(float), 1));
     const Vec3& c = mesh.item.position;
     v[0] = narrow(c.x);
     v[1] = narrow(c.y);
@@ -36,8 +38,8 @@ RTCGeometry makeSphere(RTCDevice device, const MeshItem& mesh) {
 
 RTCGeometry makeGround(RTCDevice device, const MeshItem& mesh) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_QUAD);
-    auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3,
-                                                          3 * sizeof(float), 4));
+    auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0,
+                                                          RTC_FORMAT_FLOAT3, 3 * sizeof(float), 4));
     auto* index = static_cast<unsigned*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0,
                                                                  RTC_FORMAT_UINT4, 4 * sizeof(unsigned), 1));
     constexpr double kCorners[4][2] = {{-1, -1}, {-1, 1}, {1, 1}, {1, -1}};

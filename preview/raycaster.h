@@ -10,24 +10,25 @@ namespace kestrel::preview {
 
 struct Ray {
     Vec3 origin;
-    Vec3 direction;               ///< unit vector
-    double from = 1e-4;           ///< nearer hits do not count: keeps a surface from shading itself
+    Vec3 direction;      ///< unit vector
+    double from = 1e-4;  ///< nearer hits do not count: keeps a surface from shading itself
     double to = std::numeric_limits<double>::infinity();
 };
 
 struct Hit {
     const MeshItem* mesh = nullptr;
     double distance = 0.0;
-    Vec3 point;                   ///< world space, exactly on the surface
-    Vec3 objectPoint;             ///< object space, exactly on the surface
-    Vec3 normal;                  ///< outward unit normal, world space
-    bool inside = false;          ///< the ray came from inside the mesh
+    Vec3 point;           ///< world space, exactly on the surface
+    Vec3 objectPoint;     ///< object space, exactly on the surface
+    Vec3 normal;          ///< outward unit normal, world space
+    bool inside = false;  ///< the ray came from inside the mesh
     std::int32_t polygon = 0;
 };
 
 /// Rays against the meshes of one scene, which must outlive it.
 ///
-/// The floating-point control state of the calling thread is left alone: scripts must not lose their denormals to it.
+/// The floating-point control state of the calling thread is left alone: scripts must not lose their
+/// denormals to it.
 class RayCaster {
 public:
     explicit RayCaster(const Scene& scene);

@@ -45,9 +45,12 @@ auto onField(const SampleMember& member, Sample& sample, int index, const Action
     auto* at = reinterpret_cast<Byte*>(&sample) + member.offset;
     const auto i = static_cast<std::size_t>(index);
     switch (member.form) {
-        case Form::Integer: return action(at, i, std::int32_t{});
-        case Form::Item: return action(at, i, HostItemID{});
-        case Form::Real: break;
+        case Form::Integer:
+            return action(at, i, std::int32_t{});
+        case Form::Item:
+            return action(at, i, HostItemID{});
+        case Form::Real:
+            break;
     }
     return action(at, i, double{});
 }
@@ -56,7 +59,8 @@ bool fits(const SampleMember& member, double value) {
     if (member.form == Form::Real) return true;
     const bool item = member.form == Form::Item;
     const double low = item ? 0.0 : std::numeric_limits<std::int32_t>::min();
-    const double high = item ? std::numeric_limits<std::uint32_t>::max() : std::numeric_limits<std::int32_t>::max();
+    const double high =
+        item ? std::numeric_limits<std::uint32_t>::max() : std::numeric_limits<std::int32_t>::max();
     return value >= low && value <= high && value == std::floor(value);
 }
 
@@ -101,7 +105,9 @@ void SampleMember::set(ShadingSample& sample, int index, double value) const {
     });
 }
 
-std::span<const SampleMember> sampleMembers() { return kMembers; }
+std::span<const SampleMember> sampleMembers() {
+    return kMembers;
+}
 
 bool setSampleMember(ShadingSample& sample, std::string_view assignment, std::string& error) {
     const std::size_t equals = assignment.find('=');

@@ -13,9 +13,13 @@ double reversedBits(std::uint32_t v) {
 }
 
 /// Evenly spread 0..1 to a tent over -1..1.
-double tent(double u) { return u < 0.5 ? std::sqrt(2.0 * u) - 1.0 : 1.0 - std::sqrt(2.0 - 2.0 * u); }
+double tent(double u) {
+    return u < 0.5 ? std::sqrt(2.0 * u) - 1.0 : 1.0 - std::sqrt(2.0 - 2.0 * u);
+}
 
-double wrap(double u) { return u - std::floor(u); }
+double wrap(double u) {
+    return u - std::floor(u);
+}
 
 }  // namespace
 

@@ -35,9 +35,10 @@ struct PixelOffset {
     double y;
 };
 
-/// Where sample `index` of `count` lies. Along x the samples fall into `count` strata, along y they follow the bits of
-/// the index in reverse; each pixel shifts the pattern by its own amount. A tent as wide as two pixels weights them: the
-/// offsets are bent so that a plain average of the samples is the filtered value. One sample alone is at the centre.
+/// Where sample `index` of `count` lies. Along x the samples fall into `count` strata, along y they follow
+/// the bits of the index in reverse; each pixel shifts the pattern by its own amount. A tent as wide as two
+/// pixels weights them: the offsets are bent so that a plain average of the samples is the filtered value.
+/// One sample alone is at the centre.
 [[nodiscard]] PixelOffset pixelOffset(std::int32_t x, std::int32_t y, std::int32_t index, std::int32_t count);
 
 }  // namespace kestrel::preview

@@ -10,12 +10,14 @@ constexpr HostItemID kKeyLightId = 0x201;
 constexpr HostItemID kRimLightId = 0x202;
 constexpr HostItemID kCameraId = 0x301;
 
-/// How much of its brightness the sky gives off as light: less than all, so that the key light models the shapes.
+/// How much of its brightness the sky gives off as light: less than all, so that the key light models the
+/// shapes.
 constexpr double kSkyLight = 0.75;
 
 MeshItem makeSphere() {
     MeshItem sphere;
-    sphere.item = {.id = kSphereId, .type = HX_MESH, .name = "Sphere", .position = {0.0, 1.0, 0.0}, .axes = {}};
+    sphere.item = {
+        .id = kSphereId, .type = HX_MESH, .name = "Sphere", .position = {0.0, 1.0, 0.0}, .axes = {}};
     sphere.shape = MeshItem::Shape::Sphere;
     sphere.size = 1.0;
     sphere.scripted = true;

@@ -16,18 +16,18 @@ struct SceneItem {
     std::string name;
     Vec3 position;
     Axes axes;
-    HostItemID target = 0;        ///< the item it looks at, 0 = none
+    HostItemID target = 0;  ///< the item it looks at, 0 = none
 };
 
 struct MeshItem {
     enum class Shape { Sphere, Ground };
     SceneItem item;
     Shape shape = Shape::Sphere;
-    double size = 1.0;            ///< the sphere's radius; half the side of the ground
-    bool scripted = false;        ///< its surface is the script's
+    double size = 1.0;      ///< the sphere's radius; half the side of the ground
+    bool scripted = false;  ///< its surface is the script's
     std::string filename;
-    std::int32_t rings = 1;       ///< the grid in which polygons are counted: from pole to pole,
-    std::int32_t segments = 1;    ///< and around
+    std::int32_t rings = 1;     ///< the grid in which polygons are counted: from pole to pole,
+    std::int32_t segments = 1;  ///< and around
 
     [[nodiscard]] std::int32_t polygonCount() const { return rings * segments; }
     [[nodiscard]] std::int32_t pointCount() const;
@@ -36,15 +36,15 @@ struct MeshItem {
 /// A point light with a soft edge; its intensity does not fall off with distance.
 struct LightItem {
     SceneItem item;
-    Vec3 color;                   ///< linear RGB intensity
-    double radius = 0.0;          ///< of the disc that casts soft shadows
+    Vec3 color;           ///< linear RGB intensity
+    double radius = 0.0;  ///< of the disc that casts soft shadows
 };
 
 struct CameraItem {
     SceneItem item;
-    double verticalFov = 0.5;     ///< radians
+    double verticalFov = 0.5;  ///< radians
     double focalDistance = 5.0;
-    double focalLength = 50.0;    ///< millimetres
+    double focalLength = 50.0;  ///< millimetres
     double fStop = 8.0;
 };
 
@@ -52,9 +52,9 @@ struct CameraItem {
 struct Sky {
     Vec3 horizon;
     Vec3 zenith;
-    Vec3 bounce;                  ///< light that comes up from the ground
+    Vec3 bounce;  ///< light that comes up from the ground
     Vec3 glow;
-    Vec3 glowDirection;           ///< unit vector towards it
+    Vec3 glowDirection;  ///< unit vector towards it
 
     /// @param direction  unit vector
     [[nodiscard]] Vec3 color(const Vec3& direction) const;
@@ -69,7 +69,7 @@ struct Scene {
     std::vector<LightItem> lights;
     CameraItem camera;
     Sky sky;
-    Vec3 ambient;                 ///< the even part of the sky's light, as the light service tells it
+    Vec3 ambient;  ///< the even part of the sky's light, as the light service tells it
 
     [[nodiscard]] const SceneItem* item(HostItemID id) const;
     [[nodiscard]] const MeshItem* mesh(HostItemID id) const;
@@ -78,7 +78,8 @@ struct Scene {
     [[nodiscard]] const SceneItem* itemAt(std::int32_t type, std::size_t index) const;
 };
 
-/// The built-in scene: a unit sphere, which the script shades, on a ground under a warm key light and a cool rim light.
+/// The built-in scene: a unit sphere, which the script shades, on a ground under a warm key light and a cool
+/// rim light.
 [[nodiscard]] Scene makeSphereScene();
 
 }  // namespace kestrel::preview

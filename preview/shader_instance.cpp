@@ -25,7 +25,9 @@ std::int32_t readOneLine(void* handle, char* buffer, std::int32_t size) {
     return static_cast<std::int32_t>(text.size());
 }
 
-void noteWrite(void* handle, const char*, std::int32_t) { *static_cast<bool*>(handle) = true; }
+void noteWrite(void* handle, const char*, std::int32_t) {
+    *static_cast<bool*>(handle) = true;
+}
 
 }  // namespace
 
@@ -39,7 +41,9 @@ std::unique_ptr<ShaderInstance> ShaderInstance::create(const ModuleHost& host) {
 ShaderInstance::ShaderInstance(const ModuleHost& host, HxInstance instance)
     : host_(host), instance_(instance), evaluate_(host.shader().evaluate) {}
 
-ShaderInstance::~ShaderInstance() { host_.shader().destroy(instance_); }
+ShaderInstance::~ShaderInstance() {
+    host_.shader().destroy(instance_);
+}
 
 bool ShaderInstance::loadScript(const std::string& nativePath) {
     const std::string line = "Script " + platform::systemPath(nativePath);
@@ -54,8 +58,9 @@ std::string ShaderInstance::describe() const {
     return text == nullptr ? std::string() : std::string(text);
 }
 
-/// The load callback never tells whether it succeeded. The description does: without a script it is the bare server
-/// name. A script may give itself that very description; then saving decides, since it writes only with a script.
+/// The load callback never tells whether it succeeded. The description does: without a script it is the bare
+/// server name. A script may give itself that very description; then saving decides, since it writes only
+/// with a script.
 bool ShaderInstance::hasScript() const {
     if (describe() != "Kestrel/PT") return true;
     bool written = false;

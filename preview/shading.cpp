@@ -11,11 +11,11 @@ namespace {
 constexpr int kDeepest = 8;                 // rays that follow from one camera ray
 constexpr double kLeastWeight = 1.0 / 256;  // what cannot change a pixel by one step is not followed
 constexpr double kShadowOffset = 1e-3;
-constexpr int kShadowGrid = 2;              // squared: shadow rays per light where the camera looks
+constexpr int kShadowGrid = 2;  // squared: shadow rays per light where the camera looks
 
 constexpr Vec3 kGroundColor{0.46, 0.45, 0.44};
 constexpr double kTile = 1.0;
-constexpr double kFadeFrom = 3.0;           // where the ground begins to melt into the horizon
+constexpr double kFadeFrom = 3.0;  // where the ground begins to melt into the horizon
 constexpr double kFadeTo = 26.0;
 
 /// A faint checker that disappears where tiles become smaller than pixels.
@@ -25,9 +25,8 @@ Vec3 groundColor(const Vec3& point, double footprint) {
     return kGroundColor * (tile % 2 == 0 ? 1.0 + contrast : 1.0 - contrast);
 }
 
-/// A bent normal may still face a light that the surface turns away from. Without this fade the light would end in a
-/// hard line there; an unbent normal gets 1.
-/// Source: the shadow terminator of Chiang, Li and Burley
+/// A bent normal may still face a light that the surface turns away from. Without this fade the light would
+/// end in a hard line there; an unbent normal gets 1. Source: the shadow terminator of Chiang, Li and Burley
 double bentNormalFade(double facing, double trueFacing, double bend) {
     if (bend <= 0.0) return 0.0;
     const double g = std::min(1.0, trueFacing / (facing * bend));
@@ -58,7 +57,9 @@ void Shading::setPixel(std::int32_t x, std::int32_t y, double angle) noexcept {
     pixelAngle_ = angle;
 }
 
-Vec3 Shading::color(const Ray& ray, SampleStream& stream) { return radiance(ray, {}, stream); }
+Vec3 Shading::color(const Ray& ray, SampleStream& stream) {
+    return radiance(ray, {}, stream);
+}
 
 Vec3 Shading::radiance(const Ray& ray, const Path& path, SampleStream& stream, double* distance) {
     const Hit hit = caster_.intersect(ray);
@@ -68,7 +69,8 @@ Vec3 Shading::radiance(const Ray& ray, const Path& path, SampleStream& stream, d
                                                       : shadeMesh(ray, hit, path, stream);
 }
 
-// ---- surfaces --------------------------------------------------------------------------------------------------
+// ---- surfaces
+// --------------------------------------------------------------------------------------------------
 
 Vec3 Shading::shadeGround(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream) {
     const double away = std::hypot(hit.point.x, hit.point.z);
@@ -107,7 +109,8 @@ Vec3 Shading::shadeMesh(const Ray& ray, const Hit& hit, const Path& path, Sample
     return seen + lit.highlight * surface.specular;
 }
 
-/// The surface at a hit, as the script leaves it. The normals of a hit from inside point inwards, to the viewer.
+/// The surface at a hit, as the script leaves it. The normals of a hit from inside point inwards, to the
+/// viewer.
 Surface Shading::surfaceAt(const Ray& ray, const Hit& hit, const Path& path) {
     Surface surface;
     surface.normal = hit.inside ? -hit.normal : hit.normal;
@@ -141,7 +144,8 @@ void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const
     storeSurface(surface, sample_);
 }
 
-// ---- light -------------------------------------------------------------------------------------------------------
+// ---- light
+// -------------------------------------------------------------------------------------------------------
 
 Vec3 Shading::ambientLight(const Vec3& point, const Vec3& normal) const {
     const MeshItem& sphere = scene_.meshes.front();
@@ -184,7 +188,8 @@ Vec3 Shading::lightShare(const LightItem& light, const Vec3& point, const Path& 
     Vec3 glass{};
     bool glassKnown = false;
     for (int i = 0; i < grid * grid; ++i) {
-        const DiscPoint spot = concentricDisc((i % grid + stream.next()) / grid, (i / grid + stream.next()) / grid);
+        const DiscPoint spot =
+            concentricDisc((i % grid + stream.next()) / grid, (i / grid + stream.next()) / grid);
         const Vec3 source =
             light.item.position + axes.right * (light.radius * spot.x) + axes.up * (light.radius * spot.y);
         const double distance = length(source - point);
@@ -210,7 +215,8 @@ Vec3 Shading::passing(const Ray& ray, const Path& path) {
     for (int i = 0; i < kDeepest; ++i) {
         const Hit hit = caster_.intersect(rest);
         if (hit.mesh == nullptr) return share;
-        const bool askScript = hit.mesh->scripted && shader_ != nullptr && !scriptRuns_ && mayBeTransparent(mask_);
+        const bool askScript =
+            hit.mesh->scripted && shader_ != nullptr && !scriptRuns_ && mayBeTransparent(mask_);
         if (!askScript) break;
         const Surface surface = surfaceAt(rest, hit, path);
         if (surface.transparency <= 0.0) break;
@@ -223,7 +229,8 @@ Vec3 Shading::passing(const Ray& ray, const Path& path) {
 Vec3 Shading::mirrored(const Ray& ray, const Vec3& point, const Vec3& geometric, const Surface& surface,
                        const Path& path, double share, SampleStream& stream) {
     const Path next{path.depth + 1, path.weight * share, path.travelled + length(point - ray.origin)};
-    Vec3 direction = spread(reflect(ray.direction, surface.normal), surface.roughness, stream.next(), stream.next());
+    Vec3 direction =
+        spread(reflect(ray.direction, surface.normal), surface.roughness, stream.next(), stream.next());
     // A bent normal or a rough surface may send the ray below the surface: it bounces off again.
     const double below = dot(direction, geometric);
     if (below < 0.0) direction = normalize(direction - geometric * (2.0 * below));
@@ -242,7 +249,8 @@ Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric
     const double reflected = !bent ? 1.0 : (ratio == 1.0 ? 0.0 : fresnel(cosine, ratio));
     Vec3 seen;
     if (reflected * path.weight >= kLeastWeight) {
-        seen = mirrored(ray, hit.point, geometric, surface, path, reflected * surface.transparency, stream) * reflected;
+        seen = mirrored(ray, hit.point, geometric, surface, path, reflected * surface.transparency, stream) *
+               reflected;
     }
     if (!bent) return seen;
     const Path next{path.depth + 1, path.weight * (1.0 - reflected) * surface.transparency,
@@ -254,7 +262,8 @@ Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric
     return seen + tint * behind * (1.0 - reflected);
 }
 
-// ---- what scripts ask ----------------------------------------------------------------------------------------------
+// ---- what scripts ask
+// ----------------------------------------------------------------------------------------------
 
 void Shading::illuminate(HostItemID light, const Vec3& point, Vec3& vector, Vec3& color) {
     color = {};

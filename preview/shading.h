@@ -25,8 +25,8 @@ public:
 
     /// The light as it arrives at the point; its colour is 0 in shadow, and for an item that is no light.
     void illuminate(HostItemID light, const Vec3& point, Vec3& vector, Vec3& color) override;
-    /// What a script sees along a ray. The module takes no second sample while a script runs, so the scripted mesh shows
-    /// its plain surface here.
+    /// What a script sees along a ray. The module takes no second sample while a script runs, so the scripted
+    /// mesh shows its plain surface here.
     double traceRay(const Vec3& point, const Vec3& direction, Vec3& color) override;
 
 private:
@@ -41,7 +41,8 @@ private:
         Vec3 highlight;
     };
 
-    [[nodiscard]] Vec3 radiance(const Ray& ray, const Path& path, SampleStream& stream, double* distance = nullptr);
+    [[nodiscard]] Vec3 radiance(const Ray& ray, const Path& path, SampleStream& stream,
+                                double* distance = nullptr);
     [[nodiscard]] Vec3 shadeMesh(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream);
     [[nodiscard]] Vec3 shadeGround(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream);
     [[nodiscard]] Surface surfaceAt(const Ray& ray, const Hit& hit, const Path& path);
@@ -49,13 +50,14 @@ private:
 
     [[nodiscard]] Lit directLight(const Vec3& point, const Vec3& geometric, const Surface& surface,
                                   const Vec3& towardsEye, const Path& path, SampleStream& stream);
-    [[nodiscard]] Vec3 lightShare(const LightItem& light, const Vec3& point, const Path& path, SampleStream& stream);
+    [[nodiscard]] Vec3 lightShare(const LightItem& light, const Vec3& point, const Path& path,
+                                  SampleStream& stream);
     [[nodiscard]] Vec3 passing(const Ray& ray, const Path& path);
     [[nodiscard]] Vec3 ambientLight(const Vec3& point, const Vec3& normal) const;
-    [[nodiscard]] Vec3 mirrored(const Ray& ray, const Vec3& point, const Vec3& geometric, const Surface& surface,
-                                const Path& path, double share, SampleStream& stream);
-    [[nodiscard]] Vec3 throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric, const Surface& surface,
-                                    const Path& path, SampleStream& stream);
+    [[nodiscard]] Vec3 mirrored(const Ray& ray, const Vec3& point, const Vec3& geometric,
+                                const Surface& surface, const Path& path, double share, SampleStream& stream);
+    [[nodiscard]] Vec3 throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric,
+                                    const Surface& surface, const Path& path, SampleStream& stream);
 
     const Scene& scene_;
     const RayCaster& caster_;

@@ -4,8 +4,12 @@ namespace kestrel::preview {
 
 namespace {
 
-double positive(double value) { return std::isfinite(value) ? std::max(0.0, value) : 0.0; }
-double share(double value) { return std::min(1.0, positive(value)); }
+double positive(double value) {
+    return std::isfinite(value) ? std::max(0.0, value) : 0.0;
+}
+double share(double value) {
+    return std::min(1.0, positive(value));
+}
 
 }  // namespace
 

@@ -1,0 +1,149 @@
+// kestrel shade FILE: one sample, or a grid of them, through the module.
+
+#include "cli/commands.h"
+#include "cli/module_session.h"
+#include "cli/output_file.h"
+#include "cli/sample_grid.h"
+#include "preview/image.h"
+#include "preview/sample_members.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace kestrel::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct ShadeCommand {
+    ModuleOptions module;
+    std::vector<std::string> presets;
+    GridSize grid;
+    std::string output;
+};
+
+Json memberJson(const preview::SampleMember& member, const ShadingSample& sample, int index) {
+    const double value = member.get(sample, index);
+    if (member.form == preview::SampleMember::Form::Real) return value;
+    return static_cast<std::int64_t>(value);
+}
+
+Json sampleJson(const ShadingSample& sample) {
+    Json object = Json::object();
+    for (const preview::SampleMember& member : preview::sampleMembers()) {
+        Json& entry = object[std::string(member.name)];
+        if (member.count == 1) {
+            entry = memberJson(member, sample, 0);
+            continue;
+        }
+        for (int i = 0; i < member.count; ++i) entry.push_back(memberJson(member, sample, i));
+    }
+    return object;
+}
+
+/// @return the sample before any evaluation
+std::optional<ShadingSample> presetSample(const ShadeCommand& options, ModuleSession& session) {
+    ShadingSample sample{};
+    std::string problem;
+    for (const std::string& assignment : options.presets) {
+        if (preview::setSampleMember(sample, assignment, problem)) continue;
+        session.complain("--set " + problem, kExitUnusable);
+        return std::nullopt;
+    }
+    sample.illuminate = preview::HostServices::illuminateOperation();
+    sample.rayTrace = preview::HostServices::rayTraceOperation();
+    return sample;
+}
+
+/// Evaluates the grid, each sample from the preset one; `sample` is the last one afterwards.
+/// @param image  receives the colours; may be null
+void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& sample, preview::Image* image) {
+    const ShadingSample preset = sample;
+    for (std::int32_t y = 0; y < grid.height; ++y) {
+        for (std::int32_t x = 0; x < grid.width; ++x) {
+            sample = preset;
+            placeInGrid(sample, grid, x, y);
+            session.shader().evaluate(sample);
+            if (image != nullptr) image->at(x, y) = preview::toVec(sample.color);
+        }
+        if (session.failed()) return;
+    }
+}
+
+void shadeScript(const ShadeCommand& options, Invocation& invocation) {
+    ModuleSession session(options.module, invocation);
+    const bool toOutput = options.output == "-";
+    if (toOutput && invocation.json) {
+        session.complain("a picture and JSON messages cannot both go to standard output", kExitUnusable);
+        return;
+    }
+    if (toOutput) session.keepOutputClean();
+    std::optional<ShadingSample> sample = presetSample(options, session);
+    if (!sample || !session.open() || !session.load() || !session.begin()) return;
+
+    std::optional<preview::Image> image;
+    if (!options.output.empty()) image.emplace(options.grid.width, options.grid.height);
+    if (options.grid.width > 0) {
+        shadeGrid(options.grid, session, *sample, image ? &*image : nullptr);
+    } else {
+        session.shader().evaluate(*sample);
+    }
+    const bool ended = !session.running();
+    Json line;
+    line["sample"] = sampleJson(*sample);
+    line["flags"] = session.mask();
+    line["describe"] = session.shader().describe();
+    const bool fine = session.end();
+    if (ended || !session.running()) return;
+    if (fine && image && !writeOutput(options.output, preview::encodePng(*image))) {
+        invocation.exitCode = kExitUnusable;
+    }
+    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::fprintf(toOutput ? stderr : stdout, "%s\n", text.c_str());
+}
+
+}  // namespace
+
+void addShadeCommand(CLI::App& app, Invocation& invocation) {
+    CLI::App* command = app.add_subcommand(
+        "shade", "Evaluates one sample, or a grid, through the module; the values as JSON");
+    const auto options = std::make_shared<ShadeCommand>();
+    addModuleOptions(*command, options->module, invocation);
+    command
+        ->add_option(
+            "--set", options->presets,
+            "Presets a member of the sample before the script runs, e.g. color=0.8,0.2,0.1 (others are 0)")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("MEMBER=V[,V...] ...");
+    addFrameOptions(*command, options->module);
+    CLI::Option* grid =
+        addSizeOption(*command, "--grid", options->grid,
+                      "Evaluates a grid: u, v in 0..1 at pixel centres in oPos and wPos (z 0), the "
+                      "pixel in sx, sy");
+    command
+        ->add_option(
+            "-o,--output", options->output,
+            "With --grid: the color member as a PNG file (linear values shown in sRGB); - is standard "
+            "output, and what else goes there goes to standard error then")
+        ->needs(grid)
+        ->type_name("PICTURE.png");
+    command->footer(
+        "The script loads as with a scene; then init, newtime, flags, process, cleanup and destroy run. The "
+        "last line\n"
+        "is {\"sample\":{...},\"flags\":N,\"describe\":\"...\"} with every member of the (last) sample; a "
+        "number that\n"
+        "is not finite is null. After a failed load there is no such line and the status is 1; it is 1 too "
+        "when a run\n"
+        "of script code was aborted.\n"
+        "illuminate() and raytrace() are answered by the scene of `kestrel render`, in which the sphere "
+        "keeps its\n"
+        "plain surface: a unit sphere around (0, 1, 0) with item 257, a ground at y = 0 with item 258, and "
+        "the lights\n"
+        "513 (key, at (-4.8, 6, -4.2)) and 514 (rim, at (5.2, 3, 2.6)).");
+    command->callback([options, &invocation] { shadeScript(*options, invocation); });
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,176 @@
+#include "cli/module_session.h"
+
+#include "platform/environment.h"
+#include "platform/paths.h"
+#include "platform/terminal.h"
+
+#include <CLI/CLI.hpp>
+#include <limits>
+
+namespace kestrel::cli {
+
+namespace {
+
+bool personIsThere() {
+    return platform::isTerminal(platform::Stream::Input) && platform::isTerminal(platform::Stream::Output);
+}
+
+ShownMessage::Kind shownKind(preview::HostMessageKind kind) {
+    switch (kind) {
+        case preview::HostMessageKind::Info:
+            return ShownMessage::Kind::Info;
+        case preview::HostMessageKind::Warning:
+            return ShownMessage::Kind::Warning;
+        case preview::HostMessageKind::Error:
+            break;
+    }
+    return ShownMessage::Kind::Error;
+}
+
+}  // namespace
+
+void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation) {
+    command.add_option("FILE", options.file, "The script")->required()->type_name("");
+    command
+        .add_option(
+            "--choose", options.choose,
+            "Answers the module's file requests, in order. Without one left it asks on the terminal; when "
+            "there is none, the request counts as cancelled")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("FILE ...");
+    addMessagesOption(command, invocation);
+    addTimeoutOption(command, invocation);
+}
+
+void addFrameOptions(CLI::App& command, ModuleOptions& options) {
+    command.add_option("--frame", options.frame, "Frame number for the script")->capture_default_str();
+    command.add_option("--time", options.time, "Time of the frame in seconds (default: frame / 30)")
+        ->type_name("SECONDS");
+}
+
+ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocation)
+    : options_(options),
+      invocation_(invocation),
+      printer_(invocation.json, options.file),
+      scene_(preview::makeSphereScene()),
+      requester_(options.choose, personIsThere()),
+      services_(scene_, requester_,
+                [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
+                    show(kind, line1, line2);
+                }) {
+    // Built-ins that start other programs ask for the command processor by this name.
+    if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
+}
+
+ModuleSession::~ModuleSession() = default;
+
+void ModuleSession::complain(std::string_view text, ExitCode exitCode) {
+    printer_.plainError(text);
+    invocation_.exitCode = exitCode;
+}
+
+void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const char* line2) {
+    if (beforeMessage_) beforeMessage_();
+    ShownMessage message = check_.withPlace(shownKind(kind), line1, line2);
+    if (outputTaken_ && message.kind == ShownMessage::Kind::Info) {
+        printer_.finish();
+        std::fprintf(stderr, "%s\n", line2 == nullptr ? line1 : line2);
+        return;
+    }
+    printer_.show(std::move(message));
+}
+
+bool ModuleSession::open() {
+    bool usable = requireReadable(options_.file, invocation_);
+    for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
+    if (!usable) return false;
+    if (platform::systemPath(options_.file).size() > preview::ShaderInstance::kLongestPath) {
+        complain("the script's full path is longer than the " +
+                     std::to_string(preview::ShaderInstance::kLongestPath) +
+                     " characters that a scene can hold",
+                 kExitUnusable);
+        return false;
+    }
+    check_ = precheck(options_.file, options_.choose);
+    if (!check_.safe()) {
+        check_.complain(printer_);
+        invocation_.exitCode = kExitScriptFailed;
+        return false;
+    }
+    std::string problem;
+    module_ = preview::ModuleHost::open(preview::defaultModulePath(), services_, problem);
+    if (module_ == nullptr) {
+        complain(problem, kExitUnusable);
+        return false;
+    }
+    KestrelRunWatch* watch = module_->watch();
+    guard_ =
+        std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);
+    caster_ = std::make_unique<preview::RayCaster>(scene_);
+    shader_ = preview::ShaderInstance::create(*module_);
+    if (shader_ == nullptr) {
+        complain("the module makes no shader instance", kExitUnusable);
+        return false;
+    }
+    shading_ = std::make_unique<preview::Shading>(scene_, *caster_, shader_.get());
+    services_.setOperations(shading_.get());
+    return true;
+}
+
+bool ModuleSession::load() {
+    const bool loaded = shader_->loadScript(options_.file);
+    const bool ran = settle();
+    if (!loaded) invocation_.exitCode = kExitScriptFailed;
+    return loaded && ran;
+}
+
+bool ModuleSession::begin() {
+    shader_->init();
+    if (!settle()) return false;
+    shader_->newTime(options_.frame, options_.seconds());
+    if (!settle()) return false;
+    mask_ = shader_->flags();
+    shading_->setMask(mask_);
+    return settle();
+}
+
+bool ModuleSession::end() {
+    bool fine = settle();
+    if (fine) {
+        shader_->cleanup();
+        fine = settle();
+    }
+    services_.setOperations(nullptr);
+    shading_.reset();
+    shader_.reset();  // runs the script's destroy
+    fine = settle() && fine;
+    printer_.finish();
+    return fine && !aborted_;
+}
+
+bool ModuleSession::failed() {
+    (void)settle();
+    return aborted_;
+}
+
+bool ModuleSession::settle() {
+    if (shader_ != nullptr && shader_->aborted()) aborted_ = true;
+    const bool ended = guard_ != nullptr && guard_->triggered();
+    if (ended && !endToldAbout_) {
+        endToldAbout_ = true;
+        if (beforeMessage_) beforeMessage_();
+        const KestrelRunWatch* watch = module_->watch();
+        Place place;
+        place.file = options_.file;
+        place.line = watch != nullptr ? watch->line : 0;
+        const std::string where =
+            place.line > 0 ? "line " + std::to_string(place.line) + ", " : std::string();
+        printer_.plainError(where + guard_->reason() + ", run ended", place);
+    }
+    if (ended) aborted_ = true;
+    if (aborted_) invocation_.exitCode = kExitScriptFailed;
+    return !ended;
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,98 @@
+// The module with one script in it: what shade, render and bench share.
+#pragma once
+
+#include "cli/commands.h"
+#include "cli/message_printer.h"
+#include "cli/run_guard.h"
+#include "cli/script_check.h"
+#include "preview/file_requester.h"
+#include "preview/host_services.h"
+#include "preview/raycaster.h"
+#include "preview/shader_instance.h"
+#include "preview/shading.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kestrel::cli {
+
+/// What the commands ask for alike.
+struct ModuleOptions {
+    std::string file;                 ///< the script
+    std::vector<std::string> choose;  ///< --choose, in order
+    std::int32_t frame = 0;
+    std::optional<double> time;  ///< default: the frame's time at 30 frames per second
+    [[nodiscard]] double seconds() const { return time ? *time : frame / 30.0; }
+};
+
+/// Adds FILE, `--choose`, `--messages` and `--timeout`.
+void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation);
+/// Adds `--frame` and `--time`.
+void addFrameOptions(CLI::App& command, ModuleOptions& options);
+
+/// Loads the module, makes an instance and attaches the script. Each step says what went wrong and leaves the
+/// exit status in the invocation; a step that returns false is the last one to take.
+class ModuleSession {
+public:
+    ModuleSession(const ModuleOptions& options, Invocation& invocation);
+    ~ModuleSession();
+    ModuleSession(const ModuleSession&) = delete;
+    ModuleSession& operator=(const ModuleSession&) = delete;
+
+    /// Checks the files and the script, loads the module and makes the instance.
+    [[nodiscard]] bool open();
+    /// Attaches the script the way the load of a scene does.
+    [[nodiscard]] bool load();
+    /// Calls init and newTime and asks for the flags.
+    [[nodiscard]] bool begin();
+    /// Calls cleanup and destroys the instance. False when the script was ended or aborted at any time.
+    [[nodiscard]] bool end();
+
+    /// True when a run of script code was ended from outside or ended with a fatal error, up to now.
+    [[nodiscard]] bool failed();
+    /// False when the time limit or an interrupt ended the script.
+    [[nodiscard]] bool running() { return settle(); }
+
+    [[nodiscard]] preview::ShaderInstance& shader() { return *shader_; }
+    [[nodiscard]] preview::Shading& shading() { return *shading_; }
+    [[nodiscard]] preview::HostServices& services() { return services_; }
+    [[nodiscard]] const preview::Scene& scene() const { return scene_; }
+    [[nodiscard]] MessagePrinter& printer() { return printer_; }
+    [[nodiscard]] std::uint32_t mask() const { return mask_; }
+
+    /// Called before each message is shown.
+    void setBeforeMessage(std::function<void()> action) { beforeMessage_ = std::move(action); }
+    /// Standard output belongs to a picture: information goes to standard error.
+    void keepOutputClean() { outputTaken_ = true; }
+    /// An error of the command itself.
+    void complain(std::string_view text, ExitCode exitCode);
+
+private:
+    void show(preview::HostMessageKind kind, const char* line1, const char* line2);
+    /// Notes whether the last step failed; tells once when a script was ended from outside.
+    [[nodiscard]] bool settle();
+
+    const ModuleOptions& options_;
+    Invocation& invocation_;
+    MessagePrinter printer_;
+    ScriptCheck check_;
+    preview::Scene scene_;
+    preview::FileRequester requester_;
+    preview::HostServices services_;
+    std::unique_ptr<preview::RayCaster> caster_;
+    std::unique_ptr<preview::ModuleHost> module_;
+    volatile std::int32_t unwatched_ = 0;  // for a module without a watch
+    std::unique_ptr<RunGuard> guard_;
+    std::unique_ptr<preview::ShaderInstance> shader_;
+    std::unique_ptr<preview::Shading> shading_;
+    std::function<void()> beforeMessage_;
+    std::uint32_t mask_ = 0;
+    bool outputTaken_ = false;
+    bool aborted_ = false;
+    bool endToldAbout_ = false;
+};
+
+}  // namespace kestrel::cli
