@@ -125,7 +125,7 @@ TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
         // The instance's activation counts, not the one in which its script is loaded.
         const HxInstance instance = host.create();
         ASSERT_EQ(host.activate(), HXM_OK);
-        host.load(instance, host.write("a.ks", "info(runningUnder(), INSTANCE);"));
+        host.load(instance, host.write("a.ks", "create { info(runningUnder(), INSTANCE); }"));
         ASSERT_EQ(host.messages.size(), 1u);
         EXPECT_TRUE(host.messages[0].ends_with(std::string(shown) + "pt2")) << host.messages[0];
         host.handler.destroy(instance);

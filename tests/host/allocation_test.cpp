@@ -60,7 +60,7 @@ process: sa
     {
         (n, m) = noise(sa.oPos[1] * scale * i, sa.oPos[2]);
         sum += n * weights[i];
-        if (m > 1e9) break;
+        if (m > 1000000000) break;
         i++;
     }
     p = <sa.wPos[1], sa.wPos[2], sa.wPos[3]>;

@@ -83,7 +83,7 @@ TEST(Instances, AFailedLoadLeavesTheInstanceAsItWas) {
         EXPECT_FALSE(host.shown().empty());
     }
     host.load(instance, "\\no\\such\\file.ks");
-    EXPECT_EQ(host.shown().size(), 2u);  // the file that does not open, and the summary
+    EXPECT_EQ(host.shown(), Lines{"error: \\NO\\SUCH\\FILE.KS / Cannot open input file '\\no\\such\\file.ks'"});
     host.handler.newTime(instance, 2, 0.0);
     EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT - SHADE.KS");
     host.handler.destroy(instance);
@@ -99,7 +99,7 @@ TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
     };
     for (const Case& c : {Case{"", "Kestrel/PT - SHADE.KS", {}},
                           Case{"create { setdesc(\"worn \", 2.5, \" \", 7, <1,2,3>); }", "worn 2.5 71 2 3", {}},
-                          Case{"setdesc(\"top\");", "top", {}},
+                          Case{"x = name();\nname { setdesc(\"top\"); return 1; }", "top", {}},
                           Case{"create { setdesc(\"a\", nil, \"b\"); }", "aab", {}},
                           Case{"create { var l[1]; setdesc(\"a\", l, \"b\"); }", "aab",
                                {"Line 1, invalid argument 2 type to setdesc()"}},
