@@ -1,0 +1,80 @@
+#include "frontend/defines.h"
+
+#include <cstddef>
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::size_t kSpanLimit = 40;
+constexpr std::size_t kLineLimit = 511;
+constexpr std::size_t kReplacementLimit = 255;
+/// A define that has been replaced this often in one line, or has made it this long, feeds on itself.
+constexpr int kReplacementsPerLine = 10000;
+constexpr std::size_t kEndlessLength = std::size_t{1} << 16;
+
+struct Span {
+    std::size_t start;  // the opening quote
+    std::size_t end;    // the closing quote
+};
+
+std::vector<Span> quotedSpans(std::string_view line) {
+    std::vector<Span> spans;
+    std::size_t open = std::string_view::npos;
+    for (std::size_t i = 0; i < line.size() && spans.size() < kSpanLimit; ++i) {
+        if (line[i] != '"' || (i > 0 && line[i - 1] == '\\')) continue;
+        if (open == std::string_view::npos) {
+            open = i;
+        } else {
+            spans.push_back({open, i});
+            open = std::string_view::npos;
+        }
+    }
+    return spans;  // a quote that is never closed protects nothing
+}
+
+bool insideSpan(const std::vector<Span>& spans, std::size_t position) noexcept {
+    for (const Span& span : spans)
+        if (position > span.start && position < span.end) return true;
+    return false;
+}
+
+}  // namespace
+
+std::string DefineTable::add(std::string_view name, std::string_view replacement) {
+    Define define{std::string(name), std::string(replacement)};
+    std::string endless = replaceIn(define.replacement);
+    if (define.replacement.size() > kReplacementLimit) define.replacement.resize(kReplacementLimit);
+    defines_.push_back(std::move(define));
+    return endless;
+}
+
+std::string DefineTable::replaceIn(std::string& line) {
+    std::string endless;
+    for (auto define = defines_.rbegin(); define != defines_.rend(); ++define) {
+        if (define->endless || line.find(define->name) == std::string::npos) continue;
+        // The spans are those of the line before this define changed it: they go stale with the first replacement,
+        // and scripts have come to live with that.
+        const std::vector<Span> spans = quotedSpans(line);
+        const bool containsItself = define->replacement.find(define->name) != std::string::npos;
+        int replacements = 0;
+        std::size_t at = 0;
+        while ((at = line.find(define->name, at)) != std::string::npos) {
+            if (insideSpan(spans, at)) {
+                at += define->name.size();
+                continue;
+            }
+            if (containsItself || ++replacements > kReplacementsPerLine || line.size() > kEndlessLength) {
+                define->endless = true;
+                endless = define->name;
+                break;
+            }
+            line.replace(at, define->name.size(), define->replacement);
+            at = 0;
+        }
+    }
+    if (line.size() > kLineLimit) line.resize(kLineLimit);
+    return endless;
+}
+
+}  // namespace kestrel

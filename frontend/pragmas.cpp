@@ -1,0 +1,162 @@
+// The handlers of the directives.
+
+#include "frontend/preprocessor.h"
+
+#include "engine/format.h"
+#include "platform/files.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::size_t kInsertDepth = 30;
+constexpr std::size_t kDebugNameLength = 255;
+/// The version of the language that scripts can require.
+constexpr std::int64_t kMajorVersion = 1;
+constexpr std::int64_t kMinorVersion = 3;
+
+bool startsWithDigit(std::string_view text) noexcept {
+    return !text.empty() && text.front() >= '0' && text.front() <= '9';
+}
+
+/// The leading digits as a number that fits.
+std::int32_t leadingNumber(std::string_view text) noexcept {
+    const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+    return static_cast<std::int32_t>(std::min<std::int64_t>(parseInteger(text.substr(0, end)),
+                                                            std::numeric_limits<std::int32_t>::max()));
+}
+
+/// The text between double quotes when it begins with one, otherwise all of it.
+std::string_view unquoted(std::string_view text) noexcept {
+    if (!text.starts_with('"')) return text;
+    text.remove_prefix(1);
+    return text.substr(0, text.find('"'));
+}
+
+/// "/" becomes "\" up to the first blank.
+std::string converted(std::string_view name) {
+    std::string path(name);
+    const std::size_t end = std::min(path.find(' '), path.size());
+    std::replace(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(end), '/', '\\');
+    return path;
+}
+
+/// Two significant digits, as "%2.02g" prints them, in any locale.
+std::string twoDigits(double value) {
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 2).ptr;
+    return std::string(text.data(), end);
+}
+
+}  // namespace
+
+void Preprocessor::pragmaDefine(std::string_view argument) {
+    const std::size_t nameEnd = std::min(argument.find_first_of(" \t"), argument.size());
+    const std::string_view name = argument.substr(0, nameEnd);
+    if (name.empty()) {
+        directiveError("#EFile '%s', line %d<br>Pragma 'define' must specify a name");
+        return;
+    }
+    const std::size_t textStart = std::min(argument.find_first_not_of(" \t", nameEnd), argument.size());
+    const std::string endless = defines_.add(name, argument.substr(textStart));
+    if (!endless.empty()) endlessDefine(endless);
+}
+
+void Preprocessor::pragmaInsert(std::string_view argument) {
+    const std::string_view written = unquoted(argument);
+    const std::string name = ctx_.options.literalpaths ? std::string(written) : converted(written);
+    std::string path = name;
+    std::optional<std::string> text;
+    if (inputs_.size() <= kInsertDepth) {
+        text = platform::readTextFile(path);
+        if (!text && ctx_.services.locator != nullptr && ctx_.services.locator->locate(ctx_, name, path))
+            text = platform::readTextFile(path);
+    }
+    if (!text) {
+        directiveError("#EFile '%s', line %d<br>Cannot locate insert file '%s'", name);
+        return;
+    }
+    // The marker and the empty line that stands for the directive make diagnostics count an inserted file's lines from
+    // 2. Scripts' users know those numbers; they stay.
+    const SourcePos place = currentPlace();
+    map_.addPlain(place.file, place.line, inputs_.back().column);
+    addFile({.name = name, .text = *std::move(text)}, path, place);
+    putMarker(1);
+}
+
+void Preprocessor::pragmaWarnings(std::string_view argument) {
+    ReportState& state = ctx_.reporter.state;
+    if (startsWithDigit(argument)) {
+        state.maxWarnings = leadingNumber(argument);
+    } else {
+        state.warningsShown = !state.warningsShown;
+    }
+}
+
+void Preprocessor::pragmaErrors(std::string_view argument) {
+    if (startsWithDigit(argument)) {
+        ctx_.reporter.state.maxErrors = leadingNumber(argument);
+    } else {
+        directiveError("#EFile '%s', line %d<br>Pragma 'errors' must specify a numeric value");
+    }
+}
+
+void Preprocessor::pragmaUnused(std::string_view) {
+    bool& report = ctx_.reporter.state.reportUnused;
+    report = ctx_.options.strict && !report;
+}
+
+void Preprocessor::pragmaVersion(std::string_view argument) {
+    if (!startsWithDigit(argument) && !argument.starts_with('"')) {
+        directiveError("#EFile '%s', line %d<br>Invalid parameter to 'version' pragma");
+        return;
+    }
+    if (argument.front() == '"') argument.remove_prefix(1);
+    const double version = parseDouble(argument);
+    if (version == 0.0) {
+        directiveError("#EFile '%s', line %d<br>Invalid version value in pragma");
+        return;
+    }
+    const std::string text = twoDigits(version);
+    const std::size_t point = text.find('.');
+    const std::int64_t major = parseInteger(std::string_view(text).substr(0, point));
+    const std::int64_t minor = point == std::string::npos ? 0 : parseInteger(std::string_view(text).substr(point + 1));
+    if (major < kMajorVersion || (major == kMajorVersion && minor <= kMinorVersion)) return;
+
+    const SourcePos place = currentPlace();
+    ctx_.reporter.place = &place;
+    ctx_.reporter.report("#EScript requires version %d.%d or later of this plugin", major, minor);
+    ctx_.reporter.place = nullptr;
+    failed_ = true;
+}
+
+void Preprocessor::pragmaAutoerror(std::string_view) { ctx_.options.autoerror = !ctx_.options.autoerror; }
+
+void Preprocessor::pragmaAsyncspawn(std::string_view) { ctx_.options.asyncspawn = !ctx_.options.asyncspawn; }
+
+void Preprocessor::pragmaNonrandom(std::string_view) { ctx_.options.nonrandom = !ctx_.options.nonrandom; }
+
+void Preprocessor::pragmaLiteralpaths(std::string_view) { ctx_.options.literalpaths = !ctx_.options.literalpaths; }
+
+void Preprocessor::pragmaStrict(std::string_view) {
+    ctx_.options.strict = !ctx_.options.strict;
+    if (!ctx_.options.strict) ctx_.reporter.state.reportUnused = false;
+}
+
+void Preprocessor::pragmaLoadall(std::string_view) {}
+
+void Preprocessor::pragmaDebug(std::string_view argument) {
+    if (!argument.starts_with('"')) {
+        directiveError("#EFile '%s', line %d<br>Invalid parameter to 'debug' pragma");
+        return;
+    }
+    ctx_.options.debugName = unquoted(argument).substr(0, kDebugNameLength);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,188 @@
+#include "frontend/preprocessor.h"
+
+#include "engine/reporter.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+/// Longer physical lines are read as several lines.
+constexpr std::size_t kLineLimit = 510;
+
+std::string temporaryFileName() {
+    std::string name = platform::temporaryDirectory();
+    if (!name.ends_with('\\')) name += '\\';
+    return name + "kestrel." + std::to_string(platform::processId());
+}
+
+std::string_view skipBlanks(std::string_view text) noexcept {
+    const std::size_t start = text.find_first_not_of(" \t");
+    return start == std::string_view::npos ? std::string_view() : text.substr(start);
+}
+
+bool writeFile(const std::string& path, std::string_view text) {
+    platform::FileHandle file = platform::openFile(path, "w");
+    if (!file) return false;
+    bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    written = std::fflush(file.get()) == 0 && written;
+    return written;
+}
+
+}  // namespace
+
+std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) {
+    std::optional<std::string> text = platform::readTextFile(inputPath);
+    if (!text) {
+        ctx_.reporter.report("#ECannot open input file '%s'", inputPath);
+        return std::nullopt;
+    }
+    addFile({.name = std::string(inputPath), .text = *std::move(text)}, inputPath, {});
+    const std::string outputPath = temporaryFileName();
+    // Opened before anything is read, so that a directory that can't be written is the only message.
+    if (!writeFile(outputPath, "")) {
+        ctx_.reporter.report("#ECannot create output file '%s'", outputPath);
+        return std::nullopt;
+    }
+
+    map_.addPlain(0, 1, 0);
+    putMarker(1);
+    std::string line;
+    while (!ctx_.run.abort) {
+        if (readLine(line)) {
+            processLine(line);
+        } else if (inputs_.size() > 1) {
+            endOfInsert();
+        } else {
+            break;
+        }
+    }
+    if (!finish(outputPath)) return std::nullopt;
+    return PreprocessedScript{outputPath, std::move(map_)};
+}
+
+bool Preprocessor::finish(const std::string& outputPath) {
+    if (failed_ || ctx_.run.abort) {
+        platform::removeFile(outputPath);
+        return false;
+    }
+    if (writeFile(outputPath, output_)) return true;
+    ctx_.reporter.report("#ECannot create output file '%s'", outputPath);
+    platform::removeFile(outputPath);
+    return false;
+}
+
+void Preprocessor::addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy) {
+    input.file = static_cast<std::int32_t>(files_.size());
+    files_.push_back({platform::nativePath(openedPath), broughtInBy});
+    inputs_.push_back(std::move(input));
+}
+
+bool Preprocessor::readLine(std::string& line) {
+    Input& input = inputs_.back();
+    if (input.next >= input.text.size()) return false;
+    if (input.pieceEndsLine) {
+        ++input.trueLine;
+        input.column = 0;
+    } else {
+        input.column += kLineLimit;
+    }
+    ++input.line;
+    const std::size_t newline = std::min(input.text.find('\n', input.next), input.text.size());
+    const std::size_t length = std::min(newline - input.next, kLineLimit);
+    line.assign(input.text, input.next, length);
+    input.pieceEndsLine = input.next + length == newline;
+    input.next += length + (input.pieceEndsLine ? 1 : 0);
+    lineLength_ = static_cast<std::int32_t>(line.size());
+    return true;
+}
+
+void Preprocessor::processLine(std::string& line) {
+    if (line.starts_with('#') || line.starts_with('@')) {
+        // The place is kept: an insert makes another file the current one.
+        const Input& input = inputs_.back();
+        const auto file = input.file;
+        const auto trueLine = input.trueLine;
+        const auto column = input.column;
+        directive(line);
+        map_.addPlain(file, trueLine, column);
+        put("");
+    } else {
+        ordinaryLine(line);
+    }
+}
+
+void Preprocessor::directive(std::string_view line) {
+    using Handler = void (Preprocessor::*)(std::string_view);
+    struct Row {
+        std::string_view name;
+        Handler handler;
+    };
+    static constexpr Row kRows[] = {
+#define KESTREL_PRAGMA(name, handler) {name, &Preprocessor::handler},
+#include "frontend/pragmas.def"
+#undef KESTREL_PRAGMA
+    };
+    constexpr std::string_view kPragma = "pragma";
+
+    std::string_view text = skipBlanks(line.substr(1));
+    if (line.front() == '#' && text.starts_with(kPragma)) text = skipBlanks(text.substr(kPragma.size()));
+    for (const Row& row : kRows) {
+        if (!text.starts_with(row.name)) continue;
+        (this->*row.handler)(skipBlanks(text.substr(row.name.size())));
+        return;
+    }
+    directiveError("#EFile '%s', line %d<br>Bad pragma directive:'%s'", line);
+}
+
+void Preprocessor::ordinaryLine(std::string& line) {
+    const Input& input = inputs_.back();
+    const std::string original = line;
+    if (!line.empty()) {
+        const std::string endless = defines_.replaceIn(line);
+        if (!endless.empty()) endlessDefine(endless);
+    }
+    map_.addChanged(input.file, input.trueLine, input.column, original, line);
+    put(line);
+}
+
+void Preprocessor::endOfInsert() {
+    inputs_.pop_back();
+    const Input& outer = inputs_.back();
+    map_.addPlain(outer.file, outer.trueLine, outer.column);
+    putMarker(outer.line + 1);
+}
+
+void Preprocessor::put(std::string_view line) {
+    output_ += line;
+    output_ += '\n';
+}
+
+void Preprocessor::putMarker(std::int32_t line) { put("@line " + std::to_string(line)); }
+
+SourcePos Preprocessor::currentPlace() const noexcept {
+    const Input& input = inputs_.back();
+    const auto start = static_cast<std::int32_t>(input.column) + 1;
+    return {input.file, input.trueLine, start, start + std::max(lineLength_, 1)};
+}
+
+void Preprocessor::directiveError(std::string_view format) { directiveError(format, {}); }
+
+void Preprocessor::directiveError(std::string_view format, std::string_view text) {
+    const SourcePos place = currentPlace();
+    ctx_.reporter.place = &place;
+    ctx_.reporter.report(format, inputs_.back().name, inputs_.back().line, text);
+    ctx_.reporter.place = nullptr;
+    failed_ = true;
+}
+
+void Preprocessor::endlessDefine(const std::string& name) {
+    directiveError("#EFile '%s', line %d<br>Define '%s' contains its own name and never finishes", name);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,75 @@
+// The preprocessor: executes directives, replaces defined names and splices in insert files.
+#pragma once
+
+#include "frontend/defines.h"
+#include "frontend/line_map.h"
+
+#include "engine/context.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel {
+
+/// What a run leaves behind.
+struct PreprocessedScript {
+    std::string path;   ///< the temporary file; the caller deletes it
+    LineMap map;        ///< where its lines come from
+};
+
+/// One run. Pragmas change ctx.options and ctx.reporter.state as they are met, and stay in force afterwards.
+class Preprocessor {
+public:
+    /// @param files  receives the script and every file inserted
+    Preprocessor(EngineContext& ctx, SourceFiles& files) : ctx_(ctx), files_(files) {}
+
+    /// @return nothing when a file cannot be opened or a directive is wrong (reported); no temporary file is left then
+    std::optional<PreprocessedScript> run(std::string_view inputPath);
+
+private:
+    /// A file being read.
+    struct Input {
+        std::string name;          // as messages show it
+        std::string text;
+        std::size_t next = 0;      // start of the next line
+        std::int32_t file = -1;    // index into files_
+        std::int32_t line = 0;     // number of the current line; long physical lines count once per piece
+        std::int32_t trueLine = 0; // physical line
+        std::size_t column = 0;    // where the current piece begins in it
+        bool pieceEndsLine = true; // the current piece reaches to the end of its physical line
+    };
+
+    void addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy);
+    bool readLine(std::string& line);
+    void processLine(std::string& line);
+    void directive(std::string_view line);
+    void ordinaryLine(std::string& line);
+    void endOfInsert();
+    void put(std::string_view line);
+    void putMarker(std::int32_t line);
+    [[nodiscard]] bool finish(const std::string& outputPath);
+
+    /// Reports an error of the current directive. The format begins "#EFile '%s', line %d<br>".
+    void directiveError(std::string_view format);
+    void directiveError(std::string_view format, std::string_view text);
+    void endlessDefine(const std::string& name);
+    [[nodiscard]] SourcePos currentPlace() const noexcept;
+
+#define KESTREL_PRAGMA(name, handler) void handler(std::string_view argument);
+#include "frontend/pragmas.def"
+#undef KESTREL_PRAGMA
+
+    EngineContext& ctx_;
+    SourceFiles& files_;
+    std::vector<Input> inputs_;    // the open files, outermost first
+    DefineTable defines_;
+    std::string output_;
+    LineMap map_;
+    std::int32_t lineLength_ = 0;  // of the current line, for its place
+    bool failed_ = false;
+};
+
+}  // namespace kestrel
