@@ -1,0 +1,187 @@
+#include "frontend/scanner.h"
+
+#include "frontend/compile_state.h"
+#include "frontend/parser.h"
+#include "frontend/scanner_states.h"
+
+#include "engine/format.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <thread>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+/// A literal ends, with a warning, when it holds this many characters.
+constexpr std::size_t kLiteralLimit = 511;
+
+/// The code of a character that no rule of the grammar accepts; 257 is no token.
+constexpr int kUndefinedToken = 257;
+
+/// Integers beyond 32 bits stay at the limit.
+std::int32_t toInt32(std::string_view digits) noexcept {
+    const std::int64_t value = parseInteger(digits);
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, std::numeric_limits<std::int32_t>::min(),
+                                                              std::numeric_limits<std::int32_t>::max()));
+}
+
+}  // namespace
+
+Scanner::Scanner(Compiler& compiler) : compiler_(compiler), flex_(newScannerState(this)) {
+    if (flex_ == nullptr) throw std::bad_alloc();
+}
+
+Scanner::~Scanner() { deleteScannerState(flex_); }
+
+void Scanner::open(std::string text, LineMap map) {
+    text_ = std::move(text);
+    map_ = std::move(map);
+    used_ = 0;
+    line_ = column_ = matchLine_ = matchColumn_ = 1;
+}
+
+void Scanner::skipInput() noexcept { used_ = text_.size(); }
+
+const Token& Scanner::next() {
+    const std::int64_t number = token_.number + 1;
+    token_.code = scanToken(flex_);
+    token_.number = number;
+    return token_;
+}
+
+std::size_t Scanner::read(char* buffer, std::size_t size) noexcept {
+    const std::size_t count = std::min(size, text_.size() - used_);
+    std::memcpy(buffer, text_.data() + used_, count);
+    used_ += count;
+    return count;
+}
+
+void Scanner::match(const char* text, std::size_t length) noexcept {
+    matched_ = std::string_view(text, length);
+    matchLine_ = line_;
+    matchColumn_ = column_;
+    column_ += static_cast<std::int32_t>(length);
+}
+
+void Scanner::endLine() noexcept {
+    ++line_;
+    column_ = 1;
+}
+
+void Scanner::startLine(std::string_view rest) {
+    endLine();
+    ++compiler_.currentLine();
+    compiler_.setLineText(rest);
+}
+
+void Scanner::commentNewline() noexcept {
+    // What is quoted in messages stays: after a "//" comment that is the commented line, by design.
+    endLine();
+    ++compiler_.currentLine();
+}
+
+void Scanner::markLine(std::string_view digits) {
+    std::int32_t& line = compiler_.currentLine();
+    line = digits.empty() ? line + 1 : toInt32(digits);
+}
+
+SourcePos Scanner::pos() const noexcept {
+    const std::int32_t end = line_ == matchLine_ ? column_ : matchColumn_ + 1;
+    return map_.at(matchLine_, matchColumn_, end);
+}
+
+int Scanner::token(int code) noexcept {
+    token_.first = code != 0 && !matched_.empty() ? matched_.front() : '\0';
+    if (code == 0) {
+        matchLine_ = line_;
+        matchColumn_ = column_;
+    }
+    token_.pos = pos();
+    return code;
+}
+
+int Scanner::character() noexcept {
+    const auto c = static_cast<unsigned char>(matched_.front());
+    return token(c == 0 || c >= 128 ? kUndefinedToken : c);
+}
+
+int Scanner::number() {
+    token_.value.number = parseDouble(matched_);
+    return token(static_cast<int>(NamedToken::Number));
+}
+
+int Scanner::integer() {
+    token_.value.integer = toInt32(matched_);
+    return token(static_cast<int>(NamedToken::Integer));
+}
+
+int Scanner::characterConstant() noexcept {
+    token_.value.integer = static_cast<unsigned char>(matched_[1]);
+    return token(static_cast<int>(NamedToken::Integer));
+}
+
+int Scanner::identifier() {
+    const int code = token(static_cast<int>(NamedToken::Name));
+    Variable* symbol = compiler_.symlook(matched_);
+    if (symbol == nullptr) {
+        compiler_.compileError(formatMessage("symbol \"%s\" redefined", {matched_}));
+        return 0;
+    }
+    token_.value.symbol = symbol;
+    return code;
+}
+
+void Scanner::openLiteral() {
+    openingPos_ = pos();
+    literal_.clear();
+    token_.first = '"';
+    token_.pos = openingPos_;
+}
+
+bool Scanner::literalCharacter(char c) {
+    literal_ += c;
+    if (literal_.size() < kLiteralLimit) return false;
+    compiler_.compileWarning("string literal exceeds 512 characters", openPos());
+    return true;
+}
+
+void Scanner::literalNewline() {
+    compiler_.compileWarning("newline found in string literal", openingPos_);
+    endLine();
+    ++compiler_.currentLine();
+}
+
+void Scanner::literalUnterminated() {
+    // The text of the current token is still the opening quote.
+    compiler_.compileError("unterminated string literal", openingPos_);
+}
+
+int Scanner::closeLiteral() {
+    token_.first = '"';
+    token_.pos = openPos();
+    token_.value.text = compiler_.makeText(literal_);
+    return static_cast<int>(NamedToken::StringLiteral);
+}
+
+void Scanner::commentUnterminated() {
+    if (compiler_.options().reportUnterminatedComment) {
+        compiler_.unterminatedComment(openingPos_);
+        return;
+    }
+    // Meant: an open comment waits for its end, which can't come any more. Only whoever watches the run ends it.
+    while (!compiler_.watchRequested()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    compiler_.abandon();
+}
+
+bool Scanner::nextFile() {
+    if (!ended_) ended_ = !compiler_.nextInputFile();
+    return !ended_;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,90 @@
+// The scanner, made from scanner.l: the preprocessed script, and after it each library, as one stream of tokens.
+#pragma once
+
+#include "frontend/line_map.h"
+#include "frontend/token.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+class Compiler;
+
+/// Besides the design's line counter, which belongs to the Compiler and which inserts, libraries and "@line" markers
+/// move, the scanner counts the true lines and columns of its input, so that every token has its true place.
+class Scanner {
+public:
+    explicit Scanner(Compiler& compiler);
+    ~Scanner();
+
+    /// Goes on with this text. A literal or comment that is open stays open.
+    void open(std::string text, LineMap map);
+    /// Skips the rest of the input.
+    void skipInput() noexcept;
+
+    /// Scans the next token, going through the library chain at the end of each file. Its code is 0 at the end of all
+    /// input.
+    const Token& next();
+    /// The last token scanned.
+    [[nodiscard]] const Token& token() const noexcept { return token_; }
+
+    // --- What the rules in scanner.l call ---
+
+    /// Supplies input to the generated scanner. @return number of bytes, 0 at the end
+    std::size_t read(char* buffer, std::size_t size) noexcept;
+    /// A rule has matched this text.
+    void match(const char* text, std::size_t length) noexcept;
+    /// The match ended a line.
+    void endLine() noexcept;
+    /// Rule of the newline: `rest` is the line that begins after it.
+    void startLine(std::string_view rest);
+    void markLine(std::string_view digits);
+
+    int token(int code) noexcept;
+    int character() noexcept;
+    int number();
+    int integer();
+    int characterConstant() noexcept;
+    /// @return 0 when the identifier had to be dropped
+    int identifier();
+
+    void openLiteral();
+    /// @return true when the literal has reached its limit and ends here
+    bool literalCharacter(char c);
+    void literalNewline();
+    void literalUnterminated();
+    int closeLiteral();
+
+    void openComment() noexcept { openingPos_ = pos(); }
+    void commentNewline() noexcept;
+    /// The end of all input inside a comment.
+    void commentUnterminated();
+
+    /// @return true when another file has been opened
+    bool nextFile();
+
+private:
+    [[nodiscard]] SourcePos pos() const noexcept;
+    /// From the opening of the literal or comment to the end of the last match.
+    [[nodiscard]] SourcePos openPos() const noexcept { return joinPlaces(openingPos_, pos()); }
+
+    Compiler& compiler_;
+    void* flex_ = nullptr;     // the generated scanner's state
+    std::string text_;         // input
+    std::size_t used_ = 0;
+    LineMap map_;
+    std::int32_t line_ = 1;    // true line and column after the last match
+    std::int32_t column_ = 1;
+    std::string_view matched_;
+    std::int32_t matchLine_ = 1;
+    std::int32_t matchColumn_ = 1;
+    Token token_;
+    std::string literal_;
+    SourcePos openingPos_;     // of the literal or comment
+    bool ended_ = false;       // the library chain has said that nothing is left
+};
+
+}  // namespace kestrel
