@@ -1,0 +1,99 @@
+#include "frontend/compile_state.h"
+#include "frontend/native_services.h"
+#include "frontend/preprocessor.h"
+
+#include "platform/files.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace kestrel {
+
+Compiler::Compiler(EngineContext& context, const CompileOptions& options)
+    : ctx_(context), options_(options), scanner_(*this), parser_(*this) {}
+
+int Compiler::compile(std::string_view path) {
+    ctx_.program = std::make_unique<Program>();
+    ctx_.run.abort = false;
+    currentLine() = 1;
+    definePredefinedNames();
+    mainPath_ = path;
+    preprocessAndParse(path);
+    if (aborted()) return ctx_.reporter.state.errorCount;
+    if (commentOpen_) return errorCount_;
+    if (!checkUnresolved()) return ctx_.reporter.state.errorCount;
+    if (errorCount_ > 0) reportSummary();
+    return errorCount_;
+}
+
+void Compiler::preprocessingFailed() {
+    abandon();
+    ++ctx_.reporter.state.errorCount;
+    ++errorCount_;
+}
+
+void Compiler::preprocessAndParse(std::string_view path) {
+    Preprocessor preprocessor(ctx_, program().files);
+    std::optional<PreprocessedScript> script = preprocessor.run(path);
+    if (!script) {
+        preprocessingFailed();
+        return;
+    }
+    std::optional<std::string> text = platform::readTextFile(script->path);
+    if (!text) {
+        ctx_.reporter.report("#ECannot process requested KXL script \"%s\"", path);
+        preprocessingFailed();
+        return;
+    }
+    scanner_.open(*std::move(text), std::move(script->map));
+    ctx_.run.abort = false;
+    parse();
+    if (script->path != path) platform::removeFile(script->path);
+}
+
+void Compiler::parse() {
+    Parser::Status status = Parser::Status::More;
+    while (status == Parser::Status::More && !aborted()) {
+        const Token& token = scanner_.next();
+        if (aborted() || commentOpen_) return;
+        status = parser_.push(token);
+    }
+}
+
+bool Compiler::isRecordName(std::string_view name) noexcept {
+    const std::uint32_t hash = nameHash(name);
+    for (const RecordTemplate* record = program().records.head; record != nullptr; record = record->next)
+        if (record->hash == hash) return true;
+    return false;
+}
+
+bool Compiler::checkUnresolved() {
+    for (const CodeNode* node = program().code.head; node != nullptr; node = node->next) {
+        if (node->op != OP_CALL || (node->flags & kNodeUnresolved) == 0) continue;
+        if (node->next != nullptr && node->next->op == OP_MEMBER) continue;
+        const char* name = node->operand.variable->name;
+        if (options_.native != nullptr && options_.native->isClass(ctx_, name)) continue;
+        if (isRecordName(name)) continue;
+        ctx_.reporter.place = &node->pos;
+        ctx_.reporter.report("#EUnresolved function reference: %s()", name);
+        ctx_.reporter.place = nullptr;
+        if (aborted()) return false;
+        ++errorCount_;
+    }
+    return true;
+}
+
+void Compiler::reportSummary() {
+    const std::int32_t count = std::min(errorCount_, ctx_.reporter.state.maxErrors);
+    ctx_.reporter.report("%d error%sduring compile", count, count > 1 ? "s " : " ");
+}
+
+int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options) {
+    Compiler compiler(ctx, options);
+    return compiler.compile(systemPath);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,102 @@
+// The chain of libraries that follows the main script, and what is linked from them.
+
+#include "frontend/compile_state.h"
+#include "frontend/native_services.h"
+
+#include "engine/builtin.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+#include <optional>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+bool isCompiledLibrary(std::string_view name) {
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos) return false;
+    const std::string extension = platform::upperCase(name.substr(dot));
+    return extension == ".KSL" || extension == ".DLL" || extension == ".SL" || extension == ".SO";
+}
+
+}  // namespace
+
+bool Compiler::pushLibrary(const char* name, const SourcePos& where) {
+    if (libraries_.size() >= kLibraryLimit) return false;
+    libraries_.push_back({name, where});
+    return true;
+}
+
+void Compiler::listUnresolvedCalls() {
+    for (CodeNode* node = program().code.head; node != nullptr; node = node->next) {
+        if (node->op != OP_CALL || node->operand.variable == nullptr) continue;
+        if (node->next != nullptr && node->next->op == OP_MEMBER) continue;  // a method
+        const std::string_view name = node->operand.variable->name;
+        if (program().findFunction(name) != nullptr || ctx_.services.builtins->find(name) != nullptr) {
+            node->flags = 0;
+        } else {
+            node->flags |= kNodeUnresolved;
+            unresolved_.push_back(node);
+        }
+    }
+}
+
+bool Compiler::nextInputFile() {
+    if (firstEnd_) {
+        listUnresolvedCalls();
+        libraryMode_ = true;
+        firstEnd_ = false;
+    }
+    while (!libraries_.empty()) {
+        const Library library = libraries_.back();
+        libraries_.pop_back();
+        const bool compiled = isCompiledLibrary(library.name);
+        if (compiled && options_.native != nullptr) {
+            options_.native->bindLibrary(ctx_, library.name, program().code);
+            continue;
+        }
+        if (!compiled && openLibrary(library)) return true;
+        ctx_.reporter.place = &library.where;
+        ctx_.reporter.report("#Wline %d, cannot locate library file \"%s\"", currentLine(), library.name);
+        ctx_.reporter.place = nullptr;
+        // A script library that is missing ends the chain, by design; a compiled one does not.
+        if (!compiled) return false;
+    }
+    return false;
+}
+
+bool Compiler::openLibrary(const Library& library) {
+    std::string path = library.name;
+    std::optional<std::string> text = platform::readTextFile(path);
+    if (!text && mainPath_.find('\\') != std::string::npos) {
+        path = std::string(platform::directoryOf(mainPath_)) + library.name;
+        text = platform::readTextFile(path);
+    }
+    if (!text && ctx_.services.locator != nullptr && ctx_.services.locator->locate(ctx_, library.name, path))
+        text = platform::readTextFile(path);
+    if (!text) return false;
+    const auto file = static_cast<std::int32_t>(program().files.size());
+    program().files.push_back({platform::nativePath(path), library.where});
+    scanner_.open(*std::move(text), LineMap::identity(file));
+    return true;
+}
+
+void Compiler::linkLibraryProcedure(const FunctionRecord& function) {
+    // Only the first call of a procedure counts as resolved by linking it, by design.
+    for (CodeNode* call : unresolved_) {
+        if ((call->flags & kNodeUnresolved) == 0) continue;
+        if (std::string_view(call->operand.variable->name) != function.name) continue;
+        call->flags = 0;
+        program().globals.splice(libraryGlobals_);
+        program().code.splice(libraryCode_);
+        program().functions.splice(libraryFunctions_);
+        return;
+    }
+    libraryGlobals_ = {};
+    libraryCode_ = {};
+    libraryFunctions_ = {};
+}
+
+}  // namespace kestrel
