@@ -5,7 +5,7 @@
  *   masked   sets everything, admits only LUMINOUS
  *   bump     tilts the normal by a wave
  *   lit      colour from what illuminate says about the light 0x201
- *   ray      colour and luminosity from what a ray straight up sees
+ *   ray      colour from what a ray straight up sees, luminous when it hits nothing
  *   nothing  changes nothing
  * Any other name fails to load with a message.
  */
@@ -85,7 +85,8 @@ static void evaluateShader(HxInstance instance, ShadingSample* s) {
     } else if (strcmp(shader->name, "ray") == 0) {
         const double up[3] = {0, 1, 0};
         const double above[3] = {0, 3, 0};
-        s->luminous = s->rayTrace(above, up, s->color);
+        s->luminous = s->rayTrace(above, up, s->color) < 0 ? 1.0 : 0.0;
+        s->diffuse = s->specular = 0.0;
     }
 }
 

@@ -1,1 +1,231 @@
+// The preview as a whole, with a module of a few lines (fake_module.c).
+#include "platform/paths.h"
+#include "preview/file_requester.h"
+#include "preview/renderer.h"
+
 #include <gtest/gtest.h>
+
+#include <cfenv>
+#include <cstring>
+#include <numbers>
+#include <string>
+#include <vector>
+
+namespace kestrel::preview {
+namespace {
+
+class Preview : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string error;
+        host_ = ModuleHost::open(PREVIEW_FAKE_MODULE, services_, error);
+        ASSERT_NE(host_, nullptr) << error;
+    }
+
+    /// A small picture of the scene with an effect of the test module.
+    Image picture(const std::string& effect, std::int32_t frame = 0, std::int32_t size = 64) {
+        const std::unique_ptr<ShaderInstance> shader = ShaderInstance::create(*host_);
+        EXPECT_TRUE(shader->loadScript(effect));
+        Shading shading(scene_, caster_, shader.get());
+        services_.setOperations(&shading);
+        shader->init();
+        shader->newTime(frame, frame / 30.0);
+        shading.setMask(shader->flags());
+        std::optional<Image> image = render(scene_, shading, {size, size, 1}, {});
+        services_.setOperations(nullptr);
+        return *image;
+    }
+
+    template <class Service>
+    Service& service(const char* name) {
+        return *static_cast<Service*>(services_.global()(name, HX_USE_KEEP));
+    }
+
+    const Scene scene_ = makeSphereScene();
+    FileRequester requester_{{"/a dir/answer.ks", "second"}, false};
+    std::vector<std::string> messages_;
+    HostServices services_{scene_, requester_,
+                           [this](HostMessageKind kind, const char* line1, const char* line2) {
+                               messages_.push_back(std::to_string(static_cast<int>(kind)) + line1 + "|" +
+                                                   (line2 == nullptr ? "none" : line2));
+                           }};
+    const RayCaster caster_{scene_};
+    std::unique_ptr<ModuleHost> host_;
+};
+
+double differenceOf(const Image& a, const Image& b) {
+    double sum = 0.0;
+    for (std::int32_t y = 0; y < a.height(); ++y) {
+        for (std::int32_t x = 0; x < a.width(); ++x) sum += length(a.at(x, y) - b.at(x, y));
+    }
+    return sum;
+}
+
+TEST_F(Preview, HitsLieExactlyOnTheSphereAndTurnTheirNormalsOutwards) {
+    for (int i = 0; i < 200; ++i) {
+        const double angle = 2.0 * std::numbers::pi * i / 200.0;
+        const Vec3 eye{5.0 * std::cos(angle), 2.0 + 1.5 * std::sin(3.0 * angle), 5.0 * std::sin(angle)};
+        const Vec3 aim{0.3 * std::sin(5.0 * angle), 1.0 + 0.9 * std::cos(7.0 * angle), 0.0};
+        const Hit hit = caster_.intersect({eye, normalize(aim - eye)});
+        ASSERT_NE(hit.mesh, nullptr);
+        ASSERT_EQ(hit.mesh->item.name, "Sphere");
+        EXPECT_NEAR(length(hit.objectPoint), 1.0, 1e-15);
+        EXPECT_LT(length(eye + normalize(aim - eye) * hit.distance - hit.point), 1e-12);
+        EXPECT_LT(dot(hit.normal, aim - eye), 0.0);
+        EXPECT_FALSE(hit.inside);
+        ASSERT_GE(hit.polygon, 0);
+        ASSERT_LT(hit.polygon, hit.mesh->polygonCount());
+
+        const Hit behind = caster_.intersect({hit.point, normalize(aim - eye)});
+        EXPECT_TRUE(behind.inside) << "a ray that starts on the front must find the back";
+    }
+}
+
+TEST_F(Preview, RayCastingLeavesDenormalNumbersAlone) {
+    volatile double tiny = 1e-310;
+    (void)caster_.intersect({{0.0, 1.0, -5.0}, {0.0, 0.0, 1.0}});
+    EXPECT_GT(tiny * 0.5, 0.0);
+}
+
+TEST_F(Preview, LuminousColourOfTheObjectPositionReachesThePictureUnchanged) {
+    const Image image = picture("color");
+    int checked = 0;
+    for (std::int32_t y = 0; y < 64; ++y) {
+        for (std::int32_t x = 0; x < 64; ++x) {
+            const Hit hit = caster_.intersect(cameraRay(scene_.camera, {64, 64, 1}, x + 0.5, y + 0.5));
+            if (hit.mesh == nullptr || hit.mesh->item.name != "Sphere") continue;
+            const Vec3 expected = hit.objectPoint * 0.5 + Vec3{0.5, 0.5, 0.5};
+            EXPECT_LT(length(image.at(x, y) - expected), 1e-12) << x << "," << y;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 900) << "the sphere fills a good part of the picture";
+}
+
+TEST_F(Preview, OnlyValuesOfTheMaskAreTaken) {
+    const Image plain = picture("nothing");
+    const Image masked = picture("masked");
+    // Only luminous came through: the plain surface plus its own colour once.
+    const Vec3 difference = masked.at(32, 32) - plain.at(32, 32);
+    EXPECT_NEAR(difference.x, 0.8, 1e-12);
+    EXPECT_NEAR(difference.y, 0.8, 1e-12);
+    EXPECT_NEAR(difference.z, 0.8, 1e-12);
+}
+
+TEST_F(Preview, BentNormalsAndTheFrameChangeThePicture) {
+    const Image plain = picture("nothing");
+    const Image bent = picture("bump");
+    EXPECT_GT(differenceOf(plain, bent), 10.0);
+    EXPECT_GT(differenceOf(bent, picture("bump", 2)), 10.0);
+    EXPECT_EQ(differenceOf(bent, picture("bump")), 0.0) << "the same frame renders the same";
+    EXPECT_EQ(length(plain.at(0, 63) - bent.at(0, 63)), 0.0) << "the ground keeps its surface";
+}
+
+TEST_F(Preview, ScriptsAskForLightAndRays) {
+    const Image lit = picture("lit");
+    const Vec3& key = scene_.lights.front().color;
+    EXPECT_EQ(lit.at(26, 24), key);     // the side that faces the light
+    EXPECT_EQ(lit.at(46, 44), Vec3{});  // in its own shadow
+    const Vec3 zenith = scene_.sky.color({0.0, 1.0, 0.0});
+    EXPECT_EQ(picture("ray").at(32, 32), zenith);  // the test module looks straight up from above the sphere
+    Shading shading(scene_, caster_, nullptr);
+    Vec3 seen;
+    EXPECT_LT(shading.traceRay({0.0, 3.0, 0.0}, {0.0, 1.0, 0.0}, seen), 0.0);
+    EXPECT_EQ(seen, zenith);
+    EXPECT_NEAR(shading.traceRay({0.0, 3.0, 0.0}, {0.0, -1.0, 0.0}, seen), 1.0, 1e-12);
+    EXPECT_GT(seen.x, 0.0);
+}
+
+TEST_F(Preview, IlluminateKnowsDirectionShadowAndWhatIsNoLight) {
+    Shading shading(scene_, caster_, nullptr);
+    const LightItem& key = scene_.lights.front();
+    Vec3 vector;
+    Vec3 color;
+    shading.illuminate(key.item.id, {0.0, 5.0, 0.0}, vector, color);
+    EXPECT_EQ(color, key.color);
+    EXPECT_LT(length(vector - normalize(Vec3{0.0, 5.0, 0.0} - key.item.position)), 1e-12);
+    const Vec3 behind = scene_.meshes.front().item.position * 2.0 - key.item.position;
+    shading.illuminate(key.item.id, {behind.x * 0.4, 0.01, behind.z * 0.4}, vector, color);
+    EXPECT_EQ(color, Vec3{}) << "the sphere stands between";
+    Vec3 kept{1.0, 2.0, 3.0};
+    shading.illuminate(scene_.camera.item.id, {0.0, 5.0, 0.0}, kept, color);
+    EXPECT_EQ(color, Vec3{});
+    EXPECT_EQ(kept, (Vec3{1.0, 2.0, 3.0}));
+}
+
+TEST_F(Preview, AFailedLoadIsNoticedAndItsMessageShown) {
+    const std::unique_ptr<ShaderInstance> shader = ShaderInstance::create(*host_);
+    EXPECT_FALSE(shader->loadScript("nosuch"));
+    ASSERT_EQ(messages_.size(), 1U);
+    EXPECT_EQ(messages_.front(), "2no such effect|none");
+}
+
+TEST_F(Preview, WhatIsNoModuleIsRefusedWithItsName) {
+    std::string error;
+    EXPECT_EQ(ModuleHost::open("/nowhere/module.so", services_, error), nullptr);
+    EXPECT_NE(error.find("/nowhere/module.so"), std::string::npos);
+}
+
+TEST_F(Preview, ItemServiceWalksTheScene) {
+    const ItemInfo& items = service<ItemInfo>(HX_SERVICE_ITEM_INFO);
+    std::vector<std::string> names;
+    for (const std::int32_t type : {HX_MESH, HX_LIGHT, HX_CAMERA, HX_BONE}) {
+        for (HostItemID id = items.first(type, 0); id != 0; id = items.next(id)) {
+            EXPECT_EQ(items.type(id), type);
+            names.emplace_back(items.name(id));
+        }
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Sphere", "Ground", "Key", "Rim", "Camera"}));
+    const HostItemID camera = items.first(HX_CAMERA, 0);
+    EXPECT_EQ(items.target(camera), items.first(HX_MESH, 0));
+    EXPECT_EQ(items.name(12345), nullptr);
+    EXPECT_EQ(items.next(12345), 0U);
+
+    // Heading, pitch and bank lead back to the direction in which the camera looks.
+    double rotation[3];
+    double forward[3];
+    items.param(camera, HXIP_ROTATION, 0.0, rotation);
+    items.param(camera, HXIP_W_FORWARD, 0.0, forward);
+    EXPECT_NEAR(std::sin(rotation[0]) * std::cos(rotation[1]), forward[0], 1e-12);
+    EXPECT_NEAR(-std::sin(rotation[1]), forward[1], 1e-12);
+    EXPECT_NEAR(rotation[2], 0.0, 1e-12);
+}
+
+TEST_F(Preview, OtherServicesAnswerForTheScene) {
+    const HostItemID sphere = scene_.meshes.front().item.id;
+    const ObjectInfo& objects = service<ObjectInfo>(HX_SERVICE_OBJECT_INFO);
+    EXPECT_EQ(objects.numPolygons(sphere), 64 * 128);
+    EXPECT_EQ(objects.numPolygons(999), 0);
+    const SceneInfo& info = service<SceneInfo>(HX_SERVICE_SCENE_INFO);
+    EXPECT_EQ(info.numPolygons, 64 * 128 + 1);
+    double color[3];
+    service<LightInfo>(HX_SERVICE_LIGHT_INFO).color(scene_.lights.back().item.id, 0.0, color);
+    EXPECT_EQ(color[2], scene_.lights.back().color.z);
+    double across = 0.0;
+    double down = 0.0;
+    service<CameraInfo>(HX_SERVICE_CAMERA_INFO).fovAngles(scene_.camera.item.id, 0.0, &across, &down);
+    EXPECT_NEAR(across, down, 1e-12) << "a square picture";
+    EXPECT_EQ(service<ImageList>(HX_SERVICE_IMAGE_LIST).first(), nullptr);
+    EXPECT_NE(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Temp"), nullptr);
+    EXPECT_EQ(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Elsewhere"), nullptr);
+    EXPECT_EQ(services_.global()(HX_SERVICE_PANELS, HX_USE_KEEP), nullptr);
+    EXPECT_EQ(services_.global()(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE), nullptr)
+        << "the word 0: the animation program";
+}
+
+TEST_F(Preview, FileRequestsTakeTheAnswersInOrderAndThenAreCancelled) {
+    const FileRequestService& requests = service<FileRequestService>(HX_SERVICE_FILE_REQUEST);
+    char name[64] = "*.ks";
+    char path[64] = "\\start";
+    char full[64] = "";
+    EXPECT_EQ(requests.fileRequest("Load...", name, path, full, 4), 0) << "an answer must fit";
+    EXPECT_STREQ(name, "*.ks");
+    EXPECT_EQ(requests.fileRequest("Load...", name, path, full, sizeof full), 1);
+    EXPECT_STREQ(name, "second");
+    EXPECT_EQ(platform::baseName(full), "second");
+    EXPECT_EQ(std::string(path) + "\\second", full);
+    EXPECT_EQ(requests.fileRequest("Load...", name, path, full, sizeof full), 0);
+}
+
+}  // namespace
+}  // namespace kestrel::preview

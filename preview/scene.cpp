@@ -12,7 +12,7 @@ constexpr HostItemID kCameraId = 0x301;
 
 /// How much of its brightness the sky gives off as light: less than all, so that the key light models the
 /// shapes.
-constexpr double kSkyLight = 0.75;
+constexpr double kSkyLight = 0.62;
 
 MeshItem makeSphere() {
     MeshItem sphere;
@@ -119,8 +119,8 @@ Scene makeSphereScene() {
     scene.camera.verticalFov = 0.49;
     scene.camera.focalDistance = length(lookTarget - eye);
 
-    scene.sky.horizon = {0.36, 0.38, 0.41};
-    scene.sky.zenith = {0.07, 0.12, 0.22};
+    scene.sky.horizon = {0.47, 0.49, 0.52};
+    scene.sky.zenith = {0.09, 0.15, 0.27};
     scene.sky.bounce = {0.10, 0.09, 0.08};
     scene.sky.glow = {2.6, 2.4, 2.1};
     scene.sky.glowDirection = normalize(scene.lights.front().item.position - sphere.position);

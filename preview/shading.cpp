@@ -12,6 +12,7 @@ constexpr int kDeepest = 8;                 // rays that follow from one camera 
 constexpr double kLeastWeight = 1.0 / 256;  // what cannot change a pixel by one step is not followed
 constexpr double kShadowOffset = 1e-3;
 constexpr int kShadowGrid = 2;  // squared: shadow rays per light where the camera looks
+constexpr int kRoughGrid = 2;   // the same for the reflection in a rough mirror
 
 constexpr Vec3 kGroundColor{0.46, 0.45, 0.44};
 constexpr double kTile = 1.0;
@@ -229,13 +230,20 @@ Vec3 Shading::passing(const Ray& ray, const Path& path) {
 Vec3 Shading::mirrored(const Ray& ray, const Vec3& point, const Vec3& geometric, const Surface& surface,
                        const Path& path, double share, SampleStream& stream) {
     const Path next{path.depth + 1, path.weight * share, path.travelled + length(point - ray.origin)};
-    Vec3 direction =
-        spread(reflect(ray.direction, surface.normal), surface.roughness, stream.next(), stream.next());
-    // A bent normal or a rough surface may send the ray below the surface: it bounces off again.
-    const double below = dot(direction, geometric);
-    if (below < 0.0) direction = normalize(direction - geometric * (2.0 * below));
-    if (next.depth > kDeepest || next.weight < kLeastWeight) return scene_.sky.color(direction);
-    return radiance({point, direction}, next, stream);
+    const bool end = next.depth > kDeepest || next.weight < kLeastWeight;
+    const int grid = path.depth == 0 && surface.roughness > 0.0 ? kRoughGrid : 1;
+    const Vec3 exact = reflect(ray.direction, surface.normal);
+    Vec3 sum;
+    for (int i = 0; i < grid * grid; ++i) {
+        const double u = (i % grid + stream.next()) / grid;
+        const double v = (i / grid + stream.next()) / grid;
+        Vec3 direction = spread(exact, surface.roughness, u, v);
+        // A bent normal or a rough surface may send the ray below the surface: it bounces off again.
+        const double below = dot(direction, geometric);
+        if (below < 0.0) direction = normalize(direction - geometric * (2.0 * below));
+        sum += end ? scene_.sky.color(direction) : radiance({point, direction}, next, stream);
+    }
+    return sum * (1.0 / (grid * grid));
 }
 
 /// Light through the surface and the reflection that a clear boundary has of itself.
