@@ -22,10 +22,10 @@ bool checkFile(const std::string& file, const Invocation& invocation) {
     options.info = &info;
     const bool good = session.compile(file, options);
     for (const SourcePos& pos : info.nestedConditionals) {
-        printer.hint("nested-conditional",
-                     "a conditional inside another one of the same expression takes the wrong branch; "
-                     "compute it in a statement of its own",
-                     resolvePlace(pos, session.context().program->files));
+        printer.hint(
+            "nested-conditional",
+            "a conditional inside another one can take the wrong branch; give it a statement of its own",
+            resolvePlace(pos, session.context().program->files));
     }
     printer.finish();
     printer.setContext(nullptr);

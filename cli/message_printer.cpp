@@ -83,6 +83,13 @@ std::string displayPath(const std::string& file) {
     return relative.string();
 }
 
+/// Machines cannot know our current directory.
+std::string absolutePath(const std::string& file) {
+    std::error_code error;
+    const fs::path path = fs::absolute(file, error);
+    return error ? file : path.lexically_normal().string();
+}
+
 Kind kindOf(MessageKind kind) {
     switch (kind) {
         case MessageKind::Info:
@@ -198,7 +205,7 @@ void MessagePrinter::showJson(const ShownMessage& message) const {
     if (message.line2) json["line2"] = *message.line2;
     if (!message.rule.empty()) json["rule"] = message.rule;
     if (message.place.known()) {
-        json["file"] = message.place.file;
+        json["file"] = absolutePath(message.place.file);
         json["line"] = message.place.line;
         if (message.place.column > 0) {
             json["column"] = message.place.column;

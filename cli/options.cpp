@@ -33,7 +33,7 @@ void addMessagesOption(CLI::App& command, Invocation& invocation) {
         .add_option_function<std::string>(
             "--messages", [&invocation](const std::string& style) { invocation.json = style == "json"; },
             "How messages are shown: for people, or as one JSON object per line on standard output")
-        ->check(CLI::IsMember({"people", "json"}))
+        ->check(CLI::IsMember({"people", "json"}).description(""))
         ->type_name("people|json")
         ->default_str("people");
 }
@@ -42,7 +42,14 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation) {
     command
         .add_option("--timeout", invocation.timeout,
                     "Ends a script that runs longer than this, in seconds (default: no limit)")
-        ->check(CLI::Range(0.0, kLongestTimeout))
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                double seconds = 0.0;
+                const bool good =
+                    CLI::detail::lexical_cast(text, seconds) && seconds >= 0.0 && seconds <= kLongestTimeout;
+                return good ? std::string() : "\"" + text + "\" is not a number of seconds";
+            },
+            ""))
         ->type_name("SECONDS");
 }
 

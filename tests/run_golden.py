@@ -12,9 +12,9 @@
     === exit
     0
 
-The command runs in a fresh directory with the input files in it. In the output that directory reads $DIR, and $SYSDIR
-in the system's own form (backslashes, upper case); sections that are absent are empty, an absent exit is 0. --update
-writes the output into the test.
+The command runs in a fresh directory with the input files in it. In the output that directory reads $DIR; in the
+system's own form (backslashes) it reads $SYSDIR, in upper case $SCRIPTDIR. Sections that are absent are empty, an absent
+exit is 0. --update writes the output into the test.
 """
 
 import pathlib
@@ -49,9 +49,11 @@ def write_inputs(parts, folder):
 
 def readable(output, folder):
     native = str(folder)
+    system = native.replace("/", "\\")
     text = output.decode("latin-1").replace(native, "$DIR")
-    system = native.replace("/", "\\").upper()
-    return text.replace(system.replace("\\", "\\\\"), "$SYSDIR").replace(system, "$SYSDIR").splitlines()
+    for form, name in ((system, "$SYSDIR"), (system.upper(), "$SCRIPTDIR")):
+        text = text.replace(form.replace("\\", "\\\\"), name).replace(form, name)
+    return text.splitlines()
 
 
 def check(path, args):

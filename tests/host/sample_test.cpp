@@ -38,30 +38,33 @@ ShadingSample numberedSample() {
     return sample;
 }
 
-/// Texts that a script shows, without its path.
-Lines said(FakeHost& host) {
-    Lines lines;
-    for (const std::string& message : host.shown()) lines.push_back(message.substr(message.find(" / ") + 3));
-    return lines;
-}
+class Sample : public testing::Test {
+protected:
+    /// Texts that scripts showed, without their path.
+    Lines said() {
+        Lines lines;
+        for (const std::string& message : host.shown()) lines.push_back(message.substr(message.find(" / ") + 3));
+        return lines;
+    }
 
-/// Runs one `process` on the sample.
-Lines evaluate(const std::string& body, ShadingSample& sample, const std::string& rest = "") {
+    /// Runs one `process`, of which every line is line 1, on the sample.
+    Lines evaluate(const std::string& body, ShadingSample& sample) {
+        const HxInstance instance = host.createWith("process: sa { " + body + " }");
+        host.handler.evaluate(instance, &sample);
+        host.handler.destroy(instance);
+        return said();
+    }
+
     FakeHost host;
-    const HxInstance instance = host.createWith(rest + "\nprocess: sa { " + body + " }");
-    host.handler.evaluate(instance, &sample);
-    const Lines lines = said(host);
-    host.handler.destroy(instance);
-    return lines;
-}
+};
 
-TEST(Sample, EveryMemberReadsAsItsRule) {
+TEST_F(Sample, EveryMemberReadsAsItsRule) {
     struct Case {
         const char* member;
         const char* value;       // of the plain read; null: a message instead
         bool integer;
     };
-    const std::string badIndex = "Line 2, illegal index value: ";
+    const std::string badIndex = "Line 1, illegal index value: ";
     for (const Case& c : {Case{"sx", "11", true}, Case{"sy", "12", true}, Case{"polNum", "78", true},
                           Case{"spotSize", "0.5", false}, Case{"rayLength", "0.25", false},
                           Case{"cosine", "0.125", false}, Case{"luminous", "1", false}, Case{"diffuse", "2", false},
@@ -95,22 +98,22 @@ TEST(Sample, EveryMemberReadsAsItsRule) {
     }
 }
 
-TEST(Sample, NamesThatAreNoMembersAreTold) {
+TEST_F(Sample, NamesThatAreNoMembersAreTold) {
     ShadingSample sample = numberedSample();
     // A piece of a name passes the first look and fails the second.
     EXPECT_EQ(evaluate("v = sa.os; info(v);", sample),
-              (Lines{"Line 2, unknown Shader data member specified: os", "(nil)"}));
-    EXPECT_EQ(evaluate("sa.os = 1;", sample), (Lines{"Line 2, unknown Shader data member specified: os"}));
-    EXPECT_EQ(evaluate("info(sa.shine);", sample).front(), "Line 2, unknown ShaderObj data member: process::sa.shine");
+              (Lines{"Line 1, unknown Shader data member specified: os", "(nil)"}));
+    EXPECT_EQ(evaluate("sa.os = 1;", sample), (Lines{"Line 1, unknown Shader data member specified: os"}));
+    EXPECT_EQ(evaluate("info(sa.shine);", sample).front(), "Line 1, unknown ShaderObj data member: process::sa.shine");
     EXPECT_EQ(evaluate("sa.shine = 1;", sample),
-              (Lines{"Line 2, unknown ShaderObject data member: process::sa.shine"}));
+              (Lines{"Line 1, unknown ShaderObject data member: process::sa.shine"}));
     EXPECT_EQ(evaluate("sa.shine(1);", sample),
-              (Lines{"Line 2, unknown object method: (ShaderObj)process::sa.shine()"}));
+              (Lines{"Line 1, unknown object method: (ShaderObj)process::sa.shine()"}));
     // The source of the ray is a known name without a value.
     EXPECT_EQ(evaluate("sa.raySource; info(\"on\");", sample), (Lines{"on"}));
 }
 
-TEST(Sample, WritesGoStraightIntoTheSample) {
+TEST_F(Sample, WritesGoStraightIntoTheSample) {
     struct Case {
         const char* statement;
         std::ptrdiff_t offset;
@@ -137,11 +140,11 @@ TEST(Sample, WritesGoStraightIntoTheSample) {
     EXPECT_EQ(evaluate("info(sa.eta++, \" \", ++sa.eta, \" \", sa.eta);", sample), (Lines{"6 8 8"}));
 }
 
-TEST(Sample, RefusedWritesLeaveTheSampleAsItWas) {
+TEST_F(Sample, RefusedWritesLeaveTheSampleAsItWas) {
     const ShadingSample original = numberedSample();
-    const auto refused = [&original](const std::string& statement, const std::string& message) {
+    const auto refused = [&](const std::string& statement, const std::string& message) {
         ShadingSample sample = original;
-        EXPECT_EQ(evaluate(statement, sample), Lines{"Line 2, " + message}) << statement;
+        EXPECT_EQ(evaluate(statement, sample), Lines{"Line 1, " + message}) << statement;
         EXPECT_EQ(std::memcmp(&sample, &original, sizeof sample), 0) << statement;
     };
     for (const char* member : {"sx", "sy", "oPos[1]", "wPos[1]", "gNorm[1]", "spotSize", "raySource[1]", "rayLength",
@@ -160,16 +163,15 @@ TEST(Sample, RefusedWritesLeaveTheSampleAsItWas) {
     refused("sa.eta /= 0;", "illegal division by zero detected");
 }
 
-TEST(Sample, AKeptObjectIsSilentOutsideProcess) {
-    FakeHost host;
+TEST_F(Sample, AKeptObjectIsSilentOutsideProcess) {
     const HxInstance instance = host.createWith(
         "kept = nil;\nprocess: sa { ::kept = sa; info(kept.sx); }\n"
         "init { k = ::kept; v = k.sx; info(v); v = k.shine; info(v); k.luminous = 3; k.luminous++; }");
     ShadingSample sample = numberedSample();
     host.handler.evaluate(instance, &sample);
-    said(host);
+    said();
     host.handler.init(instance);
-    EXPECT_EQ(said(host), (Lines{"(nil)", "(nil)"}));
+    EXPECT_EQ(said(), (Lines{"(nil)", "(nil)"}));
     EXPECT_EQ(sample.luminous, 1.0);
     host.handler.destroy(instance);
 }
@@ -207,7 +209,7 @@ ShadingSample litSample() {
     return sample;
 }
 
-TEST(Sample, TheHostIsAskedForLightAndRays) {
+TEST_F(Sample, TheHostIsAskedForLightAndRays) {
     ShadingSample sample = litSample();
     for (const char* call : {"illuminate(sa.objID, <1,2,3>, a)", "sa.illuminate(sa.objID, <1,2,3>, a)"}) {
         asked = {};
@@ -235,7 +237,7 @@ TEST(Sample, TheHostIsAskedForLightAndRays) {
     EXPECT_EQ(asked.vector[0], 0.0);
 }
 
-TEST(Sample, WrongQuestionsToTheHostAreTold) {
+TEST_F(Sample, WrongQuestionsToTheHostAreTold) {
     const std::string arrays = "var few[3]; few[1] = 1; few[3] = 2; var odd[4]; odd[2] = 1; odd[3] = \"x\"; ";
     struct Case {
         const char* call;
@@ -254,20 +256,19 @@ TEST(Sample, WrongQuestionsToTheHostAreTold) {
                           Case{"raytrace(odd, <0,0,1>)", "invalid array element [3] type to raytrace()"}}) {
         ShadingSample sample = litSample();
         EXPECT_EQ(evaluate(arrays + "v = " + c.call + "; info(v);", sample),
-                  (Lines{std::string("Line 2, ") + c.message, "(nil)"}))
+                  (Lines{std::string("Line 1, ") + c.message, "(nil)"}))
             << c.call;
     }
 }
 
-TEST(Sample, TheHostIsNotAskedOutsideProcess) {
-    FakeHost host;
+TEST_F(Sample, TheHostIsNotAskedOutsideProcess) {
     const HxInstance instance = host.createWith(
         "id = nil;\nprocess: sa { ::id = sa.objID; }\n"
         "init { v = illuminate(::id, <0,0,0>, <0,0,1>); info(v);\n v = raytrace(<0,0,0>, <0,0,1>); info(v); }");
     ShadingSample sample = litSample();
     host.handler.evaluate(instance, &sample);
     host.handler.init(instance);
-    EXPECT_EQ(said(host), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
+    EXPECT_EQ(said(), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
                                  "Line 4, illegal invocation of function raytrace()", "(nil)"}));
     host.handler.destroy(instance);
 }
