@@ -10,13 +10,6 @@ constexpr std::string_view kMasterKey = "Software\\Mirtex\\Kestrel";
 constexpr std::string_view kVersionKey = "Software\\Mirtex\\Kestrel\\2.0";
 constexpr std::string_view kGlobalKey = "Software\\Mirtex\\Kestrel\\2.0\\KS-PT";
 
-/// Creates a key level by level.
-void createChain(platform::Registry& registry, Hive hive, std::string_view key) {
-    for (std::size_t end = key.find('\\'); end != std::string_view::npos; end = key.find('\\', end + 1))
-        registry.createKey(hive, key.substr(0, end));
-    registry.createKey(hive, key);
-}
-
 std::string scriptKey(std::string_view scope) {
     std::string key(kGlobalKey);
     key += '\\';
@@ -42,10 +35,8 @@ void PersistentStore::createKeys() {
     if (keysCreated_) return;
     // One attempt: where it fails, the writes that need the keys fail and are reported.
     keysCreated_ = true;
-    if (!registry_.keyExists(Hive::CurrentUser, kGlobalKey))
-        createChain(registry_, Hive::CurrentUser, kGlobalKey);
-    if (!registry_.keyExists(Hive::LocalMachine, kVersionKey))
-        createChain(registry_, Hive::LocalMachine, kVersionKey);
+    registry_.createKey(Hive::CurrentUser, kGlobalKey);
+    registry_.createKey(Hive::LocalMachine, kVersionKey);
 }
 
 bool PersistentStore::write(std::string_view scope, std::string_view name, std::string_view text) {

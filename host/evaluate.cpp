@@ -20,8 +20,8 @@ struct FlagName {
 
 /// Meant: number 8 is "ROUGH" here although the constant is called ROUGHNESS; there is no number 9.
 constexpr FlagName kFlagNames[] = {
-    {"NORMAL", 0},  {"COLOR", 1},       {"LUMINOUS", 2}, {"DIFFUSE", 3}, {"SPECULAR", 4},
-    {"MIRROR", 5},  {"TRANSPARENT", 6}, {"ETA", 7},      {"ROUGH", 8},   {"RAYTRACE", 10},
+    {"NORMAL", 0}, {"COLOR", 1},       {"LUMINOUS", 2}, {"DIFFUSE", 3}, {"SPECULAR", 4},
+    {"MIRROR", 5}, {"TRANSPARENT", 6}, {"ETA", 7},      {"ROUGH", 8},   {"RAYTRACE", 10},
 };
 constexpr std::int64_t kMissingFlag = 9;
 
@@ -61,7 +61,9 @@ std::uint32_t readFlags(LoadedScript& script) {
 /// The sample is current for exactly one call of `process`.
 class CurrentSample {
 public:
-    CurrentSample(ShaderContext& context, ShadingSample& sample) : context_(context) { context.sample = &sample; }
+    CurrentSample(ShaderContext& context, ShadingSample& sample) : context_(context) {
+        context.sample = &sample;
+    }
     ~CurrentSample() { context_.sample = nullptr; }
     CurrentSample(const CurrentSample&) = delete;
     CurrentSample& operator=(const CurrentSample&) = delete;
@@ -87,7 +89,8 @@ void cleanupInstance(const PluginState& state, ShaderInstance& instance) {
 
 void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::int32_t frame, double time) {
     if (LoadedScript* script = runnable(state, instance))
-        script->call(HostFunction::NewTime, std::array{ValueCell::ofInteger(frame), ValueCell::ofNumber(time)});
+        script->call(HostFunction::NewTime,
+                     std::array{ValueCell::ofInteger(frame), ValueCell::ofNumber(time)});
 }
 
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample) {

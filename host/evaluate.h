@@ -11,8 +11,8 @@ void initInstance(const PluginState& state, ShaderInstance& instance);
 void cleanupInstance(const PluginState& state, ShaderInstance& instance);
 void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::int32_t frame, double time);
 
-/// Runs `process` on one sample. While the context's abort flag is set nothing happens: a script that failed is not
-/// run again until another of its functions has run, which clears the flag.
+/// Runs `process` on one sample. While the context's abort flag is set nothing happens: a script that failed
+/// is not run again until another of its functions has run, which clears the flag.
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample);
 
 /// Runs `flags` and reads what it returned.

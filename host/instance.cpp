@@ -62,7 +62,9 @@ void destroyInstance(PluginState& state, ShaderInstance& instance) {
     script->unload();
 }
 
-void copyInstance(const ShaderInstance& source, ShaderInstance& destination) { destination.context = source.context; }
+void copyInstance(const ShaderInstance& source, ShaderInstance& destination) {
+    destination.context = source.context;
+}
 
 bool attachScript(PluginState& state, ShaderInstance& instance, const std::optional<std::string>& name) {
     ScriptContext& context = *instance.context;
@@ -76,7 +78,8 @@ bool attachScript(PluginState& state, ShaderInstance& instance, const std::optio
 const char* describeInstance(PluginState& state, const ShaderInstance& instance) {
     std::string text = "Kestrel/PT";
     if (const LoadedScript* script = instance.script()) {
-        text = script->host.customDescription ? script->host.description : text + " - " + script->host.description;
+        text = script->host.customDescription ? script->host.description
+                                              : text + " - " + script->host.description;
     }
     const std::size_t used = text.copy(state.description.data(), kDescribeSize - 1);
     state.description[used] = '\0';

@@ -15,8 +15,8 @@ struct PluginState;
 
 /// What instances made by `copy` from one another share: loading a script into one of them shows in all.
 struct ScriptContext {
-    std::int16_t activationNumber = 0;      ///< of the activation in which the first of them was created
-    std::unique_ptr<LoadedScript> script;   ///< null while no script is loaded
+    std::int16_t activationNumber = 0;     ///< of the activation in which the first of them was created
+    std::unique_ptr<LoadedScript> script;  ///< null while no script is loaded
 };
 
 struct ShaderInstance {
@@ -29,15 +29,15 @@ struct ShaderInstance {
 /// A new instance without a script.
 ShaderInstance* createInstance(PluginState& state);
 
-/// Ends an instance. The last one of those that share a script runs the script's `destroy` and unloads it; the last
-/// instance of all releases the host's services.
+/// Ends an instance. The last one of those that share a script runs the script's `destroy` and unloads it;
+/// the last instance of all releases the host's services.
 void destroyInstance(PluginState& state, ShaderInstance& instance);
 
 /// From now on both instances run the source's script with one state. The destination lets go of its own.
 void copyInstance(const ShaderInstance& source, ShaderInstance& destination);
 
-/// Loads a script into an instance and runs the script's `create`. An instance whose script does not load stays as
-/// it is.
+/// Loads a script into an instance and runs the script's `create`. An instance whose script does not load
+/// stays as it is.
 /// @param name  file to load; nothing: the user is asked
 /// @return false when nothing was loaded
 bool attachScript(PluginState& state, ShaderInstance& instance, const std::optional<std::string>& name);

@@ -1,7 +1,6 @@
 // illuminate and raytrace: what the host knows at the current sample beyond the sample itself.
-#include "host/host_builtins.h"
-
 #include "engine/arrays.h"
+#include "host/host_builtins.h"
 #include "host/shader_context.h"
 
 #include <array>
@@ -21,7 +20,8 @@ struct ArrayMessages {
 
 /// The first three elements of an array that hold something.
 /// @return false after the call has failed
-bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, const ArrayMessages& messages, Triple& out) {
+bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, const ArrayMessages& messages,
+                     Triple& out) {
     std::size_t found = 0;
     for (std::size_t i = 0; i < array.elements.size() && found < out.size(); ++i) {
         const ValueCell& element = array.elements[i];
@@ -67,7 +67,8 @@ void illuminateBuiltin(BuiltinCall& call) {
     if (call.argc != 3) return call.fail("#ELine %d, invalid argument count to illuminate()", line);
     Triple point{};
     Triple vector{};
-    if (!tripleArgument(call, 2, "#ELine %d, invalid argument 3 type to illuminate()", kArray, vector)) return;
+    if (!tripleArgument(call, 2, "#ELine %d, invalid argument 3 type to illuminate()", kArray, vector))
+        return;
     if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to illuminate()", kArray, point)) return;
     const ValueCell& light = call.arg(0);
     if (light.type != HxObject || light.payload.object == nullptr)
@@ -94,7 +95,8 @@ void raytraceBuiltin(BuiltinCall& call) {
     if (call.argc != 2) return call.fail("#ELine %d, invalid argument count to raytrace()", line);
     Triple point{};
     Triple direction{};
-    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to raytrace()", kArray, direction)) return;
+    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to raytrace()", kArray, direction))
+        return;
     if (!tripleArgument(call, 0, "#ELine %d, invalid argument 1 type to raytrace()", kArray, point)) return;
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->rayTrace == nullptr)

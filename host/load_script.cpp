@@ -10,7 +10,8 @@ namespace kestrel {
 
 namespace {
 
-constexpr std::size_t kDialogSize = 99;  // the most that the load dialog handles, and that its start directory takes
+constexpr std::size_t kDialogSize =
+    99;  // the most that the load dialog handles, and that its start directory takes
 constexpr std::string_view kPathSetting = "ScriptPath";
 
 /// The environment variable KSCFG without its last backslash, or the current directory.
@@ -21,18 +22,21 @@ std::string configurationDirectory() {
     return *directory;
 }
 
-/// The host's own configuration names the directory of its modules in a line that starts with this word; the name
-/// begins one character after it.
+/// The host's own configuration names the directory of its modules in a line that starts with this word; the
+/// name begins one character after it.
 std::string moduleDirectory() {
     constexpr std::string_view kKey = "PluginDirectory";
-    const std::optional<std::string> text = platform::readTextFile(platform::currentDirectory() + "\\hxm.cfg");
+    const std::optional<std::string> text =
+        platform::readTextFile(platform::currentDirectory() + "\\hxm.cfg");
     if (!text) return {};
     for (std::string_view rest = *text; !rest.empty();) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
-        std::string_view line = rest.substr(0, std::min(end, kDialogSize));  // a longer one continues as the next
+        std::string_view line =
+            rest.substr(0, std::min(end, kDialogSize));  // a longer one continues as the next
         if (line.starts_with(kKey)) {
             line.remove_prefix(std::min(kKey.size() + 1, line.size()));
-            while (!line.empty() && std::isspace(static_cast<unsigned char>(line.front())) != 0) line.remove_prefix(1);
+            while (!line.empty() && std::isspace(static_cast<unsigned char>(line.front())) != 0)
+                line.remove_prefix(1);
             return std::string(line);
         }
         rest.remove_prefix(line.size() == end ? std::min(end + 1, rest.size()) : line.size());
@@ -43,7 +47,8 @@ std::string moduleDirectory() {
 std::string startDirectory(PersistentStore& store) {
     if (const auto chosen = platform::environment("KSPATH"); chosen && !chosen->empty())
         return chosen->substr(0, kDialogSize);
-    if (std::string stored = readSetting(store, Settings::Store, kGlobalScope, kPathSetting); stored != kNoSetting)
+    if (std::string stored = readSetting(store, Settings::Store, kGlobalScope, kPathSetting);
+        stored != kNoSetting)
         return stored;
     if (std::string directory = moduleDirectory(); !directory.empty()) return directory;
     return platform::currentDirectory();
@@ -64,8 +69,8 @@ std::optional<std::string> askForScript(ScriptEnvironment& environment) {
 
 }  // namespace
 
-std::unique_ptr<LoadedScript> loadScript(ScriptEnvironment& environment, const std::optional<std::string>& name,
-                                         int instanceNumber) {
+std::unique_ptr<LoadedScript> loadScript(ScriptEnvironment& environment,
+                                         const std::optional<std::string>& name, int instanceNumber) {
     environment.store.recreateKeys();
     const std::optional<std::string> file = name ? name : askForScript(environment);
     if (!file) return nullptr;

@@ -14,6 +14,7 @@ namespace kestrel {
 /// @param instanceNumber  what the script's INSTANCE says
 /// @return null when the user cancelled or the script does not load
 [[nodiscard]] std::unique_ptr<LoadedScript> loadScript(ScriptEnvironment& environment,
-                                                       const std::optional<std::string>& name, int instanceNumber);
+                                                       const std::optional<std::string>& name,
+                                                       int instanceNumber);
 
 }  // namespace kestrel

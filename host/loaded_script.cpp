@@ -31,7 +31,8 @@ CallScope::~CallScope() {
     }
 }
 
-LoadedScript::LoadedScript(ScriptEnvironment& environment) : host(environment), engine(environment.services(host)) {}
+LoadedScript::LoadedScript(ScriptEnvironment& environment)
+    : host(environment), engine(environment.services(host)) {}
 
 std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment, std::string_view systemPath,
                                                  int instanceNumber) {
@@ -44,8 +45,8 @@ std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment,
 }
 
 bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
-    // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The compile empties
-    // that list first, so by design they never take effect, and the setting is not read.
+    // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The
+    // compile empties that list first, so by design they never take effect, and the setting is not read.
     engine.reset();
     engine.reporter.state.scriptPath = platform::upperCase(systemPath);
     engine.scriptFile = systemPath;
@@ -56,7 +57,8 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
         const CallScope scope(engine);
         runTopLevel(engine);
     }
-    for (std::size_t i = 0; i < kHostFunctions; ++i) functions_[i] = engine.program->findFunction(kFunctionNames[i]);
+    for (std::size_t i = 0; i < kHostFunctions; ++i)
+        functions_[i] = engine.program->findFunction(kFunctionNames[i]);
     if (host.description.empty())
         host.description = std::string(platform::baseName(path()).substr(0, kDescriptionLimit));
     return true;

@@ -15,7 +15,18 @@
 namespace kestrel {
 
 /// The functions that a script may define for the host, matched by their exact names.
-enum class HostFunction : std::size_t { Create, Destroy, Load, Save, Options, Init, Cleanup, NewTime, Flags, Process };
+enum class HostFunction : std::size_t {
+    Create,
+    Destroy,
+    Load,
+    Save,
+    Options,
+    Init,
+    Cleanup,
+    NewTime,
+    Flags,
+    Process
+};
 inline constexpr std::size_t kHostFunctions = 10;
 
 class LoadedScript {
@@ -24,8 +35,8 @@ public:
     /// @param systemPath      absolute, "\"-separated, letter case kept
     /// @param instanceNumber  what the script's INSTANCE says
     /// @return null when the script does not compile or lacks something
-    [[nodiscard]] static std::unique_ptr<LoadedScript> load(ScriptEnvironment& environment, std::string_view systemPath,
-                                                            int instanceNumber);
+    [[nodiscard]] static std::unique_ptr<LoadedScript> load(ScriptEnvironment& environment,
+                                                            std::string_view systemPath, int instanceNumber);
 
     explicit LoadedScript(ScriptEnvironment& environment);
     LoadedScript(const LoadedScript&) = delete;
@@ -51,8 +62,8 @@ private:
     std::array<FunctionRecord*, kHostFunctions> functions_{};
 };
 
-/// Ends a call of a script function whichever way the scope is left. An exception leaves the engine ready for the next
-/// call, with the abort flag set.
+/// Ends a call of a script function whichever way the scope is left. An exception leaves the engine ready for
+/// the next call, with the abort flag set.
 class CallScope {
 public:
     explicit CallScope(EngineContext& ctx) noexcept;

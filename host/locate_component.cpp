@@ -18,13 +18,15 @@ constexpr std::string_view kPathSetting = "LibraryPath";
 /// Every "/" before the first blank becomes a "\", unless the script switched that off.
 void convertSeparators(const EngineContext& ctx, std::string& path) {
     if (ctx.options.literalpaths) return;
-    std::replace(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(std::min(path.find(' '), path.size())), '/',
+    std::replace(path.begin(),
+                 path.begin() + static_cast<std::ptrdiff_t>(std::min(path.find(' '), path.size())), '/',
                  '\\');
 }
 
 std::string joined(std::string_view directory, std::string_view name) {
     std::string path(directory);
-    if (directory.empty() || std::string_view("\\/:").find(directory.back()) == std::string_view::npos) path += '\\';
+    if (directory.empty() || std::string_view("\\/:").find(directory.back()) == std::string_view::npos)
+        path += '\\';
     return path.append(name);
 }
 
@@ -38,7 +40,8 @@ std::string absoluteSystemPath(std::string_view path) {
     return joined(platform::currentDirectory(), full);
 }
 
-std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope, std::string_view name) {
+std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope,
+                        std::string_view name) {
     std::string value = store.read(scope, name, "", kSettingLimit);
     if (!value.empty()) return value;
     // A store that cannot be written just stays without the setting.

@@ -16,12 +16,14 @@ enum class Settings { ReadOnly, Store };
 
 inline constexpr std::string_view kNoSetting = "(none)";
 
-/// Reads a setting. One that was never made is stored as "(none)", so that whoever looks into the store finds it.
+/// Reads a setting. One that was never made is stored as "(none)", so that whoever looks into the store finds
+/// it.
 /// @return "(none)" when there is none
 [[nodiscard]] std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope,
                                       std::string_view name);
 
-/// The directories in which components of scripts are looked for: stored in the user's store, kept for the process.
+/// The directories in which components of scripts are looked for: stored in the user's store, kept for the
+/// process.
 class LibraryPath {
 public:
     LibraryPath(PersistentStore& store, Settings settings) : store_(store), settings_(settings) {}
@@ -51,7 +53,8 @@ private:
     const FileRequester& requester_;
 };
 
-/// A path that came from outside (a saved state, a file requester) as the system writes it: absolute, "\"-separated.
+/// A path that came from outside (a saved state, a file requester) as the system writes it: absolute,
+/// "\"-separated.
 [[nodiscard]] std::string absoluteSystemPath(std::string_view path);
 
 }  // namespace kestrel

@@ -1,5 +1,5 @@
-// The module's one export, its two servers and their activation. No exception leaves a function of this file that the
-// host calls.
+// The module's one export, its two servers and their activation. No exception leaves a function of this file
+// that the host calls.
 #include "host/evaluate.h"
 #include "host/host_interface.h"
 #include "host/plugin_state.h"
@@ -46,7 +46,8 @@ void withInstance(HxInstance handle, Body&& body) noexcept {
     });
 }
 
-// ---- the twelve callbacks of a shader handler ----------------------------------------------------------------------
+// ---- the twelve callbacks of a shader handler
+// ----------------------------------------------------------------------
 
 HxInstance createCallback(const char** /* error: never written */) {
     return guarded<HxInstance>(nullptr, [] { return createInstance(pluginState()); });
@@ -93,7 +94,8 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
 
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     if (sample == nullptr) return;
-    withInstance(handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample); });
+    withInstance(handle,
+                 [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample); });
 }
 
 std::uint32_t flagsCallback(HxInstance handle) {
@@ -109,9 +111,12 @@ const char* describeCallback(HxInstance handle) {
 }
 
 /// No script can name the items that affect it yet, so there is never a list.
-const HostItemID* usedItemsCallback(HxInstance) { return nullptr; }
+const HostItemID* usedItemsCallback(HxInstance) {
+    return nullptr;
+}
 
-// ---- what tools may ask --------------------------------------------------------------------------------------------
+// ---- what tools may ask
+// --------------------------------------------------------------------------------------------
 
 std::int32_t lastRunAborted(void* handle) {
     if (handle == nullptr) return 0;
@@ -119,7 +124,8 @@ std::int32_t lastRunAborted(void* handle) {
     return script != nullptr && script->engine.run.abort ? 1 : 0;
 }
 
-// ---- activation ----------------------------------------------------------------------------------------------------
+// ---- activation
+// ----------------------------------------------------------------------------------------------------
 
 template <class Service>
 bool lookUp(HostGlobal global, const char* name, HxServiceUse use, const Service*& service) {
@@ -144,8 +150,8 @@ bool acquireServices(PluginState& state, HostGlobal global) {
     const bool hasMessages = lookUp(global, HX_SERVICE_MESSAGES, HX_USE_KEEP, services.messages);
     lookUp(global, HX_SERVICE_DIRECTORY_INFO, HX_USE_ONCE, services.directoryInfo);
     // This service is no record: its address is the word itself.
-    state.environment.systemInfo =
-        static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(global(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE)));
+    state.environment.systemInfo = static_cast<std::uint32_t>(
+        reinterpret_cast<std::uintptr_t>(global(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE)));
     if (!hasMessages) return false;
     if (!hasRequester && (state.environment.systemInfo & HX_SYSTEM_RENDER_NODE) == 0) {
         showError("Bad global!", nullptr);
@@ -169,14 +175,16 @@ std::int32_t activateHandler(std::int32_t version, HostGlobal global, void* loca
         state.activationNumber = static_cast<std::int16_t>(state.activationCount);
         if (local != nullptr) {
             *static_cast<ShaderHandlerRecord*>(local) = {
-                createCallback, destroyCallback, copyCallback,     loadCallback,  saveCallback,     initCallback,
-                cleanupCallback, newTimeCallback, evaluateCallback, flagsCallback, describeCallback, usedItemsCallback};
+                createCallback,   destroyCallback, copyCallback,     loadCallback,
+                saveCallback,     initCallback,    cleanupCallback,  newTimeCallback,
+                evaluateCallback, flagsCallback,   describeCallback, usedItemsCallback};
         }
         return HXM_OK;
     });
 }
 
-std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* local, void* /* server data */) {
+std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* local,
+                               void* /* server data */) {
     if (version != HXM_INTERFACE_VERSION) return HXM_BAD_VERSION;
     if (local == nullptr) return HXM_OK;
     return guarded<std::int32_t>(HXM_OK, [&] {
@@ -186,7 +194,9 @@ std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* lo
     });
 }
 
-std::int32_t startup() { return HXM_STARTUP_OK; }
+std::int32_t startup() {
+    return HXM_STARTUP_OK;
+}
 void shutdown() {}
 
 constexpr ServerRecord kServers[] = {
@@ -203,7 +213,8 @@ extern "C" {
 extern __attribute__((visibility("default"))) KestrelModule _mod_descrip;
 
 KestrelModule _mod_descrip = {
-    {HXM_SYNC_WORD, HXM_MODULE_VERSION, HXM_MACHINE_TYPE, kestrel::startup, kestrel::shutdown, kestrel::kServers},
+    {HXM_SYNC_WORD, HXM_MODULE_VERSION, HXM_MACHINE_TYPE, kestrel::startup, kestrel::shutdown,
+     kestrel::kServers},
     KESTREL_EXTENSION_MAGIC,
     reinterpret_cast<KestrelRunWatch*>(&kestrel::pluginState().watch),
     kestrel::lastRunAborted,

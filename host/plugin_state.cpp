@@ -32,7 +32,8 @@ bool askHost(const FileRequestService* service, FileRequest& request) {
     DialogText fileName(request.fileName, request.size);
     DialogText path(request.path, request.size);
     DialogText fullName("", request.size);
-    if (service->fileRequest(request.title.c_str(), fileName.data(), path.data(), fullName.data(), request.size) < 1)
+    if (service->fileRequest(request.title.c_str(), fileName.data(), path.data(), fullName.data(),
+                             request.size) < 1)
         return false;
     request.fileName = fileName.text();
     request.path = path.text();

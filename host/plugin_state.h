@@ -40,15 +40,15 @@ inline constexpr std::size_t kDescribeSize = 80;
 struct PluginState {
     PluginState();
 
-    std::uint32_t activationCount = 0;    ///< successful activations of the shader handler
-    std::int16_t activationNumber = 0;    ///< the latest count; stamped into new instances
-    HostGlobal hostGlobal = nullptr;      ///< of the latest activation
+    std::uint32_t activationCount = 0;  ///< successful activations of the shader handler
+    std::int16_t activationNumber = 0;  ///< the latest count; stamped into new instances
+    HostGlobal hostGlobal = nullptr;    ///< of the latest activation
     HostServices services;
-    bool requesterOpen = false;           ///< a script's panel is open: the shading callbacks do nothing
-    RunWatch watch;                       ///< exported behind the module's descriptor
+    bool requesterOpen = false;  ///< a script's panel is open: the shading callbacks do nothing
+    RunWatch watch;              ///< exported behind the module's descriptor
     HostMessages messages{services};
     ScriptEnvironment environment{&messages, &watch, Settings::Store};
-    std::list<ShaderInstance> instances;  ///< every live instance, in order of creation
+    std::list<ShaderInstance> instances;            ///< every live instance, in order of creation
     std::array<char, kDescribeSize> description{};  ///< what the latest `describe` gave out
 };
 

@@ -27,9 +27,9 @@ public:
     /// @param host  the script's own part of the host side; outlives the context
     [[nodiscard]] EngineServices services(ShaderContext& host) noexcept;
 
-    FileRequester requestFile;                     ///< empty: every request is cancelled
-    std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;   ///< the host's system-information word
-    std::string configurationFile;                 ///< where a configuration would be; nothing reads one yet
+    FileRequester requestFile;                    ///< empty: every request is cancelled
+    std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
+    std::string configurationFile;                ///< where a configuration would be; nothing reads one yet
 
     platform::Registry registry;
     PersistentStore store{registry};

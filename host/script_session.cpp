@@ -26,7 +26,9 @@ ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequest
 
 ScriptSession::~ScriptSession() = default;
 
-EngineContext& ScriptSession::context() noexcept { return parts_->engine; }
+EngineContext& ScriptSession::context() noexcept {
+    return parts_->engine;
+}
 
 bool ScriptSession::compile(const std::string& nativePath, const CompileOptions& options) {
     EngineContext& engine = parts_->engine;
@@ -49,6 +51,8 @@ bool ScriptSession::runMain() {
     return kestrel::runMain(parts_->engine);
 }
 
-void ScriptSession::unload() { unloadScript(parts_->engine); }
+void ScriptSession::unload() {
+    unloadScript(parts_->engine);
+}
 
 }  // namespace kestrel

@@ -10,13 +10,15 @@
 
 namespace kestrel {
 
-/// One script in a context of its own, with all built-ins, the library path of the user's store and the shading object
-/// (which has no sample here, so its members read as Nil). Nothing is shared with the module or with other sessions.
+/// One script in a context of its own, with all built-ins, the library path of the user's store and the
+/// shading object (which has no sample here, so its members read as Nil). Nothing is shared with the module
+/// or with other sessions.
 class ScriptSession {
 public:
     /// @param messages   where messages go; must outlive the session
     /// @param watch      lets the caller end a run; may be null
-    /// @param requester  answers requests for files (components that are not on the library path); may be empty
+    /// @param requester  answers requests for files (components that are not on the library path); may be
+    /// empty
     explicit ScriptSession(MessageSink& messages, RunWatch* watch = nullptr, FileRequester requester = {});
     ~ScriptSession();
     ScriptSession(const ScriptSession&) = delete;
@@ -24,8 +26,8 @@ public:
 
     [[nodiscard]] EngineContext& context() noexcept;
 
-    /// Forgets the script of the session, compiles another and checks the result. Nothing of it runs; the messages of
-    /// the compile and the check have been shown.
+    /// Forgets the script of the session, compiles another and checks the result. Nothing of it runs; the
+    /// messages of the compile and the check have been shown.
     /// @param nativePath  as the user wrote it, relative or absolute
     /// @return true when the script may run; otherwise context().program holds what there is of it
     [[nodiscard]] bool compile(const std::string& nativePath, const CompileOptions& options = {});

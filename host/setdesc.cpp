@@ -1,6 +1,5 @@
-#include "host/host_builtins.h"
-
 #include "engine/text.h"
+#include "host/host_builtins.h"
 #include "host/shader_context.h"
 
 #include <optional>

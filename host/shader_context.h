@@ -1,4 +1,5 @@
-// What the host side keeps per loaded script; built-ins and objects find it again through the engine's context.
+// What the host side keeps per loaded script; built-ins and objects find it again through the engine's
+// context.
 #pragma once
 
 #include "engine/context.h"
@@ -19,7 +20,8 @@ struct SceneItem : HxItemHeader {
     HostItemID childCursor = 0;  ///< the child last returned by firstChild or nextChild
 };
 
-/// What a value of type HxioObj points to: the way in which a script's `load` or `save` reaches the host's state.
+/// What a value of type HxioObj points to: the way in which a script's `load` or `save` reaches the host's
+/// state.
 struct StateObject {
     bool reading = false;
     bool endOfData = false;
@@ -32,12 +34,12 @@ struct ShaderContext {
     explicit ShaderContext(ScriptEnvironment& scriptEnvironment) : environment(scriptEnvironment) {}
 
     ScriptEnvironment& environment;
-    std::string description;                ///< at most kDescriptionLimit characters
-    bool customDescription = false;         ///< the script chose the description itself
+    std::string description;                                ///< at most kDescriptionLimit characters
+    bool customDescription = false;                         ///< the script chose the description itself
     std::array<std::uint8_t, kFlagCount> requestedFlags{};  ///< what flags() asked for, by flag number
-    ShadingSample* sample = nullptr;        ///< set while `process` runs
-    const LoadState* loadState = nullptr;   ///< set while the script's `load` runs
-    const SaveState* saveState = nullptr;   ///< set while the script's `save` runs
+    ShadingSample* sample = nullptr;                        ///< set while `process` runs
+    const LoadState* loadState = nullptr;                   ///< set while the script's `load` runs
+    const SaveState* saveState = nullptr;                   ///< set while the script's `save` runs
     // Scripts may keep the object that they were handed, so it lives as long as they do.
     StateObject loadObject{true, false};
     StateObject saveObject{false, false};

@@ -62,10 +62,11 @@ constexpr SampleMember kMembers[] = {
     {"roughness", offsetof(ShadingSample, roughness), Scalar, 1, true},
 };
 
-/// Meant: a name is first looked for anywhere in this text, so a piece of it ("os") counts as known and only fails the
-/// exact comparison afterwards, with another message.
+/// Meant: a name is first looked for anywhere in this text, so a piece of it ("os") counts as known and only
+/// fails the exact comparison afterwards, with another message.
 constexpr char kKnownNames[] =
-    "sx|sy|oPos|wPos|gNorm|spotSize|raySource|rayLength|cosine|oXfrm|wXfrm|objID|polNum|wNorm|color|luminous|diffuse|"
+    "sx|sy|oPos|wPos|gNorm|spotSize|raySource|rayLength|cosine|oXfrm|wXfrm|objID|polNum|wNorm|color|luminous|"
+    "diffuse|"
     "specular|mirror|transparency|eta|roughness";
 
 constexpr bool namesMatchTable() {
@@ -109,7 +110,9 @@ std::size_t elementOffset(const SampleMember& member, std::int64_t index) {
     return member.offset + static_cast<std::size_t>(index - 1) * sizeof(double);
 }
 
-bool isIncrement(int op) { return op == OP_PREINC || op == OP_PREDEC || op == OP_POSTINC || op == OP_POSTDEC; }
+bool isIncrement(int op) {
+    return op == OP_PREINC || op == OP_PREDEC || op == OP_POSTINC || op == OP_POSTDEC;
+}
 
 }  // namespace
 
@@ -145,7 +148,9 @@ void ShaderObjectKind::readMember(EngineContext& ctx, const MemberAccess& access
     const SampleMember& member = kMembers[access.slot];
     const ShadingSample& sample = *context.sample;
     switch (member.form) {
-        case WholeNumber: ctx.stack.push(ValueCell::ofInteger(load<std::int32_t>(sample, member.offset))); break;
+        case WholeNumber:
+            ctx.stack.push(ValueCell::ofInteger(load<std::int32_t>(sample, member.offset)));
+            break;
         case Item:
             ctx.stack.push(ValueCell::ofObject(
                 HxObject, &context.sceneItem(HX_MESH, load<HostItemID>(sample, member.offset))));
@@ -159,11 +164,13 @@ void ShaderObjectKind::readMember(EngineContext& ctx, const MemberAccess& access
         case Scalar:
             ctx.stack.push(ValueCell::ofNumber(load<double>(sample, elementOffset(member, access.index))));
             break;
-        case Silent: break;
+        case Silent:
+            break;
     }
 }
 
-void ShaderObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+void ShaderObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
+                                   int op) {
     ShadingSample* sample = shaderContext(ctx).sample;
     if (sample == nullptr) {
         if (isIncrement(op)) ctx.stack.push(ValueCell::ofNil());
@@ -177,14 +184,14 @@ void ShaderObjectKind::writeMember(EngineContext& ctx, const MemberAccess& acces
     if (access.slot == kPieceOfName) return reportPieceOfName(ctx, access.member);
     const SampleMember& member = kMembers[access.slot];
     if (!member.writable) {
-        ctx.reporter.report("#ELine %d, illegal assignment to read-only Shader data member: %s", ctx.run.currentLine,
-                            access.member);
+        ctx.reporter.report("#ELine %d, illegal assignment to read-only Shader data member: %s",
+                            ctx.run.currentLine, access.member);
         return;
     }
     if (member.form == Elements && !checkIndex(ctx, member, access.index)) return;
     if (!value.isNumeric()) {
-        ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s", ctx.run.currentLine,
-                            access.member);
+        ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s",
+                            ctx.run.currentLine, access.member);
         return;
     }
     const std::size_t offset = elementOffset(member, access.index);

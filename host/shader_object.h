@@ -7,8 +7,8 @@
 
 namespace kestrel {
 
-/// Values of type ShaderObj. They carry nothing: the object always means the sample that is being evaluated. A member
-/// read through a kept object outside `process` is Nil, a write does nothing.
+/// Values of type ShaderObj. They carry nothing: the object always means the sample that is being evaluated.
+/// A member read through a kept object outside `process` is Nil, a write does nothing.
 class ShaderObjectKind final : public ObjectKind {
 public:
     [[nodiscard]] int memberSlot(std::string_view name) const noexcept override;

@@ -17,7 +17,9 @@ constexpr std::size_t kLongestLine = 8192;
 
 enum ScriptMode { kTextMode = 1, kBinaryMode = 2 };  // what a script's `load` and `save` are told
 
-ScriptMode scriptMode(std::int32_t hostMode) { return hostMode == HX_STATE_TEXT ? kTextMode : kBinaryMode; }
+ScriptMode scriptMode(std::int32_t hostMode) {
+    return hostMode == HX_STATE_TEXT ? kTextMode : kBinaryMode;
+}
 
 std::optional<std::string> readNameLine(const LoadState& from) {
     std::vector<char> buffer(kLongestLine + 1);
@@ -62,7 +64,8 @@ void callWithState(LoadedScript& script, HostFunction which, ScriptMode mode, St
 }  // namespace
 
 void loadInstance(PluginState& state, ShaderInstance& instance, const LoadState& from) {
-    const std::optional<std::string> name = from.mode == HX_STATE_TEXT ? readNameLine(from) : readNameBlock(from);
+    const std::optional<std::string> name =
+        from.mode == HX_STATE_TEXT ? readNameLine(from) : readNameBlock(from);
     if (!name || !attachScript(state, instance, name)) return;
     LoadedScript& script = *instance.script();
     const Lent<const LoadState> lent(script.host.loadState, &from);

@@ -5,8 +5,8 @@
 
 namespace kestrel {
 
-/// Reads the script's name from the host's state, loads the script and lets its `load` read the rest. A state that
-/// names no script loads nothing, silently.
+/// Reads the script's name from the host's state, loads the script and lets its `load` read the rest. A state
+/// that names no script loads nothing, silently.
 void loadInstance(PluginState& state, ShaderInstance& instance, const LoadState& from);
 
 /// Writes the script's name and lets the script's `save` write the rest. Without a script nothing is written.

@@ -12,8 +12,8 @@ namespace kestrel::platform {
 namespace {
 
 TEST(Files, TextIsReadWithoutCarriageReturnsBeforeNewlines) {
-    const std::string path = systemPath((std::filesystem::temp_directory_path() /
-                                         ("kestrel_files_" + std::to_string(processId()))).string());
+    const std::string path = systemPath(
+        (std::filesystem::temp_directory_path() / ("kestrel_files_" + std::to_string(processId()))).string());
     {
         const FileHandle file = openFile(path, "wb");
         ASSERT_NE(file, nullptr);

@@ -31,13 +31,14 @@ TEST_F(Paths, ASystemPathFindsItsFileWhateverTheCase) {
         const char* asked;
         const char* found;
     };
-    for (const Case& c : {Case{"\\Scripts\\Marble.ks", "/Scripts/Marble.ks"},   // exact
-                          Case{"\\SCRIPTS\\MARBLE.KS", "/Scripts/Marble.ks"},   // each component by itself
-                          Case{"\\scripts\\lib\\b.ks", "/Scripts/lib/b.ks"},    // an exact name beats an earlier one
-                          Case{"\\scripts\\lib\\b.KS", "/Scripts/lib/B.ks"},    // the first in byte order
-                          Case{"\\scripts/lib\\..\\marble.ks", "/Scripts/lib/../Marble.ks"},
-                          Case{"\\scripts\\New.KS", "/Scripts/New.KS"},         // what does not exist keeps its letters
-                          Case{"\\None\\Lib\\b.ks", "/None/Lib/b.ks"}}) {
+    for (const Case& c :
+         {Case{"\\Scripts\\Marble.ks", "/Scripts/Marble.ks"},  // exact
+          Case{"\\SCRIPTS\\MARBLE.KS", "/Scripts/Marble.ks"},  // each component by itself
+          Case{"\\scripts\\lib\\b.ks", "/Scripts/lib/b.ks"},   // an exact name beats an earlier one
+          Case{"\\scripts\\lib\\b.KS", "/Scripts/lib/B.ks"},   // the first in byte order
+          Case{"\\scripts/lib\\..\\marble.ks", "/Scripts/lib/../Marble.ks"},
+          Case{"\\scripts\\New.KS", "/Scripts/New.KS"},  // what does not exist keeps its letters
+          Case{"\\None\\Lib\\b.ks", "/None/Lib/b.ks"}}) {
         EXPECT_EQ(nativePath(base + c.asked), root_.string() + c.found);
     }
     // The whole path in upper case, as saved states carry it.

@@ -1,8 +1,9 @@
-// The store is one SQLite table. A key exists when it has a row with the empty name; that row's text stays NULL until
-// the key's unnamed value is set, so one table carries keys and values.
+// The store is one SQLite table. A key exists when it has a row with the empty name; that row's text stays
+// NULL until the key's unnamed value is set, so one table carries keys and values.
 //
-// The default journal with synchronous=FULL makes every statement durable; several processes wait for each other by
-// the busy timeout. Every write takes its lock before it reads (BEGIN IMMEDIATE), so two writers never deadlock.
+// The default journal with synchronous=FULL makes every statement durable; several processes wait for each
+// other by the busy timeout. Every write takes its lock before it reads (BEGIN IMMEDIATE), so two writers
+// never deadlock.
 #include "platform/registry.h"
 
 #include "platform/environment.h"
@@ -52,14 +53,17 @@ public:
     [[nodiscard]] std::string text(int column) const {
         const void* data = sqlite3_column_blob(statement_, column);
         const int size = sqlite3_column_bytes(statement_, column);
-        return data != nullptr ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size)) : "";
+        return data != nullptr ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size))
+                               : "";
     }
 
 private:
     sqlite3_stmt* statement_ = nullptr;
 };
 
-bool execute(sqlite3* db, const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+bool execute(sqlite3* db, const char* sql) {
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
 
 /// A write transaction; rolled back unless committed.
 class Transaction {
@@ -96,7 +100,8 @@ std::string userDatabasePath() {
 }
 
 std::string rootedKey(Hive hive, std::string_view key) {
-    return std::string(hive == Hive::CurrentUser ? "HKEY_CURRENT_USER\\" : "HKEY_LOCAL_MACHINE\\").append(key);
+    return std::string(hive == Hive::CurrentUser ? "HKEY_CURRENT_USER\\" : "HKEY_LOCAL_MACHINE\\")
+        .append(key);
 }
 
 }  // namespace
@@ -109,7 +114,8 @@ struct Registry::Impl {
     Connection connection;
     std::uint32_t owner = 0;  ///< the process that opened the connection
 
-    /// A connection must not be used, not even closed, by a child process: the child forgets it and opens its own.
+    /// A connection must not be used, not even closed, by a child process: the child forgets it and opens its
+    /// own.
     void abandonAfterFork() noexcept {
         if (connection != nullptr && owner != processId()) static_cast<void>(connection.release());
     }
@@ -127,7 +133,8 @@ private:
         std::error_code ignored;
         std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
         sqlite3* raw = nullptr;
-        const int result = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        const int result =
+            sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
         Connection opened(raw);
         if (result != SQLITE_OK) return;
         sqlite3_busy_timeout(raw, kBusyMilliseconds);

@@ -10,9 +10,9 @@ namespace kestrel::platform {
 
 enum class Hive { CurrentUser, LocalMachine };
 
-/// One database for the user, safe for several processes at once, made on first use. Key paths are "\"-separated and,
-/// like value names, compare without regard to case. Nothing here throws: a store that cannot be opened or written
-/// makes the operation fail.
+/// One database for the user, safe for several processes at once, made on first use. Key paths are
+/// "\"-separated and, like value names, compare without regard to case. Nothing here throws: a store that
+/// cannot be opened or written makes the operation fail.
 class Registry {
 public:
     /// The user's store: $XDG_DATA_HOME/kestrel/registry.db, by default below ~/.local/share.
@@ -23,7 +23,8 @@ public:
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
 
-    /// Creates the key (not its parents' values); true when it exists afterwards.
+    /// Creates the key and, level by level, the keys above it that are missing. @return true when it exists
+    /// afterwards
     bool createKey(Hive hive, std::string_view key);
     [[nodiscard]] bool keyExists(Hive hive, std::string_view key);
     /// Sets a value of an existing key; false when the key does not exist or the store cannot be written.

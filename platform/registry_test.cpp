@@ -3,7 +3,6 @@
 #include "platform/environment.h"
 
 #include <gtest/gtest.h>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,7 +61,8 @@ TEST_F(RegistryStore, ProcessesThatStoreAtOnceLoseNothing) {
         if (fork() != 0) continue;
         bool ok = shared.createKey(kUser, "Many");
         for (int i = 0; i < kValues; ++i)
-            ok = ok && shared.setValue(kUser, "Many", std::to_string(p) + "." + std::to_string(i), std::to_string(i));
+            ok = ok && shared.setValue(kUser, "Many", std::to_string(p) + "." + std::to_string(i),
+                                       std::to_string(i));
         _exit(ok ? 0 : 1);
     }
     for (int p = 0; p < kProcesses; ++p) {
@@ -72,15 +72,16 @@ TEST_F(RegistryStore, ProcessesThatStoreAtOnceLoseNothing) {
     }
     for (int p = 0; p < kProcesses; ++p)
         for (int i = 0; i < kValues; ++i)
-            EXPECT_EQ(shared.value(kUser, "Many", std::to_string(p) + "." + std::to_string(i)), std::to_string(i));
+            EXPECT_EQ(shared.value(kUser, "Many", std::to_string(p) + "." + std::to_string(i)),
+                      std::to_string(i));
 }
 
 TEST_F(RegistryStore, AStoreThatCannotBeUsedFailsCleanly) {
     fs::create_directories(root_);
     const fs::path garbage = root_ / "garbage.db";
     std::ofstream(garbage) << std::string(5000, 'x');
-    for (const std::string& path : {std::string(), root_.string(), garbage.string(), (garbage / "below.db").string(),
-                                    std::string("/proc/none/registry.db")}) {
+    for (const std::string& path : {std::string(), root_.string(), garbage.string(),
+                                    (garbage / "below.db").string(), std::string("/proc/none/registry.db")}) {
         Registry registry(path);
         EXPECT_FALSE(registry.createKey(kUser, "Key")) << path;
         EXPECT_FALSE(registry.keyExists(kUser, "Key")) << path;

@@ -16,7 +16,9 @@ std::optional<std::string> environment(const char* name) {
     return std::string(value);
 }
 
-void setEnvironment(const char* name, const std::string& value) { setenv(name, value.c_str(), 1); }
+void setEnvironment(const char* name, const std::string& value) {
+    setenv(name, value.c_str(), 1);
+}
 
 std::string currentDirectory() {
     std::error_code error;
@@ -30,6 +32,8 @@ std::string temporaryDirectory() {
     return systemPath(own && !own->empty() ? *own : "/tmp");
 }
 
-std::uint32_t processId() { return static_cast<std::uint32_t>(getpid()); }
+std::uint32_t processId() {
+    return static_cast<std::uint32_t>(getpid());
+}
 
 }  // namespace kestrel::platform

@@ -47,10 +47,16 @@ std::optional<std::string> readTextFile(std::string_view systemPath) {
     return text;
 }
 
-bool pathExists(std::string_view systemPath) { return entryKind(nativePath(systemPath)) != EntryKind::None; }
+bool pathExists(std::string_view systemPath) {
+    return entryKind(nativePath(systemPath)) != EntryKind::None;
+}
 
-bool fileExists(std::string_view systemPath) { return entryKind(nativePath(systemPath)) == EntryKind::Other; }
+bool fileExists(std::string_view systemPath) {
+    return entryKind(nativePath(systemPath)) == EntryKind::Other;
+}
 
-bool removeFile(std::string_view systemPath) { return unlink(nativePath(systemPath).c_str()) == 0; }
+bool removeFile(std::string_view systemPath) {
+    return unlink(nativePath(systemPath).c_str()) == 0;
+}
 
 }  // namespace kestrel::platform

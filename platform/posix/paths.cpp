@@ -21,14 +21,17 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &info) == 0;
 }
 
-char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char lowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 bool sameName(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return lowerAscii(x) == lowerAscii(y); });
 }
 
-/// The first entry, in byte order, of a directory that equals the name but for the case; empty when there is none.
+/// The first entry, in byte order, of a directory that equals the name but for the case; empty when there is
+/// none.
 std::string matchingEntry(const std::string& directory, std::string_view name) {
     const std::unique_ptr<DIR, DirectoryCloser> dir(opendir(directory.empty() ? "." : directory.c_str()));
     std::string best;

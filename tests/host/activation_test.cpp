@@ -8,12 +8,14 @@
 namespace kestrel::test {
 namespace {
 
-const Lines kFirstLookups = {"File Request 0",   "Info Messages 1",  "Directory Info 0", "System Information 0",
-                             "HX Item Info 1",   "HX Object Info 1", "HX Bone Info 1",   "HX Light Info 1",
-                             "HX Camera Info 1", "HX Scene Info 1",  "HX Image List 1"};
+const Lines kFirstLookups = {"File Request 0",       "Info Messages 1", "Directory Info 0",
+                             "System Information 0", "HX Item Info 1",  "HX Object Info 1",
+                             "HX Bone Info 1",       "HX Light Info 1", "HX Camera Info 1",
+                             "HX Scene Info 1",      "HX Image List 1"};
 
 TEST(Activation, TheModuleExportsItsDescriptorAndNothingElse) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> nm(popen("nm -D --defined-only " KESTREL_MODULE, "r"), pclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> nm(popen("nm -D --defined-only " KESTREL_MODULE, "r"),
+                                                   pclose);
     ASSERT_NE(nm, nullptr);
     std::string output(4096, '\0');
     output.resize(std::fread(output.data(), 1, output.size(), nm.get()));
@@ -34,7 +36,8 @@ TEST(Activation, TheDescriptorReadsAsDocumented) {
     EXPECT_STREQ(servers[0].serverName, "Kestrel/PT");
     EXPECT_STREQ(servers[1].className, "ShaderInterface");
     EXPECT_STREQ(servers[1].serverName, "Kestrel/PT");
-    EXPECT_TRUE(servers[2].className == nullptr && servers[2].serverName == nullptr && servers[2].activate == nullptr);
+    EXPECT_TRUE(servers[2].className == nullptr && servers[2].serverName == nullptr &&
+                servers[2].activate == nullptr);
     EXPECT_EQ(host.module().magic, KESTREL_EXTENSION_MAGIC);
 }
 
@@ -53,7 +56,8 @@ TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
     ASSERT_EQ(host.activate(), HXM_OK);
     EXPECT_EQ(host.lookups, kFirstLookups);
     const auto* callbacks = reinterpret_cast<void* const*>(&host.handler);
-    for (std::size_t i = 0; i < sizeof host.handler / sizeof(void*); ++i) EXPECT_NE(callbacks[i], nullptr) << i;
+    for (std::size_t i = 0; i < sizeof host.handler / sizeof(void*); ++i)
+        EXPECT_NE(callbacks[i], nullptr) << i;
 
     host.lookups.clear();
     const HxInstance a = host.create();
@@ -62,9 +66,9 @@ TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
     host.handler.destroy(a);
     EXPECT_EQ(host.lookups, Lines{});
     host.handler.destroy(b);
-    EXPECT_EQ(host.lookups,
-              (Lines{"File Request 2", "Info Messages 2", "HX Item Info 2", "HX Object Info 2", "HX Bone Info 2",
-                     "HX Light Info 2", "HX Camera Info 2", "HX Scene Info 2", "HX Image List 2"}));
+    EXPECT_EQ(host.lookups, (Lines{"File Request 2", "Info Messages 2", "HX Item Info 2", "HX Object Info 2",
+                                   "HX Bone Info 2", "HX Light Info 2", "HX Camera Info 2", "HX Scene Info 2",
+                                   "HX Image List 2"}));
     // The released services stay in use.
     host.lookups.clear();
     ASSERT_EQ(host.activate(), HXM_OK);
@@ -79,18 +83,19 @@ TEST(Activation, AMissingServiceIsToldAndLookedUpAgainNextTime) {
         std::int32_t result;
     };
     const Lines badScene = {"error: Bad animation global detected!"};
-    for (const Case& c : {Case{HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_RENDER_NODE, {}, HXM_OK},
-                          Case{HX_SERVICE_DIRECTORY_INFO, 0, {}, HXM_OK},
-                          Case{HX_SERVICE_ITEM_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_OBJECT_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_BONE_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_LIGHT_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_CAMERA_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_SCENE_INFO, 0, badScene, HXM_MISSING_SERVICE},
-                          Case{HX_SERVICE_IMAGE_LIST, 0, badScene, HXM_MISSING_SERVICE}}) {
+    for (const Case& c :
+         {Case{HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_RENDER_NODE, {}, HXM_OK},
+          Case{HX_SERVICE_DIRECTORY_INFO, 0, {}, HXM_OK},
+          Case{HX_SERVICE_ITEM_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_OBJECT_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_BONE_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_LIGHT_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_CAMERA_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_SCENE_INFO, 0, badScene, HXM_MISSING_SERVICE},
+          Case{HX_SERVICE_IMAGE_LIST, 0, badScene, HXM_MISSING_SERVICE}}) {
         SCOPED_TRACE(c.service);
         FakeHost host;
         host.missing = {c.service};
@@ -118,7 +123,8 @@ TEST(Activation, ARenderNodeWithoutADialogCancelsRequests) {
 
 TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
     for (const auto& [word, shown] : {std::pair<std::uintptr_t, const char*>{0x00000001, "1"},
-                                      {HX_SYSTEM_MODELER | 0x2000000, "2"}, {HX_SYSTEM_RENDER_NODE, "3"}}) {
+                                      {HX_SYSTEM_MODELER | 0x2000000, "2"},
+                                      {HX_SYSTEM_RENDER_NODE, "3"}}) {
         FakeHost host;
         host.systemInfo = word;
         ASSERT_EQ(host.activate(), HXM_OK);

@@ -1,4 +1,5 @@
-// Shading must not allocate: counts every allocation of the process while a script that only computes is evaluated.
+// Shading must not allocate: counts every allocation of the process while a script that only computes is
+// evaluated.
 #include "tests/host/fake_host.h"
 
 #include <cstddef>
@@ -16,8 +17,12 @@ void* operator new(std::size_t size) {
     if (void* p = std::malloc(size)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 #else
 extern "C" {
 void* __libc_malloc(std::size_t size);

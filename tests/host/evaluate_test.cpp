@@ -1,4 +1,5 @@
-// The callbacks around rendering: what they pass, what flags() may return, when a failed script is left alone.
+// The callbacks around rendering: what they pass, what flags() may return, when a failed script is left
+// alone.
 #include "tests/host/fake_host.h"
 
 namespace kestrel::test {
@@ -47,18 +48,16 @@ TEST(Evaluate, FlagsAreNamesAndNumbers) {
         std::uint32_t mask;
         int warnings;
     };
-    for (const Case& c : {Case{"return \"color\";", HXSF_COLOR, 0},
-                          Case{"return COLOR;", HXSF_COLOR, 0},
-                          Case{"return 2.9;", HXSF_LUMINOUS, 0},
-                          Case{"return \"Normal\", \"LUMINOUS\", \"diffuse\", \"specular\", \"mirror\";", 0x3d, 0},
-                          Case{"return \"transparent\", \"eta\", \"rough\", \"raytrace\";", 0x5c0, 0},
-                          Case{"return NORMAL, COLOR, LUMINOUS, DIFFUSE, SPECULAR, MIRROR, TRANSPARENT, ETA, "
-                               "ROUGHNESS, RAYTRACE;", 0x5ff, 0},
-                          Case{"return \"roughness\";", 0, 1},
-                          Case{"return 9, -1, 11, nil, <1,2,3>, COLOR;", HXSF_COLOR, 5},
-                          Case{"return \"co\" + \"lor\";", HXSF_COLOR, 0},
-                          Case{"return;", 0, 0},
-                          Case{"x = 1;", 0, 0}}) {
+    for (const Case& c :
+         {Case{"return \"color\";", HXSF_COLOR, 0}, Case{"return COLOR;", HXSF_COLOR, 0},
+          Case{"return 2.9;", HXSF_LUMINOUS, 0},
+          Case{"return \"Normal\", \"LUMINOUS\", \"diffuse\", \"specular\", \"mirror\";", 0x3d, 0},
+          Case{"return \"transparent\", \"eta\", \"rough\", \"raytrace\";", 0x5c0, 0},
+          Case{"return NORMAL, COLOR, LUMINOUS, DIFFUSE, SPECULAR, MIRROR, TRANSPARENT, ETA, "
+               "ROUGHNESS, RAYTRACE;",
+               0x5ff, 0},
+          Case{"return \"roughness\";", 0, 1}, Case{"return 9, -1, 11, nil, <1,2,3>, COLOR;", HXSF_COLOR, 5},
+          Case{"return \"co\" + \"lor\";", HXSF_COLOR, 0}, Case{"return;", 0, 0}, Case{"x = 1;", 0, 0}}) {
         SCOPED_TRACE(c.body);
         FakeHost host;
         const HxInstance instance = host.createWith(std::string("flags { ") + c.body + " }");
@@ -71,7 +70,8 @@ TEST(Evaluate, FlagsAreNamesAndNumbers) {
 TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     FakeHost host;
     const HxInstance instance = host.createWith(
-        "broken = 0;\ninit { ::broken = 1; }\nnewtime: f, t { ::broken = 0; }\nflags { if (::broken) x[5] += 1; return 1; }\n"
+        "broken = 0;\ninit { ::broken = 1; }\nnewtime: f, t { ::broken = 0; }\nflags { if (::broken) x[5] += "
+        "1; return 1; }\n"
         "process: sa { sa.luminous = 1; if (::broken) x[5] += 1; sa.luminous = 2; }");
     ShadingSample sample{};
     const auto luminous = [&] {
@@ -84,8 +84,8 @@ TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     EXPECT_EQ(luminous(), 1.0);
     EXPECT_EQ(host.module().aborted(instance), 1);
     EXPECT_EQ(said(host), Lines{"Line 5, attempt to access undeclared array x"});
-    EXPECT_EQ(luminous(), 0.0);               // skipped
-    host.handler.cleanup(instance);           // not defined: changes nothing
+    EXPECT_EQ(luminous(), 0.0);      // skipped
+    host.handler.cleanup(instance);  // not defined: changes nothing
     EXPECT_EQ(luminous(), 0.0);
     EXPECT_EQ(host.handler.flags(instance), 0u);  // runs, and fails itself
     EXPECT_EQ(luminous(), 0.0);
@@ -96,7 +96,8 @@ TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
 
 TEST(Evaluate, TopLevelCodeThatFailsKeepsProcessFromRunning) {
     FakeHost host;
-    const HxInstance instance = host.createWith("bad = 1 / 0;\nprocess: sa { sa.eta = 3; }\nlast = 1;\n", "ok.ks");
+    const HxInstance instance =
+        host.createWith("bad = 1 / 0;\nprocess: sa { sa.eta = 3; }\nlast = 1;\n", "ok.ks");
     ShadingSample sample{};
     host.handler.evaluate(instance, &sample);
     EXPECT_EQ(sample.eta, 3.0);  // the last stretch went well
@@ -110,7 +111,8 @@ TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
     FakeHost host;
     const HxInstance instance = host.createWith(
         "deep: n { return deep(n + 1) + 1; }\ninit { deep(1); }\n"
-        "cleanup { for (i = 0; i < 100; i++) sqrt(1, 2); }\nnewtime: f, t { }\nprocess: sa { sa.mirror = 1; }");
+        "cleanup { for (i = 0; i < 100; i++) sqrt(1, 2); }\nnewtime: f, t { }\nprocess: sa { sa.mirror = 1; "
+        "}");
     host.handler.init(instance);
     const Lines deep = said(host);
     EXPECT_EQ(deep, Lines{"Line 1, too many nested loops and/or function calls"});

@@ -22,12 +22,19 @@ void record(const char* kind, const char* line1, const char* line2) {
     if (line2 != nullptr) text += std::string(" / ") + line2;
     host->messages.push_back(std::move(text));
 }
-void info(const char* line1, const char* line2) { record("info", line1, line2); }
-void error(const char* line1, const char* line2) { record("error", line1, line2); }
-void warning(const char* line1, const char* line2) { record("warning", line1, line2); }
+void info(const char* line1, const char* line2) {
+    record("info", line1, line2);
+}
+void error(const char* line1, const char* line2) {
+    record("error", line1, line2);
+}
+void warning(const char* line1, const char* line2) {
+    record("warning", line1, line2);
+}
 
 std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {
-    host->dialogs.push_back(std::string(title) + " / " + fileName + " / " + path + " / " + std::to_string(size));
+    host->dialogs.push_back(std::string(title) + " / " + fileName + " / " + path + " / " +
+                            std::to_string(size));
     std::strcpy(fullName, host->chosenFile.c_str());
     std::strcpy(path, host->chosenDirectory.c_str());
     return host->dialogResult;
@@ -139,9 +146,15 @@ std::string FakeHost::directory() const {
     return text;
 }
 
-std::vector<std::string> FakeHost::shown() { return std::exchange(messages, {}); }
+std::vector<std::string> FakeHost::shown() {
+    return std::exchange(messages, {});
+}
 
-LoadState MemoryState::loading() { return {mode, this, readState}; }
-SaveState MemoryState::saving() { return {mode, this, writeState}; }
+LoadState MemoryState::loading() {
+    return {mode, this, readState};
+}
+SaveState MemoryState::saving() {
+    return {mode, this, writeState};
+}
 
 }  // namespace kestrel::test

@@ -15,8 +15,9 @@
 
 namespace kestrel::test {
 
-/// One loaded copy of the module, with a process-wide state of its own: every test starts in a fresh process, as far
-/// as the module can tell. A directory of its own is current, and holds the user's store and the test's scripts.
+/// One loaded copy of the module, with a process-wide state of its own: every test starts in a fresh process,
+/// as far as the module can tell. A directory of its own is current, and holds the user's store and the
+/// test's scripts.
 class FakeHost {
 public:
     FakeHost();
@@ -25,16 +26,16 @@ public:
     FakeHost& operator=(const FakeHost&) = delete;
 
     // What the host offers.
-    std::set<std::string> missing;              ///< services that lookups do not find
+    std::set<std::string> missing;  ///< services that lookups do not find
     std::uintptr_t systemInfo = HX_SYSTEM_LAYOUT;
-    int dialogResult = 0;                       ///< what the file dialog returns; below 1 = cancelled
-    std::string chosenFile;                     ///< full path that the file dialog gives
+    int dialogResult = 0;    ///< what the file dialog returns; below 1 = cancelled
+    std::string chosenFile;  ///< full path that the file dialog gives
     std::string chosenDirectory;
 
     // What the module did.
-    std::vector<std::string> lookups;           ///< "name use"
-    std::vector<std::string> messages;          ///< "kind: line1 / line2", without " / line2" for a null second line
-    std::vector<std::string> dialogs;           ///< "title / file name / path / size"
+    std::vector<std::string> lookups;   ///< "name use"
+    std::vector<std::string> messages;  ///< "kind: line1 / line2", without " / line2" for a null second line
+    std::vector<std::string> dialogs;   ///< "title / file name / path / size"
 
     std::int32_t activate(std::int32_t version = HXM_INTERFACE_VERSION);
     std::int32_t edit(HxInstance instance, std::int32_t version = HXM_INTERFACE_VERSION);
@@ -48,7 +49,7 @@ public:
     void load(HxInstance instance, const std::string& systemPath);
     /// @return the system's path of a script written in the test's directory; a missing `process` is added
     std::string write(const std::string& name, const std::string& script);
-    [[nodiscard]] std::string directory() const;   ///< the test's, in the system's form
+    [[nodiscard]] std::string directory() const;  ///< the test's, in the system's form
     /// @return what was shown since the last call
     std::vector<std::string> shown();
 
@@ -65,8 +66,8 @@ struct MemoryState {
     explicit MemoryState(std::int32_t stateMode) : mode(stateMode) {}
 
     std::int32_t mode;
-    std::deque<std::string> lines;   ///< text mode, and each single write in binary mode
-    std::string bytes;               ///< what binary reads take from
+    std::deque<std::string> lines;  ///< text mode, and each single write in binary mode
+    std::string bytes;              ///< what binary reads take from
 
     [[nodiscard]] LoadState loading();
     [[nodiscard]] SaveState saving();

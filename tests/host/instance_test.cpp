@@ -83,7 +83,8 @@ TEST(Instances, AFailedLoadLeavesTheInstanceAsItWas) {
         EXPECT_FALSE(host.shown().empty());
     }
     host.load(instance, "\\no\\such\\file.ks");
-    EXPECT_EQ(host.shown(), Lines{"error: \\NO\\SUCH\\FILE.KS / Cannot open input file '\\no\\such\\file.ks'"});
+    EXPECT_EQ(host.shown(),
+              Lines{"error: \\NO\\SUCH\\FILE.KS / Cannot open input file '\\no\\such\\file.ks'"});
     host.handler.newTime(instance, 2, 0.0);
     EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT - SHADE.KS");
     host.handler.destroy(instance);
@@ -97,13 +98,15 @@ TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
         std::string description;
         Lines messages;
     };
-    for (const Case& c : {Case{"", "Kestrel/PT - SHADE.KS", {}},
-                          Case{"create { setdesc(\"worn \", 2.5, \" \", 7, <1,2,3>); }", "worn 2.5 71 2 3", {}},
-                          Case{"x = name();\nname { setdesc(\"top\"); return 1; }", "top", {}},
-                          Case{"create { setdesc(\"a\", nil, \"b\"); }", "aab", {}},
-                          Case{"create { var l[1]; setdesc(\"a\", l, \"b\"); }", "aab",
-                               {"Line 1, invalid argument 2 type to setdesc()"}},
-                          Case{"create { setdesc(\"" + longText + "\"); }", longText.substr(0, 79), {}}}) {
+    for (const Case& c :
+         {Case{"", "Kestrel/PT - SHADE.KS", {}},
+          Case{"create { setdesc(\"worn \", 2.5, \" \", 7, <1,2,3>); }", "worn 2.5 71 2 3", {}},
+          Case{"x = name();\nname { setdesc(\"top\"); return 1; }", "top", {}},
+          Case{"create { setdesc(\"a\", nil, \"b\"); }", "aab", {}},
+          Case{"create { var l[1]; setdesc(\"a\", l, \"b\"); }",
+               "aab",
+               {"Line 1, invalid argument 2 type to setdesc()"}},
+          Case{"create { setdesc(\"" + longText + "\"); }", longText.substr(0, 79), {}}}) {
         FakeHost host;
         const HxInstance instance = host.create();
         EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
@@ -119,7 +122,8 @@ TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
     const HxInstance instance = host.create();
     EXPECT_EQ(host.edit(instance), HXM_OK);  // cancelled
     EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
-    EXPECT_EQ(host.dialogs, Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / " + host.directory() + " / 99"});
+    EXPECT_EQ(host.dialogs,
+              Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / " + host.directory() + " / 99"});
 
     host.dialogResult = 1;
     host.chosenFile = "a.ks";
@@ -138,15 +142,17 @@ TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
     EXPECT_EQ(host.edit(other), HXM_OK);
     setenv("KSPATH", "\\from\\environment", 1);
     EXPECT_EQ(host.edit(other), HXM_OK);
-    EXPECT_EQ(host.dialogs, (Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\chosen / 99",
-                                   "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\from\\environment / 99"}));
+    EXPECT_EQ(host.dialogs,
+              (Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\chosen / 99",
+                     "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\from\\environment / 99"}));
     host.handler.destroy(other);
     host.handler.destroy(instance);
 }
 
 TEST(Instances, TheHostsConfigurationNamesTheFirstStartDirectory) {
     FakeHost host;
-    std::ofstream("hxm.cfg") << std::string(150, '-') << "\nPluginDir\nPluginDirectory \t\\mods\\ks\r\nPluginDirectory x\n";
+    std::ofstream("hxm.cfg") << std::string(150, '-')
+                             << "\nPluginDir\nPluginDirectory \t\\mods\\ks\r\nPluginDirectory x\n";
     const HxInstance instance = host.create();
     EXPECT_EQ(host.edit(instance), HXM_OK);
     EXPECT_EQ(host.dialogs, Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\mods\\ks / 99"});
@@ -172,8 +178,10 @@ TEST(Instances, UnusedVariablesAreReportedWhenTheScriptGoes) {
     host.shown();
     host.handler.destroy(instance);
     const Lines shown = host.shown();
-    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused global variable detected: / ::never"), shown.end());
-    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused variable detected: / destroy::local"), shown.end());
+    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused global variable detected: / ::never"),
+              shown.end());
+    EXPECT_NE(std::find(shown.begin(), shown.end(), "info: Unused variable detected: / destroy::local"),
+              shown.end());
     EXPECT_TRUE(shown.front().ends_with("destroy"));
 }
 

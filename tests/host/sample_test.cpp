@@ -43,7 +43,8 @@ protected:
     /// Texts that scripts showed, without their path.
     Lines said() {
         Lines lines;
-        for (const std::string& message : host.shown()) lines.push_back(message.substr(message.find(" / ") + 3));
+        for (const std::string& message : host.shown())
+            lines.push_back(message.substr(message.find(" / ") + 3));
         return lines;
     }
 
@@ -61,19 +62,21 @@ protected:
 TEST_F(Sample, EveryMemberReadsAsItsRule) {
     struct Case {
         const char* member;
-        const char* value;       // of the plain read; null: a message instead
+        const char* value;  // of the plain read; null: a message instead
         bool integer;
     };
     const std::string badIndex = "Line 1, illegal index value: ";
-    for (const Case& c : {Case{"sx", "11", true}, Case{"sy", "12", true}, Case{"polNum", "78", true},
-                          Case{"spotSize", "0.5", false}, Case{"rayLength", "0.25", false},
-                          Case{"cosine", "0.125", false}, Case{"luminous", "1", false}, Case{"diffuse", "2", false},
-                          Case{"specular", "3", false}, Case{"mirror", "4", false}, Case{"transparency", "5", false},
-                          Case{"eta", "6", false}, Case{"roughness", "7", false}}) {
+    for (const Case& c :
+         {Case{"sx", "11", true}, Case{"sy", "12", true}, Case{"polNum", "78", true},
+          Case{"spotSize", "0.5", false}, Case{"rayLength", "0.25", false}, Case{"cosine", "0.125", false},
+          Case{"luminous", "1", false}, Case{"diffuse", "2", false}, Case{"specular", "3", false},
+          Case{"mirror", "4", false}, Case{"transparency", "5", false}, Case{"eta", "6", false},
+          Case{"roughness", "7", false}}) {
         const std::string member = c.member;
         ShadingSample sample = numberedSample();
         // An index on a single value is ignored.
-        EXPECT_EQ(evaluate("v = sa." + member + "; info(v, \" \", v.isInt(), v.isNum(), \" \", sa." + member + "[9]);",
+        EXPECT_EQ(evaluate("v = sa." + member + "; info(v, \" \", v.isInt(), v.isNum(), \" \", sa." + member +
+                               "[9]);",
                            sample),
                   (Lines{std::string(c.value) + (c.integer ? " 10 " : " 01 ") + c.value}));
     }
@@ -94,7 +97,8 @@ TEST_F(Sample, EveryMemberReadsAsItsRule) {
         for (const std::string& index : {std::string("0"), std::to_string(e.count + 1)})
             EXPECT_EQ(evaluate("v = sa." + member + "[" + index + "]; info(v);", sample),
                       (Lines{badIndex + member + "[" + index + "]", "(nil)"}));
-        EXPECT_EQ(evaluate("v = sa." + member + "; info(v);", sample), (Lines{badIndex + member + "[-1]", "(nil)"}));
+        EXPECT_EQ(evaluate("v = sa." + member + "; info(v);", sample),
+                  (Lines{badIndex + member + "[-1]", "(nil)"}));
     }
 }
 
@@ -104,7 +108,8 @@ TEST_F(Sample, NamesThatAreNoMembersAreTold) {
     EXPECT_EQ(evaluate("v = sa.os; info(v);", sample),
               (Lines{"Line 1, unknown Shader data member specified: os", "(nil)"}));
     EXPECT_EQ(evaluate("sa.os = 1;", sample), (Lines{"Line 1, unknown Shader data member specified: os"}));
-    EXPECT_EQ(evaluate("info(sa.shine);", sample).front(), "Line 1, unknown ShaderObj data member: process::sa.shine");
+    EXPECT_EQ(evaluate("info(sa.shine);", sample).front(),
+              "Line 1, unknown ShaderObj data member: process::sa.shine");
     EXPECT_EQ(evaluate("sa.shine = 1;", sample),
               (Lines{"Line 1, unknown ShaderObject data member: process::sa.shine"}));
     EXPECT_EQ(evaluate("sa.shine(1);", sample),
@@ -147,8 +152,8 @@ TEST_F(Sample, RefusedWritesLeaveTheSampleAsItWas) {
         EXPECT_EQ(evaluate(statement, sample), Lines{"Line 1, " + message}) << statement;
         EXPECT_EQ(std::memcmp(&sample, &original, sizeof sample), 0) << statement;
     };
-    for (const char* member : {"sx", "sy", "oPos[1]", "wPos[1]", "gNorm[1]", "spotSize", "raySource[1]", "rayLength",
-                               "cosine", "oXfrm[1]", "wXfrm[1]", "objID", "polNum"}) {
+    for (const char* member : {"sx", "sy", "oPos[1]", "wPos[1]", "gNorm[1]", "spotSize", "raySource[1]",
+                               "rayLength", "cosine", "oXfrm[1]", "wXfrm[1]", "objID", "polNum"}) {
         const std::string name = std::string(member).substr(0, std::string(member).find('['));
         for (const char* value : {"1", "\"text\""})
             refused(std::string("sa.") + member + " = " + value + ";",
@@ -176,7 +181,8 @@ TEST_F(Sample, AKeptObjectIsSilentOutsideProcess) {
     host.handler.destroy(instance);
 }
 
-// ---- illuminate and raytrace ---------------------------------------------------------------------------------------
+// ---- illuminate and raytrace
+// ---------------------------------------------------------------------------------------
 
 struct Asked {
     HostItemID light;
@@ -226,7 +232,8 @@ TEST_F(Sample, TheHostIsAskedForLightAndRays) {
     }
     for (const char* call : {"raytrace(<1,2,3>, <0,3,4>)", "sa.raytrace(<1,2,3>, <0,3,4>)"}) {
         asked = {};
-        EXPECT_EQ(evaluate(std::string("(d, r, g, b) = ") + call + "; info(d, \" \", r, \" \", g, \" \", b);", sample),
+        EXPECT_EQ(evaluate(std::string("(d, r, g, b) = ") + call + "; info(d, \" \", r, \" \", g, \" \", b);",
+                           sample),
                   (Lines{"42 0.5 1.5 2.5"}));
         EXPECT_EQ(asked.point[0], 1.0);
         EXPECT_DOUBLE_EQ(asked.vector[1], 0.6);
@@ -243,17 +250,18 @@ TEST_F(Sample, WrongQuestionsToTheHostAreTold) {
         const char* call;
         const char* message;
     };
-    for (const Case& c : {Case{"sa.illuminate(1, <0,0,0>)", "invalid argument count to illuminate()"},
-                          Case{"illuminate(sa.objID, 1, 2)", "invalid argument 3 type to illuminate()"},
-                          Case{"illuminate(sa.objID, 1, <0,0,0>)", "invalid argument 2 type to illuminate()"},
-                          Case{"illuminate(1, <0,0,0>, <0,0,0>)", "invalid argument 1 type to illuminate()"},
-                          Case{"illuminate(sa.objID, few, <0,0,0>)", "array size less than required argument count"},
-                          Case{"illuminate(sa.objID, odd, <0,0,0>)", "invalid array element [3] type to illuminate()"},
-                          Case{"sa.raytrace(<0,0,0>)", "invalid argument count to raytrace()"},
-                          Case{"raytrace(1, 2)", "invalid argument 2 type to raytrace()"},
-                          Case{"raytrace(\"p\", <0,0,1>)", "invalid argument 1 type to raytrace()"},
-                          Case{"raytrace(<0,0,0>, few)", "array size less than required argument count"},
-                          Case{"raytrace(odd, <0,0,1>)", "invalid array element [3] type to raytrace()"}}) {
+    for (const Case& c :
+         {Case{"sa.illuminate(1, <0,0,0>)", "invalid argument count to illuminate()"},
+          Case{"illuminate(sa.objID, 1, 2)", "invalid argument 3 type to illuminate()"},
+          Case{"illuminate(sa.objID, 1, <0,0,0>)", "invalid argument 2 type to illuminate()"},
+          Case{"illuminate(1, <0,0,0>, <0,0,0>)", "invalid argument 1 type to illuminate()"},
+          Case{"illuminate(sa.objID, few, <0,0,0>)", "array size less than required argument count"},
+          Case{"illuminate(sa.objID, odd, <0,0,0>)", "invalid array element [3] type to illuminate()"},
+          Case{"sa.raytrace(<0,0,0>)", "invalid argument count to raytrace()"},
+          Case{"raytrace(1, 2)", "invalid argument 2 type to raytrace()"},
+          Case{"raytrace(\"p\", <0,0,1>)", "invalid argument 1 type to raytrace()"},
+          Case{"raytrace(<0,0,0>, few)", "array size less than required argument count"},
+          Case{"raytrace(odd, <0,0,1>)", "invalid array element [3] type to raytrace()"}}) {
         ShadingSample sample = litSample();
         EXPECT_EQ(evaluate(arrays + "v = " + c.call + "; info(v);", sample),
                   (Lines{std::string("Line 1, ") + c.message, "(nil)"}))
@@ -264,12 +272,13 @@ TEST_F(Sample, WrongQuestionsToTheHostAreTold) {
 TEST_F(Sample, TheHostIsNotAskedOutsideProcess) {
     const HxInstance instance = host.createWith(
         "id = nil;\nprocess: sa { ::id = sa.objID; }\n"
-        "init { v = illuminate(::id, <0,0,0>, <0,0,1>); info(v);\n v = raytrace(<0,0,0>, <0,0,1>); info(v); }");
+        "init { v = illuminate(::id, <0,0,0>, <0,0,1>); info(v);\n v = raytrace(<0,0,0>, <0,0,1>); info(v); "
+        "}");
     ShadingSample sample = litSample();
     host.handler.evaluate(instance, &sample);
     host.handler.init(instance);
     EXPECT_EQ(said(), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
-                                 "Line 4, illegal invocation of function raytrace()", "(nil)"}));
+                             "Line 4, illegal invocation of function raytrace()", "(nil)"}));
     host.handler.destroy(instance);
 }
 

@@ -26,9 +26,10 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
     EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
     EXPECT_TRUE(state.lines.empty());
 
-    const std::string path = host.write("Shade.ks", "save: mode, state { info(\"save \", mode); }\n"
-                                                    "load: mode, state { info(\"load \", mode); }\n"
-                                                    "create { info(\"create\"); }");
+    const std::string path = host.write("Shade.ks",
+                                        "save: mode, state { info(\"save \", mode); }\n"
+                                        "load: mode, state { info(\"load \", mode); }\n"
+                                        "create { info(\"create\"); }");
     host.load(empty, path);
     EXPECT_EQ(host.shown().size(), 2u);  // create, load
     EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
@@ -52,8 +53,9 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
 
 TEST(State, ABinaryStateCountsTheTerminatingZero) {
     FakeHost host;
-    const std::string path = host.write("b.ks", "save: mode, state { info(\"save \", mode); }\n"
-                                                "load: mode, state { info(\"load \", mode); }");
+    const std::string path = host.write("b.ks",
+                                        "save: mode, state { info(\"save \", mode); }\n"
+                                        "load: mode, state { info(\"load \", mode); }");
     const HxInstance instance = host.create();
     MemoryState state(HX_STATE_BINARY);
     state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + "rest";
@@ -85,8 +87,9 @@ TEST(State, AStateThatNamesNoScriptLoadsNothing) {
     MemoryState ended(HX_STATE_TEXT);
     const LoadState endedState = ended.loading();
     EXPECT_EQ(host.handler.load(instance, &endedState), nullptr);
-    for (const std::string& bytes : {std::string(), std::string("abc"), nativeLength(0) + "x", nativeLength(-5) + "xxxxx",
-                                     nativeLength(2000000000) + path, nativeLength(200) + path}) {
+    for (const std::string& bytes :
+         {std::string(), std::string("abc"), nativeLength(0) + "x", nativeLength(-5) + "xxxxx",
+          nativeLength(2000000000) + path, nativeLength(200) + path}) {
         MemoryState binary(HX_STATE_BINARY);
         binary.bytes = bytes;
         const LoadState loading = binary.loading();
@@ -99,8 +102,9 @@ TEST(State, AStateThatNamesNoScriptLoadsNothing) {
 
 TEST(State, TheStateObjectMayOutliveItsCall) {
     FakeHost host;
-    const HxInstance instance = host.createWith("kept = nil;\nload: mode, state { ::kept = state; }\n"
-                                                "init { other = ::kept; pass(other); }\npass: s { info(s.isNil()); }");
+    const HxInstance instance = host.createWith(
+        "kept = nil;\nload: mode, state { ::kept = state; }\n"
+        "init { other = ::kept; pass(other); }\npass: s { info(s.isNil()); }");
     host.handler.init(instance);
     host.handler.destroy(instance);
 }
