@@ -14,15 +14,9 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addCheckCommand(app, invocation);
     addListCommand(app, invocation);
     addRunCommand(app, invocation);
-#ifdef KESTREL_COMMAND_SHADE
     addShadeCommand(app, invocation);
-#endif
-#ifdef KESTREL_COMMAND_RENDER
     addRenderCommand(app, invocation);
-#endif
-#ifdef KESTREL_COMMAND_BENCH
     addBenchCommand(app, invocation);
-#endif
 }
 
 int runCommand(int argc, char** argv) {
