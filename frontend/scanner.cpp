@@ -70,11 +70,13 @@ void Scanner::match(const char* text, std::size_t length) noexcept {
 }
 
 void Scanner::endLine() noexcept {
+    lastLineEnd_ = column_ - 1;
     ++line_;
     column_ = 1;
 }
 
 void Scanner::startLine(std::string_view rest) {
+    column_ -= static_cast<std::int32_t>(rest.size());
     endLine();
     ++compiler_.currentLine();
     compiler_.setLineText(rest);
@@ -97,13 +99,19 @@ SourcePos Scanner::pos() const noexcept {
 }
 
 int Scanner::token(int code) noexcept {
-    token_.first = code != 0 && !matched_.empty() ? matched_.front() : '\0';
-    if (code == 0) {
-        matchLine_ = line_;
-        matchColumn_ = column_;
-    }
+    token_.first = matched_.front();
     token_.pos = pos();
     return code;
+}
+
+int Scanner::endOfInput() noexcept {
+    // Shown behind the last line rather than on the empty one after it.
+    const bool afterNewline = column_ == 1 && line_ > 1;
+    const std::int32_t line = afterNewline ? line_ - 1 : line_;
+    const std::int32_t column = afterNewline ? lastLineEnd_ : column_;
+    token_.first = '\0';
+    token_.pos = map_.at(line, column, column);
+    return 0;
 }
 
 int Scanner::character() noexcept {

@@ -44,6 +44,7 @@ public:
     void markLine(std::string_view digits);
 
     int token(int code) noexcept;
+    int endOfInput() noexcept;
     int character() noexcept;
     int number();
     int integer();
@@ -78,6 +79,7 @@ private:
     LineMap map_;
     std::int32_t line_ = 1;    // true line and column after the last match
     std::int32_t column_ = 1;
+    std::int32_t lastLineEnd_ = 1; // column of the newline before the current line
     std::string_view matched_;
     std::int32_t matchLine_ = 1;
     std::int32_t matchColumn_ = 1;

@@ -1,0 +1,179 @@
+#include "frontend/compile_fixture.h"
+#include "frontend/native_services.h"
+
+#include <algorithm>
+
+namespace kestrel::test {
+
+namespace {
+
+class FakeNative : public NativeServices {
+public:
+    bool hasClasses(EngineContext&) override { return !classes.empty(); }
+    bool isClass(EngineContext&, std::string_view name) override {
+        return std::find(classes.begin(), classes.end(), name) != classes.end();
+    }
+    bool loadClass(EngineContext&, std::string_view, std::string_view name) override {
+        classes.emplace_back(name);
+        return true;
+    }
+    bool setBase(EngineContext& ctx, std::string_view base) override { return isClass(ctx, base); }
+    void bindLibrary(EngineContext&, std::string_view library, LinkedList<CodeNode>& code) override {
+        libraries.emplace_back(library);
+        for (CodeNode* n = code.head; n != nullptr; n = n->next)
+            if ((n->flags & kNodeUnresolved) != 0 && n->operand.variable->name == exported) n->flags = 0;
+    }
+    bool createQueue(EngineContext&, std::string_view, std::span<Variable* const> variables) override {
+        for (const Variable* v : variables) slots += std::string(v->name) + ':' + std::to_string(v->number) + ' ';
+        return true;
+    }
+    std::vector<std::string> classes;
+    std::vector<std::string> libraries;
+    std::string exported;
+    std::string slots;
+};
+
+}  // namespace
+
+using DeclarationTest = CompileTest;
+
+TEST_F(DeclarationTest, NamesBindAsTheMomentOfReadingSays) {
+    ASSERT_EQ(compile("g = 1;\nmain: p { x = g; x = p; y = sleep; var g; g = 2; sin(1); }\n"), 0) << messages();
+    const FunctionRecord* main = ctx_.program->findFunction("main");
+    EXPECT_EQ(main->paramCount, 1);
+    std::string locals;
+    for (const Variable* v = main->locals.head; v != nullptr; v = v->next) locals += std::string(v->name) + ' ';
+    EXPECT_EQ(locals, "x y g ") << "a use before `var` meant the global";
+    EXPECT_EQ(main->params.head->name, std::string("p"));
+    EXPECT_NE(global("sleep"), nullptr) << "a built-in's name is no local";
+    EXPECT_EQ(global("sin")->type, 24);
+    EXPECT_EQ(global("main")->type, 43);
+    EXPECT_EQ(global("g")->type, Uninitialized);
+
+    compile("main { var a; var a; for (i = 0, PI = 1; i; i++) a; }\n");
+    int count = 0;
+    for (const Variable* v = ctx_.program->findFunction("main")->locals.head; v != nullptr; v = v->next) ++count;
+    EXPECT_EQ(count, 3) << "a; i; and PI, which a later item of a header declares";
+}
+
+TEST_F(DeclarationTest, StrictScriptsDeclareWithVar) {
+    EXPECT_EQ(compile("#strict\nvar a = 1;\nmain { var l; y = l; }\n"), 0) << messages();
+    EXPECT_EQ(global("a")->declared, 1);
+    EXPECT_EQ(global("y")->declared, 0) << "a global by mere use";
+    EXPECT_EQ(compile("#strict\na = 1, b;\n"), 2);
+    EXPECT_EQ(collector_.texts.at(0), "E Line 2, found ',' |Line: a = 1, b;");
+    EXPECT_EQ(collector_.texts.at(1), "E Line 2, found ';' |Line: a = 1, b;");
+}
+
+TEST_F(DeclarationTest, PredefinedNamesHaveTheirValues) {
+    ctx_.instanceNumber = 3;
+    compile("");
+    EXPECT_EQ(global("PI")->number, 3.141592653589793);
+    EXPECT_EQ(global("PI")->type, Number);
+    EXPECT_EQ(global("X")->type, Integer);
+    EXPECT_EQ(global("RAYTRACE")->number, 10.0);
+    EXPECT_EQ(global("CONTENTDIR")->number, 264.0);
+    EXPECT_EQ(global("PI")->flags, kVarConst | kVarPredefined);
+    EXPECT_STREQ(global("INSTANCE")->text(), "pt3");
+    EXPECT_EQ(global("ImageInfo")->type, ImageListObj);
+    EXPECT_EQ(ctx_.program->globals.head->name, std::string("PI")) << "in their order";
+    EXPECT_EQ(ctx_.program->globals.tail->name, std::string("ImageInfo"));
+}
+
+TEST_F(DeclarationTest, RecordsKeepTheirFields) {
+    ASSERT_EQ(compile("declare record R { a, s = \"t\", n = 1.5; i = 2, v = <1.0,2.0,3.0>; }\nmain { R(); }\n"), 0)
+        << messages();
+    const RecordTemplate* record = ctx_.program->findRecord("R");
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->fieldCount, 5);
+    EXPECT_EQ(record->hash, nameHash("R"));
+    std::vector<int> types;
+    for (const RecordField* f = record->fields.head; f != nullptr; f = f->next) types.push_back(f->initial.type);
+    EXPECT_EQ(types, (std::vector<int>{Nil, String, Number, Integer, Vector}));
+    EXPECT_EQ(compile("declare record R { a; }\ndeclare record R { a; }\n"), 1);
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 76),
+              "E Line 2, found '{' record name 'R' conflicts with previously declared recor");
+}
+
+TEST_F(DeclarationTest, NativeDeclarationsNeedTheirServices) {
+    EXPECT_EQ(compile("use \"ball\" as class Ball;\n"), 1);
+    EXPECT_NE(messages().find("class 'Ball' cannot be loaded"), std::string::npos);
+    EXPECT_EQ(compile("expose a, b[3] as Q;\n"), 1);
+    EXPECT_NE(messages().find("cannot create IPC queue 'Q'"), std::string::npos);
+    compile("library \"x.DLL\";\nlibrary \"none.ks\";\nlibrary \"y.so\";\n");
+    EXPECT_EQ(messages(), "W |line 4, cannot locate library file \"y.so\"\n"
+                          "W |line 4, cannot locate library file \"none.ks\"\n")
+        << "a missing script library ends the chain";
+}
+
+TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
+    FakeNative native;
+    options_.native = &native;
+    native.exported = "outside";
+    EXPECT_EQ(compile("library \"x.dll\";\nexpose a, b[3] as Q;\nuse \"ball\" as class Ball;\n"
+                      "use \"toy\" as class Toy build on Ball;\nmain { Ball(); outside(); }\n"),
+              0)
+        << messages();
+    EXPECT_EQ(native.slots, "a:0.000000 b:3.000000 ");
+    EXPECT_EQ(native.libraries, std::vector<std::string>{"x.dll"});
+    EXPECT_EQ(code().substr(0, 9), "FUNC main") << "exposed items have no code";
+
+    struct Case {
+        const char* source;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"use \"b\" as class New build on None;", "cannot build on undefined object None"},
+        {"use \"b\" as class Ball;", "ObjectAgent class name 'Ball' conflicts with previously declared ObjectAgent class"},
+        {"declare record R { a; }", "record name 'R' conflicts with previously declared ObjectAgent class"},
+        {"declare record Ball { a; }\nuse \"b\" as class Ball;", "class name 'Ball' conflicts with previously declared record"},
+        {"expose a + 1 as Q;", "illegal declaration in 'expose'"},
+        {"expose a[0] as Q;", "illegal array declaration in 'expose'"},
+        {"expose a[1, 2] as Q;", "illegal array declaration in 'expose'"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_GT(compile(c.source), 0) << c.source;
+        EXPECT_NE(messages().find(c.text), std::string::npos) << c.source << '\n' << messages();
+    }
+    EXPECT_EQ(compile("declare record Ball { a; }\n"), 0) << "the class check is the wrong way round, as designed";
+}
+
+TEST_F(DeclarationTest, OnlyCalledLibraryProceduresAreLinked) {
+    write("lib.ks", "k = 1;\nfoo { k; bar(); }\nbar { }\nunused: a { z = a; }\n");
+    EXPECT_EQ(compile("library \"lib.ks\";\nmain { foo(); }\n"), 0) << messages();
+    EXPECT_NE(ctx_.program->findFunction("foo"), nullptr);
+    EXPECT_EQ(ctx_.program->findFunction("bar"), nullptr) << "called from the library only";
+    EXPECT_NE(global("k"), nullptr) << "what stands before a linked procedure comes with it";
+    EXPECT_EQ(code(), "FUNC main, CALL foo/0, ENDSTMT, ENDFUNC, DECL, VAR k, ASSIGNMARK, INTEGER 1, ASSIGN, ENDDECL, "
+                      "ENDSTMT, FUNC foo, VAR k, ENDSTMT, CALL bar/0, ENDSTMT, ENDFUNC");
+
+    EXPECT_EQ(compile("library \"lib.ks\";\nmain { foo();\n foo(); none(); o.method(); }\n"), 2);
+    EXPECT_EQ(messages(), "E |Unresolved function reference: foo()\nE |Unresolved function reference: none()\n"
+                          "I |2 errors during compile\n")
+        << "only the first call is resolved by linking";
+    EXPECT_EQ(collector_.places.at(0).line, 3);
+}
+
+TEST_F(DeclarationTest, LibrariesAreReadLastFirstAndNumberedOn) {
+    write("a.ks", "fa { x = ); }\n");
+    write("b.ks", "fb { x = ); }\n");
+    compile("library \"a.ks\"; library \"b.ks\"; library \"\";\nmain { }\n");
+    EXPECT_EQ(collector_.texts.at(0), "E In fb, line 3, found ')' |Line: ");
+    EXPECT_EQ(collector_.texts.at(1).substr(0, 27), "E In fa, line 4, found ')' ");
+    EXPECT_EQ(ctx_.program->files.at(1).path, (directory_ / "b.ks").string());
+    EXPECT_EQ(collector_.places.at(1).file, 2);
+    EXPECT_EQ(collector_.places.at(1).line, 1);
+
+    std::string many;
+    for (int i = 0; i < 21; ++i) many += "library \"x.ks\";\n";
+    EXPECT_EQ(compile(many), 1);
+    EXPECT_EQ(collector_.texts.at(0), "E Line 21, found ';' library limit of 20 exceeded|Line: library \"x.ks\";");
+}
+
+TEST_F(DeclarationTest, TheListingEscapesTexts) {
+    compile("main {\n \"a\\\"\\\\\"; }\n");
+    EXPECT_EQ(listProgram(*ctx_.program), "0\t1\tOP_FUNC\tmain\n1\t2\tOP_STRING\t\"a\\\"\\\\\"\n2\t2\tOP_ENDSTMT\t\n"
+                                          "3\t2\tOP_ENDFUNC\t\n");
+}
+
+}  // namespace kestrel::test

@@ -1,0 +1,142 @@
+#include "frontend/compile_fixture.h"
+
+namespace kestrel::test {
+
+class PreprocessorTest : public CompileTest {
+protected:
+    /// "E File '<main>', line N|text"
+    [[nodiscard]] std::string directiveMessage(int line, const std::string& text) const {
+        return "E File '" + path("main.ks") + "', line " + std::to_string(line) + '|' + text;
+    }
+};
+
+TEST_F(PreprocessorTest, DirectivesSetTheirOptions) {
+    EXPECT_EQ(compile("#pragma strict\n# unused\n@warnings\n#warnings 7x\n#errors 3\n#asyncspawn on\n#nonrandom\n"
+                      "#literalpaths\n#autoerror\n#loadall x\n#debug \"dbg\" x\n"),
+              0)
+        << messages();
+    const Options& options = ctx_.options;
+    const ReportState& state = ctx_.reporter.state;
+    EXPECT_TRUE(options.strict && options.asyncspawn && options.nonrandom && options.literalpaths && options.autoerror);
+    EXPECT_EQ(options.debugName, "dbg");
+    EXPECT_TRUE(state.reportUnused);
+    EXPECT_FALSE(state.warningsShown);
+    EXPECT_EQ(state.maxWarnings, 7);
+    EXPECT_EQ(state.maxErrors, 3);
+
+    compile("#unused\n");
+    EXPECT_FALSE(ctx_.reporter.state.reportUnused) << "only under strict";
+    compile("#strict\n#unused\n#stricter\n");
+    EXPECT_FALSE(ctx_.options.strict) << "an entry matches what begins with it";
+    EXPECT_FALSE(ctx_.reporter.state.reportUnused) << "goes off with strict";
+}
+
+TEST_F(PreprocessorTest, WrongDirectivesAreAllReported) {
+    EXPECT_EQ(compile("#foo bar\n@ a, b @\n#errors\n#version x\n#version \"0\"\n#debug x\n#define\n"), 8);
+    const std::string lines[] = {
+        directiveMessage(1, "Bad pragma directive:'#foo bar'"),
+        directiveMessage(2, "Bad pragma directive:'@ a, b @'"),
+        directiveMessage(3, "Pragma 'errors' must specify a numeric value"),
+        directiveMessage(4, "Invalid parameter to 'version' pragma"),
+        directiveMessage(5, "Invalid version value in pragma"),
+        directiveMessage(6, "Invalid parameter to 'debug' pragma"),
+        directiveMessage(7, "Pragma 'define' must specify a name"),
+    };
+    EXPECT_EQ(collector_.texts, std::vector<std::string>(std::begin(lines), std::end(lines)));
+    EXPECT_EQ(collector_.places.at(3).line, 4);
+    EXPECT_TRUE(ctx_.run.abort) << "the compile stops there";
+}
+
+TEST_F(PreprocessorTest, VersionsUpTo13Pass) {
+    for (const char* passes : {"1.3", "1.2", "1", "0.9", "\"1.3\"", "1.34"})
+        EXPECT_EQ(compile("#version " + std::string(passes) + "\n"), 0) << passes;
+    struct Case {
+        const char* version;
+        const char* shown;
+    };
+    for (const Case& c : {Case{"1.4", "1.4"}, Case{"1.35", "1.4"}, Case{"2", "2.0"}, Case{"\"3.1\"", "3.1"}}) {
+        EXPECT_EQ(compile("#version " + std::string(c.version) + "\n"), 2);
+        EXPECT_EQ(messages(), "E |Script requires version " + std::string(c.shown) + " or later of this plugin\n");
+    }
+}
+
+TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
+    struct Case {
+        const char* defines;
+        const char* source;
+        const char* code;
+    };
+    const Case cases[] = {
+        {"#define X 5\n", "MAX; X;", "VAR MA5, ENDSTMT, INTEGER 5, ENDSTMT"},
+        {"#define N 7\n", "(\"N\", N, \"N\");", "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK, ENDSTMT"},
+        {"#define A 1\n#define B A + A\n", "B;", "INTEGER 1, INTEGER 1, ADD, ENDSTMT"},
+        {"#define B A\n#define A 1\n", "B;", "VAR A, ENDSTMT"},  // the newer one has had its turn
+        {"#define NONE\n", "x NONE;", "VAR x, ENDSTMT"},
+        // the spans are those of before the define's first replacement
+        {"#define L aaaaaaaaaa\n", "L + L; \"L\";", "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD, ENDSTMT, STRING \"aaaaaaaaaa\", ENDSTMT"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(compile(std::string(c.defines) + "main { " + c.source + " }\n"), 0) << messages();
+        EXPECT_EQ(code(), "FUNC main, " + std::string(c.code) + ", ENDFUNC") << c.source;
+    }
+}
+
+TEST_F(PreprocessorTest, ADefineThatFeedsOnItselfIsAnErrorWhereItIsUsed) {
+    EXPECT_EQ(compile("#define LOOP LOOP LOOP\nmain { }\n"), 0) << "unused it does no harm";
+    EXPECT_EQ(compile("#define LOOP (LOOP)\nmain {\n LOOP; }\n"), 2);
+    EXPECT_EQ(collector_.texts.at(0), directiveMessage(3, "Define 'LOOP' contains its own name and never finishes"));
+    EXPECT_EQ(compile("#define ab bbaa\nmain { aaaabbbb; }\n"), 2) << "and so is one that does so step by step";
+}
+
+TEST_F(PreprocessorTest, InsertedLinesCountFromTwo) {
+    write("part.ks", "foo {\n x = );\n}\n");
+    EXPECT_EQ(compile("a = 1;\n#insert \"part.ks\"\n"), 2) << "not found from another directory";
+    write("main.ks", "");
+    compile("a = 1;\n#insert \"" + path("part.ks") + "\"\nmain { y = ); }\n");
+    EXPECT_EQ(collector_.texts.at(0), "E In foo, line 3, found ')' |Line: x = );");
+    EXPECT_EQ(collector_.places.at(0).line, 2) << "its true line";
+    const SourceFile& part = ctx_.program->files.at(1);
+    EXPECT_EQ(collector_.places.at(0).file, 1);
+    EXPECT_EQ(part.path, (directory_ / "part.ks").string());
+    EXPECT_EQ(part.broughtInBy.line, 2);
+    EXPECT_EQ(collector_.texts.at(1), "E In main, line 3, found ')' |Line: main { y = ); }");
+    EXPECT_EQ(collector_.places.at(1).file, 0);
+}
+
+TEST_F(PreprocessorTest, MissingAndEndlessInsertsAreErrors) {
+    EXPECT_EQ(compile("a = 1;\n#insert dir/none x/y.ks\n"), 2);
+    EXPECT_EQ(collector_.texts.at(0), directiveMessage(2, "Cannot locate insert file 'dir\\none x/y.ks'"));
+    compile("#literalpaths\n#insert \"dir/none.ks\"\n");
+    EXPECT_EQ(collector_.texts.at(0), directiveMessage(2, "Cannot locate insert file 'dir/none.ks'"));
+
+    write("self.ks", "#insert \"" + path("self.ks") + "\"\n");
+    EXPECT_EQ(compile("#insert \"" + path("self.ks") + "\"\n"), 2) << "the 31st level is not found";
+    EXPECT_EQ(ctx_.program->files.size(), 31U);
+    // An insert inside a procedure meets its own marker.
+    write("empty.ks", "");
+    compile("main {\n#insert \"" + path("empty.ks") + "\"\n}\n");
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 30), "E In main, line 2, found '@' |");
+}
+
+TEST_F(PreprocessorTest, ColumnsAreThoseOfTheSource) {
+    compile("#define VERYLONGNAME 1\nmain { a = VERYLONGNAME + VERYLONGNAME); }\n");
+    ASSERT_FALSE(collector_.places.empty());
+    EXPECT_EQ(collector_.places[0].column, 39);
+    EXPECT_EQ(collector_.places[0].endColumn, 40);
+
+    const std::string blanks(600, ' ');
+    compile("main {" + blanks + "x = ); }\n");
+    EXPECT_EQ(collector_.places.at(0).line, 1) << "one physical line, though read in pieces";
+    EXPECT_EQ(collector_.places.at(0).column, 611);
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 26), "E In main, line 2, found '");
+    EXPECT_EQ(compile(std::string(510, ' ') + "\nmain { ) }"), 1);
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 26), "E In main, line 2, found '") << "510 characters are one line";
+}
+
+TEST_F(PreprocessorTest, AScriptThatCannotBeReadIsNamed) {
+    ctx_.reset();
+    EXPECT_EQ(compileScript(ctx_, path("absent.ks")), 2);
+    EXPECT_EQ(collector_.texts.at(0), "E |Cannot open input file '" + path("absent.ks") + "'");
+}
+
+}  // namespace kestrel::test

@@ -1,0 +1,67 @@
+#include "frontend/compile_fixture.h"
+
+namespace kestrel::test {
+
+using ScannerTest = CompileTest;
+
+TEST_F(ScannerTest, TokensFollowTheLongestMatch) {
+    struct Case {
+        const char* source;
+        const char* code;
+    };
+    const Case cases[] = {
+        {"x + -1; x+-1;", "VAR x, INTEGER -1, ADD, ENDSTMT, VAR x, INTEGER -1, ADD, ENDSTMT"},
+        {"-.5; .5; 1.5e3; 1.5E-3;", "NUMBER -0.5, ENDSTMT, NUMBER 0.5, ENDSTMT, NUMBER 1500, ENDSTMT, "
+                                    "NUMBER 0.0015, ENDSTMT"},
+        {"TRUE1; NIL; True;", "VAR TRUE1, ENDSTMT, VAR NIL, ENDSTMT, VAR True, ENDSTMT"},
+        {"TRUE; true; Nil; nil;", "NUMBER 1, ENDSTMT, NUMBER 1, ENDSTMT, NIL, ENDSTMT, NIL, ENDSTMT"},
+        {"'''; '\\';", "INTEGER 39, ENDSTMT, INTEGER 92, ENDSTMT"},
+        {"\"a\\\"b\\\\\\n\";", "STRING \"a\\\"b\\\\n\", ENDSTMT"},
+        {"\"\";", "STRING \"\", ENDSTMT"},
+        {"/** a / b **/ x; /***/ y; /* /* */ z;", "VAR x, ENDSTMT, VAR y, ENDSTMT, VAR z, ENDSTMT"},
+        {"x; // y;\n z;", "VAR x, ENDSTMT, VAR z, ENDSTMT"},
+        {"99999999999;", "INTEGER 2.14748e+09, ENDSTMT"},
+    };
+    for (const Case& c : cases) EXPECT_EQ(body(c.source), c.code) << c.source;
+    for (const char* wrong : {"x-1;", "x -1;", "1.;", "1e5;", "1.5e;", "'ab';", "<>1, 2>;"})
+        EXPECT_GT(compile("main { y = " + std::string(wrong) + " }\n"), 0) << wrong;
+}
+
+TEST_F(ScannerTest, LiteralsOf511CharactersEndWithAWarning) {
+    EXPECT_EQ(compile("main { x = \"" + std::string(400, 'a') + "\n" + std::string(110, 'a') + "\"; }\n"), 0);
+    ASSERT_EQ(collector_.texts.size(), 1U) << messages();
+    EXPECT_EQ(collector_.texts[0].substr(0, 52), "W In main, line 1, newline found in string literal|L");
+
+    // The closing quote of the longer one opens a new literal.
+    compile("main { x = \"\n" + std::string(500, 'a') + "\n" + std::string(11, 'b') + "\"; }\n");
+    EXPECT_NE(messages().find("W In main, line 3, string literal exceeds 512 characters"), std::string::npos);
+    EXPECT_NE(messages().find("unterminated string literal"), std::string::npos);
+}
+
+TEST_F(ScannerTest, LinesFollowMarkersCommentsAndLiterals) {
+    compile("main {\n$$#42\n a;\n$$# b; /* \n\n */ c;\n \"x\\\ny\"; d; }\n");
+    std::vector<std::int32_t> lines;
+    for (const CodeNode* n = ctx_.program->code.head; n != nullptr; n = n->next)
+        if (n->op == OP_VAR) lines.push_back(n->line);
+    // a newline taken by a backslash counts no line
+    EXPECT_EQ(lines, (std::vector<std::int32_t>{43, 45, 47, 48}));
+}
+
+TEST_F(ScannerTest, ALineAfterALineCommentQuotesTheCommentedLine) {
+    compile("main {\n x = 1; // one\n x = );\n}\n");
+    EXPECT_EQ(collector_.texts.at(0), "E In main, line 3, found ')' |Line: x = 1; // one");
+    EXPECT_EQ(collector_.places.at(0).line, 3);
+}
+
+TEST_F(ScannerTest, OpenLiteralsAndCommentsAreNamedWhereTheyOpen) {
+    EXPECT_EQ(compile("main {\n  x = \"abc;\n}\n"), 2);
+    EXPECT_EQ(collector_.texts.at(2), "E In main, line 4, found '\"' unterminated string literal|Line: x = \"abc;");
+    EXPECT_EQ(collector_.places.at(2).line, 2);
+    EXPECT_EQ(collector_.places.at(2).column, 7);
+
+    EXPECT_EQ(compile("main {\n  x = 1; /* abc\n}\n"), 1);
+    EXPECT_EQ(messages(), "E File '" + path("main.ks") + "', line 2|Comment opened here is never closed\n");
+    EXPECT_EQ(collector_.places.at(0).column, 10);
+}
+
+}  // namespace kestrel::test
