@@ -539,12 +539,14 @@ void assign(EngineContext& ctx) {
     if (isPlain(value.type) && ctx.stack.top(1).type == VarRef) {
         Variable& variable = targetVariable(*ctx.stack.top(1).payload.node);
         if (isPlain(variable.type)) {  // the common case: no text, array or record on either side
-            if (value.type == Vector)
-                variable.vec = value.payload.vec;
-            else if (value.type != Nil)
-                variable.number = value.payload.number;
-            variable.type = value.type;
-            ctx.stack.top(1) = value;
+            ValueCell& result = ctx.stack.top(1);
+            if (value.type == Vector) {
+                variable.vec = result.payload.vec = value.payload.vec;
+            } else {
+                result.payload.number = value.payload.number;
+                if (value.type != Nil) variable.number = value.payload.number;
+            }
+            variable.type = result.type = value.type;
             ctx.stack.forgetTo(ctx.stack.size() - 1);
             return;
         }

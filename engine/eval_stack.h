@@ -41,6 +41,25 @@ public:
         }
         cells_[static_cast<std::size_t>(sp_++)] = cell;
     }
+    /// The same for a cell that is a tag and one double (Number, Integer, marks): writes only those.
+    void pushScalar(std::int32_t tag, double value) {
+        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = tag;
+        cell.payload.number = value;
+    }
+    void pushVector(const Vec3& v) {
+        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = Vector;
+        cell.payload.vec = v;
+    }
+    void pushNode(std::int32_t tag, const CodeNode* node) {
+        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = tag;
+        cell.payload.node = node;
+    }
     /// Takes the top cell off and hands it, with its text, to the caller, who must release() or adopt it.
     [[nodiscard]] ValueCell take() noexcept {
         assert(sp_ > 0);

@@ -201,19 +201,15 @@ void loadVariable(EngineContext& ctx, Variable& variable) {
 
 const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
     switch (node->mode) {
-        case kReference:
-            ctx.stack.push(ValueCell::ofNode(VarRef, node));
-            return node;
+        case kReference: ctx.stack.pushNode(VarRef, node); return node;
         case kMemberRead:
-            ctx.stack.push(ValueCell::ofNode(MemberRef, node));
+            ctx.stack.pushNode(MemberRef, node);
             readMemberOnTop(ctx);
             return node->next;
-        case kMemberReference:
-            ctx.stack.push(ValueCell::ofNode(MemberRef, node));
-            return node;
+        case kMemberReference: ctx.stack.pushNode(MemberRef, node); return node;
         case kRecordRead: readRecordMember(ctx, *node, *node->next); return node->next;
         case kRecordReference:
-            ctx.stack.push(ValueCell::ofNode(RecordMemberRef, node));
+            ctx.stack.pushNode(RecordMemberRef, node);
             return node;
         case kSlotRead:
         case kSlotReference:

@@ -7,7 +7,9 @@
 //  4. A jump names the node before the one to execute next.
 //  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are not kept
 //     across a call.
-//  6. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
+//  6. Markers are passed over (CodeNode::successor): an instruction that is only a marker must not grow an effect here
+//     without leaving the list of markers in prepare.cpp.
+//  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
 
 #include "engine/interpreter.h"
 
@@ -71,16 +73,22 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         }
         switch (node->op) {
             case OP_VAR:
-                if (node->mode == kLoad && (node->variable->type == Number || node->variable->type == Integer)) {
-                    ValueCell cell = ValueCell::ofNumber(node->variable->number);
-                    cell.type = node->variable->type;
-                    stack.push(cell);
+                if (node->mode == kLoad) {
+                    const Variable& variable = *node->variable;
+                    if (variable.type == Number || variable.type == Integer)
+                        stack.pushScalar(variable.type, variable.number);
+                    else if (variable.type == Vector)
+                        stack.pushVector(variable.vec);
+                    else
+                        loadVariable(ctx, *node->variable);
+                } else if (node->mode == kReference) {
+                    stack.pushNode(VarRef, node);
                 } else {
                     node = executeVariable(ctx, node);
                 }
                 break;
-            case OP_NUMBER: stack.push(ValueCell::ofNumber(node->operand.number)); break;
-            case OP_INTEGER: stack.push(ValueCell::ofInteger(node->operand.number)); break;
+            case OP_NUMBER: stack.pushScalar(Number, node->operand.number); break;
+            case OP_INTEGER: stack.pushScalar(Integer, node->operand.number); break;
             case OP_STRING:
             case OP_TEMPSTRING: stack.push(ValueCell::ofText(node->operand.text)); break;
             case OP_NIL: stack.push(ValueCell::ofNil()); break;
@@ -118,10 +126,10 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_XORASSIGN:
             case OP_ORASSIGN:
             case OP_ANDASSIGN: compoundAssign(ctx, *node); break;
-            case OP_DIM: stack.push(ValueCell::ofMark(DimMark)); break;
-            case OP_SEP: stack.push(ValueCell::ofMark(SepMark)); break;
-            case OP_LIST: stack.push(ValueCell::ofMark(ListMark)); break;
-            case OP_SELMARK: stack.push(ValueCell::ofMark(SelectMark)); break;
+            case OP_DIM: stack.pushScalar(DimMark, 0.0); break;
+            case OP_SEP: stack.pushScalar(SepMark, 0.0); break;
+            case OP_LIST: stack.pushScalar(ListMark, 0.0); break;
+            case OP_SELMARK: stack.pushScalar(SelectMark, 0.0); break;
             case OP_BLOCK:
                 if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
                 break;
@@ -186,7 +194,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         }
         if (run.abort || run.stop) [[unlikely]] return;
         if (node == nullptr) return;  // `continue` outside a loop ends the whole run
-        node = node->next;
+        node = kHooked ? node->next : node->successor;
     }
     if constexpr (kHooked) {
         if (node != nullptr && run.hook != nullptr && node->line != previousLine && node->op != OP_ENDWHILE &&

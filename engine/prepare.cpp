@@ -32,6 +32,27 @@ CodeNode* findBack(CodeNode* node, std::int32_t op) noexcept {
     return node;
 }
 
+/// Instructions that only mark places.
+bool isMarker(const CodeNode& node) noexcept {
+    switch (node.op) {
+        case OP_ELSE:
+        case OP_DOWHILE:
+        case OP_ENDDOWHILE:
+        case OP_MEMBER:
+        case OP_ENDDECL:
+        case OP_ASSIGNMARK:
+        case OP_ENDELSE:
+        case OP_LOOPTOP:
+        case OP_FORTOP:
+        case OP_CASELABEL:
+        case OP_OTHERWISE:
+        case OP_RECORD:
+        case OP_IPCREF: return true;
+        case OP_BLOCK: return node.mode != kAssignmentBlock;
+        default: return false;
+    }
+}
+
 /// Resolves one program. The order of the nodes is all it needs, so it runs once over the list.
 class Linker {
 public:
@@ -41,6 +62,7 @@ public:
         for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
             f->end = findForward(f->entry, OP_ENDFUNC);
         for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
+        linkSuccessors();
     }
 
 private:
@@ -70,6 +92,14 @@ private:
                                 : std::uint8_t{0};
                 break;
             default: linkJump(node); break;
+        }
+    }
+
+    void linkSuccessors() {
+        CodeNode* successor = nullptr;
+        for (CodeNode* node = program_.code.tail; node != nullptr; node = node->prev) {
+            node->successor = successor;
+            if (!isMarker(*node)) successor = node;
         }
     }
 
