@@ -1,0 +1,226 @@
+"""Drives `kestrel shade`, `render` and `bench` as a user does and looks at what they print and paint."""
+
+import argparse
+import json
+import pathlib
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import zlib
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import harness  # noqa: E402
+
+FIXED = """
+flags { return("COLOR", "LUMINOUS", "DIFFUSE", "SPECULAR"); }
+process: sa
+{
+    sa.color[1] = 0.2; sa.color[2] = 0.5; sa.color[3] = 0.8;
+    sa.luminous = 1; sa.diffuse = 0; sa.specular = 0;
+}
+"""
+FIXED_BYTES = (124, 188, 231)  # the same in sRGB
+ENDLESS = "process: sa\n{\n    i = 0;\n    while (1) { i = i + 1; }\n}\n"
+
+
+def pixels(png):
+    """Width, height and a function (x, y) -> (r, g, b) of an 8-bit RGB PNG."""
+    assert png[:8] == b"\x89PNG\r\n\x1a\n"
+    at, data, width, height = 8, b"", 0, 0
+    while at < len(png):
+        size, kind = struct.unpack(">I4s", png[at:at + 8])
+        body = png[at + 8:at + 8 + size]
+        if kind == b"IHDR":
+            width, height, depth, colour = struct.unpack(">IIBB", body[:10])
+            assert (depth, colour) == (8, 2)
+        elif kind == b"IDAT":
+            data += body
+        at += 12 + size
+    raw, stride = zlib.decompress(data), 3 * width
+    rows, above = [], bytearray(stride)
+    for y in range(height):
+        method, row = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
+        for i in range(stride):
+            left = row[i - 3] if i >= 3 else 0
+            corner = above[i - 3] if i >= 3 else 0
+            guess = left + above[i] - corner
+            nearest = min((left, above[i], corner), key=lambda v: abs(guess - v))
+            row[i] = (row[i] + (0, left, above[i], (left + above[i]) // 2, nearest)[method]) & 255
+        rows.append(row)
+        above = row
+    return width, height, lambda x, y: tuple(rows[y][3 * x:3 * x + 3])
+
+
+class Command(unittest.TestCase):
+    kestrel = None
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.folder = pathlib.Path(directory.name)
+
+    def run_command(self, command, script, *options):
+        (self.folder / "script.ks").write_text(script)
+        status, out, err = harness.run([self.kestrel, command, "script.ks", *options], self.folder)
+        return status, out, err.decode()
+
+    def shade(self, script, *options):
+        status, out, err = self.run_command("shade", script, *options)
+        self.assertEqual(status, 0, err)
+        return json.loads(out.decode().splitlines()[-1])
+
+    def render(self, script, *options):
+        status, out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", *options)
+        self.assertEqual(status, 0, err)
+        return pixels(out)
+
+
+class Shade(Command):
+    def test_line_holds_every_member_in_order_and_what_the_script_changed(self):
+        result = self.shade(FIXED, "--set", "mirror=0.25", "--set", "gNorm=0,1,0")
+        self.assertEqual(list(result), ["sample", "flags", "describe"])
+        self.assertEqual(list(result["sample"]),
+                         "sx sy oPos wPos gNorm spotSize raySource rayLength cosine oXfrm wXfrm objID polNum wNorm color "
+                         "luminous diffuse specular mirror transparency eta roughness".split())
+        self.assertEqual(result["sample"]["color"], [0.2, 0.5, 0.8])
+        self.assertEqual(result["sample"]["mirror"], 0.25)
+        self.assertEqual(result["sample"]["gNorm"], [0, 1, 0])
+        self.assertEqual(result["flags"], 2 + 4 + 8 + 16)
+        self.assertEqual(result["describe"], "Kestrel/PT - SCRIPT.KS")
+
+    def test_callbacks_run_in_order_and_messages_come_before_the_line(self):
+        script = """
+            create { info("create"); }   init { info("init"); }   newtime: f, t { info(f, " ", t); }
+            flags { info("flags"); return COLOR; }   process: sa { info("process ", sa.sx); }
+            cleanup { info("cleanup"); }   destroy { info("destroy"); }"""
+        status, out, _ = self.run_command("shade", script, "--frame", "6", "--time", "0.5", "--set", "sx=9",
+                                          "--messages=json")
+        lines = [json.loads(line) for line in out.decode().splitlines()]
+        self.assertEqual(status, 0)
+        self.assertEqual([line["line2"] for line in lines[:-1]],
+                         ["create", "init", "6 0.5", "flags", "process 9", "cleanup", "destroy"])
+        self.assertEqual(lines[-1]["flags"], 2)
+
+    def test_grid_covers_the_unit_square_and_becomes_a_picture(self):
+        script = "process: sa { sa.color[1] = sa.oPos[1]; sa.color[2] = sa.wPos[2]; sa.color[3] = sa.sx == 3; }"
+        last = self.shade(script, "--grid", "4x2", "-o", "grid.png")["sample"]
+        self.assertEqual((last["sx"], last["sy"], last["oPos"]), (3, 1, [0.875, 0.75, 0]))
+        width, height, at = pixels((self.folder / "grid.png").read_bytes())
+        self.assertEqual((width, height), (4, 2))
+        self.assertEqual(at(0, 0), (99, 137, 0))  # 0.125 and 0.25 in sRGB
+        self.assertEqual(at(3, 1)[2], 255)
+
+    def test_light_and_rays_come_from_the_scene(self):
+        script = """process: sa {
+            (x, y, z, sa.color[1], sa.color[2], sa.color[3]) = illuminate(getLight(), <0,5,0>, <0,0,0>);
+            (sa.luminous) = raytrace(<0,3,0>, <0,-2,0>);
+        }
+        getLight { return nil; }"""
+        status, _, err = self.run_command("shade", script)
+        self.assertIn("invalid argument 1 type to illuminate()", err)
+        self.assertEqual(status, 0, "a built-in that fails does not end the run")
+        ray = self.shade("process: sa { (sa.luminous) = raytrace(<0,3,0>, <0,-2,0>); }")
+        self.assertAlmostEqual(ray["sample"]["luminous"], 1.0, 12)
+
+    def test_failures_and_their_status(self):
+        aborts = "process: sa { var a[3]; sa.luminous = 1; x = a[9]; sa.luminous = 2; }"
+        cases = [
+            ("compile error", "process: sa { x = ; }", [], 1, False),
+            ("no process", "init { }", [], 1, False),
+            ("empty", "", [], 1, False),
+            ("aborted run", aborts, [], 1, True),
+            ("comment never closed", "process: sa { }\n/* open\n", [], 1, False),
+            ("endless", ENDLESS, ["--timeout", "0.3"], 1, False),
+            ("bad preset", FIXED, ["--set", "color=1"], 2, False),
+            ("picture without grid", FIXED, ["-o", "x.png"], 2, False),
+            ("missing choice", FIXED, ["--choose", "nowhere.ks"], 2, False),
+            ("two things on stdout", FIXED, ["--grid", "2x2", "-o", "-", "--messages=json"], 2, False),
+        ]
+        for name, script, options, expected, has_line in cases:
+            with self.subTest(name):
+                status, out, err = self.run_command("shade", script, *options)
+                self.assertEqual(status, expected, err)
+                self.assertEqual(b'"sample"' in out, has_line)
+                self.assertTrue(out + err.strip().encode())
+        _, _, err = self.run_command("shade", ENDLESS, "--timeout", "0.3")
+        self.assertIn("line 4", err)
+
+
+class Render(Command):
+    def test_luminous_colour_arrives_exactly_and_only_on_the_sphere(self):
+        width, height, at = self.render(FIXED)
+        self.assertEqual((width, height), (64, 64))
+        for place in ((32, 32), (20, 25), (40, 40)):
+            self.assertEqual(at(*place), FIXED_BYTES)
+        self.assertNotEqual(at(2, 60), FIXED_BYTES)
+
+    def test_values_outside_the_mask_are_not_taken(self):
+        _, _, masked = self.render(FIXED.replace('"COLOR", ', ""))
+        self.assertEqual(masked(32, 32), (231, 231, 231))  # the plain surface's 0.8
+        _, _, all_values = self.render("flags { }" + FIXED[FIXED.index("process"):])
+        self.assertEqual(all_values(32, 32), FIXED_BYTES)
+
+    def test_bent_normals_and_frames_change_the_sphere_but_not_the_ground(self):
+        bent = "newtime: f, t { phase = f; } process: sa { sa.wNorm[1] += sin(10 * sa.oPos[1] + phase); }"
+        _, _, plain = self.render("process: sa { }")
+        _, _, bump = self.render("phase = 0;\n" + bent)
+        _, _, later = self.render("phase = 0;\n" + bent, "--frame", "2")
+        area = [(x, y) for x in range(20, 44) for y in range(20, 44)]
+        self.assertGreater(sum(plain(*p) != bump(*p) for p in area), 300)
+        self.assertGreater(sum(later(*p) != bump(*p) for p in area), 300)
+        self.assertEqual(plain(2, 60), bump(2, 60))
+
+    def test_a_failed_script_leaves_no_file_and_the_old_one_alone(self):
+        for script in (ENDLESS, "process: sa { var a[2]; x = a[5]; }", "process: sa {"):
+            picture = self.folder / "picture.png"
+            picture.write_text("old")
+            status, _, err = self.run_command("render", script, "-o", "picture.png", "--timeout", "0.3")
+            self.assertEqual(status, 1, err)
+            self.assertEqual(sorted(p.name for p in self.folder.iterdir()), ["picture.png", "script.ks"])
+            self.assertEqual(picture.read_text(), "old")
+
+    def test_interrupt_ends_an_endless_script(self):
+        (self.folder / "script.ks").write_text('init { info("started"); }\n' + ENDLESS)
+        process = subprocess.Popen([self.kestrel, "render", "script.ks", "-o", "p.png"], cwd=self.folder,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertIn(b"started", process.stdout.readline())
+        process.send_signal(signal.SIGINT)
+        _, err = process.communicate(timeout=harness.TIME_LIMIT)
+        self.assertEqual(process.returncode, 1, err)
+        self.assertIn(b"interrupted", err)
+        self.assertFalse((self.folder / "p.png").exists())
+
+    def test_unusable_places_and_sizes(self):
+        for options in (["-o", "nowhere/p.png"], ["-o", "p.png", "--size", "0x3"], ["-o", "p.png", "--size", "3"],
+                        ["-o", "p.png", "--samples", "0"], []):
+            status, _, err = self.run_command("render", FIXED, "--size", "4x4", *options)
+            self.assertEqual(status, 2, (options, err))
+
+
+class Bench(Command):
+    def test_checksum_repeats_and_follows_the_outputs(self):
+        def checksum(script):
+            status, out, err = self.run_command("bench", script, "--grid", "8x4", "--passes", "2", "--json")
+            self.assertEqual(status, 0, err)
+            result = json.loads(out)
+            self.assertGreater(result["nsPerSample"], 0)
+            self.assertGreater(result["loadMs"], 0)
+            return result["checksum"]
+
+        first = checksum(FIXED)
+        self.assertEqual(first, checksum(FIXED))
+        self.assertNotEqual(first, checksum(FIXED.replace("0.8", "0.7")))
+        status, out, _ = self.run_command("bench", ENDLESS, "--grid", "2x2", "--timeout", "0.3")
+        self.assertEqual((status, out), (1, b""))
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
+    parser.add_argument("suites", nargs="*", help="Shade, Render, Bench or single tests")
+    args = parser.parse_args()
+    Command.kestrel = str(args.kestrel.resolve())
+    unittest.main(argv=[sys.argv[0], *args.suites])
