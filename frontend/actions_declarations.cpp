@@ -34,12 +34,14 @@ void Compiler::declareLibrary(const char* name, const SourcePos& where) {
 
 void Compiler::beginUse(const char* library, Variable* name, const SourcePos& where) {
     if (program().findRecord(name->name) != nullptr) {
-        compileError(formatMessage("class name '%s' conflicts with previously declared record", {name->name}), where);
+        compileError(formatMessage("class name '%s' conflicts with previously declared record", {name->name}),
+                     where);
     }
     if (!aborted() && options_.native != nullptr && options_.native->isClass(ctx_, name->name)) {
-        compileError(formatMessage("ObjectAgent class name '%s' conflicts with previously declared ObjectAgent class",
-                                   {name->name}),
-                     where);
+        compileError(
+            formatMessage("ObjectAgent class name '%s' conflicts with previously declared ObjectAgent class",
+                          {name->name}),
+            where);
     }
     pendingUse_ = {library, name, nullptr};
 }
@@ -64,7 +66,8 @@ void Compiler::beginRecord(Variable* name, const SourcePos& where) {
                      where);
     }
     if (!aborted() && program().findRecord(name->name) != nullptr) {
-        compileError(formatMessage("record name '%s' conflicts with previously declared record", {name->name}), where);
+        compileError(
+            formatMessage("record name '%s' conflicts with previously declared record", {name->name}), where);
     }
     if (aborted()) return;
     auto* record = program().make<RecordTemplate>();
@@ -82,7 +85,9 @@ void Compiler::addField(Variable* name) {
     ++record.fieldCount;
 }
 
-void Compiler::fieldText(const char* text) { program().records.tail->fields.tail->initial = ValueCell::ofText(text); }
+void Compiler::fieldText(const char* text) {
+    program().records.tail->fields.tail->initial = ValueCell::ofText(text);
+}
 
 void Compiler::fieldNumber(double value) {
     program().records.tail->fields.tail->initial = ValueCell::ofNumber(value);

@@ -1,4 +1,5 @@
-// Actions of expressions: entries are collected in postfix order and copied to the code list when the expression ends.
+// Actions of expressions: entries are collected in postfix order and copied to the code list when the
+// expression ends.
 
 #include "frontend/compile_state.h"
 
@@ -28,7 +29,8 @@ void Compiler::endExpression() {
 }
 
 void Compiler::flushExpression() {
-    // One pending conditional, as designed: one "?" inside another is linked wrongly, and scripts don't nest them.
+    // One pending conditional, as designed: one "?" inside another is linked wrongly, and scripts don't nest
+    // them.
     CodeNode* pending = nullptr;
     for (CodeNode& entry : entries_) {
         CodeNode* node = newCode(entry.op, entry.pos);
@@ -142,7 +144,9 @@ bool Compiler::makeCall(const SourcePos& callee) {
     return true;
 }
 
-void Compiler::callWithoutArguments(const SourcePos& callee) { makeCall(callee); }
+void Compiler::callWithoutArguments(const SourcePos& callee) {
+    makeCall(callee);
+}
 
 void Compiler::openCall(const SourcePos& callee) {
     counters_.push_back(0);
@@ -182,7 +186,8 @@ void Compiler::increment(std::int32_t op, const SourcePos& where) {
 // ---- Conditionals ----
 
 void Compiler::beginConditional(const SourcePos& where) {
-    if (conditionalDepth_++ > 0 && options_.info != nullptr) options_.info->nestedConditionals.push_back(where);
+    if (conditionalDepth_++ > 0 && options_.info != nullptr)
+        options_.info->nestedConditionals.push_back(where);
     hasElse_ = false;
     conditionalIf_ = entries_.size();
     add(OP_IF, where);

@@ -80,7 +80,9 @@ void Compiler::emptyReturnValue(const SourcePos& where) {
     countItem();
 }
 
-void Compiler::endReturn(const SourcePos& where) { newCode(OP_RETURN, where)->count = popCounter(); }
+void Compiler::endReturn(const SourcePos& where) {
+    newCode(OP_RETURN, where)->count = popCounter();
+}
 
 // ---- if ----
 
@@ -146,7 +148,9 @@ void Compiler::forBody(const SourcePos& where) {
     forHeader_ = false;
 }
 
-void Compiler::endFor() { closeJump(OP_ENDFOR, lastPlace()); }
+void Compiler::endFor() {
+    closeJump(OP_ENDFOR, lastPlace());
+}
 
 void Compiler::beginCounted(Variable* name, const SourcePos& where) {
     loopVariable_ = name;

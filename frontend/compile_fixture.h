@@ -1,10 +1,10 @@
-// What the tests of this folder share: scripts in a directory of their own, compiled with a small built-in table.
+// What the tests of this folder share: scripts in a directory of their own, compiled with a small built-in
+// table.
 #pragma once
 
+#include "engine/builtin.h"
 #include "frontend/compiler.h"
 #include "frontend/listing.h"
-
-#include "engine/builtin.h"
 #include "platform/paths.h"
 
 #include <gtest/gtest.h>
@@ -22,8 +22,8 @@ public:
     /// "E line1|line2", the kind's letter first.
     void show(const Message& message) override {
         constexpr std::string_view kLetters = "IWE";
-        texts.push_back(std::string(1, kLetters[static_cast<std::size_t>(message.kind)]) + ' ' + message.line1 + '|' +
-                        message.line2.value_or(""));
+        texts.push_back(std::string(1, kLetters[static_cast<std::size_t>(message.kind)]) + ' ' +
+                        message.line1 + '|' + message.line2.value_or(""));
         places.push_back(message.where);
     }
     std::vector<std::string> texts;
@@ -97,7 +97,8 @@ protected:
 
 private:
     EngineServices services() {
-        static constexpr BuiltinEntry kRows[] = {{"sin", 1, 1, nullptr, "", ""}, {"sleep", 2, 1, nullptr, "", ""}};
+        static constexpr BuiltinEntry kRows[] = {{"sin", 1, 1, nullptr, "", ""},
+                                                 {"sleep", 2, 1, nullptr, "", ""}};
         static const BuiltinTable table(kRows);
         EngineServices services;
         services.messages = &collector_;

@@ -1,13 +1,12 @@
 // One compile in progress: all its state, and the actions of the grammar.
 #pragma once
 
+#include "engine/context.h"
+#include "engine/program.h"
 #include "frontend/compiler.h"
 #include "frontend/parser.h"
 #include "frontend/scanner.h"
 #include "frontend/token.h"
-
-#include "engine/context.h"
-#include "engine/program.h"
 
 #include <cstdint>
 #include <new>
@@ -33,7 +32,8 @@ public:
 
     // --- diagnostics.cpp ---
 
-    /// Reports a compile error at a place (default: the last token's) and counts it. Silent while the parser recovers.
+    /// Reports a compile error at a place (default: the last token's) and counts it. Silent while the parser
+    /// recovers.
     void compileError(std::string_view message);
     void compileError(std::string_view message, const SourcePos& where);
     void compileWarning(std::string_view message, const SourcePos& where);
@@ -152,7 +152,9 @@ public:
     void endExpression();
     CodeNode& add(std::int32_t op, const SourcePos& where);
     void addNumber(double value, const SourcePos& where) { add(OP_NUMBER, where).operand.number = value; }
-    void addInteger(std::int32_t value, const SourcePos& where) { add(OP_INTEGER, where).operand.number = value; }
+    void addInteger(std::int32_t value, const SourcePos& where) {
+        add(OP_INTEGER, where).operand.number = value;
+    }
     void addText(const char* text, const SourcePos& where) { add(OP_STRING, where).operand.text = text; }
     void addName(Variable* symbol, std::uint8_t flags, const SourcePos& where);
     void addMember(std::int32_t op, Variable* owner, const SourcePos& where);
@@ -240,51 +242,51 @@ private:
     Parser parser_;
 
     std::int32_t errorCount_ = 0;
-    bool commentOpen_ = false;         // an unterminated comment has been reported
-    std::string lineText_;             // the source line that messages quote
-    std::string mainPath_;             // the script's own path, for the library search
+    bool commentOpen_ = false;  // an unterminated comment has been reported
+    std::string lineText_;      // the source line that messages quote
+    std::string mainPath_;      // the script's own path, for the library search
 
     // Declarations
     ParsePhase phase_ = ParsePhase::Before;
-    bool declaring_ = true;            // the next new name is a declaration
-    bool assigning_ = false;           // the value of an assignment is read: no declaration
+    bool declaring_ = true;   // the next new name is a declaration
+    bool assigning_ = false;  // the value of an assignment is read: no declaration
     FunctionRecord* currentFunction_ = nullptr;
     PendingUse pendingUse_;
     std::vector<Variable*> queueVariables_;
-    std::vector<std::int32_t> counters_;   // one per open list of parameters, variables, arguments, values
+    std::vector<std::int32_t> counters_;  // one per open list of parameters, variables, arguments, values
 
-    // Libraries. In library mode new globals, functions and code go to the lists below, which hold what was compiled
-    // since the last procedure of a library.
+    // Libraries. In library mode new globals, functions and code go to the lists below, which hold what was
+    // compiled since the last procedure of a library.
     bool libraryMode_ = false;
-    bool firstEnd_ = true;             // the main script's end has not been met yet
-    std::vector<Library> libraries_;   // a stack: the last one pushed is read first
-    std::vector<CodeNode*> unresolved_;    // calls of the main script to names that it doesn't define
+    bool firstEnd_ = true;               // the main script's end has not been met yet
+    std::vector<Library> libraries_;     // a stack: the last one pushed is read first
+    std::vector<CodeNode*> unresolved_;  // calls of the main script to names that it doesn't define
     LinkedList<Variable> libraryGlobals_;
     LinkedList<CodeNode> libraryCode_;
     LinkedList<FunctionRecord> libraryFunctions_;
 
     // Statements
-    std::vector<CodeNode*> jumps_;     // open if, else, loop, switch, select
-    std::vector<CodeNode*> arms_;      // open case and when arms
-    bool forHeader_ = false;           // between the parentheses of a three-part for
+    std::vector<CodeNode*> jumps_;  // open if, else, loop, switch, select
+    std::vector<CodeNode*> arms_;   // open case and when arms
+    bool forHeader_ = false;        // between the parentheses of a three-part for
     Variable* loopVariable_ = nullptr;
     SourcePos loopPlace_;
-    std::int64_t statementToken_ = -1;     // number of the first token of the expression statement
+    std::int64_t statementToken_ = -1;  // number of the first token of the expression statement
 
     // Expressions
-    std::vector<CodeNode> entries_;    // the expression in postfix order
-    std::vector<CodeNode> indexed_;    // operands of open "["
-    std::vector<CodeNode> callees_;    // callees of open "("
-    std::vector<bool> blocks_;         // per open parenthesis: it brackets an assignment block
-    bool inIndex_ = false;             // one flag, as designed: a nested index clears it for the outer one
-    bool emissionSuspended_ = false;   // exposed items are looked at, not run
-    std::size_t conditionalIf_ = 0;    // entries of the last "?", single as designed
+    std::vector<CodeNode> entries_;   // the expression in postfix order
+    std::vector<CodeNode> indexed_;   // operands of open "["
+    std::vector<CodeNode> callees_;   // callees of open "("
+    std::vector<bool> blocks_;        // per open parenthesis: it brackets an assignment block
+    bool inIndex_ = false;            // one flag, as designed: a nested index clears it for the outer one
+    bool emissionSuspended_ = false;  // exposed items are looked at, not run
+    std::size_t conditionalIf_ = 0;   // entries of the last "?", single as designed
     std::size_t conditionalEndIf_ = 0;
     bool hasElse_ = false;
     int conditionalDepth_ = 0;
-    std::int32_t pendingAssignment_ = OP_ASSIGN;   // single as designed: a chain uses the operator read last
+    std::int32_t pendingAssignment_ = OP_ASSIGN;  // single as designed: a chain uses the operator read last
 
-    CodeNode spareNode_;               // stands in when there is no memory for the first of its kind
+    CodeNode spareNode_;  // stands in when there is no memory for the first of its kind
     FunctionRecord spareFunction_;
 };
 

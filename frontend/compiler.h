@@ -12,23 +12,25 @@ class NativeServices;
 
 /// What a compile found out beside the program.
 struct CompileInfo {
-    /// Every conditional "?" inside another one of the same expression: by design its jumps are linked wrongly.
+    /// Every conditional "?" inside another one of the same expression: by design its jumps are linked
+    /// wrongly.
     std::vector<SourcePos> nestedConditionals;
     /// The input ended inside a block comment (set under CompileOptions::reportUnterminatedComment only).
     bool unterminatedComment = false;
 };
 
 struct CompileOptions {
-    /// A block comment that never ends makes the scanner wait for ever, by design. With this option the compile ends
-    /// instead with a plain error at the place where the comment opens: what the command line uses.
+    /// A block comment that never ends makes the scanner wait for ever, by design. With this option the
+    /// compile ends instead with a plain error at the place where the comment opens: what the command line
+    /// uses.
     bool reportUnterminatedComment = false;
     NativeServices* native = nullptr;  ///< agent classes, queues, compiled libraries; may be null
     CompileInfo* info = nullptr;       ///< may be null
 };
 
-/// Compiles a script into ctx.program, with ctx.options set by its pragmas. The counters of ctx.reporter, and the
-/// context's limits, are as the caller left them; the caller resets the context first. While it runs, and afterwards
-/// also when it failed, ctx.program->files names the files that the places of messages refer to.
+/// Compiles a script into ctx.program, with ctx.options set by its pragmas. The counters of ctx.reporter, and
+/// the context's limits, are as the caller left them; the caller resets the context first. While it runs, and
+/// afterwards also when it failed, ctx.program->files names the files that the places of messages refer to.
 /// @param systemPath  absolute, "\"-separated, letter case kept
 /// @return 0 on success, otherwise the number of errors (messages have gone to the reporter)
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options = {});

@@ -24,7 +24,8 @@ public:
             if ((n->flags & kNodeUnresolved) != 0 && n->operand.variable->name == exported) n->flags = 0;
     }
     bool createQueue(EngineContext&, std::string_view, std::span<Variable* const> variables) override {
-        for (const Variable* v : variables) slots += std::string(v->name) + ':' + std::to_string(v->number) + ' ';
+        for (const Variable* v : variables)
+            slots += std::string(v->name) + ':' + std::to_string(v->number) + ' ';
         return true;
     }
     std::vector<std::string> classes;
@@ -38,11 +39,13 @@ public:
 using DeclarationTest = CompileTest;
 
 TEST_F(DeclarationTest, NamesBindAsTheMomentOfReadingSays) {
-    ASSERT_EQ(compile("g = 1;\nmain: p { x = g; x = p; y = sleep; var g; g = 2; sin(1); }\n"), 0) << messages();
+    ASSERT_EQ(compile("g = 1;\nmain: p { x = g; x = p; y = sleep; var g; g = 2; sin(1); }\n"), 0)
+        << messages();
     const FunctionRecord* main = ctx_.program->findFunction("main");
     EXPECT_EQ(main->paramCount, 1);
     std::string locals;
-    for (const Variable* v = main->locals.head; v != nullptr; v = v->next) locals += std::string(v->name) + ' ';
+    for (const Variable* v = main->locals.head; v != nullptr; v = v->next)
+        locals += std::string(v->name) + ' ';
     EXPECT_EQ(locals, "x y g ") << "a use before `var` meant the global";
     EXPECT_EQ(main->params.head->name, std::string("p"));
     EXPECT_NE(global("sleep"), nullptr) << "a built-in's name is no local";
@@ -52,7 +55,8 @@ TEST_F(DeclarationTest, NamesBindAsTheMomentOfReadingSays) {
 
     compile("main { var a; var a; for (i = 0, PI = 1; i; i++) a; }\n");
     int count = 0;
-    for (const Variable* v = ctx_.program->findFunction("main")->locals.head; v != nullptr; v = v->next) ++count;
+    for (const Variable* v = ctx_.program->findFunction("main")->locals.head; v != nullptr; v = v->next)
+        ++count;
     EXPECT_EQ(count, 3) << "a; i; and PI, which a later item of a header declares";
 }
 
@@ -81,14 +85,16 @@ TEST_F(DeclarationTest, PredefinedNamesHaveTheirValues) {
 }
 
 TEST_F(DeclarationTest, RecordsKeepTheirFields) {
-    ASSERT_EQ(compile("declare record R { a, s = \"t\", n = 1.5; i = 2, v = <1.0,2.0,3.0>; }\nmain { R(); }\n"), 0)
+    ASSERT_EQ(
+        compile("declare record R { a, s = \"t\", n = 1.5; i = 2, v = <1.0,2.0,3.0>; }\nmain { R(); }\n"), 0)
         << messages();
     const RecordTemplate* record = ctx_.program->findRecord("R");
     ASSERT_NE(record, nullptr);
     EXPECT_EQ(record->fieldCount, 5);
     EXPECT_EQ(record->hash, nameHash("R"));
     std::vector<int> types;
-    for (const RecordField* f = record->fields.head; f != nullptr; f = f->next) types.push_back(f->initial.type);
+    for (const RecordField* f = record->fields.head; f != nullptr; f = f->next)
+        types.push_back(f->initial.type);
     EXPECT_EQ(types, (std::vector<int>{Nil, String, Number, Integer, Vector}));
     EXPECT_EQ(compile("declare record R { a; }\ndeclare record R { a; }\n"), 1);
     EXPECT_EQ(collector_.texts.at(0).substr(0, 76),
@@ -101,8 +107,9 @@ TEST_F(DeclarationTest, NativeDeclarationsNeedTheirServices) {
     EXPECT_EQ(compile("expose a, b[3] as Q;\n"), 1);
     EXPECT_NE(messages().find("cannot create IPC queue 'Q'"), std::string::npos);
     compile("library \"x.DLL\";\nlibrary \"none.ks\";\nlibrary \"y.so\";\n");
-    EXPECT_EQ(messages(), "W |line 4, cannot locate library file \"y.so\"\n"
-                          "W |line 4, cannot locate library file \"none.ks\"\n")
+    EXPECT_EQ(messages(),
+              "W |line 4, cannot locate library file \"y.so\"\n"
+              "W |line 4, cannot locate library file \"none.ks\"\n")
         << "a missing script library ends the chain";
 }
 
@@ -124,9 +131,11 @@ TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
     };
     const Case cases[] = {
         {"use \"b\" as class New build on None;", "cannot build on undefined object None"},
-        {"use \"b\" as class Ball;", "ObjectAgent class name 'Ball' conflicts with previously declared ObjectAgent class"},
+        {"use \"b\" as class Ball;",
+         "ObjectAgent class name 'Ball' conflicts with previously declared ObjectAgent class"},
         {"declare record R { a; }", "record name 'R' conflicts with previously declared ObjectAgent class"},
-        {"declare record Ball { a; }\nuse \"b\" as class Ball;", "class name 'Ball' conflicts with previously declared record"},
+        {"declare record Ball { a; }\nuse \"b\" as class Ball;",
+         "class name 'Ball' conflicts with previously declared record"},
         {"expose a + 1 as Q;", "illegal declaration in 'expose'"},
         {"expose a[0] as Q;", "illegal array declaration in 'expose'"},
         {"expose a[1, 2] as Q;", "illegal array declaration in 'expose'"},
@@ -135,7 +144,8 @@ TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
         EXPECT_GT(compile(c.source), 0) << c.source;
         EXPECT_NE(messages().find(c.text), std::string::npos) << c.source << '\n' << messages();
     }
-    EXPECT_EQ(compile("declare record Ball { a; }\n"), 0) << "the class check is the wrong way round, as designed";
+    EXPECT_EQ(compile("declare record Ball { a; }\n"), 0)
+        << "the class check is the wrong way round, as designed";
 }
 
 TEST_F(DeclarationTest, OnlyCalledLibraryProceduresAreLinked) {
@@ -144,12 +154,14 @@ TEST_F(DeclarationTest, OnlyCalledLibraryProceduresAreLinked) {
     EXPECT_NE(ctx_.program->findFunction("foo"), nullptr);
     EXPECT_EQ(ctx_.program->findFunction("bar"), nullptr) << "called from the library only";
     EXPECT_NE(global("k"), nullptr) << "what stands before a linked procedure comes with it";
-    EXPECT_EQ(code(), "FUNC main, CALL foo/0, ENDSTMT, ENDFUNC, DECL, VAR k, ASSIGNMARK, INTEGER 1, ASSIGN, ENDDECL, "
-                      "ENDSTMT, FUNC foo, VAR k, ENDSTMT, CALL bar/0, ENDSTMT, ENDFUNC");
+    EXPECT_EQ(code(),
+              "FUNC main, CALL foo/0, ENDSTMT, ENDFUNC, DECL, VAR k, ASSIGNMARK, INTEGER 1, ASSIGN, ENDDECL, "
+              "ENDSTMT, FUNC foo, VAR k, ENDSTMT, CALL bar/0, ENDSTMT, ENDFUNC");
 
     EXPECT_EQ(compile("library \"lib.ks\";\nmain { foo();\n foo(); none(); o.method(); }\n"), 2);
-    EXPECT_EQ(messages(), "E |Unresolved function reference: foo()\nE |Unresolved function reference: none()\n"
-                          "I |2 errors during compile\n")
+    EXPECT_EQ(messages(),
+              "E |Unresolved function reference: foo()\nE |Unresolved function reference: none()\n"
+              "I |2 errors during compile\n")
         << "only the first call is resolved by linking";
     EXPECT_EQ(collector_.places.at(0).line, 3);
 }
@@ -167,13 +179,15 @@ TEST_F(DeclarationTest, LibrariesAreReadLastFirstAndNumberedOn) {
     std::string many;
     for (int i = 0; i < 21; ++i) many += "library \"x.ks\";\n";
     EXPECT_EQ(compile(many), 1);
-    EXPECT_EQ(collector_.texts.at(0), "E Line 21, found ';' library limit of 20 exceeded|Line: library \"x.ks\";");
+    EXPECT_EQ(collector_.texts.at(0),
+              "E Line 21, found ';' library limit of 20 exceeded|Line: library \"x.ks\";");
 }
 
 TEST_F(DeclarationTest, TheListingEscapesTexts) {
     compile("main {\n \"a\\\"\\\\\"; }\n");
-    EXPECT_EQ(listProgram(*ctx_.program), "0\t1\tOP_FUNC\tmain\n1\t2\tOP_STRING\t\"a\\\"\\\\\"\n2\t2\tOP_ENDSTMT\t\n"
-                                          "3\t2\tOP_ENDFUNC\t\n");
+    EXPECT_EQ(listProgram(*ctx_.program),
+              "0\t1\tOP_FUNC\tmain\n1\t2\tOP_STRING\t\"a\\\"\\\\\"\n2\t2\tOP_ENDSTMT\t\n"
+              "3\t2\tOP_ENDFUNC\t\n");
 }
 
 }  // namespace kestrel::test

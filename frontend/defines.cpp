@@ -53,8 +53,8 @@ std::string DefineTable::replaceIn(std::string& line) {
     std::string endless;
     for (auto define = defines_.rbegin(); define != defines_.rend(); ++define) {
         if (define->endless || line.find(define->name) == std::string::npos) continue;
-        // The spans are those of the line before this define changed it: they go stale with the first replacement,
-        // and scripts have come to live with that.
+        // The spans are those of the line before this define changed it: they go stale with the first
+        // replacement, and scripts have come to live with that.
         const std::vector<Span> spans = quotedSpans(line);
         const bool containsItself = define->replacement.find(define->name) != std::string::npos;
         int replacements = 0;

@@ -14,10 +14,10 @@ public:
     /// @return the name of a define that never finishes and was met on the way, empty when all went well
     std::string add(std::string_view name, std::string_view replacement);
 
-    /// Replaces defined names in a line, outside "..." literals and as plain substrings: a define X also changes
-    /// the X inside MAX.
-    /// @return the name of a define that would never finish (such a define is left alone from then on), empty when
-    ///         all went well
+    /// Replaces defined names in a line, outside "..." literals and as plain substrings: a define X also
+    /// changes the X inside MAX.
+    /// @return the name of a define that would never finish (it is left alone from then on), empty when all
+    ///         went well
     std::string replaceIn(std::string& line);
 
 private:

@@ -1,6 +1,5 @@
-#include "frontend/compile_state.h"
-
 #include "engine/reporter.h"
+#include "frontend/compile_state.h"
 
 #include <algorithm>
 #include <utility>
@@ -37,7 +36,9 @@ void Compiler::report(std::string_view prefix, const std::string& head, const So
     ctx_.reporter.report(format, head, withoutLeadingSpace(lineText_));
 }
 
-void Compiler::compileError(std::string_view message) { compileError(message, scanner_.token().pos); }
+void Compiler::compileError(std::string_view message) {
+    compileError(message, scanner_.token().pos);
+}
 
 void Compiler::compileError(std::string_view message, const SourcePos& where) {
     if (parser_.recovering()) return;
@@ -53,9 +54,10 @@ void Compiler::compileError(std::string_view message, const SourcePos& where) {
 
 void Compiler::compileWarning(std::string_view message, const SourcePos& where) {
     if (parser_.recovering()) return;
-    const std::string head = currentFunction_ != nullptr
-                                 ? formatMessage("In %s, line %d, %s", {currentFunction_->name, currentLine(), message})
-                                 : formatMessage("Line %d, %s", {currentLine(), message});
+    const std::string head =
+        currentFunction_ != nullptr
+            ? formatMessage("In %s, line %d, %s", {currentFunction_->name, currentLine(), message})
+            : formatMessage("Line %d, %s", {currentLine(), message});
     report("#W", head, where);
 }
 
@@ -67,6 +69,7 @@ void Compiler::unterminatedComment(const SourcePos& opening) {
     ++errorCount_;
     scanner_.skipInput();
     commentOpen_ = true;
+    if (options_.info != nullptr) options_.info->unterminatedComment = true;
 }
 
 }  // namespace kestrel

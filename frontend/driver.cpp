@@ -1,7 +1,6 @@
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
 #include "frontend/preprocessor.h"
-
 #include "platform/files.h"
 
 #include <algorithm>

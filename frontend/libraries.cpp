@@ -1,9 +1,8 @@
 // The chain of libraries that follows the main script, and what is linked from them.
 
+#include "engine/builtin.h"
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
-
-#include "engine/builtin.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 

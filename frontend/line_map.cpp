@@ -4,8 +4,8 @@
 
 namespace kestrel {
 
-void LineMap::addChanged(std::int32_t file, std::int32_t line, std::size_t columnOffset, std::string_view original,
-                         std::string_view changed) {
+void LineMap::addChanged(std::int32_t file, std::int32_t line, std::size_t columnOffset,
+                         std::string_view original, std::string_view changed) {
     if (original == changed) {
         addPlain(file, line, columnOffset);
         return;

@@ -25,8 +25,8 @@ public:
     void addPlain(std::int32_t file, std::int32_t line, std::size_t columnOffset) {
         lines_.push_back({file, line, static_cast<std::int32_t>(columnOffset), kUnchanged, 0, 0, 0});
     }
-    /// Appends a line in which defines have been replaced: what text of it begins and ends alike keeps its columns,
-    /// everything between is mapped to the whole of what was replaced.
+    /// Appends a line in which defines have been replaced: what text of it begins and ends alike keeps its
+    /// columns, everything between is mapped to the whole of what was replaced.
     void addChanged(std::int32_t file, std::int32_t line, std::size_t columnOffset, std::string_view original,
                     std::string_view changed);
 
@@ -41,12 +41,12 @@ private:
         std::int32_t file;
         std::int32_t line;
         std::int32_t columnOffset;
-        std::int32_t prefix;          // characters before the first change; kUnchanged: none was made
-        std::int32_t suffix;          // characters after the last change
+        std::int32_t prefix;  // characters before the first change; kUnchanged: none was made
+        std::int32_t suffix;  // characters after the last change
         std::int32_t originalLength;
         std::int32_t changedLength;
     };
-    std::vector<Line> lines_;   // empty: an identity map of file_
+    std::vector<Line> lines_;  // empty: an identity map of file_
     std::int32_t file_ = -1;
 };
 

@@ -32,17 +32,23 @@ std::string symbolName(const CodeNode& node) {
 
 std::string operandText(const CodeNode& node, OperandKind kind, const NodeIndexes& indexes) {
     switch (kind) {
-        case OperandKind::Var: return symbolName(node);
-        case OperandKind::Number: return formatG(node.operand.number);
-        case OperandKind::Text: return quoted(node.operand.text);
-        case OperandKind::Call: return symbolName(node) + '/' + std::to_string(node.argc);
-        case OperandKind::Count: return std::to_string(node.count);
+        case OperandKind::Var:
+            return symbolName(node);
+        case OperandKind::Number:
+            return formatG(node.operand.number);
+        case OperandKind::Text:
+            return quoted(node.operand.text);
+        case OperandKind::Call:
+            return symbolName(node) + '/' + std::to_string(node.argc);
+        case OperandKind::Count:
+            return std::to_string(node.count);
         case OperandKind::Target: {
             const auto target = indexes.find(node.operand.target);
             return target != indexes.end() ? '@' + std::to_string(target->second) : std::string();
         }
         case OperandKind::None:
-        case OperandKind::Object: break;
+        case OperandKind::Object:
+            break;
     }
     return {};
 }

@@ -23,12 +23,13 @@ public:
     /// Makes `base` the base of the class that was added last.
     /// @return false when there is no such class
     virtual bool setBase(EngineContext& ctx, std::string_view base) = 0;
-    /// Binds those calls that still carry kNodeUnresolved to functions that a compiled library exports: clears the
-    /// node's flags and sets the callee's nativeEntry. Reports its own failures.
+    /// Binds those calls that still carry kNodeUnresolved to functions that a compiled library exports:
+    /// clears the node's flags and sets the callee's nativeEntry. Reports its own failures.
     virtual void bindLibrary(EngineContext& ctx, std::string_view library, LinkedList<CodeNode>& code) = 0;
     /// Creates a queue with one slot per variable; an array variable's `number` is its size.
     /// @return false when it cannot be created
-    virtual bool createQueue(EngineContext& ctx, std::string_view name, std::span<Variable* const> variables) = 0;
+    virtual bool createQueue(EngineContext& ctx, std::string_view name,
+                             std::span<Variable* const> variables) = 0;
 };
 
 }  // namespace kestrel

@@ -1,8 +1,7 @@
 // The handlers of the directives.
 
-#include "frontend/preprocessor.h"
-
 #include "engine/format.h"
+#include "frontend/preprocessor.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -28,8 +27,8 @@ bool startsWithDigit(std::string_view text) noexcept {
 /// The leading digits as a number that fits.
 std::int32_t leadingNumber(std::string_view text) noexcept {
     const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
-    return static_cast<std::int32_t>(std::min<std::int64_t>(parseInteger(text.substr(0, end)),
-                                                            std::numeric_limits<std::int32_t>::max()));
+    return static_cast<std::int32_t>(
+        std::min<std::int64_t>(parseInteger(text.substr(0, end)), std::numeric_limits<std::int32_t>::max()));
 }
 
 /// The text between double quotes when it begins with one, otherwise all of it.
@@ -50,7 +49,8 @@ std::string converted(std::string_view name) {
 /// Two significant digits, as "%2.02g" prints them, in any locale.
 std::string twoDigits(double value) {
     std::array<char, 32> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 2).ptr;
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 2).ptr;
     return std::string(text.data(), end);
 }
 
@@ -82,8 +82,8 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
         directiveError("#EFile '%s', line %d<br>Cannot locate insert file '%s'", name);
         return;
     }
-    // The marker and the empty line that stands for the directive make diagnostics count an inserted file's lines from
-    // 2. Scripts' users know those numbers; they stay.
+    // The marker and the empty line that stands for the directive make diagnostics number an inserted file's
+    // lines from 2 on. Scripts' users know those numbers; they stay.
     const SourcePos place = currentPlace();
     map_.addPlain(place.file, place.line, inputs_.back().column);
     addFile({.name = name, .text = *std::move(text)}, path, place);
@@ -126,7 +126,8 @@ void Preprocessor::pragmaVersion(std::string_view argument) {
     const std::string text = twoDigits(version);
     const std::size_t point = text.find('.');
     const std::int64_t major = parseInteger(std::string_view(text).substr(0, point));
-    const std::int64_t minor = point == std::string::npos ? 0 : parseInteger(std::string_view(text).substr(point + 1));
+    const std::int64_t minor =
+        point == std::string::npos ? 0 : parseInteger(std::string_view(text).substr(point + 1));
     if (major < kMajorVersion || (major == kMajorVersion && minor <= kMinorVersion)) return;
 
     const SourcePos place = currentPlace();
@@ -136,13 +137,21 @@ void Preprocessor::pragmaVersion(std::string_view argument) {
     failed_ = true;
 }
 
-void Preprocessor::pragmaAutoerror(std::string_view) { ctx_.options.autoerror = !ctx_.options.autoerror; }
+void Preprocessor::pragmaAutoerror(std::string_view) {
+    ctx_.options.autoerror = !ctx_.options.autoerror;
+}
 
-void Preprocessor::pragmaAsyncspawn(std::string_view) { ctx_.options.asyncspawn = !ctx_.options.asyncspawn; }
+void Preprocessor::pragmaAsyncspawn(std::string_view) {
+    ctx_.options.asyncspawn = !ctx_.options.asyncspawn;
+}
 
-void Preprocessor::pragmaNonrandom(std::string_view) { ctx_.options.nonrandom = !ctx_.options.nonrandom; }
+void Preprocessor::pragmaNonrandom(std::string_view) {
+    ctx_.options.nonrandom = !ctx_.options.nonrandom;
+}
 
-void Preprocessor::pragmaLiteralpaths(std::string_view) { ctx_.options.literalpaths = !ctx_.options.literalpaths; }
+void Preprocessor::pragmaLiteralpaths(std::string_view) {
+    ctx_.options.literalpaths = !ctx_.options.literalpaths;
+}
 
 void Preprocessor::pragmaStrict(std::string_view) {
     ctx_.options.strict = !ctx_.options.strict;

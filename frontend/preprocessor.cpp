@@ -163,7 +163,9 @@ void Preprocessor::put(std::string_view line) {
     output_ += '\n';
 }
 
-void Preprocessor::putMarker(std::int32_t line) { put("@line " + std::to_string(line)); }
+void Preprocessor::putMarker(std::int32_t line) {
+    put("@line " + std::to_string(line));
+}
 
 SourcePos Preprocessor::currentPlace() const noexcept {
     const Input& input = inputs_.back();
@@ -171,7 +173,9 @@ SourcePos Preprocessor::currentPlace() const noexcept {
     return {input.file, input.trueLine, start, start + std::max(lineLength_, 1)};
 }
 
-void Preprocessor::directiveError(std::string_view format) { directiveError(format, {}); }
+void Preprocessor::directiveError(std::string_view format) {
+    directiveError(format, {});
+}
 
 void Preprocessor::directiveError(std::string_view format, std::string_view text) {
     const SourcePos place = currentPlace();

@@ -1,10 +1,9 @@
 // The preprocessor: executes directives, replaces defined names and splices in insert files.
 #pragma once
 
+#include "engine/context.h"
 #include "frontend/defines.h"
 #include "frontend/line_map.h"
-
-#include "engine/context.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,8 +15,8 @@ namespace kestrel {
 
 /// What a run leaves behind.
 struct PreprocessedScript {
-    std::string path;   ///< the temporary file; the caller deletes it
-    LineMap map;        ///< where its lines come from
+    std::string path;  ///< the temporary file; the caller deletes it
+    LineMap map;       ///< where its lines come from
 };
 
 /// One run. Pragmas change ctx.options and ctx.reporter.state as they are met, and stay in force afterwards.
@@ -26,20 +25,21 @@ public:
     /// @param files  receives the script and every file inserted
     Preprocessor(EngineContext& ctx, SourceFiles& files) : ctx_(ctx), files_(files) {}
 
-    /// @return nothing when a file cannot be opened or a directive is wrong (reported); no temporary file is left then
+    /// @return nothing when a file cannot be opened or a directive is wrong (reported); no temporary file is
+    /// left then
     std::optional<PreprocessedScript> run(std::string_view inputPath);
 
 private:
     /// A file being read.
     struct Input {
-        std::string name;          // as messages show it
+        std::string name;  // as messages show it
         std::string text;
-        std::size_t next = 0;      // start of the next line
-        std::int32_t file = -1;    // index into files_
-        std::int32_t line = 0;     // number of the current line; long physical lines count once per piece
-        std::int32_t trueLine = 0; // physical line
-        std::size_t column = 0;    // where the current piece begins in it
-        bool pieceEndsLine = true; // the current piece reaches to the end of its physical line
+        std::size_t next = 0;       // start of the next line
+        std::int32_t file = -1;     // index into files_
+        std::int32_t line = 0;      // number of the current line; long physical lines count once per piece
+        std::int32_t trueLine = 0;  // physical line
+        std::size_t column = 0;     // where the current piece begins in it
+        bool pieceEndsLine = true;  // the current piece reaches to the end of its physical line
     };
 
     void addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy);
@@ -64,7 +64,7 @@ private:
 
     EngineContext& ctx_;
     SourceFiles& files_;
-    std::vector<Input> inputs_;    // the open files, outermost first
+    std::vector<Input> inputs_;  // the open files, outermost first
     DefineTable defines_;
     std::string output_;
     LineMap map_;

@@ -1,4 +1,7 @@
 #include "frontend/compile_fixture.h"
+#include "platform/environment.h"
+
+#include <optional>
 
 namespace kestrel::test {
 
@@ -8,16 +11,33 @@ protected:
     [[nodiscard]] std::string directiveMessage(int line, const std::string& text) const {
         return "E File '" + path("main.ks") + "', line " + std::to_string(line) + '|' + text;
     }
+
+    /// Finds every component in the test's directory, wherever the script says it is.
+    class OneDirectory : public ComponentLocator {
+    public:
+        explicit OneDirectory(const PreprocessorTest& test) : test_(test) {}
+        bool locate(EngineContext&, std::string_view name, std::string& fullPath) override {
+            asked.emplace_back(name);
+            fullPath = test_.path(platform::baseName(name));
+            return true;
+        }
+        std::vector<std::string> asked;
+
+    private:
+        const PreprocessorTest& test_;
+    };
 };
 
 TEST_F(PreprocessorTest, DirectivesSetTheirOptions) {
-    EXPECT_EQ(compile("#pragma strict\n# unused\n@warnings\n#warnings 7x\n#errors 3\n#asyncspawn on\n#nonrandom\n"
-                      "#literalpaths\n#autoerror\n#loadall x\n#debug \"dbg\" x\n"),
-              0)
+    EXPECT_EQ(
+        compile("#pragma strict\n# unused\n@warnings\n#warnings 7x\n#errors 3\n#asyncspawn on\n#nonrandom\n"
+                "#literalpaths\n#autoerror\n#loadall x\n#debug \"dbg\" x\n"),
+        0)
         << messages();
     const Options& options = ctx_.options;
     const ReportState& state = ctx_.reporter.state;
-    EXPECT_TRUE(options.strict && options.asyncspawn && options.nonrandom && options.literalpaths && options.autoerror);
+    EXPECT_TRUE(options.strict && options.asyncspawn && options.nonrandom && options.literalpaths &&
+                options.autoerror);
     EXPECT_EQ(options.debugName, "dbg");
     EXPECT_TRUE(state.reportUnused);
     EXPECT_FALSE(state.warningsShown);
@@ -54,9 +74,11 @@ TEST_F(PreprocessorTest, VersionsUpTo13Pass) {
         const char* version;
         const char* shown;
     };
-    for (const Case& c : {Case{"1.4", "1.4"}, Case{"1.35", "1.4"}, Case{"2", "2.0"}, Case{"\"3.1\"", "3.1"}}) {
+    for (const Case& c :
+         {Case{"1.4", "1.4"}, Case{"1.35", "1.4"}, Case{"2", "2.0"}, Case{"\"3.1\"", "3.1"}}) {
         EXPECT_EQ(compile("#version " + std::string(c.version) + "\n"), 2);
-        EXPECT_EQ(messages(), "E |Script requires version " + std::string(c.shown) + " or later of this plugin\n");
+        EXPECT_EQ(messages(),
+                  "E |Script requires version " + std::string(c.shown) + " or later of this plugin\n");
     }
 }
 
@@ -68,12 +90,14 @@ TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
     };
     const Case cases[] = {
         {"#define X 5\n", "MAX; X;", "VAR MA5, ENDSTMT, INTEGER 5, ENDSTMT"},
-        {"#define N 7\n", "(\"N\", N, \"N\");", "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK, ENDSTMT"},
+        {"#define N 7\n", "(\"N\", N, \"N\");",
+         "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK, ENDSTMT"},
         {"#define A 1\n#define B A + A\n", "B;", "INTEGER 1, INTEGER 1, ADD, ENDSTMT"},
         {"#define B A\n#define A 1\n", "B;", "VAR A, ENDSTMT"},  // the newer one has had its turn
         {"#define NONE\n", "x NONE;", "VAR x, ENDSTMT"},
         // the spans are those of before the define's first replacement
-        {"#define L aaaaaaaaaa\n", "L + L; \"L\";", "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD, ENDSTMT, STRING \"aaaaaaaaaa\", ENDSTMT"},
+        {"#define L aaaaaaaaaa\n", "L + L; \"L\";",
+         "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD, ENDSTMT, STRING \"aaaaaaaaaa\", ENDSTMT"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(compile(std::string(c.defines) + "main { " + c.source + " }\n"), 0) << messages();
@@ -84,8 +108,10 @@ TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
 TEST_F(PreprocessorTest, ADefineThatFeedsOnItselfIsAnErrorWhereItIsUsed) {
     EXPECT_EQ(compile("#define LOOP LOOP LOOP\nmain { }\n"), 0) << "unused it does no harm";
     EXPECT_EQ(compile("#define LOOP (LOOP)\nmain {\n LOOP; }\n"), 2);
-    EXPECT_EQ(collector_.texts.at(0), directiveMessage(3, "Define 'LOOP' contains its own name and never finishes"));
-    EXPECT_EQ(compile("#define ab bbaa\nmain { aaaabbbb; }\n"), 2) << "and so is one that does so step by step";
+    EXPECT_EQ(collector_.texts.at(0),
+              directiveMessage(3, "Define 'LOOP' contains its own name and never finishes"));
+    EXPECT_EQ(compile("#define ab bbaa\nmain { aaaabbbb; }\n"), 2)
+        << "and so is one that does so step by step";
 }
 
 TEST_F(PreprocessorTest, InsertedLinesCountFromTwo) {
@@ -101,6 +127,23 @@ TEST_F(PreprocessorTest, InsertedLinesCountFromTwo) {
     EXPECT_EQ(part.broughtInBy.line, 2);
     EXPECT_EQ(collector_.texts.at(1), "E In main, line 3, found ')' |Line: main { y = ); }");
     EXPECT_EQ(collector_.places.at(1).file, 0);
+}
+
+TEST_F(PreprocessorTest, ComponentsAreLookedForByTheLocator) {
+    write("part.ks", "foo { }\n");
+    write("lib.ks", "bar { }\n");
+    OneDirectory locator(*this);
+    ctx_.services.locator = &locator;
+    // The library is found beside the main script, the insert by the locator under the name as written.
+    EXPECT_EQ(
+        compile(
+            "#insert sub/part.ks\nlibrary \"lib.ks\";\nlibrary \"far\\\\lib.ks\";\nmain { foo(); bar(); }\n"),
+        0)
+        << messages();
+    EXPECT_EQ(locator.asked, (std::vector<std::string>{"sub\\part.ks", "far\\lib.ks"}));
+    ASSERT_EQ(ctx_.program->files.size(), 4U);
+    EXPECT_EQ(ctx_.program->files[1].path, (directory_ / "part.ks").string());
+    EXPECT_EQ(ctx_.program->files[3].broughtInBy.line, 2);
 }
 
 TEST_F(PreprocessorTest, MissingAndEndlessInsertsAreErrors) {
@@ -130,7 +173,27 @@ TEST_F(PreprocessorTest, ColumnsAreThoseOfTheSource) {
     EXPECT_EQ(collector_.places.at(0).column, 611);
     EXPECT_EQ(collector_.texts.at(0).substr(0, 26), "E In main, line 2, found '");
     EXPECT_EQ(compile(std::string(510, ' ') + "\nmain { ) }"), 1);
-    EXPECT_EQ(collector_.texts.at(0).substr(0, 26), "E In main, line 2, found '") << "510 characters are one line";
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 26), "E In main, line 2, found '")
+        << "510 characters are one line";
+}
+
+TEST_F(PreprocessorTest, TheTemporaryFileStandsInTmpAndGoesAfterwards) {
+    const std::optional<std::string> before = platform::environment("TMP");
+    const std::filesystem::path temporary = directory_ / "tmp";
+    std::filesystem::create_directories(temporary);
+    const std::string tmp = platform::systemPath(temporary.string());
+    const std::string name = "kestrel." + std::to_string(platform::processId());
+    for (const std::string& value : {tmp, tmp + '\\'}) {
+        platform::setEnvironment("TMP", value);
+        EXPECT_EQ(compile("main { }\n"), 0) << messages();
+        EXPECT_GT(compile("#bad\n"), 0);
+        EXPECT_TRUE(std::filesystem::is_empty(temporary));
+    }
+    // A directory in its place can't be written.
+    std::filesystem::create_directories(temporary / name);
+    EXPECT_EQ(compile("main { }\n"), 2);
+    EXPECT_EQ(messages(), "E |Cannot create output file '" + tmp + '\\' + name + "'\n");
+    platform::setEnvironment("TMP", before.value_or(""));
 }
 
 TEST_F(PreprocessorTest, AScriptThatCannotBeReadIsNamed) {

@@ -1,10 +1,9 @@
 #include "frontend/scanner.h"
 
+#include "engine/format.h"
 #include "frontend/compile_state.h"
 #include "frontend/parser.h"
 #include "frontend/scanner_states.h"
-
-#include "engine/format.h"
 
 #include <algorithm>
 #include <chrono>
@@ -37,7 +36,9 @@ Scanner::Scanner(Compiler& compiler) : compiler_(compiler), flex_(newScannerStat
     if (flex_ == nullptr) throw std::bad_alloc();
 }
 
-Scanner::~Scanner() { deleteScannerState(flex_); }
+Scanner::~Scanner() {
+    deleteScannerState(flex_);
+}
 
 void Scanner::open(std::string text, LineMap map) {
     text_ = std::move(text);
@@ -46,7 +47,9 @@ void Scanner::open(std::string text, LineMap map) {
     line_ = column_ = matchLine_ = matchColumn_ = 1;
 }
 
-void Scanner::skipInput() noexcept { used_ = text_.size(); }
+void Scanner::skipInput() noexcept {
+    used_ = text_.size();
+}
 
 const Token& Scanner::next() {
     const std::int64_t number = token_.number + 1;
@@ -182,7 +185,8 @@ void Scanner::commentUnterminated() {
         compiler_.unterminatedComment(openingPos_);
         return;
     }
-    // Meant: an open comment waits for its end, which can't come any more. Only whoever watches the run ends it.
+    // Meant: an open comment waits for its end, which can't come any more. Only whoever watches the run
+    // ends it.
     while (!compiler_.watchRequested()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     compiler_.abandon();
 }

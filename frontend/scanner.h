@@ -1,4 +1,5 @@
-// The scanner, made from scanner.l: the preprocessed script, and after it each library, as one stream of tokens.
+// The scanner, made from scanner.l: the preprocessed script, and after it each library, as one stream of
+// tokens.
 #pragma once
 
 #include "frontend/line_map.h"
@@ -13,8 +14,9 @@ namespace kestrel {
 
 class Compiler;
 
-/// Besides the design's line counter, which belongs to the Compiler and which inserts, libraries and "@line" markers
-/// move, the scanner counts the true lines and columns of its input, so that every token has its true place.
+/// Besides the design's line counter, which belongs to the Compiler and which inserts, libraries and "@line"
+/// markers move, the scanner counts the true lines and columns of its input, so that every token has its true
+/// place.
 class Scanner {
 public:
     explicit Scanner(Compiler& compiler);
@@ -25,8 +27,8 @@ public:
     /// Skips the rest of the input.
     void skipInput() noexcept;
 
-    /// Scans the next token, going through the library chain at the end of each file. Its code is 0 at the end of all
-    /// input.
+    /// Scans the next token, going through the library chain at the end of each file. Its code is 0 at the
+    /// end of all input.
     const Token& next();
     /// The last token scanned.
     [[nodiscard]] const Token& token() const noexcept { return token_; }
@@ -73,20 +75,20 @@ private:
     [[nodiscard]] SourcePos openPos() const noexcept { return joinPlaces(openingPos_, pos()); }
 
     Compiler& compiler_;
-    void* flex_ = nullptr;     // the generated scanner's state
-    std::string text_;         // input
+    void* flex_ = nullptr;  // the generated scanner's state
+    std::string text_;      // input
     std::size_t used_ = 0;
     LineMap map_;
-    std::int32_t line_ = 1;    // true line and column after the last match
+    std::int32_t line_ = 1;  // true line and column after the last match
     std::int32_t column_ = 1;
-    std::int32_t lastLineEnd_ = 1; // column of the newline before the current line
+    std::int32_t lastLineEnd_ = 1;  // column of the newline before the current line
     std::string_view matched_;
     std::int32_t matchLine_ = 1;
     std::int32_t matchColumn_ = 1;
     Token token_;
     std::string literal_;
-    SourcePos openingPos_;     // of the literal or comment
-    bool ended_ = false;       // the library chain has said that nothing is left
+    SourcePos openingPos_;  // of the literal or comment
+    bool ended_ = false;    // the library chain has said that nothing is left
 };
 
 }  // namespace kestrel

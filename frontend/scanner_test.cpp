@@ -11,8 +11,9 @@ TEST_F(ScannerTest, TokensFollowTheLongestMatch) {
     };
     const Case cases[] = {
         {"x + -1; x+-1;", "VAR x, INTEGER -1, ADD, ENDSTMT, VAR x, INTEGER -1, ADD, ENDSTMT"},
-        {"-.5; .5; 1.5e3; 1.5E-3;", "NUMBER -0.5, ENDSTMT, NUMBER 0.5, ENDSTMT, NUMBER 1500, ENDSTMT, "
-                                    "NUMBER 0.0015, ENDSTMT"},
+        {"-.5; .5; 1.5e3; 1.5E-3;",
+         "NUMBER -0.5, ENDSTMT, NUMBER 0.5, ENDSTMT, NUMBER 1500, ENDSTMT, "
+         "NUMBER 0.0015, ENDSTMT"},
         {"TRUE1; NIL; True;", "VAR TRUE1, ENDSTMT, VAR NIL, ENDSTMT, VAR True, ENDSTMT"},
         {"TRUE; true; Nil; nil;", "NUMBER 1, ENDSTMT, NUMBER 1, ENDSTMT, NIL, ENDSTMT, NIL, ENDSTMT"},
         {"'''; '\\';", "INTEGER 39, ENDSTMT, INTEGER 92, ENDSTMT"},
@@ -55,13 +56,35 @@ TEST_F(ScannerTest, ALineAfterALineCommentQuotesTheCommentedLine) {
 
 TEST_F(ScannerTest, OpenLiteralsAndCommentsAreNamedWhereTheyOpen) {
     EXPECT_EQ(compile("main {\n  x = \"abc;\n}\n"), 2);
-    EXPECT_EQ(collector_.texts.at(2), "E In main, line 4, found '\"' unterminated string literal|Line: x = \"abc;");
+    EXPECT_EQ(collector_.texts.at(2),
+              "E In main, line 4, found '\"' unterminated string literal|Line: x = \"abc;");
     EXPECT_EQ(collector_.places.at(2).line, 2);
     EXPECT_EQ(collector_.places.at(2).column, 7);
 
     EXPECT_EQ(compile("main {\n  x = 1; /* abc\n}\n"), 1);
     EXPECT_EQ(messages(), "E File '" + path("main.ks") + "', line 2|Comment opened here is never closed\n");
     EXPECT_EQ(collector_.places.at(0).column, 10);
+}
+
+TEST_F(ScannerTest, AnOpenCommentWaitsUntilTheWatchEndsIt) {
+    write("main.ks", "main { /* abc\n");
+    RunWatch watch;
+    watch.requested = 1;
+    ctx_.services.watch = &watch;
+    compileScript(ctx_, path("main.ks"));
+    EXPECT_TRUE(ctx_.run.abort);
+    EXPECT_TRUE(collector_.texts.empty()) << "no message: the scanner would wait for ever";
+}
+
+TEST_F(ScannerTest, LiteralsAndCommentsGoOnInTheNextFile) {
+    write("lib.ks", "end\";\n/* ");
+    write("lib2.ks", "*/ foo { }\n");
+    EXPECT_EQ(compile("library \"lib2.ks\"; library \"lib.ks\";\nmain { foo(); }\ng = \"begin "), 0)
+        << messages();
+    EXPECT_EQ(
+        code(),
+        "FUNC main, CALL foo/0, ENDSTMT, ENDFUNC, DECL, VAR g, ASSIGNMARK, STRING \"begin end\", ASSIGN, "
+        "ENDDECL, ENDSTMT, FUNC foo, ENDFUNC");
 }
 
 }  // namespace kestrel::test

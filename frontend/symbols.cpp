@@ -1,6 +1,5 @@
-#include "frontend/compile_state.h"
-
 #include "engine/builtin.h"
+#include "frontend/compile_state.h"
 
 #include <string>
 
@@ -16,7 +15,8 @@ Variable* find(const LinkedList<Variable>& list, std::string_view name) noexcept
 
 }  // namespace
 
-/// Allocates a record of the program. Without memory the input is skipped, so that the parse runs out and ends.
+/// Allocates a record of the program. Without memory the input is skipped, so that the parse runs out and
+/// ends.
 template <class T>
 T* Compiler::tryMake(std::string_view complaint) {
     try {

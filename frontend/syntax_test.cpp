@@ -16,11 +16,13 @@ TEST_F(SyntaxTest, MessagesListFewerThanFiveExpectedTokens) {
         // the display texts of these five are off by one place, and stay so
         {"use \"a\" 1;\n", "E Line 1, found '1' , expecting as|Line: use \"a\" 1;"},
         {"declare x;\n", "E Line 1, found 'x' , expecting include|Line: declare x;"},
-        {"declare record R { a, ; }\n", "E Line 1, found ';' , expecting <identifier>|Line: declare record R { a, ; }"},
+        {"declare record R { a, ; }\n",
+         "E Line 1, found ';' , expecting <identifier>|Line: declare record R { a, ; }"},
         {"declare record R { v = <1,2,3>; }\n",
          "E Line 1, found '1' , expecting <number>|Line: declare record R { v = <1,2,3>; }"},
         {"declare record R { v = x; }\n",
-         "E Line 1, found 'x' , expecting <string> or <number> or <integer> or '<'|Line: declare record R { v = x; }"},
+         "E Line 1, found 'x' , expecting <string> or <number> or <integer> or '<'|Line: declare record R { "
+         "v = x; }"},
         {"main { for i = 1 to 2 by \"x\" do i; }\n",
          "E In main, line 1, found '\"' , expecting <identifier> or <number> or <integer>|"
          "Line: main { for i = 1 to 2 by \"x\" do i; }"},
@@ -53,7 +55,8 @@ TEST_F(SyntaxTest, TheEndOfTheInputHasNoCharacter) {
 }
 
 TEST_F(SyntaxTest, RecoveryIsSilentUntilThreeTokensFit) {
-    // Everything wrong between the first error and the third token after ";" is swallowed, whoever reports it.
+    // Everything wrong between the first error and the third token after ";" is swallowed, whoever reports
+    // it.
     EXPECT_EQ(compile("main { const k = 1; x = ) \"a\nb\" 5(); \"c\nd\"; k++; k++; }\n"), 3);
     ASSERT_EQ(collector_.texts.size(), 4U) << messages();
     EXPECT_EQ(collector_.texts[0].substr(0, 32), "E In main, line 1, found ')' |Li");
@@ -103,8 +106,9 @@ TEST_F(SyntaxTest, AnyBytesGiveDiagnostics) {
 TEST_F(SyntaxTest, ConstantsRefuseIncrementOnly) {
     EXPECT_EQ(compile("main { const k = 3; k = 4; }\n"), 0) << messages();
     EXPECT_EQ(compile("main { const k = 3; k++; }\n"), 1);
-    EXPECT_EQ(collector_.texts.at(0), "E In main, line 1, found '+' Illegal operation on const variable \"k\".|"
-                                      "Line: main { const k = 3; k++; }");
+    EXPECT_EQ(collector_.texts.at(0),
+              "E In main, line 1, found '+' Illegal operation on const variable \"k\".|"
+              "Line: main { const k = 3; k++; }");
     EXPECT_EQ(compile("main { --PI; }\n"), 1) << "predefined names are constants";
 }
 

@@ -23,7 +23,7 @@ enum class NamedToken { StringLiteral = 280, Name = 316, Number = 317, Integer =
 struct Token {
     int code = 0;
     TokenValue value = {0.0};
-    char first = '\0';     ///< first character of its text: what messages show after "found"; NUL at the end of input
+    char first = '\0';        ///< of its text, what messages show after "found"; NUL at the end of input
     std::int64_t number = 0;  ///< how many tokens came before it
     SourcePos pos;
 };

@@ -8,9 +8,11 @@ namespace kestrel {
 
 inline constexpr int kTerminals = 92;
 
-/// Display texts by symbol number: end of input, error, undefined, the named tokens, the one-character tokens.
-/// The rows of RECORD, DECLARE, RECORD_OP, EXPOSE and PPLINE are off by one place, and are meant to be: the table has
-/// an "include" that is no token and lacks an entry for PPLINE, and what users see stays as it is.
+/// Display texts by symbol number: end of input, error, undefined, the named tokens, the one-character
+/// tokens.
+/// The rows of RECORD, DECLARE, RECORD_OP, EXPOSE and PPLINE are off by one place, and are meant to be: the
+/// table has an "include" that is no token and lacks an entry for PPLINE, and what users see stays as it is.
+// clang-format off
 inline constexpr std::array<std::string_view, kTerminals> kTokenText = {
     "", "", "",
     "if", "else", "while", "do", "for", "const", "'=='", "'!='", "'<='", "'>='", "'+='", "'-='", "'/='", "'*='",
@@ -26,5 +28,6 @@ inline constexpr std::array<std::string_view, kTerminals> kTokenText = {
     "'-'", "'+'", "'*'", "'/'", "'='", "';'", "','", "'{'", "'}'", "'<'", "'>'", "':'", "'('", "')'", "'@'", "'['",
     "']'", "'.'", "'$'", "'&'", "'~'", "'!'", "'%'", "'^'", "'|'", "'?'",
 };
+// clang-format on
 
 }  // namespace kestrel
