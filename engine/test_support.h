@@ -1,0 +1,132 @@
+// What unit tests of the engine share: a context without a script, cells in a short notation, nodes made by
+// hand.
+#pragma once
+
+#include "engine/arrays.h"
+#include "engine/assignment.h"
+#include "engine/builtin.h"
+#include "engine/context.h"
+#include "engine/format.h"
+#include "engine/text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kestrel::test {
+
+using Cells = std::vector<ValueCell>;
+
+/// Integer, Number, Vector and (borrowed) text cells.
+inline ValueCell I(double v) {
+    return ValueCell::ofInteger(v);
+}
+inline ValueCell N(double v) {
+    return ValueCell::ofNumber(v);
+}
+inline ValueCell V(double x, double y, double z) {
+    return ValueCell::ofVector({x, y, z});
+}
+inline ValueCell S(const char* text) {
+    return ValueCell::ofText(text);
+}
+inline ValueCell nil() {
+    return ValueCell::ofNil();
+}
+
+/// `2.5`, `3i`, `<1,2,3>`, `'text'`, `nil`; other kinds as `#` and their tag.
+inline std::string show(const ValueCell& cell) {
+    switch (cell.type) {
+        case Number:
+            return formatG(cell.payload.number);
+        case Integer:
+            return formatG(cell.payload.number) + "i";
+        case Vector:
+            return "<" + formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ",") + ">";
+        case String:
+        case TempString:
+            return "'" + std::string(cell.payload.text) + "'";
+        case Nil:
+            return "nil";
+        default:
+            return "#" + std::to_string(cell.type);
+    }
+}
+
+/// Keeps the messages, one per line.
+class CollectingSink final : public MessageSink {
+public:
+    void show(const Message& message) override { text += message.line2.value_or(message.line1) + "\n"; }
+    std::string text;
+};
+
+class EngineTest : public ::testing::Test {
+protected:
+    EngineTest() { ctx.program = std::make_unique<Program>(); }
+
+    /// Pushes a cell; texts become owned by the stack, so that a double release or a leak shows.
+    void push(const ValueCell& cell) {
+        ctx.stack.push(cell.type == String ? ValueCell::ofTemp(ctx.pool.strdup(cell.payload.text)) : cell);
+    }
+    /// Shows all cells on the stack, deepest first, and drops them.
+    std::string popAll() {
+        std::string all;
+        for (int i = 0; i < ctx.stack.size(); ++i) all += (i > 0 ? " " : "") + show(ctx.stack.at(i));
+        ctx.stack.dropTo(0);
+        return all;
+    }
+    /// The messages since the last call, one per line. They do not count towards the limit.
+    std::string takeMessages() {
+        ctx.reporter.state.errorCount = 0;
+        return std::exchange(sink_.text, {});
+    }
+
+    /// A global holding this value.
+    Variable& variable(const char* name, const ValueCell& value = {}) {
+        Variable& v = *ctx.program->make<Variable>();
+        v.name = name;
+        ctx.program->globals.append(&v);
+        if (value.type != Nil) assignVariable(ctx, v, value);
+        return v;
+    }
+    Variable& array(const char* name, const Cells& elements) {
+        const std::int64_t size = static_cast<std::int64_t>(elements.size());
+        ArrayRecord& record = *makeArray(ctx, {&size, 1}, Nil);
+        for (std::size_t i = 0; i < elements.size(); ++i) storeValue(ctx, record.elements[i], elements[i]);
+        Variable& v = variable(name);
+        v.type = Array;
+        v.object = &record;
+        return v;
+    }
+    static std::string showElements(const Variable& v) {
+        std::string all;
+        for (const ValueCell& element : v.array()->elements) all += (all.empty() ? "" : " ") + show(element);
+        return all;
+    }
+    /// Appends an instruction to the program's code.
+    CodeNode& emit(int op, Variable* operand = nullptr) {
+        CodeNode& node = *ctx.program->make<CodeNode>();
+        node.op = op;
+        node.line = 1;
+        node.operand.variable = operand;
+        ctx.program->code.append(&node);
+        return node;
+    }
+    void pushIndex(double index) {
+        push(ValueCell::ofMark(DimMark));
+        push(ValueCell::ofMark(SepMark));
+        push(I(index));
+    }
+
+private:
+    CollectingSink sink_;
+    BuiltinTable builtins_{{}};
+
+protected:
+    EngineContext ctx{EngineServices{.messages = &sink_, .builtins = &builtins_}};
+};
+
+}  // namespace kestrel::test

@@ -1,0 +1,245 @@
+#include "engine/members.h"
+#include "engine/test_support.h"
+
+#include <cmath>
+#include <cstring>
+#include <sstream>
+
+namespace kestrel::test {
+namespace {
+
+class ValueMethods : public EngineTest {
+protected:
+    /// Calls a method and shows what it leaves on the stack and says.
+    std::string call(Variable& object, const char* name, const Cells& args = {}) {
+        CodeNode& node = emit(OP_CALL, &variable(name));
+        node.argc = static_cast<int>(args.size());
+        node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(name));
+        for (const ValueCell& cell : args) push(cell);
+        callMethod(ctx, node, object);
+        return takeMessages() + popAll();
+    }
+    std::string call(const ValueCell& value, const char* name, const Cells& args = {}) {
+        return call(variable("v", value), name, args);
+    }
+    /// Reads, or with an operator writes, v.member (with postfix operators between member and object).
+    std::string member(Variable& v, const char* name, int op = 0, const ValueCell& value = I(1)) {
+        const CodeNode& node = emit(OP_VAR, &variable(name));
+        if (op == OP_POSTINC || op == OP_POSTDEC) emit(op);
+        emit(OP_MEMBER, &v);
+        push(ValueCell::ofNode(MemberRef, &node));
+        if (op == 0) {
+            readMemberOnTop(ctx);
+        } else {
+            push(value);
+            assignMemberOnTop(ctx, op);
+        }
+        ctx.run.abort = false;
+        return takeMessages() + popAll();
+    }
+};
+
+TEST_F(ValueMethods, GiveTheResultOfEveryKind) {
+    Variable* const objects[] = {&variable("n", N(2.5)),
+                                 &variable("i", I(7)),
+                                 &variable("v", V(1.5, 2, -3.5)),
+                                 &variable("s", S("12.5_x")),
+                                 &array("a", {nil(), S("0"), I(2.5), S("4.5"), N(6), N(7)}),
+                                 &variable("none")};
+    // clang-format off
+    constexpr const char* kTable[] = {
+        // method  number         integer     vector         text        array      never assigned
+        "size    2.5            7i          1i             6i          6i         0i",
+        "count   1i             1i          1i             6i          5i         0i",
+        "asInt   2i             7i          0i             12i         0i         0i",
+        "asNum   2.5            7           0              12.5        0          0",
+        "asVec   <2.5,2.5,2.5>  <7,7,7>     <1.5,2,-3.5>   <12.5,0,0>  <2,4.5,6>  <0,0,0>",
+        "asStr   '2.5'          '7'         '<1.5,2,-3.5>' '12.5_x'    ''         ''",
+        "isNil   0i             0i          0i             0i          0i         1i",
+        "isInt   0i             1i          0i             0i          0i         0i",
+        "isStr   0i             0i          0i             1i          0i         0i",
+        "isNum   1i             0i          0i             0i          0i         0i",
+        "isVec   0i             0i          1i             0i          0i         0i",
+        "isArray 0i             0i          0i             0i          1i         0i",
+        "trunc   2              7i          <1,2,-3>       '12.5_x'    0i         0i",
+        "pack    0i             0i          0i             '12.5_x'    0i         0i",
+        "sortA   0i             0i          0i             '.125_x'    1i         0i",
+        "sortD   0i             0i          0i             'x_521.'    1i         0i",
+    };
+    // clang-format on
+    for (const char* line : kTable) {
+        std::istringstream row(line);
+        std::string name;
+        row >> name;
+        const char* method = ctx.program->makeText(name);
+        for (Variable* object : objects) {
+            std::string expected;
+            row >> expected;
+            EXPECT_EQ(call(*object, method), expected) << object->name << '.' << name;
+        }
+    }
+    // What the methods left behind.
+    EXPECT_EQ(show(variableCell(*objects[0])), "2");
+    EXPECT_EQ(show(variableCell(*objects[2])), "<1,2,-3>");
+    EXPECT_EQ(show(variableCell(*objects[3])), "'x_521.'");
+    objects[5]->type = Array;  // marked by indexing, but no array yet
+    EXPECT_EQ(call(*objects[5], "isNil") + call(*objects[5], "isArray"), "1i0i");
+    EXPECT_EQ(call(ValueCell::ofObject(ShaderObj, nullptr), "isNil"), "0i");
+}
+
+TEST_F(ValueMethods, PrintInFields) {
+    EXPECT_EQ(call(I(7), "asStr", {I(3), I(1)}), "'007'");
+    EXPECT_EQ(call(I(-7), "asStr", {I(4), I(1)}), "'-007'");
+    EXPECT_EQ(call(I(7), "asStr", {I(-3), I(1)}), "'7  '");
+    EXPECT_EQ(call(I(7), "asStr", {N(5)}), "'7'");  // a Number width is for Numbers only
+    EXPECT_EQ(call(N(3.14159), "asStr", {N(6.2)}), "'   3.1'");
+    EXPECT_EQ(call(N(-3.14159), "asStr", {N(8.3), I(1)}), "'-0003.14'");
+    EXPECT_EQ(call(N(3.14159), "asStr", {N(-6.2)}), "'3.1   '");
+    EXPECT_EQ(call(N(3.14159), "asStr", {N(0.3)}), "'3.14'");
+    EXPECT_EQ(call(N(3.14159), "asStr", {I(6)}), "'3.14159'");
+    EXPECT_EQ(call(N(3.14159), "asStr", {N(1e9)}), "'3.14159'");  // "%1e+09g" is no conversion
+    EXPECT_EQ(call(N(INFINITY), "asStr", {N(6), I(1)}), "'   inf'");
+    EXPECT_EQ(call(S("ab"), "asStr", {I(4)}), "'ab  '");
+    EXPECT_EQ(call(S("ab"), "asStr", {I(4), I(1)}), "'  ab'");
+    EXPECT_EQ(call(S("abcde"), "asStr", {I(4)}), "'abcde'");
+    EXPECT_EQ(call(I(7), "asStr", {I(4e18)}), "Line 1, memory exhausted!  Cannot continue!\n");
+}
+
+TEST_F(ValueMethods, RefuseWrongCalls) {
+    EXPECT_EQ(call(I(7), "asStr", {S("3")}),
+              "Line 1, invalid argument type to (KestrelObject)v.asStr()\nnil");
+    EXPECT_EQ(call(I(7), "asStr", {I(3), nil()}),
+              "Line 1, invalid argument type to (KestrelObject)v.asStr()\nnil");
+    EXPECT_EQ(call(I(7), "asStr", {I(1), I(2), I(3)}),
+              "Line 1, invalid argument count to (KestrelObject)v.asStr()\nnil");
+    EXPECT_EQ(call(I(7), "size", {S("x")}), "Line 1, invalid argument count to (KestrelObject)v.size()\nnil");
+    EXPECT_EQ(call(I(7), "Size", {S("x")}), "Line 1, unknown object method (KestrelObject)v.Size()\n'x'");
+    EXPECT_FALSE(ctx.run.abort);
+}
+
+TEST_F(ValueMethods, ChangeTextsInPlace) {
+    const auto changes = [&](const char* text, const char* method) {
+        Variable& v = variable("v", S(text));
+        const std::string result = call(v, method);
+        EXPECT_EQ(result, show(variableCell(v)));
+        return result;
+    };
+    EXPECT_EQ(changes("  ab  ", "pack"), "'ab  '");
+    EXPECT_EQ(changes(" \t\n", "pack"), "''");
+    EXPECT_EQ(changes("ab \t", "trunc"), "'ab'");
+    EXPECT_EQ(changes("a   ", "trunc"), "''");  // the first character is never looked at
+    EXPECT_EQ(changes(" ", "trunc"), "' '");
+    EXPECT_EQ(changes("", "trunc"), "''");
+    EXPECT_EQ(changes("b\xE9"
+                      "a",
+                      "sortA"),
+              "'\xE9"
+              "ab'");  // signed bytes
+}
+
+TEST_F(ValueMethods, PackTrimAndSortArrays) {
+    const auto changes = [&](const Cells& elements, const char* method) {
+        Variable& a = array("a", elements);
+        const std::string result = call(a, method);
+        return result + ": " + showElements(a);
+    };
+    EXPECT_EQ(changes({I(1), nil(), S("x")}, "pack"), "0i: 1i 'x' nil");
+    EXPECT_EQ(changes({I(1), I(3), nil()}, "pack"), "2i: 1i 3i nil");
+    EXPECT_EQ(changes({I(1)}, "pack"), "1i: 1i");
+    EXPECT_EQ(changes({I(1), nil(), I(2), nil(), nil()}, "trunc"), "3i: 1i nil 2i");
+    EXPECT_EQ(changes({nil(), nil()}, "trunc"), "0i: nil nil");
+    EXPECT_EQ(changes({I(3), I(1), S("a"), I(2)}, "sortA"), "0i: 1i 3i 'a' 2i");
+    EXPECT_EQ(changes({nil(), N(1), N(2), N(3)}, "sortD"), "0i: 3 2 1 nil");
+    EXPECT_EQ(changes({N(2), I(1)}, "sortA"), "1i: 2 1i");
+    EXPECT_EQ(changes({V(1, 2, 3), V(0, 0, 0)}, "sortA"), "1i: <1,2,3> <0,0,0>");
+    EXPECT_EQ(changes({S("a"), S("b"), S("c")}, "sortD"), "0i: 'c' 'a' 'b'");  // never was a descending order
+}
+
+/// Every fast way of sorting must end where the defining loop ends.
+TEST_F(ValueMethods, SortAsTheExchangeLoopDoes) {
+    const auto key = [](const ValueCell& c) {
+        return c.type == Integer ? std::trunc(c.payload.number) : c.payload.number;
+    };
+    const auto swaps = [&](const ValueCell& a, const ValueCell& b, bool ascending) {
+        if (!a.isText()) return ascending ? key(a) < key(b) : key(a) > key(b);
+        const int order = std::strcmp(a.payload.text, b.payload.text);
+        return ascending ? order < 0 : order != 0;
+    };
+    std::uint32_t seed = 1;
+    const auto random = [&seed] { return (seed = seed * 1664525U + 1013904223U) >> 16; };
+    for (std::size_t size : {2U, 3U, 4U, 31U, 33U, 70U, 101U})
+        for (int kind = 0; kind < 5; ++kind)
+            for (bool ascending : {true, false}) {
+                Cells cells;
+                while (cells.size() < size) {
+                    const double value = random() % 20;
+                    switch (kind) {
+                        case 0:
+                            cells.push_back(I(value));
+                            break;
+                        case 1:
+                            cells.push_back(I(value / 8));
+                            break;  // equal when truncated, yet different
+                        case 2:
+                            cells.push_back(N(value < 2 ? -0.0 : value < 4 ? 0.0 : value));
+                            break;
+                        case 3:
+                            cells.push_back(N(value < 4 ? NAN : value));
+                            break;
+                        default:
+                            cells.push_back(S(ctx.program->makeText(formatG(value))));
+                            break;
+                    }
+                }
+                Variable& a = array("a", cells);
+                EXPECT_EQ(call(a, ascending ? "sortA" : "sortD"), "0i");
+                for (ValueCell& x : cells)
+                    for (ValueCell& y : cells)
+                        if (swaps(x, y, ascending)) std::swap(x, y);
+                std::string expected;
+                for (const ValueCell& cell : cells) expected += (expected.empty() ? "" : " ") + show(cell);
+                EXPECT_EQ(showElements(a), expected)
+                    << size << " of kind " << kind << (ascending ? " up" : " down");
+            }
+}
+
+TEST_F(ValueMethods, ReachTheMembersOfVectors) {
+    Variable& v = variable("v", V(1, 2, 3));
+    EXPECT_EQ(member(v, "y"), "2");
+    EXPECT_EQ(member(v, "y", OP_POSTINC), "2");
+    EXPECT_EQ(member(v, "z", OP_PREDEC), "2");
+    EXPECT_EQ(member(v, "x", OP_ASSIGN, I(12)), "");
+    EXPECT_EQ(member(v, "x", OP_XORASSIGN, N(5.5)), "");
+    EXPECT_EQ(member(v, "y", OP_DIVASSIGN, N(2)), "");
+    EXPECT_EQ(show(variableCell(v)), "<9,1.5,2>");
+    EXPECT_EQ(member(v, "y", OP_DIVASSIGN, I(0)), "Line 1, illegal division by zero detected\n");
+    EXPECT_EQ(member(v, "y", OP_ASSIGN, S("1")),
+              "Line 1, illegal assignment value to object variable ::v.y\n");
+    EXPECT_EQ(member(v, "w"), "Line 1, unknown object data member: ::v.w\n");
+    EXPECT_EQ(member(v, "w", OP_ASSIGN), "Line 1, unknown VectorObj data member: ::v.w\n");
+    FunctionRecord owner;
+    owner.name = "f";
+    Variable& n = variable("n", N(1));
+    n.owner = &owner;
+    EXPECT_EQ(member(n, "x"), "Line 1, unknown object reference: f::n\n");
+    EXPECT_EQ(show(variableCell(v)), "<9,1.5,2>");
+
+    const CodeNode& indexed = emit(OP_INDEX, &variable("y"));
+    emit(OP_MEMBER, &v);
+    const auto readIndexed = [&](const Cells& list) {
+        for (const ValueCell& cell : list) push(cell);
+        push(ValueCell::ofNode(IndexedMemberRef, &indexed));
+        readMemberOnTop(ctx);
+        return takeMessages() + popAll();
+    };
+    const ValueCell dim = ValueCell::ofMark(DimMark);
+    const ValueCell sep = ValueCell::ofMark(SepMark);
+    EXPECT_EQ(readIndexed({dim, sep, I(4)}), "1.5");
+    EXPECT_EQ(readIndexed({dim, sep, S("4")}), "Line 1, illegal index value\n");
+    EXPECT_EQ(readIndexed({dim, sep}), "Line 1, illegal index value\n");
+    EXPECT_EQ(readIndexed({dim, sep, I(1), sep, I(2)}), "Line 1, illegal dimension count\n");
+    EXPECT_FALSE(ctx.run.abort);
+}
+
+}  // namespace
+}  // namespace kestrel::test
