@@ -1,7 +1,7 @@
-// Sorting is defined by one loop: for every i and every j, exchange elements i and j when i is less than j (ascending)
-// or greater than j (descending); texts in descending order are exchanged whenever they differ, which leaves them in
-// an order of their own. Scripts see that loop's result to the last equal element. For more than a few elements other
-// algorithms give the same result in less than quadratic time.
+// Sorting is defined by one loop: for every i and every j, exchange elements i and j when i is less than j
+// (ascending) or greater than j (descending); texts in descending order are exchanged whenever they differ,
+// which leaves them in an order of their own. Scripts see that loop's result to the last equal element. For
+// more than a few elements other algorithms give the same result in less than quadratic time.
 #include "engine/array_methods.h"
 
 #include "engine/format.h"
@@ -22,23 +22,32 @@ namespace {
 /// Up to this length the defining loop itself is run: it is fast enough and needs no memory.
 constexpr std::size_t kLoopLimit = 32;
 
-bool isHole(const ValueCell& element) noexcept { return element.type == Uninitialized || element.type == Nil; }
+bool isHole(const ValueCell& element) noexcept {
+    return element.type == Uninitialized || element.type == Nil;
+}
 
-bool isSimple(const ArrayRecord& array) noexcept { return array.dimCount == 1 && !array.elements.empty(); }
+bool isSimple(const ArrayRecord& array) noexcept {
+    return array.dimCount == 1 && !array.elements.empty();
+}
 
 double elementNumber(const ValueCell& element) {
     switch (element.type) {
-        case Number: return element.payload.number;
-        case Integer: return static_cast<double>(truncate(element.payload.number));
+        case Number:
+            return element.payload.number;
+        case Integer:
+            return static_cast<double>(truncate(element.payload.number));
         case String:
-        case TempString: return parseDouble(element.payload.text);
-        default: return 0.0;
+        case TempString:
+            return parseDouble(element.payload.text);
+        default:
+            return 0.0;
     }
 }
 
 /// What an element is sorted by. Integers and Numbers share the number, texts are compared by bytes.
 double sortNumber(const ValueCell& element) noexcept {
-    return element.type == Integer ? static_cast<double>(truncate(element.payload.number)) : element.payload.number;
+    return element.type == Integer ? static_cast<double>(truncate(element.payload.number))
+                                   : element.payload.number;
 }
 
 bool before(const ValueCell& a, const ValueCell& b) noexcept {
@@ -50,12 +59,14 @@ bool before(const ValueCell& a, const ValueCell& b) noexcept {
 template <class Less>
 bool hasUnlikeEquals(std::span<const ValueCell> sorted, Less less) noexcept {
     const auto unlike = [&less](const ValueCell& a, const ValueCell& b) {
-        return !less(a, b) && !a.isText() && std::memcmp(&a.payload.number, &b.payload.number, sizeof(double)) != 0;
+        return !less(a, b) && !a.isText() &&
+               std::memcmp(&a.payload.number, &b.payload.number, sizeof(double)) != 0;
     };
     return std::adjacent_find(sorted.begin(), sorted.end(), unlike) != sorted.end();
 }
 
-/// The loop sorts, but leaves equal elements in an order of its own; only where that order shows is it run for long.
+/// The loop sorts, but leaves equal elements in an order of its own; only where that order shows is it run
+/// for long.
 template <class Less>
 void exchangeSort(std::span<ValueCell> run, Less less) {
     if (run.size() > kLoopLimit) {
@@ -87,10 +98,10 @@ void sortAroundNaN(std::span<ValueCell> run, Less less) {
         if (!isNaN(element)) element = *next++;
 }
 
-/// Exchanging equal texts changes nothing to be seen, so the loop may as well exchange always: then its result is one
-/// fixed permutation. Its pass i moves every element one place on (the last comes to the front) and then, for an i
-/// that is neither the first nor the last, cycles the elements at 0, i and i + 1. Counting places from a moving origin
-/// makes that a constant number of steps per pass.
+/// Exchanging equal texts changes nothing to be seen, so the loop may as well exchange always: then its
+/// result is one fixed permutation. Its pass i moves every element one place on (the last comes to the front)
+/// and then, for an i that is neither the first nor the last, cycles the elements at 0, i and i + 1. Counting
+/// places from a moving origin makes that a constant number of steps per pass.
 void exchangeDifferent(std::span<ValueCell> run) {
     const std::size_t n = run.size();
     std::vector<ValueCell> ring(run.begin(), run.end());

@@ -12,7 +12,8 @@ namespace kestrel {
 [[nodiscard]] Vec3 arrayAsVector(const ArrayRecord& array);
 
 /// Closes the holes (unassigned or Nil elements) of a one-dimensional array.
-/// @return 0 when elements moved or the array is no one-dimensional one, 1 without holes, 2 when holes are only at
+/// @return 0 when elements moved or the array is no one-dimensional one, 1 without holes, 2 when holes are
+/// only at
 ///         the end
 int packArray(ArrayRecord& array) noexcept;
 
@@ -20,8 +21,8 @@ int packArray(ArrayRecord& array) noexcept;
 /// @return the new element count, 0 when nothing was cut
 std::int64_t trimArray(EngineContext& ctx, ArrayRecord& array);
 
-/// Packs a one-dimensional array and sorts its leading run of Integers, Numbers or texts (whatever the first element
-/// is); later elements stay where they are.
+/// Packs a one-dimensional array and sorts its leading run of Integers, Numbers or texts (whatever the first
+/// element is); later elements stay where they are.
 /// @return 0 after sorting, 1 when there was nothing to sort
 int sortArray(ArrayRecord& array, bool ascending);
 

@@ -11,7 +11,8 @@ namespace kestrel {
 
 namespace {
 
-/// Integers combine truncated and stay whole: `i /= 2` is the whole-number division that `i / 2` is not. Meant.
+/// Integers combine truncated and stay whole: `i /= 2` is the whole-number division that `i / 2` is not.
+/// Meant.
 bool combineIntegers(EngineContext& ctx, int op, double left, double right, double& result) {
     double value = 0.0;
     if (!combineNumbers(ctx, op, std::trunc(left), std::trunc(right), value)) return false;
@@ -35,8 +36,8 @@ bool numberSlot(EngineContext& ctx, int op, const ValueCell& value, double& numb
     return false;
 }
 
-/// Only the number changes, never the type, whatever that is: an Integer may end up with a fraction, a variable that
-/// was never assigned stays without a value. Meant.
+/// Only the number changes, never the type, whatever that is: an Integer may end up with a fraction, a
+/// variable that was never assigned stays without a value. Meant.
 void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
     double number = 0.0;
     if (!numberSlot(ctx, op, value, number)) return;
@@ -75,19 +76,27 @@ void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variabl
             return;
         case Integer:
             if (value.type == Integer)
-                static_cast<void>(combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
+                static_cast<void>(
+                    combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
             else
                 combineNumberOnly(ctx, op, variable, value);
             return;
         case String:
-        case TempString: combineTextVariable(ctx, op, variable, value); return;
-        case Vector: combineVectorVariable(ctx, op, variable, value); return;
-        default: combineNumberOnly(ctx, op, variable, value); return;
+        case TempString:
+            combineTextVariable(ctx, op, variable, value);
+            return;
+        case Vector:
+            combineVectorVariable(ctx, op, variable, value);
+            return;
+        default:
+            combineNumberOnly(ctx, op, variable, value);
+            return;
     }
 }
 
 /// The reference is off the stack already, its index list is on top.
-void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode, const ValueCell& value) {
+void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode,
+                    const ValueCell& value) {
     const Variable& variable = targetVariable(indexNode);
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
@@ -106,10 +115,15 @@ void dropBlock(EngineContext& ctx) {
     if (i >= ctx.base()) ctx.stack.dropTo(i);
 }
 
-void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& target, const ValueCell& value) {
+void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& target,
+                   const ValueCell& value) {
     switch (target.type) {
-        case VarRef: combineVariable(ctx, node, targetVariable(*target.payload.node), value); return;
-        case Array: combineElement(ctx, node, *target.payload.node, value); return;
+        case VarRef:
+            combineVariable(ctx, node, targetVariable(*target.payload.node), value);
+            return;
+        case Array:
+            combineElement(ctx, node, *target.payload.node, value);
+            return;
         case MemberRef:
         case IndexedMemberRef:
             ctx.stack.push(target);
@@ -118,8 +132,12 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
         case RecordMemberRef:
             writeRecordMember(ctx, *target.payload.node, objectNode(*target.payload.node), value, node.op);
             return;
-        case BlockMark: dropBlock(ctx); break;
-        default: ctx.stack.release(target); break;
+        case BlockMark:
+            dropBlock(ctx);
+            break;
+        default:
+            ctx.stack.release(target);
+            break;
     }
     ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
 }
@@ -144,14 +162,22 @@ bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueC
 
 int plainOperator(int assignOp) noexcept {
     switch (assignOp) {
-        case OP_ADDASSIGN: return OP_ADD;
-        case OP_SUBASSIGN: return OP_SUB;
-        case OP_MULASSIGN: return OP_MUL;
-        case OP_DIVASSIGN: return OP_DIV;
-        case OP_XORASSIGN: return OP_XOR;
-        case OP_ORASSIGN: return OP_BITOR;
-        case OP_ANDASSIGN: return OP_BITAND;
-        default: return assignOp;
+        case OP_ADDASSIGN:
+            return OP_ADD;
+        case OP_SUBASSIGN:
+            return OP_SUB;
+        case OP_MULASSIGN:
+            return OP_MUL;
+        case OP_DIVASSIGN:
+            return OP_DIV;
+        case OP_XORASSIGN:
+            return OP_XOR;
+        case OP_ORASSIGN:
+            return OP_BITOR;
+        case OP_ANDASSIGN:
+            return OP_BITAND;
+        default:
+            return assignOp;
     }
 }
 
@@ -159,7 +185,8 @@ bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& v
     const int plain = plainOperator(op);
     switch (slot.type) {
         case Number:
-        case Integer: return combineNumberInto(ctx, plain, slot, value);
+        case Integer:
+            return combineNumberInto(ctx, plain, slot, value);
         case Vector: {
             ValueCell result;
             if (!combine(ctx, plain, slot, value, result)) return false;
@@ -174,7 +201,8 @@ bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& v
             ctx.stack.release(result);
             return true;
         }
-        default: return true;
+        default:
+            return true;
     }
 }
 

@@ -69,25 +69,32 @@ ObjectKind* memberKind(const EngineContext& ctx, std::int32_t type) noexcept {
         case LightObj:
         case CameraObj:
         case SceneObj:
-        case ImageListObj: return ctx.services.hxObjectKind;
-        case ShaderObj: return ctx.services.shaderKind;
-        case ObjectAgent: return ctx.services.agentKind;
-        default: return nullptr;
+        case ImageListObj:
+            return ctx.services.hxObjectKind;
+        case ShaderObj:
+            return ctx.services.shaderKind;
+        case ObjectAgent:
+            return ctx.services.agentKind;
+        default:
+            return nullptr;
     }
 }
 
 /// The kind that owns the methods of a variable's value. Files have methods but no data members.
 ObjectKind* methodKind(const EngineContext& ctx, std::int32_t type) noexcept {
     switch (type) {
-        case FileObj: return ctx.services.fileKind;
-        case HxioObj: return ctx.services.hxioKind;
-        default: return memberKind(ctx, type);
+        case FileObj:
+            return ctx.services.fileKind;
+        case HxioObj:
+            return ctx.services.hxioKind;
+        default:
+            return memberKind(ctx, type);
     }
 }
 
 void reportUnknownObject(EngineContext& ctx, const Variable& object) {
-    ctx.reporter.report("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine, object.ownerName(),
-                        object.name);
+    ctx.reporter.report("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine,
+                        object.ownerName(), object.name);
 }
 
 /// @return the component of that name, or null
@@ -143,7 +150,8 @@ void readVectorMember(EngineContext& ctx, Variable& object, const char* member) 
     ctx.stack.push(ValueCell::ofNumber(*component));
 }
 
-void writeVectorMember(EngineContext& ctx, Variable& object, const char* member, const ValueCell& value, int op) {
+void writeVectorMember(EngineContext& ctx, Variable& object, const char* member, const ValueCell& value,
+                       int op) {
     if (!value.isNumeric() && value.type != VarRef) {
         ctx.reporter.report("#ELine %d, illegal assignment value to object variable %s::%s.%s",
                             ctx.run.currentLine, object.ownerName(), object.name, member);
@@ -163,12 +171,18 @@ void writeVectorMember(EngineContext& ctx, Variable& object, const char* member,
 
 MemberUpdate updateNumberMember(EngineContext& ctx, double current, double value, int op) {
     switch (op) {
-        case OP_ASSIGN: return {.ok = true, .value = value};
-        case OP_POSTINC: return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current};
-        case OP_POSTDEC: return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current};
-        case OP_PREINC: return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current + 1.0};
-        case OP_PREDEC: return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current - 1.0};
-        default: break;
+        case OP_ASSIGN:
+            return {.ok = true, .value = value};
+        case OP_POSTINC:
+            return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current};
+        case OP_POSTDEC:
+            return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current};
+        case OP_PREINC:
+            return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current + 1.0};
+        case OP_PREDEC:
+            return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current - 1.0};
+        default:
+            break;
     }
     MemberUpdate update;
     update.ok = combineNumbers(ctx, plainOperator(op), current, value, update.value);

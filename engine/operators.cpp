@@ -15,11 +15,13 @@ namespace {
 /// What a rule for one pair of types says.
 enum class Outcome {
     Done,
-    NoRule,     ///< the pair of types has no result: the arithmetic error
-    Reported,   ///< another error was reported already
+    NoRule,    ///< the pair of types has no result: the arithmetic error
+    Reported,  ///< another error was reported already
 };
 
-Vec3 widen(double s) noexcept { return {s, s, s}; }
+Vec3 widen(double s) noexcept {
+    return {s, s, s};
+}
 
 template <class F>
 Vec3 eachComponent(const Vec3& a, const Vec3& b, F f) noexcept {
@@ -30,9 +32,12 @@ double bitResult(int op, double a, double b) noexcept {
     const std::int32_t l = truncate32(a);
     const std::int32_t r = truncate32(b);
     switch (op) {
-        case OP_XOR: return l ^ r;
-        case OP_BITOR: return l | r;
-        default: return l & r;
+        case OP_XOR:
+            return l ^ r;
+        case OP_BITOR:
+            return l | r;
+        default:
+            return l & r;
     }
 }
 
@@ -47,28 +52,39 @@ Vec3 crossProduct(const Vec3& a, const Vec3& b) noexcept {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-double dotProduct(const Vec3& a, const Vec3& b) noexcept { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double dotProduct(const Vec3& a, const Vec3& b) noexcept {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
 
 /// The five arithmetic operators, component by component.
 Outcome vectorArithmetic(int op, const Vec3& a, const Vec3& b, ValueCell& result) noexcept {
     Vec3 v;
     switch (op) {
-        case OP_ADD: v = eachComponent(a, b, [](double l, double r) { return l + r; }); break;
-        case OP_SUB: v = eachComponent(a, b, [](double l, double r) { return l - r; }); break;
-        case OP_MUL: v = eachComponent(a, b, [](double l, double r) { return l * r; }); break;
+        case OP_ADD:
+            v = eachComponent(a, b, [](double l, double r) { return l + r; });
+            break;
+        case OP_SUB:
+            v = eachComponent(a, b, [](double l, double r) { return l - r; });
+            break;
+        case OP_MUL:
+            v = eachComponent(a, b, [](double l, double r) { return l * r; });
+            break;
         case OP_DIV:
             // A zero divisor gives a zero component, without a message. Meant.
             v = eachComponent(a, b, [](double l, double r) { return r == 0.0 ? 0.0 : l / r; });
             break;
-        case OP_MOD: v = eachComponent(a, b, [](double l, double r) { return std::fmod(l, r); }); break;
-        default: return Outcome::NoRule;
+        case OP_MOD:
+            v = eachComponent(a, b, [](double l, double r) { return std::fmod(l, r); });
+            break;
+        default:
+            return Outcome::NoRule;
     }
     result = ValueCell::ofVector(v);
     return Outcome::Done;
 }
 
-/// A vector on the left gives the bit operators a meaning of their own: | works on components, ^ is the cross product
-/// and & the dot product.
+/// A vector on the left gives the bit operators a meaning of their own: | works on components, ^ is the cross
+/// product and & the dot product.
 Outcome vectorOperator(int op, const Vec3& a, const ValueCell& right, ValueCell& result) noexcept {
     const bool isVector = right.type == Vector;
     if (!isVector && !right.isNumeric()) return Outcome::NoRule;
@@ -91,12 +107,13 @@ Outcome vectorOperator(int op, const Vec3& a, const ValueCell& right, ValueCell&
             result = ValueCell::ofVector(
                 eachComponent(a, b, [op](double l, double r) { return shiftResult(op, l, r); }));
             return Outcome::Done;
-        default: return vectorArithmetic(op, a, b, result);
+        default:
+            return vectorArithmetic(op, a, b, result);
     }
 }
 
-/// An Integer divisor truncates both sides, anything else takes the floating remainder; a Number with an Integer
-/// divisor has no rule. Meant.
+/// An Integer divisor truncates both sides, anything else takes the floating remainder; a Number with an
+/// Integer divisor has no rule. Meant.
 Outcome modulo(EngineContext& ctx, const ValueCell& left, const ValueCell& right, ValueCell& result) {
     if (right.type == Number) {
         result = ValueCell::ofNumber(std::fmod(left.payload.number, right.payload.number));
@@ -117,17 +134,22 @@ Outcome numericOperator(EngineContext& ctx, int op, const ValueCell& left, const
     const double a = left.payload.number;
     const double b = right.payload.number;
     switch (op) {
-        case OP_MOD: return modulo(ctx, left, right, result);
+        case OP_MOD:
+            return modulo(ctx, left, right, result);
         case OP_SHL:
-        case OP_SHR: result = ValueCell::ofInteger(shiftResult(op, a, b)); return Outcome::Done;
-        default: break;
+        case OP_SHR:
+            result = ValueCell::ofInteger(shiftResult(op, a, b));
+            return Outcome::Done;
+        default:
+            break;
     }
     double value = 0.0;
     if (!combineNumbers(ctx, op, a, b, value)) return Outcome::Reported;
     const bool isBitOperator = op == OP_XOR || op == OP_BITOR || op == OP_BITAND;
     const bool bothInteger = left.type == Integer && right.type == Integer;
     // Integer by Integer division gives a Number (7 / 2 is 3.5). Meant.
-    result = isBitOperator || (bothInteger && op != OP_DIV) ? ValueCell::ofInteger(value) : ValueCell::ofNumber(value);
+    result = isBitOperator || (bothInteger && op != OP_DIV) ? ValueCell::ofInteger(value)
+                                                            : ValueCell::ofNumber(value);
     return Outcome::Done;
 }
 
@@ -144,9 +166,12 @@ bool hasTextForm(const ValueCell& cell) noexcept {
         case Vector:
         case String:
         case TempString:
-        case Nil: return true;
-        case FileObj: return cell.payload.object != nullptr;
-        default: return false;
+        case Nil:
+            return true;
+        case FileObj:
+            return cell.payload.object != nullptr;
+        default:
+            return false;
     }
 }
 
@@ -176,8 +201,9 @@ Outcome removeFirst(EngineContext& ctx, std::string_view text, std::string_view 
     return adoptText(out, result);
 }
 
-/// The text without any occurrence of `part`, those included that come about by a removal. Taking each occurrence off
-/// the end of the result as soon as it is complete finds them in the same order as a search from the start would.
+/// The text without any occurrence of `part`, those included that come about by a removal. Taking each
+/// occurrence off the end of the result as soon as it is complete finds them in the same order as a search
+/// from the start would.
 Outcome removeAll(EngineContext& ctx, std::string_view text, std::string_view part, ValueCell& result) {
     if (part.empty()) return adoptText(ctx.pool.strdup(text), result);
     std::string rest;
@@ -189,35 +215,47 @@ Outcome removeAll(EngineContext& ctx, std::string_view text, std::string_view pa
     return adoptText(ctx.pool.strdup(rest), result);
 }
 
-Outcome textOperator(EngineContext& ctx, int op, const char* left, const ValueCell& right, ValueCell& result) {
+Outcome textOperator(EngineContext& ctx, int op, const char* left, const ValueCell& right,
+                     ValueCell& result) {
     switch (op) {
-        case OP_ADD: return joinText(ctx, left, right, result);
+        case OP_ADD:
+            return joinText(ctx, left, right, result);
         case OP_SUB:
             return right.isText() ? removeFirst(ctx, left, right.payload.text, result) : Outcome::NoRule;
-        case OP_DIV: return right.isText() ? removeAll(ctx, left, right.payload.text, result) : Outcome::NoRule;
+        case OP_DIV:
+            return right.isText() ? removeAll(ctx, left, right.payload.text, result) : Outcome::NoRule;
         case OP_MUL:
             return right.isNumeric() ? repeatText(ctx, left, right.payload.number, result) : Outcome::NoRule;
-        default: return Outcome::NoRule;
+        default:
+            return Outcome::NoRule;
     }
 }
 
-Outcome applyOperator(EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right, ValueCell& result) {
+Outcome applyOperator(EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right,
+                      ValueCell& result) {
     switch (left.type) {
         case Number:
         case Integer:
             if (right.isNumeric()) return numericOperator(ctx, op, left, right, result);
             if (right.type != Vector) return Outcome::NoRule;
             return vectorArithmetic(op, widen(left.payload.number), right.payload.vec, result);
-        case Vector: return vectorOperator(op, left.payload.vec, right, result);
+        case Vector:
+            return vectorOperator(op, left.payload.vec, right, result);
         case String:
-        case TempString: return textOperator(ctx, op, left.payload.text, right, result);
-        case Array: result = left; return Outcome::Done;
-        default: return Outcome::NoRule;
+        case TempString:
+            return textOperator(ctx, op, left.payload.text, right, result);
+        case Array:
+            result = left;
+            return Outcome::Done;
+        default:
+            return Outcome::NoRule;
     }
 }
 
 /// A reference to a variable where a value is expected counts as the Number 0.
-ValueCell valueOf(const ValueCell& cell) noexcept { return cell.type == VarRef ? ValueCell::ofNumber(0.0) : cell; }
+ValueCell valueOf(const ValueCell& cell) noexcept {
+    return cell.type == VarRef ? ValueCell::ofNumber(0.0) : cell;
+}
 
 }  // namespace
 
@@ -227,9 +265,15 @@ void reportDivisionByZero(EngineContext& ctx) {
 
 bool combineNumbers(EngineContext& ctx, int op, double left, double right, double& result) {
     switch (op) {
-        case OP_ADD: result = left + right; return true;
-        case OP_SUB: result = left - right; return true;
-        case OP_MUL: result = left * right; return true;
+        case OP_ADD:
+            result = left + right;
+            return true;
+        case OP_SUB:
+            result = left - right;
+            return true;
+        case OP_MUL:
+            result = left * right;
+            return true;
         case OP_DIV:
             if (!ValueCell::ofNumber(right).payloadBitsSet()) {
                 reportDivisionByZero(ctx);
@@ -239,8 +283,11 @@ bool combineNumbers(EngineContext& ctx, int op, double left, double right, doubl
             return true;
         case OP_XOR:
         case OP_BITOR:
-        case OP_BITAND: result = bitResult(op, left, right); return true;
-        default: return false;
+        case OP_BITAND:
+            result = bitResult(op, left, right);
+            return true;
+        default:
+            return false;
     }
 }
 

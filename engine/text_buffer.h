@@ -8,15 +8,16 @@
 
 namespace kestrel {
 
-/// Longest text that a script can make by repetition, joining or padding. A longer one counts as exhausted memory at
-/// once, before gigabytes are filled that no host could use.
+/// Longest text that a script can make by repetition, joining or padding. A longer one counts as exhausted
+/// memory at once, before gigabytes are filled that no host could use.
 inline constexpr std::size_t kLongestText = std::size_t{1} << 30;
 
 /// Room for a text of `length` characters, its NUL already written.
 /// @return null after reporting memory exhaustion (the abort flag is set)
 [[nodiscard]] inline char* makeTextBuffer(EngineContext& ctx, std::size_t length) {
     constexpr std::size_t kMoreThanAnyPool = std::numeric_limits<std::size_t>::max() / 2;
-    auto* text = static_cast<char*>(ctx.pool.alloc(length <= kLongestText ? length + 1 : kMoreThanAnyPool, false));
+    auto* text =
+        static_cast<char*>(ctx.pool.alloc(length <= kLongestText ? length + 1 : kMoreThanAnyPool, false));
     if (text != nullptr) text[length] = '\0';
     return text;
 }

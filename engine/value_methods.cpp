@@ -17,8 +17,24 @@ namespace kestrel {
 
 namespace {
 
-enum class Method { Size, Count, AsInt, AsNum, AsVec, AsStr, Pack, Trunc, SortA, SortD, IsNil, IsInt, IsStr, IsNum,
-                    IsVec, IsArray };
+enum class Method {
+    Size,
+    Count,
+    AsInt,
+    AsNum,
+    AsVec,
+    AsStr,
+    Pack,
+    Trunc,
+    SortA,
+    SortD,
+    IsNil,
+    IsInt,
+    IsStr,
+    IsNum,
+    IsVec,
+    IsArray
+};
 
 struct MethodRow {
     std::string_view name;
@@ -26,23 +42,31 @@ struct MethodRow {
 };
 
 constexpr MethodRow kMethods[] = {
-    {"size", Method::Size},   {"count", Method::Count}, {"asInt", Method::AsInt}, {"asNum", Method::AsNum},
-    {"asVec", Method::AsVec}, {"asStr", Method::AsStr}, {"pack", Method::Pack},   {"trunc", Method::Trunc},
-    {"sortA", Method::SortA}, {"sortD", Method::SortD}, {"isNil", Method::IsNil}, {"isInt", Method::IsInt},
-    {"isStr", Method::IsStr}, {"isNum", Method::IsNum}, {"isVec", Method::IsVec}, {"isArray", Method::IsArray},
+    {"size", Method::Size},       {"count", Method::Count}, {"asInt", Method::AsInt},
+    {"asNum", Method::AsNum},     {"asVec", Method::AsVec}, {"asStr", Method::AsStr},
+    {"pack", Method::Pack},       {"trunc", Method::Trunc}, {"sortA", Method::SortA},
+    {"sortD", Method::SortD},     {"isNil", Method::IsNil}, {"isInt", Method::IsInt},
+    {"isStr", Method::IsStr},     {"isNum", Method::IsNum}, {"isVec", Method::IsVec},
+    {"isArray", Method::IsArray},
 };
 
-/// What the methods tell apart. An array is one only with a record; without it the variable was never assigned.
+/// What the methods tell apart. An array is one only with a record; without it the variable was never
+/// assigned.
 enum class Kind { Number, Integer, Vector, Text, Array, Nil, Other };
 
 Kind kindOf(const Variable& variable) noexcept {
     switch (variable.type) {
-        case Number: return Kind::Number;
-        case Integer: return Kind::Integer;
-        case Vector: return Kind::Vector;
+        case Number:
+            return Kind::Number;
+        case Integer:
+            return Kind::Integer;
+        case Vector:
+            return Kind::Vector;
         case String:
-        case TempString: return Kind::Text;
-        case Array: return variable.array() != nullptr ? Kind::Array : Kind::Nil;
+        case TempString:
+            return Kind::Text;
+        case Array:
+            return variable.array() != nullptr ? Kind::Array : Kind::Nil;
         case FileObj:
         case UserRecord:
         case ObjectAgent:
@@ -53,76 +77,109 @@ Kind kindOf(const Variable& variable) noexcept {
         case CameraObj:
         case SceneObj:
         case ImageListObj:
-        case ShaderObj: return Kind::Other;
-        default: return Kind::Nil;  // Nil, and every mark of a name that was never assigned
+        case ShaderObj:
+            return Kind::Other;
+        default:
+            return Kind::Nil;  // Nil, and every mark of a name that was never assigned
     }
 }
 
-/// Every text that a variable or parameter holds is its own, so the methods that change texts act on all of them.
+/// Every text that a variable or parameter holds is its own, so the methods that change texts act on all of
+/// them.
 std::string_view textOf(const Variable& variable) noexcept {
     return variable.text() != nullptr ? variable.text() : "";
 }
 
-bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool isBlank(char c) noexcept {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
-ValueCell integerResult(std::int64_t v) noexcept { return ValueCell::ofInteger(static_cast<double>(v)); }
-Vec3 repeated(double v) noexcept { return {v, v, v}; }
-double whole(double v) noexcept { return static_cast<double>(truncate(v)); }
+ValueCell integerResult(std::int64_t v) noexcept {
+    return ValueCell::ofInteger(static_cast<double>(v));
+}
+Vec3 repeated(double v) noexcept {
+    return {v, v, v};
+}
+double whole(double v) noexcept {
+    return static_cast<double>(truncate(v));
+}
 
 /// The variable's text as a value that borrows it.
-ValueCell ownText(const Variable& variable) noexcept { return ValueCell::ofText(textOf(variable).data()); }
+ValueCell ownText(const Variable& variable) noexcept {
+    return ValueCell::ofText(textOf(variable).data());
+}
 
 /// Unlike the built-in size(), a number is its own size and a vector is one value. Meant.
 ValueCell sizeOf(const Variable& variable) noexcept {
     switch (kindOf(variable)) {
-        case Kind::Number: return ValueCell::ofNumber(variable.number);
-        case Kind::Integer: return ValueCell::ofInteger(variable.number);
-        case Kind::Vector: return integerResult(1);
-        case Kind::Text: return integerResult(static_cast<std::int64_t>(textOf(variable).size()));
-        case Kind::Array: return integerResult(variable.array()->count());
-        default: return integerResult(0);
+        case Kind::Number:
+            return ValueCell::ofNumber(variable.number);
+        case Kind::Integer:
+            return ValueCell::ofInteger(variable.number);
+        case Kind::Vector:
+            return integerResult(1);
+        case Kind::Text:
+            return integerResult(static_cast<std::int64_t>(textOf(variable).size()));
+        case Kind::Array:
+            return integerResult(variable.array()->count());
+        default:
+            return integerResult(0);
     }
 }
 
 ValueCell countOf(const Variable& variable) noexcept {
     switch (kindOf(variable)) {
         case Kind::Number:
-        case Kind::Integer: return integerResult(1);
-        case Kind::Array: return integerResult(countAssigned(*variable.array()));
-        default: return sizeOf(variable);
+        case Kind::Integer:
+            return integerResult(1);
+        case Kind::Array:
+            return integerResult(countAssigned(*variable.array()));
+        default:
+            return sizeOf(variable);
     }
 }
 
 ValueCell asInteger(const Variable& variable) {
     switch (kindOf(variable)) {
         case Kind::Number:
-        case Kind::Integer: return ValueCell::ofInteger(whole(variable.number));
-        case Kind::Text: return integerResult(parseInteger(textOf(variable)));
-        default: return integerResult(0);
+        case Kind::Integer:
+            return ValueCell::ofInteger(whole(variable.number));
+        case Kind::Text:
+            return integerResult(parseInteger(textOf(variable)));
+        default:
+            return integerResult(0);
     }
 }
 
 ValueCell asNumber(const Variable& variable) {
     switch (kindOf(variable)) {
         case Kind::Number:
-        case Kind::Integer: return ValueCell::ofNumber(variable.number);
-        case Kind::Text: return ValueCell::ofNumber(parseDouble(textOf(variable)));
-        default: return ValueCell::ofNumber(0.0);
+        case Kind::Integer:
+            return ValueCell::ofNumber(variable.number);
+        case Kind::Text:
+            return ValueCell::ofNumber(parseDouble(textOf(variable)));
+        default:
+            return ValueCell::ofNumber(0.0);
     }
 }
 
 ValueCell asVector(const Variable& variable) {
     switch (kindOf(variable)) {
-        case Kind::Number: return ValueCell::ofVector(repeated(variable.number));
-        case Kind::Integer: return ValueCell::ofVector(repeated(whole(variable.number)));
-        case Kind::Vector: return ValueCell::ofVector(variable.vec);
+        case Kind::Number:
+            return ValueCell::ofVector(repeated(variable.number));
+        case Kind::Integer:
+            return ValueCell::ofVector(repeated(whole(variable.number)));
+        case Kind::Vector:
+            return ValueCell::ofVector(variable.vec);
         case Kind::Text: {
             double parts[3] = {0.0, 0.0, 0.0};
             parseThree(textOf(variable), parts);
             return ValueCell::ofVector({parts[0], parts[1], parts[2]});
         }
-        case Kind::Array: return ValueCell::ofVector(arrayAsVector(*variable.array()));
-        default: return ValueCell::ofVector(repeated(0.0));
+        case Kind::Array:
+            return ValueCell::ofVector(arrayAsVector(*variable.array()));
+        default:
+            return ValueCell::ofVector(repeated(0.0));
     }
 }
 
@@ -134,8 +191,8 @@ ValueCell packText(EngineContext& ctx, Variable& variable) {
     return ownText(variable);
 }
 
-/// Removes trailing white space. The search stops at the first character without looking at it, and then nothing is
-/// left: "a   " becomes "", a text of one character never changes. Meant.
+/// Removes trailing white space. The search stops at the first character without looking at it, and then
+/// nothing is left: "a   " becomes "", a text of one character never changes. Meant.
 ValueCell trimText(EngineContext& ctx, Variable& variable) {
     const std::string_view text = textOf(variable);
     if (text.size() < 2 || !isBlank(text.back())) return ownText(variable);
@@ -159,44 +216,56 @@ ValueCell sortText(EngineContext& ctx, Variable& variable, bool ascending) {
 
 ValueCell pack(EngineContext& ctx, Variable& variable) {
     switch (kindOf(variable)) {
-        case Kind::Text: return packText(ctx, variable);
-        case Kind::Array: return integerResult(packArray(*variable.array()));
-        default: return integerResult(0);
+        case Kind::Text:
+            return packText(ctx, variable);
+        case Kind::Array:
+            return integerResult(packArray(*variable.array()));
+        default:
+            return integerResult(0);
     }
 }
 
 ValueCell truncateInPlace(EngineContext& ctx, Variable& variable) {
     switch (kindOf(variable)) {
-        case Kind::Number: variable.number = std::trunc(variable.number); return ValueCell::ofNumber(variable.number);
-        case Kind::Integer: return ValueCell::ofInteger(variable.number);
+        case Kind::Number:
+            variable.number = std::trunc(variable.number);
+            return ValueCell::ofNumber(variable.number);
+        case Kind::Integer:
+            return ValueCell::ofInteger(variable.number);
         case Kind::Vector: {
             Vec3& v = variable.vec;
             v = {std::trunc(v.x), std::trunc(v.y), std::trunc(v.z)};
             return ValueCell::ofVector(v);
         }
-        case Kind::Text: return trimText(ctx, variable);
-        case Kind::Array: return integerResult(trimArray(ctx, *variable.array()));
-        default: return integerResult(0);
+        case Kind::Text:
+            return trimText(ctx, variable);
+        case Kind::Array:
+            return integerResult(trimArray(ctx, *variable.array()));
+        default:
+            return integerResult(0);
     }
 }
 
 ValueCell sorted(EngineContext& ctx, Variable& variable, bool ascending) {
     switch (kindOf(variable)) {
-        case Kind::Text: return sortText(ctx, variable, ascending);
-        case Kind::Array: return integerResult(sortArray(*variable.array(), ascending));
-        default: return integerResult(0);
+        case Kind::Text:
+            return sortText(ctx, variable, ascending);
+        case Kind::Array:
+            return integerResult(sortArray(*variable.array(), ascending));
+        default:
+            return integerResult(0);
     }
 }
 
 /// A printf-like field: how wide, and what fills it.
 struct Field {
     std::int64_t width = 0;
-    bool left = false;       ///< the text stands on the left
-    bool zeros = false;      ///< zeros between sign and digits instead of spaces before them
+    bool left = false;   ///< the text stands on the left
+    bool zeros = false;  ///< zeros between sign and digits instead of spaces before them
     int precision = -1;
 };
 
-constexpr int kMaxPrecision = 1100;     ///< no double has more significant digits than that
+constexpr int kMaxPrecision = 1100;  ///< no double has more significant digits than that
 constexpr std::int64_t kMaxWidth = std::int64_t{1} << 40;
 
 /// A new text with `body` in its field; null after reporting exhausted memory.
@@ -243,8 +312,8 @@ bool parseField(std::string_view width, Field& field) {
     return true;
 }
 
-/// The arguments of asStr(). A width counts only for variables of the kind it fits: Integer widths for Integers and
-/// texts, Number widths for Numbers. Meant.
+/// The arguments of asStr(). A width counts only for variables of the kind it fits: Integer widths for
+/// Integers and texts, Number widths for Numbers. Meant.
 struct StringFormat {
     std::int64_t integerWidth = 0;
     float numberWidth = 0.0F;
@@ -257,8 +326,9 @@ const char* numberText(EngineContext& ctx, double value, const StringFormat& for
     if (format.numberWidth == 0.0F || !parseField(formatG(static_cast<double>(format.numberWidth)), field))
         return ctx.pool.strdup(formatG(value));
     std::array<char, 2 * kMaxPrecision> digits;
-    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), value,
-                                            std::chars_format::general, field.precision < 0 ? 6 : field.precision);
+    const auto [end, error] =
+        std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::general,
+                      field.precision < 0 ? 6 : field.precision);
     return padded(ctx, {digits.data(), static_cast<std::size_t>(end - digits.data())}, field);
 }
 
@@ -272,8 +342,11 @@ Field integerField(const StringFormat& format) noexcept {
 const char* asText(EngineContext& ctx, const Variable& variable, const StringFormat& format) {
     Field field = integerField(format);
     switch (kindOf(variable)) {
-        case Kind::Number: return numberText(ctx, variable.number, format);
-        case Kind::Integer: field.zeros = format.zeroPad; return padded(ctx, formatInt(variable.number), field);
+        case Kind::Number:
+            return numberText(ctx, variable.number, format);
+        case Kind::Integer:
+            field.zeros = format.zeroPad;
+            return padded(ctx, formatInt(variable.number), field);
         case Kind::Vector: {
             const Vec3& v = variable.vec;
             return ctx.pool.strdup("<" + formatVector(v.x, v.y, v.z, ",") + ">");
@@ -282,7 +355,8 @@ const char* asText(EngineContext& ctx, const Variable& variable, const StringFor
             // The flag moves a text to the right side; a negative width moves it back.
             field.left = field.left || !format.zeroPad;
             return padded(ctx, textOf(variable), field);
-        default: return ctx.pool.strdup("");
+        default:
+            return ctx.pool.strdup("");
     }
 }
 
@@ -307,22 +381,38 @@ bool readFormat(EngineContext& ctx, int argc, StringFormat& format) {
 ValueCell plainResult(EngineContext& ctx, Variable& variable, Method method) {
     const Kind kind = kindOf(variable);
     switch (method) {
-        case Method::Size: return sizeOf(variable);
-        case Method::Count: return countOf(variable);
-        case Method::AsInt: return asInteger(variable);
-        case Method::AsNum: return asNumber(variable);
-        case Method::AsVec: return asVector(variable);
-        case Method::Pack: return pack(ctx, variable);
-        case Method::Trunc: return truncateInPlace(ctx, variable);
-        case Method::SortA: return sorted(ctx, variable, true);
-        case Method::SortD: return sorted(ctx, variable, false);
-        case Method::IsNil: return ValueCell::ofBool(kind == Kind::Nil);
-        case Method::IsInt: return ValueCell::ofBool(kind == Kind::Integer);
-        case Method::IsStr: return ValueCell::ofBool(kind == Kind::Text);
-        case Method::IsNum: return ValueCell::ofBool(kind == Kind::Number);
-        case Method::IsVec: return ValueCell::ofBool(kind == Kind::Vector);
-        case Method::IsArray: return ValueCell::ofBool(kind == Kind::Array);
-        case Method::AsStr: break;
+        case Method::Size:
+            return sizeOf(variable);
+        case Method::Count:
+            return countOf(variable);
+        case Method::AsInt:
+            return asInteger(variable);
+        case Method::AsNum:
+            return asNumber(variable);
+        case Method::AsVec:
+            return asVector(variable);
+        case Method::Pack:
+            return pack(ctx, variable);
+        case Method::Trunc:
+            return truncateInPlace(ctx, variable);
+        case Method::SortA:
+            return sorted(ctx, variable, true);
+        case Method::SortD:
+            return sorted(ctx, variable, false);
+        case Method::IsNil:
+            return ValueCell::ofBool(kind == Kind::Nil);
+        case Method::IsInt:
+            return ValueCell::ofBool(kind == Kind::Integer);
+        case Method::IsStr:
+            return ValueCell::ofBool(kind == Kind::Text);
+        case Method::IsNum:
+            return ValueCell::ofBool(kind == Kind::Number);
+        case Method::IsVec:
+            return ValueCell::ofBool(kind == Kind::Vector);
+        case Method::IsArray:
+            return ValueCell::ofBool(kind == Kind::Array);
+        case Method::AsStr:
+            break;
     }
     return ValueCell::ofNil();
 }
@@ -360,8 +450,8 @@ void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object)
     }
     if (!ctx.need(call.argc)) return;
     if (call.argc > (row->method == Method::AsStr ? 2 : 0)) {
-        ctx.reporter.report("#ELine %d, invalid argument count to (KestrelObject)%s.%s()", ctx.run.currentLine,
-                            object.name, name);
+        ctx.reporter.report("#ELine %d, invalid argument count to (KestrelObject)%s.%s()",
+                            ctx.run.currentLine, object.name, name);
         ctx.stack.drop(call.argc);
         ctx.stack.push(ValueCell::ofNil());
         return;
