@@ -21,7 +21,7 @@ const CodeNode* callUser(EngineContext& ctx, const CodeNode* node) {
     if (!pushControl(ctx, node)) return node;
     FunctionRecord* callee = node->callee;
     ctx.run.frames.emplace_back();
-    ctx.run.calls.push_back({callee, ctx.stack.size() - callee->paramCount});
+    ctx.run.pushCall(callee, ctx.stack.size() - callee->paramCount);
     ctx.run.currentLine = callee->entry->line;
     executeFunctionEntry(ctx);
     return callee->entry;
@@ -196,7 +196,7 @@ void executeFunctionEntry(EngineContext& ctx) {
     const int count = function.paramCount;
     if (count <= 0) return;
     if (ctx.stack.size() < count) {
-        ctx.run.calls.back().base = 0;
+        ctx.run.calls.back().base = ctx.run.base = 0;
         ctx.abortWith("#ELine %d, bad argument count in call to function %s(): expecting %d", ctx.run.currentLine,
                       function.name, count);
         return;
@@ -234,7 +234,7 @@ const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
     const CodeNode* caller = frame.entries[static_cast<std::size_t>(frame.top)].node;
     --frame.top;
     FunctionRecord& function = *ctx.run.calls.back().function;
-    ctx.run.calls.pop_back();
+    ctx.run.trimCalls(ctx.run.calls.size() - 1);
     releaseLocalRecords(ctx, function);
     return caller;
 }

@@ -103,8 +103,18 @@ struct RunState {
     std::int32_t currentLine = 1;      ///< what every "Line %d" prints
     const CodeNode* node = nullptr;    ///< the instruction being executed
     std::vector<Frame> frames;         ///< frames.back() is the running one
-    std::vector<CallRecord> calls;     ///< innermost last
+    std::vector<CallRecord> calls;     ///< innermost last; changed through pushCall() and trimCalls()
+    std::int32_t base = 0;             ///< calls.back().base, 0 without calls
     LineHook* hook = nullptr;          ///< null: no debugger
+
+    void pushCall(FunctionRecord* function, std::int32_t firstCell) {
+        calls.push_back({function, firstCell});
+        base = firstCell;
+    }
+    void trimCalls(std::size_t count) {
+        calls.resize(count);
+        base = calls.empty() ? 0 : calls.back().base;
+    }
 };
 
 class EngineContext final : private Pool::Exhaustion, private EvalStack::Overflow {
@@ -136,7 +146,7 @@ public:
     }
 
     /// Bottom of the running function's part of the stack (0 outside functions).
-    [[nodiscard]] std::int32_t base() const noexcept { return run.calls.empty() ? 0 : run.calls.back().base; }
+    [[nodiscard]] std::int32_t base() const noexcept { return run.base; }
     /// True when the running function owns at least `n` cells; otherwise reports "stack empty" and aborts.
     [[nodiscard]] bool need(int n) {
         if (stack.size() - base() >= n) [[likely]] return true;

@@ -53,6 +53,62 @@ bool hooked(const CodeNode& node) noexcept {
     return node.op != OP_ENDWHILE && node.op != OP_ENDFOR && node.op != OP_FUNC;
 }
 
+void load(EngineContext& ctx, const CodeNode& node) {
+    Variable& variable = *node.variable;
+    if (variable.type == Number || variable.type == Integer)
+        ctx.stack.pushScalar(variable.type, variable.number);
+    else if (variable.type == Vector)
+        ctx.stack.pushVector(variable.vec);
+    else
+        loadVariable(ctx, variable);
+}
+
+/// Applies an operator to the number on top and a right operand that is not pushed.
+/// @return false when the types need the long way; nothing has changed then
+template <std::int32_t kOp>
+[[gnu::always_inline]] inline bool applyFused(EngineContext& ctx, std::int32_t type, double value) {
+    if (ctx.stack.size() <= ctx.base() || (type != Number && type != Integer)) return false;
+    ValueCell& left = ctx.stack.top();
+    if (!left.isNumeric()) return false;
+    double& number = left.payload.number;
+    if constexpr (kOp == OP_ADD || kOp == OP_SUB || kOp == OP_MUL || kOp == OP_DIV) {
+        if constexpr (kOp == OP_DIV) {
+            if (value == 0.0) return false;  // reported on the long way
+        }
+        if constexpr (kOp == OP_ADD) number += value;
+        if constexpr (kOp == OP_SUB) number -= value;
+        if constexpr (kOp == OP_MUL) number *= value;
+        if constexpr (kOp == OP_DIV) number /= value;
+        if (type == Number || kOp == OP_DIV) left.type = Number;
+    } else {
+        ValueCell right = left;
+        right.type = type;
+        right.payload.number = value;
+        number = compareNumeric(kOp, left, right) ? 1.0 : 0.0;
+        left.type = Integer;
+    }
+    return true;
+}
+
+bool isPlain(std::int32_t type) noexcept {
+    return type == Number || type == Integer || type == Nil || type == Uninitialized;
+}
+
+/// `variable = number;` as a whole statement: nothing else is on the stack and nobody wants the result.
+/// @return false when there is more to it; nothing has changed then
+bool assignStatement(EngineContext& ctx) {
+    if (ctx.stack.size() - ctx.base() != 2) return false;
+    const ValueCell& value = ctx.stack.top(0);
+    const ValueCell& target = ctx.stack.top(1);
+    if (!value.isNumeric() || target.type != VarRef) return false;
+    Variable& variable = targetVariable(*target.payload.node);
+    if (!isPlain(variable.type)) return false;
+    variable.number = value.payload.number;
+    variable.type = value.type;
+    ctx.stack.forgetTo(ctx.base());
+    return true;
+}
+
 template <bool kHooked>
 void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     RunState& run = ctx.run;
@@ -71,16 +127,31 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             previousLine = node->line;
             if (run.stop) return;
         }
-        switch (node->op) {
+        switch (kHooked ? node->op : node->exec) {
+#define KESTREL_FUSED(name) \
+    case kVar_##name: \
+        if (applyFused<OP_##name>(ctx, node->variable->type, node->variable->number)) \
+            node = node->next; \
+        else \
+            load(ctx, *node); \
+        break; \
+    case kConst_##name: \
+        if (applyFused<OP_##name>(ctx, node->op, node->operand.number)) \
+            node = node->next; \
+        else \
+            stack.pushScalar(node->op, node->operand.number); \
+        break;
+            KESTREL_FUSABLE(KESTREL_FUSED)
+#undef KESTREL_FUSED
+            case kAssignStatement:
+                if (assignStatement(ctx))
+                    node = node->next;
+                else
+                    assign(ctx);
+                break;
             case OP_VAR:
                 if (node->mode == kLoad) {
-                    const Variable& variable = *node->variable;
-                    if (variable.type == Number || variable.type == Integer)
-                        stack.pushScalar(variable.type, variable.number);
-                    else if (variable.type == Vector)
-                        stack.pushVector(variable.vec);
-                    else
-                        loadVariable(ctx, *node->variable);
+                    load(ctx, *node);
                 } else if (node->mode == kReference) {
                     stack.pushNode(VarRef, node);
                 } else {
@@ -231,7 +302,7 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     executeRun(ctx, start, end);
     // A run that was ended from the middle of a call leaves frames and call records behind.
     ctx.run.frames.resize(depth);
-    ctx.run.calls.resize(calls);
+    ctx.run.trimCalls(calls);
     return ctx.run.abort;
 }
 
@@ -240,7 +311,7 @@ bool runMain(EngineContext& ctx) {
     if (main == nullptr) return false;
     ctx.run.frames.clear();
     ctx.run.frames.emplace_back();
-    ctx.run.calls.clear();
+    ctx.run.trimCalls(0);
     invoke(ctx, *main, {});
     finishCall(ctx);
     if (ctx.run.stop) return ctx.run.abort;
@@ -251,11 +322,11 @@ bool runMain(EngineContext& ctx) {
 
 bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args) {
     const std::size_t calls = ctx.run.calls.size();
-    ctx.run.calls.push_back({&function, 0});
+    ctx.run.pushCall(&function, 0);
     for (const ValueCell& arg : args) ctx.stack.push(arg);
     // More arguments than parameters bind the first ones; fewer leave the rest to the entry's count check.
     const bool failed = run(ctx, function.entry, function.end);
-    ctx.run.calls.resize(calls);
+    ctx.run.trimCalls(calls);
     ctx.reporter.place = nullptr;
     return failed;
 }

@@ -99,7 +99,23 @@ private:
         CodeNode* successor = nullptr;
         for (CodeNode* node = program_.code.tail; node != nullptr; node = node->prev) {
             node->successor = successor;
+            node->exec = fusedCode(*node);
             if (!isMarker(*node)) successor = node;
+        }
+    }
+
+    /// A jump never lands between the two: it names the node before the first, or a marker.
+    [[nodiscard]] static std::int32_t fusedCode(const CodeNode& node) noexcept {
+        const bool load = node.op == OP_VAR && node.mode == kLoad;
+        const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
+        if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
+        if ((!load && !constant) || node.next == nullptr) return node.op;
+        switch (node.next->op) {
+#define KESTREL_FUSED(name) \
+    case OP_##name: return load ? kVar_##name : kConst_##name;
+            KESTREL_FUSABLE(KESTREL_FUSED)
+#undef KESTREL_FUSED
+            default: return node.op;
         }
     }
 

@@ -119,7 +119,8 @@ struct CodeNode {
 
     std::int16_t memberSlot = -1; ///< link: the shading object's number of this member or method (ObjectKind)
     std::int16_t methodSlot = -1; ///< link: number of this value method
-    CodeNode* successor = nullptr;///< link: the next instruction that does something (markers are passed over)
+    std::int32_t exec = 0;        ///< link: op, or the code of this instruction fused with the next (node_modes.h)
+    CodeNode* successor = nullptr;  ///< link: the next instruction that does something (markers are passed over)
     std::uint8_t mode = 0;        ///< link: how the instructions that follow make this one behave (interpreter.h)
     CodeNode* link = nullptr;     ///< link: jump target or loop top
     CodeNode* body = nullptr;     ///< link: OP_FORTEST's OP_FORBODY

@@ -21,7 +21,7 @@ CallScope::CallScope(EngineContext& ctx) noexcept : ctx_(ctx), exceptions_(std::
 CallScope::~CallScope() {
     if (std::uncaught_exceptions() > exceptions_) {
         ctx_.run.frames.resize(1);
-        ctx_.run.calls.clear();
+        ctx_.run.trimCalls(0);
         ctx_.run.abort = true;
     }
     try {
