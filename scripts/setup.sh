@@ -11,7 +11,7 @@ packages=(
     libgtest-dev python3                       # tests
 )
 if [[ "${1:-}" == "--bench" ]]; then
-    packages+=(liblua5.4-dev libluajit-5.1-dev)
+    packages+=(lua5.4 luajit)
 fi
 
 missing=()
