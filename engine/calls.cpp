@@ -167,6 +167,12 @@ void settleReturned(EngineContext& ctx, int count) {
     ctx.stack.forgetTo(to + size - from);
 }
 
+/// A call with too few arguments binds cells of its caller. What it took from below the caller's own part of the stack
+/// comes back as zeros, so that the caller's next statement finds the stack where it left it.
+void refillCaller(EngineContext& ctx) {
+    while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
+}
+
 /// A function's local record instances end with its activation, unless they are among the values it returns; those
 /// stay alive as long as the stack refers to them.
 void releaseLocalRecords(EngineContext& ctx, FunctionRecord& function) {
@@ -235,6 +241,7 @@ const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
     --frame.top;
     FunctionRecord& function = *ctx.run.calls.back().function;
     ctx.run.trimCalls(ctx.run.calls.size() - 1);
+    refillCaller(ctx);
     releaseLocalRecords(ctx, function);
     return caller;
 }
