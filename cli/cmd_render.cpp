@@ -80,7 +80,8 @@ void addRenderCommand(CLI::App& app, Invocation& invocation) {
         "destroy\n"
         "run. Only the values that flags() names are used; all of them when it names none. The picture is "
         "written\n"
-        "only if the script did not fail. Script items: Sphere, Ground, Key, Rim, Camera. KESTREL_MODULE "
+        "only if the script did not fail. Items of the scene: Sphere, Ground, Key, Rim, Camera. "
+        "KESTREL_MODULE "
         "names another\n"
         "module than the kestrel-pt.so beside the command.");
     command->callback([options, &invocation] { renderScript(*options, invocation); });

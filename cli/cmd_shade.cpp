@@ -68,7 +68,7 @@ void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& samp
             session.shader().evaluate(sample);
             if (image != nullptr) image->at(x, y) = preview::toVec(sample.color);
         }
-        if (session.failed()) return;
+        if (!session.running()) return;
     }
 }
 

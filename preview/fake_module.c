@@ -1,4 +1,5 @@
-/* A tiny module of its own, in plain C: shows that the preview works with any module that keeps to the interface.
+/* A tiny module of its own, in plain C: shows that the preview works with any module that keeps to the
+ * interface.
  *
  * The name of the "script" chooses what it does, so no file is read:
  *   color    colour from the object position, luminous, flags COLOR | LUMINOUS
@@ -26,7 +27,9 @@ static HxInstance createShader(const char** error) {
     (void)error;
     return calloc(1, sizeof(Shader));
 }
-static void destroyShader(HxInstance instance) { free(instance); }
+static void destroyShader(HxInstance instance) {
+    free(instance);
+}
 static const char* copyShader(HxInstance source, HxInstance destination) {
     *(Shader*)destination = *(Shader*)source;
     return NULL;
@@ -57,7 +60,9 @@ static const char* initShader(HxInstance instance) {
     (void)instance;
     return NULL;
 }
-static void cleanupShader(HxInstance instance) { (void)instance; }
+static void cleanupShader(HxInstance instance) {
+    (void)instance;
+}
 static const char* newTimeShader(HxInstance instance, int32_t frame, double time) {
     (void)time;
     ((Shader*)instance)->frame = frame;
@@ -110,13 +115,15 @@ static int32_t activate(int32_t version, HostGlobal global, void* local, void* s
     if (version != HXM_INTERFACE_VERSION) return HXM_BAD_VERSION;
     if (global(HX_SERVICE_MESSAGES, HX_USE_KEEP) == NULL) return HXM_MISSING_SERVICE;
     hostGlobal = global;
-    *record = (ShaderHandlerRecord){createShader,  destroyShader,  copyShader,     loadShader,
-                                    saveShader,    initShader,     cleanupShader,  newTimeShader,
+    *record = (ShaderHandlerRecord){createShader,   destroyShader, copyShader,     loadShader,
+                                    saveShader,     initShader,    cleanupShader,  newTimeShader,
                                     evaluateShader, flagsShader,   describeShader, itemsOfShader};
     return HXM_OK;
 }
 
-static int32_t startup(void) { return HXM_STARTUP_OK; }
+static int32_t startup(void) {
+    return HXM_STARTUP_OK;
+}
 static void shutdownModule(void) {}
 
 static const ServerRecord servers[] = {{"ShaderHandler", "Fake", activate}, {NULL, NULL, NULL}};
