@@ -510,20 +510,11 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             variable.object = record;
             break;
         }
-        case FileObj:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj:
+        default:
+            if (!isObjectKind(value.type)) return illegalType(ctx);
             releaseVariableValue(ctx, variable);
             variable.object = value.payload.object;
             break;
-        default: illegalType(ctx); return;
     }
     variable.type = value.type;
     if (isPlain(value.type)) variable.object = nullptr;

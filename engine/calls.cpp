@@ -126,21 +126,12 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
             parameter.object = cell.payload.array;
             return true;
         case Nil: parameter.type = Nil; return true;
-        case UserRecord: holdRecord(ctx, cell.payload.record); [[fallthrough]];
-        case FileObj:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj:
+        default:
+            if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
+            if (cell.type == UserRecord) holdRecord(ctx, cell.payload.record);
             parameter.type = cell.type;
             parameter.object = cell.payload.object;
             return true;
-        default: return true;  // the type stays what it was at the last use
     }
 }
 

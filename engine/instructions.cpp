@@ -80,30 +80,6 @@ const CodeNode& recordNode(const CodeNode& memberNode) noexcept {
     return memberNode.next->op == OP_RECORD ? *memberNode.next : *memberNode.next->next;
 }
 
-/// A copy of a value that the selector picks. @return false for kinds that it cannot pick
-bool selectable(const ValueCell& cell) noexcept {
-    switch (cell.type) {
-        case Number:
-        case Integer:
-        case Vector:
-        case Nil:
-        case String:
-        case TempString:
-        case FileObj:
-        case UserRecord:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj: return true;
-        default: return false;
-    }
-}
-
 /// Takes the n-th of the cells [first, last) out of the stack, so that it owns its text.
 ValueCell pickCell(EngineContext& ctx, int first, int last, std::int64_t n) {
     if (n < 1 || n > last - first) return ValueCell::ofNil();
@@ -165,31 +141,9 @@ ValueCell variableCell(Variable& variable) noexcept {
 }
 
 void loadVariable(EngineContext& ctx, Variable& variable) {
-    switch (variable.type) {
-        case Number:
-        case Integer:
-        case Vector:
-        case String:
-        case TempString:
-        case Nil:
-        case FileObj:
-        case UserRecord:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj: ctx.stack.push(variableCell(variable)); return;
-        case Array:
-            if (variable.object != nullptr) {
-                ctx.stack.push(variableCell(variable));
-                return;
-            }
-            break;
-        default: break;
+    if (isStorable(variable.type) || variable.array() != nullptr) {
+        ctx.stack.push(variableCell(variable));
+        return;
     }
     if (ctx.options.strict) {
         ctx.abortWith("#ELine %d, use of uninitialized variable \"%s\" detected", ctx.run.currentLine, variable.name);
@@ -338,7 +292,7 @@ void executeSelector(EngineContext& ctx) {
     }
     const ValueCell picked = select(ctx, mark, truncate(selector.payload.number));
     ctx.stack.dropTo(mark - 1);
-    if (selectable(picked)) ctx.stack.push(picked);
+    if (isStorable(picked.type)) ctx.stack.push(picked);
 }
 
 }  // namespace kestrel

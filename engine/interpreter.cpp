@@ -28,6 +28,8 @@ namespace {
 /// is worth releasing, and from how much on it is.
 constexpr int kSweepInterval = 256;
 constexpr std::size_t kSweepBytes = 1u << 20;
+/// With this much of it the run looks after every statement: a few large texts would fill the memory before.
+constexpr std::size_t kSweepAtOnceBytes = 64u << 20;
 
 class StackBorrowers final : public Pool::Borrowers {
 public:
@@ -48,6 +50,24 @@ void sweep(EngineContext& ctx) {
     if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
     if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
 }
+
+/// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on the stack.
+class Sweeper {
+public:
+    explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
+    void statementEnded() {
+        if (--statementsLeft_ > 0 && ctx_.pool.deferredBytes() < atOnceBytes_) [[likely]] return;
+        sweep(ctx_);
+        statementsLeft_ = kSweepInterval;
+        // What is still borrowed now would be looked at in vain after each of the next statements.
+        atOnceBytes_ = kSweepAtOnceBytes + 2 * ctx_.pool.deferredBytes();
+    }
+
+private:
+    EngineContext& ctx_;
+    int statementsLeft_ = kSweepInterval;
+    std::size_t atOnceBytes_ = kSweepAtOnceBytes;
+};
 
 bool hooked(const CodeNode& node) noexcept {
     return node.op != OP_ENDWHILE && node.op != OP_ENDFOR && node.op != OP_FUNC;
@@ -116,7 +136,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     const std::size_t depth = run.frames.size();
     const CodeNode* node = start;
     std::int32_t previousLine = -1;
-    int untilSweep = kSweepInterval;
+    Sweeper sweeper(ctx);
 
     while (node != nullptr && !(node == end && run.frames.size() == depth)) {
         run.currentLine = node->line;
@@ -212,10 +232,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_ENDFUNC: node = executeFunctionEnd(ctx, node); break;
             case OP_ENDSTMT:
                 stack.dropTo(ctx.base());
-                if (--untilSweep == 0) {
-                    untilSweep = kSweepInterval;
-                    sweep(ctx);
-                }
+                sweeper.statementEnded();
                 break;
             case OP_DECL:
                 if (node->next != nullptr && node->next->next != nullptr && node->next->next->op == OP_ENDDECL)
@@ -232,9 +249,15 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 if (node->link != nullptr) node = node->link;
                 break;
             case OP_WHILE: node = executeWhile(ctx, node); break;
-            case OP_ENDWHILE: node = executeEndWhile(ctx, node); break;
+            case OP_ENDWHILE:
+                node = executeEndWhile(ctx, node);
+                sweeper.statementEnded();  // the loop may consist of nothing but its condition
+                break;
             case OP_FORTEST: node = executeForTest(ctx, node); break;
-            case OP_ENDFOR: node = executeEndFor(ctx, node); break;
+            case OP_ENDFOR:
+                node = executeEndFor(ctx, node);
+                sweeper.statementEnded();
+                break;
             case OP_FORBODY: node = executeForBody(ctx, node); break;
             case OP_BREAK: node = executeBreak(ctx, node); break;
             case OP_CONTINUE: node = executeContinue(ctx); break;

@@ -49,7 +49,6 @@ struct Pool::Impl {
     std::size_t limit = kDefaultLimit;
     std::size_t liveBlocks = 0;
     std::size_t liveBytes = 0;
-    std::size_t deferredBytes = 0;
     std::uint64_t allocations = 0;
     std::uint64_t releases = 0;
 
@@ -83,7 +82,7 @@ Pool::~Pool() {
 
 void* Pool::alloc(std::size_t size, bool clear) {
     Impl& self = *impl_;
-    const std::size_t used = self.liveBytes + self.deferredBytes;
+    const std::size_t used = self.liveBytes + deferredBytes_;
     if (size > self.limit || used >= self.limit) return self.fail();
     const std::size_t total = (size + sizeof(Header) + kAlign - 1) / kAlign * kAlign;
     if (total > self.limit - used) return self.fail();
@@ -154,7 +153,7 @@ void Pool::release(const void* p) noexcept {
         header->deferredNext = std::exchange(self.deferred, header);
         --self.liveBlocks;
         self.liveBytes -= header->size;
-        self.deferredBytes += header->size;
+        deferredBytes_ += header->size;
     }
 }
 
@@ -164,7 +163,7 @@ void Pool::purge() noexcept {
         Header* header = std::exchange(self.deferred, self.deferred->deferredNext);
         self.destroy(self.find(header + 1));
     }
-    self.deferredBytes = 0;
+    deferredBytes_ = 0;
     self.allocations = 0;
     self.releases = 0;
 }
@@ -185,7 +184,7 @@ void Pool::sweep(const Borrowers& borrowers) noexcept {
             continue;
         }
         *at = header->deferredNext;
-        self.deferredBytes -= header->size;
+        deferredBytes_ -= header->size;
         self.destroy(self.find(header + 1));
     }
 }
@@ -199,14 +198,11 @@ void Pool::teardown() noexcept {
     self.deferred = nullptr;
     self.liveBlocks = 0;
     self.liveBytes = 0;
-    self.deferredBytes = 0;
+    deferredBytes_ = 0;
     self.allocations = 0;
     self.releases = 0;
 }
 
-std::size_t Pool::deferredBytes() const noexcept {
-    return impl_->deferredBytes;
-}
 std::size_t Pool::liveBlocks() const noexcept {
     return impl_->liveBlocks;
 }

@@ -52,7 +52,7 @@ public:
     /// Releases everything. The pool is usable again afterwards.
     void teardown() noexcept;
 
-    [[nodiscard]] std::size_t deferredBytes() const noexcept;
+    [[nodiscard]] std::size_t deferredBytes() const noexcept { return deferredBytes_; }
     [[nodiscard]] std::size_t liveBlocks() const noexcept;
     [[nodiscard]] std::size_t liveBytes() const noexcept;
     [[nodiscard]] std::uint64_t allocations() const noexcept;
@@ -63,6 +63,7 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
+    std::size_t deferredBytes_ = 0;  // here, because it is looked at after every statement
 };
 
 }  // namespace kestrel

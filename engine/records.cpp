@@ -57,29 +57,6 @@ void incrementMember(EngineContext& ctx, const char* name, ValueCell& slot, int 
 
 }  // namespace
 
-bool isStorable(std::int32_t type) noexcept {
-    switch (type) {
-        case Number:
-        case Integer:
-        case Vector:
-        case String:
-        case TempString:
-        case Nil:
-        case FileObj:
-        case UserRecord:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj: return true;
-        default: return false;
-    }
-}
-
 RecordMember* RecordInstance::find(std::string_view name) noexcept {
     for (RecordMember& member : members)
         if (name == member.name) return &member;

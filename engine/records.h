@@ -20,9 +20,6 @@ struct RecordInstance {
     [[nodiscard]] RecordMember* find(std::string_view name) noexcept;
 };
 
-/// Kinds of value that an element or a record member can hold.
-[[nodiscard]] bool isStorable(std::int32_t type) noexcept;
-
 /// A new instance with the declared members and their initial values. Nobody holds it yet.
 RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration);
 /// A new instance with the same members: texts copied, objects and nested records shared.

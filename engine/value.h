@@ -68,6 +68,17 @@ enum Tag : std::int32_t {
     VarRef = 1018,
 };
 
+/// Kinds whose payload points to a record that is shared: files, records, agents, host objects.
+[[nodiscard]] constexpr bool isObjectKind(std::int32_t type) noexcept {
+    return type == FileObj || type == UserRecord || type == ObjectAgent || type == ShaderObj ||
+           (type >= HxioObj && type <= ImageListObj);
+}
+/// Kinds of value that scripts see in elements, record members and plain variables: everything but whole arrays.
+[[nodiscard]] constexpr bool isStorable(std::int32_t type) noexcept {
+    return type == Number || type == Integer || type == Vector || type == String || type == TempString ||
+           type == Nil || isObjectKind(type);
+}
+
 struct Vec3 {
     double x = 0.0;
     double y = 0.0;

@@ -67,20 +67,9 @@ Kind kindOf(const Variable& variable) noexcept {
             return Kind::Text;
         case Array:
             return variable.array() != nullptr ? Kind::Array : Kind::Nil;
-        case FileObj:
-        case UserRecord:
-        case ObjectAgent:
-        case HxioObj:
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-        case ShaderObj:
-            return Kind::Other;
         default:
-            return Kind::Nil;  // Nil, and every mark of a name that was never assigned
+            // Nil, and every mark of a name that was never assigned, are no objects.
+            return isObjectKind(variable.type) ? Kind::Other : Kind::Nil;
     }
 }
 
