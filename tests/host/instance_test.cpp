@@ -149,6 +149,21 @@ TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
     host.handler.destroy(instance);
 }
 
+TEST(Instances, AStartDirectoryFromTheMasterScopeIsKeptInTheGlobalOne) {
+    FakeHost host;
+    const HxInstance script = host.createWith(
+        "init { globalstore(\"ScriptPath\", \"/stored\"); }\n"
+        "newtime: frame, time { globalstore(\"ScriptPath\", \"(none)\"); }");
+    const HxInstance instance = host.create();
+    host.handler.init(script);
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    host.handler.newTime(script, 0, 0.0);
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(host.dialogs, Lines(2, "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / /stored / 99"));
+    host.handler.destroy(instance);
+    host.handler.destroy(script);
+}
+
 TEST(Instances, TheHostsConfigurationNamesTheFirstStartDirectory) {
     FakeHost host;
     std::ofstream("hxm.cfg") << std::string(150, '-')

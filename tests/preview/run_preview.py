@@ -147,6 +147,10 @@ class Shade(Command):
                 self.assertTrue(out + err.strip().encode())
         _, _, err = self.run_command("shade", ENDLESS, "--timeout", "0.3")
         self.assertIn("line 4", err)
+        # After an aborted run the host goes on, though nothing runs any more.
+        _, out, _ = self.run_command("shade", aborts, "--grid", "3x2")
+        last = json.loads(out)["sample"]
+        self.assertEqual((last["sx"], last["sy"], last["luminous"]), (2, 1, 0))
 
 
 class Render(Command):
