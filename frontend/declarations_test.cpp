@@ -144,6 +144,9 @@ TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
         EXPECT_GT(compile(c.source), 0) << c.source;
         EXPECT_NE(messages().find(c.text), std::string::npos) << c.source << '\n' << messages();
     }
+    compile("expose a,\n  b + 1 as Q;\n");
+    EXPECT_EQ(collector_.places.at(0).line, 2) << "the item, not what stands before it";
+    EXPECT_EQ(collector_.places.at(0).column, 3);
     EXPECT_EQ(compile("declare record Ball { a; }\n"), 0)
         << "the class check is the wrong way round, as designed";
 }

@@ -9,9 +9,10 @@ namespace {
 constexpr std::size_t kSpanLimit = 40;
 constexpr std::size_t kLineLimit = 511;
 constexpr std::size_t kReplacementLimit = 255;
-/// A define that has been replaced this often in one line, or has made it this long, feeds on itself.
+/// A define that has been replaced this often in one line, or has made it this long, feeds on itself: no line
+/// of 510 one-letter names with texts of 255 characters comes so far.
 constexpr int kReplacementsPerLine = 10000;
-constexpr std::size_t kEndlessLength = std::size_t{1} << 16;
+constexpr std::size_t kEndlessLength = std::size_t{1} << 18;
 
 struct Span {
     std::size_t start;  // the opening quote
@@ -39,17 +40,33 @@ bool insideSpan(const std::vector<Span>& spans, std::size_t position) noexcept {
     return false;
 }
 
+void replaceAt(std::string& line, std::vector<ColumnSpan>& columns, std::size_t at, std::size_t length,
+               std::string_view replacement) {
+    if (columns.empty()) {
+        columns.reserve(line.size());
+        for (std::size_t i = 0; i < line.size(); ++i)
+            columns.push_back({static_cast<std::uint16_t>(i), static_cast<std::uint16_t>(i + 1)});
+    }
+    const ColumnSpan replaced = {columns[at].start, columns[at + length - 1].end};
+    const auto first = columns.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto next = columns.erase(first, first + static_cast<std::ptrdiff_t>(length));
+    columns.insert(next, replacement.size(), replaced);
+    line.replace(at, length, replacement);
+}
+
 }  // namespace
 
 std::string DefineTable::add(std::string_view name, std::string_view replacement) {
     Define define{std::string(name), std::string(replacement)};
-    std::string endless = replaceIn(define.replacement);
+    std::vector<ColumnSpan> columns;
+    std::string endless = replaceIn(define.replacement, columns);
     if (define.replacement.size() > kReplacementLimit) define.replacement.resize(kReplacementLimit);
     defines_.push_back(std::move(define));
     return endless;
 }
 
-std::string DefineTable::replaceIn(std::string& line) {
+std::string DefineTable::replaceIn(std::string& line, std::vector<ColumnSpan>& columns) {
+    columns.clear();
     std::string endless;
     for (auto define = defines_.rbegin(); define != defines_.rend(); ++define) {
         if (define->endless || line.find(define->name) == std::string::npos) continue;
@@ -69,11 +86,14 @@ std::string DefineTable::replaceIn(std::string& line) {
                 endless = define->name;
                 break;
             }
-            line.replace(at, define->name.size(), define->replacement);
+            replaceAt(line, columns, at, define->name.size(), define->replacement);
             at = 0;
         }
     }
-    if (line.size() > kLineLimit) line.resize(kLineLimit);
+    if (line.size() > kLineLimit) {
+        line.resize(kLineLimit);
+        if (!columns.empty()) columns.resize(kLineLimit);
+    }
     return endless;
 }
 

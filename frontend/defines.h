@@ -1,6 +1,8 @@
 // Names that "#define" introduces, and their replacement in lines of script text.
 #pragma once
 
+#include "frontend/line_map.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,9 +18,10 @@ public:
 
     /// Replaces defined names in a line, outside "..." literals and as plain substrings: a define X also
     /// changes the X inside MAX.
+    /// @param columns  becomes what every character of the result stands for; empty when nothing was replaced
     /// @return the name of a define that would never finish (it is left alone from then on), empty when all
     ///         went well
-    std::string replaceIn(std::string& line);
+    std::string replaceIn(std::string& line, std::vector<ColumnSpan>& columns);
 
 private:
     struct Define {

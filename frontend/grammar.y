@@ -48,7 +48,7 @@ using namespace kestrel;
 // Both are plain data, so the parser may move its stacks.
 #define KESTREL_YYSTYPE_IS_TRIVIAL 1
 #define KESTREL_YYLTYPE_IS_TRIVIAL 1
-#define YYLLOC_DEFAULT(current, rhs, n) ((current) = kestrel::joinPlaces(YYRHSLOC(rhs, (n) > 0 ? 1 : 0), YYRHSLOC(rhs, n)))
+#define YYLLOC_DEFAULT(current, rhs, n) ((current) = placeOfRule((rhs), static_cast<int>(n)))
 
 #define YYINITDEPTH 200
 #define YYMAXDEPTH 10000
@@ -61,6 +61,15 @@ using namespace kestrel;
     } while (false)
 
 static void yyerror(const SourcePos* where, kestrel::Compiler& c, const char* message);
+
+/// From the first of a rule's symbols that has any text to the last. An empty rule has a place without width behind
+/// the symbol before it (symbols[0]).
+static SourcePos placeOfRule(const SourcePos* symbols, int count) noexcept {
+    SourcePos first = symbols[count == 0 ? 0 : 1];
+    if (count == 0) first.column = first.endColumn;
+    for (int i = 2; i <= count && first.column == first.endColumn; ++i) first = symbols[i];
+    return joinPlaces(first, symbols[count]);
+}
 }
 
 // 258 ...

@@ -5,10 +5,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kestrel {
+
+/// The characters of a source line that one character of the changed line stands for: 0-based, half open.
+/// No source line is longer than 510 characters.
+struct ColumnSpan {
+    std::uint16_t start;
+    std::uint16_t end;
+};
 
 /// For every line that the scanner reads: the true file and line, and how its columns map to true columns.
 class LineMap {
@@ -23,12 +30,16 @@ public:
 
     /// Appends a line that is shown as it stands in the file, from this 0-based column on.
     void addPlain(std::int32_t file, std::int32_t line, std::size_t columnOffset) {
-        lines_.push_back({file, line, static_cast<std::int32_t>(columnOffset), kUnchanged, 0, 0, 0});
+        lines_.push_back({file, line, static_cast<std::int32_t>(columnOffset), 0, {}});
     }
-    /// Appends a line in which defines have been replaced: what text of it begins and ends alike keeps its
-    /// columns, everything between is mapped to the whole of what was replaced.
-    void addChanged(std::int32_t file, std::int32_t line, std::size_t columnOffset, std::string_view original,
-                    std::string_view changed);
+    /// Appends a line in which defines have been replaced.
+    /// @param length   of the line in the file
+    /// @param columns  for every character of the changed line
+    void addChanged(std::int32_t file, std::int32_t line, std::size_t columnOffset, std::size_t length,
+                    std::vector<ColumnSpan> columns) {
+        lines_.push_back({file, line, static_cast<std::int32_t>(columnOffset),
+                          static_cast<std::int32_t>(length), std::move(columns)});
+    }
 
     /// @param line         line of the scanner's input, from 1
     /// @param column       from 1
@@ -36,15 +47,12 @@ public:
     [[nodiscard]] SourcePos at(std::int32_t line, std::int32_t column, std::int32_t endColumn) const noexcept;
 
 private:
-    static constexpr std::int32_t kUnchanged = -1;
     struct Line {
         std::int32_t file;
         std::int32_t line;
         std::int32_t columnOffset;
-        std::int32_t prefix;  // characters before the first change; kUnchanged: none was made
-        std::int32_t suffix;  // characters after the last change
-        std::int32_t originalLength;
-        std::int32_t changedLength;
+        std::int32_t length;              // of a changed line in the file
+        std::vector<ColumnSpan> columns;  // empty: unchanged
     };
     std::vector<Line> lines_;  // empty: an identity map of file_
     std::int32_t file_ = -1;

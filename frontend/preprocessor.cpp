@@ -142,12 +142,11 @@ void Preprocessor::directive(std::string_view line) {
 
 void Preprocessor::ordinaryLine(std::string& line) {
     const Input& input = inputs_.back();
-    const std::string original = line;
-    if (!line.empty()) {
-        const std::string endless = defines_.replaceIn(line);
-        if (!endless.empty()) endlessDefine(endless);
-    }
-    map_.addChanged(input.file, input.trueLine, input.column, original, line);
+    const std::size_t length = line.size();
+    std::vector<ColumnSpan> columns;
+    const std::string endless = defines_.replaceIn(line, columns);
+    if (!endless.empty()) endlessDefine(endless);
+    map_.addChanged(input.file, input.trueLine, input.column, length, std::move(columns));
     put(line);
 }
 

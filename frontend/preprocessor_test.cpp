@@ -110,6 +110,8 @@ TEST_F(PreprocessorTest, ADefineThatFeedsOnItselfIsAnErrorWhereItIsUsed) {
     EXPECT_EQ(compile("#define LOOP (LOOP)\nmain {\n LOOP; }\n"), 2);
     EXPECT_EQ(collector_.texts.at(0),
               directiveMessage(3, "Define 'LOOP' contains its own name and never finishes"));
+    compile("#define X " + std::string(240, 'a') + "\nmain { " + std::string(450, 'X') + "; }\n");
+    EXPECT_EQ(messages().find("never finishes"), std::string::npos) << "only long";
     EXPECT_EQ(compile("#define ab bbaa\nmain { aaaabbbb; }\n"), 2)
         << "and so is one that does so step by step";
 }
@@ -166,6 +168,13 @@ TEST_F(PreprocessorTest, ColumnsAreThoseOfTheSource) {
     ASSERT_FALSE(collector_.places.empty());
     EXPECT_EQ(collector_.places[0].column, 39);
     EXPECT_EQ(collector_.places[0].endColumn, 40);
+
+    compile("#define A 11 + 22\n#define B AA\nmain { a = A; y B; c = B; x = A A; }\n");
+    ASSERT_GE(collector_.places.size(), 2U);
+    EXPECT_EQ(collector_.places[0].column, 17) << "between two defines";
+    EXPECT_EQ(collector_.places[0].endColumn, 18);
+    EXPECT_EQ(collector_.places[1].column, 33) << "the second of two";
+    EXPECT_EQ(collector_.places[1].endColumn, 34);
 
     const std::string blanks(600, ' ');
     compile("main {" + blanks + "x = ); }\n");
