@@ -20,7 +20,7 @@ bool checkFile(const std::string& file, const Invocation& invocation) {
     CompileInfo info;
     options.reportUnterminatedComment = true;
     options.info = &info;
-    const bool good = session.compile(file, options);
+    const bool good = session.compile(file, options) && session.check();
     for (const SourcePos& pos : info.nestedConditionals) {
         printer.hint(
             "nested-conditional",

@@ -42,7 +42,7 @@ public:
     int execute() {
         CompileOptions options;
         options.reportUnterminatedComment = true;
-        const bool compiled = session_.compile(file_, options);
+        const bool compiled = session_.compile(file_, options) && session_.check();
         if (ended() || !compiled) return kExitScriptFailed;
 
         bool aborted = session_.prepare();

@@ -51,7 +51,7 @@ ScriptCheck precheck(const std::string& nativePath, const std::vector<std::strin
     CompileOptions options;
     options.reportUnterminatedComment = true;
     options.info = &info;
-    static_cast<void>(session.compile(nativePath, options));
+    static_cast<void>(session.compile(nativePath, options) && session.check());
     recorder.setContext(nullptr);
     check.safe_ = !info.unterminatedComment;
     for (ShownMessage& message : recorder.messages) check.diagnostics_.push_back({std::move(message), false});

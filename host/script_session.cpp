@@ -36,7 +36,11 @@ bool ScriptSession::compile(const std::string& nativePath, const CompileOptions&
     engine.reset();
     engine.reporter.state.scriptPath = platform::upperCase(path);
     engine.scriptFile = path;
-    return compileScript(engine, path, options) == 0 && checkProgram(engine);
+    return compileScript(engine, path, options) == 0;
+}
+
+bool ScriptSession::check() {
+    return checkProgram(parts_->engine);
 }
 
 bool ScriptSession::prepare() {

@@ -26,11 +26,14 @@ public:
 
     [[nodiscard]] EngineContext& context() noexcept;
 
-    /// Forgets the script of the session, compiles another and checks the result. Nothing of it runs; the
-    /// messages of the compile and the check have been shown.
+    /// Forgets the script of the session and compiles another. Nothing of it runs; the messages of the compile
+    /// have been shown.
     /// @param nativePath  as the user wrote it, relative or absolute
-    /// @return true when the script may run; otherwise context().program holds what there is of it
+    /// @return true when it compiled; otherwise context().program holds what there is of it
     [[nodiscard]] bool compile(const std::string& nativePath, const CompileOptions& options = {});
+
+    /// After a successful compile: whether the script may run, with messages when not.
+    [[nodiscard]] bool check();
 
     /// After a successful compile: makes the program ready and runs its code outside functions.
     /// @return the abort flag (false = success)
