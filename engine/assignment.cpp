@@ -44,6 +44,10 @@ void reportNoValue(EngineContext& ctx) {
 
 void illegalType(EngineContext& ctx) { ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine); }
 
+void illegalMemberType(EngineContext& ctx) {
+    ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
+}
+
 /// The name that messages give to host objects, which elements cannot hold; null for other kinds.
 const char* internalObjectName(std::int32_t type) noexcept {
     switch (type) {
@@ -290,10 +294,7 @@ void distributeToRecord(EngineContext& ctx, RecordInstance& record, const Values
     const int count = std::min(values.count, static_cast<int>(record.members.size()));
     for (int i = 0; i < count; ++i) {
         const ValueCell& value = ctx.stack.at(values.first + i);
-        if (!isStorable(value.type)) {
-            ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
-            return;
-        }
+        if (!isStorable(value.type)) return illegalMemberType(ctx);
         storeValue(ctx, record.members[static_cast<std::size_t>(i)].value, value);
     }
 }
@@ -383,6 +384,8 @@ void distribute(EngineContext& ctx, const Values& values, int lowest, bool isLis
             distributeToRecord(ctx, *record, values);
         else
             distributeToArray(ctx, variable, values);
+    } else if (target.type == RecordMemberRef) {
+        illegalMemberType(ctx);
     } else {
         illegalType(ctx);
     }
