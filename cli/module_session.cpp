@@ -144,6 +144,7 @@ bool ModuleSession::end() {
     services_.setOperations(nullptr);
     shading_.reset();
     shader_.reset();  // runs the script's destroy
+    if (module_->aborted(nullptr)) aborted_ = true;
     fine = settle() && fine;
     printer_.finish();
     return fine && !aborted_;

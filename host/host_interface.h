@@ -62,8 +62,8 @@ typedef struct KestrelModule {
     ModuleDescriptor descriptor;
     uint32_t magic;             /* KESTREL_EXTENSION_MAGIC */
     KestrelRunWatch* watch;
-    /* 1 when the last run of script code in the instance (a void*, see HxInstance) ended with its abort flag set. May be
-     * null: then nobody can tell. */
+    /* 1 when the last run of script code in the instance (a void*, see HxInstance) ended with its abort flag set; for null,
+     * the same of the instance that was destroyed last. May be null: then nobody can tell. */
     int32_t (*aborted)(void* instance);
 } KestrelModule;
 

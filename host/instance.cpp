@@ -56,9 +56,11 @@ ShaderInstance* createInstance(PluginState& state) {
 
 void destroyInstance(PluginState& state, ShaderInstance& instance) {
     const Unlinking unlinking(state, instance);
+    state.endedAborted = false;
     LoadedScript* script = instance.script();
     if (script == nullptr || instance.context.use_count() > 1) return;
     script->call(HostFunction::Destroy);
+    state.endedAborted = script->engine.run.abort;
     script->unload();
 }
 

@@ -119,7 +119,7 @@ const HostItemID* usedItemsCallback(HxInstance) {
 // --------------------------------------------------------------------------------------------
 
 std::int32_t lastRunAborted(void* handle) {
-    if (handle == nullptr) return 0;
+    if (handle == nullptr) return pluginState().endedAborted ? 1 : 0;
     const LoadedScript* script = static_cast<const ShaderInstance*>(handle)->script();
     return script != nullptr && script->engine.run.abort ? 1 : 0;
 }

@@ -45,6 +45,7 @@ struct PluginState {
     HostGlobal hostGlobal = nullptr;    ///< of the latest activation
     HostServices services;
     bool requesterOpen = false;  ///< a script's panel is open: the shading callbacks do nothing
+    bool endedAborted = false;   ///< the instance destroyed last left its script with the abort flag set
     RunWatch watch;              ///< exported behind the module's descriptor
     HostMessages messages{services};
     ScriptEnvironment environment{&messages, &watch, Settings::Store};

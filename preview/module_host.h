@@ -33,8 +33,8 @@ public:
 
     /// The means to end a running script; null when the module is not ours.
     [[nodiscard]] KestrelRunWatch* watch() const noexcept;
-    /// True when the last run of script code in the instance ended with a fatal error. False when that cannot
-    /// be told.
+    /// True when the last run of script code in the instance ended with a fatal error; for null, the same of
+    /// the instance that was destroyed last. False when that cannot be told.
     [[nodiscard]] bool aborted(HxInstance instance) const;
 
 private:

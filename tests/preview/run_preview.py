@@ -132,6 +132,7 @@ class Shade(Command):
             ("no process", "init { }", [], 1, False),
             ("empty", "", [], 1, False),
             ("aborted run", aborts, [], 1, True),
+            ("aborted at the end", "process: sa { } destroy { x = 1 / 0; }", [], 1, True),
             ("comment never closed", "process: sa { }\n/* open\n", [], 1, False),
             ("endless", ENDLESS, ["--timeout", "0.3"], 1, False),
             ("bad preset", FIXED, ["--set", "color=1"], 2, False),
