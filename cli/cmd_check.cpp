@@ -18,7 +18,7 @@ bool checkFile(const std::string& file, const Invocation& invocation) {
     printer.setContext(&session.context());
     CompileOptions options;
     CompileInfo info;
-    options.reportUnterminatedComment = true;
+    options.reportEndless = true;
     options.info = &info;
     const bool good = session.compile(file, options) && session.check();
     for (const SourcePos& pos : info.nestedConditionals) {

@@ -23,7 +23,7 @@ int list(const ListOptions& options, const Invocation& invocation) {
     ScriptSession session(printer);
     printer.setContext(&session.context());
     CompileOptions compileOptions;
-    compileOptions.reportUnterminatedComment = true;
+    compileOptions.reportEndless = true;
     const bool good = session.compile(options.file, compileOptions);
     printer.finish();
     printer.setContext(nullptr);

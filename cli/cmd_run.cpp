@@ -41,7 +41,7 @@ public:
     /// @return the exit status
     int execute() {
         CompileOptions options;
-        options.reportUnterminatedComment = true;
+        options.reportEndless = true;
         const bool compiled = session_.compile(file_, options) && session_.check();
         if (ended() || !compiled) return kExitScriptFailed;
 

@@ -49,11 +49,11 @@ ScriptCheck precheck(const std::string& nativePath, const std::vector<std::strin
     recorder.setContext(&session.context());
     CompileInfo info;
     CompileOptions options;
-    options.reportUnterminatedComment = true;
+    options.reportEndless = true;
     options.info = &info;
     static_cast<void>(session.compile(nativePath, options) && session.check());
     recorder.setContext(nullptr);
-    check.safe_ = !info.unterminatedComment;
+    check.safe_ = !info.endless;
     for (ShownMessage& message : recorder.messages) check.diagnostics_.push_back({std::move(message), false});
     return check;
 }

@@ -54,7 +54,7 @@ protected:
         collector_.places.clear();
         info_ = {};
         options_.info = &info_;
-        options_.reportUnterminatedComment = true;
+        options_.reportEndless = true;
         return compileScript(ctx_, path("main.ks"), options_);
     }
     /// The code as "OP operand, OP operand" without the "OP_" of the names.

@@ -37,8 +37,9 @@ public:
     void compileError(std::string_view message);
     void compileError(std::string_view message, const SourcePos& where);
     void compileWarning(std::string_view message, const SourcePos& where);
-    /// Reports and counts a comment that never ends, and ends the compile.
-    void unterminatedComment(const SourcePos& opening);
+    /// Reports and counts what would keep the compile busy for ever, and ends it.
+    /// @param format  a message format whose first two arguments are the file and the line
+    void reportEndless(const SourcePos& where, std::string_view format, std::string_view what = {});
     [[nodiscard]] const CompileOptions& options() const noexcept { return options_; }
 
     // --- symbols.cpp ---
@@ -220,6 +221,8 @@ private:
     // libraries.cpp
     void listUnresolvedCalls();
     [[nodiscard]] bool openLibrary(const Library& library);
+    /// True when the file at a native path is among those that brought the library in.
+    [[nodiscard]] bool bringsItselfIn(const Library& library, const std::string& path) const;
     void linkLibraryProcedure(const FunctionRecord& function);
 
     // actions_statements.cpp
@@ -242,7 +245,7 @@ private:
     Parser parser_;
 
     std::int32_t errorCount_ = 0;
-    bool commentOpen_ = false;  // an unterminated comment has been reported
+    bool endless_ = false;      // reportEndless() has ended the compile
     std::string lineText_;      // the source line that messages quote
     std::string mainPath_;      // the script's own path, for the library search
 

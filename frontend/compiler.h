@@ -15,15 +15,15 @@ struct CompileInfo {
     /// Every conditional "?" inside another one of the same expression: by design its jumps are linked
     /// wrongly.
     std::vector<SourcePos> nestedConditionals;
-    /// The input ended inside a block comment (set under CompileOptions::reportUnterminatedComment only).
-    bool unterminatedComment = false;
+    /// The script would keep the compile busy for ever (set under CompileOptions::reportEndless only).
+    bool endless = false;
 };
 
 struct CompileOptions {
-    /// A block comment that never ends makes the scanner wait for ever, by design. With this option the
-    /// compile ends instead with a plain error at the place where the comment opens: what the command line
-    /// uses.
-    bool reportUnterminatedComment = false;
+    /// A block comment that never ends makes the scanner wait for ever, and a library that brings itself in is
+    /// read for ever, by design. With this option the compile ends instead with a plain error at the place
+    /// where that begins: what the command line uses.
+    bool reportEndless = false;
     NativeServices* native = nullptr;  ///< agent classes, queues, compiled libraries; may be null
     CompileInfo* info = nullptr;       ///< may be null
 };

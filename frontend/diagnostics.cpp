@@ -61,15 +61,16 @@ void Compiler::compileWarning(std::string_view message, const SourcePos& where) 
     report("#W", head, where);
 }
 
-void Compiler::unterminatedComment(const SourcePos& opening) {
-    const PlaceGuard guard(ctx_.reporter, opening);
+void Compiler::reportEndless(const SourcePos& where, std::string_view format, std::string_view what) {
+    const PlaceGuard guard(ctx_.reporter, where);
     const std::string_view file =
-        opening.file > 0 ? program().files[static_cast<std::size_t>(opening.file)].path : mainPath_;
-    ctx_.reporter.report("#EFile '%s', line %d<br>Comment opened here is never closed", file, opening.line);
+        where.file > 0 ? program().files[static_cast<std::size_t>(where.file)].path : mainPath_;
+    ctx_.reporter.report(format, file, where.line, what);
     ++errorCount_;
     scanner_.skipInput();
-    commentOpen_ = true;
-    if (options_.info != nullptr) options_.info->unterminatedComment = true;
+    libraries_.clear();
+    endless_ = true;
+    if (options_.info != nullptr) options_.info->endless = true;
 }
 
 }  // namespace kestrel

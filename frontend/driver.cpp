@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,7 +23,7 @@ int Compiler::compile(std::string_view path) {
     mainPath_ = path;
     preprocessAndParse(path);
     if (aborted()) return ctx_.reporter.state.errorCount;
-    if (commentOpen_) return errorCount_;
+    if (endless_) return errorCount_;
     if (!checkUnresolved()) return ctx_.reporter.state.errorCount;
     if (errorCount_ > 0) reportSummary();
     return errorCount_;
@@ -57,7 +58,7 @@ void Compiler::parse() {
     Parser::Status status = Parser::Status::More;
     while (status == Parser::Status::More && !aborted()) {
         const Token& token = scanner_.next();
-        if (aborted() || commentOpen_) return;
+        if (aborted() || endless_) return;
         status = parser_.push(token);
     }
 }
@@ -91,8 +92,13 @@ void Compiler::reportSummary() {
 }
 
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options) {
-    Compiler compiler(ctx, options);
-    return compiler.compile(systemPath);
+    try {
+        Compiler compiler(ctx, options);
+        return compiler.compile(systemPath);
+    } catch (const std::bad_alloc&) {  // where no action of its own handles it
+        ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
+        return ctx.reporter.state.errorCount;
+    }
 }
 
 }  // namespace kestrel

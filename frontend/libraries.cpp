@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -76,10 +77,24 @@ bool Compiler::openLibrary(const Library& library) {
     if (!text && ctx_.services.locator != nullptr && ctx_.services.locator->locate(ctx_, library.name, path))
         text = platform::readTextFile(path);
     if (!text) return false;
+    if (options_.reportEndless && bringsItselfIn(library, platform::nativePath(path))) {
+        reportEndless(library.where, "#EFile '%s', line %d<br>Library '%s' brings itself in again", library.name);
+        return true;
+    }
     const auto file = static_cast<std::int32_t>(program().files.size());
     program().files.push_back({platform::nativePath(path), library.where});
     scanner_.open(*std::move(text), LineMap::identity(file));
     return true;
+}
+
+bool Compiler::bringsItselfIn(const Library& library, const std::string& path) const {
+    for (std::int32_t file = library.where.file; file >= 0;) {
+        const SourceFile& source = ctx_.program->files[static_cast<std::size_t>(file)];
+        std::error_code ignored;
+        if (std::filesystem::equivalent(source.path, path, ignored)) return true;
+        file = source.broughtInBy.file;
+    }
+    return false;
 }
 
 void Compiler::linkLibraryProcedure(const FunctionRecord& function) {

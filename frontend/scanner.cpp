@@ -181,8 +181,8 @@ int Scanner::closeLiteral() {
 }
 
 void Scanner::commentUnterminated() {
-    if (compiler_.options().reportUnterminatedComment) {
-        compiler_.unterminatedComment(openingPos_);
+    if (compiler_.options().reportEndless) {
+        compiler_.reportEndless(openingPos_, "#EFile '%s', line %d<br>Comment opened here is never closed");
         return;
     }
     // Meant: an open comment waits for its end, which can't come any more. Only whoever watches the run
