@@ -169,6 +169,15 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 else
                     assign(ctx);
                 break;
+            case kCountUp:
+            case kCountDown:
+                if (node->variable->type == Number || node->variable->type == Integer) {
+                    node->variable->number += node->exec == kCountUp ? 1.0 : -1.0;
+                    node = node->next;
+                } else {
+                    stack.pushNode(VarRef, node);
+                }
+                break;
             case OP_VAR:
                 if (node->mode == kLoad) {
                     load(ctx, *node);

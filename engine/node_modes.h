@@ -41,6 +41,8 @@ enum FusedCode : std::int32_t {
     KESTREL_FUSABLE(KESTREL_FUSED)
 #undef KESTREL_FUSED
     kAssignStatement,  ///< OP_ASSIGN and the end of its statement
+    kCountUp,          ///< `name++` or `++name` whose value nobody wants
+    kCountDown,
 };
 
 }  // namespace kestrel

@@ -109,6 +109,11 @@ private:
         const bool load = node.op == OP_VAR && node.mode == kLoad;
         const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
         if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
+        if (node.op == OP_VAR && node.mode == kReference && isIncrement(node.next) &&
+            (opIs(node.next->next, OP_ENDSTMT) || opIs(node.next->next, OP_FORBODY))) {
+            const bool up = node.next->op == OP_POSTINC || node.next->op == OP_PREINC;
+            return up ? kCountUp : kCountDown;
+        }
         if ((!load && !constant) || node.next == nullptr) return node.op;
         switch (node.next->op) {
 #define KESTREL_FUSED(name) \

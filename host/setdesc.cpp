@@ -26,7 +26,7 @@ void setdescBuiltin(BuiltinCall& call) {
     ShaderContext& context = shaderContext(call.ctx);
     context.description = text.substr(0, kDescriptionLimit);
     context.customDescription = true;
-    call.none();
+    call.result(ValueCell::ofNil());
 }
 
 }  // namespace kestrel
