@@ -7,30 +7,43 @@
     // exit: N                 exit status (0 when not given)
 
 TEXT is the second line of a message whose first line is just the script's path; otherwise "LINE1 | LINE2". In it,
-{line} stands for the number of the line on which the expectation stands.
+{line} stands for the number of the line on which the expectation stands; a line may hold several expectations.
 Every message must be expected; hints are not looked at. --update corrects the texts, kinds and status in place.
+
+A line "// --- NAME" begins a script of its own: several short ones stand in one file. What is above the first such line
+belongs to each of them, and every line keeps its number.
 """
 
 import json
+import pathlib
 import re
+import tempfile
 
 import harness
 
-EXPECTATION = re.compile(r"// expect(?: (warning|error))?: ?(.*)$")
+EXPECTATION = re.compile(r"// expect(?: (warning|error))?: ?(.*?)(?=\s*// expect|$)")
 EXIT = re.compile(r"// exit: (\d+)\s*$")
+BEGIN = re.compile(r"// --- ")
+
+
+def scripts(lines):
+    """The scripts of a file; in each, the lines of the others are empty."""
+    begins = [number for number, line in enumerate(lines) if BEGIN.match(line)] or [len(lines)]
+    return [[line if number < begins[0] or begin <= number < end else "" for number, line in enumerate(lines)]
+            for begin, end in zip(begins, [*begins[1:], len(lines)])]
 
 
 def expectations(lines):
     wanted, status = [], 0
     for number, line in enumerate(lines, 1):
-        if found := EXPECTATION.search(line):
-            wanted.append((found[1] or "info", found[2].rstrip().replace("{line}", str(number))))
-        elif found := EXIT.search(line):
+        wanted += [(found[1] or "info", found[2].rstrip().replace("{line}", str(number)))
+                   for found in EXPECTATION.finditer(line)]
+        if found := EXIT.search(line):
             status = int(found[1])
     return wanted, status
 
 
-def messages(path, stdout):
+def messages(name, stdout):
     shown = []
     for line in stdout.decode("utf-8", "replace").splitlines():
         message = json.loads(line)
@@ -39,7 +52,7 @@ def messages(path, stdout):
         first, second = message["line1"], message["line2"]
         if second is None:
             text = first
-        elif first.endswith(path.name.upper()):
+        elif first.endswith(name.upper()):
             text = second
         else:
             text = f"{first} | {second}"
@@ -51,36 +64,50 @@ def as_text(wanted, status):
     return [f"{kind}: {text}" for kind, text in wanted] + [f"exit: {status}"]
 
 
-def update(path, lines, actual, status):
-    wanted, _ = expectations(lines)
-    if len(wanted) != len(actual):
-        return False
+def corrected(lines, actual, status):
+    """The script with what came out in place of what was expected; None if that needs more or fewer expectations."""
+    if len(expectations(lines)[0]) != len(actual):
+        return None
     following = iter(actual)
 
-    def corrected(number, line):
-        if found := EXPECTATION.search(line):
-            kind, text = next(following)
-            if found[2].rstrip().replace("{line}", str(number)) == text:
-                text = found[2].rstrip()
-            return EXPECTATION.sub(lambda _: f"// expect{'' if kind == 'info' else ' ' + kind}: {text}", line)
-        return line if not EXIT.search(line) else EXIT.sub(f"// exit: {status}", line)
+    def replacement(found, number):
+        kind, text = next(following)
+        if found[2].rstrip().replace("{line}", str(number)) == text:
+            text = found[2].rstrip()
+        return f"// expect{'' if kind == 'info' else ' ' + kind}: {text}"
 
-    path.write_text("\n".join(corrected(n, line) for n, line in enumerate(lines, 1)) + "\n", encoding="latin-1")
-    return True
+    return [EXIT.sub(f"// exit: {status}", EXPECTATION.sub(lambda found: replacement(found, number), line))
+            for number, line in enumerate(lines, 1)]
+
+
+def check_script(name, lines, args):
+    """What is wrong with a script, or None; and its lines, corrected if asked for."""
+    wanted = as_text(*expectations(lines))
+    with tempfile.TemporaryDirectory() as folder:
+        (pathlib.Path(folder) / name).write_text("".join(line + "\n" for line in lines), encoding="latin-1")
+        status, stdout, stderr = harness.run([args.kestrel, "run", "--messages=json", name], folder)
+    try:
+        shown = messages(name, stdout)
+    except (json.JSONDecodeError, KeyError) as error:
+        return f"output is not what was promised: {error}\n{stdout!r}", lines
+    actual = as_text(shown, status)
+    if wanted == actual:
+        return None, lines
+    if args.update and (better := corrected(lines, shown, status)):
+        return None, better
+    return harness.difference(wanted, actual) + "\n" + stderr.decode("utf-8", "replace")[-4000:], lines
 
 
 def check(path, args):
     lines = path.read_text(encoding="latin-1").splitlines()
-    wanted = as_text(*expectations(lines))
-    status, stdout, stderr = harness.run([args.kestrel, "run", "--messages=json", path.name], path.parent)
-    try:
-        shown = messages(path, stdout)
-    except (json.JSONDecodeError, KeyError) as error:
-        return f"output is not what was promised: {error}\n{stdout!r}"
-    actual = as_text(shown, status)
-    if wanted == actual or (args.update and update(path, lines, shown, status)):
-        return None
-    return harness.difference(wanted, actual) + "\n" + stderr.decode("utf-8", "replace")[-4000:]
+    failures, written = [], lines
+    for script in scripts(lines):
+        failure, better = check_script(path.name, script, args)
+        failures += [failure] if failure else []
+        written = [new if old else kept for old, new, kept in zip(script, better, written)]
+    if written != lines:
+        path.write_text("".join(line + "\n" for line in written), encoding="latin-1")
+    return "\n".join(failures) or None
 
 
 def main():
