@@ -1,0 +1,52 @@
+// The interpreter's loop exists twice: plain, with instructions fused and markers passed over, and with a line hook,
+// one instruction at a time. Every language test must show the same messages in both.
+#include "host/script_session.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace kestrel {
+namespace {
+
+class Recorder final : public MessageSink {
+public:
+    void show(const Message& message) override { lines.push_back(message.line1 + "|" + message.line2.value_or("")); }
+    std::vector<std::string> lines;
+};
+
+class CountingHook final : public LineHook {
+public:
+    void line(EngineContext&, const CodeNode&) override { ++lines; }
+    int lines = 0;
+};
+
+std::vector<std::string> runScript(const std::string& file, LineHook* hook) {
+    Recorder recorder;
+    ScriptSession session(recorder);
+    session.context().run.hook = hook;
+    if (session.compile(file, {.reportEndless = true}) && session.check()) {
+        session.prepare();
+        recorder.lines.push_back(session.runMain() ? "aborted" : "ended");
+    }
+    session.unload();
+    return recorder.lines;
+}
+
+TEST(TwoLoops, ShowTheSameMessages) {
+    CountingHook hook;
+    int scripts = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTREL_LANGUAGE_TESTS)) {
+        if (entry.path().extension() != ".ks") continue;
+        const std::string file = entry.path().string();
+        EXPECT_EQ(runScript(file, nullptr), runScript(file, &hook)) << file;
+        ++scripts;
+    }
+    EXPECT_GT(scripts, 0);
+    EXPECT_GT(hook.lines, scripts);
+}
+
+}  // namespace
+}  // namespace kestrel
