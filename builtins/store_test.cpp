@@ -82,23 +82,20 @@ TEST_F(StoreTest, scopesAreApart) {
 TEST_F(StoreTest, defaultsStandInForWhatWasNeverStored) {
     FileNameHeader file{nullptr, "f.txt"};
     const ValueCell mark = ValueCell::ofMark(ListMark);
-    const struct {
-        Cells args;
-        int argc;
-        const char* left;
-    } rows[] = {
-        {{S("k")}, 1, "nil"},
-        {{S("k"), I(7)}, 2, "7i"},
-        {{S("k"), V(1, 2, 3)}, 2, "<1,2,3>"},
-        {{S("k"), S("text")}, 2, "'text'"},
-        {{S("k"), nil()}, 2, "nil"},
-        {{S("k"), ValueCell::ofObject(FileObj, &file)}, 2, "'f.txt'"},
-        {{S("k"), mark, N(1), S("b"), mark}, 2, "@ 1 'b' @"},
-        {{S("k"), N(1), S("b"), ValueCell::ofCount(2)}, 2, "1 'b' return 2"},
+    std::vector<Row> rows = {
+        {"recall", {S("k")}, "nil"},
+        {"recall", {S("k"), I(7)}, "7i"},
+        {"recall", {S("k"), V(1, 2, 3)}, "<1,2,3>"},
+        {"recall", {S("k"), S("text")}, "'text'"},
+        {"recall", {S("k"), nil()}, "nil"},
+        {"recall", {S("k"), ValueCell::ofObject(FileObj, &file)}, "'f.txt'"},
+        {"recall", {S("k"), mark, N(1), S("b"), mark}, "@ 1 'b' @", 2},
+        {"recall", {S("k"), N(1), S("b"), ValueCell::ofCount(2)}, "1 'b' return 2", 2},
     };
-    for (const auto& row : rows) EXPECT_EQ(call("recall", row.args, row.argc), row.left);
+    expectRows(rows);
     call("store", {S("k"), N(5)});
-    for (const auto& row : rows) EXPECT_EQ(call("recall", row.args, row.argc), "5");
+    for (Row& row : rows) row.left = "5";
+    expectRows(rows);
     EXPECT_EQ(ctx.pool.liveBlocks(), 0u);
 }
 

@@ -9,7 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,24 +18,24 @@ namespace kestrel::test {
 
 using Cells = std::vector<ValueCell>;
 
-inline ValueCell N(double v) {
-    return ValueCell::ofNumber(v);
-}
-inline ValueCell I(double v) {
-    return ValueCell::ofInteger(v);
-}
+inline constexpr auto N = &ValueCell::ofNumber;
+inline constexpr auto I = &ValueCell::ofInteger;
+inline constexpr auto S = &ValueCell::ofText;
+inline constexpr auto nil = &ValueCell::ofNil;
 inline ValueCell V(double x, double y, double z) {
     return ValueCell::ofVector({x, y, z});
-}
-inline ValueCell S(const char* text) {
-    return ValueCell::ofText(text);
-}
-inline ValueCell nil() {
-    return ValueCell::ofNil();
 }
 inline ValueCell A(ArrayRecord* array) {
     return ValueCell::ofArray(array, nullptr);
 }
+
+/// A call and what it leaves.
+struct Row {
+    const char* name;
+    Cells args;
+    const char* left;
+    int argc = -1;  ///< -1: as many as there are cells
+};
 
 class BuiltinTest : public ::testing::Test, private MessageSink {
 protected:
@@ -62,28 +63,20 @@ protected:
         return left;
     }
 
+    void expectRows(const std::vector<Row>& rows) {
+        for (const Row& row : rows)
+            EXPECT_EQ(call(row.name, row.args, row.argc), row.left) << row.name << " -> " << row.left;
+    }
+
     static std::string show(const ValueCell& cell) {
         const Vec3& v = cell.payload.vec;
-        switch (cell.type) {
-            case Number:
-                return print("%.10g", cell.payload.number);
-            case Integer:
-                return print("%.10gi", cell.payload.number);
-            case Vector:
-                return "<" + print("%.10g", v.x) + "," + print("%.10g", v.y) + "," + print("%.10g", v.z) +
-                       ">";
-            case String:
-            case TempString:
-                return "'" + std::string(cell.payload.text) + "'";
-            case Nil:
-                return "nil";
-            case ReturnCount:
-                return print("return %.10g", cell.payload.number);
-            case ListMark:
-                return "@";
-            default:
-                return "type " + std::to_string(cell.type);
-        }
+        if (cell.type == Number) return print(cell.payload.number);
+        if (cell.type == Integer) return print(cell.payload.number) + "i";
+        if (cell.type == ReturnCount) return "return " + print(cell.payload.number);
+        if (cell.type == Vector) return "<" + print(v.x) + "," + print(v.y) + "," + print(v.z) + ">";
+        if (cell.isText()) return "'" + std::string(cell.payload.text) + "'";
+        if (cell.type == Nil) return "nil";
+        return cell.type == ListMark ? "@" : "type " + std::to_string(cell.type);
     }
 
     ArrayRecord* makeElements(const Cells& elements) {
@@ -99,17 +92,12 @@ protected:
     std::vector<Message> shown;
 
 private:
-    static std::string print(const char* format, double v) {
-        char text[64];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-        std::snprintf(text, sizeof text, format, v);
-#pragma GCC diagnostic pop
-        return text;
+    static std::string print(double v) {
+        std::ostringstream text;
+        text << std::setprecision(10) << v;
+        return text.str();
     }
-    void show(const Message& message) override {
-        shown.push_back(message);
-    }
+    void show(const Message& message) override { shown.push_back(message); }
 };
 
 }  // namespace kestrel::test
