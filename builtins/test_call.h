@@ -33,7 +33,7 @@ inline ValueCell A(ArrayRecord* array) {
 struct Row {
     const char* name;
     Cells args;
-    const char* left;
+    std::string left;
     int argc = -1;  ///< -1: as many as there are cells
 };
 
