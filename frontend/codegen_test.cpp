@@ -2,23 +2,15 @@
 
 namespace kestrel::test {
 
-namespace {
-
-struct CodeCase {
-    const char* source;
-    const char* code;
-};
-
-}  // namespace
-
 using CodeTest = CompileTest;
 
 TEST_F(CodeTest, EveryOperandAndOperatorHasItsCode) {
-    const CodeCase cases[] = {
+    const SourceCase cases[] = {
         {"nil; true; FALSE;", "NIL, ENDSTMT, NUMBER 1, ENDSTMT, NUMBER 0, ENDSTMT"},
         {"1.5; 7; 'a'; \"t\";",
          "NUMBER 1.5, ENDSTMT, INTEGER 7, ENDSTMT, INTEGER 97, ENDSTMT, STRING \"t\", ENDSTMT"},
-        {"::g;", "VAR ::g, ENDSTMT"},
+        {"::g = 1;", "VAR ::g, ASSIGNMARK, INTEGER 1, ASSIGN, ENDSTMT"},
+        {"const k = PI;", "VAR k, ASSIGNMARK, VAR PI, ASSIGN, ENDSTMT"},
         {"<1, a + 2, -a>;", "INTEGER 1, VAR a, INTEGER 2, ADD, VAR a, NEG, VECTOR, ENDSTMT"},
         {"x = @ 1, 2 @;", "VAR x, ASSIGNMARK, LIST, INTEGER 1, INTEGER 2, LIST, ASSIGN, ENDSTMT"},
         {"x = (1, , 2);", "VAR x, ASSIGNMARK, INTEGER 1, NIL, INTEGER 2, ASSIGN, ENDSTMT"},
@@ -54,7 +46,7 @@ TEST_F(CodeTest, EveryOperandAndOperatorHasItsCode) {
         // in a chain the operator read last counts for every level
         {"a = b += 1;", "VAR a, ASSIGNMARK, VAR b, ASSIGNMARK, INTEGER 1, ADDASSIGN, ADDASSIGN, ENDSTMT"},
         {"a[i, j];", "DIM, SEP, VAR i, SEP, VAR j, INDEX a, ENDSTMT"},
-        {"a[];", "DIM, SEP, NUMBER -1, INDEX a, ENDSTMT"},
+        {"a[]++;", "DIM, SEP, NUMBER -1, INDEX a, POSTINC, ENDSTMT"},
         {"a[1][2];", "DIM, SEP, INTEGER 1, SEP, INTEGER 2, INDEX a, ENDSTMT"},
         // after a nested index a "," of the outer one separates nothing
         {"a[b[1], 2];", "DIM, SEP, DIM, SEP, INTEGER 1, INDEX b, INTEGER 2, INDEX a, ENDSTMT"},
@@ -64,11 +56,11 @@ TEST_F(CodeTest, EveryOperandAndOperatorHasItsCode) {
         {"c ? a : b;", "VAR c, IF @4, VAR a, ENDIF, ELSE @7, VAR b, ENDELSE, ENDSTMT"},
         {"n ? a, b;", "VAR n, SELMARK, VAR a, VAR b, SELECTOR, ENDSTMT"},
     };
-    for (const CodeCase& c : cases) EXPECT_EQ(body(c.source), c.code) << c.source;
+    for (const SourceCase& c : cases) EXPECT_EQ(body(c.source), c.expected) << c.source;
 }
 
 TEST_F(CodeTest, EveryStatementHasItsCodeAndJumps) {
-    const CodeCase cases[] = {
+    const SourceCase cases[] = {
         {"", ""},
         {"begin { } end goto;", ""},
         {"var a, b = 1;",
@@ -116,7 +108,7 @@ TEST_F(CodeTest, EveryStatementHasItsCodeAndJumps) {
          "ENDSWITCH, "
          "ENDSTMT, ENDCASE, ENDSWITCH"},
     };
-    for (const CodeCase& c : cases) EXPECT_EQ(body(c.source), c.code) << c.source;
+    for (const SourceCase& c : cases) EXPECT_EQ(body(c.source), c.expected) << c.source;
 }
 
 TEST_F(CodeTest, NestedConditionalsAreLinkedThroughOneReferenceAndNoted) {
@@ -141,7 +133,7 @@ TEST_F(CodeTest, LongExpressionsAndDeepNestingCompile) {
 }
 
 TEST_F(CodeTest, ProgramItemsHaveTheirCodeInSourceOrder) {
-    const CodeCase cases[] = {
+    const SourceCase cases[] = {
         {"a, b = 2;", "DECL, VAR b, ASSIGNMARK, INTEGER 2, ASSIGN, ENDDECL, ENDSTMT"},
         {"var a;", "DECL, VAR a, ENDDECL, ENDSTMT"},
         {"f: p, q = 1 { p; }",
@@ -150,9 +142,9 @@ TEST_F(CodeTest, ProgramItemsHaveTheirCodeInSourceOrder) {
         {"procedure f begin end a;", "FUNC f, ENDFUNC, ENDSTMT"},
         {"declare record R { a; }", ""},
     };
-    for (const CodeCase& c : cases) {
+    for (const SourceCase& c : cases) {
         EXPECT_EQ(compile(std::string(c.source) + '\n'), 0) << messages();
-        EXPECT_EQ(code(), c.code) << c.source;
+        EXPECT_EQ(code(), c.expected) << c.source;
     }
 }
 

@@ -17,6 +17,12 @@
 
 namespace kestrel::test {
 
+/// A row of a table: a script or a piece of one, and what must come of it.
+struct SourceCase {
+    const char* source;
+    const char* expected;
+};
+
 class Collector : public MessageSink {
 public:
     /// "E line1|line2", the kind's letter first.

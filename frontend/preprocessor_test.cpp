@@ -70,15 +70,11 @@ TEST_F(PreprocessorTest, WrongDirectivesAreAllReported) {
 TEST_F(PreprocessorTest, VersionsUpTo13Pass) {
     for (const char* passes : {"1.3", "1.2", "1", "0.9", "\"1.3\"", "1.34"})
         EXPECT_EQ(compile("#version " + std::string(passes) + "\n"), 0) << passes;
-    struct Case {
-        const char* version;
-        const char* shown;
-    };
-    for (const Case& c :
-         {Case{"1.4", "1.4"}, Case{"1.35", "1.4"}, Case{"2", "2.0"}, Case{"\"3.1\"", "3.1"}}) {
-        EXPECT_EQ(compile("#version " + std::string(c.version) + "\n"), 2);
+    for (const SourceCase& c : {SourceCase{"1.4", "1.4"}, SourceCase{"1.35", "1.4"}, SourceCase{"2", "2.0"},
+                                SourceCase{"\"3.1\"", "3.1"}}) {
+        EXPECT_EQ(compile("#version " + std::string(c.source) + "\n"), 2);
         EXPECT_EQ(messages(),
-                  "E |Script requires version " + std::string(c.shown) + " or later of this plugin\n");
+                  "E |Script requires version " + std::string(c.expected) + " or later of this plugin\n");
     }
 }
 
@@ -203,12 +199,6 @@ TEST_F(PreprocessorTest, TheTemporaryFileStandsInTmpAndGoesAfterwards) {
     EXPECT_EQ(compile("main { }\n"), 2);
     EXPECT_EQ(messages(), "E |Cannot create output file '" + tmp + '\\' + name + "'\n");
     platform::setEnvironment("TMP", before.value_or(""));
-}
-
-TEST_F(PreprocessorTest, AScriptThatCannotBeReadIsNamed) {
-    ctx_.reset();
-    EXPECT_EQ(compileScript(ctx_, path("absent.ks")), 2);
-    EXPECT_EQ(collector_.texts.at(0), "E |Cannot open input file '" + path("absent.ks") + "'");
 }
 
 }  // namespace kestrel::test

@@ -5,11 +5,7 @@ namespace kestrel::test {
 using ScannerTest = CompileTest;
 
 TEST_F(ScannerTest, TokensFollowTheLongestMatch) {
-    struct Case {
-        const char* source;
-        const char* code;
-    };
-    const Case cases[] = {
+    const SourceCase cases[] = {
         {"x + -1; x+-1;", "VAR x, INTEGER -1, ADD, ENDSTMT, VAR x, INTEGER -1, ADD, ENDSTMT"},
         {"-.5; .5; 1.5e3; 1.5E-3;",
          "NUMBER -0.5, ENDSTMT, NUMBER 0.5, ENDSTMT, NUMBER 1500, ENDSTMT, "
@@ -23,7 +19,7 @@ TEST_F(ScannerTest, TokensFollowTheLongestMatch) {
         {"x; // y;\n z;", "VAR x, ENDSTMT, VAR z, ENDSTMT"},
         {"99999999999;", "INTEGER 2.14748e+09, ENDSTMT"},
     };
-    for (const Case& c : cases) EXPECT_EQ(body(c.source), c.code) << c.source;
+    for (const SourceCase& c : cases) EXPECT_EQ(body(c.source), c.expected) << c.source;
     for (const char* wrong : {"x-1;", "x -1;", "1.;", "1e5;", "1.5e;", "'ab';", "<>1, 2>;"})
         EXPECT_GT(compile("main { y = " + std::string(wrong) + " }\n"), 0) << wrong;
 }

@@ -1,12 +1,14 @@
-"""What both test runners share: running `kestrel` in a clean environment and telling differences."""
+"""What the test runners share: running `kestrel` in a clean environment, telling differences, reading pictures."""
 
 import argparse
 import difflib
 import os
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
+import zlib
 
 TIME_LIMIT = 60  # seconds for one test; only a hang reaches it
 
@@ -41,6 +43,34 @@ def run(command, cwd):
         except subprocess.TimeoutExpired as expired:
             return "killed: did not end", expired.stdout or b"", expired.stderr or b""
     return done.returncode, done.stdout, done.stderr
+
+
+def picture(png):
+    """Width, height and rows of an 8-bit RGB PNG."""
+    assert png[:8] == b"\x89PNG\r\n\x1a\n"
+    at, data, width, height = 8, b"", 0, 0
+    while at < len(png):
+        size, kind = struct.unpack(">I4s", png[at:at + 8])
+        body = png[at + 8:at + 8 + size]
+        if kind == b"IHDR":
+            width, height, depth, colour = struct.unpack(">IIBB", body[:10])
+            assert (depth, colour) == (8, 2)
+        elif kind == b"IDAT":
+            data += body
+        at += 12 + size
+    raw, stride = zlib.decompress(data), 3 * width
+    rows, above = [], bytes(stride)
+    for start in range(0, len(raw), stride + 1):
+        method, row = raw[start], bytearray(raw[start + 1:start + 1 + stride])
+        for i in range(stride):
+            left = row[i - 3] if i >= 3 else 0
+            corner = above[i - 3] if i >= 3 else 0
+            guess = left + above[i] - corner
+            nearest = min((left, above[i], corner), key=lambda v: abs(guess - v))
+            row[i] = (row[i] + (0, left, above[i], (left + above[i]) // 2, nearest)[method]) & 255
+        rows.append(bytes(row))
+        above = row
+    return width, height, rows
 
 
 def difference(expected, actual):

@@ -2,10 +2,8 @@
 
 import json
 import pathlib
-import struct
 import sys
 import tempfile
-import zlib
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 import harness
@@ -13,39 +11,6 @@ import harness
 SIZE = 48
 # The sphere covers about a third of the picture; a script that leaves less than this changed shades nothing.
 LEAST_CHANGED = 0.1
-
-
-def pixels(png):
-    """The pixel rows of a PNG; same filters for same rows, so that equal pictures have equal rows."""
-    if png[:8] != b"\x89PNG\r\n\x1a\n":
-        raise ValueError("no PNG")
-    at, data, width = 8, b"", 0
-    while at < len(png):
-        length, kind = struct.unpack(">I4s", png[at:at + 8])
-        body = png[at + 8:at + 8 + length]
-        if kind == b"IHDR":
-            width, height = struct.unpack(">II", body[:8])
-            if (width, height) != (SIZE, SIZE):
-                raise ValueError(f"the picture has {width}x{height} pixels")
-        if kind == b"IDAT":
-            data += body
-        at += 12 + length
-    return unfilter(zlib.decompress(data), 3 * width)
-
-
-def unfilter(data, row_length, step=3):
-    rows, above = [], bytes(row_length)
-    for start in range(0, len(data), row_length + 1):
-        kind, row = data[start], bytearray(data[start + 1:start + 1 + row_length])
-        for i in range(row_length):
-            left = row[i - step] if i >= step else 0
-            corner = above[i - step] if i >= step else 0
-            guess = left + above[i] - corner
-            paeth = min((left, above[i], corner), key=lambda value: abs(guess - value))
-            row[i] = (row[i] + (0, left, above[i], (left + above[i]) // 2, paeth)[kind]) & 255
-        rows.append(bytes(row))
-        above = row
-    return b"".join(rows)
 
 
 def render(kestrel, script, folder):
@@ -59,7 +24,10 @@ def render(kestrel, script, folder):
     for line in out.decode().splitlines():
         if json.loads(line).get("kind") in ("warning", "error", "hint"):
             raise ValueError(line)
-    return pixels(picture.read_bytes())
+    width, height, rows = harness.picture(picture.read_bytes())
+    if (width, height) != (SIZE, SIZE):
+        raise ValueError(f"the picture has {width}x{height} pixels")
+    return b"".join(rows)
 
 
 def check(kestrel, script, plain):

@@ -63,9 +63,9 @@ TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
     const HxInstance a = host.create();
     const HxInstance b = host.create();
     EXPECT_EQ(host.lookups, Lines{});
-    host.handler.destroy(a);
+    host.destroy(a);
     EXPECT_EQ(host.lookups, Lines{});
-    host.handler.destroy(b);
+    host.destroy(b);
     EXPECT_EQ(host.lookups, (Lines{"File Request 2", "Info Messages 2", "HX Item Info 2", "HX Object Info 2",
                                    "HX Bone Info 2", "HX Light Info 2", "HX Camera Info 2", "HX Scene Info 2",
                                    "HX Image List 2"}));
@@ -118,7 +118,6 @@ TEST(Activation, ARenderNodeWithoutADialogCancelsRequests) {
     const HxInstance instance = host.create();
     EXPECT_EQ(host.edit(instance), HXM_OK);
     EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
-    host.handler.destroy(instance);
 }
 
 TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
@@ -134,7 +133,6 @@ TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
         host.load(instance, host.write("a.ks", "create { info(runningUnder(), INSTANCE); }"));
         ASSERT_EQ(host.messages.size(), 1u);
         EXPECT_TRUE(host.messages[0].ends_with(std::string(shown) + "pt2")) << host.messages[0];
-        host.handler.destroy(instance);
     }
 }
 

@@ -100,7 +100,6 @@ process: sa
     EXPECT_EQ(allocations - before, 0u);
     EXPECT_EQ(host.shown(), Lines{});
     EXPECT_EQ(sample.mirror, 2.5);
-    host.handler.destroy(instance);
 }
 
 }  // namespace

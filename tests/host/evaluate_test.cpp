@@ -5,16 +5,6 @@
 namespace kestrel::test {
 namespace {
 
-/// The texts behind the script's path.
-Lines said(FakeHost& host) {
-    Lines lines;
-    for (const std::string& message : host.shown()) {
-        const std::size_t at = message.find(" / ");
-        lines.push_back(at == std::string::npos ? message : message.substr(at + 3));
-    }
-    return lines;
-}
-
 TEST(Evaluate, EachCallbackRunsItsFunctionIfThereIsOne) {
     FakeHost host;
     const HxInstance instance = host.createWith(
@@ -32,10 +22,9 @@ TEST(Evaluate, EachCallbackRunsItsFunctionIfThereIsOne) {
         host.handler.cleanup(each);
         EXPECT_EQ(host.handler.usedItems(each), nullptr);
         if (each == instance)
-            EXPECT_EQ(said(host), (Lines{"init", "12 1 0.5 1", "flags", "process", "cleanup"}));
+            EXPECT_EQ(host.said(), (Lines{"init", "12 1 0.5 1", "flags", "process", "cleanup"}));
         else
-            EXPECT_EQ(said(host), Lines{});
-        host.handler.destroy(each);
+            EXPECT_EQ(host.said(), Lines{});
     }
     host.handler.init(nullptr);
     host.handler.evaluate(nullptr, nullptr);
@@ -62,8 +51,7 @@ TEST(Evaluate, FlagsAreNamesAndNumbers) {
         FakeHost host;
         const HxInstance instance = host.createWith(std::string("flags { ") + c.body + " }");
         EXPECT_EQ(host.handler.flags(instance), c.mask);
-        EXPECT_EQ(said(host), Lines(static_cast<std::size_t>(c.warnings), kWarning));
-        host.handler.destroy(instance);
+        EXPECT_EQ(host.said(), Lines(static_cast<std::size_t>(c.warnings), kWarning));
     }
 }
 
@@ -83,7 +71,7 @@ TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     host.handler.init(instance);
     EXPECT_EQ(luminous(), 1.0);
     EXPECT_EQ(host.module().aborted(instance), 1);
-    EXPECT_EQ(said(host), Lines{"Line 5, attempt to access undeclared array x"});
+    EXPECT_EQ(host.said(), Lines{"Line 5, attempt to access undeclared array x"});
     EXPECT_EQ(luminous(), 0.0);      // skipped
     host.handler.cleanup(instance);  // not defined: changes nothing
     EXPECT_EQ(luminous(), 0.0);
@@ -91,7 +79,6 @@ TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     EXPECT_EQ(luminous(), 0.0);
     host.handler.newTime(instance, 1, 0.0);
     EXPECT_EQ(luminous(), 2.0);
-    host.handler.destroy(instance);
 }
 
 TEST(Evaluate, TopLevelCodeThatFailsKeepsProcessFromRunning) {
@@ -104,7 +91,6 @@ TEST(Evaluate, TopLevelCodeThatFailsKeepsProcessFromRunning) {
     host.load(instance, host.write("bad.ks", "process: sa { sa.eta = 4; }\nbad = 1 / 0;"));
     host.handler.evaluate(instance, &sample);
     EXPECT_EQ(sample.eta, 3.0);
-    host.handler.destroy(instance);
 }
 
 TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
@@ -114,15 +100,14 @@ TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
         "cleanup { for (i = 0; i < 100; i++) sqrt(1, 2); }\nnewtime: f, t { }\nprocess: sa { sa.mirror = 1; "
         "}");
     host.handler.init(instance);
-    const Lines deep = said(host);
+    const Lines deep = host.said();
     EXPECT_EQ(deep, Lines{"Line 1, too many nested loops and/or function calls"});
     host.handler.cleanup(instance);
-    EXPECT_EQ(said(host).back(), "Terminating.");
+    EXPECT_EQ(host.said().back(), "Terminating.");
     host.handler.newTime(instance, 1, 0.0);
     ShadingSample sample{};
     host.handler.evaluate(instance, &sample);
     EXPECT_EQ(sample.mirror, 1.0);
-    host.handler.destroy(instance);
 }
 
 }  // namespace

@@ -98,6 +98,7 @@ FakeHost::FakeHost() {
 }
 
 FakeHost::~FakeHost() {
+    while (!living_.empty()) destroy(*living_.begin());
     dlclose(library_);
     fs::current_path(fs::temp_directory_path());
     fs::remove_all(native_);
@@ -118,7 +119,13 @@ HxInstance FakeHost::create() {
     const char* error = untouched;
     const HxInstance instance = handler.create(&error);
     EXPECT_EQ(error, untouched);
+    living_.insert(instance);
     return instance;
+}
+
+void FakeHost::destroy(HxInstance instance) {
+    living_.erase(instance);
+    handler.destroy(instance);
 }
 
 HxInstance FakeHost::createWith(const std::string& script, const std::string& name) {
@@ -148,6 +155,13 @@ std::string FakeHost::directory() const {
 
 std::vector<std::string> FakeHost::shown() {
     return std::exchange(messages, {});
+}
+
+std::vector<std::string> FakeHost::said() {
+    std::vector<std::string> texts = shown();
+    for (std::string& text : texts)
+        if (const std::size_t at = text.find(" / "); at != std::string::npos) text.erase(0, at + 3);
+    return texts;
 }
 
 LoadState MemoryState::loading() {

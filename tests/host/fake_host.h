@@ -50,8 +50,14 @@ public:
     /// @return the system's path of a script written in the test's directory; a missing `process` is added
     std::string write(const std::string& name, const std::string& script);
     [[nodiscard]] std::string directory() const;  ///< the test's, in the system's form
+    /// Destroys an instance; those that a test leaves are destroyed with the host.
+    void destroy(HxInstance instance);
     /// @return what was shown since the last call
     std::vector<std::string> shown();
+    /// @return of what was shown since the last call, the second lines: what scripts say; the whole message
+    /// where
+    ///         there is none
+    std::vector<std::string> said();
 
     ShaderHandlerRecord handler{};
 
@@ -59,6 +65,7 @@ private:
     std::filesystem::path native_;
     void* library_ = nullptr;
     const KestrelModule* module_ = nullptr;
+    std::set<HxInstance> living_;
 };
 
 /// A state in memory: lines of a text state, or the bytes of a binary one.

@@ -18,7 +18,6 @@ protected:
         user = host.write("user.ks", kUser);
         instance = host.create();
     }
-    void TearDown() override { host.handler.destroy(instance); }
 
     FakeHost host;
     std::string user;

@@ -41,20 +41,12 @@ ShadingSample numberedSample() {
 
 class Sample : public testing::Test {
 protected:
-    /// Texts that scripts showed, without their path.
-    Lines said() {
-        Lines lines;
-        for (const std::string& message : host.shown())
-            lines.push_back(message.substr(message.find(" / ") + 3));
-        return lines;
-    }
-
     /// Runs one `process`, of which every line is line 1, on the sample.
     Lines evaluate(const std::string& body, ShadingSample& sample) {
         const HxInstance instance = host.createWith("process: sa { " + body + " }");
         host.handler.evaluate(instance, &sample);
-        host.handler.destroy(instance);
-        return said();
+        host.destroy(instance);
+        return host.said();
     }
 
     FakeHost host;
@@ -175,16 +167,13 @@ TEST_F(Sample, AKeptObjectIsSilentOutsideProcess) {
         "init { k = ::kept; v = k.sx; info(v); v = k.shine; info(v); k.luminous = 3; k.luminous++; }");
     ShadingSample sample = numberedSample();
     host.handler.evaluate(instance, &sample);
-    said();
+    host.said();
     host.handler.init(instance);
-    EXPECT_EQ(said(), (Lines{"(nil)", "(nil)"}));
+    EXPECT_EQ(host.said(), (Lines{"(nil)", "(nil)"}));
     EXPECT_EQ(sample.luminous, 1.0);
-    host.handler.destroy(instance);
 }
 
-// ---- illuminate and raytrace
-// ---------------------------------------------------------------------------------------
-
+/// What the host was asked by illuminate and raytrace.
 struct Asked {
     HostItemID light;
     double point[3];
@@ -278,9 +267,8 @@ TEST_F(Sample, TheHostIsNotAskedOutsideProcess) {
     ShadingSample sample = litSample();
     host.handler.evaluate(instance, &sample);
     host.handler.init(instance);
-    EXPECT_EQ(said(), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
-                             "Line 4, illegal invocation of function raytrace()", "(nil)"}));
-    host.handler.destroy(instance);
+    EXPECT_EQ(host.said(), (Lines{"Line 3, illegal invocation of function illuminate()", "(nil)",
+                                  "Line 4, illegal invocation of function raytrace()", "(nil)"}));
 }
 
 TEST_F(Sample, WhatIsThrownStaysInside) {
@@ -299,7 +287,7 @@ TEST_F(Sample, WhatIsThrownStaysInside) {
     host.handler.evaluate(instance, &sample);
     EXPECT_EQ(sample.mirror, 2.5);
     EXPECT_EQ(sample.eta, 1.0);
-    host.handler.destroy(instance);
+    host.destroy(instance);
     EXPECT_EQ(host.shown(), Lines{});
 }
 

@@ -47,8 +47,6 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
     EXPECT_EQ(shown[0], "info: " + upper(path) + " / create");
     EXPECT_EQ(shown[1], "info: " + upper(path) + " / load 1");
     EXPECT_STREQ(host.handler.describe(loaded), "Kestrel/PT - SHADE.KS");
-    host.handler.destroy(empty);
-    host.handler.destroy(loaded);
 }
 
 TEST(State, ABinaryStateCountsTheTerminatingZero) {
@@ -70,7 +68,6 @@ TEST(State, ABinaryStateCountsTheTerminatingZero) {
     EXPECT_EQ(state.lines[0], nativeLength(static_cast<std::int32_t>(path.size() + 1)));
     EXPECT_EQ(state.lines[1], upper(path) + '\0');
     EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
-    host.handler.destroy(instance);
 }
 
 TEST(State, AStateThatNamesNoScriptLoadsNothing) {
@@ -97,7 +94,6 @@ TEST(State, AStateThatNamesNoScriptLoadsNothing) {
         EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
     }
     EXPECT_EQ(host.shown(), Lines{});
-    host.handler.destroy(instance);
 }
 
 TEST(State, TheStateObjectMayOutliveItsCall) {
@@ -106,7 +102,6 @@ TEST(State, TheStateObjectMayOutliveItsCall) {
         "kept = nil;\nload: mode, state { ::kept = state; }\n"
         "init { other = ::kept; pass(other); }\npass: s { info(s.isNil()); }");
     host.handler.init(instance);
-    host.handler.destroy(instance);
 }
 
 }  // namespace

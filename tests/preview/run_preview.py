@@ -4,12 +4,10 @@ import argparse
 import json
 import pathlib
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
 import unittest
-import zlib
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import harness  # noqa: E402
@@ -27,30 +25,8 @@ ENDLESS = "process: sa\n{\n    i = 0;\n    while (1) { i = i + 1; }\n}\n"
 
 
 def pixels(png):
-    """Width, height and a function (x, y) -> (r, g, b) of an 8-bit RGB PNG."""
-    assert png[:8] == b"\x89PNG\r\n\x1a\n"
-    at, data, width, height = 8, b"", 0, 0
-    while at < len(png):
-        size, kind = struct.unpack(">I4s", png[at:at + 8])
-        body = png[at + 8:at + 8 + size]
-        if kind == b"IHDR":
-            width, height, depth, colour = struct.unpack(">IIBB", body[:10])
-            assert (depth, colour) == (8, 2)
-        elif kind == b"IDAT":
-            data += body
-        at += 12 + size
-    raw, stride = zlib.decompress(data), 3 * width
-    rows, above = [], bytearray(stride)
-    for y in range(height):
-        method, row = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
-        for i in range(stride):
-            left = row[i - 3] if i >= 3 else 0
-            corner = above[i - 3] if i >= 3 else 0
-            guess = left + above[i] - corner
-            nearest = min((left, above[i], corner), key=lambda v: abs(guess - v))
-            row[i] = (row[i] + (0, left, above[i], (left + above[i]) // 2, nearest)[method]) & 255
-        rows.append(row)
-        above = row
+    """Width, height and a function (x, y) -> (r, g, b) of a picture."""
+    width, height, rows = harness.picture(png)
     return width, height, lambda x, y: tuple(rows[y][3 * x:3 * x + 3])
 
 
