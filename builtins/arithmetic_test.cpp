@@ -43,7 +43,7 @@ TEST_F(ArithmeticTest, everyOtherRow) {
         {"fac", {V(0, -3, 4.9)}, "<1,1,24>"},
         {"fac", {nil()}, "nil"},
         {"round", {N(-2.7), I(0)}, "-2"},
-        {"round", {I(3), N(0.5)}, "3"},
+        {"round", {N(-0.7), N(0.5)}, "0"},
         {"round", {N(1.23456789), I(-3)}, "1.234568"},
         {"round", {V(1.26, -1.26, 1e300), I(1)}, "<1.3,-1.3,1e+300>"},
         {"round", {N(std::numeric_limits<double>::infinity()), I(3)}, "inf"},

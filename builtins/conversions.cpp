@@ -1,6 +1,7 @@
 // Values to and from text, sizes, new arrays.
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
+#include "builtins/numeric.h"
 #include "engine/arrays.h"
 #include "engine/format.h"
 
@@ -74,7 +75,7 @@ void numberOfText(BuiltinCall& call) {
 
 void integerOf(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
-    if (x.isNumeric()) return call.resultInteger(std::trunc(x.payload.number));
+    if (x.isNumeric()) return call.resultInteger(wholePart(x.payload.number));
     if (!x.isText()) return fail(call, "#ELine %d, invalid argument 1 type to integer()");
     resultOfInteger(call, fromNumber(x.payload.text, "-+"));
 }

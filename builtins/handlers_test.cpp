@@ -29,6 +29,7 @@ TEST_F(HandlersTest, conversionsAndSizes) {
         {"number", {S("7 and .")}, "7"},  // a point anywhere
         {"number", {S("abc")}, "nil"},
         {"integer", {N(-2.9)}, "-2i"},
+        {"integer", {N(-0.9)}, "0i"},
         {"integer", {S("x.5")}, "5i"},
         {"integer", {S("-12.9")}, "-12i"},
         {"integer", {S("")}, "nil"},
@@ -162,6 +163,7 @@ TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {
         {"recall", {}, "invalid argument count to recall()"},
         {"globalrecall", {S("k"), N(1), N(2)}, "invalid argument count to globalrecall()"},
         {"recall", {N(1)}, "invalid argument 1 type to recall()"},
+        {"recall", {S("k"), N(1), ValueCell::ofCount(2)}, "invalid argument 1 type to recall()", 1},
         {"recall", {S("k"), A(array)}, "unsupported return 2 type to recall()"},
         {"getvalue", {S("x")}, "getvalue() is not available"},
         {"illuminate", {N(1), v, v}, "illuminate() is not available"},

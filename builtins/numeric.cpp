@@ -25,7 +25,7 @@ double factorialOf(double x) noexcept {
 
 /// No rounding when there is nothing to keep: round(2.7, 0) is 2, and scripts rely on it.
 double roundTo(double x, int decimals) noexcept {
-    return decimals == 0 ? std::trunc(x) : roundFixed(x, decimals);
+    return decimals == 0 ? wholePart(x) : roundFixed(x, decimals);
 }
 
 }  // namespace

@@ -65,6 +65,10 @@ inline double degrees(double x) noexcept {
 inline double fraction(double x) noexcept {
     return x - std::trunc(x);
 }
+/// Cut toward zero; what lies between -1 and 0 is 0, not the -0 that would print as such.
+inline double wholePart(double x) noexcept {
+    return std::trunc(x) + 0.0;
+}
 inline double magnitudeOf(double x) noexcept {
     return std::fabs(x);
 }

@@ -81,10 +81,6 @@ std::string recordText(const RecordInstance& record) {
     return text;
 }
 
-std::string_view scriptScope(const EngineContext& ctx) {
-    return ctx.scriptFile.empty() ? ctx.reporter.state.scriptPath : ctx.scriptFile;
-}
-
 Vec3 readVector(std::string_view text) {
     float v[3] = {0.0f, 0.0f, 0.0f};
     parseThree(text, v);
@@ -197,7 +193,7 @@ void store(BuiltinCall& call) {
     const bool master = global && value.type != FileObj;
     PersistentStore* target = ctx.services.store;
     if (target == nullptr ||
-        !target->write(master ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text, text))
+        !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text, text))
         ctx.abortWith("#ELine %d, cannot add Registry key", ctx.run.currentLine);
     call.none();
 }
@@ -207,11 +203,13 @@ void recall(BuiltinCall& call) {
     const bool global = call.name == "globalrecall";
     if (call.argc < 1 || call.argc > 2) return failNamed(call, "#ELine %d, invalid argument count to %s()");
     const Values values = widen(call);
-    if (!call.arg(0).isText()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    const bool severalKeys = call.argc == 1 && values.count >= 0;
+    if (severalKeys || !call.arg(0).isText())
+        return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
 
     std::string stored(kNothing);
     if (ctx.services.store != nullptr)
-        stored = ctx.services.store->read(global ? kMasterScope : scriptScope(ctx), call.arg(0).payload.text,
+        stored = ctx.services.store->read(global ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text,
                                           kNothing);
     if (stored != kNothing) return resultOfStored(call, stored, global);
     if (call.argc == 1) return call.result(ValueCell::ofNil());

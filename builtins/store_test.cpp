@@ -64,8 +64,7 @@ TEST_F(StoreTest, scopesAreApart) {
     EXPECT_EQ(call("globalrecall", {S("file")}), "nil");
     ctx.scriptFile = "C:\\my dir\\b.ks";
     EXPECT_EQ(call("recall", {S("k")}), "nil");
-    ctx.scriptFile.clear();
-    ctx.reporter.state.scriptPath = "C:\\MY DIR\\A.KS";
+    ctx.scriptFile = "C:\\MY DIR\\A.KS";
     EXPECT_EQ(call("recall", {S("k")}), "1i");
 
     EXPECT_EQ(store.read(kGlobalScope, "k", "none"), "2");  // the master scope comes first
