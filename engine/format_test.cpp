@@ -1,7 +1,5 @@
 #include "engine/format.h"
 
-#include "engine/text.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -44,55 +42,45 @@ TEST(Format, fixedFollowsItsPrecisionAndNeverOverruns) {
 }
 
 TEST(Format, readsLeadingNumbersOnly) {
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
     const struct {
         const char* text;
         double value;
         std::size_t used;
+        std::int64_t integer;
+        std::size_t integerUsed;
     } rows[] = {
-        {"12", 12.0, 2},
-        {" \t-1.5e2x", -150.0, 8},
-        {"+.5", 0.5, 3},
-        {"5.", 5.0, 2},
-        {"1e", 1.0, 1},
-        {"0x10", 0.0, 1},
-        {"inf", 0.0, 0},
-        {"-nan", 0.0, 0},
-        {"", 0.0, 0},
-        {".", 0.0, 0},
-        {"--1", 0.0, 0},
-        {"1e400", kInf, 5},
-        {"-1e400", -kInf, 6},
-        {"1000e-500", 0.0, 9},
-        {"0.0001e320", kInf, 10},
-        {"1,5", 1.0, 1},
+        {"12", 12.0, 2, 12, 2},
+        {"42abc", 42.0, 2, 42, 2},
+        {" \t-1.5e2x", -150.0, 8, -1, 4},
+        {"+.5", 0.5, 3, 0, 0},
+        {"5.", 5.0, 2, 5, 1},
+        {"1e", 1.0, 1, 1, 1},
+        {"0x10", 0.0, 1, 0, 1},
+        {"inf", 0.0, 0, 0, 0},
+        {"-nan", 0.0, 0, 0, 0},
+        {"", 0.0, 0, 0, 0},
+        {".", 0.0, 0, 0, 0},
+        {"--1", 0.0, 0, 0, 0},
+        {"1e400", kInf, 5, 1, 1},
+        {"-1e400", -kInf, 6, -1, 2},
+        {"1000e-500", 0.0, 9, 1000, 4},
+        {"0.0001e320", kInf, 10, 0, 1},
+        {"1,5", 1.0, 1, 1, 1},
+        {"9223372036854775807", 0x1p63, 19, kMost, 19},
+        {"9223372036854775808", 0x1p63, 19, kMost, 19},
+        {"-9223372036854775808", -0x1p63, 20, kLeast, 20},
+        {"-99999999999999999999", -1e20, 21, kLeast, 21},
     };
     for (const auto& row : rows) {
         std::size_t used = 99;
         EXPECT_EQ(parseDouble(row.text, &used), row.value) << row.text;
         EXPECT_EQ(used, row.used) << row.text;
+        EXPECT_EQ(parseInteger(row.text, &used), row.integer) << row.text;
+        EXPECT_EQ(used, row.integerUsed) << row.text;
     }
     EXPECT_EQ(static_cast<double>(parseFloat("3.14159265")), 3.1415927410125732);
-}
-
-TEST(Format, integersSaturate) {
-    const struct {
-        const char* text;
-        std::int64_t value;
-        std::size_t used;
-    } rows[] = {
-        {"42abc", 42, 2},
-        {" -7", -7, 3},
-        {"-", 0, 0},
-        {"9223372036854775807", std::numeric_limits<std::int64_t>::max(), 19},
-        {"9223372036854775808", std::numeric_limits<std::int64_t>::max(), 19},
-        {"-9223372036854775808", std::numeric_limits<std::int64_t>::min(), 20},
-        {"-99999999999999999999", std::numeric_limits<std::int64_t>::min(), 21},
-    };
-    for (const auto& row : rows) {
-        std::size_t used = 99;
-        EXPECT_EQ(parseInteger(row.text, &used), row.value) << row.text;
-        EXPECT_EQ(used, row.used) << row.text;
-    }
 }
 
 TEST(Format, threeNumbersStopAtTheFirstThatIsNone) {
@@ -103,19 +91,6 @@ TEST(Format, threeNumbersStopAtTheFirstThatIsNone) {
     float f[3];
     EXPECT_EQ(parseThree("0.1\t-2 3 4", f), 3);
     EXPECT_EQ(f[0], 0.1f);
-}
-
-TEST(Text, formsOfValues) {
-    FileNameHeader file{nullptr, "\\tmp\\a.txt"};
-    EXPECT_EQ(valueText(ValueCell::ofNumber(0.25)), "0.25");
-    EXPECT_EQ(valueText(ValueCell::ofInteger(2.9)), "2");
-    EXPECT_EQ(valueText(ValueCell::ofVector({1.0, 2.5, -3.0})), "1 2.5 -3");
-    EXPECT_EQ(valueText(ValueCell::ofText("%d")), "%d");
-    EXPECT_EQ(valueText(ValueCell::ofNil()), "");
-    EXPECT_EQ(valueText(ValueCell::ofObject(FileObj, &file)), "(FILEOBJ)\"\\tmp\\a.txt\"");
-    EXPECT_FALSE(valueText(ValueCell::ofObject(FileObj, nullptr)));
-    EXPECT_FALSE(valueText(ValueCell::ofMark(ArrayRef)));
-    EXPECT_FALSE(valueText(ValueCell::ofObject(UserRecord, nullptr)));
 }
 
 }  // namespace

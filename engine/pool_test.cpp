@@ -49,42 +49,34 @@ TEST_F(PoolTest, retainedBlocksSurviveFreeAndWaitForThePurge) {
     pool.release(kept);
     EXPECT_EQ(pool.liveBlocks(), 0u);
     EXPECT_GT(pool.deferredBytes(), 0u);
-    EXPECT_STREQ(kept, "kept");  // still readable
-    pool.free(kept);             // and not freed twice
+    pool.free(kept);  // not freed twice
     pool.release(kept);
-    EXPECT_STREQ(kept, "kept");
+    EXPECT_STREQ(kept, "kept");  // still readable
     pool.purge();
     EXPECT_EQ(pool.deferredBytes(), 0u);
 }
 
 TEST_F(PoolTest, releaseLeavesUnretainedAndForeignBlocks) {
-    char* plain = pool.strdup("plain");
     int local = 0;
-    pool.release(plain);
+    pool.release(pool.strdup("plain"));
     pool.release(&local);
-    EXPECT_EQ(pool.liveBlocks(), 1u);
-    EXPECT_EQ(pool.deferredBytes(), 0u);
     pool.free(std::malloc(8));  // foreign pointers go to the system; a leak check sees them otherwise
     pool.free(nullptr);
-    EXPECT_EQ(pool.releases(), 0u);
+    EXPECT_EQ(pool.liveBlocks(), 1u);
+    EXPECT_EQ(pool.deferredBytes() + pool.releases(), 0u);
 }
 
 TEST_F(PoolTest, purgesWhenReleasesHaveCaughtUp) {
-    char* kept = pool.keep("kept");
-    pool.release(kept);
-    pool.free(pool.strdup("a"));
-    pool.purgeIfWorthwhile();  // 1 / 2 is 0 in integers
-    EXPECT_GT(pool.deferredBytes(), 0u);
-    EXPECT_EQ(pool.allocations(), 2u);
-
+    pool.release(pool.keep("kept"));
     char* late = pool.strdup("late");
+    pool.free(pool.strdup("a"));
+    pool.purgeIfWorthwhile();  // 1 / 3 is 0 in integers
+    EXPECT_GT(pool.deferredBytes(), 0u);
     pool.purge();
     pool.release(pool.keep("kept again"));
     pool.free(late);
     pool.purgeIfWorthwhile();  // 1 / 1
-    EXPECT_EQ(pool.deferredBytes(), 0u);
-    EXPECT_EQ(pool.allocations(), 0u);
-    EXPECT_EQ(pool.releases(), 0u);
+    EXPECT_EQ(pool.deferredBytes() + pool.allocations() + pool.releases(), 0u);
 }
 
 TEST_F(PoolTest, sweepKeepsWhatIsBorrowed) {
@@ -119,9 +111,7 @@ TEST_F(PoolTest, teardownReleasesEverythingAndThePoolGoesOn) {
         if (i % 3 == 0) pool.release(text);
     }
     pool.teardown();
-    EXPECT_EQ(pool.liveBlocks(), 0u);
-    EXPECT_EQ(pool.liveBytes(), 0u);
-    EXPECT_EQ(pool.deferredBytes(), 0u);
+    EXPECT_EQ(pool.liveBlocks() + pool.liveBytes() + pool.deferredBytes(), 0u);
     EXPECT_STREQ(pool.strdup("again"), "again");
 }
 

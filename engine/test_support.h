@@ -20,23 +20,6 @@ namespace kestrel::test {
 
 using Cells = std::vector<ValueCell>;
 
-/// Integer, Number, Vector and (borrowed) text cells.
-inline ValueCell I(double v) {
-    return ValueCell::ofInteger(v);
-}
-inline ValueCell N(double v) {
-    return ValueCell::ofNumber(v);
-}
-inline ValueCell V(double x, double y, double z) {
-    return ValueCell::ofVector({x, y, z});
-}
-inline ValueCell S(const char* text) {
-    return ValueCell::ofText(text);
-}
-inline ValueCell nil() {
-    return ValueCell::ofNil();
-}
-
 /// `2.5`, `3i`, `<1,2,3>`, `'text'`, `nil`; other kinds as `#` and their tag.
 inline std::string show(const ValueCell& cell) {
     switch (cell.type) {
@@ -66,6 +49,13 @@ public:
 class EngineTest : public ::testing::Test {
 protected:
     EngineTest() { ctx.program = std::make_unique<Program>(); }
+
+    /// Integer, Number, Vector and (borrowed) text cells.
+    static ValueCell I(double v) { return ValueCell::ofInteger(v); }
+    static ValueCell N(double v) { return ValueCell::ofNumber(v); }
+    static ValueCell V(double x, double y, double z) { return ValueCell::ofVector({x, y, z}); }
+    static ValueCell S(const char* text) { return ValueCell::ofText(text); }
+    static ValueCell nil() { return ValueCell::ofNil(); }
 
     /// Pushes a cell; texts become owned by the stack, so that a double release or a leak shows.
     void push(const ValueCell& cell) {
