@@ -97,31 +97,16 @@ void step(BuiltinCall& call) {
         case Number:
         case Integer:
         case Nil:
-            call.resultScalar(static_cast<Tag>(value.type), below ? 0.0 : value.payload.number);
-            break;
+            return call.resultScalar(static_cast<Tag>(value.type), below ? 0.0 : value.payload.number);
         case Vector:
-            call.resultVector(below ? Vec3{} : value.payload.vec);
-            break;
-        case String:
-        case TempString:
-            // The nothing of a text is the empty text.
-            if (below) {
-                call.result(ValueCell::ofText(""));
-            } else {
-                call.resultArgument(2);
-            }
-            break;
+            return call.resultVector(below ? Vec3{} : value.payload.vec);
         case ReturnCount:
         case ListMark:
-            call.resultNumber(below ? 0.0 : value.firstDouble());
-            break;
+            return call.resultNumber(below ? 0.0 : value.firstDouble());
         default:
-            if (below) {
-                call.result(ValueCell::ofNil());
-            } else {
-                call.resultArgument(2);
-            }
-            break;
+            if (!below) return call.resultArgument(2);
+            // The nothing of a text is the empty text.
+            return call.result(value.isText() ? ValueCell::ofText("") : ValueCell::ofNil());
     }
 }
 
