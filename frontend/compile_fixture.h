@@ -63,7 +63,7 @@ protected:
         options_.reportEndless = true;
         return compileScript(ctx_, path("main.ks"), options_);
     }
-    /// The code as "OP operand, OP operand" without the "OP_" of the names.
+    /// The code as "OP operand, OP operand", without the "OP_" of the names; OP_ENDSTMT reads ";".
     [[nodiscard]] std::string code() const {
         std::string result;
         const std::string listing = listProgram(*ctx_.program);
@@ -72,21 +72,28 @@ protected:
             const std::string line = listing.substr(start, end - start);
             const std::size_t name = line.find('\t', line.find('\t') + 1) + 1;
             const std::size_t operand = line.find('\t', name) + 1;
-            if (!result.empty()) result += ", ";
-            result += line.substr(name + 3, operand - name - 4);
-            if (operand < line.size()) result += ' ' + line.substr(operand);
             start = end + 1;
+            const std::string op = line.substr(name + 3, operand - name - 4);
+            if (op == "ENDSTMT") {
+                result += ';';
+                continue;
+            }
+            if (!result.empty()) result += result.back() == ';' ? " " : ", ";
+            result += op;
+            if (operand < line.size()) result += ' ' + line.substr(operand);
         }
         return result;
     }
     /// The code of the statements of a procedure `main`; jump targets count from the OP_FUNC node.
     std::string body(std::string_view statements) {
         if (compile("main { " + std::string(statements) + " }\n") != 0) return messages();
+        constexpr std::string_view kHead = "FUNC main, ";
+        constexpr std::string_view kTail = " ENDFUNC";
         std::string text = code();
-        constexpr std::string_view kHead = "FUNC main";
-        constexpr std::string_view kTail = ", ENDFUNC";
+        if (text.size() < kHead.size() + kTail.size()) return "";
         text = text.substr(kHead.size(), text.size() - kHead.size() - kTail.size());
-        return text.starts_with(", ") ? text.substr(2) : text;
+        if (text.ends_with(',')) text.pop_back();
+        return text;
     }
     [[nodiscard]] std::string messages() const {
         std::string result;

@@ -155,8 +155,8 @@ TEST_F(DeclarationTest, OnlyCalledLibraryProceduresAreLinked) {
     EXPECT_NE(global("k"), nullptr)
         << "what stands before a linked procedure, back to the last one, comes with it";
     EXPECT_EQ(code(),
-              "FUNC main, CALL foo/0, ENDSTMT, ENDFUNC, DECL, VAR k, ASSIGNMARK, INTEGER 1, ASSIGN, ENDDECL, "
-              "ENDSTMT, FUNC foo, VAR k, ENDSTMT, VAR lost, ENDSTMT, CALL bar/0, ENDSTMT, ENDFUNC");
+              "FUNC main, CALL foo/0; ENDFUNC, DECL, VAR k, ASSIGNMARK, INTEGER 1, ASSIGN, ENDDECL; FUNC "
+              "foo, VAR k; VAR lost; CALL bar/0; ENDFUNC");
 
     EXPECT_EQ(compile("library \"lib.ks\";\nmain { foo();\n foo(); none(); o.method(); }\n"), 2);
     EXPECT_EQ(messages(),

@@ -85,19 +85,18 @@ TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
         const char* code;
     };
     const Case cases[] = {
-        {"#define X 5\n", "MAX; X;", "VAR MA5, ENDSTMT, INTEGER 5, ENDSTMT"},
-        {"#define N 7\n", "(\"N\", N, \"N\");",
-         "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK, ENDSTMT"},
-        {"#define A 1\n#define B A + A\n", "B;", "INTEGER 1, INTEGER 1, ADD, ENDSTMT"},
-        {"#define B A\n#define A 1\n", "B;", "VAR A, ENDSTMT"},  // the newer one has had its turn
-        {"#define NONE\n", "x NONE;", "VAR x, ENDSTMT"},
+        {"#define X 5\n", "MAX; X;", "VAR MA5; INTEGER 5;"},
+        {"#define N 7\n", "(\"N\", N, \"N\");", "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK;"},
+        {"#define A 1\n#define B A + A\n", "B;", "INTEGER 1, INTEGER 1, ADD;"},
+        {"#define B A\n#define A 1\n", "B;", "VAR A;"},  // the newer one has had its turn
+        {"#define NONE\n", "x NONE;", "VAR x;"},
         // the spans are those of before the define's first replacement
         {"#define L aaaaaaaaaa\n", "L + L; \"L\";",
-         "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD, ENDSTMT, STRING \"aaaaaaaaaa\", ENDSTMT"},
+         "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD; STRING \"aaaaaaaaaa\";"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(compile(std::string(c.defines) + "main { " + c.source + " }\n"), 0) << messages();
-        EXPECT_EQ(code(), "FUNC main, " + std::string(c.code) + ", ENDFUNC") << c.source;
+        EXPECT_EQ(code(), "FUNC main, " + std::string(c.code) + " ENDFUNC") << c.source;
     }
 }
 

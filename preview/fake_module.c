@@ -3,16 +3,12 @@
  *
  * The name of the "script" chooses what it does, so no file is read:
  *   color    colour from the object position, luminous, flags COLOR | LUMINOUS
- *   masked   sets everything, admits only LUMINOUS
- *   bump     tilts the normal by a wave
  *   lit      colour from what illuminate says about the light 0x201
  *   ray      colour from what a ray straight up sees, luminous when it hits nothing
- *   nothing  changes nothing
  * Any other name fails to load with a message.
  */
 #include "host/host_interface.h"
 
-#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -20,7 +16,6 @@ static HostGlobal hostGlobal;
 
 typedef struct Shader {
     char name[32];
-    int32_t frame;
 } Shader;
 
 static HxInstance createShader(const char** error) {
@@ -36,7 +31,7 @@ static const char* copyShader(HxInstance source, HxInstance destination) {
 }
 
 static const char* loadShader(HxInstance instance, const LoadState* state) {
-    static const char* const known[] = {"color", "masked", "bump", "lit", "ray", "nothing"};
+    static const char* const known[] = {"color", "lit", "ray"};
     Shader* shader = instance;
     char line[255];
     if (state->read(state->handle, line, sizeof line) <= 0 || strncmp(line, "Script ", 7) != 0) return NULL;
@@ -64,8 +59,9 @@ static void cleanupShader(HxInstance instance) {
     (void)instance;
 }
 static const char* newTimeShader(HxInstance instance, int32_t frame, double time) {
+    (void)instance;
+    (void)frame;
     (void)time;
-    ((Shader*)instance)->frame = frame;
     return NULL;
 }
 
@@ -75,13 +71,6 @@ static void evaluateShader(HxInstance instance, ShadingSample* s) {
         for (int i = 0; i < 3; ++i) s->color[i] = 0.5 + 0.5 * s->oPos[i];
         s->luminous = 1.0;
         s->diffuse = s->specular = 0.0;
-    } else if (strcmp(shader->name, "masked") == 0) {
-        s->luminous = 1.0;
-        s->color[0] = s->color[1] = s->color[2] = 0.0;
-        s->diffuse = s->specular = 0.0;
-        s->mirror = 1.0;
-    } else if (strcmp(shader->name, "bump") == 0) {
-        s->wNorm[0] += 0.6 * sin(12.0 * s->oPos[0] + shader->frame);
     } else if (strcmp(shader->name, "lit") == 0) {
         double vector[3] = {0, 0, 0};
         s->illuminate(0x201, s->wPos, vector, s->color);
@@ -97,8 +86,8 @@ static void evaluateShader(HxInstance instance, ShadingSample* s) {
 
 static uint32_t flagsShader(HxInstance instance) {
     const Shader* shader = instance;
-    if (strcmp(shader->name, "color") == 0) return HXSF_COLOR | HXSF_LUMINOUS | HXSF_DIFFUSE | HXSF_SPECULAR;
-    return strcmp(shader->name, "masked") == 0 ? HXSF_LUMINOUS : 0;
+    const uint32_t mask = HXSF_COLOR | HXSF_LUMINOUS | HXSF_DIFFUSE | HXSF_SPECULAR;
+    return strcmp(shader->name, "color") == 0 ? mask : 0;
 }
 static const char* describeShader(HxInstance instance) {
     const Shader* shader = instance;

@@ -23,15 +23,15 @@ protected:
     }
 
     /// A small picture of the scene with an effect of the test module.
-    Image picture(const std::string& effect, std::int32_t frame = 0, std::int32_t size = 64) {
+    Image picture(const std::string& effect) {
         const std::unique_ptr<ShaderInstance> shader = ShaderInstance::create(*host_);
         EXPECT_TRUE(shader->loadScript(effect));
         Shading shading(scene_, caster_, shader.get());
         services_.setOperations(&shading);
         shader->init();
-        shader->newTime(frame, frame / 30.0);
+        shader->newTime(0, 0.0);
         shading.setMask(shader->flags());
-        std::optional<Image> image = render(scene_, shading, {size, size, 1}, {});
+        std::optional<Image> image = render(scene_, shading, {64, 64, 1}, {});
         services_.setOperations(nullptr);
         return *image;
     }
@@ -52,14 +52,6 @@ protected:
     const RayCaster caster_{scene_};
     std::unique_ptr<ModuleHost> host_;
 };
-
-double differenceOf(const Image& a, const Image& b) {
-    double sum = 0.0;
-    for (std::int32_t y = 0; y < a.height(); ++y) {
-        for (std::int32_t x = 0; x < a.width(); ++x) sum += length(a.at(x, y) - b.at(x, y));
-    }
-    return sum;
-}
 
 TEST_F(Preview, HitsLieExactlyOnTheSphereAndTurnTheirNormalsOutwards) {
     for (int i = 0; i < 200; ++i) {
@@ -100,25 +92,6 @@ TEST_F(Preview, LuminousColourOfTheObjectPositionReachesThePictureUnchanged) {
         }
     }
     EXPECT_GT(checked, 900) << "the sphere fills a good part of the picture";
-}
-
-TEST_F(Preview, OnlyValuesOfTheMaskAreTaken) {
-    const Image plain = picture("nothing");
-    const Image masked = picture("masked");
-    // Only luminous came through: the plain surface plus its own colour once.
-    const Vec3 difference = masked.at(32, 32) - plain.at(32, 32);
-    EXPECT_NEAR(difference.x, 0.8, 1e-12);
-    EXPECT_NEAR(difference.y, 0.8, 1e-12);
-    EXPECT_NEAR(difference.z, 0.8, 1e-12);
-}
-
-TEST_F(Preview, BentNormalsAndTheFrameChangeThePicture) {
-    const Image plain = picture("nothing");
-    const Image bent = picture("bump");
-    EXPECT_GT(differenceOf(plain, bent), 10.0);
-    EXPECT_GT(differenceOf(bent, picture("bump", 2)), 10.0);
-    EXPECT_EQ(differenceOf(bent, picture("bump")), 0.0) << "the same frame renders the same";
-    EXPECT_EQ(length(plain.at(0, 63) - bent.at(0, 63)), 0.0) << "the ground keeps its surface";
 }
 
 TEST_F(Preview, ScriptsAskForLightAndRays) {
