@@ -217,13 +217,13 @@ ValueCell pack(EngineContext& ctx, Variable& variable) {
 ValueCell truncateInPlace(EngineContext& ctx, Variable& variable) {
     switch (kindOf(variable)) {
         case Kind::Number:
-            variable.number = std::trunc(variable.number);
+            variable.number = std::trunc(variable.number) + 0.0;  // the 0.0 makes 0 of a -0
             return ValueCell::ofNumber(variable.number);
         case Kind::Integer:
             return ValueCell::ofInteger(variable.number);
         case Kind::Vector: {
             Vec3& v = variable.vec;
-            v = {std::trunc(v.x), std::trunc(v.y), std::trunc(v.z)};
+            v = {std::trunc(v.x) + 0.0, std::trunc(v.y) + 0.0, std::trunc(v.z) + 0.0};
             return ValueCell::ofVector(v);
         }
         case Kind::Text:
