@@ -1,6 +1,5 @@
 #include "engine/operators.h"
 
-#include "engine/members.h"
 #include "engine/records.h"
 #include "engine/test_support.h"
 
@@ -189,35 +188,6 @@ TEST_F(Operators, CombineIntoElementsByTheirType) {
     EXPECT_EQ(takeMessages(),
               std::string(kArithmeticError) + kZeroError + "Line 1, index 6 invalid for array a[5]\n");
     EXPECT_EQ(showElements(a), "<4,5,6> 4.5 12 'xyxy' nil");
-}
-
-TEST_F(Operators, ReachMembersAndRefuseOtherTargets) {
-    Variable& v = variable("v", V(1, 2, 3));
-    const CodeNode& y = emit(OP_VAR, &variable("y"));
-    emit(OP_MEMBER, &v);
-    push(ValueCell::ofNode(MemberRef, &y));
-    push(I(5));
-    compoundAssign(ctx, emit(OP_MULASSIGN));
-    EXPECT_EQ(takeMessages() + popAll() + show(variableCell(v)), "<1,10,3>");
-
-    Variable& a = array("a", {I(1)});
-    Variable& b = variable("b");
-    b.type = Array;
-    const auto refused = [&](const ValueCell& target) {
-        push(target);
-        push(S("x"));
-        compoundAssign(ctx, emit(OP_ADDASSIGN));
-        ctx.run.abort = false;
-        return takeMessages() + popAll();
-    };
-    EXPECT_EQ(refused(ValueCell::ofNode(VarRef, &emit(OP_VAR, &a))),
-              "Line 1, invalid dimension count (0) for multi-dimensional array a (1)\n");
-    EXPECT_EQ(refused(ValueCell::ofNode(VarRef, &emit(OP_VAR, &b))),
-              "Line 1, attempt to access undeclared array b\n");
-    push(ValueCell::ofMark(BlockMark));
-    push(ValueCell::ofNode(VarRef, &emit(OP_VAR, &v)));
-    EXPECT_EQ(refused(ValueCell::ofMark(BlockMark)), "Line 1, illegal assignment type\n");
-    EXPECT_EQ(refused(S("text")), "Line 1, illegal assignment type\n");
 }
 
 }  // namespace
