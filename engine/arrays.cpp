@@ -14,30 +14,15 @@ namespace {
 /// Elements that an array may have. The design's cells fit no more than this into its address space.
 constexpr std::int64_t kMaxElements = 30'000'000;
 
-struct Index {
-    std::int64_t position = -1;  ///< 1-based linear position; anything outside 1..count is invalid
-    bool ok = false;
-};
-
-/// Calls visit(k, cell) for each index value of a list.
+/// Calls visit(k, cell) for each index value of a list, until it says no.
 template <class Visit>
-bool forEachIndex(EngineContext& ctx, const IndexList& list, int end, Visit visit) {
+bool forEachIndex(EngineContext& ctx, const IndexList& list, Visit visit) {
     int k = 0;
-    for (int i = list.first + 1; i < end; ++i) {
+    for (int i = list.first + 1; i < list.end; ++i) {
         const ValueCell& cell = ctx.stack.at(i);
         if (cell.type != SepMark && !visit(k++, cell)) return false;
     }
     return true;
-}
-
-/// The list that ends below stack index `end`.
-IndexList indexListBelow(EngineContext& ctx, int end) {
-    IndexList list;
-    int i = end - 1;
-    for (; i >= ctx.base() && ctx.stack.at(i).type != DimMark; --i)
-        if (ctx.stack.at(i).type != SepMark) ++list.count;
-    list.first = i;
-    return list;
 }
 
 bool requireList(EngineContext& ctx, const IndexList& list) {
@@ -52,51 +37,25 @@ bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variab
     return false;
 }
 
-/// Combines the indexes into a linear position. Only the first is bounded through the position alone.
-Index combineIndexes(EngineContext& ctx, const ArrayRecord& array, const Variable& variable, const IndexList& list,
-                     int end) {
-    Index index;
-    index.ok = forEachIndex(ctx, list, end, [&](int k, const ValueCell& cell) {
-        if (!requireNumericIndex(ctx, cell, variable)) return false;
-        const std::int64_t i = truncate(cell.payload.number);
-        if (k == 0) {
-            index.position = i;
-            return true;
-        }
-        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
-        if (i > size) {
-            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
-                          ctx.run.currentLine, i, size, variable.name);
-            return false;
-        }
-        // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
-        const std::int64_t bounded = std::clamp<std::int64_t>(index.position, -kMaxElements, kMaxElements);
-        index.position = (bounded - 1) * size + std::clamp<std::int64_t>(i, -kMaxElements, kMaxElements);
-        return true;
-    });
-    return index;
-}
-
 void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& variable) {
-    const int end = ctx.stack.size();
-    const IndexList list = indexListBelow(ctx, end);
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (list.count != array.dimCount) {
         ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s[] (%d)",
                       ctx.run.currentLine, list.count, variable.name, array.dimCount);
         return;
     }
-    const Index index = combineIndexes(ctx, array, variable, list, end);
-    if (!index.ok) return;
-    if (index.position < 1 || index.position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, index.position,
-                      variable.name, dimensionText(array));
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
+    if (!position) return;
+    if (*position < 1 || *position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, *position, variable.name,
+                      dimensionText(array));
         return;
     }
-    const ValueCell& element = array.elements[static_cast<std::size_t>(index.position - 1)];
+    const ValueCell& element = array.elements[static_cast<std::size_t>(*position - 1)];
     if (element.type == Uninitialized) {
         ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
-                      variable.name, index.position);
+                      variable.name, *position);
         return;
     }
     ctx.stack.dropTo(list.first);
@@ -104,17 +63,16 @@ void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& v
 }
 
 void readCharacter(EngineContext& ctx, const Variable& variable) {
-    const int end = ctx.stack.size();
-    const IndexList list = indexListBelow(ctx, end);
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (list.count != 1) {
         ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'", ctx.run.currentLine,
                       list.count, variable.ownerName(), variable.name);
         return;
     }
-    const ValueCell& cell = ctx.stack.at(end - 1);
-    if (!requireNumericIndex(ctx, cell, variable)) return;
-    const std::int64_t position = truncate(cell.payload.number);
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
+    if (!index) return;
+    const std::int64_t position = *index;
     const std::string_view text = variable.text();
     ctx.stack.dropTo(list.first);
     if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
@@ -144,7 +102,7 @@ FunctionRecord* activeFunction(const EngineContext& ctx) noexcept {
 std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const IndexList& list,
                        std::array<std::int64_t, kMaxDimensions>& sizes) {
     std::int64_t product = 1;
-    const bool ok = forEachIndex(ctx, list, ctx.stack.size(), [&](int k, const ValueCell& cell) {
+    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
         if (!requireNumericIndex(ctx, cell, variable)) return false;
         const std::int64_t size = truncate(cell.payload.number);
         if (k < kMaxDimensions) sizes[static_cast<std::size_t>(k)] = size;
@@ -167,7 +125,7 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
 
 void declareArray(EngineContext& ctx, const CodeNode& node) {
     Variable& variable = *node.variable;
-    const IndexList list = indexListOnTop(ctx);
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (const ArrayRecord* array = variable.array()) {
         // A declaration in a loop, or in a function called again, keeps the array it made.
@@ -255,27 +213,68 @@ ValueCell borrowValue(const ValueCell& stored) noexcept {
     return cell;
 }
 
-IndexList indexListOnTop(EngineContext& ctx) { return indexListBelow(ctx, ctx.stack.size()); }
+IndexList indexListBelow(EngineContext& ctx, int end) {
+    IndexList list;
+    list.end = end;
+    list.first = end - 1;
+    for (; list.first >= ctx.base() && ctx.stack.at(list.first).type != DimMark; --list.first)
+        if (ctx.stack.at(list.first).type != SepMark) ++list.count;
+    return list;
+}
+
+std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list, int k) {
+    std::optional<std::int64_t> index;
+    const bool exhausted = forEachIndex(ctx, list, [&](int at, const ValueCell& cell) {
+        if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.payload.number);
+        return at < k;
+    });
+    if (exhausted) requireNumericIndex(ctx, ValueCell::ofNil(), variable);
+    return index;
+}
+
+// Only the first index is bounded through the position alone.
+std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array, const Variable& variable,
+                                           const IndexList& list) {
+    std::int64_t position = 0;
+    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
+        if (!requireNumericIndex(ctx, cell, variable)) return false;
+        const std::int64_t i = truncate(cell.payload.number);
+        if (k == 0) {
+            position = i;
+            return true;
+        }
+        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
+        if (i > size) {
+            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
+                          ctx.run.currentLine, i, size, variable.name);
+            return false;
+        }
+        // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
+        const std::int64_t bounded = std::clamp<std::int64_t>(position, -kMaxElements, kMaxElements);
+        position = (bounded - 1) * size + std::clamp<std::int64_t>(i, -kMaxElements, kMaxElements);
+        return true;
+    });
+    return ok ? std::optional(position) : std::nullopt;
+}
 
 std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node) {
     const Variable& variable = targetVariable(node);
-    const int end = ctx.stack.size();
-    const IndexList list = indexListBelow(ctx, end);
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return -1;
     if (list.count != array.dimCount) {
         ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
                       ctx.run.currentLine, list.count, variable.name, array.dimCount);
         return -1;
     }
-    const Index index = combineIndexes(ctx, array, variable, list, end);
-    if (!index.ok) return -1;
-    if (index.position < 1 || index.position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, index.position,
-                      variable.name, array.count());
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
+    if (!position) return -1;
+    if (*position < 1 || *position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, *position, variable.name,
+                      array.count());
         return -1;
     }
     ctx.stack.dropTo(list.first);
-    return index.position - 1;
+    return *position - 1;
 }
 
 const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {

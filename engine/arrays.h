@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -53,12 +54,23 @@ std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode
 /// @return the node after which execution continues
 const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node);
 
-/// Reads the truncated indexes of the list on top of the stack without dropping it.
+/// An index list on the stack: DimMark, SepMark, i, SepMark, j ...
 struct IndexList {
-    int first = 0;   ///< stack index of the DimMark
+    int first = 0;   ///< stack index of the DimMark; below the function's base when there is none
     int count = 0;   ///< number of indexes
+    int end = 0;     ///< stack index behind the list
 };
-[[nodiscard]] IndexList indexListOnTop(EngineContext& ctx);
+/// The list that ends below stack index `end`.
+[[nodiscard]] IndexList indexListBelow(EngineContext& ctx, int end);
+
+/// The k-th index (from 0), truncated. Reports one that is no number, or missing, and gives nothing.
+[[nodiscard]] std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list,
+                                                  int k);
+
+/// The 1-based linear position of the element; anything outside 1..count is invalid. Reports an index that is no number
+/// or exceeds its dimension and gives nothing. The number of indexes has been checked.
+[[nodiscard]] std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
+                                                         const Variable& variable, const IndexList& list);
 
 /// The sizes of an array as messages write them: "[2][3]".
 [[nodiscard]] std::string dimensionText(const ArrayRecord& array);

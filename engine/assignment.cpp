@@ -6,7 +6,7 @@
 #include "engine/text.h"
 
 #include <algorithm>
-#include <limits>
+#include <optional>
 
 namespace kestrel {
 
@@ -81,23 +81,14 @@ bool checkElementValue(EngineContext& ctx, const Variable& variable, const Value
 
 // --- characters of a text -------------------------------------------------------------------------------------
 
+/// An element, or a character, that the index list below its reference names.
 struct ElementTarget {
     Variable& variable;
     IndexList list;
-    int end;  ///< stack index behind the list
 };
 
-/// The k-th index of the list, truncated; false after reporting that it is no number.
-bool indexAt(EngineContext& ctx, const ElementTarget& target, int k, std::int64_t& index) {
-    for (int i = target.list.first + 1; i < target.end; ++i) {
-        const ValueCell& cell = ctx.stack.at(i);
-        if (cell.type == SepMark || k-- > 0) continue;
-        if (!cell.isNumeric()) break;
-        index = truncate(cell.payload.number);
-        return true;
-    }
-    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine, target.variable.name);
-    return false;
+ElementTarget elementTarget(EngineContext& ctx, const CodeNode& node, int reference) {
+    return {targetVariable(node), indexListBelow(ctx, reference)};
 }
 
 void storeCharacter(EngineContext& ctx, const ElementTarget& target, const ValueCell& value) {
@@ -118,21 +109,21 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
                       target.list.count, owner, variable.name);
         return;
     }
-    std::int64_t index = 0;
-    if (!indexAt(ctx, target, 0, index)) return;
-    if (index == -1) {
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+    if (!index) return;
+    if (*index == -1) {
         ctx.abortWith("#ELine %d, illegal index value -1 for character value %s::'%s'", ctx.run.currentLine, owner,
                       variable.name);
         return;
     }
     std::string text = variable.text();
-    if (index < 1 || index > static_cast<std::int64_t>(text.size())) {
-        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, index, owner,
+    if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
+        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, *index, owner,
                       variable.name);
         return;
     }
     // A new copy: cells on the stack may still borrow the old text.
-    text[static_cast<std::size_t>(index - 1)] = value.payload.text[0];
+    text[static_cast<std::size_t>(*index - 1)] = value.payload.text[0];
     setVariableText(ctx, variable, text);
 }
 
@@ -155,17 +146,17 @@ ArrayRecord* createOnTheFly(EngineContext& ctx, const ElementTarget& target) {
         ctx.abortWith("#ELine %d, multi-dimensional arrays must be explicitly declared", ctx.run.currentLine);
         return nullptr;
     }
-    std::int64_t index = 0;
-    if (!indexAt(ctx, target, 0, index)) return nullptr;
-    if (index == -1) {
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+    if (!index) return nullptr;
+    if (*index == -1) {
         ctx.abortWith("#ELine %d, illegal array initialization in LAX mode", ctx.run.currentLine);
         return nullptr;
     }
-    if (index < 1) {
-        invalidElement(ctx, variable, index, 0);
+    if (*index < 1) {
+        invalidElement(ctx, variable, *index, 0);
         return nullptr;
     }
-    const std::int64_t size[] = {index};
+    const std::int64_t size[] = {*index};
     ArrayRecord* array = makeArray(ctx, size, Nil);
     if (array == nullptr) return nullptr;
     releaseVariableValue(ctx, variable);
@@ -174,38 +165,31 @@ ArrayRecord* createOnTheFly(EngineContext& ctx, const ElementTarget& target) {
     return array;
 }
 
-/// 0-based position of the element, after growing the array where that is allowed; -1 after reporting; -2 for the
-/// index -1, which stands for every element.
+constexpr std::int64_t kEveryElement = -2;
+
+/// 0-based position of the element, after growing the array where that is allowed; -1 after reporting; kEveryElement for
+/// the single index -1.
 std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const ElementTarget& target) {
     const Variable& variable = target.variable;
-    std::int64_t index = 0;
-    if (target.list.count == 1 && indexAt(ctx, target, 0, index) && index == -1) return -2;
-    if (ctx.run.abort) return -1;
+    if (target.list.count == 1) {
+        const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+        if (!index) return -1;
+        if (*index == -1) return kEveryElement;
+    }
     if (target.list.count != array.dimCount) {
         ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
                       ctx.run.currentLine, target.list.count, variable.name, array.dimCount);
         return -1;
     }
-    if (!indexAt(ctx, target, 0, index)) return -1;
-    for (int k = 1; k < array.dimCount; ++k) {
-        std::int64_t i = 0;
-        if (!indexAt(ctx, target, k, i)) return -1;
-        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
-        if (i > size) {
-            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
-                          ctx.run.currentLine, i, size, variable.name);
-            return -1;
-        }
-        constexpr std::int64_t kFar = std::numeric_limits<std::int32_t>::max();
-        index = (std::clamp(index, -kFar, kFar) - 1) * size + std::clamp(i, -kFar, kFar);
-    }
-    if (index >= 1 && index <= array.count()) return index - 1;
-    const bool grows = !ctx.options.strict && array.dimCount == 1 && index >= 1;
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, target.list);
+    if (!position) return -1;
+    if (*position >= 1 && *position <= array.count()) return *position - 1;
+    const bool grows = !ctx.options.strict && array.dimCount == 1 && *position >= 1;
     if (!grows) {
-        invalidElement(ctx, variable, index, array.count());
+        invalidElement(ctx, variable, *position, array.count());
         return -1;
     }
-    return resizeArray(ctx, array, index) ? index - 1 : -1;
+    return resizeArray(ctx, array, *position) ? *position - 1 : -1;
 }
 
 void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCell& value) {
@@ -219,21 +203,11 @@ void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCe
     if (array == nullptr) array = createOnTheFly(ctx, target);
     if (array == nullptr) return;
     const std::int64_t index = assignedElement(ctx, *array, target);
-    if (index == -2) {
+    if (index == kEveryElement) {
         for (ValueCell& element : array->elements) storeValue(ctx, element, value);
     } else if (index >= 0) {
         storeValue(ctx, array->elements[static_cast<std::size_t>(index)], value);
     }
-}
-
-/// The index list that ends below `end`.
-ElementTarget elementTarget(EngineContext& ctx, const CodeNode& node, int end) {
-    IndexList list;
-    int i = end - 1;
-    for (; i > ctx.base() && ctx.stack.at(i).type != DimMark; --i)
-        if (ctx.stack.at(i).type != SepMark) ++list.count;
-    list.first = i;
-    return {targetVariable(node), list, end};
 }
 
 // --- distribution of several values -------------------------------------------------------------------------------
@@ -319,7 +293,7 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             writeMemberOnTop(ctx, value, OP_ASSIGN);
             return;
         case IndexedMemberRef: {
-            const int first = elementTarget(ctx, *target.payload.node, reference).list.first;
+            const int first = std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
             for (int i = first; i < reference; ++i) ctx.stack.push(borrowValue(ctx.stack.at(i)));
             ctx.stack.push(target);
             writeMemberOnTop(ctx, value, OP_ASSIGN);
@@ -332,10 +306,8 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
 /// The stack index of the reference of the block member that begins at `at` (an index list stands below its
 /// reference).
 int memberReference(EngineContext& ctx, int at, int close) {
-    while (at < close && (ctx.stack.at(at).type == DimMark)) {
-        while (at < close && ctx.stack.at(at).type != Array && ctx.stack.at(at).type != IndexedMemberRef) ++at;
-        break;
-    }
+    if (at >= close || ctx.stack.at(at).type != DimMark) return at;
+    while (at < close && ctx.stack.at(at).type != Array && ctx.stack.at(at).type != IndexedMemberRef) ++at;
     return at;
 }
 
@@ -364,6 +336,17 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const Values& va
     }
 }
 
+/// Stack index of the first cell that belongs to the reference at `reference`.
+int referenceStart(EngineContext& ctx, int reference) {
+    const ValueCell& target = ctx.stack.at(reference);
+    if (target.type == Array || target.type == IndexedMemberRef)
+        return std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+    if (target.type != BlockMark) return reference;
+    int open = reference - 1;
+    while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
+    return open;
+}
+
 /// Gives the values to what the reference below them names; the stack is cut at the reference's first cell.
 void distribute(EngineContext& ctx, const Values& values, int lowest, bool isList) {
     const int reference = lowest - 1;
@@ -372,12 +355,11 @@ void distribute(EngineContext& ctx, const Values& values, int lowest, bool isLis
         return;
     }
     const ValueCell target = ctx.stack.at(reference);
-    int bottom = reference;
+    const int start = referenceStart(ctx, reference);
     if (target.type == BlockMark) {
-        do --bottom;
-        while (bottom > ctx.base() && ctx.stack.at(bottom).type != BlockMark);
-        distributeToBlock(ctx, bottom, reference, values);
-    } else if (target.type == VarRef) {
+        distributeToBlock(ctx, start, reference, values);
+    } else if (target.type == VarRef || (target.type == Array && !isList)) {
+        // Several returned values fill the array that the reference names, also where it names an element.
         Variable& variable = targetVariable(*target.payload.node);
         RecordInstance* record = isList ? variable.record() : nullptr;
         if (record != nullptr)
@@ -390,7 +372,7 @@ void distribute(EngineContext& ctx, const Values& values, int lowest, bool isLis
         illegalType(ctx);
     }
     if (ctx.run.abort) return;
-    ctx.stack.dropTo(std::max(bottom, ctx.base()));
+    ctx.stack.dropTo(start);
     ctx.stack.push(ValueCell::ofInteger(1));
 }
 
@@ -415,17 +397,6 @@ void assignList(EngineContext& ctx) {
     distribute(ctx, {open + 1, close - open - 1}, open, true);
 }
 
-/// Stack index of the first cell that belongs to the reference at `reference`.
-int referenceStart(EngineContext& ctx, int reference) {
-    const ValueCell& target = ctx.stack.at(reference);
-    if (target.type == Array || target.type == IndexedMemberRef)
-        return elementTarget(ctx, *target.payload.node, reference).list.first;
-    if (target.type != BlockMark) return reference;
-    int open = reference - 1;
-    while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
-    return open;
-}
-
 void assignSingle(EngineContext& ctx) {
     const int reference = ctx.stack.size() - 2;
     ValueCell value = ctx.stack.top();
@@ -447,7 +418,7 @@ void assignSingle(EngineContext& ctx) {
         value = ValueCell::ofArray(value.payload.array, &targetVariable(*target.payload.node));
     // The value moves down over the reference: it is the assignment's result.
     ctx.stack.forgetTo(ctx.stack.size() - 1);
-    ctx.stack.dropTo(std::max(start, ctx.base()));
+    ctx.stack.dropTo(start);
     ctx.stack.push(value);
 }
 
