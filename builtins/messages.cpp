@@ -42,7 +42,7 @@ const char* orEmpty(const char* text) {
 
 /// Writes a Number, Integer, Vector or Nil. The text lies in `buffer`.
 /// @return an empty text for any other kind
-using NumberBuffer = std::array<char, 3 * kNumberChars + 4>;
+using NumberBuffer = std::array<char, kVectorChars + 2>;
 std::string_view plainText(const ValueCell& cell, NumberBuffer& buffer) {
     char* end = buffer.data();
     switch (cell.type) {
@@ -54,11 +54,7 @@ std::string_view plainText(const ValueCell& cell, NumberBuffer& buffer) {
             break;
         case Vector:
             *end++ = '<';
-            end = writeG(cell.payload.vec.x, end);
-            *end++ = ',';
-            end = writeG(cell.payload.vec.y, end);
-            *end++ = ',';
-            end = writeG(cell.payload.vec.z, end);
+            end = writeVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ',', end);
             *end++ = '>';
             break;
         case Nil:

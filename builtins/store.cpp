@@ -33,7 +33,7 @@ std::string plainText(const ValueCell& cell) {
         case Integer:
             return formatInt(cell.payload.number);
         case Vector:
-            return formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, " ");
+            return formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ' ');
         case String:
         case TempString:
             return cell.payload.text;

@@ -127,13 +127,17 @@ std::string formatInt(double v) {
     return {buffer.data(), writeInt(v, buffer.data())};
 }
 
-std::string formatVector(double x, double y, double z, std::string_view separator) {
-    std::string text = formatG(x);
-    text += separator;
-    text += formatG(y);
-    text += separator;
-    text += formatG(z);
-    return text;
+char* writeVector(double x, double y, double z, char separator, char* out) noexcept {
+    out = writeG(x, out);
+    *out++ = separator;
+    out = writeG(y, out);
+    *out++ = separator;
+    return writeG(z, out);
+}
+
+std::string formatVector(double x, double y, double z, char separator) {
+    std::array<char, kVectorChars> buffer;
+    return {buffer.data(), writeVector(x, y, z, separator, buffer.data())};
 }
 
 double parseDouble(std::string_view text, std::size_t* used) {

@@ -16,6 +16,10 @@ inline constexpr int kNumberChars = 32;
 char* writeG(double v, char* out) noexcept;
 /// The "%d" of formatInt() without allocating, otherwise as writeG().
 char* writeInt(double v, char* out) noexcept;
+/// Room for what writeVector() writes.
+inline constexpr int kVectorChars = 3 * kNumberChars + 2;
+/// The text of formatVector() without allocating, otherwise as writeG().
+char* writeVector(double x, double y, double z, char separator, char* out) noexcept;
 
 /// "%g": six significant digits.
 [[nodiscard]] std::string formatG(double v);
@@ -25,8 +29,8 @@ char* writeInt(double v, char* out) noexcept;
 [[nodiscard]] double roundFixed(double v, int precision) noexcept;
 /// "%d" of the value truncated toward zero (64-bit inside, so large Integers stay exact).
 [[nodiscard]] std::string formatInt(double v);
-/// x, y, z in "%g", joined by `separator` (" " or ",").
-[[nodiscard]] std::string formatVector(double x, double y, double z, std::string_view separator);
+/// x, y, z in "%g", joined by `separator` (' ' or ',').
+[[nodiscard]] std::string formatVector(double x, double y, double z, char separator);
 
 /// Reads a leading decimal floating-point number after optional white space, as C's strtod does in the "C" locale
 /// (no hexadecimal, no "inf"/"nan").

@@ -31,7 +31,7 @@ TEST(Format, writesNumbersAsThePercentConversions) {
         EXPECT_EQ(formatG(row.value), row.general);
         EXPECT_EQ(formatInt(row.value), row.integer);
     }
-    EXPECT_EQ(formatVector(1.0, -0.5, 2e10, ","), "1,-0.5,2e+10");
+    EXPECT_EQ(formatVector(1.0, -0.5, 2e10, ','), "1,-0.5,2e+10");
 }
 
 TEST(Format, fixedFollowsItsPrecisionAndNeverOverruns) {

@@ -28,7 +28,7 @@ inline std::string show(const ValueCell& cell) {
         case Integer:
             return formatG(cell.payload.number) + "i";
         case Vector:
-            return "<" + formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ",") + ">";
+            return "<" + formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ',') + ">";
         case String:
         case TempString:
             return "'" + std::string(cell.payload.text) + "'";

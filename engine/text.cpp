@@ -15,7 +15,7 @@ struct TextPieces {
     std::string_view before;
     std::string_view body;
     std::string_view after;
-    std::array<char, 3 * kNumberChars + 2> buffer;
+    std::array<char, kVectorChars> buffer;
 };
 
 bool describe(const ValueCell& cell, TextPieces& out) {
@@ -29,11 +29,7 @@ bool describe(const ValueCell& cell, TextPieces& out) {
             end = writeInt(cell.payload.number, begin);
             break;
         case Vector:
-            end = writeG(cell.payload.vec.x, end);
-            *end++ = ' ';
-            end = writeG(cell.payload.vec.y, end);
-            *end++ = ' ';
-            end = writeG(cell.payload.vec.z, end);
+            end = writeVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ' ', end);
             break;
         case String:
         case TempString:

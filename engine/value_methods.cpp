@@ -338,7 +338,7 @@ const char* asText(EngineContext& ctx, const Variable& variable, const StringFor
             return padded(ctx, formatInt(variable.number), field);
         case Kind::Vector: {
             const Vec3& v = variable.vec;
-            return ctx.pool.strdup("<" + formatVector(v.x, v.y, v.z, ",") + ">");
+            return ctx.pool.strdup("<" + formatVector(v.x, v.y, v.z, ',') + ">");
         }
         case Kind::Text:
             // The flag moves a text to the right side; a negative width moves it back.
