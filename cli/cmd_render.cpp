@@ -39,12 +39,7 @@ std::optional<preview::Image> renderPicture(const RenderCommand& options, Module
 
 void renderScript(const RenderCommand& options, Invocation& invocation) {
     ModuleSession session(options.module, invocation);
-    const bool toOutput = options.output == "-";
-    if (toOutput && invocation.json) {
-        session.complain("a picture and JSON messages cannot both go to standard output", kExitUnusable);
-        return;
-    }
-    if (toOutput) session.keepOutputClean();
+    if (!session.setPicture(options.output)) return;
     SceneInfo& info = session.services().sceneInfo();
     info.frameWidth = options.size.width;
     info.frameHeight = options.size.height;

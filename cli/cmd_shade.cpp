@@ -74,12 +74,7 @@ void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& samp
 
 void shadeScript(const ShadeCommand& options, Invocation& invocation) {
     ModuleSession session(options.module, invocation);
-    const bool toOutput = options.output == "-";
-    if (toOutput && invocation.json) {
-        session.complain("a picture and JSON messages cannot both go to standard output", kExitUnusable);
-        return;
-    }
-    if (toOutput) session.keepOutputClean();
+    if (!session.setPicture(options.output)) return;
     std::optional<ShadingSample> sample = presetSample(options, session);
     if (!sample || !session.open() || !session.load() || !session.begin()) return;
 
@@ -101,7 +96,7 @@ void shadeScript(const ShadeCommand& options, Invocation& invocation) {
         invocation.exitCode = kExitUnusable;
     }
     const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace);
-    std::fprintf(toOutput ? stderr : stdout, "%s\n", text.c_str());
+    std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", text.c_str());
 }
 
 }  // namespace

@@ -70,6 +70,13 @@ void ModuleSession::complain(std::string_view text, ExitCode exitCode) {
     invocation_.exitCode = exitCode;
 }
 
+bool ModuleSession::setPicture(std::string_view output) {
+    outputTaken_ = output == "-";
+    if (!outputTaken_ || !invocation_.json) return true;
+    complain("a picture and JSON messages cannot both go to standard output", kExitUnusable);
+    return false;
+}
+
 void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const char* line2) {
     if (beforeMessage_) beforeMessage_();
     ShownMessage message = check_.withPlace(shownKind(kind), line1, line2);

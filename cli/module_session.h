@@ -65,8 +65,9 @@ public:
 
     /// Called before each message is shown.
     void setBeforeMessage(std::function<void()> action) { beforeMessage_ = std::move(action); }
-    /// Standard output belongs to a picture: information goes to standard error.
-    void keepOutputClean() { outputTaken_ = true; }
+    /// Where a picture goes to; if that is standard output ("-"), information goes to standard error.
+    /// @return false when JSON messages want standard output, too
+    [[nodiscard]] bool setPicture(std::string_view output);
     /// An error of the command itself.
     void complain(std::string_view text, ExitCode exitCode);
 
