@@ -79,7 +79,7 @@ bool checkElementValue(EngineContext& ctx, const Variable& variable, const Value
     return false;
 }
 
-// --- characters of a text -------------------------------------------------------------------------------------
+// ---- characters of a text ----
 
 /// An element, or a character, that the index list below its reference names.
 struct ElementTarget {
@@ -127,7 +127,7 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
     setVariableText(ctx, variable, text);
 }
 
-// --- elements ---------------------------------------------------------------------------------------------------
+// ---- elements ----
 
 void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
     ctx.abortWith("#ELine %d, index %d invalid for array %s::%s[%d]", ctx.run.currentLine, index, variable.ownerName(),
@@ -210,7 +210,7 @@ void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCe
     }
 }
 
-// --- distribution of several values -------------------------------------------------------------------------------
+// ---- distribution of several values ----
 
 /// True when the value can become an element of a list; reports otherwise.
 bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueCell& value) {

@@ -46,8 +46,7 @@ void withInstance(HxInstance handle, Body&& body) noexcept {
     });
 }
 
-// ---- the twelve callbacks of a shader handler
-// ----------------------------------------------------------------------
+// ---- the twelve callbacks of a shader handler ----
 
 HxInstance createCallback(const char** /* error: never written */) {
     return guarded<HxInstance>(nullptr, [] { return createInstance(pluginState()); });
@@ -115,8 +114,7 @@ const HostItemID* usedItemsCallback(HxInstance) {
     return nullptr;
 }
 
-// ---- what tools may ask
-// --------------------------------------------------------------------------------------------
+// ---- what tools may ask ----
 
 std::int32_t lastRunAborted(void* handle) {
     if (handle == nullptr) return pluginState().endedAborted ? 1 : 0;
@@ -124,8 +122,7 @@ std::int32_t lastRunAborted(void* handle) {
     return script != nullptr && script->engine.run.abort ? 1 : 0;
 }
 
-// ---- activation
-// ----------------------------------------------------------------------------------------------------
+// ---- activation ----
 
 template <class Service>
 bool lookUp(HostGlobal global, const char* name, HxServiceUse use, const Service*& service) {

@@ -21,8 +21,7 @@ const Scene& scene() {
     return current->scene();
 }
 
-// ---- messages, files, directories
-// ----------------------------------------------------------------------------
+// ---- messages, files, directories ----
 
 void showInfo(const char* line1, const char* line2) {
     current->message(HostMessageKind::Info, line1, line2);
@@ -45,8 +44,7 @@ const char* directoryOfKind(const char* kind) {
 }
 DirectoryInfoService directoryService{directoryOfKind};
 
-// ---- items
-// -----------------------------------------------------------------------------------------------------
+// ---- items ----
 
 HostItemID firstItem(std::int32_t type, HostItemID) {
     const SceneItem* found = scene().itemAt(type, 0);
@@ -136,8 +134,7 @@ std::uint32_t itemLimits(HostItemID, std::int32_t, double min[3], double max[3])
 ItemInfo itemService{firstItem, nextItem, firstChildOf, nextChildOf, parentOf,  targetOf,
                      goalOf,    typeOf,   nameOf,       itemParam,   itemLimits};
 
-// ---- meshes and bones
-// ------------------------------------------------------------------------------------------
+// ---- meshes and bones ----
 
 const char* meshFile(HostItemID id) {
     const MeshItem* mesh = scene().mesh(id);
@@ -175,8 +172,7 @@ void boneLimits(HostItemID, double* inner, double* outer) {
 }
 BoneInfo boneService{boneFlags, boneRest, boneLength, boneLimits};
 
-// ---- lights and cameras
-// ----------------------------------------------------------------------------------------
+// ---- lights and cameras ----
 
 void ambientLight(double, double out[3]) {
     store(scene().ambient, std::span<double, 3>(out, 3));
@@ -228,8 +224,7 @@ void cameraFov(HostItemID id, double, double* horizontal, double* vertical) {
 }
 CameraInfo cameraService{cameraZoom, cameraLength, cameraDistance, cameraStop, cameraBlur, cameraFov};
 
-// ---- images: the scene uses none
-// --------------------------------------------------------------------------------
+// ---- images: the scene uses none ----
 
 HxImageID firstImage() {
     return nullptr;
@@ -242,8 +237,7 @@ const char* imageText(HxImageID) {
 }
 ImageList imageService{firstImage, nextImage, imageText, imageText};
 
-// ---- lookup
-// ------------------------------------------------------------------------------------------------------
+// ---- lookup ----
 
 /// The system-information word is 0 (the animation program), which as a pointer is null; so it has no row.
 /// Panels are not offered: scripts that want them are told so and keep running.

@@ -70,8 +70,7 @@ Vec3 Shading::radiance(const Ray& ray, const Path& path, SampleStream& stream, d
                                                       : shadeMesh(ray, hit, path, stream);
 }
 
-// ---- surfaces
-// --------------------------------------------------------------------------------------------------
+// ---- surfaces ----
 
 Vec3 Shading::shadeGround(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream) {
     const double away = std::hypot(hit.point.x, hit.point.z);
@@ -145,8 +144,7 @@ void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const
     storeSurface(surface, sample_);
 }
 
-// ---- light
-// -------------------------------------------------------------------------------------------------------
+// ---- light ----
 
 Vec3 Shading::ambientLight(const Vec3& point, const Vec3& normal) const {
     const MeshItem& sphere = scene_.meshes.front();
@@ -270,8 +268,7 @@ Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric
     return seen + tint * behind * (1.0 - reflected);
 }
 
-// ---- what scripts ask
-// ----------------------------------------------------------------------------------------------
+// ---- what scripts ask ----
 
 void Shading::illuminate(HostItemID light, const Vec3& point, Vec3& vector, Vec3& color) {
     color = {};
