@@ -3,6 +3,7 @@
 #include "cli/commands.h"
 #include "cli/module_session.h"
 #include "cli/sample_grid.h"
+#include "platform/environment.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -14,8 +15,6 @@
 namespace kestrel::cli {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 struct BenchCommand {
     ModuleOptions module;
@@ -46,8 +45,9 @@ private:
     std::uint64_t state_ = 0xcbf29ce484222325;
 };
 
-double nanoseconds(Clock::time_point from, Clock::time_point to) {
-    return std::chrono::duration<double, std::nano>(to - from).count();
+/// Processor time since `start`: how busy the machine is makes no difference.
+double nanosecondsSince(std::chrono::nanoseconds start) {
+    return static_cast<double>((platform::processorTime() - start).count());
 }
 
 ShadingSample blankSample() {
@@ -62,7 +62,7 @@ ShadingSample blankSample() {
 /// @return nanoseconds per sample; below 0 when the script failed
 double pass(const GridSize& grid, ModuleSession& session, Checksum* checksum) {
     const ShadingSample blank = blankSample();
-    const Clock::time_point start = Clock::now();
+    const std::chrono::nanoseconds start = platform::processorTime();
     for (std::int32_t y = 0; y < grid.height; ++y) {
         for (std::int32_t x = 0; x < grid.width; ++x) {
             ShadingSample sample = blank;
@@ -72,7 +72,7 @@ double pass(const GridSize& grid, ModuleSession& session, Checksum* checksum) {
         }
         if (session.failed()) return -1.0;
     }
-    return nanoseconds(start, Clock::now()) / static_cast<double>(grid.count());
+    return nanosecondsSince(start) / static_cast<double>(grid.count());
 }
 
 void report(const BenchCommand& options, double nsPerSample, double loadMs, const Checksum& checksum) {
@@ -98,9 +98,9 @@ void report(const BenchCommand& options, double nsPerSample, double loadMs, cons
 void benchScript(const BenchCommand& options, Invocation& invocation) {
     ModuleSession session(options.module, invocation);
     if (!session.open()) return;
-    const Clock::time_point start = Clock::now();
+    const std::chrono::nanoseconds start = platform::processorTime();
     if (!session.load()) return;
-    const double loadMs = nanoseconds(start, Clock::now()) * 1e-6;
+    const double loadMs = nanosecondsSince(start) * 1e-6;
     if (!session.begin()) return;
 
     // The first pass warms up the caches and yields the checksum, which then costs the timed passes nothing.
@@ -132,6 +132,9 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         ->capture_default_str();
     command->add_flag("--json", options->json, "The result as one JSON object");
     command->footer(
+        "All times are processor time: what other programs take of the machine does not count. The time per "
+        "sample\n"
+        "is the median of the passes.\n"
         "The checksum (FNV-1a over wNorm to roughness of all samples of the first pass) is the same wherever "
         "the script\n"
         "computes the same.");

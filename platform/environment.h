@@ -1,6 +1,7 @@
 // Environment, process and directories.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,5 +19,8 @@ void setEnvironment(const char* name, const std::string& value);
 [[nodiscard]] std::string temporaryDirectory();
 
 [[nodiscard]] std::uint32_t processId();
+
+/// How long the process has run on a processor, all its threads together; waiting for one does not count.
+[[nodiscard]] std::chrono::nanoseconds processorTime();
 
 }  // namespace kestrel::platform

@@ -2,6 +2,7 @@
 
 #include "platform/paths.h"
 
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -34,6 +35,12 @@ std::string temporaryDirectory() {
 
 std::uint32_t processId() {
     return static_cast<std::uint32_t>(getpid());
+}
+
+std::chrono::nanoseconds processorTime() {
+    timespec used{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 }  // namespace kestrel::platform
