@@ -11,11 +11,12 @@ namespace kestrel::platform {
 
 namespace {
 
-enum class EntryKind { None, Directory, Other };
+enum class EntryKind { None, Regular, Directory, Other };
 
 EntryKind entryKind(const std::string& native) {
     struct stat info;
     if (native.empty() || stat(native.c_str(), &info) != 0) return EntryKind::None;
+    if (S_ISREG(info.st_mode)) return EntryKind::Regular;
     return S_ISDIR(info.st_mode) ? EntryKind::Directory : EntryKind::Other;
 }
 
@@ -31,6 +32,8 @@ FileHandle openFile(std::string_view systemPath, const char* mode) {
 }
 
 std::optional<std::string> readTextFile(std::string_view systemPath) {
+    // A device or a pipe may never end.
+    if (entryKind(nativePath(systemPath)) != EntryKind::Regular) return std::nullopt;
     const FileHandle file = openFile(systemPath, "rb");
     if (file == nullptr) return std::nullopt;
     std::string text;
@@ -52,7 +55,8 @@ bool pathExists(std::string_view systemPath) {
 }
 
 bool fileExists(std::string_view systemPath) {
-    return entryKind(nativePath(systemPath)) == EntryKind::Other;
+    const EntryKind kind = entryKind(nativePath(systemPath));
+    return kind == EntryKind::Regular || kind == EntryKind::Other;
 }
 
 bool removeFile(std::string_view systemPath) {
