@@ -1,15 +1,15 @@
 #include "cli/module_session.h"
 
 #include "platform/environment.h"
-#include "platform/paths.h"
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
-#include <limits>
 
 namespace kestrel::cli {
 
 namespace {
+
+constexpr double kLongestTime = 1e9;  // seconds; keeps out what is no number or infinite
 
 bool personIsThere() {
     return platform::isTerminal(platform::Stream::Input) && platform::isTerminal(platform::Stream::Output);
@@ -46,6 +46,7 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
 void addFrameOptions(CLI::App& command, ModuleOptions& options) {
     command.add_option("--frame", options.frame, "Frame number for the script")->capture_default_str();
     command.add_option("--time", options.time, "Time of the frame in seconds (default: frame / 30)")
+        ->check(CLI::Range(-kLongestTime, kLongestTime).description(""))
         ->type_name("SECONDS");
 }
 
@@ -92,13 +93,6 @@ bool ModuleSession::open() {
     bool usable = requireReadable(options_.file, invocation_);
     for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
     if (!usable) return false;
-    if (platform::systemPath(options_.file).size() > preview::ShaderInstance::kLongestPath) {
-        complain("the script's full path is longer than the " +
-                     std::to_string(preview::ShaderInstance::kLongestPath) +
-                     " characters that a scene can hold",
-                 kExitUnusable);
-        return false;
-    }
     check_ = precheck(options_.file, options_.choose);
     if (!check_.safe()) {
         check_.complain(printer_);

@@ -18,8 +18,9 @@ public:
         shown.kind = message.kind == MessageKind::Error     ? ShownMessage::Kind::Error
                      : message.kind == MessageKind::Warning ? ShownMessage::Kind::Warning
                                                             : ShownMessage::Kind::Info;
-        shown.line1 = message.line1;
-        shown.line2 = message.line2;
+        // The module's messages end at a zero byte, and these are compared with them.
+        shown.line1 = message.line1.c_str();
+        if (message.line2) shown.line2 = message.line2->c_str();
         if (context_ != nullptr && context_->program) {
             shown.place = resolvePlace(message.where, context_->program->files);
         }

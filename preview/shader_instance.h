@@ -17,9 +17,6 @@ public:
     ShaderInstance(const ShaderInstance&) = delete;
     ShaderInstance& operator=(const ShaderInstance&) = delete;
 
-    /// The longest script path, in characters of the system's form, that a text state can carry.
-    static constexpr std::size_t kLongestPath = 247;
-
     /// Attaches a script the way the load of a scene with a text state does.
     /// @param nativePath  the script's file
     /// @return false when the script did not load (its messages have gone to the host's message service)

@@ -80,6 +80,14 @@ class Shade(Command):
                          ["create", "init", "6 0.5", "flags", "process 9", "cleanup", "destroy"])
         self.assertEqual(lines[-1]["flags"], 2)
 
+    def test_a_path_may_be_long_and_a_message_hold_a_zero_byte(self):
+        for _ in range(4):
+            self.folder /= 100 * "f"
+        self.folder.mkdir(parents=True)
+        self.assertEqual(self.shade(FIXED)["describe"], "Kestrel/PT - SCRIPT.KS")
+        _, _, err = self.run_command("shade", "process: sa { x = (; }\0")
+        self.assertTrue(err.startswith("script.ks:1:20: error: "), err)
+
     def test_grid_covers_the_unit_square_and_becomes_a_picture(self):
         script = "process: sa { sa.color[1] = sa.oPos[1]; sa.color[2] = sa.wPos[2]; sa.color[3] = sa.sx == 3; }"
         last = self.shade(script, "--grid", "4x2", "-o", "grid.png")["sample"]
