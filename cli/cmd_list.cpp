@@ -24,7 +24,9 @@ int list(const ListOptions& options, const Invocation& invocation) {
     printer.setContext(&session.context());
     CompileOptions compileOptions;
     compileOptions.reportEndless = true;
-    const bool good = session.compile(options.file, compileOptions);
+    bool good = session.compile(options.file, compileOptions);
+    const bool nothing = good && session.context().program->code.head == nullptr;
+    if (nothing) good = session.check();  // what is missing says more than an empty listing
     printer.finish();
     printer.setContext(nullptr);
     if (!good) return kExitScriptFailed;

@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -19,6 +21,15 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addBenchCommand(app, invocation);
 }
 
+std::string usageProblem(const CLI::App* app, const CLI::Error& error) {
+    std::string problem = error.what();
+    const std::vector<std::string> rest = app->remaining();
+    if (app->get_subcommands().empty() && !rest.empty() && !rest.front().starts_with('-')) {
+        problem = "There is no command '" + rest.front() + "'";
+    }
+    return problem + "\nRun with --help for more information.\n";
+}
+
 int runCommand(int argc, char** argv) {
     Invocation invocation;
     CLI::App app{"Compiles, runs and renders Kestrel surface scripts."};
@@ -26,6 +37,7 @@ int runCommand(int argc, char** argv) {
     app.set_version_flag("--version", std::string("kestrel ") + KESTREL_VERSION,
                          "Prints the version and exits");
     app.require_subcommand(1);
+    app.failure_message(usageProblem);
     app.footer(
         "Exit status: 0 success; 1 the script failed (compile error, or its run was aborted);\n"
         "2 wrong usage, or a file that cannot be used.\n"
