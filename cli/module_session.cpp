@@ -35,7 +35,8 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
         .add_option(
             "--choose", options.choose,
             "Answers the module's file requests, in order. Without one left it asks on the terminal; when "
-            "there is none, the request counts as cancelled")
+            "there is none, the request counts as cancelled. A part of a script is taken only under the very "
+            "name that was asked for")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("FILE ...");

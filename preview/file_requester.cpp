@@ -30,7 +30,8 @@ std::string FileRequester::nextAnswer(const char* title, const char* fileName, c
         return answer;
     }
     if (!askOnTerminal_) return {};
-    std::fprintf(stderr, "%s\n  %s in %s\n  file (empty to cancel): ", title, fileName, path);
+    std::fprintf(stderr, "%s\n  %s%s%s\n  file (empty to cancel): ", title, fileName,
+                 *path != '\0' ? " in " : "", path);
     std::fflush(stderr);
     std::string line;
     std::getline(std::cin, line);
