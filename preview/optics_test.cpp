@@ -62,24 +62,10 @@ ShadingSample sampleOf(const Surface& surface) {
     return sample;
 }
 
-Surface changedSurface() {
-    Surface changed;
-    changed.normal = {1.0, 0.0, 0.0};
-    changed.color = {0.1, 0.2, 0.3};
-    changed.luminous = 0.4;
-    changed.diffuse = 0.5;
-    changed.specular = 0.6;
-    changed.mirror = 0.7;
-    changed.transparency = 0.8;
-    changed.eta = 1.9;
-    changed.roughness = 0.25;
-    return changed;
-}
-
 TEST(Surface, TheMaskAdmitsExactlyItsValues) {
     Surface before;
     before.normal = kUp;
-    const Surface changed = changedSurface();
+    const Surface changed{{1.0, 0.0, 0.0}, {0.1, 0.2, 0.3}, 0.4, 0.5, 0.6, 0.7, 0.8, 1.9, 0.25};
     const ShadingSample sample = sampleOf(changed);
     struct Row {
         HxShaderFlag flag;

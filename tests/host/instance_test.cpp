@@ -104,13 +104,17 @@ TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
     }
 }
 
+/// What the file dialog is asked when a script is to be chosen.
+std::string loadDialog(const std::string& directory) {
+    return "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / " + directory + " / 99";
+}
+
 TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
     FakeHost host;
     const HxInstance instance = host.create();
     EXPECT_EQ(host.edit(instance), HXM_OK);  // cancelled
     EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
-    EXPECT_EQ(host.dialogs,
-              Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / " + host.directory() + " / 99"});
+    EXPECT_EQ(host.dialogs, Lines{loadDialog(host.directory())});
 
     host.dialogResult = 1;
     host.chosenFile = "a.ks";
@@ -129,9 +133,7 @@ TEST(Instances, TheOptionsEntryLoadsAScriptOnceAndThenRunsItsOptions) {
     EXPECT_EQ(host.edit(other), HXM_OK);
     setenv("KSPATH", "\\from\\environment", 1);
     EXPECT_EQ(host.edit(other), HXM_OK);
-    EXPECT_EQ(host.dialogs,
-              (Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\chosen / 99",
-                     "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\from\\environment / 99"}));
+    EXPECT_EQ(host.dialogs, (Lines{loadDialog("\\chosen"), loadDialog("\\from\\environment")}));
 }
 
 TEST(Instances, AStartDirectoryFromTheMasterScopeIsKeptInTheGlobalOne) {
@@ -144,7 +146,7 @@ TEST(Instances, AStartDirectoryFromTheMasterScopeIsKeptInTheGlobalOne) {
     EXPECT_EQ(host.edit(instance), HXM_OK);
     host.handler.newTime(script, 0, 0.0);
     EXPECT_EQ(host.edit(instance), HXM_OK);
-    EXPECT_EQ(host.dialogs, Lines(2, "Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / /stored / 99"));
+    EXPECT_EQ(host.dialogs, Lines(2, loadDialog("/stored")));
 }
 
 TEST(Instances, TheHostsConfigurationNamesTheFirstStartDirectory) {
@@ -153,7 +155,7 @@ TEST(Instances, TheHostsConfigurationNamesTheFirstStartDirectory) {
                              << "\nPluginDir\nPluginDirectory \t\\mods\\ks\r\nPluginDirectory x\n";
     const HxInstance instance = host.create();
     EXPECT_EQ(host.edit(instance), HXM_OK);
-    EXPECT_EQ(host.dialogs, Lines{"Kestrel/PT v1.3: Load Script... / *.ks;*.kxl / \\mods\\ks / 99"});
+    EXPECT_EQ(host.dialogs, Lines{loadDialog("\\mods\\ks")});
 }
 
 TEST(Instances, AScriptWithoutOptionsSaysSo) {

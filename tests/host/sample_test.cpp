@@ -9,34 +9,24 @@ namespace {
 
 /// A sample in which every value differs.
 ShadingSample numberedSample() {
-    ShadingSample sample{};
-    sample.sx = 11;
-    sample.sy = 12;
-    sample.spotSize = 0.5;
-    sample.rayLength = 0.25;
-    sample.cosine = 0.125;
-    for (int i = 0; i < 3; ++i) {
-        sample.oPos[i] = 101 + i;
-        sample.wPos[i] = 201 + i;
-        sample.gNorm[i] = 301 + i;
-        sample.raySource[i] = 401 + i;
-        sample.wNorm[i] = 501 + i;
-        sample.color[i] = 601 + i;
+    ShadingSample s{};
+    s.sx = 11;
+    s.sy = 12;
+    s.objID = 77;
+    s.polNum = 78;
+    s.spotSize = 0.5;
+    s.rayLength = 0.25;
+    s.cosine = 0.125;
+    double next = 1.0;
+    for (double* v : {&s.luminous, &s.diffuse, &s.specular, &s.mirror, &s.transparency, &s.eta, &s.roughness})
+        *v = next++;
+    next = 101.0;
+    for (double* vector : {s.oPos, s.wPos, s.gNorm, s.raySource, s.wNorm, s.color, s.oXfrm, s.wXfrm}) {
+        const int count = vector == s.oXfrm || vector == s.wXfrm ? 9 : 3;
+        for (int i = 0; i < count; ++i) vector[i] = next + i;
+        next += 100.0;
     }
-    for (int i = 0; i < 9; ++i) {
-        sample.oXfrm[i] = 701 + i;
-        sample.wXfrm[i] = 801 + i;
-    }
-    sample.objID = 77;
-    sample.polNum = 78;
-    sample.luminous = 1;
-    sample.diffuse = 2;
-    sample.specular = 3;
-    sample.mirror = 4;
-    sample.transparency = 5;
-    sample.eta = 6;
-    sample.roughness = 7;
-    return sample;
+    return s;
 }
 
 class Sample : public testing::Test {
@@ -115,18 +105,17 @@ TEST_F(Sample, WritesGoStraightIntoTheSample) {
     struct Case {
         const char* statement;
         std::ptrdiff_t offset;
-        double before;
         double after;
     };
-    for (const Case& c : {Case{"sa.luminous[7] = 0.5;", offsetof(ShadingSample, luminous), 1, 0.5},
-                          Case{"sa.diffuse = 9;", offsetof(ShadingSample, diffuse), 2, 9},
-                          Case{"sa.specular += 0.5;", offsetof(ShadingSample, specular), 3, 3.5},
-                          Case{"sa.mirror -= 1;", offsetof(ShadingSample, mirror), 4, 3},
-                          Case{"sa.transparency *= 2;", offsetof(ShadingSample, transparency), 5, 10},
-                          Case{"sa.eta /= 4;", offsetof(ShadingSample, eta), 6, 1.5},
-                          Case{"sa.roughness++;", offsetof(ShadingSample, roughness), 7, 8},
-                          Case{"sa.color[2] = -1;", offsetof(ShadingSample, color) + 8, 602, -1},
-                          Case{"--sa.wNorm[3];", offsetof(ShadingSample, wNorm) + 16, 503, 502}}) {
+    for (const Case& c : {Case{"sa.luminous[7] = 0.5;", offsetof(ShadingSample, luminous), 0.5},
+                          Case{"sa.diffuse = 9;", offsetof(ShadingSample, diffuse), 9},
+                          Case{"sa.specular += 0.5;", offsetof(ShadingSample, specular), 3.5},
+                          Case{"sa.mirror -= 1;", offsetof(ShadingSample, mirror), 3},
+                          Case{"sa.transparency *= 2;", offsetof(ShadingSample, transparency), 10},
+                          Case{"sa.eta /= 4;", offsetof(ShadingSample, eta), 1.5},
+                          Case{"sa.roughness++;", offsetof(ShadingSample, roughness), 8},
+                          Case{"sa.color[2] = -1;", offsetof(ShadingSample, color) + 8, -1},
+                          Case{"--sa.wNorm[3];", offsetof(ShadingSample, wNorm) + 16, 502}}) {
         SCOPED_TRACE(c.statement);
         ShadingSample sample = numberedSample();
         ShadingSample expected = sample;
