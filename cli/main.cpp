@@ -48,6 +48,11 @@ int runCommand(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitSuccess : kExitUnusable;
     }
+    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!written && invocation.exitCode == kExitSuccess) {
+        std::fputs("kestrel: error: standard output: cannot be written\n", stderr);
+        invocation.exitCode = kExitUnusable;
+    }
     return invocation.exitCode;
 }
 

@@ -190,6 +190,15 @@ class Render(Command):
 
 
 class Bench(Command):
+    def test_a_result_that_cannot_be_written_is_a_failure(self):
+        (self.folder / "script.ks").write_text(FIXED)
+        for command in ("shade", "bench"):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([self.kestrel, command, "script.ks", "--grid", "2x2"], cwd=self.folder,
+                                      stdout=full, stderr=subprocess.PIPE, timeout=harness.TIME_LIMIT)
+            self.assertEqual(done.returncode, 2)
+            self.assertIn(b"cannot be written", done.stderr)
+
     def test_checksum_repeats_and_follows_the_outputs(self):
         def checksum(script):
             status, out, err = self.run_command("bench", script, "--grid", "8x4", "--passes", "2", "--json")
