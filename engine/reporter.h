@@ -73,7 +73,6 @@ public:
     Diversion* diversion = nullptr;           ///< attached debugger; may be null
 
     [[nodiscard]] MessageSink* sink() const noexcept { return sink_; }
-    void setSink(MessageSink* sink) noexcept { sink_ = sink; }
 
 private:
     MessageSink* sink_;  // may be null: nothing is shown, everything still counts

@@ -89,12 +89,6 @@ bool ModuleHost::activateShader(std::string& error) {
     return result == HXM_OK;
 }
 
-std::int32_t ModuleHost::editOptions(HxInstance instance) const {
-    const ServerRecord* interface = server("ShaderInterface");
-    return interface == nullptr ? HXM_MISSING_SERVICE
-                                : interface->activate(HXM_INTERFACE_VERSION, global_, instance, nullptr);
-}
-
 KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }

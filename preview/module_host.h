@@ -27,10 +27,6 @@ public:
 
     [[nodiscard]] const ShaderHandlerRecord& shader() const noexcept { return shader_; }
 
-    /// Opens the options of an instance, as when the user edits it.
-    /// @return an HxActivation
-    [[nodiscard]] std::int32_t editOptions(HxInstance instance) const;
-
     /// The means to end a running script; null when the module is not ours.
     [[nodiscard]] KestrelRunWatch* watch() const noexcept;
     /// True when the last run of script code in the instance ended with a fatal error; for null, the same of
