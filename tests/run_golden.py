@@ -9,12 +9,11 @@
     === hex input.ks        (bytes in hexadecimal, for what is no text)
     === stdout
     === stderr
-    === exit
-    0
+    === exit 0
 
 The command runs in a fresh directory with the input files in it. In the output that directory reads $DIR; in the
 system's own form (backslashes) it reads $SYSDIR, in upper case $SCRIPTDIR. Sections that are absent are empty, an absent
-exit is 0. --update writes the output into the test.
+exit is 0, an absent command is "kestrel STAGE main.ks". --update writes the output into the test.
 """
 
 import pathlib
@@ -25,6 +24,7 @@ import tempfile
 import harness
 
 HEAD = re.compile(r"^=== (.*)$")
+OUTPUT = re.compile(r"stdout$|stderr$|exit ")
 
 
 def sections(text):
@@ -62,23 +62,24 @@ def check(path, args):
     with tempfile.TemporaryDirectory() as made:
         folder = pathlib.Path(made).resolve()
         write_inputs(parts, folder)
-        command = shlex.split(" ".join(parts["command"]))
+        command = shlex.split(" ".join(parts.get("command", ["kestrel", path.parent.name, "main.ks"])))
         if command[0] != "kestrel":
             return "the command must be kestrel"
         status, stdout, stderr = harness.run([args.kestrel, *command[1:]], folder)
-        actual = {"stdout": readable(stdout, folder), "stderr": readable(stderr, folder), "exit": [str(status)]}
-    expected = {name: parts.get(name, []) for name in actual}
-    expected["exit"] = expected["exit"] or ["0"]
+        actual = {"stdout": readable(stdout, folder), "stderr": readable(stderr, folder), f"exit {status}": []}
+    expected = {"stdout": [], "stderr": []} | {name: lines for name, lines in parts.items() if OUTPUT.match(name)}
+    if not any(name.startswith("exit") for name in expected):
+        expected["exit 0"] = []
     if expected == actual:
         return None
     if args.update:
-        kept = [(name, lines) for name, lines in parts.items() if name not in actual]
-        blocks = kept + [(name, lines) for name, lines in actual.items() if lines and lines != ["0"]]
+        kept = [(name, lines) for name, lines in parts.items() if not OUTPUT.match(name)]
+        blocks = kept + [(name, lines) for name, lines in actual.items() if lines or name == f"exit {status or ''}"]
         written = [line for name, lines in blocks for line in ([f"=== {name}"] if name else []) + lines]
         path.write_text("".join(line + "\n" for line in written), encoding="latin-1")
         return None
-    return "\n".join(f"{name}:\n{harness.difference(expected[name], actual[name])}"
-                     for name in actual if expected[name] != actual[name])
+    return "\n".join(f"{name}:\n{harness.difference(expected.get(name, ['(not expected)']), lines)}"
+                     for name, lines in actual.items() if expected.get(name) != lines)
 
 
 def main():
