@@ -2,6 +2,7 @@
 #include "platform/environment.h"
 
 #include <optional>
+#include <tuple>
 
 namespace kestrel::test {
 
@@ -53,7 +54,7 @@ TEST_F(PreprocessorTest, DirectivesSetTheirOptions) {
 
 TEST_F(PreprocessorTest, WrongDirectivesAreAllReported) {
     EXPECT_EQ(compile("#foo bar\n@ a, b @\n#errors\n#version x\n#version \"0\"\n#debug x\n#define\n"), 8);
-    const std::string lines[] = {
+    const std::vector<std::string> lines = {
         directiveMessage(1, "Bad pragma directive:'#foo bar'"),
         directiveMessage(2, "Bad pragma directive:'@ a, b @'"),
         directiveMessage(3, "Pragma 'errors' must specify a numeric value"),
@@ -62,7 +63,7 @@ TEST_F(PreprocessorTest, WrongDirectivesAreAllReported) {
         directiveMessage(6, "Invalid parameter to 'debug' pragma"),
         directiveMessage(7, "Pragma 'define' must specify a name"),
     };
-    EXPECT_EQ(collector_.texts, std::vector<std::string>(std::begin(lines), std::end(lines)));
+    EXPECT_EQ(collector_.texts, lines);
     EXPECT_EQ(collector_.places.at(3).line, 4);
     EXPECT_TRUE(ctx_.run.abort) << "the compile stops there";
 }
@@ -79,12 +80,7 @@ TEST_F(PreprocessorTest, VersionsUpTo13Pass) {
 }
 
 TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
-    struct Case {
-        const char* defines;
-        const char* source;
-        const char* code;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"#define X 5\n", "MAX; X;", "VAR MA5; INTEGER 5;"},
         {"#define N 7\n", "(\"N\", N, \"N\");", "BLOCK, STRING \"N\", INTEGER 7, STRING \"N\", BLOCK;"},
         {"#define A 1\n#define B A + A\n", "B;", "INTEGER 1, INTEGER 1, ADD;"},
@@ -94,9 +90,9 @@ TEST_F(PreprocessorTest, DefinesReplacePlainSubstringsOutsideLiterals) {
         {"#define L aaaaaaaaaa\n", "L + L; \"L\";",
          "VAR aaaaaaaaaa, VAR aaaaaaaaaa, ADD; STRING \"aaaaaaaaaa\";"},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(compile(std::string(c.defines) + "main { " + c.source + " }\n"), 0) << messages();
-        EXPECT_EQ(code(), "FUNC main, " + std::string(c.code) + " ENDFUNC") << c.source;
+    for (const auto& [defines, source, expected] : cases) {
+        EXPECT_EQ(compile(defines + "main { " + source + " }\n"), 0) << messages();
+        EXPECT_EQ(code(), "FUNC main, " + expected + " ENDFUNC") << source;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 namespace kestrel::test {
 namespace {
@@ -76,14 +77,9 @@ TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
 }
 
 TEST(Activation, AMissingServiceIsToldAndLookedUpAgainNextTime) {
-    struct Case {
-        const char* service;
-        std::uintptr_t systemInfo;
-        Lines messages;
-        std::int32_t result;
-    };
+    using Case = std::tuple<const char*, std::uintptr_t, Lines, std::int32_t>;
     const Lines badScene = {"error: Bad animation global detected!"};
-    for (const Case& c :
+    for (const auto& [service, systemInfo, messages, result] :
          {Case{HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
           Case{HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
           Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
@@ -96,13 +92,13 @@ TEST(Activation, AMissingServiceIsToldAndLookedUpAgainNextTime) {
           Case{HX_SERVICE_CAMERA_INFO, 0, badScene, HXM_MISSING_SERVICE},
           Case{HX_SERVICE_SCENE_INFO, 0, badScene, HXM_MISSING_SERVICE},
           Case{HX_SERVICE_IMAGE_LIST, 0, badScene, HXM_MISSING_SERVICE}}) {
-        SCOPED_TRACE(c.service);
+        SCOPED_TRACE(service);
         FakeHost host;
-        host.missing = {c.service};
-        host.systemInfo = c.systemInfo;
-        EXPECT_EQ(host.activate(), c.result);
-        EXPECT_EQ(host.shown(), c.messages);
-        if (c.result == HXM_OK) continue;
+        host.missing = {service};
+        host.systemInfo = systemInfo;
+        EXPECT_EQ(host.activate(), result);
+        EXPECT_EQ(host.shown(), messages);
+        if (result == HXM_OK) continue;
         EXPECT_EQ(host.handler.create, nullptr);
         host.missing.clear();
         host.lookups.clear();

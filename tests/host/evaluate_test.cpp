@@ -2,6 +2,8 @@
 // alone.
 #include "tests/host/fake_host.h"
 
+#include <tuple>
+
 namespace kestrel::test {
 namespace {
 
@@ -32,12 +34,8 @@ TEST(Evaluate, EachCallbackRunsItsFunctionIfThereIsOne) {
 
 TEST(Evaluate, FlagsAreNamesAndNumbers) {
     const char* const kWarning = "Ignoring illegal flag type in function flags()";
-    struct Case {
-        const char* body;
-        std::uint32_t mask;
-        int warnings;
-    };
-    for (const Case& c :
+    using Case = std::tuple<const char*, std::uint32_t, std::size_t>;
+    for (const auto& [body, mask, warnings] :
          {Case{"return \"color\";", HXSF_COLOR, 0}, Case{"return COLOR;", HXSF_COLOR, 0},
           Case{"return 2.9;", HXSF_LUMINOUS, 0},
           Case{"return \"Normal\", \"LUMINOUS\", \"diffuse\", \"specular\", \"mirror\";", 0x3d, 0},
@@ -47,11 +45,11 @@ TEST(Evaluate, FlagsAreNamesAndNumbers) {
                0x5ff, 0},
           Case{"return \"roughness\";", 0, 1}, Case{"return 9, -1, 11, nil, <1,2,3>, COLOR;", HXSF_COLOR, 5},
           Case{"return \"co\" + \"lor\";", HXSF_COLOR, 0}, Case{"return;", 0, 0}, Case{"x = 1;", 0, 0}}) {
-        SCOPED_TRACE(c.body);
+        SCOPED_TRACE(body);
         FakeHost host;
-        const HxInstance instance = host.createWith(std::string("flags { ") + c.body + " }");
-        EXPECT_EQ(host.handler.flags(instance), c.mask);
-        EXPECT_EQ(host.said(), Lines(static_cast<std::size_t>(c.warnings), kWarning));
+        const HxInstance instance = host.createWith(std::string("flags { ") + body + " }");
+        EXPECT_EQ(host.handler.flags(instance), mask);
+        EXPECT_EQ(host.said(), Lines(warnings, kWarning));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <tuple>
 
 namespace kestrel::test {
 namespace {
@@ -81,12 +82,8 @@ TEST(Instances, AFailedLoadLeavesTheInstanceAsItWas) {
 
 TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
     const std::string longText(100, 'x');
-    struct Case {
-        std::string script;
-        std::string description;
-        Lines messages;
-    };
-    for (const Case& c :
+    using Case = std::tuple<std::string, std::string, Lines>;
+    for (const auto& [script, description, messages] :
          {Case{"", "Kestrel/PT - SHADE.KS", {}},
           Case{"create { setdesc(\"worn \", 2.5, \" \", 7, <1,2,3>); }", "worn 2.5 71 2 3", {}},
           Case{"x = name();\nname { setdesc(\"top\"); return 1; }", "top", {}},
@@ -98,9 +95,9 @@ TEST(Instances, TheDescriptionIsTheScriptsNameUnlessItSetsOne) {
         FakeHost host;
         const HxInstance instance = host.create();
         EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
-        host.load(instance, host.write("shade.ks", c.script));
-        EXPECT_EQ(host.handler.describe(instance), c.description);
-        EXPECT_EQ(host.said(), c.messages);
+        host.load(instance, host.write("shade.ks", script));
+        EXPECT_EQ(host.handler.describe(instance), description);
+        EXPECT_EQ(host.said(), messages);
     }
 }
 

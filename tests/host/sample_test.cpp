@@ -1,8 +1,11 @@
 // The shading object: every member's way of reading and writing, and what the host is asked at a sample.
 #include "tests/host/fake_host.h"
 
+#include <array>
 #include <cstring>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 namespace kestrel::test {
 namespace {
@@ -43,41 +46,30 @@ protected:
 };
 
 TEST_F(Sample, EveryMemberReadsAsItsRule) {
-    struct Case {
-        const char* member;
-        const char* value;  // of the plain read; null: a message instead
-        bool integer;
-    };
     const std::string badIndex = "Line 1, illegal index value: ";
-    for (const Case& c :
-         {Case{"sx", "11", true}, Case{"sy", "12", true}, Case{"polNum", "78", true},
-          Case{"spotSize", "0.5", false}, Case{"rayLength", "0.25", false}, Case{"cosine", "0.125", false},
-          Case{"luminous", "1", false}, Case{"diffuse", "2", false}, Case{"specular", "3", false},
-          Case{"mirror", "4", false}, Case{"transparency", "5", false}, Case{"eta", "6", false},
-          Case{"roughness", "7", false}}) {
-        const std::string member = c.member;
-        ShadingSample sample = numberedSample();
-        // An index on a single value is ignored.
-        EXPECT_EQ(evaluate("v = sa." + member + "; info(v, \" \", v.isInt(), v.isNum(), \" \", sa." + member +
-                               "[9]);",
-                           sample),
-                  (Lines{std::string(c.value) + (c.integer ? " 10 " : " 01 ") + c.value}));
-    }
-    struct Elements {
-        const char* member;
-        int first;
-        int count;
+    ShadingSample sample = numberedSample();
+    // Is it an Integer, is it a Number; an index on a single value is ignored.
+    const std::pair<std::string, const char*> singles[] = {
+        {"sx", "11 10 11"},         {"sy", "12 10 12"},     {"polNum", "78 10 78"},
+        {"spotSize", "0.5 01 0.5"}, {"luminous", "1 01 1"}, {"rayLength", "0.25 01 0.25"},
+        {"diffuse", "2 01 2"},      {"specular", "3 01 3"}, {"cosine", "0.125 01 0.125"},
+        {"transparency", "5 01 5"}, {"mirror", "4 01 4"},   {"eta", "6 01 6"},
+        {"roughness", "7 01 7"},
     };
-    for (const Elements& e : {Elements{"oPos", 101, 3}, Elements{"wPos", 201, 3}, Elements{"gNorm", 301, 3},
-                              Elements{"wNorm", 501, 3}, Elements{"color", 601, 3}, Elements{"oXfrm", 701, 9},
-                              // Both transforms read the same numbers.
-                              Elements{"wXfrm", 701, 9}}) {
-        const std::string member = e.member;
-        ShadingSample sample = numberedSample();
-        const std::string last = std::to_string(e.count);
+    for (const auto& [member, shown] : singles) {
+        const std::string kinds = ", \" \", v.isInt(), v.isNum(), \" \", ";
+        EXPECT_EQ(evaluate("v = sa." + member + "; info(v" + kinds + "sa." + member + "[9]);", sample),
+                  Lines{shown});
+    }
+    const std::tuple<std::string, int, int> vectors[] = {
+        {"oPos", 101, 3},  {"wPos", 201, 3},  {"gNorm", 301, 3}, {"wNorm", 501, 3},
+        {"color", 601, 3}, {"oXfrm", 701, 9}, {"wXfrm", 701, 9},  // both transforms read the same numbers
+    };
+    for (const auto& [member, first, count] : vectors) {
+        const std::string last = std::to_string(count);
         EXPECT_EQ(evaluate("info(sa." + member + "[1], \" \", sa." + member + "[" + last + "]);", sample),
-                  (Lines{std::to_string(e.first) + " " + std::to_string(e.first + e.count - 1)}));
-        for (const std::string& index : {std::string("0"), std::to_string(e.count + 1)})
+                  Lines{std::to_string(first) + " " + std::to_string(first + count - 1)});
+        for (const std::string& index : {std::string("0"), std::to_string(count + 1)})
             EXPECT_EQ(evaluate("v = sa." + member + "[" + index + "]; info(v);", sample),
                       (Lines{badIndex + member + "[" + index + "]", "(nil)"}));
         EXPECT_EQ(evaluate("v = sa." + member + "; info(v);", sample),
@@ -102,25 +94,22 @@ TEST_F(Sample, NamesThatAreNoMembersAreTold) {
 }
 
 TEST_F(Sample, WritesGoStraightIntoTheSample) {
-    struct Case {
-        const char* statement;
-        std::ptrdiff_t offset;
-        double after;
-    };
-    for (const Case& c : {Case{"sa.luminous[7] = 0.5;", offsetof(ShadingSample, luminous), 0.5},
-                          Case{"sa.diffuse = 9;", offsetof(ShadingSample, diffuse), 9},
-                          Case{"sa.specular += 0.5;", offsetof(ShadingSample, specular), 3.5},
-                          Case{"sa.mirror -= 1;", offsetof(ShadingSample, mirror), 3},
-                          Case{"sa.transparency *= 2;", offsetof(ShadingSample, transparency), 10},
-                          Case{"sa.eta /= 4;", offsetof(ShadingSample, eta), 1.5},
-                          Case{"sa.roughness++;", offsetof(ShadingSample, roughness), 8},
-                          Case{"sa.color[2] = -1;", offsetof(ShadingSample, color) + 8, -1},
-                          Case{"--sa.wNorm[3];", offsetof(ShadingSample, wNorm) + 16, 502}}) {
-        SCOPED_TRACE(c.statement);
+    using Case = std::tuple<const char*, std::ptrdiff_t, double>;
+    for (const auto& [statement, offset, after] :
+         {Case{"sa.luminous[7] = 0.5;", offsetof(ShadingSample, luminous), 0.5},
+          Case{"sa.diffuse = 9;", offsetof(ShadingSample, diffuse), 9},
+          Case{"sa.specular += 0.5;", offsetof(ShadingSample, specular), 3.5},
+          Case{"sa.mirror -= 1;", offsetof(ShadingSample, mirror), 3},
+          Case{"sa.transparency *= 2;", offsetof(ShadingSample, transparency), 10},
+          Case{"sa.eta /= 4;", offsetof(ShadingSample, eta), 1.5},
+          Case{"sa.roughness++;", offsetof(ShadingSample, roughness), 8},
+          Case{"sa.color[2] = -1;", offsetof(ShadingSample, color) + 8, -1},
+          Case{"--sa.wNorm[3];", offsetof(ShadingSample, wNorm) + 16, 502}}) {
+        SCOPED_TRACE(statement);
         ShadingSample sample = numberedSample();
         ShadingSample expected = sample;
-        std::memcpy(reinterpret_cast<char*>(&expected) + c.offset, &c.after, sizeof c.after);
-        EXPECT_EQ(evaluate(c.statement, sample), Lines{});
+        std::memcpy(reinterpret_cast<char*>(&expected) + offset, &after, sizeof after);
+        EXPECT_EQ(evaluate(statement, sample), Lines{});
         EXPECT_EQ(std::memcmp(&sample, &expected, sizeof sample), 0);
     }
     ShadingSample sample = numberedSample();
@@ -205,9 +194,7 @@ TEST_F(Sample, TheHostIsAskedForLightAndRays) {
                   (Lines{"123456"}));
         EXPECT_EQ(asked.light, 77u);
         EXPECT_EQ(asked.point[2], 3.0);
-        EXPECT_EQ(asked.vector[0], 4.0);
-        EXPECT_EQ(asked.vector[1], 5.5);
-        EXPECT_EQ(asked.vector[2], 6.0);
+        EXPECT_EQ(std::to_array(asked.vector), (std::array{4.0, 5.5, 6.0}));
     }
     for (const char* call : {"raytrace(<1,2,3>, <0,3,4>)", "sa.raytrace(<1,2,3>, <0,3,4>)"}) {
         asked = {};
@@ -225,11 +212,8 @@ TEST_F(Sample, TheHostIsAskedForLightAndRays) {
 
 TEST_F(Sample, WrongQuestionsToTheHostAreTold) {
     const std::string arrays = "var few[3]; few[1] = 1; few[3] = 2; var odd[4]; odd[2] = 1; odd[3] = \"x\"; ";
-    struct Case {
-        const char* call;
-        const char* message;
-    };
-    for (const Case& c :
+    using Case = std::pair<const char*, const char*>;
+    for (const auto& [call, message] :
          {Case{"sa.illuminate(1, <0,0,0>)", "invalid argument count to illuminate()"},
           Case{"illuminate(sa.objID, 1, 2)", "invalid argument 3 type to illuminate()"},
           Case{"illuminate(sa.objID, 1, <0,0,0>)", "invalid argument 2 type to illuminate()"},
@@ -242,9 +226,9 @@ TEST_F(Sample, WrongQuestionsToTheHostAreTold) {
           Case{"raytrace(<0,0,0>, few)", "array size less than required argument count"},
           Case{"raytrace(odd, <0,0,1>)", "invalid array element [3] type to raytrace()"}}) {
         ShadingSample sample = litSample();
-        EXPECT_EQ(evaluate(arrays + "v = " + c.call + "; info(v);", sample),
-                  (Lines{std::string("Line 1, ") + c.message, "(nil)"}))
-            << c.call;
+        EXPECT_EQ(evaluate(arrays + "v = " + call + "; info(v);", sample),
+                  (Lines{std::string("Line 1, ") + message, "(nil)"}))
+            << call;
     }
 }
 
