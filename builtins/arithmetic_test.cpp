@@ -4,7 +4,6 @@
 #include <utility>
 
 namespace kestrel::test {
-namespace {
 
 class ArithmeticTest : public BuiltinTest {};
 
@@ -102,5 +101,4 @@ TEST_F(ArithmeticTest, randomFollowsItsGenerator) {
     call("random", {N(-1e300), N(1e300)});
 }
 
-}  // namespace
 }  // namespace kestrel::test

@@ -2,7 +2,6 @@
 #include "engine/text.h"
 
 namespace kestrel::test {
-namespace {
 
 class HandlersTest : public BuiltinTest {};
 
@@ -180,5 +179,4 @@ TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {
     EXPECT_FALSE(ctx.run.abort);
 }
 
-}  // namespace
 }  // namespace kestrel::test

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 namespace kestrel::test {
-namespace {
 
 using platform::Hive;
 
@@ -135,5 +134,4 @@ TEST_F(StoreTest, aStoreThatFailsAbortsWritersAndHoldsNothing) {
     EXPECT_EQ(shown.back().line2, "Line 1, cannot add Registry key");
 }
 
-}  // namespace
 }  // namespace kestrel::test

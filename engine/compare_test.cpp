@@ -4,7 +4,6 @@
 #include <cmath>
 
 namespace kestrel::test {
-namespace {
 
 class Compare : public EngineTest {
 protected:
@@ -84,5 +83,4 @@ TEST_F(Compare, ObjectsOnTheLeft) {
     EXPECT_EQ(holds(ValueCell::ofObject(ShaderObj, nullptr), ValueCell::ofObject(ShaderObj, nullptr)), "");
 }
 
-}  // namespace
 }  // namespace kestrel::test

@@ -6,7 +6,6 @@
 #include <limits>
 
 namespace kestrel {
-namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
@@ -93,5 +92,4 @@ TEST(Format, threeNumbersStopAtTheFirstThatIsNone) {
     EXPECT_EQ(f[0], 0.1f);
 }
 
-}  // namespace
 }  // namespace kestrel

@@ -8,7 +8,6 @@
 #include <sstream>
 
 namespace kestrel::test {
-namespace {
 
 constexpr const char* kArithmeticError = "Line 1, illegal arithmetic operation on data type\n";
 constexpr const char* kZeroError = "Line 1, illegal division by zero detected\n";
@@ -30,18 +29,6 @@ protected:
         EXPECT_TRUE(std::exchange(ctx.run.abort, false));
         EXPECT_EQ(text, "");
         return "E";
-    }
-    /// Runs one compound assignment into a fresh variable and shows what it holds (or says) then.
-    std::string compound(const ValueCell& initial, int op, const ValueCell& value) {
-        Variable& v = variable("v", initial);
-        push(ValueCell::ofNode(VarRef, &emit(OP_VAR, &v)));
-        push(value);
-        compoundAssign(ctx, emit(op));
-        EXPECT_EQ(popAll(), "");
-        ctx.run.abort = false;
-        const std::string message = takeMessages();
-        if (!message.empty()) return message;
-        return v.type == Uninitialized ? "none " + formatG(v.number) : show(variableCell(v));
     }
     FileNameHeader file_{nullptr, "f"};
     RecordInstance record_;
@@ -141,54 +128,4 @@ TEST_F(Operators, ReportMissingOperandsAndExhaustedMemory) {
     }
 }
 
-TEST_F(Operators, CombineIntoVariablesByTheirType) {
-    EXPECT_EQ(compound(I(1.9), OP_ADDASSIGN, I(2.9)), "3i");
-    EXPECT_EQ(compound(I(7), OP_DIVASSIGN, I(2)), "3i");
-    EXPECT_EQ(compound(I(7), OP_DIVASSIGN, I(0)), kZeroError);
-    EXPECT_EQ(compound(N(6), OP_ANDASSIGN, N(3.7)), "2");
-    EXPECT_EQ(compound(N(6), OP_ADDASSIGN, V(2, 3, 4)), "8");
-    EXPECT_EQ(compound(N(6), OP_ORASSIGN, V(2, 3, 4)), kArithmeticError);
-    EXPECT_EQ(compound(N(6), OP_ADDASSIGN, S("2")), kArithmeticError);
-    EXPECT_EQ(compound(N(6), OP_ADDASSIGN, nil()), kArithmeticError);
-    EXPECT_EQ(compound(N(6), OP_DIVASSIGN, N(-0.0)), kZeroError);
-    EXPECT_EQ(compound(nil(), OP_ADDASSIGN, I(5)), "none 5");  // never assigned: stays so
-    EXPECT_EQ(compound(V(1, 0, 0), OP_XORASSIGN, V(0, 1, 0)), "<0,0,1>");
-    EXPECT_EQ(compound(V(1, 2, 3), OP_ANDASSIGN, V(4, 5, 6)), "32");
-    EXPECT_EQ(compound(V(1, 2, 3), OP_ADDASSIGN, S("x")), kArithmeticError);
-    EXPECT_EQ(compound(S("ab"), OP_SUBASSIGN, I(1)), kArithmeticError);
-}
-
-TEST_F(Operators, CombineIntoElementsByTheirType) {
-    Variable& a = array("a", {N(1), I(7), V(1, 2, 3), S("x"), nil()});
-    const auto step = [&](double index, int op, const ValueCell& value) {
-        pushIndex(index);
-        push(ValueCell::ofNode(Array, &emit(OP_INDEX, &a)));
-        push(value);
-        compoundAssign(ctx, emit(op));
-        if (!ctx.run.abort) {
-            EXPECT_EQ(popAll(), "");
-        }
-        ctx.stack.dropTo(0);
-        ctx.run.abort = false;
-    };
-    step(1, OP_ADDASSIGN, I(2));
-    step(2, OP_DIVASSIGN, I(2));
-    step(3, OP_MULASSIGN, V(2, 2, 2));
-    step(4, OP_ADDASSIGN, S("y"));
-    step(5, OP_ADDASSIGN, S("y"));
-    EXPECT_EQ(takeMessages() + showElements(a), "3 3i <2,4,6> 'xy' nil");
-    step(1, OP_ADDASSIGN, V(1, 2, 3));
-    step(2, OP_MULASSIGN, N(1.5));
-    step(3, OP_ANDASSIGN, V(1, 1, 1));
-    step(4, OP_MULASSIGN, I(2));
-    EXPECT_EQ(takeMessages() + showElements(a), "<4,5,6> 4.5 12 'xyxy' nil");
-    step(2, OP_ADDASSIGN, S("y"));
-    step(2, OP_DIVASSIGN, I(0));
-    step(6, OP_ADDASSIGN, I(1));
-    EXPECT_EQ(takeMessages(),
-              std::string(kArithmeticError) + kZeroError + "Line 1, index 6 invalid for array a[5]\n");
-    EXPECT_EQ(showElements(a), "<4,5,6> 4.5 12 'xyxy' nil");
-}
-
-}  // namespace
 }  // namespace kestrel::test

@@ -8,7 +8,6 @@
 #include <vector>
 
 namespace kestrel {
-namespace {
 
 struct CountingExhaustion final : Pool::Exhaustion {
     void memoryExhausted() override { ++calls; }
@@ -115,5 +114,4 @@ TEST_F(PoolTest, teardownReleasesEverythingAndThePoolGoesOn) {
     EXPECT_STREQ(pool.strdup("again"), "again");
 }
 
-}  // namespace
 }  // namespace kestrel

@@ -5,7 +5,6 @@
 #include <vector>
 
 namespace kestrel {
-namespace {
 
 class Recorder final : public MessageSink, public Reporter::Diversion {
 public:
@@ -101,5 +100,4 @@ TEST_F(ReporterTest, carriesThePlace) {
     EXPECT_EQ(sink.shown.back().where.line, 4);
 }
 
-}  // namespace
 }  // namespace kestrel

@@ -7,7 +7,6 @@
 #include <sstream>
 
 namespace kestrel::test {
-namespace {
 
 class ValueMethods : public EngineTest {
 protected:
@@ -159,5 +158,4 @@ TEST_F(ValueMethods, SortAsTheExchangeLoopDoes) {
             }
 }
 
-}  // namespace
 }  // namespace kestrel::test

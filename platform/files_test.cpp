@@ -9,7 +9,6 @@
 #include <filesystem>
 
 namespace kestrel::platform {
-namespace {
 
 TEST(Files, TextIsReadWithoutCarriageReturnsBeforeNewlines) {
     const std::string path = systemPath(
@@ -49,5 +48,4 @@ TEST(Files, ALibraryThatDoesNotLoadSaysWhy) {
     EXPECT_NE(error.find("none.so"), std::string::npos);
 }
 
-}  // namespace
 }  // namespace kestrel::platform

@@ -8,7 +8,6 @@
 #include <fstream>
 
 namespace kestrel::platform {
-namespace {
 
 namespace fs = std::filesystem;
 
@@ -61,5 +60,4 @@ TEST_F(Paths, PartsAndCase) {
     EXPECT_EQ(upperCase("\\aZ\xe9"), "\\AZ\xe9");
 }
 
-}  // namespace
 }  // namespace kestrel::platform

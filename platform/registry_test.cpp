@@ -10,7 +10,6 @@
 #include <fstream>
 
 namespace kestrel::platform {
-namespace {
 
 namespace fs = std::filesystem;
 
@@ -96,5 +95,4 @@ TEST_F(RegistryStore, TheUsersStoreFollowsTheDataDirectory) {
     EXPECT_TRUE(fs::exists(root_ / "kestrel" / "registry.db"));
 }
 
-}  // namespace
 }  // namespace kestrel::platform

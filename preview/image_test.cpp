@@ -6,7 +6,6 @@
 #include <limits>
 
 namespace kestrel::preview {
-namespace {
 
 TEST(Image, SrgbFollowsTheStandardCurveAndCutsTheRest) {
     const std::pair<double, int> rows[] = {
@@ -42,5 +41,4 @@ TEST(Image, PngReadsBackPixelForPixel) {
     }
 }
 
-}  // namespace
 }  // namespace kestrel::preview

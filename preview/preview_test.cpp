@@ -12,7 +12,6 @@
 #include <vector>
 
 namespace kestrel::preview {
-namespace {
 
 class Preview : public testing::Test {
 protected:
@@ -200,5 +199,4 @@ TEST_F(Preview, FileRequestsTakeTheAnswersInOrderAndThenAreCancelled) {
     EXPECT_EQ(requests.fileRequest("Load...", name, path, full, sizeof full), 0);
 }
 
-}  // namespace
 }  // namespace kestrel::preview

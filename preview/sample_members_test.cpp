@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 namespace kestrel::preview {
-namespace {
 
 TEST(SampleMembers, CoverTheRecordWithoutGapsOrOverlaps) {
     std::size_t next = 0;
@@ -40,5 +39,4 @@ TEST(SampleMembers, WrongTextIsRefusedAndChangesNothing) {
     }
 }
 
-}  // namespace
 }  // namespace kestrel::preview

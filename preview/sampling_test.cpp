@@ -8,7 +8,6 @@
 #include <vector>
 
 namespace kestrel::preview {
-namespace {
 
 TEST(Sampling, OneSampleIsAtTheCentre) {
     EXPECT_EQ(pixelOffset(3, 4, 0, 1).x, 0.0);
@@ -63,5 +62,4 @@ TEST(Sampling, TheDiscIsFilledEvenly) {
     EXPECT_NEAR(static_cast<double>(inner) / (kSide * kSide), 0.25, 0.02);
 }
 
-}  // namespace
 }  // namespace kestrel::preview

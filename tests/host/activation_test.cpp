@@ -7,7 +7,6 @@
 #include <tuple>
 
 namespace kestrel::test {
-namespace {
 
 const Lines kFirstLookups = {"File Request 0",       "Info Messages 1", "Directory Info 0",
                              "System Information 0", "HX Item Info 1",  "HX Object Info 1",
@@ -132,5 +131,4 @@ TEST(Activation, ScriptsSeeTheProgramAndTheActivationTheyRunUnder) {
     }
 }
 
-}  // namespace
 }  // namespace kestrel::test

@@ -5,7 +5,6 @@
 #include <tuple>
 
 namespace kestrel::test {
-namespace {
 
 TEST(Evaluate, EachCallbackRunsItsFunctionIfThereIsOne) {
     FakeHost host;
@@ -108,5 +107,4 @@ TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
     EXPECT_EQ(sample.mirror, 1.0);
 }
 
-}  // namespace
 }  // namespace kestrel::test

@@ -5,7 +5,6 @@
 #include <filesystem>
 
 namespace kestrel::test {
-namespace {
 
 const char* const kUser = "@insert \"part.ks\"\ncreate { info(part()); }";
 
@@ -54,5 +53,4 @@ TEST_F(Locate, OnlyTheVeryFileThatWasAskedForWillDo) {
     EXPECT_EQ(host.dialogs.size(), 4u);  // nothing was remembered
 }
 
-}  // namespace
 }  // namespace kestrel::test
