@@ -22,15 +22,6 @@ void record(const char* kind, const char* line1, const char* line2) {
     if (line2 != nullptr) text += std::string(" / ") + line2;
     host->messages.push_back(std::move(text));
 }
-void info(const char* line1, const char* line2) {
-    record("info", line1, line2);
-}
-void error(const char* line1, const char* line2) {
-    record("error", line1, line2);
-}
-void warning(const char* line1, const char* line2) {
-    record("warning", line1, line2);
-}
 
 std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {
     host->dialogs.push_back(std::string(title) + " / " + fileName + " / " + path + " / " +
@@ -41,7 +32,9 @@ std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fu
 }
 
 void* lookUp(const char* name, std::int32_t use) {
-    static InfoMessages messages{info, error, warning};
+    static InfoMessages messages{[](const char* a, const char* b) { record("info", a, b); },
+                                 [](const char* a, const char* b) { record("error", a, b); },
+                                 [](const char* a, const char* b) { record("warning", a, b); }};
     static FileRequestService requester{fileRequest};
     static char sceneService = 0;  // no operation of these is called yet
     host->lookups.push_back(std::string(name) + " " + std::to_string(use));
@@ -137,6 +130,10 @@ HxInstance FakeHost::createWith(const std::string& script, const std::string& na
 void FakeHost::load(HxInstance instance, const std::string& systemPath) {
     MemoryState state(HX_STATE_TEXT);
     state.lines = {"Script " + systemPath};
+    load(instance, state);
+}
+
+void FakeHost::load(HxInstance instance, MemoryState& state) {
     const LoadState loading = state.loading();
     EXPECT_EQ(handler.load(instance, &loading), nullptr);
 }

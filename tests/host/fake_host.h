@@ -47,6 +47,7 @@ public:
     HxInstance createWith(const std::string& script, const std::string& name = "shade.ks");
     /// Loads a script into an instance from a text state.
     void load(HxInstance instance, const std::string& systemPath);
+    void load(HxInstance instance, struct MemoryState& state);
     /// @return the system's path of a script written in the test's directory; a missing `process` is added
     std::string write(const std::string& name, const std::string& script);
     [[nodiscard]] std::string directory() const;  ///< the test's, in the system's form

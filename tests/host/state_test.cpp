@@ -33,19 +33,15 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
     host.load(empty, path);
     EXPECT_EQ(host.shown().size(), 2u);  // create, load
     EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
-    ASSERT_EQ(state.lines.size(), 1u);
-    EXPECT_EQ(state.lines[0], "Script " + upper(path));
+    EXPECT_EQ(state.lines, std::deque{"Script " + upper(path)});
     EXPECT_TRUE(host.shown().at(0).ends_with("save 1"));
 
     // What was saved loads again: the file is found whatever its case. Empty lines before it are skipped.
     const HxInstance loaded = host.create();
     state.lines.push_front("");
-    const LoadState loading = state.loading();
-    EXPECT_EQ(host.handler.load(loaded, &loading), nullptr);
-    const Lines shown = host.shown();
-    ASSERT_EQ(shown.size(), 2u);
-    EXPECT_EQ(shown[0], "info: " + upper(path) + " / create");
-    EXPECT_EQ(shown[1], "info: " + upper(path) + " / load 1");
+    host.load(loaded, state);
+    const std::string info = "info: " + upper(path) + " / ";
+    EXPECT_EQ(host.shown(), (Lines{info + "create", info + "load 1"}));
     EXPECT_STREQ(host.handler.describe(loaded), "Kestrel/PT - SHADE.KS");
 }
 
@@ -57,16 +53,14 @@ TEST(State, ABinaryStateCountsTheTerminatingZero) {
     const HxInstance instance = host.create();
     MemoryState state(HX_STATE_BINARY);
     state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + "rest";
-    const LoadState loading = state.loading();
-    EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+    host.load(instance, state);
     EXPECT_EQ(state.bytes, "rest");
     EXPECT_TRUE(host.shown().at(0).ends_with("load 2"));
 
     const SaveState saving = state.saving();
     EXPECT_EQ(host.handler.save(instance, &saving), nullptr);
-    ASSERT_EQ(state.lines.size(), 2u);
-    EXPECT_EQ(state.lines[0], nativeLength(static_cast<std::int32_t>(path.size() + 1)));
-    EXPECT_EQ(state.lines[1], upper(path) + '\0');
+    const std::string length = nativeLength(static_cast<std::int32_t>(path.size() + 1));
+    EXPECT_EQ(state.lines, (std::deque{length, upper(path) + '\0'}));
     EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
 }
 
@@ -77,20 +71,17 @@ TEST(State, AStateThatNamesNoScriptLoadsNothing) {
     for (const std::string& line : {"Scripts " + path, std::string("Script"), "script " + path, path}) {
         MemoryState text(HX_STATE_TEXT);
         text.lines = {"", line};
-        const LoadState loading = text.loading();
-        EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+        host.load(instance, text);
         EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT") << line;
     }
     MemoryState ended(HX_STATE_TEXT);
-    const LoadState endedState = ended.loading();
-    EXPECT_EQ(host.handler.load(instance, &endedState), nullptr);
+    host.load(instance, ended);
     for (const std::string& bytes :
          {std::string(), std::string("abc"), nativeLength(0) + "x", nativeLength(-5) + "xxxxx",
           nativeLength(2000000000) + path, nativeLength(200) + path}) {
         MemoryState binary(HX_STATE_BINARY);
         binary.bytes = bytes;
-        const LoadState loading = binary.loading();
-        EXPECT_EQ(host.handler.load(instance, &loading), nullptr);
+        host.load(instance, binary);
         EXPECT_STREQ(host.handler.describe(instance), "Kestrel/PT");
     }
     EXPECT_EQ(host.shown(), Lines{});
