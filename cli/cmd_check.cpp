@@ -15,7 +15,6 @@ namespace {
 bool checkFile(const std::string& file, const Invocation& invocation) {
     MessagePrinter printer(invocation.json, file);
     ScriptSession session(printer);
-    printer.setContext(&session.context());
     CompileOptions options;
     CompileInfo info;
     options.reportEndless = true;
@@ -28,7 +27,6 @@ bool checkFile(const std::string& file, const Invocation& invocation) {
             resolvePlace(pos, session.context().program->files));
     }
     printer.finish();
-    printer.setContext(nullptr);
     return good;
 }
 

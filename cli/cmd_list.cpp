@@ -21,14 +21,12 @@ struct ListOptions {
 int list(const ListOptions& options, const Invocation& invocation) {
     MessagePrinter printer(invocation.json, options.file);
     ScriptSession session(printer);
-    printer.setContext(&session.context());
     CompileOptions compileOptions;
     compileOptions.reportEndless = true;
     bool good = session.compile(options.file, compileOptions);
     const bool nothing = good && session.context().program->code.head == nullptr;
     if (nothing) good = session.check();  // what is missing says more than an empty listing
     printer.finish();
-    printer.setContext(nullptr);
     if (!good) return kExitScriptFailed;
     return writeOutput(options.output, listProgram(*session.context().program)) ? kExitSuccess
                                                                                 : kExitUnusable;

@@ -31,12 +31,7 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
 class Run {
 public:
     Run(const std::string& file, const Invocation& invocation)
-        : file_(file), printer_(invocation.json, file), guard_(watch_.requested, invocation.timeout) {
-        printer_.setContext(&session_.context());
-    }
-    ~Run() { printer_.setContext(nullptr); }
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
+        : file_(file), printer_(invocation.json, file), guard_(watch_.requested, invocation.timeout) {}
 
     /// @return the exit status
     int execute() {

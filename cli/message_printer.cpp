@@ -136,6 +136,15 @@ Place resolvePlace(const SourcePos& pos, const SourceFiles& files) {
     return place;
 }
 
+ShownMessage shownMessage(const Message& message) {
+    ShownMessage shown;
+    shown.kind = kindOf(message.kind);
+    shown.line1 = message.line1;
+    shown.line2 = message.line2;
+    if (message.files != nullptr) shown.place = resolvePlace(message.where, *message.files);
+    return shown;
+}
+
 MessagePrinter::MessagePrinter(bool json, std::string nativePath)
     : json_(json),
       script_(std::move(nativePath)),
@@ -146,14 +155,7 @@ MessagePrinter::~MessagePrinter() {
 }
 
 void MessagePrinter::show(const Message& message) {
-    ShownMessage shown;
-    shown.kind = kindOf(message.kind);
-    shown.line1 = message.line1;
-    shown.line2 = message.line2;
-    if (context_ != nullptr && context_->program) {
-        shown.place = resolvePlace(message.where, context_->program->files);
-    }
-    show(std::move(shown));
+    show(shownMessage(message));
 }
 
 void MessagePrinter::show(ShownMessage message) {

@@ -1,7 +1,6 @@
 // How the command shows messages: for people, or as JSON lines for machines.
 #pragma once
 
-#include "engine/context.h"
 #include "engine/message.h"
 
 #include <cstdio>
@@ -37,6 +36,9 @@ struct ShownMessage {
     std::string rule;  ///< hints only: the rule's name
 };
 
+/// A message of the engine with its place resolved.
+[[nodiscard]] ShownMessage shownMessage(const Message& message);
+
 /// Shows messages in order, each flushed.
 ///
 /// For people: information on standard output, everything else on standard error with file:line:column, the
@@ -54,10 +56,6 @@ public:
     ~MessagePrinter() override;
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
-
-    /// Whose messages come through show(): the positions in them point into the files of its program.
-    /// Borrowed; null (until it is called): places are unknown.
-    void setContext(const EngineContext* context) noexcept { context_ = context; }
 
     /// A message from the engine.
     void show(const Message& message) override;
@@ -82,7 +80,6 @@ private:
     const bool json_;
     const std::string script_;       // as the user wrote it
     const std::string scriptLine1_;  // as one-line messages show it: the system's path in upper case
-    const EngineContext* context_ = nullptr;
     std::optional<ShownMessage> last_;
     int repeats_ = 0;
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;

@@ -1,5 +1,6 @@
 #include "cli/module_session.h"
 
+#include "cli/script_check.h"
 #include "platform/environment.h"
 #include "platform/terminal.h"
 
@@ -25,6 +26,18 @@ ShownMessage::Kind shownKind(preview::HostMessageKind kind) {
             break;
     }
     return ShownMessage::Kind::Error;
+}
+
+Place placeOf(const std::vector<KestrelPlace>& levels) {
+    Place place;
+    for (const KestrelPlace& level : levels) {
+        const Place single{level.file, level.line, level.column, level.endColumn, {}};
+        if (&level == &levels.front())
+            place = single;
+        else
+            place.broughtInBy.push_back(single);
+    }
+    return place;
 }
 
 }  // namespace
@@ -81,7 +94,11 @@ bool ModuleSession::setPicture(std::string_view output) {
 
 void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const char* line2) {
     if (beforeMessage_) beforeMessage_();
-    ShownMessage message = check_.withPlace(shownKind(kind), line1, line2);
+    ShownMessage message;
+    message.kind = shownKind(kind);
+    if (line1 != nullptr) message.line1 = line1;
+    if (line2 != nullptr) message.line2 = line2;
+    if (module_ != nullptr) message.place = placeOf(module_->placeOfMessage());
     if (outputTaken_ && message.kind == ShownMessage::Kind::Info) {
         printer_.finish();
         std::fprintf(stderr, "%s\n", line2 == nullptr ? line1 : line2);
@@ -94,9 +111,8 @@ bool ModuleSession::open() {
     bool usable = requireReadable(options_.file, invocation_);
     for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
     if (!usable) return false;
-    check_ = precheck(options_.file, options_.choose);
-    if (!check_.safe()) {
-        check_.complain(printer_);
+    if (const ScriptCheck check = precheck(options_.file, options_.choose); !check.safe()) {
+        check.complain(printer_);
         invocation_.exitCode = kExitScriptFailed;
         return false;
     }

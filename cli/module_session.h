@@ -4,7 +4,6 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
-#include "cli/script_check.h"
 #include "preview/file_requester.h"
 #include "preview/host_services.h"
 #include "preview/raycaster.h"
@@ -79,7 +78,6 @@ private:
     const ModuleOptions& options_;
     Invocation& invocation_;
     MessagePrinter printer_;
-    ScriptCheck check_;
     preview::Scene scene_;
     preview::FileRequester requester_;
     preview::HostServices services_;

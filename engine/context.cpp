@@ -24,6 +24,7 @@ void EngineContext::reset() {
     looseRecords = 0;
     pool.teardown();
     program = std::make_unique<Program>();
+    reporter.files = &program->files;
     options = {};
     reporter.state = {};
     reporter.place = nullptr;

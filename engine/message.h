@@ -32,6 +32,7 @@ struct Message {
     std::string line1;
     std::optional<std::string> line2;  ///< absent: the service gets a null second line
     SourcePos where;
+    const SourceFiles* files = nullptr;  ///< what `where` points into, while the message is shown; may be null
 };
 
 /// Where messages go. The host side, the command line or a test implements it.

@@ -114,7 +114,7 @@ void Reporter::reportArgs(std::string_view format, std::initializer_list<FormatA
                 if (state.errorCount == state.maxErrors + 1)
                     show(sink_,
                          {kind, formatMessage("Maximum error count of %d exceeded.", {state.maxErrors}),
-                          "Terminating.", where});
+                          "Terminating.", where, files});
                 return;
             }
         } else if (format.starts_with("#W")) {
@@ -133,9 +133,9 @@ void Reporter::reportArgs(std::string_view format, std::initializer_list<FormatA
 
     constexpr std::string_view kBreak = "<br>";
     if (const std::size_t at = text.find(kBreak); at != std::string::npos) {
-        show(sink_, {kind, text.substr(0, at), text.substr(at + kBreak.size()), where});
+        show(sink_, {kind, text.substr(0, at), text.substr(at + kBreak.size()), where, files});
     } else {
-        show(sink_, {kind, state.scriptPath, std::move(text), where});
+        show(sink_, {kind, state.scriptPath, std::move(text), where, files});
     }
 }
 

@@ -70,6 +70,7 @@ public:
     ReportState state;
     bool* abortFlag = nullptr;                ///< set by the owner; may be null
     const SourcePos* place = nullptr;         ///< true place for the next messages; may be null
+    const SourceFiles* files = nullptr;       ///< what places point into: the program's files; may be null
     Diversion* diversion = nullptr;           ///< attached debugger; may be null
 
     [[nodiscard]] MessageSink* sink() const noexcept { return sink_; }

@@ -17,6 +17,7 @@ Compiler::Compiler(EngineContext& context, const CompileOptions& options)
 
 int Compiler::compile(std::string_view path) {
     ctx_.program = std::make_unique<Program>();
+    ctx_.reporter.files = &program().files;
     ctx_.run.abort = false;
     currentLine() = 1;
     definePredefinedNames();

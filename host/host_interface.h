@@ -49,14 +49,20 @@ typedef struct ModuleDescriptor {
 
 #define HXM_DESCRIPTOR_SYMBOL "_mod_descrip"
 
-/* What our module places behind the six words of its descriptor, for tools that must be able to end a runaway script.
- * A host that does not know it never looks there. */
+/* What our module places behind the six words of its descriptor, for tools that must be able to end a runaway script
+ * and to show where in the files a message comes from. A host that does not know it never looks there. */
 #define KESTREL_EXTENSION_MAGIC 0x4b455331u
 
 typedef struct KestrelRunWatch {
     volatile int32_t requested; /* set to 1 to end the running script at its next loop or call */
     volatile int32_t line;      /* where it was ended; 0 while nothing was */
 } KestrelRunWatch;
+
+/* A place in a source file: native path, line and columns from 1, the end one past the last character; 0 = unknown. */
+typedef struct KestrelPlace {
+    const char* file;           /* valid while the message is shown */
+    int32_t line, column, endColumn;
+} KestrelPlace;
 
 typedef struct KestrelModule {
     ModuleDescriptor descriptor;
@@ -65,6 +71,9 @@ typedef struct KestrelModule {
     /* 1 when the last run of script code in the instance (a void*, see HxInstance) ended with its abort flag set; for null,
      * the same of the instance that was destroyed last. May be null: then nobody can tell. */
     int32_t (*aborted)(void* instance);
+    /* While a message is shown: the place it is about (level 0), the line that brought in that file (level 1), and so on.
+     * Returns 0 when there is none. May be null. */
+    int32_t (*place)(int32_t level, KestrelPlace* out);
 } KestrelModule;
 
 /* ---- scene items ---------------------------------------------------------------------------------------------- */

@@ -49,7 +49,14 @@ void HostMessages::show(const Message& message) {
     const auto box = message.kind == MessageKind::Error     ? boxes->error
                      : message.kind == MessageKind::Warning ? boxes->warning
                                                             : boxes->info;
-    if (box != nullptr) box(message.line1.c_str(), message.line2 ? message.line2->c_str() : nullptr);
+    if (box == nullptr) return;
+    struct Showing {
+        const Message*& shown;
+        ~Showing() { shown = nullptr; }
+    };
+    shown_ = &message;
+    const Showing showing{shown_};
+    box(message.line1.c_str(), message.line2 ? message.line2->c_str() : nullptr);
 }
 
 PluginState::PluginState() {

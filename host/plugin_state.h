@@ -30,9 +30,12 @@ class HostMessages final : public MessageSink {
 public:
     explicit HostMessages(const HostServices& services) : services_(services) {}
     void show(const Message& message) override;
+    /// The message that the host is showing right now; null otherwise.
+    [[nodiscard]] const Message* shown() const noexcept { return shown_; }
 
 private:
     const HostServices& services_;
+    const Message* shown_ = nullptr;
 };
 
 inline constexpr std::size_t kDescribeSize = 80;

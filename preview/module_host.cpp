@@ -93,6 +93,16 @@ KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }
 
+std::vector<KestrelPlace> ModuleHost::placeOfMessage() const {
+    constexpr std::int32_t kMostLevels = 40;  // inserts nest thirty deep
+    std::vector<KestrelPlace> places;
+    if (extension_ == nullptr || extension_->place == nullptr) return places;
+    KestrelPlace place{};
+    for (std::int32_t level = 0; level < kMostLevels && extension_->place(level, &place) != 0; ++level)
+        places.push_back(place);
+    return places;
+}
+
 bool ModuleHost::aborted(HxInstance instance) const {
     return extension_ != nullptr && extension_->aborted != nullptr && extension_->aborted(instance) != 0;
 }

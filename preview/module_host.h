@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace kestrel::preview {
 
@@ -32,6 +33,10 @@ public:
     /// True when the last run of script code in the instance ended with a fatal error; for null, the same of
     /// the instance that was destroyed last. False when that cannot be told.
     [[nodiscard]] bool aborted(HxInstance instance) const;
+
+    /// While a message of the module is shown: its place, then the lines that brought in that file, innermost
+    /// first. Empty when that cannot be told.
+    [[nodiscard]] std::vector<KestrelPlace> placeOfMessage() const;
 
 private:
     ModuleHost() = default;

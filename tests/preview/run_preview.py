@@ -88,6 +88,12 @@ class Shade(Command):
         _, _, err = self.run_command("shade", "process: sa { x = (; }\0")
         self.assertTrue(err.startswith("script.ks:1:20: error: "), err)
 
+    def test_messages_of_a_run_carry_their_place(self):
+        (self.folder / "part.ks").write_text("part {\n x = 1 / 0; }\n")
+        _, out, err = self.run_command("shade", '@insert "part.ks"\nprocess: sa { part(); }')
+        self.assertIn("part.ks:2:8: error: Line 3, illegal division by zero detected", err)
+        self.assertIn("brought in by script.ks:1", err)
+
     def test_grid_covers_the_unit_square_and_becomes_a_picture(self):
         script = "process: sa { sa.color[1] = sa.oPos[1]; sa.color[2] = sa.wPos[2]; sa.color[3] = sa.sx == 3; }"
         last = self.shade(script, "--grid", "4x2", "-o", "grid.png")["sample"]
