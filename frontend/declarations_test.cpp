@@ -5,8 +5,6 @@
 
 namespace kestrel::test {
 
-namespace {
-
 class FakeNative : public NativeServices {
 public:
     bool hasClasses(EngineContext&) override { return !classes.empty(); }
@@ -33,8 +31,6 @@ public:
     std::string exported;
     std::string slots;
 };
-
-}  // namespace
 
 using DeclarationTest = CompileTest;
 
