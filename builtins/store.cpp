@@ -154,19 +154,9 @@ void resultOfList(BuiltinCall& call, const Values& values) {
 void resultOfDefault(BuiltinCall& call, const Values& values) {
     if (values.count >= 0) return resultOfList(call, values);
     const ValueCell& value = call.arg(1);
-    switch (value.type) {
-        case Number:
-        case Integer:
-        case Vector:
-        case String:
-        case TempString:
-        case Nil:
-            return call.resultArgument(1);
-        case FileObj:
-            return call.resultText(fileName(value));
-        default:
-            return failNamed(call, "#ELine %d, unsupported return 2 type to %s()");
-    }
+    if (isPlainKind(value.type)) return call.resultArgument(1);
+    if (value.type == FileObj) return call.resultText(fileName(value));
+    failNamed(call, "#ELine %d, unsupported return 2 type to %s()");
 }
 
 }  // namespace

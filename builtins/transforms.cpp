@@ -93,28 +93,34 @@ Matrix rotation(int axis, double angle) {
     return matrix;
 }
 
-}  // namespace
-
-void translate3d(BuiltinCall& call) {
-    if (!isTarget(call.arg(1))) return fail(call, "#ELine %d, invalid argument 2 type to translate3d()");
-    if (call.arg(0).type != Vector) return fail(call, "#ELine %d, invalid argument 1 type to translate3d()");
-    const Vec3 t = call.arg(0).payload.vec;
+/// A transform given by one vector: fill(matrix, vector) makes the matrix.
+template <class Fill>
+void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::string_view wrongTarget, Fill fill) {
+    if (!isTarget(call.arg(1))) return fail(call, wrongTarget);
+    if (call.arg(0).type != Vector) return fail(call, wrongVector);
     Matrix matrix;
-    matrix.m[3][0] = t.x;
-    matrix.m[3][1] = t.y;
-    matrix.m[3][2] = t.z;
+    fill(matrix.m, call.arg(0).payload.vec);
     transformTarget(call, call.arg(1), matrix, {});
 }
 
+}  // namespace
+
+void translate3d(BuiltinCall& call) {
+    transformByVector(call, "#ELine %d, invalid argument 1 type to translate3d()",
+                      "#ELine %d, invalid argument 2 type to translate3d()", [](auto& m, const Vec3& t) {
+                          m[3][0] = t.x;
+                          m[3][1] = t.y;
+                          m[3][2] = t.z;
+                      });
+}
+
 void scale3d(BuiltinCall& call) {
-    if (!isTarget(call.arg(1))) return fail(call, "#ELine %d, invalid argument 2 type to scale3d()");
-    if (call.arg(0).type != Vector) return fail(call, "#ELine %d, invalid argument 1 type to scale3d()");
-    const Vec3 s = call.arg(0).payload.vec;
-    Matrix matrix;
-    matrix.m[0][0] = s.x;
-    matrix.m[1][1] = s.y;
-    matrix.m[2][2] = s.z;
-    transformTarget(call, call.arg(1), matrix, {});
+    transformByVector(call, "#ELine %d, invalid argument 1 type to scale3d()",
+                      "#ELine %d, invalid argument 2 type to scale3d()", [](auto& m, const Vec3& s) {
+                          m[0][0] = s.x;
+                          m[1][1] = s.y;
+                          m[2][2] = s.z;
+                      });
 }
 
 void rotate3d(BuiltinCall& call) {

@@ -48,7 +48,7 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, Step step) {
     }
 }
 
-void incrementElement(EngineContext& ctx, const CodeNode& naming, Step step) {
+void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op) {
     Variable& variable = targetVariable(naming);
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
@@ -58,21 +58,13 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, Step step) {
     const std::int64_t index = elementIndex(ctx, *array, naming);
     if (index < 0) return;
     ValueCell& element = array->elements[static_cast<std::size_t>(index)];
-    const ValueCell old = element;
-    switch (element.type) {
-        case Number:
-        case Integer: element.payload.number += step.delta; break;
-        case Vector: addStep(element.payload.vec, step.delta); break;
-        case Uninitialized:
-            ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
-                          variable.name, index + 1);
-            return;
-        default:
-            ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine, variable.name,
-                          index + 1);
-            return;
+    if (element.type == Uninitialized) {
+        ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
+                      variable.name, index + 1);
+    } else if (!incrementStored(ctx, op, element)) {
+        ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine, variable.name,
+                      index + 1);
     }
-    ctx.stack.push(step.postfix ? old : element);
 }
 
 /// Nodes of `record->member`: the OP_RECORD follows, behind a postfix "++" if there is one.
@@ -184,7 +176,7 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             return;
         case Array:
             ctx.stack.drop(1);
-            incrementElement(ctx, *reference.payload.node, stepOf(node.op));
+            incrementElement(ctx, *reference.payload.node, node.op);
             return;
         case MemberRef:
         case IndexedMemberRef: writeMemberOnTop(ctx, ValueCell::ofInteger(1), node.op); return;
@@ -197,6 +189,19 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, "");
             return;
     }
+}
+
+bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot) {
+    const Step step = stepOf(op);
+    const ValueCell old = slot;
+    if (slot.isNumeric())
+        slot.payload.number += step.delta;
+    else if (slot.type == Vector)
+        addStep(slot.payload.vec, step.delta);
+    else
+        return false;
+    ctx.stack.push(step.postfix ? old : slot);
+    return true;
 }
 
 void executeNegate(EngineContext& ctx, const CodeNode& node) {

@@ -14,6 +14,9 @@ void loadVariable(EngineContext& ctx, Variable& variable);
 const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node);
 /// OP_POSTINC ... OP_PREINC.
 void executeIncrement(EngineContext& ctx, const CodeNode& node);
+/// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what the
+/// operator leaves. @return false for other kinds; nothing has happened then
+bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot);
 void executeNegate(EngineContext& ctx, const CodeNode& node);
 void executeNot(EngineContext& ctx, const CodeNode& node);
 void executeLogical(EngineContext& ctx, bool isAnd);

@@ -160,19 +160,7 @@ Outcome adoptText(const char* text, ValueCell& result) noexcept {
 }
 
 bool hasTextForm(const ValueCell& cell) noexcept {
-    switch (cell.type) {
-        case Number:
-        case Integer:
-        case Vector:
-        case String:
-        case TempString:
-        case Nil:
-            return true;
-        case FileObj:
-            return cell.payload.object != nullptr;
-        default:
-            return false;
-    }
+    return cell.type == FileObj ? cell.payload.object != nullptr : isPlainKind(cell.type);
 }
 
 Outcome joinText(EngineContext& ctx, std::string_view left, const ValueCell& right, ValueCell& result) {

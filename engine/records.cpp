@@ -1,6 +1,7 @@
 #include "engine/records.h"
 
 #include "engine/arrays.h"
+#include "engine/instructions.h"
 #include "engine/members.h"
 #include "engine/operators.h"
 
@@ -37,22 +38,6 @@ RecordMember* findMember(EngineContext& ctx, const CodeNode& memberNode, const C
                             variable.ownerName(), variable.name, name);
     }
     return member;
-}
-
-void incrementMember(EngineContext& ctx, const char* name, ValueCell& slot, int op) {
-    const double delta = op == OP_POSTINC || op == OP_PREINC ? 1.0 : -1.0;
-    const bool postfix = op == OP_POSTINC || op == OP_POSTDEC;
-    const ValueCell old = slot;
-    if (slot.isNumeric()) {
-        slot.payload.number += delta;
-    } else if (slot.type == Vector) {
-        Vec3& v = slot.payload.vec;
-        v = {v.x + delta, v.y + delta, v.z + delta};
-    } else {
-        ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, name);
-        return;
-    }
-    ctx.stack.push(postfix ? old : slot);
 }
 
 }  // namespace
@@ -126,7 +111,10 @@ void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const Cod
         case OP_POSTINC:
         case OP_POSTDEC:
         case OP_PREINC:
-        case OP_PREDEC: incrementMember(ctx, member->name, member->value, op); return;
+        case OP_PREDEC:
+            if (!incrementStored(ctx, op, member->value))
+                ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, member->name);
+            return;
         default: combineInto(ctx, plainOperator(op), member->value, value); return;
     }
 }

@@ -79,6 +79,11 @@ enum Tag : std::int32_t {
            type == Nil || isObjectKind(type);
 }
 
+/// Kinds that are a value by themselves: numbers, vectors, texts, Nil.
+[[nodiscard]] constexpr bool isPlainKind(std::int32_t type) noexcept {
+    return isStorable(type) && !isObjectKind(type);
+}
+
 struct Vec3 {
     double x = 0.0;
     double y = 0.0;
