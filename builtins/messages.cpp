@@ -83,7 +83,7 @@ void addElements(MessageText& message, const ArrayRecord& array) {
             // As it is: a "%" in it means to the reporter what it means in a format.
             text = element.payload.text;
         } else if (element.type == FileObj && element.payload.object != nullptr) {
-            text = orEmpty(static_cast<const FileNameHeader*>(element.payload.object)->name);
+            text = fileName(element);
         } else if (text.empty()) {
             continue;  // a kind without a text
         }
@@ -111,8 +111,7 @@ void addArgument(MessageText& message, const ValueCell& cell) {
             break;
         }
         case FileObj:
-            if (const auto* file = static_cast<const FileNameHeader*>(cell.payload.object))
-                message.add({"(FILEOBJ)\"", orEmpty(file->name), "\""});
+            if (cell.payload.object != nullptr) message.add({"(FILEOBJ)\"", fileName(cell), "\""});
             break;
         case ObjectAgent:
             if (const auto* agent = static_cast<const AgentNameHeader*>(cell.payload.object))

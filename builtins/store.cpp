@@ -20,11 +20,6 @@ namespace {
 constexpr std::string_view kNothing = ">>($$NONE$$)<<";
 constexpr std::size_t kRecordChars = 511;
 
-const char* fileName(const ValueCell& cell) {
-    const auto* file = static_cast<const FileNameHeader*>(cell.payload.object);
-    return file != nullptr && file->name != nullptr ? file->name : "";
-}
-
 /// The text of a value without its type.
 std::string plainText(const ValueCell& cell) {
     switch (cell.type) {

@@ -3,6 +3,7 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/persistent_store.h"
+#include "builtins/process_state.h"
 #include "engine/arrays.h"
 #include "engine/context.h"
 #include "engine/records.h"
@@ -88,7 +89,9 @@ protected:
     }
 
     BuiltinLibrary library;
-    EngineContext ctx{EngineServices{.messages = this, .builtins = &library.table()}};
+    ProcessState process;
+    EngineContext ctx{
+        EngineServices{.messages = this, .builtins = &library.table(), .process = &process}};
     std::vector<Message> shown;
 
 private:

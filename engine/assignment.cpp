@@ -216,12 +216,9 @@ void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCe
 bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
     const int line = ctx.run.currentLine;
     switch (value.type) {
-        case FileObj: {
-            const auto* file = static_cast<const FileNameHeader*>(value.payload.object);
-            ctx.abortWith("#ELine %d, illegal array initializer: (FILEOBJ=\"%s\")", line,
-                          file != nullptr ? file->name : "");
+        case FileObj:
+            ctx.abortWith("#ELine %d, illegal array initializer: (FILEOBJ=\"%s\")", line, fileName(value));
             return false;
-        }
         case ObjectAgent:
             ctx.abortWith("#ELine %d, illegal array initializer: (ObjectAgent=\"%s\")", line, variable.name);
             return false;

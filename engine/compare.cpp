@@ -35,11 +35,6 @@ std::string_view orEmpty(const char* text) noexcept {
     return text != nullptr ? text : "";
 }
 
-std::string_view fileName(const ValueCell& file) noexcept {
-    const auto* header = static_cast<const FileNameHeader*>(file.payload.object);
-    return header != nullptr ? orEmpty(header->name) : "";
-}
-
 std::string_view agentName(const ValueCell& agent) noexcept {
     const auto* header = static_cast<const AgentNameHeader*>(agent.payload.object);
     return header != nullptr ? orEmpty(header->name) : "";

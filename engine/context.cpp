@@ -19,6 +19,7 @@ void EngineContext::pushText(std::string_view text) {
 
 void EngineContext::reset() {
     stack.forgetTo(0);  // the pool takes the texts with it
+    resources.clear();
     arrays.clear();
     records.clear();
     looseRecords = 0;

@@ -19,6 +19,7 @@ class EngineContext;
 class ObjectKind;
 class BuiltinTable;
 class PersistentStore;
+struct ProcessState;
 struct ArrayRecord;
 struct RecordInstance;
 
@@ -56,6 +57,12 @@ struct RunWatch {
     volatile std::int32_t line = 0;
 };
 
+/// What a built-in keeps open for a script (a file, started programs). It ends when the script is unloaded.
+class ScriptResource {
+public:
+    virtual ~ScriptResource() = default;
+};
+
 /// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null where the
 /// comment says so.
 struct EngineServices {
@@ -69,6 +76,7 @@ struct EngineServices {
     ObjectKind* agentKind = nullptr;
     RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
     PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
+    ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
     void* host = nullptr;                    ///< what host-side built-ins find again; the engine never looks at it
 };
 
@@ -137,6 +145,7 @@ public:
     std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every array of the script, until teardown
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every record instance; records.h says when one goes
     std::size_t looseRecords = 0;      ///< instances that nobody holds
+    std::vector<std::unique_ptr<ScriptResource>> resources;
 
     /// Reports a fatal error: sets the abort flag, then reports.
     template <class... Args>

@@ -220,6 +220,10 @@ private:
                 node.memberSlot =
                     static_cast<std::int16_t>(ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
             }
+            if (ctx_.services.fileKind != nullptr) {
+                node.fileSlot =
+                    static_cast<std::int16_t>(ctx_.services.fileKind->methodSlot(node.operand.variable->name));
+            }
             return;
         }
         const char* name = node.operand.variable->name;

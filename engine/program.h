@@ -119,6 +119,7 @@ struct CodeNode {
 
     std::int16_t memberSlot = -1; ///< link: the shading object's number of this member or method (ObjectKind)
     std::int16_t methodSlot = -1; ///< link: number of this value method
+    std::int16_t fileSlot = -1;   ///< link: number of this file method
     std::int32_t exec = 0;        ///< link: op, or the code of this instruction fused with the next (node_modes.h)
     CodeNode* successor = nullptr;  ///< link: the next instruction that does something (markers are passed over)
     std::uint8_t mode = 0;        ///< link: how the instructions that follow make this one behave (interpreter.h)

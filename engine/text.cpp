@@ -35,14 +35,12 @@ bool describe(const ValueCell& cell, TextPieces& out) {
         case TempString:
             out.body = cell.payload.text;
             return true;
-        case FileObj: {
-            const auto* file = static_cast<const FileNameHeader*>(cell.payload.object);
-            if (file == nullptr) return false;
+        case FileObj:
+            if (cell.payload.object == nullptr) return false;
             out.before = "(FILEOBJ)\"";
-            out.body = file->name != nullptr ? file->name : "";
+            out.body = fileName(cell);
             out.after = "\"";
             return true;
-        }
         case Nil:
             return true;
         default:

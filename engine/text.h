@@ -26,6 +26,12 @@ struct FileNameHeader {
     const char* name;
 };
 
+/// The name behind a FileObj; "" where there is none.
+[[nodiscard]] inline const char* fileName(const ValueCell& cell) noexcept {
+    const auto* file = static_cast<const FileNameHeader*>(cell.payload.object);
+    return file != nullptr && file->name != nullptr ? file->name : "";
+}
+
 /// The beginning of every entry of the table of object agent classes.
 struct AgentClassHeader {
     const char* name;

@@ -1,5 +1,6 @@
 // The handlers of the directives.
 
+#include "engine/file_names.h"
 #include "engine/format.h"
 #include "frontend/preprocessor.h"
 #include "platform/files.h"
@@ -38,14 +39,6 @@ std::string_view unquoted(std::string_view text) noexcept {
     return text.substr(0, text.find('"'));
 }
 
-/// "/" becomes "\" up to the first blank.
-std::string converted(std::string_view name) {
-    std::string path(name);
-    const std::size_t end = std::min(path.find(' '), path.size());
-    std::replace(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(end), '/', '\\');
-    return path;
-}
-
 /// Two significant digits, as "%2.02g" prints them, in any locale.
 std::string twoDigits(double value) {
     std::array<char, 32> text{};
@@ -69,8 +62,7 @@ void Preprocessor::pragmaDefine(std::string_view argument) {
 }
 
 void Preprocessor::pragmaInsert(std::string_view argument) {
-    const std::string_view written = unquoted(argument);
-    const std::string name = ctx_.options.literalpaths ? std::string(written) : converted(written);
+    const std::string name = convertSeparators(ctx_, unquoted(argument));
     std::string path = name;
     std::optional<std::string> text;
     if (inputs_.size() <= kInsertDepth) {

@@ -1,6 +1,7 @@
 #include "host/locate_component.h"
 
 #include "builtins/persistent_store.h"
+#include "engine/file_names.h"
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -14,14 +15,6 @@ namespace {
 constexpr std::size_t kMaxDirectories = 100;
 constexpr std::size_t kSettingLimit = 1023;
 constexpr std::string_view kPathSetting = "LibraryPath";
-
-/// Every "/" before the first blank becomes a "\", unless the script switched that off.
-void convertSeparators(const EngineContext& ctx, std::string& path) {
-    if (ctx.options.literalpaths) return;
-    std::replace(path.begin(),
-                 path.begin() + static_cast<std::ptrdiff_t>(std::min(path.find(' '), path.size())), '/',
-                 '\\');
-}
 
 std::string joined(std::string_view directory, std::string_view name) {
     std::string path(directory);
@@ -77,8 +70,7 @@ void LibraryPath::add(std::string_view directory) {
 
 bool HostLocator::locate(EngineContext& ctx, std::string_view name, std::string& fullPath) {
     for (const std::string& directory : path_.directories()) {
-        std::string candidate = joined(directory, name);
-        convertSeparators(ctx, candidate);
+        std::string candidate = convertSeparators(ctx, joined(directory, name));
         if (platform::fileExists(candidate)) {
             fullPath = std::move(candidate);
             return true;

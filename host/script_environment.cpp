@@ -21,6 +21,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.shaderKind = &shaderKind_;
     services.watch = watch_;
     services.store = &store;
+    services.process = &process;
     services.host = &host;
     return services;
 }

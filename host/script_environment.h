@@ -3,6 +3,7 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/persistent_store.h"
+#include "builtins/process_state.h"
 #include "engine/context.h"
 #include "host/file_request.h"
 #include "host/host_interface.h"
@@ -34,6 +35,7 @@ public:
     platform::Registry registry;
     PersistentStore store{registry};
     LibraryPath libraryPath;
+    ProcessState process;
 
 private:
     MessageSink* messages_;

@@ -1,0 +1,21 @@
+// Texts made of all arguments of a call.
+#pragma once
+
+#include "engine/builtin.h"
+
+#include <string>
+#include <string_view>
+
+namespace kestrel::builtins {
+
+/// How a file object reads in a joined text.
+enum class FileText { Quoted /* (FILEOBJ)"name" */, Name };
+
+/// The text forms of all arguments, joined with no separator. An argument that has none repeats the text of the argument
+/// before it: silently where it is Nil, with a warning otherwise.
+/// @param warning  takes the line and the argument's position from 1, like
+///                 "#WLine %d, invalid argument %d type to string()"
+[[nodiscard]] std::string joinArguments(BuiltinCall& call, std::string_view warning,
+                                        FileText fileText = FileText::Quoted);
+
+}  // namespace kestrel::builtins
