@@ -56,6 +56,9 @@ void message(BuiltinCall& call);
 void store(BuiltinCall& call);
 void recall(BuiltinCall& call);
 
+// dump.cpp
+void dump(BuiltinCall& call);
+
 // builtin_table.cpp
 /// Stands in for a function that is not there.
 void later(BuiltinCall& call);
