@@ -18,6 +18,10 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 /// @return null when it cannot be opened
 [[nodiscard]] FileHandle openFile(std::string_view systemPath, const char* mode);
 
+/// Opens a regular file for reading bytes. Anything else does not open: a pipe or a device may never end.
+/// @return null when it cannot be opened
+[[nodiscard]] FileHandle openRegularFile(std::string_view systemPath);
+
 /// Reads a whole text file the way the original text layer does: a CR before a LF is removed.
 /// @return nothing when it cannot be opened or read
 [[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);

@@ -31,10 +31,13 @@ FileHandle openFile(std::string_view systemPath, const char* mode) {
     return FileHandle(std::fopen(native.c_str(), (std::string(mode) + "e").c_str()));
 }
 
+FileHandle openRegularFile(std::string_view systemPath) {
+    if (entryKind(nativePath(systemPath)) != EntryKind::Regular) return nullptr;
+    return openFile(systemPath, "rb");
+}
+
 std::optional<std::string> readTextFile(std::string_view systemPath) {
-    // A device or a pipe may never end.
-    if (entryKind(nativePath(systemPath)) != EntryKind::Regular) return std::nullopt;
-    const FileHandle file = openFile(systemPath, "rb");
+    const FileHandle file = openRegularFile(systemPath);
     if (file == nullptr) return std::nullopt;
     std::string text;
     char block[16384];
