@@ -1,6 +1,7 @@
 #include "builtins/joined_text.h"
 
 #include "engine/text.h"
+#include "engine/text_buffer.h"
 
 #include <optional>
 #include <utility>
@@ -27,6 +28,7 @@ std::string joinArguments(BuiltinCall& call, std::string_view warning, FileText 
             else
                 call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1);
         }
+        if (!fitsText(call.ctx, text.size() + last.size())) break;
         text += last;
     }
     return text;
