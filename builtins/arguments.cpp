@@ -12,6 +12,11 @@ void failNamed(BuiltinCall& call, std::string_view format) {
     call.fail(format, call.ctx.run.currentLine, call.name);
 }
 
+ValueCell ownedText(EngineContext& ctx, std::string_view text) {
+    const char* copy = ctx.pool.strdup(text);
+    return copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil();
+}
+
 namespace {
 
 /// Stack index of the ListMark that opens the list whose closing one is on top, or -1.

@@ -12,6 +12,9 @@ void fail(BuiltinCall& call, std::string_view format);
 /// The same for functions that share a handler: the name follows the line.
 void failNamed(BuiltinCall& call, std::string_view format);
 
+/// A new text (TempString), one of the cells for results(). Without memory it is Nil.
+[[nodiscard]] ValueCell ownedText(EngineContext& ctx, std::string_view text);
+
 /// A last argument that stands for several values: those of a `return a, b` (closed by a ReturnCount) or of
 /// an inline list `@ a, b @` (between two ListMarks).
 struct Values {

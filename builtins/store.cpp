@@ -82,11 +82,6 @@ Vec3 readVector(std::string_view text) {
     return {static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])};
 }
 
-ValueCell ownedText(EngineContext& ctx, std::string_view text) {
-    const char* copy = ctx.pool.strdup(text);
-    return copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil();
-}
-
 /// The value that a text of a type stands for.
 /// @param type  the first letter of the type's name
 /// @return nothing for a letter that names no type
