@@ -167,16 +167,7 @@ TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {
         {"getvalue", {S("x")}, "getvalue() is not available"},
         {"illuminate", {N(1), v, v}, "illuminate() is not available"},
     };
-    ctx.run.currentLine = 12;
-    ctx.reporter.state.maxErrors = 1000;
-    for (const Row& row : rows) {
-        shown.clear();
-        EXPECT_EQ(call(row.name, row.args, row.argc), "nil") << row.left;
-        ASSERT_EQ(shown.size(), 1u) << row.left;
-        EXPECT_EQ(shown[0].line2, "Line 12, " + row.left);
-        EXPECT_EQ(shown[0].kind, MessageKind::Error);
-    }
-    EXPECT_FALSE(ctx.run.abort);
+    expectErrors(rows);
 }
 
 }  // namespace kestrel::test

@@ -69,6 +69,20 @@ protected:
             EXPECT_EQ(call(row.name, row.args, row.argc), row.left) << row.name << " -> " << row.left;
     }
 
+    /// Each call reports one error, `left`, and yields one Nil; the run goes on.
+    void expectErrors(const std::vector<Row>& rows) {
+        ctx.run.currentLine = 12;
+        ctx.reporter.state.maxErrors = 1000;
+        for (const Row& row : rows) {
+            shown.clear();
+            EXPECT_EQ(call(row.name, row.args, row.argc), "nil") << row.left;
+            ASSERT_EQ(shown.size(), 1u) << row.left;
+            EXPECT_EQ(shown[0].line2, "Line 12, " + row.left);
+            EXPECT_EQ(shown[0].kind, MessageKind::Error);
+        }
+        EXPECT_FALSE(ctx.run.abort);
+    }
+
     static std::string show(const ValueCell& cell) {
         const Vec3& v = cell.payload.vec;
         if (cell.type == Number) return print(cell.payload.number);
@@ -90,8 +104,7 @@ protected:
 
     BuiltinLibrary library;
     ProcessState process;
-    EngineContext ctx{
-        EngineServices{.messages = this, .builtins = &library.table(), .process = &process}};
+    EngineContext ctx{EngineServices{.messages = this, .builtins = &library.table(), .process = &process}};
     std::vector<Message> shown;
 
 private:
