@@ -49,6 +49,23 @@ void integerOf(BuiltinCall& call);
 void vectorOfText(BuiltinCall& call);
 void array(BuiltinCall& call);
 
+// text_build.cpp
+void stringOf(BuiltinCall& call);
+void append(BuiltinCall& call);
+void hexOrOctal(BuiltinCall& call);
+
+// text_parts.cpp
+void parse(BuiltinCall& call);
+void split(BuiltinCall& call);
+void strleft(BuiltinCall& call);
+void strright(BuiltinCall& call);
+void strsub(BuiltinCall& call);
+void strupper(BuiltinCall& call);
+void strlower(BuiltinCall& call);
+
+// localized_text.cpp
+void localizedText(BuiltinCall& call);
+
 // messages.cpp
 void message(BuiltinCall& call);
 

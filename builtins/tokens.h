@@ -7,8 +7,8 @@
 
 namespace kestrel::builtins {
 
-/// Calls visit(token) for each piece of `text` between runs of characters of `delims`, in order. Pieces are never
-/// empty: delimiters at the beginning or the end make none. Without delimiters the whole text is one.
+/// Calls visit(token) for each piece of `text` between runs of characters of `delims`, in order. Pieces are
+/// never empty: delimiters at the beginning or the end make none. Without delimiters the whole text is one.
 /// @param visit  takes a std::string_view into `text`
 template <class Visit>
 void forEachToken(std::string_view delims, std::string_view text, Visit visit) {
