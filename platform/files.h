@@ -1,6 +1,7 @@
 // Files by system path.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -14,9 +15,34 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Opens a regular file or device; a directory does not open. `mode` as for fopen.
+/// Opens a regular file or device without ever waiting for another process: a named pipe that nobody writes
+/// reads as an empty file, one that nobody reads does not open for writing. A directory does not open.
+/// @param mode  begins with 'r', 'w' or 'a'; a '+' or 'b' anywhere means what it does for fopen, other
+/// letters nothing
 /// @return null when it cannot be opened
-[[nodiscard]] FileHandle openFile(std::string_view systemPath, const char* mode);
+[[nodiscard]] FileHandle openFile(std::string_view systemPath, std::string_view mode);
+/// Writes out what is still buffered and closes.
+/// @return 0, or -1 when something could not be written
+int closeFile(FileHandle file);
+
+/// What a position counts from; the values are those that scripts use.
+enum class SeekFrom { Start = 0, Here = 1, End = 2 };
+/// Writes out what is buffered and moves. Between reading and writing one stream there must be one of these.
+/// @return false when the file has no such position (a pipe has none)
+bool seekFile(std::FILE* file, std::int64_t offset, SeekFrom from);
+/// Bytes from the start; -1 where there is no position.
+[[nodiscard]] std::int64_t filePosition(std::FILE* file);
+/// Size in bytes of a regular file; nothing for pipes and devices.
+[[nodiscard]] std::optional<std::int64_t> fileSize(std::FILE* file);
+
+/// The next byte, or EOF. Unlike std::getc it takes no lock: a stream belongs to one thread.
+[[nodiscard]] inline int nextByte(std::FILE* file) noexcept {
+    return getc_unlocked(file);
+}
+/// Puts back the byte that was read last, and before it others: four at least.
+inline void unreadByte(std::FILE* file, int byte) noexcept {
+    std::ungetc(byte, file);
+}
 
 /// Opens a regular file for reading bytes. Anything else does not open: a pipe or a device may never end.
 /// @return null when it cannot be opened
@@ -30,6 +56,7 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 [[nodiscard]] bool pathExists(std::string_view systemPath);
 /// True for an existing file that is no directory.
 [[nodiscard]] bool fileExists(std::string_view systemPath);
-bool removeFile(std::string_view systemPath);
+/// @return 0, or the system's number of the error
+int removeFile(std::string_view systemPath);
 
 }  // namespace kestrel::platform

@@ -2,6 +2,7 @@
 
 #include "platform/paths.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,15 +21,76 @@ EntryKind entryKind(const std::string& native) {
     return S_ISDIR(info.st_mode) ? EntryKind::Directory : EntryKind::Other;
 }
 
+/// What open(2) and fdopen make of a mode text. The text itself never reaches the library, which would give
+/// further letters a meaning.
+struct OpenMode {
+    int flags;
+    const char* stdioMode;
+};
+
+std::optional<OpenMode> openMode(std::string_view mode) {
+    const bool update = mode.find('+') != std::string_view::npos;
+    const int access = update ? O_RDWR : O_WRONLY;
+    switch (mode.empty() ? '\0' : mode.front()) {
+        case 'r':
+            return OpenMode{update ? O_RDWR : O_RDONLY, update ? "r+" : "r"};
+        case 'w':
+            return OpenMode{access | O_CREAT | O_TRUNC, update ? "w+" : "w"};
+        case 'a':
+            return OpenMode{access | O_CREAT | O_APPEND, update ? "a+" : "a"};
+        default:
+            return std::nullopt;
+    }
+}
+
+/// @return -1 with errno set
+int openWithoutWaiting(const std::string& native, int flags) {
+    constexpr mode_t kEverybody = 0666;  // less the process's mask
+    const int descriptor = open(native.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kEverybody);
+    if (descriptor < 0) return -1;
+    struct stat info;
+    int error = fstat(descriptor, &info) != 0 ? errno : S_ISDIR(info.st_mode) ? EISDIR : 0;
+    // Only opening must not wait; reading and writing may.
+    if (error == 0 && fcntl(descriptor, F_SETFL, flags & O_APPEND) != 0) error = errno;
+    if (error == 0) return descriptor;
+    close(descriptor);
+    errno = error;
+    return -1;
+}
+
 }  // namespace
 
-FileHandle openFile(std::string_view systemPath, const char* mode) {
-    const std::string native = nativePath(systemPath);
-    if (entryKind(native) == EntryKind::Directory) {
-        errno = EISDIR;  // fopen would open a directory for reading
+FileHandle openFile(std::string_view systemPath, std::string_view mode) {
+    const std::optional<OpenMode> how = openMode(mode);
+    if (!how) {
+        errno = EINVAL;
         return nullptr;
     }
-    return FileHandle(std::fopen(native.c_str(), (std::string(mode) + "e").c_str()));
+    const int descriptor = openWithoutWaiting(nativePath(systemPath), how->flags);
+    if (descriptor < 0) return nullptr;
+    FileHandle file(fdopen(descriptor, how->stdioMode));
+    if (file == nullptr) close(descriptor);
+    return file;
+}
+
+int closeFile(FileHandle file) {
+    return std::fclose(file.release());
+}
+
+bool seekFile(std::FILE* file, std::int64_t offset, SeekFrom from) {
+    static_assert(sizeof(off_t) == sizeof(std::int64_t));
+    const int whence = from == SeekFrom::Start ? SEEK_SET : from == SeekFrom::Here ? SEEK_CUR : SEEK_END;
+    return fseeko(file, offset, whence) == 0;
+}
+
+std::int64_t filePosition(std::FILE* file) {
+    return ftello(file);
+}
+
+std::optional<std::int64_t> fileSize(std::FILE* file) {
+    struct stat info;
+    if (fstat(fileno(file), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+    return info.st_size;
 }
 
 FileHandle openRegularFile(std::string_view systemPath) {
@@ -62,8 +124,8 @@ bool fileExists(std::string_view systemPath) {
     return kind == EntryKind::Regular || kind == EntryKind::Other;
 }
 
-bool removeFile(std::string_view systemPath) {
-    return unlink(nativePath(systemPath).c_str()) == 0;
+int removeFile(std::string_view systemPath) {
+    return unlink(nativePath(systemPath).c_str()) == 0 ? 0 : errno;
 }
 
 }  // namespace kestrel::platform
