@@ -76,6 +76,11 @@ void recall(BuiltinCall& call);
 // dump.cpp
 void dump(BuiltinCall& call);
 
+// file_methods.cpp
+void openFile(BuiltinCall& call);
+void fileExists(BuiltinCall& call);
+void fileDelete(BuiltinCall& call);
+
 // builtin_table.cpp
 /// Stands in for a function that is not there.
 void later(BuiltinCall& call);

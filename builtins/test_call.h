@@ -46,17 +46,24 @@ protected:
     std::string call(std::string_view name, const Cells& args, int argc = -1) {
         const BuiltinEntry* row = library.table().find(name);
         if (row == nullptr) return "no such function";
+        CodeNode node;
+        node.argc = argc < 0 ? static_cast<int>(args.size()) : argc;
+        return leftBy(name, args, [&] {
+            BuiltinCall builtin(ctx, node, row->id, row->name);
+            row->handler(builtin);
+        });
+    }
+
+    /// Pushes arguments, lets something replace them, and shows what is left in their place.
+    template <class Invoke>
+    std::string leftBy(std::string_view name, const Cells& args, Invoke invoke) {
         ctx.stack.push(ValueCell::ofMark(BlockMark));  // what lies below must stay untouched
         for (const ValueCell& cell : args) {
             // Texts are owned by the stack, so that a double release or a leak shows.
             const bool owned = cell.type == String;
             ctx.stack.push(owned ? ValueCell::ofTemp(ctx.pool.strdup(cell.payload.text)) : cell);
         }
-        CodeNode node;
-        node.argc = argc < 0 ? static_cast<int>(args.size()) : argc;
-        BuiltinCall builtin(ctx, node, row->id, row->name);
-        row->handler(builtin);
-
+        invoke();
         std::string left;
         for (int i = 1; i < ctx.stack.size(); ++i) left += (i > 1 ? " " : "") + show(ctx.stack.at(i));
         EXPECT_EQ(ctx.stack.at(0).type, BlockMark) << name;

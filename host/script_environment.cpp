@@ -19,6 +19,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.builtins = &builtins_.table();
     services.locator = &locator_;
     services.shaderKind = &shaderKind_;
+    services.fileKind = &fileKind_;
     services.watch = watch_;
     services.store = &store;
     services.process = &process;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "builtins/builtin_table.h"
+#include "builtins/file_methods.h"
 #include "builtins/persistent_store.h"
 #include "builtins/process_state.h"
 #include "engine/context.h"
@@ -43,6 +44,7 @@ private:
     BuiltinLibrary builtins_;
     HostLocator locator_{libraryPath, requestFile};
     ShaderObjectKind shaderKind_;
+    builtins::FileKind fileKind_;
 };
 
 }  // namespace kestrel

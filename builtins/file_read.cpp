@@ -1,0 +1,86 @@
+// Reading lines.
+#include "builtins/file_methods.h"
+#include "builtins/tokens.h"
+
+#include <array>
+#include <optional>
+#include <vector>
+
+namespace kestrel::builtins::file {
+
+namespace {
+
+/// Collects bytes in the file's text up to one that ends it.
+/// @return that byte, or EOF; nothing when memory is exhausted or the run is to end
+template <class Ends>
+std::optional<int> collect(FileCall& call, Ends ends) {
+    GrowingText& text = call.file().text;
+    text.clear();
+    std::array<char, 512> piece;
+    for (;;) {
+        std::size_t length = 0;
+        int c = 0;
+        while (length < piece.size() && (c = platform::nextByte(call.stream())) != EOF && !ends(c))
+            piece[length++] = static_cast<char>(c);
+        if (!text.append({piece.data(), length}) || interrupted(call.ctx)) return std::nullopt;
+        if (length < piece.size()) return c;
+    }
+}
+
+/// Takes the LF after a CR, if there is one.
+void finishLineEnd(FileCall& call) {
+    const int c = platform::nextByte(call.stream());
+    if (c == EOF)
+        std::clearerr(call.stream());
+    else if (c != '\n')
+        platform::unreadByte(call.stream(), c);
+}
+
+}  // namespace
+
+void read(FileCall& call) {
+    if (call.argc == 1 &&
+        !moveToLine(call, "#ELine %d, specified line (%d) exceeds file size in (File)%s.read()"))
+        return;
+    OpenFile& file = call.file();
+    const std::int64_t line = file.standsAtLine;
+    file.beginReading();
+    const std::optional<int> end = collect(call, [](int c) { return c == '\n' || c == '\r'; });
+    if (!end) return call.resultNil();
+    if (*end == EOF) {
+        // Meant: what follows the last line end is lost.
+        file.meetEnd();
+        return call.resultNil();
+    }
+    if (*end == '\r') finishLineEnd(call);
+    if (line >= 0) file.standsAtLine = line + 1;
+    ++file.currentLine;
+    call.resultText(file.text.view());
+}
+
+void parse(FileCall& call) {
+    if (!call.arg(0).isText()) return call.failType(1);
+    OpenFile& file = call.file();
+    file.beginReading();
+    const std::optional<int> end = collect(call, [](int c) { return c == '\n'; });
+    if (!end) return call.resultNil();
+    std::string_view line = file.text.view();
+    if (*end == EOF) {
+        file.meetEnd();
+        if (line.empty()) return call.resultNil();
+    } else if (line.ends_with('\r')) {
+        line.remove_suffix(1);
+    }
+    ++file.currentLine;
+
+    // One more than the stack has room for says so in the usual way.
+    const auto most = static_cast<std::size_t>(kStackCells - call.base() + 1);
+    std::vector<ValueCell> tokens;
+    forEachToken(call.arg(0).payload.text, line, [&](std::string_view token) {
+        if (tokens.size() >= most || call.ctx.run.abort) return;
+        if (const char* text = call.ctx.pool.strdup(token)) tokens.push_back(ValueCell::ofTemp(text));
+    });
+    call.results(tokens);
+}
+
+}  // namespace kestrel::builtins::file

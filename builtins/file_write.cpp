@@ -1,0 +1,272 @@
+// Writing.
+#include "builtins/file_methods.h"
+#include "engine/arrays.h"
+#include "engine/format.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace kestrel::builtins::file {
+
+namespace {
+
+/// Writes the file's text in one go.
+/// @return false when the system refuses
+bool flushText(FileCall& call) {
+    OpenFile& file = call.file();
+    const std::string_view text = file.text.view();
+    if (text.empty()) return true;
+    file.beginWriting();
+    if (std::fwrite(text.data(), 1, text.size(), call.stream()) == text.size()) return true;
+    std::clearerr(call.stream());
+    return false;
+}
+
+bool appendNumber(GrowingText& text, double value) {
+    std::array<char, kNumberChars> buffer;
+    return text.append({buffer.data(), writeG(value, buffer.data())});
+}
+
+bool appendInteger(GrowingText& text, double value) {
+    std::array<char, kNumberChars> buffer;
+    return text.append({buffer.data(), kestrel::writeInt(value, buffer.data())});
+}
+
+bool appendVector(GrowingText& text, const Vec3& v, char separator) {
+    std::array<char, kVectorChars> buffer;
+    return text.append({buffer.data(), kestrel::writeVector(v.x, v.y, v.z, separator, buffer.data())});
+}
+
+/// Appends a number as it stands in binary files: little-endian, whatever the machine is.
+template <class T>
+bool appendBinary(GrowingText& text, T value) {
+    auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
+    if constexpr (std::endian::native == std::endian::big) std::reverse(bytes.begin(), bytes.end());
+    return text.append({bytes.data(), bytes.size()});
+}
+
+/// The rendering of one write.
+class Rendering {
+public:
+    explicit Rendering(FileCall& call) : file_(call.file()), text_(call.file().text) { text_.clear(); }
+
+    /// @return false for a kind that cannot be written
+    bool add(const ValueCell& cell) {
+        if (cell.type == ArrayRef) {
+            addElements(cell.payload.array);
+            return true;
+        }
+        return file_.binary ? addBinary(cell) : addText(cell, false);
+    }
+    /// What a successful write counts: characters, or in binary files numbers and the bytes of texts.
+    [[nodiscard]] std::int64_t count() const noexcept {
+        return file_.binary ? items_ : static_cast<std::int64_t>(text_.view().size());
+    }
+    /// False after memory exhaustion, which has been reported.
+    [[nodiscard]] bool complete() const noexcept { return complete_; }
+    void addCharacters(std::string_view text) {
+        items_ += static_cast<std::int64_t>(text.size());
+        keep(text_.append(text));
+    }
+
+private:
+    bool addText(const ValueCell& cell, bool element) {
+        const Vec3& v = cell.payload.vec;
+        switch (cell.type) {
+            case Number:
+                keep(appendNumber(text_, cell.payload.number));
+                return true;
+            case Integer:
+                keep(appendInteger(text_, cell.payload.number));
+                return true;
+            case Vector:
+                // Meant: only as an element it has brackets.
+                keep(element ? text_.append("<") && appendVector(text_, v, ',') && text_.append(">")
+                             : appendVector(text_, v, ' '));
+                return true;
+            default:
+                return addOther(cell);
+        }
+    }
+
+    bool addBinary(const ValueCell& cell) {
+        const Vec3& v = cell.payload.vec;
+        switch (cell.type) {
+            case Number:
+                keep(appendBinary(text_, cell.payload.number));
+                ++items_;
+                return true;
+            case Integer:
+                keep(appendBinary(text_, truncate32(cell.payload.number)));
+                ++items_;
+                return true;
+            case Vector:
+                keep(appendBinary(text_, v.x) && appendBinary(text_, v.y) && appendBinary(text_, v.z));
+                items_ += 3;
+                return true;
+            default:
+                return addOther(cell);
+        }
+    }
+
+    /// The kinds that look the same in text and binary files.
+    bool addOther(const ValueCell& cell) {
+        switch (cell.type) {
+            case String:
+            case TempString:
+                addCharacters(cell.payload.text);
+                return true;
+            case FileObj:
+                addCharacters(fileName(cell));
+                return true;
+            case Nil:
+                if (file_.printNil) addCharacters("(nil)");
+                return true;
+            default:
+                return false;
+        }
+    }
+
+    void addElements(const ArrayRecord* array) {
+        if (array == nullptr) return;
+        const std::string_view delimiter =
+            file_.delimiter != nullptr && !file_.binary ? file_.delimiter.get() : "";
+        for (std::size_t i = 0; i < array->elements.size() && complete_; ++i) {
+            if (i > 0) keep(text_.append(delimiter));
+            if (file_.binary)
+                addBinary(array->elements[i]);
+            else
+                addText(array->elements[i], true);
+        }
+    }
+
+    void keep(bool ok) noexcept { complete_ = complete_ && ok; }
+
+    OpenFile& file_;
+    GrowingText& text_;
+    std::int64_t items_ = 0;
+    bool complete_ = true;
+};
+
+void writeValues(FileCall& call, std::string_view warning, std::string_view end) {
+    Rendering rendering(call);
+    for (int i = 0; i < call.argc; ++i) {
+        if (!rendering.add(call.arg(i)))
+            call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1, call.variable);
+    }
+    rendering.addCharacters(end);
+    if (!rendering.complete()) return call.resultNil();
+    const std::int64_t count = rendering.count();
+    const bool written = flushText(call);
+    call.resultInteger(written ? count : call.file().binary ? 0 : -1);
+}
+
+/// The end of a typed write: the number of items, 0 when the system refuses.
+void finishItems(FileCall& call, bool complete, std::int64_t count) {
+    if (!complete) return call.resultNil();
+    call.resultInteger(flushText(call) ? count : 0);
+}
+
+}  // namespace
+
+void write(FileCall& call) {
+    writeValues(call, "#WLine %d, invalid argument %d type to (File)%s.write()", "");
+}
+
+void writeln(FileCall& call) {
+    writeValues(call, "#WLine %d, invalid argument %d type to (File)%s.writeln()", "\n");
+}
+
+void writeNumber(FileCall& call) {
+    if (!call.arg(0).isNumeric()) return call.failType(1);
+    const double value = call.arg(0).payload.number;
+    GrowingText& text = call.file().text;
+    text.clear();
+    finishItems(call, call.file().binary ? appendBinary(text, value) : appendNumber(text, value), 1);
+}
+
+void writeInt(FileCall& call) {
+    if (!call.arg(0).isNumeric()) return call.failType(1);
+    const double value = call.arg(0).payload.number;
+    GrowingText& text = call.file().text;
+    text.clear();
+    const bool complete =
+        call.file().binary ? appendBinary(text, truncate32(value)) : appendInteger(text, value);
+    finishItems(call, complete, 1);
+}
+
+void writeByte(FileCall& call) {
+    if (!call.arg(0).isNumeric()) return call.failType(1);
+    GrowingText& text = call.file().text;
+    text.clear();
+    finishItems(call, text.append(1, static_cast<char>(truncate32(call.arg(0).payload.number))), 1);
+}
+
+void writeVector(FileCall& call) {
+    Vec3 v;
+    if (call.argc == 1) {
+        if (call.arg(0).type != Vector) return call.failType(1);
+        v = call.arg(0).payload.vec;
+    } else {
+        for (int i = 2; i >= 0; --i)
+            if (!call.arg(i).isNumeric()) return call.failType(i + 1);
+        v = {call.arg(0).payload.number, call.arg(1).payload.number, call.arg(2).payload.number};
+    }
+    GrowingText& text = call.file().text;
+    text.clear();
+    const bool complete = call.file().binary
+                              ? appendBinary(text, v.x) && appendBinary(text, v.y) && appendBinary(text, v.z)
+                              : appendVector(text, v, ' ');
+    finishItems(call, complete, 3);
+}
+
+void nl(FileCall& call) {
+    double count = 1.0;
+    if (call.argc == 1) {
+        if (!call.arg(0).isNumeric()) return call.failType(1);
+        count = std::fabs(std::trunc(call.arg(0).payload.number));
+    }
+    GrowingText& text = call.file().text;
+    text.clear();
+    if (text.append(static_cast<std::size_t>(truncate(count)), '\n')) flushText(call);
+    call.none();
+}
+
+void setDelimiter(FileCall& call) {
+    Pool& pool = call.ctx.pool;
+    PoolText next(nullptr, PoolFree{&pool});
+    if (call.argc == 1) {
+        const ValueCell& given = call.arg(0);
+        if (!given.isNumeric() && !given.isText()) return call.failType(1);
+        const char code = given.isNumeric() ? static_cast<char>(truncate32(given.payload.number)) : '\0';
+        next.reset(
+            pool.strdup(given.isText() ? std::string_view(given.payload.text) : std::string_view(&code, 1)));
+    }
+    PoolText& delimiter = call.file().delimiter;
+    const char* previous = delimiter.release();
+    delimiter = std::move(next);
+    call.result(previous != nullptr ? ValueCell::ofTemp(previous) : ValueCell::ofNil());
+}
+
+void printNil(FileCall& call) {
+    bool& flag = call.file().printNil;
+    const bool previous = flag;
+    if (call.argc == 0) {
+        flag = true;
+    } else if (const ValueCell& given = call.arg(0); given.isNumeric()) {
+        flag = truncate(given.payload.number) != 0;
+    } else if (given.isText()) {
+        constexpr std::string_view kTrue = "true";
+        const std::string_view text = given.payload.text;
+        flag = std::equal(text.begin(), text.end(), kTrue.begin(), kTrue.end(), [](char a, char b) {
+            return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
+        });
+    }
+    call.resultInteger(previous ? 1 : 0);
+}
+
+}  // namespace kestrel::builtins::file
