@@ -1,5 +1,6 @@
 #include "engine/arrays.h"
 
+#include "engine/array_file.h"
 #include "engine/assignment.h"
 #include "engine/members.h"
 #include "engine/node_modes.h"
@@ -123,6 +124,22 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     return product;
 }
 
+void adoptArray(EngineContext& ctx, const CodeNode& node, ArrayRecord& array) {
+    array.declNode = &node;
+    releaseVariableValue(ctx, *node.variable);
+    node.variable->type = Array;
+    node.variable->object = &array;
+}
+
+/// `var lines["name"]`: one element per line of a file.
+void declareFromFile(EngineContext& ctx, const CodeNode& node, const IndexList& list) {
+    constexpr std::int64_t kNone = 0;
+    ArrayRecord* array = makeArray(ctx, {&kNone, 1}, Nil);
+    if (array != nullptr) loadArrayFile(ctx, *array, ctx.stack.at(list.end - 1).payload.text);
+    ctx.stack.dropTo(list.first);
+    if (array != nullptr) adoptArray(ctx, node, *array);
+}
+
 void declareArray(EngineContext& ctx, const CodeNode& node) {
     Variable& variable = *node.variable;
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
@@ -135,15 +152,12 @@ void declareArray(EngineContext& ctx, const CodeNode& node) {
             return;
         }
     }
+    if (list.count == 1 && ctx.stack.at(list.end - 1).isText()) return declareFromFile(ctx, node, list);
     std::array<std::int64_t, kMaxDimensions> sizes{};
     if (readSizes(ctx, variable, list, sizes) < 0) return;
     ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
     ctx.stack.dropTo(list.first);
-    if (array == nullptr) return;
-    array->declNode = &node;
-    releaseVariableValue(ctx, variable);
-    variable.type = Array;
-    variable.object = array;
+    if (array != nullptr) adoptArray(ctx, node, *array);
 }
 
 bool fits(EngineContext& ctx, std::int64_t count) {
