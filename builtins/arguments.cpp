@@ -1,6 +1,9 @@
 #include "builtins/arguments.h"
 
+#include "builtins/tokens.h"
+
 #include <algorithm>
+#include <vector>
 
 namespace kestrel::builtins {
 
@@ -50,6 +53,17 @@ Values widen(BuiltinCall& call) {
     }
     call.rebase(std::max(ctx.base(), values.first - (call.argc - 1)));
     return values;
+}
+
+void resultTokens(BuiltinCall& call, std::string_view delims, std::string_view text) {
+    EngineContext& ctx = call.ctx;
+    // Tokens that just fill the stack leave no room for their count: that ends the run with one message.
+    const auto room = static_cast<std::size_t>(kStackCells - call.base());
+    std::vector<ValueCell> tokens;
+    forEachToken(delims, text, [&](std::string_view token) {
+        if (tokens.size() < room && !ctx.run.abort) tokens.push_back(ownedText(ctx, token));
+    });
+    call.results(tokens);
 }
 
 }  // namespace kestrel::builtins

@@ -15,6 +15,9 @@ void failNamed(BuiltinCall& call, std::string_view format);
 /// A new text (TempString), one of the cells for results(). Without memory it is Nil.
 [[nodiscard]] ValueCell ownedText(EngineContext& ctx, std::string_view text);
 
+/// Ends a call with the pieces of a text between delimiters, as several values.
+void resultTokens(BuiltinCall& call, std::string_view delims, std::string_view text);
+
 /// A last argument that stands for several values: those of a `return a, b` (closed by a ReturnCount) or of
 /// an inline list `@ a, b @` (between two ListMarks).
 struct Values {

@@ -1,10 +1,9 @@
 // Reading lines.
+#include "builtins/arguments.h"
 #include "builtins/file_methods.h"
-#include "builtins/tokens.h"
 
 #include <array>
 #include <optional>
-#include <vector>
 
 namespace kestrel::builtins::file {
 
@@ -72,15 +71,7 @@ void parse(FileCall& call) {
         line.remove_suffix(1);
     }
     ++file.currentLine;
-
-    // One more than the stack has room for says so in the usual way.
-    const auto most = static_cast<std::size_t>(kStackCells - call.base() + 1);
-    std::vector<ValueCell> tokens;
-    forEachToken(call.arg(0).payload.text, line, [&](std::string_view token) {
-        if (tokens.size() >= most || call.ctx.run.abort) return;
-        if (const char* text = call.ctx.pool.strdup(token)) tokens.push_back(ValueCell::ofTemp(text));
-    });
-    call.results(tokens);
+    resultTokens(call, call.arg(0).payload.text, line);
 }
 
 }  // namespace kestrel::builtins::file

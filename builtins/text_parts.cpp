@@ -1,14 +1,12 @@
 // Parts of texts: tokens, pieces of a path, the left and right of a text, letter case.
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
-#include "builtins/tokens.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace kestrel::builtins {
 
@@ -54,16 +52,9 @@ void resultInOtherCase(BuiltinCall& call, char first, char last) {
 }  // namespace
 
 void parse(BuiltinCall& call) {
-    EngineContext& ctx = call.ctx;
     if (!call.arg(1).isText()) return fail(call, "#ELine %d, invalid argument 2 type to parse()");
     if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to parse()");
-    // Tokens that just fill the stack leave no room for their count: that ends the run with one message.
-    const auto room = static_cast<std::size_t>(kStackCells - call.base());
-    std::vector<ValueCell> tokens;
-    forEachToken(call.arg(0).payload.text, call.arg(1).payload.text, [&](std::string_view token) {
-        if (tokens.size() < room && !ctx.run.abort) tokens.push_back(ownedText(ctx, token));
-    });
-    call.results(tokens);
+    resultTokens(call, call.arg(0).payload.text, call.arg(1).payload.text);
 }
 
 void split(BuiltinCall& call) {
