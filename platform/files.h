@@ -48,6 +48,10 @@ inline void unreadByte(std::FILE* file, int byte) noexcept {
 /// @return null when it cannot be opened
 [[nodiscard]] FileHandle openRegularFile(std::string_view systemPath);
 
+/// Creates a file that only the user may read, for writing.
+/// @return null when it cannot be created, or when anything has that name already
+[[nodiscard]] FileHandle createFile(std::string_view systemPath);
+
 /// Reads a whole text file the way the original text layer does: a CR before a LF is removed.
 /// @return nothing when it cannot be opened or read
 [[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);

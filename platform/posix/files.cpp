@@ -98,6 +98,15 @@ FileHandle openRegularFile(std::string_view systemPath) {
     return openFile(systemPath, "rb");
 }
 
+FileHandle createFile(std::string_view systemPath) {
+    const int file =
+        open(nativePath(systemPath).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (file < 0) return nullptr;
+    std::FILE* stream = fdopen(file, "w");
+    if (stream == nullptr) close(file);
+    return FileHandle(stream);
+}
+
 std::optional<std::string> readTextFile(std::string_view systemPath) {
     const FileHandle file = openRegularFile(systemPath);
     if (file == nullptr) return std::nullopt;

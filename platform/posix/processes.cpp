@@ -1,0 +1,175 @@
+#include "platform/processes.h"
+
+#include "platform/paths.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+#include <utility>
+
+namespace kestrel::platform {
+
+namespace {
+
+/// The steps between fork and exec. posix_spawn takes them, so that nothing of ours runs in the child:
+/// another thread of the host may hold any lock at that moment.
+class ChildFiles {
+public:
+    explicit ChildFiles(const ProcessOptions& options) {
+        posix_spawn_file_actions_init(&actions_);
+        if (options.detached)
+            posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        if (!options.outputFile.empty()) {
+            posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, nativePath(options.outputFile).c_str(),
+                                             O_WRONLY | O_TRUNC, 0);
+        }
+        // Duplicated to itself, a descriptor loses its close-on-exec flag.
+        if (options.descriptor >= 0)
+            posix_spawn_file_actions_adddup2(&actions_, options.descriptor, options.descriptor);
+        if (options.detached) posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+    }
+    ~ChildFiles() { posix_spawn_file_actions_destroy(&actions_); }
+    ChildFiles(const ChildFiles&) = delete;
+    ChildFiles& operator=(const ChildFiles&) = delete;
+    [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
+
+private:
+    posix_spawn_file_actions_t actions_{};
+};
+
+class ChildAttributes {
+public:
+    explicit ChildAttributes(const ProcessOptions& options) {
+        posix_spawnattr_init(&attributes_);
+        // A host may block signals in its threads or ignore SIGPIPE; programs count on neither.
+        sigset_t signals;
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes_, &signals);
+        sigaddset(&signals, SIGPIPE);
+        posix_spawnattr_setsigdefault(&attributes_, &signals);
+        posix_spawnattr_setpgroup(&attributes_, 0);
+        const int group = options.ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
+        posix_spawnattr_setflags(&attributes_,
+                                 static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
+    }
+    ~ChildAttributes() { posix_spawnattr_destroy(&attributes_); }
+    ChildAttributes(const ChildAttributes&) = delete;
+    ChildAttributes& operator=(const ChildAttributes&) = delete;
+    [[nodiscard]] const posix_spawnattr_t* get() const noexcept { return &attributes_; }
+
+private:
+    posix_spawnattr_t attributes_{};
+};
+
+bool isPath(std::string_view program) {
+    return program.find_first_of("\\/") != std::string_view::npos;
+}
+
+}  // namespace
+
+std::optional<Process> Process::start(std::vector<std::string> words, const ProcessOptions& options) {
+    if (words.empty() || words.front().empty()) return std::nullopt;
+    if (isPath(words.front())) words.front() = nativePath(words.front());
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+
+    std::fflush(nullptr);
+    const ChildFiles files(options);
+    const ChildAttributes attributes(options);
+    pid_t id = 0;
+    if (posix_spawnp(&id, arguments.front(), files.get(), attributes.get(), arguments.data(), environ) != 0)
+        return std::nullopt;
+    return Process(id, options.ownGroup);
+}
+
+Process::Process(Process&& other) noexcept
+    : id_(std::exchange(other.id_, 0)), ownGroup_(other.ownGroup_), exitCode_(other.exitCode_) {}
+
+Process& Process::operator=(Process&& other) noexcept {
+    std::swap(id_, other.id_);
+    std::swap(ownGroup_, other.ownGroup_);
+    std::swap(exitCode_, other.exitCode_);
+    return *this;
+}
+
+Process::~Process() {
+    if (id_ != 0) (void)poll();
+}
+
+std::optional<int> Process::look(bool block) {
+    if (exitCode_) return exitCode_;
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = waitpid(static_cast<pid_t>(id_), &status, block ? 0 : WNOHANG);
+    } while (ended < 0 && errno == EINTR);
+    if (ended == 0) return std::nullopt;
+    if (ended < 0)
+        exitCode_ = -1;
+    else
+        exitCode_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return exitCode_;
+}
+
+std::optional<int> Process::poll() {
+    return look(false);
+}
+
+std::optional<int> Process::wait(CancelFlag requested) {
+    if (requested == nullptr) return look(true);
+    // Short programs are not kept waiting, long ones cost next to nothing.
+    constexpr std::chrono::microseconds kLongest{20000};
+    std::chrono::microseconds step{200};
+    for (;;) {
+        if (const std::optional<int> code = poll()) return code;
+        if (*requested != 0) return std::nullopt;
+        std::this_thread::sleep_for(step);
+        step = std::min(step * 2, kLongest);
+    }
+}
+
+bool Process::kill() {
+    // As long as its end was not taken notice of, its number belongs to nobody else.
+    if (poll()) return false;
+    const auto id = static_cast<pid_t>(id_);
+    return ::kill(ownGroup_ ? -id : id, SIGKILL) == 0;
+}
+
+int Process::finish(CancelFlag requested) {
+    std::optional<int> code = wait(requested);
+    if (!code) {
+        kill();
+        code = wait(nullptr);
+    }
+    return *code;
+}
+
+std::vector<std::string> splitCommandLine(std::string_view line) {
+    std::vector<std::string> words;
+    bool inWord = false;
+    bool quoted = false;
+    for (const char c : line) {
+        if (!quoted && (c == ' ' || c == '\t')) {
+            inWord = false;
+            continue;
+        }
+        if (!inWord) words.emplace_back();
+        inWord = true;
+        if (c == '"')
+            quoted = !quoted;
+        else
+            words.back() += c;
+    }
+    return words;
+}
+
+}  // namespace kestrel::platform

@@ -1,0 +1,148 @@
+#include "platform/processes.h"
+
+#include "platform/command_processor.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace kestrel::platform {
+
+namespace fs = std::filesystem;
+
+class Processes : public testing::Test {
+protected:
+    void SetUp() override {
+        setEnvironment("COMSPEC", "/bin/sh");
+        root_ = fs::temp_directory_path() / ("kestrel processes'_" + std::to_string(processId()));
+        fs::create_directories(root_);
+        system_ = systemPath(root_.string());
+    }
+    void TearDown() override { fs::remove_all(root_); }
+
+    /// Exit code and output of a batch file.
+    std::string batch(const std::string& text) {
+        std::ofstream(root_ / "b.bat", std::ios::binary) << text;
+        std::ofstream(root_ / "b.out");
+        const int code = runBatch(system_ + "\\b.bat", system_ + "\\b.out", nullptr);
+        return std::to_string(code) + " " + readTextFile(system_ + "\\b.out").value_or("unreadable");
+    }
+
+    fs::path root_;
+    std::string system_;
+};
+
+using Words = std::vector<std::string>;
+
+namespace {
+
+int exitCode(Words words, const ProcessOptions& options = {}) {
+    std::optional<Process> process = Process::start(std::move(words), options);
+    return process ? process->finish(nullptr) : -2;
+}
+
+bool runs(pid_t id) {
+    return kill(id, 0) == 0;
+}
+
+}  // namespace
+
+TEST_F(Processes, QuotesHoldWordsOfACommandLineTogether) {
+    EXPECT_EQ(splitCommandLine("  a  \"b c\"d\t\"\" e\\f"), (Words{"a", "b cd", "", "e\\f"}));
+    EXPECT_EQ(splitCommandLine("a \"b c"), (Words{"a", "b c"}));
+    EXPECT_EQ(splitCommandLine(" "), Words{});
+}
+
+TEST_F(Processes, TheExitCodeTellsHowAProgramEnded) {
+    EXPECT_EQ(exitCode({"sh", "-c", "exit 7"}), 7);
+    EXPECT_EQ(exitCode({"\\BIN\\sh", "-c", "kill -9 $$"}), 128 + 9);
+    for (const Words& unusable : {Words{"no-such-program"}, Words{"/bin"}, Words{""}, Words{}})
+        EXPECT_EQ(exitCode(unusable), -2);
+    // Other than a shell's own, a program's file is not run as a script when it is none.
+    std::ofstream(root_ / "text") << "exit 0\n";
+    fs::permissions(root_ / "text", fs::perms::owner_all);
+    EXPECT_EQ(exitCode({system_ + "\\text"}), -2);
+}
+
+TEST_F(Processes, ADetachedProgramInheritsNothingButItsOutputs) {
+    const int extra = dup(STDERR_FILENO);
+    const std::string test = "test ! -e /dev/fd/" + std::to_string(extra);
+    EXPECT_EQ(exitCode({"sh", "-c", test + " && ! read line"}, {.detached = true}), 0);
+    EXPECT_EQ(exitCode({"sh", "-c", test}), 1);
+    close(extra);
+}
+
+TEST_F(Processes, ACancelledWaitLeavesTheProgramToItsOwner) {
+    std::int32_t requested = 1;
+    std::optional<Process> process = Process::start({"sleep", "60"});
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->wait(&requested), std::nullopt);
+    EXPECT_EQ(process->poll(), std::nullopt);
+    EXPECT_TRUE(process->kill());
+    EXPECT_EQ(process->wait(nullptr), 128 + 9);
+    EXPECT_FALSE(process->kill());
+    EXPECT_FALSE(runs(static_cast<pid_t>(process->id())));  // nor is anything left of it
+}
+
+TEST_F(Processes, ACancelledCommandEndsWithAllThatItStarted) {
+    const std::string pidFile = (root_ / "pid").string();
+    volatile std::int32_t requested = 0;
+    std::thread canceller([&] {
+        while (!fs::exists(pidFile) || fs::file_size(pidFile) == 0) std::this_thread::yield();
+        requested = 1;
+    });
+    EXPECT_EQ(runCommand("sleep 60 & echo $! > \"" + pidFile + "\"; wait", &requested), 128 + 9);
+    canceller.join();
+    pid_t id = 0;
+    std::ifstream(pidFile) >> id;
+    ASSERT_GT(id, 0);
+    // Whoever takes in what has lost its parent may be slow to notice that it ended.
+    const std::string stat = "/proc/" + std::to_string(id) + "/stat";
+    std::string text;
+    for (int i = 0; i < 1000 && runs(id) && text.find(") Z") == std::string::npos; ++i) {
+        pause(std::chrono::milliseconds(5), nullptr);
+        std::getline(std::ifstream(stat), text);
+    }
+    EXPECT_TRUE(!runs(id) || text.find(") Z") != std::string::npos) << text;
+}
+
+TEST_F(Processes, CommandsRunInTheNamedProcessor) {
+    EXPECT_EQ(runCommand("exit 3", nullptr), 3);
+    EXPECT_EQ(runCommand("", nullptr), 0);
+    EXPECT_EQ(runCommand("-x 2>/dev/null", nullptr), 127);  // no option of the shell's
+    EXPECT_EQ(runCommand(": " + std::string(300000, 'x') + "; exit 4", nullptr), 4);
+    EXPECT_EQ(nativeCommand("\\bin\\a/b c\\d"), "/bin/a/b c\\d");
+    setEnvironment("COMSPEC", (root_ / "none").string());
+    EXPECT_EQ(runCommand("exit 3", nullptr), -1);
+    EXPECT_EQ(batch("exit 3\n"), "-1 ");
+}
+
+TEST_F(Processes, ABatchFileKeepsTheNativeLanguageAndItsOwnFewLines) {
+    const std::string restore = std::string(kRestoreRemark) + "\nC:\ncd " + system_ + "\n";
+    const BatchText text = translateBatch("@echo off\n\nREM x\nremove\nd:\ncd \\tmp\ncd /tmp\n" + restore);
+    EXPECT_EQ(text.commands, "\n\n\nremove\n\ncd -- '/tmp'\ncd /tmp\n");
+    EXPECT_EQ(text.directory, root_.string());
+    EXPECT_EQ(translateBatch("a").commands, "a\n");
+
+    struct Case {
+        std::string commands;
+        std::string outcome;
+    };
+    for (const Case& c : {Case{"echo a\necho b\n\n\n", "0 a\nb\n"},
+                          Case{"false\n\n\n", "1 "},  // that of the last command, not of what restores
+                          Case{"rem x\nexit 9\n", "9 "}, Case{"cd " + system_ + "\ntest -e b.bat\n", "0 "},
+                          Case{"cat <<E\nthe end is missing\n", "0 the end is missing\n"},
+                          Case{"set -e\nfalse\necho x\n", "1 "}, Case{"echo 'open\n", "2 "},
+                          Case{": " + std::string(300000, 'x') + "\nexit 5\n", "5 "}})
+        EXPECT_EQ(batch("@echo off\n\n" + c.commands + restore), c.outcome) << c.commands.substr(0, 80);
+    EXPECT_EQ(runBatch(system_ + "\\none", "", nullptr), -1);
+}
+
+}  // namespace kestrel::platform
