@@ -66,4 +66,10 @@ void resultTokens(BuiltinCall& call, std::string_view delims, std::string_view t
     call.results(tokens);
 }
 
+bool pushResultText(EngineContext& ctx, std::string_view text) {
+    const int before = ctx.stack.size();
+    ctx.pushText(text);
+    return ctx.stack.size() > before;
+}
+
 }  // namespace kestrel::builtins

@@ -1,4 +1,4 @@
-// What handlers ask of their arguments.
+// What handlers ask of their arguments, and what they leave beyond one value.
 #pragma once
 
 #include "engine/builtin.h"
@@ -28,5 +28,9 @@ struct Values {
 /// Makes the call reach down to the first argument when its last one stands for several values.
 /// @return where they are; count is -1 when the last argument is one plain value or the values are incomplete
 Values widen(BuiltinCall& call);
+
+/// Pushes one of many texts that a call leaves.
+/// @return false when there was no room for it, which has been reported and ends the run
+[[nodiscard]] bool pushResultText(EngineContext& ctx, std::string_view text);
 
 }  // namespace kestrel::builtins

@@ -19,7 +19,7 @@ void runningUnderLayout(BuiltinCall& call) {
 }
 
 HostBuiltins withDefaults(HostBuiltins host) {
-    for (BuiltinHandler* handler : {&host.setdesc, &host.illuminate, &host.raytrace})
+    for (BuiltinHandler* handler : {&host.setdesc, &host.illuminate, &host.raytrace, &host.getdir})
         if (*handler == nullptr) *handler = later;
     if (host.runningUnder == nullptr) host.runningUnder = runningUnderLayout;
     return host;

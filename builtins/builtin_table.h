@@ -14,6 +14,7 @@ struct HostBuiltins {
     BuiltinHandler illuminate = nullptr;
     BuiltinHandler raytrace = nullptr;
     BuiltinHandler runningUnder = nullptr;
+    BuiltinHandler getdir = nullptr;
 };
 
 /// Owns the rows; contexts borrow the table.

@@ -81,6 +81,28 @@ void openFile(BuiltinCall& call);
 void fileExists(BuiltinCall& call);
 void fileDelete(BuiltinCall& call);
 
+// processes.cpp
+void spawn(BuiltinCall& call);
+void waitFor(BuiltinCall& call);
+void terminate(BuiltinCall& call);
+
+// shell.cpp
+void systemCommand(BuiltinCall& call);
+void systemCommandOutput(BuiltinCall& call);
+
+// directories.cpp
+void changeDirectory(BuiltinCall& call);
+void makeDirectory(BuiltinCall& call);
+void removeDirectory(BuiltinCall& call);
+void matchFiles(BuiltinCall& call);
+
+// surroundings.cpp
+void environmentVariable(BuiltinCall& call);
+void machineKind(BuiltinCall& call);
+void sleepFor(BuiltinCall& call);
+void startTimer(BuiltinCall& call);
+void stopTimer(BuiltinCall& call);
+
 // builtin_table.cpp
 /// Stands in for a function that is not there.
 void later(BuiltinCall& call);
