@@ -13,5 +13,7 @@ void raytraceBuiltin(BuiltinCall& call);
 void setdescBuiltin(BuiltinCall& call);
 /// runningUnder(): which of its programs the host is.
 void runningUnderBuiltin(BuiltinCall& call);
+/// getdir(which): one of the host's directories.
+void getdirBuiltin(BuiltinCall& call);
 
 }  // namespace kestrel

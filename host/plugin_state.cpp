@@ -1,6 +1,7 @@
 #include "host/plugin_state.h"
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace kestrel {
@@ -41,6 +42,12 @@ bool askHost(const FileRequestService* service, FileRequest& request) {
     return true;
 }
 
+std::optional<std::string> hostDirectory(const DirectoryInfoService* service, const std::string& key) {
+    if (service == nullptr || service->dirInfo == nullptr) return std::nullopt;
+    const char* path = service->dirInfo(key.c_str());
+    return path != nullptr ? std::optional<std::string>(path) : std::nullopt;
+}
+
 }  // namespace
 
 void HostMessages::show(const Message& message) {
@@ -61,6 +68,9 @@ void HostMessages::show(const Message& message) {
 
 PluginState::PluginState() {
     environment.requestFile = [this](FileRequest& request) { return askHost(services.fileRequest, request); };
+    environment.findDirectory = [this](const std::string& key) {
+        return hostDirectory(services.directoryInfo, key);
+    };
 }
 
 PluginState& pluginState() {

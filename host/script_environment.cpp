@@ -11,7 +11,8 @@ ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Set
       builtins_(HostBuiltins{.setdesc = setdescBuiltin,
                              .illuminate = illuminateBuiltin,
                              .raytrace = raytraceBuiltin,
-                             .runningUnder = runningUnderBuiltin}) {}
+                             .runningUnder = runningUnderBuiltin,
+                             .getdir = getdirBuiltin}) {}
 
 EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     EngineServices services;

@@ -14,9 +14,14 @@
 #include "platform/registry.h"
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 
 namespace kestrel {
+
+/// One of the host's directories by its key, such as "Temp"; nothing when the host has none of that kind.
+using DirectoryFinder = std::function<std::optional<std::string>(const std::string& key)>;
 
 class ScriptEnvironment {
 public:
@@ -30,6 +35,7 @@ public:
     [[nodiscard]] EngineServices services(ShaderContext& host) noexcept;
 
     FileRequester requestFile;                    ///< empty: every request is cancelled
+    DirectoryFinder findDirectory;                ///< empty: the host offers no such service
     std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
     std::string configurationFile;                ///< where a configuration would be; nothing reads one yet
 

@@ -1,0 +1,59 @@
+// getdir(): where the host keeps what.
+#include "builtins/arguments.h"
+#include "host/host_builtins.h"
+#include "host/script_environment.h"
+#include "host/shader_context.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+namespace {
+
+struct DirectoryKey {
+    std::int64_t value;  ///< of the constant that scripts use
+    const char* key;
+};
+
+constexpr DirectoryKey kDirectoryKeys[] = {
+    {255, "Install"},      // INSTALLDIR
+    {256, "Objects"},      // OBJECTSDIR
+    {257, "Images"},       // IMAGESDIR
+    {258, "Motions"},      // MOTIONSDIR
+    {259, "Temp"},         // TEMPDIR
+    {260, "Plugins"},      // PLUGINSDIR
+    {261, "Settings"},     // SETTINGSDIR
+    {264, "Content"},      // CONTENTDIR
+    {265, "Scenes"},       // SCENESDIR
+    {266, "Hierarchies"},  // HIERARCHIESDIR
+    {267, "Surfaces"},     // SURFACESDIR
+    {268, "Output"},       // OUTPUTDIR
+    {269, "Animations"},   // ANIMATIONSDIR
+    {270, "Envelopes"},    // ENVELOPESDIR
+    {271, "Previews"},     // PREVIEWSDIR
+    {272, "Command"},      // COMMANDDIR
+};
+
+/// @return null for what is no directory
+const char* keyOf(const ValueCell& which) {
+    if (which.isText()) return which.payload.text;
+    if (!which.isNumeric()) return nullptr;
+    const std::int64_t value = truncate(which.payload.number);
+    const auto* found = std::find_if(std::begin(kDirectoryKeys), std::end(kDirectoryKeys),
+                                     [&](const DirectoryKey& entry) { return entry.value == value; });
+    return found != std::end(kDirectoryKeys) ? found->key : nullptr;
+}
+
+}  // namespace
+
+void getdirBuiltin(BuiltinCall& call) {
+    const char* key = keyOf(call.arg(0));
+    if (key == nullptr) return builtins::fail(call, "#ELine %d, invalid argument 1 type to getdir()");
+    const DirectoryFinder& find = shaderContext(call.ctx).environment.findDirectory;
+    std::optional<std::string> path = find ? find(key) : std::nullopt;
+    if (!path) return call.result(ValueCell::ofNil());
+    std::replace(path->begin(), path->end(), '/', '\\');  // the form in which scripts see every directory
+    call.resultText(*path);
+}
+
+}  // namespace kestrel
