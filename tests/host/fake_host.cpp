@@ -31,11 +31,17 @@ std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fu
     return host->dialogResult;
 }
 
+const char* directoryOfKind(const char* kind) {
+    host->directoryRequests.push_back(kind);
+    return kind == std::string_view("Temp") ? "/some/where" : nullptr;
+}
+
 void* lookUp(const char* name, std::int32_t use) {
     static InfoMessages messages{[](const char* a, const char* b) { record("info", a, b); },
                                  [](const char* a, const char* b) { record("error", a, b); },
                                  [](const char* a, const char* b) { record("warning", a, b); }};
     static FileRequestService requester{fileRequest};
+    static DirectoryInfoService directories{directoryOfKind};
     static char sceneService = 0;  // no operation of these is called yet
     host->lookups.push_back(std::string(name) + " " + std::to_string(use));
     const std::string_view service = name;
@@ -43,6 +49,7 @@ void* lookUp(const char* name, std::int32_t use) {
     if (host->missing.contains(name)) return nullptr;
     if (service == HX_SERVICE_MESSAGES) return &messages;
     if (service == HX_SERVICE_FILE_REQUEST) return &requester;
+    if (service == HX_SERVICE_DIRECTORY_INFO) return &directories;
     return &sceneService;
 }
 

@@ -36,6 +36,7 @@ public:
     std::vector<std::string> lookups;   ///< "name use"
     std::vector<std::string> messages;  ///< "kind: line1 / line2", without " / line2" for a null second line
     std::vector<std::string> dialogs;   ///< "title / file name / path / size"
+    std::vector<std::string> directoryRequests;  ///< kinds of directories; the host has "Temp" only
 
     std::int32_t activate(std::int32_t version = HXM_INTERFACE_VERSION);
     std::int32_t edit(HxInstance instance, std::int32_t version = HXM_INTERFACE_VERSION);

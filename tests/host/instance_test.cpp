@@ -186,4 +186,18 @@ TEST(Instances, ARunIsEndedFromOutside) {
 }
 
 }  // namespace
+TEST(Instances, DirectoriesComeFromTheHost) {
+    const std::string script =
+        "create { info(getdir(TEMPDIR)); info(getdir(COMMANDDIR)); info(getdir(\"My own\")); "
+        "getdir(262); getdir(nil); }";
+    const std::string wrong = "Line 1, invalid argument 1 type to getdir()";
+    for (const bool offered : {true, false}) {
+        FakeHost host;
+        if (!offered) host.missing = {HX_SERVICE_DIRECTORY_INFO};
+        host.createWith(script);
+        EXPECT_EQ(host.said(), (Lines{offered ? "\\some\\where" : "(nil)", "(nil)", "(nil)", wrong, wrong}));
+        EXPECT_EQ(host.directoryRequests, offered ? (Lines{"Temp", "Command", "My own"}) : Lines{});
+    }
+}
+
 }  // namespace kestrel::test
