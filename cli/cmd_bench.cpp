@@ -96,6 +96,7 @@ void report(const BenchCommand& options, double nsPerSample, double loadMs, cons
 }
 
 void benchScript(const BenchCommand& options, Invocation& invocation) {
+    prepareForPrograms(invocation, true);
     ModuleSession session(options.module, invocation);
     if (!session.open()) return;
     const std::chrono::nanoseconds start = platform::processorTime();

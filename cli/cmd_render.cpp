@@ -38,6 +38,7 @@ std::optional<preview::Image> renderPicture(const RenderCommand& options, Module
 }
 
 void renderScript(const RenderCommand& options, Invocation& invocation) {
+    prepareForPrograms(invocation, options.output == "-");
     ModuleSession session(options.module, invocation);
     if (!session.setPicture(options.output)) return;
     SceneInfo& info = session.services().sceneInfo();

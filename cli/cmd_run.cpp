@@ -4,7 +4,6 @@
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
 #include "host/script_session.h"
-#include "platform/environment.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -71,8 +70,7 @@ private:
 };
 
 int run(const std::string& file, const Invocation& invocation) {
-    // Built-ins that start other programs ask for the command processor by this name.
-    if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
+    prepareForPrograms(invocation, false);
     return Run(file, invocation).execute();
 }
 

@@ -73,6 +73,7 @@ void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& samp
 }
 
 void shadeScript(const ShadeCommand& options, Invocation& invocation) {
+    prepareForPrograms(invocation, true);
     ModuleSession session(options.module, invocation);
     if (!session.setPicture(options.output)) return;
     std::optional<ShadingSample> sample = presetSample(options, session);

@@ -36,6 +36,11 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation);
 /// with it.
 [[nodiscard]] bool requireReadable(const std::string& nativePath, Invocation& invocation);
 
+/// What every command that runs script text does first: programs that the script starts find a command
+/// processor, and what they write stays out of a standard output that holds data.
+/// @param outputIsData  true when the command itself writes data there; JSON messages count as such anyway
+void prepareForPrograms(const Invocation& invocation, bool outputIsData);
+
 void addCheckCommand(CLI::App& app, Invocation& invocation);
 void addListCommand(CLI::App& app, Invocation& invocation);
 void addRunCommand(CLI::App& app, Invocation& invocation);

@@ -1,7 +1,6 @@
 #include "cli/module_session.h"
 
 #include "cli/script_check.h"
-#include "platform/environment.h"
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
@@ -73,10 +72,7 @@ ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocatio
       services_(scene_, requester_,
                 [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
                     show(kind, line1, line2);
-                }) {
-    // Built-ins that start other programs ask for the command processor by this name.
-    if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
-}
+                }) {}
 
 ModuleSession::~ModuleSession() = default;
 

@@ -1,6 +1,8 @@
 #include "cli/commands.h"
+#include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -59,6 +61,12 @@ bool requireReadable(const std::string& nativePath, Invocation& invocation) {
     std::fprintf(stderr, "kestrel: error: %s: %s\n", nativePath.c_str(), reason);
     invocation.exitCode = std::max<int>(invocation.exitCode, kExitUnusable);
     return false;
+}
+
+void prepareForPrograms(const Invocation& invocation, bool outputIsData) {
+    // Built-ins that start other programs ask for the command processor by this name.
+    if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");
+    if (invocation.json || outputIsData) platform::reserveOutput();
 }
 
 }  // namespace kestrel::cli

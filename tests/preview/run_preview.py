@@ -88,6 +88,16 @@ class Shade(Command):
         _, _, err = self.run_command("shade", "process: sa { x = (; }\0")
         self.assertTrue(err.startswith("script.ks:1:20: error: "), err)
 
+    def test_what_the_scripts_programs_write_stays_out_of_the_data(self):
+        script = FIXED + "create { system(\"echo one\"); (code, text) = systemex(\"echo two\"); info(text); }"
+        for command in ("shade", "bench"):
+            options = ("--grid", "2x2", "--passes", "1", "--json") if command == "bench" else ()
+            status, out, err = self.run_command(command, script, *options)
+            first, data = out.decode().splitlines()
+            self.assertEqual((status, first, err), (0, "two", "one\n"))
+            json.loads(data)
+        self.render(script)
+
     def test_messages_of_a_run_carry_their_place(self):
         (self.folder / "part.ks").write_text("part {\n x = 1 / 0; }\n")
         _, out, err = self.run_command("shade", '@insert "part.ks"\nprocess: sa { part(); }')
