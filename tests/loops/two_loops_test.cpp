@@ -26,7 +26,14 @@ public:
     int lines = 0;
 };
 
-std::vector<std::string> runScript(const std::string& file, LineHook* hook) {
+/// Runs a script in a directory of its own, which is empty at the beginning.
+std::vector<std::string> runScript(const std::filesystem::path& folder, const std::string& script,
+                                   LineHook* hook) {
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    std::filesystem::current_path(folder);
+    const std::string file = (folder / "script.ks").string();
+    std::ofstream(file, std::ios::binary) << script;
     Recorder recorder;
     ScriptSession session(recorder);
     session.context().run.hook = hook;
@@ -53,16 +60,13 @@ std::vector<std::string> scriptsOf(const std::filesystem::path& path) {
 TEST(TwoLoops, ShowTheSameMessages) {
     CountingHook hook;
     int scripts = 0;
-    // Scripts that make files make them here.
     const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "kestrel-two-loops";
-    std::filesystem::create_directories(folder);
-    std::filesystem::current_path(folder);
-    const std::string file = (folder / "script.ks").string();
     for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTREL_LANGUAGE_TESTS)) {
         if (entry.path().extension() != ".ks") continue;
         for (const std::string& script : scriptsOf(entry.path())) {
-            std::ofstream(file, std::ios::binary) << script;
-            EXPECT_EQ(runScript(file, nullptr), runScript(file, &hook)) << entry.path() << '\n' << script;
+            EXPECT_EQ(runScript(folder, script, nullptr), runScript(folder, script, &hook))
+                << entry.path() << '\n'
+                << script;
             ++scripts;
         }
     }
