@@ -32,11 +32,11 @@ def find(paths, suffix):
     return files
 
 
-def run(command, cwd):
+def run(command, cwd, **environment):
     """Runs a command with a store and a home of its own; returns (exit status, stdout, stderr) as bytes."""
     with tempfile.TemporaryDirectory() as home:
         env = {k: v for k, v in os.environ.items() if k not in ("TMP", "KSPATH", "KSCFG", "COMSPEC")}
-        env |= {"HOME": home, "XDG_DATA_HOME": home, "LC_ALL": "C", "TZ": "UTC"}
+        env |= {"HOME": home, "XDG_DATA_HOME": home, "LC_ALL": "C", "TZ": "UTC", **environment}
         try:
             done = subprocess.run(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, capture_output=True,
                                   timeout=TIME_LIMIT)
