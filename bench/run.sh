@@ -16,4 +16,6 @@ done
 build=${BUILD:-build/bench}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTREL_BENCH=ON -DKESTREL_TESTS=OFF >/dev/null
 cmake --build "$build" --target kestrel kestrel_pt kestrel_bench >&2
-exec python3 bench/table.py "$build/bin"
+python3 bench/table.py "$build/bin"
+echo
+python3 bench/builtins.py "$build/bin"
