@@ -39,10 +39,11 @@ void spawn(BuiltinCall& call) {
     const std::string line = convertSeparators(
         call.ctx, joinArguments(call, "#WLine %d, invalid argument %d type to spawn()", FileText::Name));
     programs(call).reap();
+    const bool waits = !call.ctx.options.asyncspawn;
     std::optional<platform::Process> program =
-        platform::Process::start(platform::splitCommandLine(line), {.detached = true});
+        platform::Process::start(platform::splitCommandLine(line), {.detached = true, .ownGroup = waits});
     if (!program) return call.result(ValueCell::ofNil());
-    if (!call.ctx.options.asyncspawn) return call.resultInteger(program->finish(cancelFlag(call.ctx)));
+    if (waits) return call.resultInteger(program->finish(cancelFlag(call.ctx)));
     call.resultText(programs(call).add(std::move(*program), call.ctx));
 }
 

@@ -180,10 +180,12 @@ void releaseLocalRecords(EngineContext& ctx, FunctionRecord& function) {
 const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
     if (node->mode == kMethodCall) {
         callMethod(ctx, *node, *node->variable);
+        pollWatch(ctx);
         return node->next;
     }
     if (node->callee != nullptr) return callUser(ctx, node);
     callOther(ctx, *node);
+    pollWatch(ctx);
     return node;
 }
 

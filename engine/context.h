@@ -50,7 +50,7 @@ public:
 };
 
 /// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run stops at
-/// the next backward jump or call, storing the line it stopped at. The run's abort flag is set then; nothing is
+/// the next backward jump or call (after a built-in, which may have waited), storing the line it stopped at. The run's abort flag is set then; nothing is
 /// reported.
 struct RunWatch {
     volatile std::int32_t requested = 0;

@@ -20,14 +20,6 @@ bool popCondition(EngineContext& ctx) {
 
 }  // namespace
 
-void pollWatch(EngineContext& ctx) noexcept {
-    RunWatch* watch = ctx.services.watch;
-    if (watch == nullptr || watch->requested == 0) [[likely]] return;
-    watch->line = ctx.run.currentLine;
-    ctx.run.stop = true;
-    ctx.run.abort = true;
-}
-
 bool pushControl(EngineContext& ctx, const CodeNode* node) {
     Frame& frame = ctx.run.frames.back();
     if (frame.top + 1 >= kControlLimit) {

@@ -38,8 +38,15 @@ const CodeNode* executeEndWhen(EngineContext& ctx, const CodeNode* node);
 void executeEndSwitch(EngineContext& ctx);
 /// Opens a control entry, or reports that the frame holds ten already.
 bool pushControl(EngineContext& ctx, const CodeNode* node);
-/// Polls for a request from outside to end the run; called wherever a script can go round in circles.
-void pollWatch(EngineContext& ctx) noexcept;
+/// Polls for a request from outside to end the run; called wherever a script can go round in circles, and after calls,
+/// which may have waited.
+inline void pollWatch(EngineContext& ctx) noexcept {
+    RunWatch* watch = ctx.services.watch;
+    if (watch == nullptr || watch->requested == 0) [[likely]] return;
+    watch->line = ctx.run.currentLine;
+    ctx.run.stop = true;
+    ctx.run.abort = true;
+}
 
 // --- calls (calls.cpp)
 const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node);
