@@ -105,7 +105,7 @@ TEST_F(ProcessTest, commandsAreJoinedOrTakenByLines) {
         {"systemex", {S("printf 'a\\r\\n\\n\\rb\\0c'")}, "0i 'a' '' '\rb' return 4"},
     });
     ctx.options.literalpaths = true;
-    EXPECT_EQ(call("systemex", {S("/bin/echo"), S("/x")}), "0i '/x' return 2");
+    EXPECT_EQ(call("systemex", {S("/bin/printf"), S("'/x\\n\\\\'")}), "0i '/x' '\\' return 3");
     EXPECT_EQ(fs::exists(root_ / "kxl$$.bat") || fs::exists(root_ / "kxl$$.out"), false);
     EXPECT_EQ(fs::current_path(), root_);
 }

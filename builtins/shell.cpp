@@ -80,8 +80,9 @@ std::optional<std::string> pieceOf(BuiltinCall& call, int i) {
 }
 
 /// A piece on its way into the command: converted like every name that scripts give, then put into the form
-/// that the command processor understands.
+/// that the command processor understands. A script that wants its texts as they are gets them so.
 std::string converted(BuiltinCall& call, std::string_view piece) {
+    if (call.ctx.options.literalpaths) return std::string(piece);
     return platform::nativeCommand(convertSeparators(call.ctx, piece));
 }
 

@@ -126,7 +126,7 @@ TEST_F(Processes, CommandsRunInTheNamedProcessor) {
 
 TEST_F(Processes, ABatchFileKeepsTheNativeLanguageAndItsOwnFewLines) {
     const std::string restore = std::string(kRestoreRemark) + "\nC:\ncd " + system_ + "\n";
-    const BatchText text = translateBatch("@echo off\n\nREM x\nremove\nd:\ncd \\tmp\ncd /tmp\n" + restore);
+    const BatchText text = translateBatch("@echo off\n\n REM x\nremove\nd:\n cd \\tmp\ncd /tmp\n" + restore);
     EXPECT_EQ(text.commands, "\n\n\nremove\n\ncd -- '/tmp'\ncd /tmp\n");
     EXPECT_EQ(text.directory, root_.string());
     EXPECT_EQ(translateBatch("a").commands, "a\n");

@@ -99,6 +99,10 @@ std::string directoryNamed(std::string_view line) {
     return nativePath(line.substr(kCommand.size()));
 }
 
+std::string_view withoutLeadingBlanks(std::string_view line) {
+    return line.substr(std::min(line.find_first_not_of(" \t"), line.size()));
+}
+
 std::string_view takeLine(std::string_view& text) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     const std::string_view line = text.substr(0, end);
@@ -135,8 +139,10 @@ BatchText translateBatch(std::string_view batch) {
     std::string_view body = batch.substr(0, end);
     while (!body.empty()) {
         const std::string_view line = takeLine(body);
-        const std::string directory = directoryNamed(line);
-        const bool empty = line == "@echo off" || startsWithWord(line, "rem") || isDriveLine(line);
+        const std::string_view command = withoutLeadingBlanks(line);
+        const std::string directory = directoryNamed(command);
+        const bool empty =
+            command == "@echo off" || startsWithWord(command, "rem") || isDriveLine(command);
         if (!directory.empty())
             text.commands += "cd -- " + quoted(directory);
         else if (!empty)
