@@ -30,7 +30,7 @@ public:
 
     int next() noexcept {
         constexpr std::uint32_t kPollMask = 0xFFFF;
-        if ((++taken_ & kPollMask) == 0 && interrupted(ctx_)) return EOF;
+        if ((++taken_ & kPollMask) == 0 && ctx_.endRequested()) return EOF;
         return platform::nextByte(stream_);
     }
     int nextAfterSpace() noexcept {

@@ -21,7 +21,7 @@ bool seek(OpenFile& file, std::int64_t offset, SeekFrom from) {
 
 /// Reads over lines; at the end of the file there are no more.
 void skipLines(const EngineContext& ctx, std::FILE* stream, std::int64_t count) {
-    for (; count > 0 && !interrupted(ctx); --count) {
+    for (; count > 0 && !ctx.endRequested(); --count) {
         int c = 0;
         do c = platform::nextByte(stream);
         while (c != '\n' && c != '\r' && c != EOF);

@@ -21,7 +21,7 @@ std::optional<int> collect(FileCall& call, Ends ends) {
         int c = 0;
         while (length < piece.size() && (c = platform::nextByte(call.stream())) != EOF && !ends(c))
             piece[length++] = static_cast<char>(c);
-        if (!text.append({piece.data(), length}) || interrupted(call.ctx)) return std::nullopt;
+        if (!text.append({piece.data(), length}) || call.ctx.endRequested()) return std::nullopt;
         if (length < piece.size()) return c;
     }
 }

@@ -25,7 +25,7 @@ LineIndex indexLines(const EngineContext& ctx, std::string_view path) {
     const auto block = std::make_unique<std::array<char, 1 << 16>>();
     while (const std::size_t n = std::fread(block->data(), 1, block->size(), file.get())) {
         lines.add({block->data(), n});
-        if (interrupted(ctx)) break;
+        if (ctx.endRequested()) break;
     }
     lines.finish();
     return lines;

@@ -80,9 +80,4 @@ struct FileRecord final : ScriptResource, FileNameHeader {
 /// @return null after reporting memory exhaustion
 [[nodiscard]] FileRecord* makeFileRecord(EngineContext& ctx);
 
-/// Someone wants the run to end: whatever takes long gives up.
-[[nodiscard]] inline bool interrupted(const EngineContext& ctx) noexcept {
-    return ctx.services.watch != nullptr && ctx.services.watch->requested != 0;
-}
-
 }  // namespace kestrel::builtins

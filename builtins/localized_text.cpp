@@ -31,10 +31,6 @@ platform::FileHandle openSideFile(EngineContext& ctx) {
     return platform::openRegularFile(found);
 }
 
-bool endRequested(const EngineContext& ctx) noexcept {
-    return ctx.services.watch != nullptr && ctx.services.watch->requested != 0;
-}
-
 /// The index-th of the NUL-terminated texts in a file.
 /// @return nothing when the file ends before that text's NUL, or after reporting that the text is too long
 std::optional<std::string> textAt(EngineContext& ctx, std::FILE* file, std::int64_t index) {
@@ -53,7 +49,7 @@ std::optional<std::string> textAt(EngineContext& ctx, std::FILE* file, std::int6
             if (end != std::string_view::npos) return text;
             if (!fitsText(ctx, text.size())) return std::nullopt;
         }
-        if (endRequested(ctx)) break;
+        if (ctx.endRequested()) break;
     }
     return std::nullopt;
 }

@@ -131,37 +131,14 @@ std::string batchText(const std::string& commands) {
     return text;
 }
 
-/// The next piece of a text as a buffer of 512 characters takes it: at most 511 characters, of which a line
-/// end is one. The line end is removed, with the CR before it, and a NUL ends the text early.
-/// @return nothing at the end of the file
-std::optional<std::string> readPiece(std::FILE* file) {
-    constexpr std::size_t kRoom = 511;
-    std::string piece;
-    int c = 0;
-    while (piece.size() < kRoom && (c = std::getc(file)) != EOF) {
-        if (c == '\r') {
-            const int next = std::getc(file);
-            if (next == '\n')
-                c = next;
-            else
-                std::ungetc(next, file);
-        }
-        if (c == '\n') break;
-        piece += static_cast<char>(c);
-    }
-    if (piece.empty() && c == EOF) return std::nullopt;
-    return piece.substr(0, piece.find('\0'));
-}
-
 /// Leaves the exit code, every line of the output and how many values that makes.
 void leaveOutput(BuiltinCall& call, int exitCode, std::FILE* output) {
     EngineContext& ctx = call.ctx;
     call.resultInteger(exitCode);
+    constexpr std::size_t kPiece = 511;
     int count = 1;
-    while (const std::optional<std::string> line = readPiece(output)) {
-        if (!pushResultText(ctx, *line)) return;
-        ++count;
-    }
+    for (std::string line; platform::readPiece(output, kPiece, line); ++count)
+        if (!pushResultText(ctx, line.c_str())) return;  // a NUL ends a line early
     ctx.stack.push(ValueCell::ofCount(count));
 }
 

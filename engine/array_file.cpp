@@ -4,8 +4,6 @@
 #include "engine/format.h"
 #include "platform/files.h"
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 namespace kestrel {
@@ -14,24 +12,6 @@ namespace {
 
 /// Longest piece of a line, its LF included.
 constexpr std::size_t kPiece = 1023;
-
-/// Reads up to the next LF, which is counted and dropped; a CR before it is no part of the line.
-/// @return false at the end of the file
-bool readPiece(std::FILE* file, std::array<char, kPiece + 1>& piece) {
-    std::size_t length = 0;
-    int c = platform::nextByte(file);
-    for (; c != EOF && c != '\n'; c = platform::nextByte(file)) {
-        if (c == '\r') {
-            const int next = platform::nextByte(file);
-            if (next != EOF) platform::unreadByte(file, next);
-            if (next == '\n') continue;
-        }
-        piece[length++] = static_cast<char>(c);
-        if (length == kPiece) break;
-    }
-    piece[length] = '\0';
-    return length > 0 || c != EOF;
-}
 
 ValueCell lineValue(const char* piece) {
     const std::string_view line = piece;
@@ -53,12 +33,10 @@ void loadArrayFile(EngineContext& ctx, ArrayRecord& array, std::string_view name
         ctx.abortWith("#ELine %d, cannot open file \"%s\"", ctx.run.currentLine, path);
         return;
     }
-    const RunWatch* watch = ctx.services.watch;
-    std::array<char, kPiece + 1> piece;
-    while (readPiece(file.get(), piece)) {
-        if (watch != nullptr && watch->requested != 0) return;
-        if (!resizeArray(ctx, array, array.count() + 1)) return;
-        storeValue(ctx, array.elements.back(), lineValue(piece.data()));
+    std::string piece;
+    while (platform::readPiece(file.get(), kPiece, piece)) {
+        if (ctx.endRequested() || !resizeArray(ctx, array, array.count() + 1)) return;
+        storeValue(ctx, array.elements.back(), lineValue(piece.c_str()));
         if (ctx.run.abort) return;
     }
 }

@@ -163,6 +163,11 @@ public:
         return false;
     }
 
+    /// True when whoever watches the run wants it to end: what takes long gives up then.
+    [[nodiscard]] bool endRequested() const noexcept {
+        return services.watch != nullptr && services.watch->requested != 0;
+    }
+
     /// Pushes a text made by the engine: a pool copy owned by the cell. Nothing is pushed when memory is exhausted.
     void pushText(std::string_view text);
 

@@ -52,6 +52,13 @@ inline void unreadByte(std::FILE* file, int byte) noexcept {
 /// @return null when it cannot be created, or when anything has that name already
 [[nodiscard]] FileHandle createFile(std::string_view systemPath);
 
+/// Reads a text in pieces as a buffer of fixed size takes them: up to the next LF, which counts as a character and is
+/// dropped, with a CR before it.
+/// @param most   characters of a piece at most
+/// @param piece  receives it
+/// @return false at the end of the file
+bool readPiece(std::FILE* file, std::size_t most, std::string& piece);
+
 /// Reads a whole text file the way the original text layer does: a CR before a LF is removed.
 /// @return nothing when it cannot be opened or read
 [[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);

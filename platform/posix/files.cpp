@@ -107,6 +107,23 @@ FileHandle createFile(std::string_view systemPath) {
     return FileHandle(stream);
 }
 
+bool readPiece(std::FILE* file, std::size_t most, std::string& piece) {
+    piece.clear();
+    int c = '\0';
+    while (piece.size() < most && (c = nextByte(file)) != EOF) {
+        if (c == '\r') {
+            const int next = nextByte(file);
+            if (next == '\n')
+                c = next;
+            else if (next != EOF)
+                unreadByte(file, next);
+        }
+        if (c == '\n') return true;
+        piece += static_cast<char>(c);
+    }
+    return !piece.empty();
+}
+
 std::optional<std::string> readTextFile(std::string_view systemPath) {
     const FileHandle file = openRegularFile(systemPath);
     if (file == nullptr) return std::nullopt;
