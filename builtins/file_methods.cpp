@@ -4,6 +4,8 @@
 #include "builtins/joined_text.h"
 #include "engine/file_names.h"
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -108,7 +110,7 @@ void reopen(FileCall& call) {
                          call.variable);
     }
     FileRecord& record = call.record;
-    PoolText delimiter = std::move(record.file->delimiter);
+    std::optional<std::string> delimiter = std::move(record.file->delimiter);
     const bool printNil = record.file->printNil;
     const bool opened = record.open(call.ctx, std::string(record.file->path), mode);
     if (opened) {
@@ -134,12 +136,19 @@ void openFile(BuiltinCall& call) {
     const char* mode = modeArgument(call, 1);
     if (mode == nullptr) return call.fail("#ELine %d, invalid argument 2 type to File()", line);
     if (!call.arg(0).isText()) return call.fail("#ELine %d, invalid argument 1 type to File()", line);
-    FileRecord* record = makeFileRecord(call.ctx);
-    const bool opened = record != nullptr &&
-                        record->open(call.ctx, convertSeparators(call.ctx, call.arg(0).payload.text), mode);
-    call.result(opened ? fileCell(*record) : ValueCell::ofNil());
-    // Nobody can refer to it.
-    if (record != nullptr && !opened) call.ctx.resources.pop_back();
+    // Records stay until the script is unloaded, so one that opens files again and again must end somewhere.
+    constexpr std::size_t kMostResources = 1'000'000;
+    EngineContext& ctx = call.ctx;
+    if (ctx.resources.size() >= kMostResources) {
+        ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", line);
+        return call.result(ValueCell::ofNil());
+    }
+    auto record = std::make_unique<FileRecord>();
+    if (!record->open(ctx, convertSeparators(ctx, call.arg(0).payload.text), mode))
+        return call.result(ValueCell::ofNil());
+    const ValueCell file = fileCell(*record);
+    ctx.resources.push_back(std::move(record));
+    call.result(file);
 }
 
 void fileExists(BuiltinCall& call) {

@@ -31,21 +31,18 @@ void skipLines(const EngineContext& ctx, std::FILE* stream, std::int64_t count) 
     std::clearerr(stream);
 }
 
-/// The byte offset of a line of a file that is only written: read through another stream.
+/// The byte offset of a line of a file that is only written: read through its second stream.
 std::int64_t lineOffset(const EngineContext& ctx, const OpenFile& file, LineIndex::Place place) {
-    if (place.linesToSkip == 0) return place.offset;
-    const platform::FileHandle reader = platform::openFile(file.path, "rb");
-    if (reader == nullptr || !platform::seekFile(reader.get(), place.offset, SeekFrom::Start))
-        return place.offset;
-    skipLines(ctx, reader.get(), place.linesToSkip);
-    return platform::filePosition(reader.get());
+    std::FILE* reader = file.lineReader.get();
+    if (reader == nullptr || !platform::seekFile(reader, place.offset, SeekFrom::Start)) return place.offset;
+    skipLines(ctx, reader, place.linesToSkip);
+    return platform::filePosition(reader);
 }
 
 void goToLine(const EngineContext& ctx, OpenFile& file, std::int64_t line) {
     const LineIndex::Place place = file.lines.find(line);
     if (!file.readable()) {
-        // What was written may still be buffered.
-        platform::seekFile(file.stream.get(), 0, SeekFrom::Here);
+        platform::flushFile(file.stream.get());  // what was written may belong to the lines in between
         seek(file, lineOffset(ctx, file, place), SeekFrom::Start);
     } else {
         // Reading one line after the other needs no seeking.

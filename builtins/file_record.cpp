@@ -8,22 +8,17 @@ namespace kestrel::builtins {
 
 namespace {
 
-/// Records that a script may make. They stay until it is unloaded, so a script that opens a file again and
-/// again must end somewhere.
-constexpr std::size_t kMostRecords = 1'000'000;
-/// No mode that means anything is longer.
+/// A record keeps its mode for good, so a mode is not as long as scripts like; letters that mean something fit.
 constexpr std::size_t kLongestMode = 15;
 
 bool contains(std::string_view mode, char lower, char upper) noexcept {
     return mode.find(lower) != std::string_view::npos || mode.find(upper) != std::string_view::npos;
 }
 
-LineIndex indexLines(const EngineContext& ctx, std::string_view path) {
+LineIndex indexLines(const EngineContext& ctx, std::FILE* file) {
     LineIndex lines;
-    const platform::FileHandle file = platform::openFile(path, "rb");
-    if (file == nullptr) return lines;  // written, but not readable
     const auto block = std::make_unique<std::array<char, 1 << 16>>();
-    while (const std::size_t n = std::fread(block->data(), 1, block->size(), file.get())) {
+    while (const std::size_t n = std::fread(block->data(), 1, block->size(), file)) {
         lines.add({block->data(), n});
         if (ctx.endRequested()) break;
     }
@@ -60,7 +55,6 @@ bool FileRecord::open(EngineContext& ctx, std::string path, std::string_view mod
     file->path = std::move(path);
     file->mode = mode;
     file->binary = contains(mode, 'b', 'B');
-    file->delimiter = PoolText(ctx.pool.strdup(" "), PoolFree{&ctx.pool});
     stream = file->stream.get();
     name = file->path.c_str();
 
@@ -70,8 +64,11 @@ bool FileRecord::open(EngineContext& ctx, std::string path, std::string_view mod
     if (file->binary) {
         if (!contains(mode, 'w', 'W')) file->lineCount = *size;
     } else if (!ctx.options.nonrandom) {
-        file->lines = indexLines(ctx, file->path);
+        // A second stream, opened now: later the name may stand for another file.
+        platform::FileHandle reader = platform::openFile(file->path, "rb");
+        if (reader != nullptr) file->lines = indexLines(ctx, reader.get());
         file->lineCount = file->lines.lineCount();
+        if (!file->readable()) file->lineReader = std::move(reader);
         file->standsAtLine = mode.front() == 'a' ? -1 : 0;
     }
     return true;
@@ -86,15 +83,9 @@ int FileRecord::close() {
     return status;
 }
 
-FileRecord* makeFileRecord(EngineContext& ctx) {
-    if (ctx.resources.size() >= kMostRecords) {
-        ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
-        return nullptr;
-    }
-    auto record = std::make_unique<FileRecord>();
-    FileRecord* made = record.get();
-    ctx.resources.push_back(std::move(record));
-    return made;
+void FileRecord::flush() noexcept {
+    if (file != nullptr && file->direction == OpenFile::Direction::Writing)
+        platform::flushFile(file->stream.get());
 }
 
 }  // namespace kestrel::builtins

@@ -10,17 +10,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace kestrel::builtins {
-
-/// A text in the script's pool with one owner.
-struct PoolFree {
-    Pool* pool = nullptr;
-    void operator()(const char* text) const noexcept { pool->free(text); }
-};
-using PoolText = std::unique_ptr<const char, PoolFree>;
 
 /// The state of an open file.
 struct OpenFile {
@@ -32,8 +26,9 @@ struct OpenFile {
     bool eof = false;       ///< a read met the end of the file; positioning clears it
     bool printNil = false;  ///< Nil is written as "(nil)"
     bool binary = false;
-    PoolText delimiter;              ///< between the elements of a written array; null: none
+    std::optional<std::string> delimiter = " ";  ///< between the elements of a written array
     LineIndex lines;                 ///< empty for binary files, devices and under the pragma "nonrandom"
+    platform::FileHandle lineReader;  ///< finds lines where the stream itself cannot be read; else null
     std::int64_t lineCount = 0;      ///< lines of a text; bytes of a binary file
     std::int64_t currentLine = 0;    ///< from 0: the line that the next read() returns
     std::int64_t standsAtLine = -1;  ///< the line at whose beginning the stream stands; -1: not known
@@ -66,6 +61,7 @@ struct FileRecord final : ScriptResource, FileNameHeader {
     bool open(EngineContext& ctx, std::string path, std::string_view mode);
     /// @return 0, or -1 when not everything could be written
     int close();
+    void flush() noexcept override;
 };
 
 /// The record behind a FileObj's payload; null where there is none.
@@ -75,9 +71,5 @@ struct FileRecord final : ScriptResource, FileNameHeader {
 [[nodiscard]] inline ValueCell fileCell(FileRecord& record) noexcept {
     return ValueCell::ofObject(FileObj, static_cast<FileNameHeader*>(&record));
 }
-
-/// A closed record that belongs to the script.
-/// @return null after reporting memory exhaustion
-[[nodiscard]] FileRecord* makeFileRecord(EngineContext& ctx);
 
 }  // namespace kestrel::builtins

@@ -7,6 +7,8 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -134,7 +136,7 @@ private:
     void addElements(const ArrayRecord* array) {
         if (array == nullptr) return;
         const std::string_view delimiter =
-            file_.delimiter != nullptr && !file_.binary ? file_.delimiter.get() : "";
+            file_.delimiter && !file_.binary ? std::string_view(*file_.delimiter) : "";
         for (std::size_t i = 0; i < array->elements.size() && complete_; ++i) {
             if (i > 0) keep(text_.append(delimiter));
             if (file_.binary)
@@ -166,9 +168,15 @@ void writeValues(FileCall& call, std::string_view warning, std::string_view end)
 }
 
 /// The end of a typed write: the number of items, 0 when the system refuses.
-void finishItems(FileCall& call, bool complete, std::int64_t count) {
-    if (!complete) return call.resultNil();
+void finishItems(FileCall& call, const Rendering& rendering, std::int64_t count) {
+    if (!rendering.complete()) return call.resultNil();
     call.resultInteger(flushText(call) ? count : 0);
+}
+
+void writeItems(FileCall& call, const ValueCell& value, std::int64_t count) {
+    Rendering rendering(call);
+    rendering.add(value);
+    finishItems(call, rendering, count);
 }
 
 }  // namespace
@@ -183,45 +191,31 @@ void writeln(FileCall& call) {
 
 void writeNumber(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    const double value = call.arg(0).payload.number;
-    GrowingText& text = call.file().text;
-    text.clear();
-    finishItems(call, call.file().binary ? appendBinary(text, value) : appendNumber(text, value), 1);
+    writeItems(call, ValueCell::ofNumber(call.arg(0).payload.number), 1);
 }
 
 void writeInt(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    const double value = call.arg(0).payload.number;
-    GrowingText& text = call.file().text;
-    text.clear();
-    const bool complete =
-        call.file().binary ? appendBinary(text, truncate32(value)) : appendInteger(text, value);
-    finishItems(call, complete, 1);
+    writeItems(call, ValueCell::ofInteger(call.arg(0).payload.number), 1);
 }
 
 void writeByte(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    GrowingText& text = call.file().text;
-    text.clear();
-    finishItems(call, text.append(1, static_cast<char>(truncate32(call.arg(0).payload.number))), 1);
+    const char byte = static_cast<char>(truncate32(call.arg(0).payload.number));
+    Rendering rendering(call);
+    rendering.addCharacters({&byte, 1});
+    finishItems(call, rendering, 1);
 }
 
 void writeVector(FileCall& call) {
-    Vec3 v;
     if (call.argc == 1) {
         if (call.arg(0).type != Vector) return call.failType(1);
-        v = call.arg(0).payload.vec;
-    } else {
-        for (int i = 2; i >= 0; --i)
-            if (!call.arg(i).isNumeric()) return call.failType(i + 1);
-        v = {call.arg(0).payload.number, call.arg(1).payload.number, call.arg(2).payload.number};
+        return writeItems(call, call.arg(0), 3);
     }
-    GrowingText& text = call.file().text;
-    text.clear();
-    const bool complete = call.file().binary
-                              ? appendBinary(text, v.x) && appendBinary(text, v.y) && appendBinary(text, v.z)
-                              : appendVector(text, v, ' ');
-    finishItems(call, complete, 3);
+    for (int i = 2; i >= 0; --i)
+        if (!call.arg(i).isNumeric()) return call.failType(i + 1);
+    const auto part = [&call](int i) { return call.arg(i).payload.number; };
+    writeItems(call, ValueCell::ofVector({part(0), part(1), part(2)}), 3);
 }
 
 void nl(FileCall& call) {
@@ -237,19 +231,19 @@ void nl(FileCall& call) {
 }
 
 void setDelimiter(FileCall& call) {
-    Pool& pool = call.ctx.pool;
-    PoolText next(nullptr, PoolFree{&pool});
+    std::optional<std::string> next;
     if (call.argc == 1) {
         const ValueCell& given = call.arg(0);
-        if (!given.isNumeric() && !given.isText()) return call.failType(1);
-        const char code = given.isNumeric() ? static_cast<char>(truncate32(given.payload.number)) : '\0';
-        next.reset(
-            pool.strdup(given.isText() ? std::string_view(given.payload.text) : std::string_view(&code, 1)));
+        if (given.isText())
+            next = given.payload.text;
+        else if (given.isNumeric())
+            next = std::string(1, static_cast<char>(truncate32(given.payload.number)));
+        else
+            return call.failType(1);
     }
-    PoolText& delimiter = call.file().delimiter;
-    const char* previous = delimiter.release();
-    delimiter = std::move(next);
-    call.result(previous != nullptr ? ValueCell::ofTemp(previous) : ValueCell::ofNil());
+    const std::optional<std::string> previous = std::exchange(call.file().delimiter, std::move(next));
+    if (!previous) return call.resultNil();
+    call.resultText(*previous);
 }
 
 void printNil(FileCall& call) {

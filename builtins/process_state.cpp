@@ -24,6 +24,10 @@ private:
 
 }  // namespace
 
+void flushResources(const EngineContext& ctx) noexcept {
+    for (const auto& resource : ctx.resources) resource->flush();
+}
+
 std::string StartedPrograms::add(platform::Process program, EngineContext& owner) {
     if (!owners_.contains(&owner)) {
         owner.resources.push_back(std::make_unique<OwnerUnload>(*this, owner));
@@ -62,10 +66,6 @@ void StartedPrograms::release(const EngineContext& owner) {
 void StartedPrograms::reap() {
     for (auto& [reference, entry] : entries_) (void)entry.program.poll();
     std::erase_if(strays_, [](platform::Process& program) { return program.poll().has_value(); });
-}
-
-platform::CancelFlag cancelFlag(const EngineContext& ctx) noexcept {
-    return ctx.services.watch != nullptr ? &ctx.services.watch->requested : nullptr;
 }
 
 }  // namespace kestrel

@@ -43,13 +43,12 @@ private:
     std::uint64_t count_ = 0;
 };
 
+/// Writes out what the script's open files have buffered: a program that it starts may read them.
+void flushResources(const EngineContext& ctx) noexcept;
+
 struct ProcessState {
     std::uint32_t timerStart = 0;  ///< timestart()'s tick count in milliseconds; one for all scripts
     StartedPrograms programs;
 };
-
-/// Where it is said that the script is to end, as the platform's waits want it; null when nobody ever says
-/// so.
-[[nodiscard]] platform::CancelFlag cancelFlag(const EngineContext& ctx) noexcept;
 
 }  // namespace kestrel

@@ -39,18 +39,19 @@ void spawn(BuiltinCall& call) {
     const std::string line = convertSeparators(
         call.ctx, joinArguments(call, "#WLine %d, invalid argument %d type to spawn()", FileText::Name));
     programs(call).reap();
+    flushResources(call.ctx);
     const bool waits = !call.ctx.options.asyncspawn;
     std::optional<platform::Process> program =
         platform::Process::start(platform::splitCommandLine(line), {.detached = true, .ownGroup = waits});
     if (!program) return call.result(ValueCell::ofNil());
-    if (waits) return call.resultInteger(program->finish(cancelFlag(call.ctx)));
+    if (waits) return call.resultInteger(program->finish(call.ctx.cancelFlag()));
     call.resultText(programs(call).add(std::move(*program), call.ctx));
 }
 
 void waitFor(BuiltinCall& call) {
     platform::Process* program = referredTo(call);
     if (program == nullptr) return;
-    const std::optional<int> code = program->wait(cancelFlag(call.ctx));
+    const std::optional<int> code = program->wait(call.ctx.cancelFlag());
     if (!code) return call.result(ValueCell::ofNil());  // the script is to end; the program is not
     programs(call).remove(call.arg(0).payload.text);
     call.resultInteger(*code);
@@ -60,7 +61,7 @@ void terminate(BuiltinCall& call) {
     platform::Process* program = referredTo(call);
     if (program == nullptr) return;
     const bool killed = program->kill();
-    (void)program->wait(cancelFlag(call.ctx));
+    (void)program->wait(call.ctx.cancelFlag());
     programs(call).remove(call.arg(0).payload.text);
     call.resultInteger(killed ? 1.0 : 0.0);
 }

@@ -142,7 +142,9 @@ void leaveOutput(BuiltinCall& call, int exitCode, std::FILE* output) {
     ctx.stack.push(ValueCell::ofCount(count));
 }
 
+/// Whether there is a command processor, with the script's files ready to be read by what it runs.
 bool hasCommandProcessor(BuiltinCall& call) {
+    flushResources(call.ctx);
     if (platform::environment("COMSPEC")) return true;
     failNamed(call, "#ELine %d, unable to execute %s() without COMSPEC");
     return false;
@@ -153,11 +155,11 @@ bool hasCommandProcessor(BuiltinCall& call) {
 void systemCommand(BuiltinCall& call) {
     if (!hasCommandProcessor(call)) return;
     if (!severalCommands(call))
-        return call.resultInteger(platform::runCommand(oneCommand(call), cancelFlag(call.ctx)));
+        return call.resultInteger(platform::runCommand(oneCommand(call), call.ctx.cancelFlag()));
     WorkFile batch("ks$$", ".bat");
     if (!batch.created() || !batch.write(batchText(commandLines(call))))
         return fail(call, "#ELine %d, unable to process multi-command system()");
-    call.resultInteger(platform::runBatch(batch.path(), "", cancelFlag(call.ctx)));
+    call.resultInteger(platform::runBatch(batch.path(), "", call.ctx.cancelFlag()));
 }
 
 void systemCommandOutput(BuiltinCall& call) {
@@ -168,7 +170,7 @@ void systemCommandOutput(BuiltinCall& call) {
         return fail(call, "#ELine %d, unable to complete systemex() due to file system error");
     WorkFile output("kxl$$", ".out");
     int exitCode = -1;
-    if (output.created()) exitCode = platform::runBatch(batch.path(), output.path(), cancelFlag(call.ctx));
+    if (output.created()) exitCode = platform::runBatch(batch.path(), output.path(), call.ctx.cancelFlag());
     const platform::FileHandle file = output.created() ? platform::openFile(output.path(), "rb") : nullptr;
     if (file != nullptr) return leaveOutput(call, exitCode, file.get());
     call.ctx.reporter.report("#ELine %d, unable to access systemex() output file '%s'",

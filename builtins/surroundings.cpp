@@ -25,7 +25,7 @@ void sleepFor(BuiltinCall& call) {
     if (!call.arg(0).isNumeric()) return fail(call, "#ELine %d, invalid argument 1 type to sleep()");
     constexpr std::int64_t kLongest = 0xffffffff;  // what a 32-bit count of milliseconds holds, some 50 days
     const std::int64_t duration = std::clamp<std::int64_t>(truncate(call.arg(0).payload.number), 0, kLongest);
-    platform::pause(std::chrono::milliseconds(duration), cancelFlag(call.ctx));
+    platform::pause(std::chrono::milliseconds(duration), call.ctx.cancelFlag());
     call.none();
 }
 

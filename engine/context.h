@@ -5,6 +5,7 @@
 #include "engine/pool.h"
 #include "engine/program.h"
 #include "engine/reporter.h"
+#include "platform/clock.h"
 
 #include <array>
 #include <cstdint>
@@ -50,8 +51,8 @@ public:
 };
 
 /// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run stops at
-/// the next backward jump or call (after a built-in, which may have waited), storing the line it stopped at. The run's abort flag is set then; nothing is
-/// reported.
+/// the next backward jump or call (after a built-in, which may have waited), storing the line it stopped at. The run's
+/// abort flag is set then; nothing is reported.
 struct RunWatch {
     volatile std::int32_t requested = 0;
     volatile std::int32_t line = 0;
@@ -61,6 +62,8 @@ struct RunWatch {
 class ScriptResource {
 public:
     virtual ~ScriptResource() = default;
+    /// Writes out what is buffered, because a program that is about to start may look at it.
+    virtual void flush() noexcept {}
 };
 
 /// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null where the
@@ -145,7 +148,7 @@ public:
     std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every array of the script, until teardown
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every record instance; records.h says when one goes
     std::size_t looseRecords = 0;      ///< instances that nobody holds
-    std::vector<std::unique_ptr<ScriptResource>> resources;
+    std::vector<std::unique_ptr<ScriptResource>> resources;  ///< let go before the pool, in which they keep texts
 
     /// Reports a fatal error: sets the abort flag, then reports.
     template <class... Args>
@@ -163,6 +166,10 @@ public:
         return false;
     }
 
+    /// Where it is said that the run is to end, as the platform's waits want it; null when nobody ever says so.
+    [[nodiscard]] platform::CancelFlag cancelFlag() const noexcept {
+        return services.watch != nullptr ? &services.watch->requested : nullptr;
+    }
     /// True when whoever watches the run wants it to end: what takes long gives up then.
     [[nodiscard]] bool endRequested() const noexcept {
         return services.watch != nullptr && services.watch->requested != 0;

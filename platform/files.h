@@ -25,6 +25,9 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 /// @return 0, or -1 when something could not be written
 int closeFile(FileHandle file);
 
+/// Writes out what is still buffered. @return false when something could not be written
+bool flushFile(std::FILE* file);
+
 /// What a position counts from; the values are those that scripts use.
 enum class SeekFrom { Start = 0, Here = 1, End = 2 };
 /// Writes out what is buffered and moves. Between reading and writing one stream there must be one of these.

@@ -27,7 +27,7 @@ struct ProcessOptions {
 /// until then the system keeps what it left.
 class Process {
 public:
-    /// Starts a program. What this process has buffered for its own files is written before.
+    /// Starts a program. What is buffered for standard output is written before.
     /// @param words  the program, then its arguments. With a "\" or "/" in it the program is a path in either
     /// form,
     ///               in any letter case; otherwise it is searched on PATH

@@ -77,6 +77,10 @@ int closeFile(FileHandle file) {
     return std::fclose(file.release());
 }
 
+bool flushFile(std::FILE* file) {
+    return std::fflush(file) == 0;
+}
+
 bool seekFile(std::FILE* file, std::int64_t offset, SeekFrom from) {
     static_assert(sizeof(off_t) == sizeof(std::int64_t));
     const int whence = from == SeekFrom::Start ? SEEK_SET : from == SeekFrom::Here ? SEEK_CUR : SEEK_END;

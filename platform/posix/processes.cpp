@@ -24,49 +24,60 @@ namespace {
 class ChildFiles {
 public:
     explicit ChildFiles(const ProcessOptions& options) {
-        posix_spawn_file_actions_init(&actions_);
+        keep(posix_spawn_file_actions_init(&actions_));
         if (options.detached)
-            posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+            keep(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
         if (!options.outputFile.empty()) {
-            posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, nativePath(options.outputFile).c_str(),
-                                             O_WRONLY | O_TRUNC, 0);
+            const std::string native = nativePath(options.outputFile);
+            keep(posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, native.c_str(),
+                                                  O_WRONLY | O_TRUNC, 0));
         }
         // Duplicated to itself, a descriptor loses its close-on-exec flag.
         if (options.descriptor >= 0)
-            posix_spawn_file_actions_adddup2(&actions_, options.descriptor, options.descriptor);
-        if (options.detached) posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+            keep(posix_spawn_file_actions_adddup2(&actions_, options.descriptor, options.descriptor));
+        if (options.detached)
+            keep(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
     }
     ~ChildFiles() { posix_spawn_file_actions_destroy(&actions_); }
     ChildFiles(const ChildFiles&) = delete;
     ChildFiles& operator=(const ChildFiles&) = delete;
     [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
+    /// False when a step could not be noted: the program would get other files than it should.
+    [[nodiscard]] bool complete() const noexcept { return complete_; }
 
 private:
+    void keep(int error) noexcept { complete_ = complete_ && error == 0; }
+
     posix_spawn_file_actions_t actions_{};
+    bool complete_ = true;
 };
 
 class ChildAttributes {
 public:
     explicit ChildAttributes(const ProcessOptions& options) {
-        posix_spawnattr_init(&attributes_);
+        keep(posix_spawnattr_init(&attributes_));
         // A host may block signals in its threads or ignore SIGPIPE; programs count on neither.
         sigset_t signals;
         sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes_, &signals);
+        keep(posix_spawnattr_setsigmask(&attributes_, &signals));
         sigaddset(&signals, SIGPIPE);
-        posix_spawnattr_setsigdefault(&attributes_, &signals);
-        posix_spawnattr_setpgroup(&attributes_, 0);
+        keep(posix_spawnattr_setsigdefault(&attributes_, &signals));
+        keep(posix_spawnattr_setpgroup(&attributes_, 0));
         const int group = options.ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
-        posix_spawnattr_setflags(&attributes_,
-                                 static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
+        const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group;
+        keep(posix_spawnattr_setflags(&attributes_, static_cast<short>(flags)));
     }
     ~ChildAttributes() { posix_spawnattr_destroy(&attributes_); }
     ChildAttributes(const ChildAttributes&) = delete;
     ChildAttributes& operator=(const ChildAttributes&) = delete;
     [[nodiscard]] const posix_spawnattr_t* get() const noexcept { return &attributes_; }
+    [[nodiscard]] bool complete() const noexcept { return complete_; }
 
 private:
+    void keep(int error) noexcept { complete_ = complete_ && error == 0; }
+
     posix_spawnattr_t attributes_{};
+    bool complete_ = true;
 };
 
 bool isPath(std::string_view program) {
@@ -82,9 +93,10 @@ std::optional<Process> Process::start(std::vector<std::string> words, const Proc
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
-    std::fflush(nullptr);
+    std::fflush(stdout);  // so that its output comes after ours
     const ChildFiles files(options);
     const ChildAttributes attributes(options);
+    if (!files.complete() || !attributes.complete()) return std::nullopt;
     pid_t id = 0;
     if (posix_spawnp(&id, arguments.front(), files.get(), attributes.get(), arguments.data(), environ) != 0)
         return std::nullopt;
