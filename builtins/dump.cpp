@@ -20,12 +20,8 @@ constexpr std::size_t kValueColumn = 45;
 constexpr std::size_t kElementColumn = 47;
 
 /// The text of one value; nothing for the kinds that have none.
-std::optional<std::string> valueLine(const ValueCell& cell) {
+std::optional<std::string> dumpText(const ValueCell& cell) {
     switch (cell.type) {
-        case Number:
-            return formatG(cell.payload.number);
-        case Integer:
-            return formatInt(cell.payload.number);
         case Vector: {
             const Vec3& v = cell.payload.vec;
             return "<" + formatVector(v.x, v.y, v.z, ',') + ">";
@@ -38,52 +34,61 @@ std::optional<std::string> valueLine(const ValueCell& cell) {
         case FileObj:
             return "(FileObject)" + std::string(fileName(cell));
         default:
-            return std::nullopt;
+            return kestrel::valueText(cell);
     }
 }
 
-std::string arrayLines(const ArrayRecord* array) {
-    std::string lines = "array[" + std::to_string(array != nullptr ? array->count() : 0) + "]\n";
-    if (array == nullptr) return lines;
-    for (std::size_t i = 0; i < array->elements.size(); ++i) {
-        const std::optional<std::string> text = valueLine(array->elements[i]);
-        if (!text) continue;
-        lines.append(kElementColumn, ' ');
-        lines += "[" + std::to_string(i + 1) + "] " + *text + "\n";
+/// The lines of a snapshot, each written as it is made.
+class Snapshot {
+public:
+    Snapshot(std::FILE* file, EngineContext& ctx) : file_(file), ctx_(ctx) {}
+
+    void write() {
+        const Program& program = *ctx_.program;
+        line("--- Dump of " + ctx_.reporter.state.scriptPath + " at line #" +
+             std::to_string(ctx_.run.currentLine) + " ------");
+        for (Variable* global = program.globals.head; global != nullptr; global = global->next)
+            if (program.findFunction(global->name) == nullptr) entry("", *global);
+        for (FunctionRecord* function = program.functions.head; function != nullptr;
+             function = function->next)
+            for (Variable* local = function->locals.head; local != nullptr; local = local->next)
+                entry(function->name, *local);
     }
-    return lines;
-}
 
-std::string variableLines(Variable& variable) {
-    if (variable.type == Array) return arrayLines(variable.array());
-    if (variable.type == Uninitialized) return "(UNUSED)\n";
-    if (const std::optional<std::string> text = valueLine(variableCell(variable))) return *text + "\n";
-    if (variable.owner == nullptr) return "(internal)\n";
-    return "(internal:" + std::to_string(variable.type) + ")\n";
-}
+private:
+    void line(const std::string& text) {
+        std::fwrite(text.data(), 1, text.size(), file_);
+        std::fputc('\n', file_);
+    }
 
-/// A variable's line, and those of its elements.
-std::string entry(std::string_view owner, Variable& variable) {
-    std::string line(owner);
-    line.append("::").append(variable.name);
-    line.resize(kValueColumn, ' ');  // a label that reaches the value's column is cut there
-    return line + variableLines(variable);
-}
+    void entry(std::string_view owner, Variable& variable) {
+        std::string label(owner);
+        label.append("::").append(variable.name);
+        label.resize(kValueColumn, ' ');  // one that reaches the value's column is cut there
+        if (variable.type == Array) return arrayLines(label, variable.array());
+        const std::optional<std::string> text = dumpText(variableCell(variable));
+        if (variable.type == Uninitialized)
+            line(label + "(UNUSED)");
+        else if (text)
+            line(label + *text);
+        else if (variable.owner == nullptr)
+            line(label + "(internal)");
+        else
+            line(label + "(internal:" + std::to_string(variable.type) + ")");
+    }
 
-void write(std::FILE* file, const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), file);
-}
+    void arrayLines(const std::string& label, const ArrayRecord* array) {
+        const std::size_t count = array != nullptr ? array->elements.size() : 0;
+        line(label + "array[" + std::to_string(count) + "]");
+        const std::string indent(kElementColumn, ' ');
+        for (std::size_t i = 0; i < count && !ctx_.endRequested(); ++i)
+            if (const std::optional<std::string> text = dumpText(array->elements[i]))
+                line(indent + "[" + std::to_string(i + 1) + "] " + *text);
+    }
 
-void writeSnapshot(std::FILE* file, EngineContext& ctx) {
-    const Program& program = *ctx.program;
-    write(file, "--- Dump of " + ctx.reporter.state.scriptPath + " at line #" +
-                    std::to_string(ctx.run.currentLine) + " ------\n");
-    for (Variable* global = program.globals.head; global != nullptr; global = global->next)
-        if (program.findFunction(global->name) == nullptr) write(file, entry("", *global));
-    for (FunctionRecord* function = program.functions.head; function != nullptr; function = function->next)
-        for (Variable* local = function->locals.head; local != nullptr; local = local->next)
-            write(file, entry(function->name, *local));
-}
+    std::FILE* file_;
+    EngineContext& ctx_;
+};
 
 }  // namespace
 
@@ -93,7 +98,7 @@ void dump(BuiltinCall& call) {
         return call.fail("#ELine %d, invalid argument 1 type to dump()", ctx.run.currentLine);
     const std::string path = convertSeparators(ctx, call.arg(0).payload.text);
     // A file that does not open is passed over in silence, by design.
-    if (const platform::FileHandle file = platform::openFile(path, "a")) writeSnapshot(file.get(), ctx);
+    if (const platform::FileHandle file = platform::openFile(path, "a")) Snapshot(file.get(), ctx).write();
     call.none();
 }
 
