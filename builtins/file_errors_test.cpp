@@ -1,7 +1,9 @@
 #include "builtins/test_file.h"
 #include "engine/text_buffer.h"
 
-#include <unistd.h>
+#include <array>
+#include <string>
+#include <vector>
 
 namespace kestrel::test {
 
@@ -20,26 +22,51 @@ protected:
 };
 
 TEST_F(FileErrorsTest, everyMethodChecksItsFileAndItsArgumentCount) {
+    // A method, the counts up to four that it takes, and "text" where it needs a text file.
+    const std::vector<std::array<std::string, 3>> rows = {{"isOpen", "0"},
+                                                          {"open", "12"},
+                                                          {"reopen", "01"},
+                                                          {"close", "0"},
+                                                          {"eof", "0"},
+                                                          {"rewind", "0"},
+                                                          {"name", "0"},
+                                                          {"write", "1234"},
+                                                          {"writeNumber", "1"},
+                                                          {"writeInt", "1"},
+                                                          {"writeByte", "1"},
+                                                          {"writeVector", "13"},
+                                                          {"readNumber", "0"},
+                                                          {"readInt", "0"},
+                                                          {"readByte", "0"},
+                                                          {"readVector", "0"},
+                                                          {"linecount", "0"},
+                                                          {"offset", "012"},
+                                                          {"setDelimiter", "01"},
+                                                          {"printNil", "01"},
+                                                          {"nl", "01", "text"},
+                                                          {"read", "01", "text"},
+                                                          {"writeln", "1234", "text"},
+                                                          {"parse", "1", "text"},
+                                                          {"line", "01", "text"}};
+    EXPECT_EQ(rows.size(), builtins::fileMethods().size());
     openWith("a\n", "rb");
-    for (const builtins::FileMethod& row : builtins::fileMethods()) {
-        const std::string call = "(File)f." + std::string(row.name) + "()";
-        for (int n = 0; n < 5; ++n) {
-            if (!row.accepts(n))
-                expectError(row.name.data(), Cells(static_cast<std::size_t>(n), N(1)),
-                            "invalid argument count to " + call);
-            else if (row.need == builtins::FileNeed::OpenText)
-                expectError(row.name.data(), Cells(static_cast<std::size_t>(n), N(1)),
-                            "illegal operation on binary file: " + call);
+    for (const auto& [name, counts, need] : rows) {
+        const std::string call = "(File)f." + name + "()";
+        for (std::size_t n = 0; n < 5; ++n) {
+            const bool accepted = counts.find(static_cast<char>('0' + n)) != std::string::npos;
+            if (!accepted)
+                expectError(name.c_str(), Cells(n, N(1)), "invalid argument count to " + call);
+            else if (!need.empty())
+                expectError(name.c_str(), Cells(n, N(1)), "illegal operation on binary file: " + call);
         }
     }
     EXPECT_EQ(method("close"), "0i");
     shown.clear();
-    for (const builtins::FileMethod& row : builtins::fileMethods()) {
-        if (row.need == builtins::FileNeed::Nothing) continue;
-        EXPECT_EQ(method(row.name.data(), Cells(7, N(1))), "nil");
+    for (const auto& row : rows) {
+        if (row[0] == "isOpen" || row[0] == "open") continue;
+        EXPECT_EQ(method(row[0].c_str(), Cells(7, N(1))), "nil") << row[0];
     }
     EXPECT_TRUE(shown.empty());
-    EXPECT_EQ(builtins::fileMethods().size(), 25u);
 }
 
 TEST_F(FileErrorsTest, argumentTypesAndRanges) {
@@ -102,11 +129,10 @@ TEST_F(FileErrorsTest, whatCannotBeOpenedIsNil) {
     EXPECT_FALSE(open(directory.string(), "r"));
     EXPECT_FALSE(open("", "w"));
     EXPECT_FALSE(open(path("none"), "r"));
-    std::filesystem::permissions(path(), std::filesystem::perms::none);
-    if (::geteuid() != 0) {
-        EXPECT_FALSE(open(path(), "r"));
-    }
     EXPECT_TRUE(ctx.resources.empty());
+    std::filesystem::permissions(path(), std::filesystem::perms::none);
+    const bool readable = std::ifstream(path()).is_open();  // as it is to an administrator
+    EXPECT_EQ(open(path(), "r"), readable);
     EXPECT_TRUE(shown.empty());
 }
 

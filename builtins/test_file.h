@@ -3,8 +3,7 @@
 
 #include "builtins/file_methods.h"
 #include "builtins/test_call.h"
-
-#include <unistd.h>
+#include "platform/environment.h"
 
 #include <algorithm>
 #include <deque>
@@ -101,7 +100,7 @@ protected:
     }
 
     std::filesystem::path directory =
-        std::filesystem::temp_directory_path() / ("kestrel_file_test." + std::to_string(::getpid()));
+        std::filesystem::temp_directory_path() / ("kestrel_file_test." + std::to_string(platform::processId()));
     builtins::FileKind kind;
     Variable object;
 };

@@ -185,7 +185,6 @@ TEST(Instances, ARunIsEndedFromOutside) {
     EXPECT_EQ(host.shown(), Lines{});
 }
 
-}  // namespace
 TEST(Instances, DirectoriesComeFromTheHost) {
     const std::string script =
         "create { info(getdir(TEMPDIR)); info(getdir(COMMANDDIR)); info(getdir(\"My own\")); "
@@ -199,5 +198,7 @@ TEST(Instances, DirectoriesComeFromTheHost) {
         EXPECT_EQ(host.directoryRequests, offered ? (Lines{"Temp", "Command", "My own"}) : Lines{});
     }
 }
+
+}  // namespace
 
 }  // namespace kestrel::test
