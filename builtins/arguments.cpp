@@ -1,9 +1,6 @@
 #include "builtins/arguments.h"
 
-#include "builtins/tokens.h"
-
 #include <algorithm>
-#include <vector>
 
 namespace kestrel::builtins {
 
@@ -13,11 +10,6 @@ void fail(BuiltinCall& call, std::string_view format) {
 
 void failNamed(BuiltinCall& call, std::string_view format) {
     call.fail(format, call.ctx.run.currentLine, call.name);
-}
-
-ValueCell ownedText(EngineContext& ctx, std::string_view text) {
-    const char* copy = ctx.pool.strdup(text);
-    return copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil();
 }
 
 namespace {
@@ -53,23 +45,6 @@ Values widen(BuiltinCall& call) {
     }
     call.rebase(std::max(ctx.base(), values.first - (call.argc - 1)));
     return values;
-}
-
-void resultTokens(BuiltinCall& call, std::string_view delims, std::string_view text) {
-    EngineContext& ctx = call.ctx;
-    // Tokens that just fill the stack leave no room for their count: that ends the run with one message.
-    const auto room = static_cast<std::size_t>(kStackCells - call.base());
-    std::vector<ValueCell> tokens;
-    forEachToken(delims, text, [&](std::string_view token) {
-        if (tokens.size() < room && !ctx.run.abort) tokens.push_back(ownedText(ctx, token));
-    });
-    call.results(tokens);
-}
-
-bool pushResultText(EngineContext& ctx, std::string_view text) {
-    const int before = ctx.stack.size();
-    ctx.pushText(text);
-    return ctx.stack.size() > before;
 }
 
 }  // namespace kestrel::builtins

@@ -4,6 +4,7 @@
 #include "builtins/numeric.h"
 #include "engine/arrays.h"
 #include "engine/format.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,15 +14,11 @@ namespace kestrel::builtins {
 
 namespace {
 
-bool isDigit(char c) noexcept {
-    return c >= '0' && c <= '9';
-}
-
 /// The text from its first number on: a digit, or one of `leads` right before one. Empty when there is none.
 std::string_view fromNumber(std::string_view text, std::string_view leads) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool lead = leads.find(text[i]) != std::string_view::npos;
-        if (isDigit(text[i]) || (lead && i + 1 < text.size() && isDigit(text[i + 1]))) return text.substr(i);
+        if (ascii::isDigit(text[i]) || (lead && i + 1 < text.size() && ascii::isDigit(text[i + 1]))) return text.substr(i);
     }
     return {};
 }

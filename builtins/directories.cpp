@@ -3,6 +3,7 @@
 
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
+#include "builtins/several_texts.h"
 #include "engine/file_names.h"
 #include "platform/environment.h"
 
@@ -48,10 +49,9 @@ void matchFiles(BuiltinCall& call) {
     const std::vector<std::string> names = platform::matchFiles(search);
     // Meant: without a match the directory stays as the result, without a count.
     if (names.empty()) return call.resultArgument(0);
-    call.none();
-    for (const std::string& name : names)
-        if (!pushResultText(call.ctx, name)) return;
-    call.ctx.stack.push(ValueCell::ofCount(static_cast<int>(names.size())));
+    SeveralTexts results(call);
+    for (const std::string& name : names) results.add(name);
+    results.leave();
 }
 
 }  // namespace kestrel::builtins

@@ -153,8 +153,10 @@ void openFile(BuiltinCall& call) {
 
 void fileExists(BuiltinCall& call) {
     const int line = call.ctx.run.currentLine;
-    if (call.argc == 0)
-        return call.ctx.reporter.report("#ELine %d, invalid argument count to fileexists()", line);
+    if (call.argc == 0) {
+        call.ctx.reporter.report("#ELine %d, invalid argument count to fileexists()", line);
+        return call.none();  // meant: unlike other argument errors, this one leaves nothing
+    }
     const std::string name = joinArguments(call, "#WLine %d, invalid argument %d type to fileexists()");
     call.resultInteger(platform::pathExists(convertSeparators(call.ctx, name)) ? 1.0 : 0.0);
 }

@@ -1,6 +1,7 @@
 // Reading numbers, in text form and in binary form.
 #include "builtins/file_methods.h"
 #include "engine/format.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -13,14 +14,8 @@ namespace kestrel::builtins::file {
 
 namespace {
 
-constexpr bool isDigit(int c) noexcept {
-    return c >= '0' && c <= '9';
-}
 constexpr bool isSign(int c) noexcept {
     return c == '-' || c == '+';
-}
-constexpr bool isSpace(int c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 /// The bytes of a stream; to someone who wants the run to end it looks as if they were over.
@@ -35,7 +30,7 @@ public:
     }
     int nextAfterSpace() noexcept {
         int c = next();
-        while (isSpace(c)) c = next();
+        while (ascii::isSpace(c)) c = next();
         return c;
     }
     /// Puts bytes back, the last one first. EOF stands for no byte.
@@ -82,10 +77,12 @@ private:
 
 /// Digits up to a byte that is none, with a sign in front; far beyond any use they saturate.
 std::int64_t readDigits(Bytes& bytes, int& c, bool negative, std::int64_t bound) noexcept {
-    std::int64_t value = 0;  // collected below zero, where the range is the larger one
-    for (; isDigit(c); c = bytes.next())
-        value = value < (-bound + (c - '0')) / 10 ? -bound : value * 10 - (c - '0');
-    return negative ? value : -value;
+    std::int64_t value = 0;
+    for (; ascii::isDigit(c); c = bytes.next()) {
+        const int digit = c - '0';
+        value = value > (bound - digit) / 10 ? bound : value * 10 + digit;
+    }
+    return negative ? -value : value;
 }
 
 void readExponent(Bytes& bytes, int& c, Decimal& number) noexcept {
@@ -94,7 +91,7 @@ void readExponent(Bytes& bytes, int& c, Decimal& number) noexcept {
     c = bytes.next();
     const int sign = isSign(c) ? c : EOF;
     if (sign != EOF) c = bytes.next();
-    if (isDigit(c)) {
+    if (ascii::isDigit(c)) {
         number.addExponent(readDigits(bytes, c, sign == '-', kBound));
     } else {  // no exponent after all
         bytes.unread(c, sign);
@@ -111,7 +108,7 @@ std::optional<double> readDecimal(Bytes& bytes) noexcept {
     bool any = false;
     int point = EOF;
     for (;; c = bytes.next()) {
-        if (isDigit(c)) {
+        if (ascii::isDigit(c)) {
             number.add(c, point != EOF);
             any = true;
         } else if (c == '.' && point == EOF) {
@@ -133,7 +130,7 @@ std::optional<std::int64_t> readInteger(Bytes& bytes) noexcept {
     int c = bytes.nextAfterSpace();
     const int sign = isSign(c) ? c : EOF;
     if (sign != EOF) c = bytes.next();
-    if (!isDigit(c)) {
+    if (!ascii::isDigit(c)) {
         bytes.unread(c, sign);
         return std::nullopt;
     }

@@ -25,7 +25,7 @@ void skipLines(const EngineContext& ctx, std::FILE* stream, std::int64_t count) 
         int c = 0;
         do c = platform::nextByte(stream);
         while (c != '\n' && c != '\r' && c != EOF);
-        if (c == '\r' && (c = platform::nextByte(stream)) != '\n') platform::unreadByte(stream, c);
+        if (c == '\r') platform::takeLineFeed(stream);
         if (c == EOF) break;
     }
     std::clearerr(stream);
@@ -119,6 +119,7 @@ void offset(FileCall& call) {
     if (call.argc == 2 && !(from = seekOrigin(call.arg(1)))) return call.failType(2);
     if (!call.arg(0).isNumeric()) return call.failType(1);
     const std::int64_t position = truncate(call.arg(0).payload.number);
+    // Meant: only the very end counts as the end, and no position beyond it.
     if (seek(call.file(), position, *from)) call.file().eof = position == 0 && from == SeekFrom::End;
     call.none();
 }

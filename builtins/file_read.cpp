@@ -1,6 +1,6 @@
 // Reading lines.
-#include "builtins/arguments.h"
 #include "builtins/file_methods.h"
+#include "builtins/several_texts.h"
 
 #include <array>
 #include <optional>
@@ -26,15 +26,6 @@ std::optional<int> collect(FileCall& call, Ends ends) {
     }
 }
 
-/// Takes the LF after a CR, if there is one.
-void finishLineEnd(FileCall& call) {
-    const int c = platform::nextByte(call.stream());
-    if (c == EOF)
-        std::clearerr(call.stream());
-    else if (c != '\n')
-        platform::unreadByte(call.stream(), c);
-}
-
 }  // namespace
 
 void read(FileCall& call) {
@@ -51,7 +42,8 @@ void read(FileCall& call) {
         file.meetEnd();
         return call.resultNil();
     }
-    if (*end == '\r') finishLineEnd(call);
+    if (*end == '\r' && !platform::takeLineFeed(call.stream()))
+        std::clearerr(call.stream());  // the CR may be the last byte: that is met by the next read
     if (line >= 0) file.standsAtLine = line + 1;
     ++file.currentLine;
     call.resultText(file.text.view());

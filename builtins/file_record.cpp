@@ -8,7 +8,8 @@ namespace kestrel::builtins {
 
 namespace {
 
-/// A record keeps its mode for good, so a mode is not as long as scripts like; letters that mean something fit.
+/// A record keeps its mode for good, so a mode is not as long as scripts like; letters that mean something
+/// fit.
 constexpr std::size_t kLongestMode = 15;
 
 bool contains(std::string_view mode, char lower, char upper) noexcept {

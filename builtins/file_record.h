@@ -27,12 +27,12 @@ struct OpenFile {
     bool printNil = false;  ///< Nil is written as "(nil)"
     bool binary = false;
     std::optional<std::string> delimiter = " ";  ///< between the elements of a written array
-    LineIndex lines;                 ///< empty for binary files, devices and under the pragma "nonrandom"
+    LineIndex lines;                  ///< empty for binary files, devices and under the pragma "nonrandom"
     platform::FileHandle lineReader;  ///< finds lines where the stream itself cannot be read; else null
-    std::int64_t lineCount = 0;      ///< lines of a text; bytes of a binary file
-    std::int64_t currentLine = 0;    ///< from 0: the line that the next read() returns
-    std::int64_t standsAtLine = -1;  ///< the line at whose beginning the stream stands; -1: not known
-    GrowingText text;                ///< the line being read or the text being written
+    std::int64_t lineCount = 0;       ///< lines of a text; bytes of a binary file
+    std::int64_t currentLine = 0;     ///< from 0: the line that the next read() returns
+    std::int64_t standsAtLine = -1;   ///< the line at whose beginning the stream stands; -1: not known
+    GrowingText text;                 ///< the line being read or the text being written
 
     enum class Direction { None, Reading, Writing };
     Direction direction = Direction::None;  ///< what the stream was last used for

@@ -2,6 +2,7 @@
 #include "builtins/file_methods.h"
 #include "engine/arrays.h"
 #include "engine/format.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -254,11 +255,7 @@ void printNil(FileCall& call) {
     } else if (const ValueCell& given = call.arg(0); given.isNumeric()) {
         flag = truncate(given.payload.number) != 0;
     } else if (given.isText()) {
-        constexpr std::string_view kTrue = "true";
-        const std::string_view text = given.payload.text;
-        flag = std::equal(text.begin(), text.end(), kTrue.begin(), kTrue.end(), [](char a, char b) {
-            return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
-        });
+        flag = ascii::equalIgnoringCase(given.payload.text, "true");
     }
     call.resultInteger(previous ? 1 : 0);
 }

@@ -37,9 +37,8 @@ void GrowingText::clear() noexcept {
 
 bool GrowingText::makeRoom(std::size_t more) {
     if (more <= room_ - size_) return true;
-    const std::size_t needed = more <= kLongestText ? size_ + more : kLongestText + 1;
-    const std::size_t room =
-        needed > kLongestText ? needed : std::min(std::max({kFirstRoom, needed, 2 * room_}), kLongestText);
+    if (more > kLongestText - size_) return fitsText(ctx_, kLongestText + 1);
+    const std::size_t room = std::min(std::max({kFirstRoom, size_ + more, 2 * room_}), kLongestText);
     char* data = makeTextBuffer(ctx_, room);
     if (data == nullptr) return false;
     if (size_ > 0) std::memcpy(data, data_, size_);

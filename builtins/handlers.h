@@ -52,7 +52,8 @@ void array(BuiltinCall& call);
 // text_build.cpp
 void stringOf(BuiltinCall& call);
 void append(BuiltinCall& call);
-void hexOrOctal(BuiltinCall& call);
+void hex(BuiltinCall& call);
+void octal(BuiltinCall& call);
 
 // text_parts.cpp
 void parse(BuiltinCall& call);

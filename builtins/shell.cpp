@@ -2,6 +2,7 @@
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
 #include "builtins/process_state.h"
+#include "builtins/several_texts.h"
 #include "engine/file_names.h"
 #include "engine/text.h"
 #include "platform/command_processor.h"
@@ -47,7 +48,7 @@ public:
     /// Ends the writing with a text. @return false when it could not be written completely
     [[nodiscard]] bool write(const std::string& text) {
         const bool written = std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size();
-        return std::fclose(file_.release()) == 0 && written;
+        return platform::closeFile(std::move(file_)) == 0 && written;
     }
 
 private:
@@ -133,13 +134,14 @@ std::string batchText(const std::string& commands) {
 
 /// Leaves the exit code, every line of the output and how many values that makes.
 void leaveOutput(BuiltinCall& call, int exitCode, std::FILE* output) {
-    EngineContext& ctx = call.ctx;
-    call.resultInteger(exitCode);
     constexpr std::size_t kPiece = 511;
-    int count = 1;
-    for (std::string line; platform::readPiece(output, kPiece, line); ++count)
-        if (!pushResultText(ctx, line.c_str())) return;  // a NUL ends a line early
-    ctx.stack.push(ValueCell::ofCount(count));
+    SeveralTexts results(call);
+    results.addInteger(exitCode);
+    std::string line;
+    while (platform::readPiece(output, kPiece, line) &&
+           results.add(line.c_str())) {  // a NUL ends a line early
+    }
+    results.leave();
 }
 
 /// Whether there is a command processor, with the script's files ready to be read by what it runs.
@@ -170,7 +172,8 @@ void systemCommandOutput(BuiltinCall& call) {
         return fail(call, "#ELine %d, unable to complete systemex() due to file system error");
     WorkFile output("kxl$$", ".out");
     int exitCode = -1;
-    if (output.created()) exitCode = platform::runBatch(batch.path(), output.path(), call.ctx.cancelFlag());
+    if (output.created() && output.write(""))
+        exitCode = platform::runBatch(batch.path(), output.path(), call.ctx.cancelFlag());
     const platform::FileHandle file = output.created() ? platform::openFile(output.path(), "rb") : nullptr;
     if (file != nullptr) return leaveOutput(call, exitCode, file.get());
     call.ctx.reporter.report("#ELine %d, unable to access systemex() output file '%s'",

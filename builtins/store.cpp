@@ -2,6 +2,7 @@
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
 #include "builtins/persistent_store.h"
+#include "builtins/several_texts.h"
 #include "engine/format.h"
 #include "engine/records.h"
 #include "engine/text.h"

@@ -18,8 +18,6 @@ namespace kestrel::builtins {
 
 namespace {
 
-// ---- append ----
-
 bool canFollowText(const ValueCell& cell) noexcept {
     return isPlainKind(cell.type) && cell.type != Nil;
 }
@@ -77,8 +75,6 @@ void appendToArray(BuiltinCall& call) {
     call.none();
 }
 
-// ---- hex and octal ----
-
 /// Digits of a number behind its prefix, and how they are padded.
 struct PaddedDigits {
     std::string_view prefix;
@@ -114,6 +110,31 @@ bool meansTrue(const ValueCell& cell) noexcept {
     return text == "true" || text == "TRUE" || text == "True";
 }
 
+/// hex() and octal().
+void resultOfNumber(BuiltinCall& call, int base, std::string_view prefix) {
+    if (call.argc < 1 || call.argc > 3) return failNamed(call, "#ELine %d, invalid argument count to %s()");
+    if (call.argc > 2 && !isZeroPadArgument(call.arg(2)))
+        return failNamed(call, "#ELine %d, invalid argument 3 type to %s()");
+    if (call.argc > 1 && !call.arg(1).isNumeric())
+        return failNamed(call, "#ELine %d, invalid argument 2 type to %s()");
+    if (!call.arg(0).isNumeric()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+
+    std::array<char, 16> buffer;
+    const auto value = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
+    const char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, base).ptr;
+    PaddedDigits number{.prefix = prefix,
+                        .digits = {buffer.data(), static_cast<std::size_t>(end - buffer.data())}};
+    // The width stands behind the "0" of a C format, so a negative one puts blanks behind the digits. Without
+    // zeros the number would only get blanks behind, and those are cut off: meant, such a width has no
+    // effect.
+    const std::int64_t width = call.argc > 1 ? truncate(call.arg(1).payload.number) : -1;
+    if (width != -1 && call.argc > 2 && meansTrue(call.arg(2))) {
+        number.width = widthOf(width);
+        number.blanksBehind = width < 0;
+    }
+    resultOfDigits(call, number);
+}
+
 }  // namespace
 
 void stringOf(BuiltinCall& call) {
@@ -127,29 +148,12 @@ void append(BuiltinCall& call) {
     fail(call, "#ELine %d, invalid argument 1 type to append()");
 }
 
-void hexOrOctal(BuiltinCall& call) {
-    const bool hex = call.name == "hex";
-    if (call.argc < 1 || call.argc > 3) return failNamed(call, "#ELine %d, invalid argument count to %s()");
-    if (call.argc > 2 && !isZeroPadArgument(call.arg(2)))
-        return failNamed(call, "#ELine %d, invalid argument 3 type to %s()");
-    if (call.argc > 1 && !call.arg(1).isNumeric())
-        return failNamed(call, "#ELine %d, invalid argument 2 type to %s()");
-    if (!call.arg(0).isNumeric()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+void hex(BuiltinCall& call) {
+    resultOfNumber(call, 16, "0x");
+}
 
-    std::array<char, 16> buffer;
-    const auto value = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
-    const char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, hex ? 16 : 8).ptr;
-    PaddedDigits number{.prefix = hex ? "0x" : "\\",
-                        .digits = {buffer.data(), static_cast<std::size_t>(end - buffer.data())}};
-    // The width stands behind the "0" of a C format, so a negative one puts blanks behind the digits. Without
-    // zeros the number would only get blanks behind, and those are cut off: meant, such a width has no
-    // effect.
-    const std::int64_t width = call.argc > 1 ? truncate(call.arg(1).payload.number) : -1;
-    if (width != -1 && call.argc > 2 && meansTrue(call.arg(2))) {
-        number.width = widthOf(width);
-        number.blanksBehind = width < 0;
-    }
-    resultOfDigits(call, number);
+void octal(BuiltinCall& call) {
+    resultOfNumber(call, 8, "\\");
 }
 
 }  // namespace kestrel::builtins

@@ -1,6 +1,8 @@
 // Parts of texts: tokens, pieces of a path, the left and right of a text, letter case.
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
+#include "builtins/several_texts.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,10 +16,6 @@ namespace {
 
 ValueCell textOrNil(EngineContext& ctx, std::string_view text) {
     return text.empty() ? ValueCell::ofNil() : ownedText(ctx, text);
-}
-
-bool isLetter(char c) noexcept {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 /// A count of characters. A negative one is larger than any text.
@@ -61,7 +59,7 @@ void split(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to split()");
     const std::string_view path = call.arg(0).payload.text;
-    const std::size_t driveEnd = path.size() > 1 && isLetter(path[0]) && path[1] == ':' ? 2 : 0;
+    const std::size_t driveEnd = path.size() > 1 && ascii::isLetter(path[0]) && path[1] == ':' ? 2 : 0;
     const std::size_t separator = path.find_last_of("\\/");
     const std::size_t fileBegin = separator != std::string_view::npos ? separator + 1 : driveEnd;
     const std::string_view file = path.substr(fileBegin);

@@ -2,6 +2,7 @@
 #include "engine/operators.h"
 #include "engine/records.h"
 #include "engine/text.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -12,8 +13,7 @@ namespace kestrel {
 namespace {
 
 unsigned char folded(char c) noexcept {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + ('a' - 'A')) : byte;
+    return static_cast<unsigned char>(ascii::lower(c));
 }
 
 /// Compares texts without regard to the case of letters. Below, equal and above are negative, zero and

@@ -1,6 +1,7 @@
 #include "engine/format.h"
 
 #include "engine/value.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -26,16 +27,9 @@ char* writeFixed(double v, int precision, FixedBuffer& out) noexcept {
     return std::to_chars(out.data(), out.data() + out.size(), v, std::chars_format::fixed, digits).ptr;
 }
 
-bool isSpace(char c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-bool isDigit(char c) noexcept {
-    return c >= '0' && c <= '9';
-}
-
 std::size_t skipSpace(std::string_view text) noexcept {
     std::size_t i = 0;
-    while (i < text.size() && isSpace(text[i])) ++i;
+    while (i < text.size() && ascii::isSpace(text[i])) ++i;
     return i;
 }
 
@@ -46,7 +40,7 @@ bool isHuge(std::string_view number) noexcept {
     bool pointSeen = false;
     bool significant = false;
     std::size_t i = 0;
-    for (; i < number.size() && (isDigit(number[i]) || number[i] == '.'); ++i) {
+    for (; i < number.size() && (ascii::isDigit(number[i]) || number[i] == '.'); ++i) {
         if (number[i] == '.') {
             pointSeen = true;
             continue;
@@ -68,8 +62,8 @@ T parseReal(std::string_view text, std::size_t* used) {
     if (start < text.size() && (text[start] == '-' || text[start] == '+')) ++start;
     // from_chars would also take "inf" and "nan" here.
     const std::string_view number = text.substr(start);
-    const bool plausible = !number.empty() && (isDigit(number[0]) ||
-                                               (number[0] == '.' && number.size() > 1 && isDigit(number[1])));
+    const bool plausible = !number.empty() && (ascii::isDigit(number[0]) ||
+                                               (number[0] == '.' && number.size() > 1 && ascii::isDigit(number[1])));
     if (!plausible) return T(0);
 
     T value = T(0);
@@ -153,12 +147,12 @@ std::int64_t parseInteger(std::string_view text, std::size_t* used) {
     std::size_t i = skipSpace(text);
     const bool negative = i < text.size() && text[i] == '-';
     if (i < text.size() && (text[i] == '-' || text[i] == '+')) ++i;
-    if (i == text.size() || !isDigit(text[i])) return 0;
+    if (i == text.size() || !ascii::isDigit(text[i])) return 0;
 
     // Collected as a negative number, whose range is the larger one.
     constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
     std::int64_t value = 0;
-    for (; i < text.size() && isDigit(text[i]); ++i) {
+    for (; i < text.size() && ascii::isDigit(text[i]); ++i) {
         const int digit = text[i] - '0';
         value = value < (kLowest + digit) / 10 ? kLowest : value * 10 - digit;
     }

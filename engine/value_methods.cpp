@@ -4,6 +4,7 @@
 #include "engine/format.h"
 #include "engine/members.h"
 #include "engine/text_buffer.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -77,10 +78,6 @@ Kind kindOf(const Variable& variable) noexcept {
 /// them.
 std::string_view textOf(const Variable& variable) noexcept {
     return variable.text() != nullptr ? variable.text() : "";
-}
-
-bool isBlank(char c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 ValueCell integerResult(std::int64_t v) noexcept {
@@ -175,7 +172,7 @@ ValueCell asVector(const Variable& variable) {
 /// Removes leading white space.
 ValueCell packText(EngineContext& ctx, Variable& variable) {
     const std::string_view text = textOf(variable);
-    const auto start = std::find_if_not(text.begin(), text.end(), isBlank) - text.begin();
+    const auto start = std::find_if_not(text.begin(), text.end(), ascii::isSpace) - text.begin();
     if (start > 0) setVariableText(ctx, variable, text.substr(static_cast<std::size_t>(start)));
     return ownText(variable);
 }
@@ -184,9 +181,9 @@ ValueCell packText(EngineContext& ctx, Variable& variable) {
 /// nothing is left: "a   " becomes "", a text of one character never changes. Meant.
 ValueCell trimText(EngineContext& ctx, Variable& variable) {
     const std::string_view text = textOf(variable);
-    if (text.size() < 2 || !isBlank(text.back())) return ownText(variable);
+    if (text.size() < 2 || !ascii::isSpace(text.back())) return ownText(variable);
     std::size_t last = text.size() - 1;
-    while (last > 0 && isBlank(text[last])) --last;
+    while (last > 0 && ascii::isSpace(text[last])) --last;
     setVariableText(ctx, variable, text.substr(0, last == 0 ? 0 : last + 1));
     return ownText(variable);
 }

@@ -7,7 +7,8 @@
 namespace kestrel {
 
 void setdescBuiltin(BuiltinCall& call) {
-    const std::string text = builtins::joinArguments(call, "#WLine %d, invalid argument %d type to setdesc()");
+    const std::string text =
+        builtins::joinArguments(call, "#WLine %d, invalid argument %d type to setdesc()");
     ShaderContext& context = shaderContext(call.ctx);
     context.description = text.substr(0, kDescriptionLimit);
     context.customDescription = true;

@@ -14,14 +14,10 @@ std::uint32_t tickCount() {
 
 bool pause(std::chrono::milliseconds duration, CancelFlag requested) {
     constexpr steady_clock::duration kStep = std::chrono::milliseconds(20);
-    steady_clock::duration left = duration;
-    steady_clock::time_point now = steady_clock::now();
-    while (left > steady_clock::duration::zero()) {
+    const steady_clock::time_point end = steady_clock::now() + duration;
+    for (auto now = steady_clock::now(); now < end; now = steady_clock::now()) {
         if (requested != nullptr && *requested != 0) return false;
-        std::this_thread::sleep_for(requested != nullptr ? std::min(left, kStep) : left);
-        const steady_clock::time_point before = now;
-        now = steady_clock::now();
-        left -= now - before;
+        std::this_thread::sleep_for(requested != nullptr ? std::min(end - now, kStep) : end - now);
     }
     return true;
 }

@@ -35,8 +35,7 @@ inline constexpr std::string_view kRestoreRemark = "rem Restore drive/path setti
 /// @param batchFile   system path
 /// @param outputFile  system path of an existing file that takes its standard output; "" = this process's own
 /// @return the exit code of the last command before the remark; -1 when the file cannot be read or the
-/// command
-///         processor not be started
+///         command processor not be started
 [[nodiscard]] int runBatch(std::string_view batchFile, std::string_view outputFile, CancelFlag requested);
 
 }  // namespace kestrel::platform

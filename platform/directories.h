@@ -16,11 +16,10 @@ bool removeDirectory(std::string_view systemPath);
 
 /// The names in a directory that match a pattern.
 /// @param searchText  directory and pattern; the last "\" or "/" separates them. In the pattern `*` stands
-/// for any
-///                    characters, `?` for one, letter case makes no difference, and "*.*" matches every name
-/// @return "." and ".." first where they match, then the names in byte order; nothing for a directory that is
-/// not
-///         there or cannot be read
+///                    for any characters, `?` for one, letter case makes no difference, and "*.*" matches
+///                    every name
+/// @return "." and ".." first where they match, then the names in byte order; nothing for a directory that
+///         is not there or cannot be read
 [[nodiscard]] std::vector<std::string> matchFiles(std::string_view searchText);
 
 }  // namespace kestrel::platform

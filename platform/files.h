@@ -42,9 +42,16 @@ bool seekFile(std::FILE* file, std::int64_t offset, SeekFrom from);
 [[nodiscard]] inline int nextByte(std::FILE* file) noexcept {
     return getc_unlocked(file);
 }
-/// Puts back the byte that was read last, and before it others: four at least.
+/// Puts back the byte that was read last, and before it others: the C library of this platform takes three.
 inline void unreadByte(std::FILE* file, int byte) noexcept {
     std::ungetc(byte, file);
+}
+/// Reads the LF that makes one line end with the CR before it. @return false where another byte, or none, follows
+inline bool takeLineFeed(std::FILE* file) noexcept {
+    const int c = nextByte(file);
+    if (c == '\n') return true;
+    if (c != EOF) unreadByte(file, c);
+    return false;
 }
 
 /// Opens a regular file for reading bytes. Anything else does not open: a pipe or a device may never end.

@@ -28,9 +28,8 @@ struct ProcessOptions {
 class Process {
 public:
     /// Starts a program. What is buffered for standard output is written before.
-    /// @param words  the program, then its arguments. With a "\" or "/" in it the program is a path in either
-    /// form,
-    ///               in any letter case; otherwise it is searched on PATH
+    /// @param words  the program, then its arguments. With a "\" or "/" in it the program is a path in
+    ///               either form, in any letter case; otherwise it is searched on PATH
     /// @return nothing when the program is not found or cannot be started
     [[nodiscard]] static std::optional<Process> start(std::vector<std::string> words,
                                                       const ProcessOptions& options = {});

@@ -1,5 +1,6 @@
 #include "platform/command_processor.h"
 
+#include "platform/ascii.h"
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -76,19 +77,13 @@ int runText(const BatchText& text, std::string_view outputFile, CancelFlag reque
     return runShell({"-c", start, "kestrel", "/dev/fd/" + std::to_string(file.get())}, options, requested);
 }
 
-bool startsWithWord(std::string_view line, std::string_view lowerWord) {
-    const auto same = [](char lower, char c) { return lower == (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); };
-    if (!std::equal(lowerWord.begin(), lowerWord.end(), line.begin(),
-                    line.begin() + static_cast<std::ptrdiff_t>(std::min(line.size(), lowerWord.size())),
-                    same))
-        return false;
-    return line.size() == lowerWord.size() || line[lowerWord.size()] == ' ';
+bool startsWithWord(std::string_view line, std::string_view word) {
+    return ascii::equalIgnoringCase(line.substr(0, word.size()), word) &&
+           (line.size() == word.size() || line[word.size()] == ' ');
 }
 
 bool isDriveLine(std::string_view line) {
-    const char letter = line.empty() ? '\0' : line.front();
-    return line.size() == 2 && line[1] == ':' &&
-           ((letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z'));
+    return line.size() == 2 && line[1] == ':' && ascii::isLetter(line[0]);
 }
 
 /// The native directory that a line "cd \DIR" names; "" for any other line.
@@ -141,8 +136,7 @@ BatchText translateBatch(std::string_view batch) {
         const std::string_view line = takeLine(body);
         const std::string_view command = withoutLeadingBlanks(line);
         const std::string directory = directoryNamed(command);
-        const bool empty =
-            command == "@echo off" || startsWithWord(command, "rem") || isDriveLine(command);
+        const bool empty = command == "@echo off" || startsWithWord(command, "rem") || isDriveLine(command);
         if (!directory.empty())
             text.commands += "cd -- " + quoted(directory);
         else if (!empty)

@@ -1,5 +1,6 @@
 #include "platform/directories.h"
 
+#include "platform/ascii.h"
 #include "platform/paths.h"
 
 #include <dirent.h>
@@ -18,11 +19,6 @@ struct DirectoryCloser {
     void operator()(DIR* d) const noexcept { closedir(d); }
 };
 
-bool sameLetter(char a, char b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return lower(a) == lower(b);
-}
-
 /// Only the latest `*` ever takes another character: what an earlier one could take instead gains nothing. So
 /// the time is at most the product of both lengths, whatever the pattern.
 bool matches(std::string_view name, std::string_view pattern) {
@@ -35,7 +31,8 @@ bool matches(std::string_view name, std::string_view pattern) {
         if (p < pattern.size() && pattern[p] == '*') {
             star = p++;
             starEnd = n;
-        } else if (p < pattern.size() && (pattern[p] == '?' || sameLetter(pattern[p], name[n]))) {
+        } else if (p < pattern.size() &&
+                   (pattern[p] == '?' || ascii::lower(pattern[p]) == ascii::lower(name[n]))) {
             ++p;
             ++n;
         } else if (star != kNone) {

@@ -115,14 +115,7 @@ bool readPiece(std::FILE* file, std::size_t most, std::string& piece) {
     piece.clear();
     int c = '\0';
     while (piece.size() < most && (c = nextByte(file)) != EOF) {
-        if (c == '\r') {
-            const int next = nextByte(file);
-            if (next == '\n')
-                c = next;
-            else if (next != EOF)
-                unreadByte(file, next);
-        }
-        if (c == '\n') return true;
+        if (c == '\n' || (c == '\r' && takeLineFeed(file))) return true;
         piece += static_cast<char>(c);
     }
     return !piece.empty();

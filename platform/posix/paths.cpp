@@ -1,5 +1,7 @@
 #include "platform/paths.h"
 
+#include "platform/ascii.h"
+
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -21,15 +23,6 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &info) == 0;
 }
 
-char lowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool sameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return lowerAscii(x) == lowerAscii(y); });
-}
-
 /// The first entry, in byte order, of a directory that equals the name but for the case; empty when there is
 /// none.
 std::string matchingEntry(const std::string& directory, std::string_view name) {
@@ -38,7 +31,7 @@ std::string matchingEntry(const std::string& directory, std::string_view name) {
     if (dir == nullptr) return best;
     while (const dirent* entry = readdir(dir.get())) {
         const std::string_view candidate = entry->d_name;
-        if (sameName(candidate, name) && (best.empty() || candidate < best)) best = candidate;
+        if (ascii::equalIgnoringCase(candidate, name) && (best.empty() || candidate < best)) best = candidate;
     }
     return best;
 }

@@ -35,8 +35,7 @@ public:
         // Duplicated to itself, a descriptor loses its close-on-exec flag.
         if (options.descriptor >= 0)
             keep(posix_spawn_file_actions_adddup2(&actions_, options.descriptor, options.descriptor));
-        if (options.detached)
-            keep(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
+        if (options.detached) keep(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
     }
     ~ChildFiles() { posix_spawn_file_actions_destroy(&actions_); }
     ChildFiles(const ChildFiles&) = delete;
