@@ -18,7 +18,8 @@ namespace {
 std::string_view fromNumber(std::string_view text, std::string_view leads) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool lead = leads.find(text[i]) != std::string_view::npos;
-        if (ascii::isDigit(text[i]) || (lead && i + 1 < text.size() && ascii::isDigit(text[i + 1]))) return text.substr(i);
+        if (ascii::isDigit(text[i]) || (lead && i + 1 < text.size() && ascii::isDigit(text[i + 1])))
+            return text.substr(i);
     }
     return {};
 }

@@ -2,6 +2,7 @@
 
 #include "engine/context.h"
 
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -65,7 +66,8 @@ void StartedPrograms::release(const EngineContext& owner) {
 
 void StartedPrograms::reap() {
     for (auto& [reference, entry] : entries_) (void)entry.program.poll();
-    std::erase_if(strays_, [](platform::Process& program) { return program.poll().has_value(); });
+    for (auto stray = strays_.begin(); stray != strays_.end();)
+        stray = stray->poll() ? strays_.erase(stray) : std::next(stray);
 }
 
 }  // namespace kestrel

@@ -9,6 +9,8 @@
 #include "platform/environment.h"
 #include "platform/files.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <utility>

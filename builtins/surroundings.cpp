@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
 
 namespace kestrel::builtins {
 

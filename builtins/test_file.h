@@ -64,6 +64,7 @@ protected:
     /// Calls methods of `f` one after the other: "read('x', 2i) 'left'; eof 0i; nl(-1) ;" in the notation of
     /// call().
     void expectCalls(std::string_view steps) {
+        const std::size_t messages = shown.size();
         while (!steps.empty()) {
             const std::string_view step = steps.substr(0, steps.find(';'));
             steps.remove_prefix(std::min(step.size() + 1, steps.size()));
@@ -73,10 +74,13 @@ protected:
             std::deque<std::string> texts;
             Cells args;
             if (rest.starts_with('(')) {
-                args = cells(rest.substr(1, rest.find(") ") - 1), texts);
-                rest.remove_prefix(rest.find(") ") + 1);
+                const std::size_t end = rest.find(") ");
+                ASSERT_NE(end, std::string_view::npos) << step;
+                args = cells(rest.substr(1, end - 1), texts);
+                rest.remove_prefix(end + 1);
             }
             EXPECT_EQ(method(name.c_str(), args), rest.substr(std::min<std::size_t>(1, rest.size()))) << step;
+            EXPECT_EQ(shown.size(), messages) << step;
         }
     }
 
@@ -99,8 +103,8 @@ protected:
         return made;
     }
 
-    std::filesystem::path directory =
-        std::filesystem::temp_directory_path() / ("kestrel_file_test." + std::to_string(platform::processId()));
+    std::filesystem::path directory = std::filesystem::temp_directory_path() /
+                                      ("kestrel_file_test." + std::to_string(platform::processId()));
     builtins::FileKind kind;
     Variable object;
 };

@@ -58,7 +58,7 @@ struct RunWatch {
     volatile std::int32_t line = 0;
 };
 
-/// What a built-in keeps open for a script (a file, started programs). It ends when the script is unloaded.
+/// What a built-in keeps for a script and lets go of when it is unloaded: open files, references to programs.
 class ScriptResource {
 public:
     virtual ~ScriptResource() = default;

@@ -1,10 +1,10 @@
 #include "host/load_script.h"
 
+#include "platform/ascii.h"
 #include "platform/environment.h"
 #include "platform/files.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace kestrel {
 
@@ -35,8 +35,7 @@ std::string moduleDirectory() {
             rest.substr(0, std::min(end, kDialogSize));  // a longer one continues as the next
         if (line.starts_with(kKey)) {
             line.remove_prefix(std::min(kKey.size() + 1, line.size()));
-            while (!line.empty() && std::isspace(static_cast<unsigned char>(line.front())) != 0)
-                line.remove_prefix(1);
+            while (!line.empty() && ascii::isSpace(line.front())) line.remove_prefix(1);
             return std::string(line);
         }
         rest.remove_prefix(line.size() == end ? std::min(end + 1, rest.size()) : line.size());

@@ -36,8 +36,8 @@ std::string absoluteSystemPath(std::string_view path) {
 std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope,
                         std::string_view name) {
     const std::string value = store.read(scope, name, kNoSetting, kSettingLimit);
-    // A global value may have come from the master scope, so it is written back; a longer one than was read must
-    // not lose its end. A store that cannot be written just stays as it is.
+    // A global value may have come from the master scope, so it is written back; a longer one than was read
+    // must not lose its end. A store that cannot be written just stays as it is.
     const bool writeBack = value == kNoSetting || (scope == kGlobalScope && value.size() < kSettingLimit);
     if (settings == Settings::Store && writeBack) static_cast<void>(store.write(scope, name, value));
     return value;

@@ -12,9 +12,10 @@ namespace kestrel::platform {
 /// again.
 [[nodiscard]] std::string nativeCommand(std::string_view piece);
 
-/// Runs a command. It may read from standard input; it ends, with all that it started, when the flag says so.
+/// Runs a command. It may read from standard input; it ends, with all that it started, when the flag says so
+/// (where standard input is a terminal, what it started in the background runs on).
 /// @return its exit code (128 + number when a signal ended it); -1 when the command processor cannot be
-/// started
+///         started
 [[nodiscard]] int runCommand(const std::string& line, CancelFlag requested);
 
 /// What a batch file says in the terms of the native command processor.

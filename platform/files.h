@@ -46,7 +46,8 @@ bool seekFile(std::FILE* file, std::int64_t offset, SeekFrom from);
 inline void unreadByte(std::FILE* file, int byte) noexcept {
     std::ungetc(byte, file);
 }
-/// Reads the LF that makes one line end with the CR before it. @return false where another byte, or none, follows
+/// Reads the LF that makes one line end with the CR before it.
+/// @return false where another byte, or none, follows
 inline bool takeLineFeed(std::FILE* file) noexcept {
     const int c = nextByte(file);
     if (c == '\n') return true;
@@ -62,14 +63,14 @@ inline bool takeLineFeed(std::FILE* file) noexcept {
 /// @return null when it cannot be created, or when anything has that name already
 [[nodiscard]] FileHandle createFile(std::string_view systemPath);
 
-/// Reads a text in pieces as a buffer of fixed size takes them: up to the next LF, which counts as a character and is
-/// dropped, with a CR before it.
+/// Reads a text in pieces as a buffer of fixed size takes them: up to the next LF, which counts as a
+/// character and is dropped, with a CR before it.
 /// @param most   characters of a piece at most
 /// @param piece  receives it
 /// @return false at the end of the file
 bool readPiece(std::FILE* file, std::size_t most, std::string& piece);
 
-/// Reads a whole text file the way the original text layer does: a CR before a LF is removed.
+/// Reads a whole text file; a CR before a LF is removed.
 /// @return nothing when it cannot be opened or read
 [[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);
 

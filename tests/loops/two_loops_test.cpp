@@ -1,6 +1,7 @@
 // The interpreter's loop exists twice: plain, with instructions fused and markers passed over, and with a
 // line hook, one instruction at a time. Every language test must show the same messages in both.
 #include "host/script_session.h"
+#include "platform/environment.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +61,9 @@ std::vector<std::string> scriptsOf(const std::filesystem::path& path) {
 TEST(TwoLoops, ShowTheSameMessages) {
     CountingHook hook;
     int scripts = 0;
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "kestrel-two-loops";
+    platform::setEnvironment("COMSPEC", "/bin/sh");  // as the command does it
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) /
+                                         ("kestrel-two-loops-" + std::to_string(platform::processId()));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTREL_LANGUAGE_TESTS)) {
         if (entry.path().extension() != ".ks") continue;
         for (const std::string& script : scriptsOf(entry.path())) {
