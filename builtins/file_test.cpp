@@ -25,6 +25,11 @@ TEST_F(FileTest, manyLinesAreFoundThroughTheIndex) {
     expectCalls("line(299i) ; line 299i; offset " + std::to_string(text.find("-----299\n")) + "i; read nil");
 }
 
+TEST_F(FileTest, linesStayWhereTheyWereWhenTheFileWasOpened) {
+    openWith("ab\ncd\nef\n", "r+");
+    expectCalls("write('xxxxx') 5i; line(3i) ; offset 6i; read(3i) 'ef'; line(2i) ; offset 3i");
+}
+
 TEST_F(FileTest, parseCutsLinesIntoTokens) {
     openWith("a,b,,c\r\n\n,,\nlast, one\r", "r");
     expectCalls("parse(',') 'a' 'b' 'c' return 3; parse(',') return 0; parse(',') return 0; eof 0i");

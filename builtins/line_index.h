@@ -11,8 +11,9 @@ namespace kestrel::builtins {
 /// Counts the lines of a text and remembers where some of them begin. A line ends with a LF, a CR and a LF,
 /// or a CR alone; what follows the last line end is no line.
 ///
-/// Only every so many lines is a beginning kept, and every second one of those goes whenever there are too
-/// many, so that the index of the largest file stays small; from there on the reader counts lines itself.
+/// Every beginning is kept as it was when the text was taken in, whatever is written into the file later. Where
+/// there are too many, every second one goes, so that the index of the largest file stays small; from the one
+/// before the wanted line on the reader counts lines itself.
 class LineIndex {
 public:
     /// Takes in the next piece of the text.
@@ -30,15 +31,14 @@ public:
     /// @param line  from 0, at most lineCount()
     [[nodiscard]] Place find(std::int64_t line) const noexcept;
 
-    static constexpr std::int64_t kFirstStride = 256;
     static constexpr std::size_t kMostStarts = std::size_t{1} << 18;
 
 private:
     void endLine(std::int64_t nextStart);
 
     std::vector<std::int64_t> starts_ = {0};  ///< of the lines 0, stride_, 2 * stride_ ...
-    std::int64_t stride_ = kFirstStride;
-    std::int64_t untilNext_ = kFirstStride;  ///< line ends until the next start to keep
+    std::int64_t stride_ = 1;
+    std::int64_t untilNext_ = 1;  ///< line ends until the next start to keep
     std::int64_t lineCount_ = 0;
     std::int64_t offset_ = 0;     ///< of the next block
     bool pendingReturn_ = false;  ///< the last block ended with a CR
