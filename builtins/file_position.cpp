@@ -45,8 +45,9 @@ void goToLine(const EngineContext& ctx, OpenFile& file, std::int64_t line) {
         platform::flushFile(file.stream.get());  // what was written may belong to the lines in between
         seek(file, lineOffset(ctx, file, place), SeekFrom::Start);
     } else {
-        // Reading one line after the other needs no seeking.
-        std::int64_t toSkip = file.standsAtLine < 0 ? -1 : line - file.standsAtLine;
+        // Reading one line after the other needs no seeking, unless lines may have been written over.
+        const bool stands = file.standsAtLine >= 0 && file.mode.find('+') == std::string::npos;
+        std::int64_t toSkip = stands ? line - file.standsAtLine : -1;
         if (toSkip < 0 || toSkip > place.linesToSkip) {
             seek(file, place.offset, SeekFrom::Start);
             toSkip = place.linesToSkip;

@@ -27,7 +27,7 @@ TEST_F(FileTest, manyLinesAreFoundThroughTheIndex) {
 
 TEST_F(FileTest, linesStayWhereTheyWereWhenTheFileWasOpened) {
     openWith("ab\ncd\nef\n", "r+");
-    expectCalls("write('xxxxx') 5i; line(3i) ; offset 6i; read(3i) 'ef'; line(2i) ; offset 3i");
+    expectCalls("write('xxxxx') 5i; line(3i) ; offset 6i; read(3i) 'ef'; line(1i) ; read 'xxxxx'; line(2i) ; offset 3i");
 }
 
 TEST_F(FileTest, parseCutsLinesIntoTokens) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
+#include <array>
 #include <string_view>
 
 namespace kestrel::builtins {
@@ -12,11 +12,14 @@ namespace kestrel::builtins {
 /// @param visit  takes a std::string_view into `text`
 template <class Visit>
 void forEachToken(std::string_view delims, std::string_view text, Visit visit) {
-    std::size_t begin = text.find_first_not_of(delims);
-    while (begin != std::string_view::npos) {
-        const std::size_t end = std::min(text.find_first_of(delims, begin), text.size());
-        visit(text.substr(begin, end - begin));
-        begin = text.find_first_not_of(delims, end);
+    std::array<bool, 256> isDelimiter{};  // one look per character, however many delimiters there are
+    for (const char c : delims) isDelimiter[static_cast<unsigned char>(c)] = true;
+    const auto delimits = [&isDelimiter](char c) { return isDelimiter[static_cast<unsigned char>(c)]; };
+    auto begin = std::find_if_not(text.begin(), text.end(), delimits);
+    while (begin != text.end()) {
+        const auto end = std::find_if(begin, text.end(), delimits);
+        visit(std::string_view(begin, end));
+        begin = std::find_if_not(end, text.end(), delimits);
     }
 }
 

@@ -135,14 +135,19 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
     }
 }
 
-/// Stack index of the lowest of the `count` returned values: a value that is itself several returned values counts
-/// with all its cells.
+/// Stack index of the lowest of the `count` returned values: a value that is itself several returned values, or a list
+/// between two marks, counts with all its cells.
 int firstReturned(EngineContext& ctx, int count) {
     int first = ctx.stack.size();
     for (int i = 0; i < count && first > ctx.base(); ++i) {
         --first;
         const ValueCell& cell = ctx.stack.at(first);
-        if (cell.type == ReturnCount) first -= static_cast<int>(cell.payload.number);
+        if (cell.type == ReturnCount) {
+            first -= static_cast<int>(cell.payload.number);
+        } else if (cell.type == ListMark) {
+            do --first;
+            while (first > ctx.base() && ctx.stack.at(first).type != ListMark);
+        }
     }
     return std::max(first, ctx.base());
 }
