@@ -45,10 +45,11 @@ void goToLine(const EngineContext& ctx, OpenFile& file, std::int64_t line) {
         platform::flushFile(file.stream.get());  // what was written may belong to the lines in between
         seek(file, lineOffset(ctx, file, place), SeekFrom::Start);
     } else {
-        // Reading one line after the other needs no seeking, unless lines may have been written over.
-        const bool stands = file.standsAtLine >= 0 && file.mode.find('+') == std::string::npos;
-        std::int64_t toSkip = stands ? line - file.standsAtLine : -1;
-        if (toSkip < 0 || toSkip > place.linesToSkip) {
+        // Reading one line after the other needs no seeking, unless lines were written over since.
+        std::int64_t toSkip = file.standsAtLine < 0 ? -1 : line - file.standsAtLine;
+        const bool moved =
+            place.linesToSkip == 0 && platform::filePosition(file.stream.get()) != place.offset;
+        if (toSkip < 0 || toSkip > place.linesToSkip || moved) {
             seek(file, place.offset, SeekFrom::Start);
             toSkip = place.linesToSkip;
         }
@@ -120,8 +121,9 @@ void offset(FileCall& call) {
     if (call.argc == 2 && !(from = seekOrigin(call.arg(1)))) return call.failType(2);
     if (!call.arg(0).isNumeric()) return call.failType(1);
     const std::int64_t position = truncate(call.arg(0).payload.number);
+    seek(call.file(), position, *from);
     // Meant: only the very end counts as the end, and no position beyond it.
-    if (seek(call.file(), position, *from)) call.file().eof = position == 0 && from == SeekFrom::End;
+    call.file().eof = position == 0 && from == SeekFrom::End;
     call.none();
 }
 

@@ -27,7 +27,12 @@ TEST_F(FileTest, manyLinesAreFoundThroughTheIndex) {
 
 TEST_F(FileTest, linesStayWhereTheyWereWhenTheFileWasOpened) {
     openWith("ab\ncd\nef\n", "r+");
-    expectCalls("write('xxxxx') 5i; line(3i) ; offset 6i; read(3i) 'ef'; line(1i) ; read 'xxxxx'; line(2i) ; offset 3i");
+    expectCalls(
+        "write('xxxxx') 5i; line(3i) ; offset 6i; read(3i) 'ef'; line(1i) ; read 'xxxxx'; line(2i) ; offset "
+        "3i");
+    openWith("ab\ncd\nef\n", "r");
+    put("xxxxx\nef\n");  // somebody else
+    expectCalls("read 'xxxxx'; line(2i) ; offset 3i");
 }
 
 TEST_F(FileTest, parseCutsLinesIntoTokens) {
@@ -60,7 +65,7 @@ TEST_F(FileTest, textsAreWrittenAsTheyRead) {
     ArrayRecord* numbers = makeElements({I(1), I(2)});
     expectCalls("setDelimiter ', '; setDelimiter nil");
     EXPECT_EQ(method("writeln", {A(numbers)}), "3i");
-    expectCalls("setDelimiter(59) nil");
+    expectCalls("setDelimiter(0) nil; setDelimiter(59) ''");
     EXPECT_EQ(method("writeln", {A(numbers)}), "4i");
     expectCalls(
         "printNil('TRUE') 1i; printNil('yes') 1i; printNil(nil) 0i; printNil(0.9) 0i; printNil(-1i) 0i; "

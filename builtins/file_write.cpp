@@ -238,7 +238,8 @@ void setDelimiter(FileCall& call) {
         if (given.isText())
             next = given.payload.text;
         else if (given.isNumeric())
-            next = std::string(1, static_cast<char>(truncate32(given.payload.number)));
+            next = std::string(1, static_cast<char>(truncate32(given.payload.number)))
+                       .c_str();  // 0 is no character
         else
             return call.failType(1);
     }

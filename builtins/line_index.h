@@ -11,9 +11,9 @@ namespace kestrel::builtins {
 /// Counts the lines of a text and remembers where some of them begin. A line ends with a LF, a CR and a LF,
 /// or a CR alone; what follows the last line end is no line.
 ///
-/// Every beginning is kept as it was when the text was taken in, whatever is written into the file later. Where
-/// there are too many, every second one goes, so that the index of the largest file stays small; from the one
-/// before the wanted line on the reader counts lines itself.
+/// Every beginning is kept as it was when the text was taken in, whatever is written into the file later.
+/// Where there are too many, every second one goes, so that the index of the largest file stays small; from
+/// the one before the wanted line on the reader counts lines itself.
 class LineIndex {
 public:
     /// Takes in the next piece of the text.

@@ -28,7 +28,7 @@ void loadArrayFile(EngineContext& ctx, ArrayRecord& array, std::string_view name
         ctx.abortWith("#ELine %d, cannot access file \"%s\"", ctx.run.currentLine, path);
         return;
     }
-    const platform::FileHandle file = platform::openFile(path, "r");
+    const platform::FileHandle file = platform::openRegularFile(path);
     if (file == nullptr) {
         ctx.abortWith("#ELine %d, cannot open file \"%s\"", ctx.run.currentLine, path);
         return;
