@@ -1,21 +1,19 @@
 #include "builtins/joined_text.h"
 
+#include "engine/format.h"
 #include "engine/text.h"
 #include "engine/text_buffer.h"
 
-#include <optional>
 #include <utility>
 
 namespace kestrel::builtins {
 
-namespace {
-
-std::optional<std::string> textOf(const ValueCell& cell, FileText fileText) {
+std::optional<std::string> pieceText(const ValueCell& cell, FileText fileText) {
     if (cell.type == FileObj && fileText == FileText::Name) return fileName(cell);
+    // Meant: these functions show the low 32 bits of an Integer; "+" and messages show all of it.
+    if (cell.type == Integer) return formatInt(truncate32(cell.payload.number));
     return valueText(cell);
 }
-
-}  // namespace
 
 std::string joinArguments(BuiltinCall& call, std::string_view warning, FileText fileText) {
     std::string text;
@@ -23,7 +21,7 @@ std::string joinArguments(BuiltinCall& call, std::string_view warning, FileText 
     for (int i = 0; i < call.argc; ++i) {
         const ValueCell& cell = call.arg(i);
         if (cell.type != Nil) {
-            if (std::optional<std::string> own = textOf(cell, fileText))
+            if (std::optional<std::string> own = pieceText(cell, fileText))
                 last = std::move(*own);
             else
                 call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1);

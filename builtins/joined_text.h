@@ -3,6 +3,7 @@
 
 #include "engine/builtin.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,10 @@ namespace kestrel::builtins {
 
 /// How a file object reads in a joined text.
 enum class FileText { Quoted /* (FILEOBJ)"name" */, Name };
+
+/// The text of one value; nothing for a kind that has none.
+[[nodiscard]] std::optional<std::string> pieceText(const ValueCell& cell,
+                                                   FileText fileText = FileText::Quoted);
 
 /// The text forms of all arguments, joined with no separator. An argument that has none repeats the text of
 /// the argument before it: silently where it is Nil, with a warning otherwise. A text that grows too long

@@ -1,6 +1,7 @@
 // Commands for the command processor: system, systemex.
 #include "builtins/arguments.h"
 #include "builtins/handlers.h"
+#include "builtins/joined_text.h"
 #include "builtins/process_state.h"
 #include "builtins/several_texts.h"
 #include "engine/file_names.h"
@@ -74,8 +75,7 @@ bool severalCommands(BuiltinCall& call) {
 /// An argument's text; nothing, after a warning, for one that adds nothing to the command.
 std::optional<std::string> pieceOf(BuiltinCall& call, int i) {
     const ValueCell& cell = call.arg(i);
-    if (cell.type == FileObj) return fileName(cell);
-    std::optional<std::string> text = cell.type != Nil ? valueText(cell) : std::nullopt;
+    std::optional<std::string> text = cell.type != Nil ? pieceText(cell, FileText::Name) : std::nullopt;
     if (!text)
         call.ctx.reporter.report("#WLine %d, invalid argument %d type to %s()", call.ctx.run.currentLine,
                                  i + 1, call.name);

@@ -35,7 +35,7 @@ const char* arrayName(const ValueCell& reference) noexcept {
 void appendToText(BuiltinCall& call) {
     if (!canFollowText(call.arg(1))) return fail(call, "#ELine %d, invalid argument 2 type to append()");
     const std::string_view first = call.arg(0).payload.text;
-    const std::string second = valueText(call.arg(1)).value_or("");
+    const std::string second = pieceText(call.arg(1)).value_or("");
     char* joined = makeTextBuffer(call.ctx, first.size() + 1 + second.size());
     if (joined == nullptr) return call.result(ValueCell::ofNil());
     char* end = std::copy(first.begin(), first.end(), joined);

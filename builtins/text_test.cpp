@@ -24,6 +24,8 @@ TEST_F(TextTest, joinsAndFormats) {
         {"append", {S("x"), N(1)}, "'x 1'"},
         {"append", {S("x"), V(1, 2, 3)}, "'x 1 2 3'"},
         {"append", {S("x"), I(2.9)}, "'x 2'"},
+        {"append", {S("x"), I(2147483648.0)}, "'x -2147483648'"},
+        {"string", {I(4294967297.5), N(4294967297.5)}, "'14.29497e+09'"},
     });
     EXPECT_TRUE(shown.empty());
     EXPECT_EQ(call("string", {S("a"), A(makeElements({N(1)})), S("b")}), "'aab'");

@@ -12,7 +12,8 @@ namespace kestrel {
 
 namespace {
 
-/// Elements that an array may have. The design's cells fit no more than this into its address space.
+/// Elements that an array may have. More cells than this did not fit into the address space of 32 bits that scripts
+/// were written for.
 constexpr std::int64_t kMaxElements = 30'000'000;
 
 /// Calls visit(k, cell) for each index value of a list, until it says no.

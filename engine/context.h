@@ -96,7 +96,7 @@ struct ControlEntry {
 };
 
 inline constexpr int kControlLimit = 10;
-/// Calls in progress at one time. The design bounds calls by memory only; this keeps a runaway recursion from eating
+/// Calls in progress at one time. Calls are bounded by memory only; this keeps a runaway recursion from eating
 /// the machine.
 inline constexpr std::size_t kFrameLimit = 20000;
 

@@ -57,7 +57,7 @@ public:
     [[nodiscard]] std::size_t liveBytes() const noexcept;
     [[nodiscard]] std::uint64_t allocations() const noexcept;
     [[nodiscard]] std::uint64_t releases() const noexcept;
-    /// Largest total that `alloc` grants, in bytes. Default 2 GiB, what the design's 32-bit process could hold.
+    /// Largest total that `alloc` grants, in bytes. Default 2 GiB, what a process of 32 bits could hold.
     void setLimit(std::size_t bytes) noexcept;
 
 private:

@@ -28,7 +28,7 @@ struct Variable;
 struct ArrayRecord;
 struct RecordInstance;
 
-/// Type tags. The numbers are part of the design: constants use their instruction's code as tag, and scripts'
+/// Type tags. The numbers are fixed: constants use their instruction's code as tag, and scripts'
 /// state on disk and in shared memory carries them.
 enum Tag : std::int32_t {
     Uninitialized = 0,   ///< only ever a variable's or a fresh element's type

@@ -14,7 +14,7 @@ namespace kestrel {
 
 class Compiler;
 
-/// Besides the design's line counter, which belongs to the Compiler and which inserts, libraries and "@line"
+/// Besides the language's line counter, which belongs to the Compiler and which inserts, libraries and "@line"
 /// markers move, the scanner counts the true lines and columns of its input, so that every token has its true
 /// place.
 class Scanner {
