@@ -182,15 +182,6 @@ TEST_F(FileErrorsTest, endlessTextEndsTheRun) {
     EXPECT_TRUE(shown.empty());
 }
 
-TEST_F(FileErrorsTest, moreTokensThanTheStackHoldsEndTheRun) {
-    std::string line;
-    for (int i = 0; i < 5000; ++i) line += "x ";
-    openWith(line + "\n", "r");
-    method("parse", {S(" ")});
-    EXPECT_EQ(shown.back().line2, "Line 12, too many nested loops and/or function calls");
-    EXPECT_TRUE(ctx.run.abort);
-}
-
 TEST_F(FileErrorsTest, positionsBeyondFourGigabytesAreExact) {
     constexpr std::uintmax_t kSize = 5'000'000'000;
     put("");

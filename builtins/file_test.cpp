@@ -12,19 +12,6 @@ TEST_F(FileTest, linesAreReadInAnyOrder) {
     expectCalls("rewind 0i; line 1i; parse('b') 'a' return 1; read(2i) 'b'");
 }
 
-TEST_F(FileTest, manyLinesAreFoundThroughTheIndex) {
-    std::string text;
-    for (int i = 1; i <= 2000; ++i)
-        text += std::string(static_cast<std::size_t>(i % 7), '-') + std::to_string(i) + "\n";
-    put(text);
-    ASSERT_TRUE(open(path(), "a+"));
-    for (const int line : {1, 2, 256, 257, 258, 1999, 2000, 300, 512, 513})
-        EXPECT_EQ(method("read", {I(line)}),
-                  "'" + std::string(static_cast<std::size_t>(line % 7), '-') + std::to_string(line) + "'");
-    ASSERT_TRUE(open(path(), "a"));  // the stream itself cannot be read
-    expectCalls("line(299i) ; line 299i; offset " + std::to_string(text.find("-----299\n")) + "i; read nil");
-}
-
 TEST_F(FileTest, linesStayWhereTheyWereWhenTheFileWasOpened) {
     openWith("ab\ncd\nef\n", "r+");
     expectCalls(

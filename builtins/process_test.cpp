@@ -119,19 +119,6 @@ TEST_F(ProcessTest, aFileThatHasTheNameOfABatchFileIsLeftAlone) {
     EXPECT_FALSE(fs::exists(root_ / own));
 }
 
-TEST_F(ProcessTest, outputIsCutAsABufferOf512CharactersTakesIt) {
-    for (const auto& [length, cut] :
-         {std::pair{510, "510"}, {511, "511 0"}, {512, "511 1"}, {1022, "511 511 0"}}) {
-        std::ofstream(root_ / "line") << std::string(static_cast<std::size_t>(length), 'x') << "\n";
-        std::istringstream left(call("systemex", {S("cat line")}));
-        std::string lengths;
-        for (std::string word; left >> word;)
-            if (word.front() == '\'')
-                lengths += (lengths.empty() ? "" : " ") + std::to_string(word.size() - 2);
-        EXPECT_EQ(lengths, cut);
-    }
-}
-
 TEST_F(ProcessTest, moreValuesThanTheStackHoldsEndTheRun) {
     for (int i = 0; i < 20; ++i) std::ofstream(root_ / std::to_string(i));
     for (const Row& row : {Row{"systemex", {S("ls")}, ""}, Row{"matchfiles", {S("."), S("*")}, ""}}) {

@@ -55,22 +55,6 @@ TEST_F(Directories, APatternOfManyStarsTakesNoTime) {
     EXPECT_EQ(found(pattern + "b"), "");  // would outlast any time limit if each star tried everything
 }
 
-TEST_F(Directories, AreMadeEnteredAndRemoved) {
-    const std::string before = currentDirectory();
-    EXPECT_TRUE(makeDirectory(system_ + "\\New"));
-    EXPECT_FALSE(makeDirectory(system_ + "\\NEW"));  // there is one but for the case
-    EXPECT_FALSE(makeDirectory(""));
-    EXPECT_TRUE(changeDirectory(system_ + "\\new"));
-    EXPECT_EQ(currentDirectory(), system_ + "\\New");
-    EXPECT_FALSE(changeDirectory("none"));
-    EXPECT_FALSE(changeDirectory(""));
-    EXPECT_TRUE(changeDirectory(before));
-    std::ofstream(root_ / "New" / "file");
-    EXPECT_FALSE(removeDirectory(system_ + "\\New"));
-    fs::remove(root_ / "New" / "file");
-    EXPECT_TRUE(removeDirectory(system_ + "\\new"));
-}
-
 TEST_F(Directories, ANewFileNeverReplacesAnything) {
     const FileHandle file = createFile(system_ + "\\x");
     ASSERT_NE(file, nullptr);

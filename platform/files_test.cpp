@@ -75,27 +75,4 @@ TEST(Files, APipeWithoutAnotherEndDoesNotMakeUsWait) {
     EXPECT_EQ(removeFile(path), 0);
 }
 
-TEST(Files, ClosingTellsWhetherAllWasWritten) {
-    FileHandle full = openFile("/dev/full", "w");
-    ASSERT_NE(full, nullptr);
-    EXPECT_EQ(std::fputs("x", full.get()), 1);
-    EXPECT_EQ(closeFile(std::move(full)), -1);
-    EXPECT_EQ(closeFile(openFile("/dev/null", "w")), 0);
-}
-
-TEST(Files, TheTemporaryDirectoryIsTmpAsItStands) {
-    const std::string native = std::filesystem::temp_directory_path().string();
-    setEnvironment("TMP", "relative/Kept\\As Is");
-    EXPECT_EQ(temporaryDirectory(), "relative/Kept\\As Is");
-    setEnvironment("TMP", "");
-    EXPECT_TRUE(pathExists(temporaryDirectory()));
-    setEnvironment("TMP", native);
-}
-
-TEST(Files, ALibraryThatDoesNotLoadSaysWhy) {
-    std::string error;
-    EXPECT_EQ(DynamicLibrary::open("/nowhere/none.so", error), nullptr);
-    EXPECT_NE(error.find("none.so"), std::string::npos);
-}
-
 }  // namespace kestrel::platform
