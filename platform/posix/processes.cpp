@@ -19,9 +19,22 @@ namespace kestrel::platform {
 
 namespace {
 
+/// What is prepared for a child, step by step.
+class Preparation {
+public:
+    /// False when a step failed: the program would start otherwise than it should.
+    [[nodiscard]] bool complete() const noexcept { return complete_; }
+
+protected:
+    void keep(int error) noexcept { complete_ = complete_ && error == 0; }
+
+private:
+    bool complete_ = true;
+};
+
 /// The steps between fork and exec. posix_spawn takes them, so that nothing of ours runs in the child:
 /// another thread of the host may hold any lock at that moment.
-class ChildFiles {
+class ChildFiles : public Preparation {
 public:
     explicit ChildFiles(const ProcessOptions& options) {
         keep(posix_spawn_file_actions_init(&actions_));
@@ -41,17 +54,12 @@ public:
     ChildFiles(const ChildFiles&) = delete;
     ChildFiles& operator=(const ChildFiles&) = delete;
     [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
-    /// False when a step could not be noted: the program would get other files than it should.
-    [[nodiscard]] bool complete() const noexcept { return complete_; }
 
 private:
-    void keep(int error) noexcept { complete_ = complete_ && error == 0; }
-
     posix_spawn_file_actions_t actions_{};
-    bool complete_ = true;
 };
 
-class ChildAttributes {
+class ChildAttributes : public Preparation {
 public:
     explicit ChildAttributes(const ProcessOptions& options) {
         keep(posix_spawnattr_init(&attributes_));
@@ -70,13 +78,9 @@ public:
     ChildAttributes(const ChildAttributes&) = delete;
     ChildAttributes& operator=(const ChildAttributes&) = delete;
     [[nodiscard]] const posix_spawnattr_t* get() const noexcept { return &attributes_; }
-    [[nodiscard]] bool complete() const noexcept { return complete_; }
 
 private:
-    void keep(int error) noexcept { complete_ = complete_ && error == 0; }
-
     posix_spawnattr_t attributes_{};
-    bool complete_ = true;
 };
 
 bool isPath(std::string_view program) {
