@@ -95,7 +95,8 @@ Matrix rotation(int axis, double angle) {
 
 /// A transform given by one vector: fill(matrix, vector) makes the matrix.
 template <class Fill>
-void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::string_view wrongTarget, Fill fill) {
+void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::string_view wrongTarget,
+                       Fill fill) {
     if (!isTarget(call.arg(1))) return fail(call, wrongTarget);
     if (call.arg(0).type != Vector) return fail(call, wrongVector);
     Matrix matrix;

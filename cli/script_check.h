@@ -9,8 +9,8 @@
 
 namespace kestrel::cli {
 
-/// What a silent compile found out about a script. The module compiles exactly as the language says, and some scripts
-/// would keep it busy for ever; so a command that loads the module compiles the script here first.
+/// What a silent compile found out about a script. The module compiles exactly as the language says, and some
+/// scripts would keep it busy for ever; so a command that loads the module compiles the script here first.
 class ScriptCheck {
 public:
     /// False: the script must not reach the module, because loading it would never end. Tell the user with

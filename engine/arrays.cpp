@@ -12,8 +12,8 @@ namespace kestrel {
 
 namespace {
 
-/// Elements that an array may have. More cells than this did not fit into the address space of 32 bits that scripts
-/// were written for.
+/// Elements that an array may have. More cells than this did not fit into the address space of 32 bits that
+/// scripts were written for.
 constexpr std::int64_t kMaxElements = 30'000'000;
 
 /// Calls visit(k, cell) for each index value of a list, until it says no.
@@ -35,7 +35,8 @@ bool requireList(EngineContext& ctx, const IndexList& list) {
 
 bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
     if (cell.isNumeric()) return true;
-    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine, variable.name);
+    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine,
+                  variable.name);
     return false;
 }
 
@@ -50,8 +51,8 @@ void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& v
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
     if (!position) return;
     if (*position < 1 || *position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, *position, variable.name,
-                      dimensionText(array));
+        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, *position,
+                      variable.name, dimensionText(array));
         return;
     }
     const ValueCell& element = array.elements[static_cast<std::size_t>(*position - 1)];
@@ -68,8 +69,8 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (list.count != 1) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'", ctx.run.currentLine,
-                      list.count, variable.ownerName(), variable.name);
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
+                      ctx.run.currentLine, list.count, variable.ownerName(), variable.name);
         return;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
@@ -79,8 +80,8 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
     ctx.stack.dropTo(list.first);
     if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
         // Only reported, by design: the run goes on without a value.
-        ctx.reporter.report("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, position,
-                            variable.ownerName(), variable.name);
+        ctx.reporter.report("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine,
+                            position, variable.ownerName(), variable.name);
         return;
     }
     ctx.pushText(text.substr(static_cast<std::size_t>(position - 1), 1));
@@ -114,7 +115,8 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     });
     if (!ok) return -1;
     if (product < 1) {
-        ctx.abortWith("#ELine %d, illegal array size (%d) for array %s", ctx.run.currentLine, product, variable.name);
+        ctx.abortWith("#ELine %d, illegal array size (%d) for array %s", ctx.run.currentLine, product,
+                      variable.name);
         return -1;
     }
     if (list.count > kMaxDimensions) {
@@ -147,7 +149,8 @@ void declareArray(EngineContext& ctx, const CodeNode& node) {
     if (!requireList(ctx, list)) return;
     if (const ArrayRecord* array = variable.array()) {
         // A declaration in a loop, or in a function called again, keeps the array it made.
-        const bool repeat = !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
+        const bool repeat =
+            !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
         if (!repeat) {
             ctx.stack.dropTo(list.first);
             return;
@@ -193,7 +196,8 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
     if (!fits(ctx, count)) return false;
     const auto size = static_cast<std::size_t>(count);
     for (std::size_t i = size; i < array.elements.size(); ++i) clearElement(ctx, array.elements[i]);
-    if (size > array.elements.capacity()) array.elements.reserve(std::max(size, array.elements.capacity() * 2));
+    if (size > array.elements.capacity())
+        array.elements.reserve(std::max(size, array.elements.capacity() * 2));
     array.elements.resize(size, ValueCell::ofNil());
     array.dims[0] = static_cast<std::int32_t>(count);
     return true;
@@ -237,7 +241,8 @@ IndexList indexListBelow(EngineContext& ctx, int end) {
     return list;
 }
 
-std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list, int k) {
+std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list,
+                                    int k) {
     std::optional<std::int64_t> index;
     const bool exhausted = forEachIndex(ctx, list, [&](int at, const ValueCell& cell) {
         if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.payload.number);
@@ -248,8 +253,8 @@ std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable
 }
 
 // Only the first index is bounded through the position alone.
-std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array, const Variable& variable,
-                                           const IndexList& list) {
+std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
+                                           const Variable& variable, const IndexList& list) {
     std::int64_t position = 0;
     const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
         if (!requireNumericIndex(ctx, cell, variable)) return false;
@@ -284,8 +289,8 @@ std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
     if (!position) return -1;
     if (*position < 1 || *position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, *position, variable.name,
-                      array.count());
+        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, *position,
+                      variable.name, array.count());
         return -1;
     }
     ctx.stack.dropTo(list.first);
@@ -294,7 +299,9 @@ std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode
 
 const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
     switch (node->mode) {
-        case kDeclare: declareArray(ctx, *node); return node;
+        case kDeclare:
+            declareArray(ctx, *node);
+            return node;
         case kReference:
             ctx.stack.push(ValueCell::ofNode(Array, node));
             return node;
@@ -305,7 +312,9 @@ const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
         case kMemberReference:
             ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
             return node;
-        default: indexValue(ctx, *node->variable); return node;
+        default:
+            indexValue(ctx, *node->variable);
+            return node;
     }
 }
 

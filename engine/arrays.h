@@ -14,19 +14,20 @@ namespace kestrel {
 
 inline constexpr int kMaxDimensions = 10;
 
-/// One array. Elements are ValueCells; the texts they hold are retained pool copies (tag TempString) owned by them.
+/// One array. Elements are ValueCells; the texts they hold are retained pool copies (tag TempString) owned by
+/// them.
 struct ArrayRecord {
     std::array<std::int32_t, kMaxDimensions> dims{-1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
     std::int32_t dimCount = 0;
     const CodeNode* declNode = nullptr;
-    FunctionRecord* owner = nullptr;        ///< the function active when it was created
-    std::vector<ValueCell> elements;        ///< row-major; a fresh element is Nil, of array() Uninitialized
-    std::size_t index = 0;                  ///< position in EngineContext::arrays
+    FunctionRecord* owner = nullptr;  ///< the function active when it was created
+    std::vector<ValueCell> elements;  ///< row-major; a fresh element is Nil, of array() Uninitialized
+    std::size_t index = 0;            ///< position in EngineContext::arrays
     [[nodiscard]] std::int64_t count() const noexcept { return static_cast<std::int64_t>(elements.size()); }
 };
 
-/// Makes an array of these dimensions and enters it in the context. `fill` is the tag of fresh elements (Nil or
-/// Uninitialized).
+/// Makes an array of these dimensions and enters it in the context. `fill` is the tag of fresh elements (Nil
+/// or Uninitialized).
 /// @return null after reporting memory exhaustion
 ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill);
 
@@ -37,15 +38,15 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count);
 /// Releases what an element holds (its text) and makes it Nil.
 void clearElement(EngineContext& ctx, ValueCell& element);
 
-/// Stores a value in an element or record member: texts become retained copies, everything else is copied. The value
-/// stays owned by the caller.
+/// Stores a value in an element or record member: texts become retained copies, everything else is copied.
+/// The value stays owned by the caller.
 void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value);
 
 /// A copy of a stored value for the stack: texts are borrowed, objects shared.
 [[nodiscard]] ValueCell borrowValue(const ValueCell& stored) noexcept;
 
-/// Computes the position of the element named by the index list on top of the stack (DimMark, SepMark, i, ...),
-/// drops the list, and checks it as compound assignment and "++"/"--" do.
+/// Computes the position of the element named by the index list on top of the stack (DimMark, SepMark, i,
+/// ...), drops the list, and checks it as compound assignment and "++"/"--" do.
 /// @param node  the OP_INDEX node (its variable names the array in messages)
 /// @return the 0-based position, or -1 after reporting (the abort flag is set)
 std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node);
@@ -56,19 +57,19 @@ const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node);
 
 /// An index list on the stack: DimMark, SepMark, i, SepMark, j ...
 struct IndexList {
-    int first = 0;   ///< stack index of the DimMark; below the function's base when there is none
-    int count = 0;   ///< number of indexes
-    int end = 0;     ///< stack index behind the list
+    int first = 0;  ///< stack index of the DimMark; below the function's base when there is none
+    int count = 0;  ///< number of indexes
+    int end = 0;    ///< stack index behind the list
 };
 /// The list that ends below stack index `end`.
 [[nodiscard]] IndexList indexListBelow(EngineContext& ctx, int end);
 
 /// The k-th index (from 0), truncated. Reports one that is no number, or missing, and gives nothing.
-[[nodiscard]] std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list,
-                                                  int k);
+[[nodiscard]] std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable,
+                                                  const IndexList& list, int k);
 
-/// The 1-based linear position of the element; anything outside 1..count is invalid. Reports an index that is no number
-/// or exceeds its dimension and gives nothing. The number of indexes has been checked.
+/// The 1-based linear position of the element; anything outside 1..count is invalid. Reports an index that is
+/// no number or exceeds its dimension and gives nothing. The number of indexes has been checked.
 [[nodiscard]] std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
                                                          const Variable& variable, const IndexList& list);
 

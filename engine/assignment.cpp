@@ -39,10 +39,13 @@ void reportNoValue(EngineContext& ctx) {
             name = variable.name;
         }
     }
-    ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine, owner, name);
+    ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine, owner,
+                  name);
 }
 
-void illegalType(EngineContext& ctx) { ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine); }
+void illegalType(EngineContext& ctx) {
+    ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
+}
 
 void illegalMemberType(EngineContext& ctx) {
     ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
@@ -51,22 +54,30 @@ void illegalMemberType(EngineContext& ctx) {
 /// The name that messages give to host objects, which elements cannot hold; null for other kinds.
 const char* internalObjectName(std::int32_t type) noexcept {
     switch (type) {
-        case BoneObj: return "BoneObj";
-        case LightObj: return "LightObj";
-        case CameraObj: return "CameraObj";
-        case SceneObj: return "SceneObj";
-        case ImageListObj: return "ImageListObj";
-        case ShaderObj: return "ShaderObj";
-        case HxioObj: return "HxioObj";
-        default: return nullptr;
+        case BoneObj:
+            return "BoneObj";
+        case LightObj:
+            return "LightObj";
+        case CameraObj:
+            return "CameraObj";
+        case SceneObj:
+            return "SceneObj";
+        case ImageListObj:
+            return "ImageListObj";
+        case ShaderObj:
+            return "ShaderObj";
+        case HxioObj:
+            return "HxioObj";
+        default:
+            return nullptr;
     }
 }
 
 /// True when an element of `variable` may hold the value; reports otherwise.
 bool checkElementValue(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
     if (value.type == ArrayRef || value.type == NewArray) {
-        ctx.abortWith("#ELine %d, illegal assignment type: cannot assign array to non-array %s", ctx.run.currentLine,
-                      variable.name);
+        ctx.abortWith("#ELine %d, illegal assignment type: cannot assign array to non-array %s",
+                      ctx.run.currentLine, variable.name);
         return false;
     }
     if (const char* name = internalObjectName(value.type)) {
@@ -95,31 +106,31 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
     Variable& variable = target.variable;
     const char* owner = variable.ownerName();
     if (!value.isText()) {
-        ctx.abortWith("#ELine %d, invalid data type in assignment to character value %s::'%s'", ctx.run.currentLine,
-                      owner, variable.name);
+        ctx.abortWith("#ELine %d, invalid data type in assignment to character value %s::'%s'",
+                      ctx.run.currentLine, owner, variable.name);
         return;
     }
     if (std::strlen(value.payload.text) != 1) {
-        ctx.abortWith("#ELine %d, invalid value in assignment to character value %s::'%s'", ctx.run.currentLine, owner,
-                      variable.name);
+        ctx.abortWith("#ELine %d, invalid value in assignment to character value %s::'%s'",
+                      ctx.run.currentLine, owner, variable.name);
         return;
     }
     if (target.list.count != 1) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'", ctx.run.currentLine,
-                      target.list.count, owner, variable.name);
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
+                      ctx.run.currentLine, target.list.count, owner, variable.name);
         return;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
     if (!index) return;
     if (*index == -1) {
-        ctx.abortWith("#ELine %d, illegal index value -1 for character value %s::'%s'", ctx.run.currentLine, owner,
-                      variable.name);
+        ctx.abortWith("#ELine %d, illegal index value -1 for character value %s::'%s'", ctx.run.currentLine,
+                      owner, variable.name);
         return;
     }
     std::string text = variable.text();
     if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
-        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, *index, owner,
-                      variable.name);
+        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, *index,
+                      owner, variable.name);
         return;
     }
     // A new copy: cells on the stack may still borrow the old text.
@@ -130,8 +141,8 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
 // ---- elements ----
 
 void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
-    ctx.abortWith("#ELine %d, index %d invalid for array %s::%s[%d]", ctx.run.currentLine, index, variable.ownerName(),
-                  variable.name, count);
+    ctx.abortWith("#ELine %d, index %d invalid for array %s::%s[%d]", ctx.run.currentLine, index,
+                  variable.ownerName(), variable.name, count);
 }
 
 /// Makes an array of a variable that is none yet, as LAX mode does on the first assignment to an element.
@@ -167,8 +178,8 @@ ArrayRecord* createOnTheFly(EngineContext& ctx, const ElementTarget& target) {
 
 constexpr std::int64_t kEveryElement = -2;
 
-/// 0-based position of the element, after growing the array where that is allowed; -1 after reporting; kEveryElement for
-/// the single index -1.
+/// 0-based position of the element, after growing the array where that is allowed; -1 after reporting;
+/// kEveryElement for the single index -1.
 std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const ElementTarget& target) {
     const Variable& variable = target.variable;
     if (target.list.count == 1) {
@@ -227,8 +238,11 @@ bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueC
                           value.payload.record->declaration->name->name);
             return false;
         case ArrayRef:
-        case NewArray: ctx.abortWith("#ELine %d, illegal use of data type Array[]", line); return false;
-        default: return checkElementValue(ctx, variable, value);
+        case NewArray:
+            ctx.abortWith("#ELine %d, illegal use of data type Array[]", line);
+            return false;
+        default:
+            return checkElementValue(ctx, variable, value);
     }
 }
 
@@ -275,12 +289,16 @@ void distributeToRecord(EngineContext& ctx, RecordInstance& record, const Values
 void assignReference(EngineContext& ctx, int reference, const ValueCell& value, int position) {
     const ValueCell target = ctx.stack.at(reference);
     switch (target.type) {
-        case VarRef: assignVariable(ctx, targetVariable(*target.payload.node), value); return;
-        case Array: storeElement(ctx, elementTarget(ctx, *target.payload.node, reference), value); return;
+        case VarRef:
+            assignVariable(ctx, targetVariable(*target.payload.node), value);
+            return;
+        case Array:
+            storeElement(ctx, elementTarget(ctx, *target.payload.node, reference), value);
+            return;
         case RecordMemberRef:
             if (position > 0 && !isStorable(value.type)) {
-                ctx.abortWith("#ELine %d, illegal assignment type, element %d, to record member", ctx.run.currentLine,
-                              position);
+                ctx.abortWith("#ELine %d, illegal assignment type, element %d, to record member",
+                              ctx.run.currentLine, position);
                 return;
             }
             writeRecordMember(ctx, *target.payload.node, *target.payload.node->next, value, OP_ASSIGN);
@@ -290,13 +308,16 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             writeMemberOnTop(ctx, value, OP_ASSIGN);
             return;
         case IndexedMemberRef: {
-            const int first = std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+            const int first =
+                std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
             for (int i = first; i < reference; ++i) ctx.stack.push(borrowValue(ctx.stack.at(i)));
             ctx.stack.push(target);
             writeMemberOnTop(ctx, value, OP_ASSIGN);
             return;
         }
-        default: illegalType(ctx); return;
+        default:
+            illegalType(ctx);
+            return;
     }
 }
 
@@ -321,7 +342,8 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const Values& va
     const int members = blockMembers(ctx, open, close);
     if (values.count > members) {
         ctx.reporter.report(
-            "#WLine %d, return value count (%d) exceeds assignment block membership (%d). Discarding excess data.",
+            "#WLine %d, return value count (%d) exceeds assignment block membership (%d). Discarding excess "
+            "data.",
             ctx.run.currentLine, values.count, members);
     }
     int position = 0;
@@ -348,7 +370,8 @@ int referenceStart(EngineContext& ctx, int reference) {
 void distribute(EngineContext& ctx, const Values& values, int lowest, bool isList) {
     const int reference = lowest - 1;
     if (reference < ctx.base()) {
-        ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine, "", "");
+        ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine,
+                      "", "");
         return;
     }
     const ValueCell target = ctx.stack.at(reference);
@@ -441,8 +464,8 @@ void releaseVariableValue(EngineContext& ctx, Variable& variable) {
 
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
     if (value.type != ArrayRef && value.type != NewArray && variable.array() != nullptr) {
-        ctx.reporter.report("#WLine %d, dubious assignment to array %s::%s", ctx.run.currentLine, variable.ownerName(),
-                            variable.name);
+        ctx.reporter.report("#WLine %d, dubious assignment to array %s::%s", ctx.run.currentLine,
+                            variable.ownerName(), variable.name);
     }
     switch (value.type) {
         case Number:
@@ -454,17 +477,21 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             releaseVariableValue(ctx, variable);
             variable.vec = value.payload.vec;
             break;
-        case Nil: releaseVariableValue(ctx, variable); break;
+        case Nil:
+            releaseVariableValue(ctx, variable);
+            break;
         case String:
         case TempString:
             setVariableText(ctx, variable, value.payload.text != nullptr ? value.payload.text : "");
             return;
         case ArrayRef:
-            if (const ArrayRecord* own = variable.array(); own != nullptr && own->count() != value.payload.array->count()) {
+            if (const ArrayRecord* own = variable.array();
+                own != nullptr && own->count() != value.payload.array->count()) {
                 const Variable& source = *value.payload.namedArray.variable;
-                ctx.reporter.report("#WLine %d, size mismatch in array assignment of %s::%s[%d] to %s::%s[%d]",
-                                    ctx.run.currentLine, source.ownerName(), source.name,
-                                    value.payload.array->count(), variable.ownerName(), variable.name, own->count());
+                ctx.reporter.report(
+                    "#WLine %d, size mismatch in array assignment of %s::%s[%d] to %s::%s[%d]",
+                    ctx.run.currentLine, source.ownerName(), source.name, value.payload.array->count(),
+                    variable.ownerName(), variable.name, own->count());
             }
             [[fallthrough]];
         case NewArray:

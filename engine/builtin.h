@@ -10,9 +10,9 @@
 
 namespace kestrel {
 
-/// One call of a built-in in progress. Arguments are the top `argc` cells of the evaluation stack, first argument
-/// deepest. A handler ends with exactly one of result(), results(), none() or fail(); cells it was given are
-/// released then, so texts borrowed from arguments must not be used afterwards.
+/// One call of a built-in in progress. Arguments are the top `argc` cells of the evaluation stack, first
+/// argument deepest. A handler ends with exactly one of result(), results(), none() or fail(); cells it was
+/// given are released then, so texts borrowed from arguments must not be used afterwards.
 class BuiltinCall {
 public:
     BuiltinCall(EngineContext& context, const CodeNode& call, int builtinId, std::string_view builtinName)
@@ -33,8 +33,8 @@ public:
     [[nodiscard]] ValueCell& arg(int i) const noexcept { return ctx.stack.at(base_ + i); }
     /// Stack index of the first argument's slot.
     [[nodiscard]] int base() const noexcept { return base_; }
-    /// The first argument's slot when `count` cells lie below a ReturnCount that is the last argument: handlers that
-    /// accept several returned values widen the call to them.
+    /// The first argument's slot when `count` cells lie below a ReturnCount that is the last argument:
+    /// handlers that accept several returned values widen the call to them.
     void rebase(int base) noexcept { base_ = base; }
 
     /// Replaces the arguments by one value. The cell must not borrow from an argument that is a TempString.
@@ -56,12 +56,13 @@ public:
         slot.type = Vector;
         slot.payload.vec = value;
     }
-    /// Replaces the arguments by a new text (TempString), which may be made of them. Without memory it is Nil.
+    /// Replaces the arguments by a new text (TempString), which may be made of them. Without memory it is
+    /// Nil.
     void resultText(std::string_view text);
     /// Replaces the arguments by one of them, with the text that it owns.
     void resultArgument(int i);
-    /// Replaces the arguments by several values closed by a ReturnCount. Texts that the cells own pass to the stack;
-    /// none may borrow from an argument.
+    /// Replaces the arguments by several values closed by a ReturnCount. Texts that the cells own pass to the
+    /// stack; none may borrow from an argument.
     void results(std::span<const ValueCell> cells);
     /// Drops the arguments; the call has no value.
     void none() { ctx.stack.dropTo(base_); }
@@ -94,8 +95,8 @@ using BuiltinHandler = void (*)(BuiltinCall& call);
 struct BuiltinEntry {
     std::string_view name;
     std::int32_t id;
-    std::int32_t argCount;    ///< exact number of arguments, -1 for any
-    BuiltinHandler handler;   ///< never null: rows without an implementation report so
+    std::int32_t argCount;   ///< exact number of arguments, -1 for any
+    BuiltinHandler handler;  ///< never null: rows without an implementation report so
     std::string_view signature;
     std::string_view description;
 };

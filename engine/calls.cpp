@@ -49,8 +49,8 @@ void callBuiltin(EngineContext& ctx, const CodeNode& node) {
     entry.handler(call);
 }
 
-/// The name of a record declaration called as a function: an instance with the declared members, the first of them
-/// replaced by the arguments in order.
+/// The name of a record declaration called as a function: an instance with the declared members, the first of
+/// them replaced by the arguments in order.
 void construct(EngineContext& ctx, const CodeNode& node) {
     const RecordTemplate& declaration = *node.constructor;
     if (!ctx.need(node.argc)) return;
@@ -81,11 +81,13 @@ void callOther(EngineContext& ctx, const CodeNode& node) {
     }
 }
 
-/// A whole variable as argument: the parameter takes over its alias, type, number and flags and a copy of its text.
+/// A whole variable as argument: the parameter takes over its alias, type, number and flags and a copy of its
+/// text.
 bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* source, int position,
                        const char* function) {
     if (source == nullptr) {
-        ctx.abortWith("#ELine %d, bad argument #%d to function %s()", ctx.run.currentLine, position, function);
+        ctx.abortWith("#ELine %d, bad argument #%d to function %s()", ctx.run.currentLine, position,
+                      function);
         return false;
     }
     parameter.alias = source->alias;
@@ -97,7 +99,8 @@ bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* 
 }
 
 /// @return false when binding has to stop
-bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position, const char* function) {
+bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position,
+                  const char* function) {
     releaseVariableValue(ctx, parameter);
     parameter.number = 0.0;
     parameter.object = nullptr;
@@ -111,7 +114,8 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
         case VarRef:  // reached when a call brings fewer arguments than parameters: a reference counts as 0
             parameter.type = Number;
             return true;
-        case VarArgRef: return bindWholeVariable(ctx, parameter, cell.payload.variable, position, function);
+        case VarArgRef:
+            return bindWholeVariable(ctx, parameter, cell.payload.variable, position, function);
         case String:
         case TempString:
             parameter.type = String;
@@ -125,7 +129,9 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
             parameter.type = Array;
             parameter.object = cell.payload.array;
             return true;
-        case Nil: parameter.type = Nil; return true;
+        case Nil:
+            parameter.type = Nil;
+            return true;
         default:
             if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
             if (cell.type == UserRecord) holdRecord(ctx, cell.payload.record);
@@ -135,8 +141,8 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
     }
 }
 
-/// Stack index of the lowest of the `count` returned values: a value that is itself several returned values, or a list
-/// between two marks, counts with all its cells.
+/// Stack index of the lowest of the `count` returned values: a value that is itself several returned values,
+/// or a list between two marks, counts with all its cells.
 int firstReturned(EngineContext& ctx, int count) {
     int first = ctx.stack.size();
     for (int i = 0; i < count && first > ctx.base(); ++i) {
@@ -163,14 +169,14 @@ void settleReturned(EngineContext& ctx, int count) {
     ctx.stack.forgetTo(to + size - from);
 }
 
-/// A call with too few arguments binds cells of its caller. What it took from below the caller's own part of the stack
-/// comes back as zeros, so that the caller's next statement finds the stack where it left it.
+/// A call with too few arguments binds cells of its caller. What it took from below the caller's own part of
+/// the stack comes back as zeros, so that the caller's next statement finds the stack where it left it.
 void refillCaller(EngineContext& ctx) {
     while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
 }
 
-/// A function's local record instances end with its activation, unless they are among the values it returns; those
-/// stay alive as long as the stack refers to them.
+/// A function's local record instances end with its activation, unless they are among the values it returns;
+/// those stay alive as long as the stack refers to them.
 void releaseLocalRecords(EngineContext& ctx, FunctionRecord& function) {
     for (Variable* local = function.locals.head; local != nullptr; local = local->next) {
         if (local->type != UserRecord) continue;
@@ -201,8 +207,8 @@ void executeFunctionEntry(EngineContext& ctx) {
     if (count <= 0) return;
     if (ctx.stack.size() < count) {
         ctx.run.calls.back().base = ctx.run.base = 0;
-        ctx.abortWith("#ELine %d, bad argument count in call to function %s(): expecting %d", ctx.run.currentLine,
-                      function.name, count);
+        ctx.abortWith("#ELine %d, bad argument count in call to function %s(): expecting %d",
+                      ctx.run.currentLine, function.name, count);
         return;
     }
     const int base = ctx.base();

@@ -37,7 +37,9 @@ void EngineContext::reset() {
     run.frames.emplace_back();
 }
 
-void EngineContext::stackEmpty() { abortWith("#ELine %d, stack empty", run.currentLine); }
+void EngineContext::stackEmpty() {
+    abortWith("#ELine %d, stack empty", run.currentLine);
+}
 
 void EngineContext::memoryExhausted() {
     run.abort = true;

@@ -27,11 +27,11 @@ struct RecordInstance;
 /// Option flags that pragmas set. Each lasts from one load of a script to the next.
 struct Options {
     bool strict = false;
-    bool autoerror = false;      ///< accepted, without effect
+    bool autoerror = false;  ///< accepted, without effect
     bool asyncspawn = false;
-    bool nonrandom = false;      ///< no line index for files
-    bool literalpaths = false;   ///< file names keep their "/"
-    std::string debugName;       ///< pragma "debug"
+    bool nonrandom = false;     ///< no line index for files
+    bool literalpaths = false;  ///< file names keep their "/"
+    std::string debugName;      ///< pragma "debug"
 };
 
 /// Finds a component of a script (insert file, library) on the library search path or by asking the user.
@@ -50,9 +50,9 @@ public:
     virtual void line(EngineContext& ctx, const CodeNode& node) = 0;
 };
 
-/// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run stops at
-/// the next backward jump or call (after a built-in, which may have waited), storing the line it stopped at. The run's
-/// abort flag is set then; nothing is reported.
+/// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run
+/// stops at the next backward jump or call (after a built-in, which may have waited), storing the line it
+/// stopped at. The run's abort flag is set then; nothing is reported.
 struct RunWatch {
     volatile std::int32_t requested = 0;
     volatile std::int32_t line = 0;
@@ -66,8 +66,8 @@ public:
     virtual void flush() noexcept {}
 };
 
-/// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null where the
-/// comment says so.
+/// What lies above the engine, handed in when a context is made. Pointers are borrowed; each may be null
+/// where the comment says so.
 struct EngineServices {
     MessageSink* messages = nullptr;         ///< null: messages only count
     const BuiltinTable* builtins = nullptr;  ///< required
@@ -77,10 +77,10 @@ struct EngineServices {
     ObjectKind* shaderKind = nullptr;
     ObjectKind* fileKind = nullptr;
     ObjectKind* agentKind = nullptr;
-    RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
-    PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
-    ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
-    void* host = nullptr;                    ///< what host-side built-ins find again; the engine never looks at it
+    RunWatch* watch = nullptr;         ///< null: runs are never ended from outside
+    PersistentStore* store = nullptr;  ///< null: nothing can be stored, nothing is found
+    ProcessState* process = nullptr;   ///< required by the built-ins that reach the operating system
+    void* host = nullptr;              ///< what host-side built-ins find again; the engine never looks at it
 };
 
 /// An active call: the function and the first stack cell that belongs to it.
@@ -92,31 +92,31 @@ struct CallRecord {
 /// A loop, switch, select or call in progress. At most ten per frame.
 struct ControlEntry {
     const CodeNode* node;
-    std::int32_t kind;          ///< OP_WHILE, OP_FORTEST, OP_SWITCH, OP_SELECT or OP_CALL
+    std::int32_t kind;  ///< OP_WHILE, OP_FORTEST, OP_SWITCH, OP_SELECT or OP_CALL
 };
 
 inline constexpr int kControlLimit = 10;
-/// Calls in progress at one time. Calls are bounded by memory only; this keeps a runaway recursion from eating
-/// the machine.
+/// Calls in progress at one time. Calls are bounded by memory only; this keeps a runaway recursion from
+/// eating the machine.
 inline constexpr std::size_t kFrameLimit = 20000;
 
 struct Frame {
-    Frame() {}                  // NOLINT: entries above `top` are never read, so they are left as they are
-    std::int32_t top = -1;      ///< index of the innermost entry
+    Frame() {}              // NOLINT: entries above `top` are never read, so they are left as they are
+    std::int32_t top = -1;  ///< index of the innermost entry
     std::array<ControlEntry, kControlLimit> entries;
 };
 
 /// The state of a run.
 struct RunState {
-    bool abort = false;         ///< a fatal error happened: the run ends after the current instruction
-    bool stop = false;          ///< the debugger said so, or the time is up
-    bool returned = false;      ///< a `return` is on its way to the function's end: its values are on the stack
-    std::int32_t currentLine = 1;      ///< what every "Line %d" prints
-    const CodeNode* node = nullptr;    ///< the instruction being executed
-    std::vector<Frame> frames;         ///< frames.back() is the running one
-    std::vector<CallRecord> calls;     ///< innermost last; changed through pushCall() and trimCalls()
-    std::int32_t base = 0;             ///< calls.back().base, 0 without calls
-    LineHook* hook = nullptr;          ///< null: no debugger
+    bool abort = false;     ///< a fatal error happened: the run ends after the current instruction
+    bool stop = false;      ///< the debugger said so, or the time is up
+    bool returned = false;  ///< a `return` is on its way to the function's end: its values are on the stack
+    std::int32_t currentLine = 1;    ///< what every "Line %d" prints
+    const CodeNode* node = nullptr;  ///< the instruction being executed
+    std::vector<Frame> frames;       ///< frames.back() is the running one
+    std::vector<CallRecord> calls;   ///< innermost last; changed through pushCall() and trimCalls()
+    std::int32_t base = 0;           ///< calls.back().base, 0 without calls
+    LineHook* hook = nullptr;        ///< null: no debugger
 
     void pushCall(FunctionRecord* function, std::int32_t firstCell) {
         calls.push_back({function, firstCell});
@@ -142,13 +142,15 @@ public:
     EvalStack stack;
     Options options;
     std::unique_ptr<Program> program;
-    std::uint32_t randomState = 1;     ///< of random() and randu()
-    std::string scriptFile;            ///< path as handed to the compiler, letter case kept
-    int instanceNumber = 1;            ///< INSTANCE is "pt%d" of it
-    std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every array of the script, until teardown
-    std::vector<std::unique_ptr<RecordInstance>> records;  ///< every record instance; records.h says when one goes
-    std::size_t looseRecords = 0;      ///< instances that nobody holds
-    std::vector<std::unique_ptr<ScriptResource>> resources;  ///< let go before the pool, in which they keep texts
+    std::uint32_t randomState = 1;                     ///< of random() and randu()
+    std::string scriptFile;                            ///< path as handed to the compiler, letter case kept
+    int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
+    std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every array of the script, until teardown
+    std::vector<std::unique_ptr<RecordInstance>>
+        records;                   ///< every record instance; records.h says when one goes
+    std::size_t looseRecords = 0;  ///< instances that nobody holds
+    std::vector<std::unique_ptr<ScriptResource>>
+        resources;  ///< let go before the pool, in which they keep texts
 
     /// Reports a fatal error: sets the abort flag, then reports.
     template <class... Args>
@@ -161,12 +163,14 @@ public:
     [[nodiscard]] std::int32_t base() const noexcept { return run.base; }
     /// True when the running function owns at least `n` cells; otherwise reports "stack empty" and aborts.
     [[nodiscard]] bool need(int n) {
-        if (stack.size() - base() >= n) [[likely]] return true;
+        if (stack.size() - base() >= n) [[likely]]
+            return true;
         stackEmpty();
         return false;
     }
 
-    /// Where it is said that the run is to end, as the platform's waits want it; null when nobody ever says so.
+    /// Where it is said that the run is to end, as the platform's waits want it; null when nobody ever says
+    /// so.
     [[nodiscard]] platform::CancelFlag cancelFlag() const noexcept {
         return services.watch != nullptr ? &services.watch->requested : nullptr;
     }
@@ -175,10 +179,12 @@ public:
         return services.watch != nullptr && services.watch->requested != 0;
     }
 
-    /// Pushes a text made by the engine: a pool copy owned by the cell. Nothing is pushed when memory is exhausted.
+    /// Pushes a text made by the engine: a pool copy owned by the cell. Nothing is pushed when memory is
+    /// exhausted.
     void pushText(std::string_view text);
 
-    /// Forgets the script and everything it made (no script code runs): program, stack, pool, options, counters.
+    /// Forgets the script and everything it made (no script code runs): program, stack, pool, options,
+    /// counters.
     void reset();
 
 private:

@@ -80,8 +80,8 @@ const CodeNode* executeContinue(EngineContext& ctx) {
         --ctx.run.frames.back().top;
         return entry->node->link;
     }
-    // Not popped: for a `for` the step code runs next; a switch or select starts over behind its opening, which is
-    // meant that way.
+    // Not popped: for a `for` the step code runs next; a switch or select starts over behind its opening,
+    // which is meant that way.
     return entry->node;
 }
 

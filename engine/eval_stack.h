@@ -43,19 +43,22 @@ public:
     }
     /// The same for a cell that is a tag and one double (Number, Integer, marks): writes only those.
     void pushScalar(std::int32_t tag, double value) {
-        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = tag;
         cell.payload.number = value;
     }
     void pushVector(const Vec3& v) {
-        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = Vector;
         cell.payload.vec = v;
     }
     void pushNode(std::int32_t tag, const CodeNode* node) {
-        if (sp_ == kStackCells) [[unlikely]] return overflow_.stackOverflow();
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = tag;
         cell.payload.node = node;

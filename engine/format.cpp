@@ -62,8 +62,9 @@ T parseReal(std::string_view text, std::size_t* used) {
     if (start < text.size() && (text[start] == '-' || text[start] == '+')) ++start;
     // from_chars would also take "inf" and "nan" here.
     const std::string_view number = text.substr(start);
-    const bool plausible = !number.empty() && (ascii::isDigit(number[0]) ||
-                                               (number[0] == '.' && number.size() > 1 && ascii::isDigit(number[1])));
+    const bool plausible =
+        !number.empty() &&
+        (ascii::isDigit(number[0]) || (number[0] == '.' && number.size() > 1 && ascii::isDigit(number[1])));
     if (!plausible) return T(0);
 
     T value = T(0);

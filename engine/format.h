@@ -32,8 +32,8 @@ char* writeVector(double x, double y, double z, char separator, char* out) noexc
 /// x, y, z in "%g", joined by `separator` (' ' or ',').
 [[nodiscard]] std::string formatVector(double x, double y, double z, char separator);
 
-/// Reads a leading decimal floating-point number after optional white space, as C's strtod does in the "C" locale
-/// (no hexadecimal, no "inf"/"nan").
+/// Reads a leading decimal floating-point number after optional white space, as C's strtod does in the "C"
+/// locale (no hexadecimal, no "inf"/"nan").
 /// @param used  receives how many characters were consumed, 0 when there is no number; may be null
 /// @return      the value, 0 when there is none
 [[nodiscard]] double parseDouble(std::string_view text, std::size_t* used = nullptr);

@@ -62,8 +62,8 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
         ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
                       variable.name, index + 1);
     } else if (!incrementStored(ctx, op, element)) {
-        ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine, variable.name,
-                      index + 1);
+        ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine,
+                      variable.name, index + 1);
     }
 }
 
@@ -118,16 +118,26 @@ ValueCell variableCell(Variable& variable) noexcept {
     cell.type = variable.type;
     switch (variable.type) {
         case Number:
-        case Integer: cell.payload.number = variable.number; break;
-        case Vector: cell.payload.vec = variable.vec; break;
+        case Integer:
+            cell.payload.number = variable.number;
+            break;
+        case Vector:
+            cell.payload.vec = variable.vec;
+            break;
         case String:
         case TempString:
             cell.type = String;
             cell.payload.text = variable.object != nullptr ? variable.text() : "";
             break;
-        case Array: cell = ValueCell::ofArray(variable.array(), &variable); break;
-        case Nil: cell = ValueCell::ofNil(); break;
-        default: cell.payload.object = variable.object; break;
+        case Array:
+            cell = ValueCell::ofArray(variable.array(), &variable);
+            break;
+        case Nil:
+            cell = ValueCell::ofNil();
+            break;
+        default:
+            cell.payload.object = variable.object;
+            break;
     }
     return cell;
 }
@@ -138,7 +148,8 @@ void loadVariable(EngineContext& ctx, Variable& variable) {
         return;
     }
     if (ctx.options.strict) {
-        ctx.abortWith("#ELine %d, use of uninitialized variable \"%s\" detected", ctx.run.currentLine, variable.name);
+        ctx.abortWith("#ELine %d, use of uninitialized variable \"%s\" detected", ctx.run.currentLine,
+                      variable.name);
         return;
     }
     variable.type = Nil;
@@ -147,13 +158,19 @@ void loadVariable(EngineContext& ctx, Variable& variable) {
 
 const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
     switch (node->mode) {
-        case kReference: ctx.stack.pushNode(VarRef, node); return node;
+        case kReference:
+            ctx.stack.pushNode(VarRef, node);
+            return node;
         case kMemberRead:
             ctx.stack.pushNode(MemberRef, node);
             readMemberOnTop(ctx);
             return node->next;
-        case kMemberReference: ctx.stack.pushNode(MemberRef, node); return node;
-        case kRecordRead: readRecordMember(ctx, *node, *node->next); return node->next;
+        case kMemberReference:
+            ctx.stack.pushNode(MemberRef, node);
+            return node;
+        case kRecordRead:
+            readRecordMember(ctx, *node, *node->next);
+            return node->next;
         case kRecordReference:
             ctx.stack.pushNode(RecordMemberRef, node);
             return node;
@@ -162,7 +179,9 @@ const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
             ctx.abortWith("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine,
                           node->variable->ownerName(), node->variable->name);
             return node;
-        default: loadVariable(ctx, *node->variable); return node;
+        default:
+            loadVariable(ctx, *node->variable);
+            return node;
     }
 }
 
@@ -179,7 +198,9 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             incrementElement(ctx, *reference.payload.node, node.op);
             return;
         case MemberRef:
-        case IndexedMemberRef: writeMemberOnTop(ctx, ValueCell::ofInteger(1), node.op); return;
+        case IndexedMemberRef:
+            writeMemberOnTop(ctx, ValueCell::ofInteger(1), node.op);
+            return;
         case RecordMemberRef:
             ctx.stack.drop(1);
             writeRecordMember(ctx, *reference.payload.node, recordNode(*reference.payload.node),
@@ -225,7 +246,9 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
             cell.payload.vec = {-v.x, -v.y, -v.z};
             return;
         }
-        case Integer: cell.payload.number = -cell.payload.number; return;
+        case Integer:
+            cell.payload.number = -cell.payload.number;
+            return;
         default: {
             const double value = cell.firstDouble();
             ctx.stack.release(cell);
@@ -242,8 +265,8 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
         Variable& variable = targetVariable(*node.prev);
         ctx.stack.drop(1);
         if (variable.type != Integer && variable.type != Number) {
-            ctx.abortWith("#ELine %d, illegal binary operation on non-numeric, variable %s", ctx.run.currentLine,
-                          variable.name);
+            ctx.abortWith("#ELine %d, illegal binary operation on non-numeric, variable %s",
+                          ctx.run.currentLine, variable.name);
             return;
         }
         const bool zero = variable.type == Integer ? truncate(variable.number) == 0 : variable.number == 0.0;
@@ -251,9 +274,15 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
         return;
     }
     switch (cell.type) {
-        case Integer: cell.payload.number = truncate(cell.payload.number) == 0 ? 1.0 : 0.0; return;
-        case Number: cell.payload.number = cell.payloadBitsSet() ? 0.0 : 1.0; return;
-        case VarRef: cell = ValueCell::ofNumber(1.0); return;
+        case Integer:
+            cell.payload.number = truncate(cell.payload.number) == 0 ? 1.0 : 0.0;
+            return;
+        case Number:
+            cell.payload.number = cell.payloadBitsSet() ? 0.0 : 1.0;
+            return;
+        case VarRef:
+            cell = ValueCell::ofNumber(1.0);
+            return;
         default: {
             const bool nil = cell.type == Nil;
             ctx.stack.release(cell);
@@ -263,8 +292,8 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
     }
 }
 
-// Both operands have been evaluated, by design, and neither test looks at the tag: a Nil, whose number slot is -1,
-// counts as true here although `if` treats it as false.
+// Both operands have been evaluated, by design, and neither test looks at the tag: a Nil, whose number slot
+// is -1, counts as true here although `if` treats it as false.
 void executeLogical(EngineContext& ctx, bool isAnd) {
     if (!ctx.need(2)) return;
     const bool right = ctx.stack.top(0).payloadBitsSet();
@@ -278,7 +307,8 @@ void executeVector(EngineContext& ctx) {
         ctx.abortWith("#ELine %d, vector must be comprised of three values", ctx.run.currentLine);
         return;
     }
-    const Vec3 v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(), ctx.stack.top(0).firstDouble()};
+    const Vec3 v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(),
+                 ctx.stack.top(0).firstDouble()};
     ctx.stack.drop(3);
     ctx.stack.push(ValueCell::ofVector(v));
 }

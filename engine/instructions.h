@@ -1,7 +1,8 @@
 // The instructions of the loop that are more than a line: what interpreter.cpp dispatches to.
 //
-// An instruction that jumps returns the node *before* the one to execute next (often a marker); the loop then goes on
-// with its successor. An instruction that fails reports, sets the abort flag and leaves the rest to the loop.
+// An instruction that jumps returns the node *before* the one to execute next (often a marker); the loop then
+// goes on with its successor. An instruction that fails reports, sets the abort flag and leaves the rest to
+// the loop.
 #pragma once
 
 #include "engine/context.h"
@@ -14,8 +15,8 @@ void loadVariable(EngineContext& ctx, Variable& variable);
 const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node);
 /// OP_POSTINC ... OP_PREINC.
 void executeIncrement(EngineContext& ctx, const CodeNode& node);
-/// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what the
-/// operator leaves. @return false for other kinds; nothing has happened then
+/// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what
+/// the operator leaves. @return false for other kinds; nothing has happened then
 bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot);
 void executeNegate(EngineContext& ctx, const CodeNode& node);
 void executeNot(EngineContext& ctx, const CodeNode& node);
@@ -38,11 +39,12 @@ const CodeNode* executeEndWhen(EngineContext& ctx, const CodeNode* node);
 void executeEndSwitch(EngineContext& ctx);
 /// Opens a control entry, or reports that the frame holds ten already.
 bool pushControl(EngineContext& ctx, const CodeNode* node);
-/// Polls for a request from outside to end the run; called wherever a script can go round in circles, and after calls,
-/// which may have waited.
+/// Polls for a request from outside to end the run; called wherever a script can go round in circles, and
+/// after calls, which may have waited.
 inline void pollWatch(EngineContext& ctx) noexcept {
     RunWatch* watch = ctx.services.watch;
-    if (watch == nullptr || watch->requested == 0) [[likely]] return;
+    if (watch == nullptr || watch->requested == 0) [[likely]]
+        return;
     watch->line = ctx.run.currentLine;
     ctx.run.stop = true;
     ctx.run.abort = true;

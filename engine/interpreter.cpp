@@ -1,13 +1,17 @@
 // The dispatch loop.
 //
 // Rules for whoever changes it:
-//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go through need().
+//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go through
+//  need().
 //  2. An instruction never looks at cells below the running function's base, apart from a call's arguments.
-//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely on them.
+//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely on
+//  them.
 //  4. A jump names the node before the one to execute next.
-//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are not kept
+//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
+//  not kept
 //     across a call.
-//  6. Markers are passed over (CodeNode::successor): an instruction that is only a marker must not grow an effect here
+//  6. Markers are passed over (CodeNode::successor): an instruction that is only a marker must not grow an
+//  effect here
 //     without leaving the list of markers in prepare.cpp.
 //  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
 
@@ -24,8 +28,8 @@ namespace kestrel {
 
 namespace {
 
-/// How often, in statements, a run that does not return to the host looks whether text that nobody borrows any more
-/// is worth releasing, and from how much on it is.
+/// How often, in statements, a run that does not return to the host looks whether text that nobody borrows
+/// any more is worth releasing, and from how much on it is.
 constexpr int kSweepInterval = 256;
 constexpr std::size_t kSweepBytes = 1u << 20;
 /// With this much of it the run looks after every statement: a few large texts would fill the memory before.
@@ -51,12 +55,14 @@ void sweep(EngineContext& ctx) {
     if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
 }
 
-/// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on the stack.
+/// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
+/// the stack.
 class Sweeper {
 public:
     explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
     void statementEnded() {
-        if (--statementsLeft_ > 0 && ctx_.pool.deferredBytes() < atOnceBytes_) [[likely]] return;
+        if (--statementsLeft_ > 0 && ctx_.pool.deferredBytes() < atOnceBytes_) [[likely]]
+            return;
         sweep(ctx_);
         statementsLeft_ = kSweepInterval;
         // What is still borrowed now would be looked at in vain after each of the next statements.
@@ -143,23 +149,24 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         run.node = node;
         ctx.reporter.place = &node->pos;
         if constexpr (kHooked) {
-            if (node->line != previousLine && hooked(*node) && run.hook != nullptr) run.hook->line(ctx, *node);
+            if (node->line != previousLine && hooked(*node) && run.hook != nullptr)
+                run.hook->line(ctx, *node);
             previousLine = node->line;
             if (run.stop) return;
         }
         switch (kHooked ? node->op : node->exec) {
-#define KESTREL_FUSED(name) \
-    case kVar_##name: \
+#define KESTREL_FUSED(name)                                                           \
+    case kVar_##name:                                                                 \
         if (applyFused<OP_##name>(ctx, node->variable->type, node->variable->number)) \
-            node = node->next; \
-        else \
-            load(ctx, *node); \
-        break; \
-    case kConst_##name: \
-        if (applyFused<OP_##name>(ctx, node->op, node->operand.number)) \
-            node = node->next; \
-        else \
-            stack.pushScalar(node->op, node->operand.number); \
+            node = node->next;                                                        \
+        else                                                                          \
+            load(ctx, *node);                                                         \
+        break;                                                                        \
+    case kConst_##name:                                                               \
+        if (applyFused<OP_##name>(ctx, node->op, node->operand.number))               \
+            node = node->next;                                                        \
+        else                                                                          \
+            stack.pushScalar(node->op, node->operand.number);                         \
         break;
             KESTREL_FUSABLE(KESTREL_FUSED)
 #undef KESTREL_FUSED
@@ -187,64 +194,129 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                     node = executeVariable(ctx, node);
                 }
                 break;
-            case OP_NUMBER: stack.pushScalar(Number, node->operand.number); break;
-            case OP_INTEGER: stack.pushScalar(Integer, node->operand.number); break;
+            case OP_NUMBER:
+                stack.pushScalar(Number, node->operand.number);
+                break;
+            case OP_INTEGER:
+                stack.pushScalar(Integer, node->operand.number);
+                break;
             case OP_STRING:
-            case OP_TEMPSTRING: stack.push(ValueCell::ofText(node->operand.text)); break;
-            case OP_NIL: stack.push(ValueCell::ofNil()); break;
-            case OP_VECTOR: executeVector(ctx); break;
+            case OP_TEMPSTRING:
+                stack.push(ValueCell::ofText(node->operand.text));
+                break;
+            case OP_NIL:
+                stack.push(ValueCell::ofNil());
+                break;
+            case OP_VECTOR:
+                executeVector(ctx);
+                break;
             // A constant operator lets the inline numeric cases fold.
-            case OP_ADD: arithmetic(ctx, OP_ADD); break;
-            case OP_SUB: arithmetic(ctx, OP_SUB); break;
-            case OP_MUL: arithmetic(ctx, OP_MUL); break;
-            case OP_DIV: arithmetic(ctx, OP_DIV); break;
+            case OP_ADD:
+                arithmetic(ctx, OP_ADD);
+                break;
+            case OP_SUB:
+                arithmetic(ctx, OP_SUB);
+                break;
+            case OP_MUL:
+                arithmetic(ctx, OP_MUL);
+                break;
+            case OP_DIV:
+                arithmetic(ctx, OP_DIV);
+                break;
             case OP_MOD:
             case OP_XOR:
             case OP_BITOR:
             case OP_BITAND:
             case OP_SHL:
-            case OP_SHR: arithmetic(ctx, node->op); break;
-            case OP_LT: compare(ctx, OP_LT); break;
-            case OP_GT: compare(ctx, OP_GT); break;
-            case OP_LE: compare(ctx, OP_LE); break;
-            case OP_GE: compare(ctx, OP_GE); break;
-            case OP_EQ: compare(ctx, OP_EQ); break;
-            case OP_NE: compare(ctx, OP_NE); break;
-            case OP_NEG: executeNegate(ctx, *node); break;
-            case OP_NOT: executeNot(ctx, *node); break;
+            case OP_SHR:
+                arithmetic(ctx, node->op);
+                break;
+            case OP_LT:
+                compare(ctx, OP_LT);
+                break;
+            case OP_GT:
+                compare(ctx, OP_GT);
+                break;
+            case OP_LE:
+                compare(ctx, OP_LE);
+                break;
+            case OP_GE:
+                compare(ctx, OP_GE);
+                break;
+            case OP_EQ:
+                compare(ctx, OP_EQ);
+                break;
+            case OP_NE:
+                compare(ctx, OP_NE);
+                break;
+            case OP_NEG:
+                executeNegate(ctx, *node);
+                break;
+            case OP_NOT:
+                executeNot(ctx, *node);
+                break;
             case OP_AND:
-            case OP_OR: executeLogical(ctx, node->op == OP_AND); break;
+            case OP_OR:
+                executeLogical(ctx, node->op == OP_AND);
+                break;
             case OP_POSTINC:
             case OP_POSTDEC:
             case OP_PREINC:
-            case OP_PREDEC: executeIncrement(ctx, *node); break;
-            case OP_ASSIGN: assign(ctx); break;
+            case OP_PREDEC:
+                executeIncrement(ctx, *node);
+                break;
+            case OP_ASSIGN:
+                assign(ctx);
+                break;
             case OP_ADDASSIGN:
             case OP_SUBASSIGN:
             case OP_DIVASSIGN:
             case OP_MULASSIGN:
             case OP_XORASSIGN:
             case OP_ORASSIGN:
-            case OP_ANDASSIGN: compoundAssign(ctx, *node); break;
-            case OP_DIM: stack.pushScalar(DimMark, 0.0); break;
-            case OP_SEP: stack.pushScalar(SepMark, 0.0); break;
-            case OP_LIST: stack.pushScalar(ListMark, 0.0); break;
-            case OP_SELMARK: stack.pushScalar(SelectMark, 0.0); break;
+            case OP_ANDASSIGN:
+                compoundAssign(ctx, *node);
+                break;
+            case OP_DIM:
+                stack.pushScalar(DimMark, 0.0);
+                break;
+            case OP_SEP:
+                stack.pushScalar(SepMark, 0.0);
+                break;
+            case OP_LIST:
+                stack.pushScalar(ListMark, 0.0);
+                break;
+            case OP_SELMARK:
+                stack.pushScalar(SelectMark, 0.0);
+                break;
             case OP_BLOCK:
                 if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
                 break;
-            case OP_INDEX: node = executeIndex(ctx, node); break;
-            case OP_SELECTOR: executeSelector(ctx); break;
-            case OP_CALL: node = executeCall(ctx, node); break;
-            case OP_FUNC: executeFunctionEntry(ctx); break;
-            case OP_RETURN: node = executeReturn(ctx, node); break;
-            case OP_ENDFUNC: node = executeFunctionEnd(ctx, node); break;
+            case OP_INDEX:
+                node = executeIndex(ctx, node);
+                break;
+            case OP_SELECTOR:
+                executeSelector(ctx);
+                break;
+            case OP_CALL:
+                node = executeCall(ctx, node);
+                break;
+            case OP_FUNC:
+                executeFunctionEntry(ctx);
+                break;
+            case OP_RETURN:
+                node = executeReturn(ctx, node);
+                break;
+            case OP_ENDFUNC:
+                node = executeFunctionEnd(ctx, node);
+                break;
             case OP_ENDSTMT:
                 stack.dropTo(ctx.base());
                 sweeper.statementEnded();
                 break;
             case OP_DECL:
-                if (node->next != nullptr && node->next->next != nullptr && node->next->next->op == OP_ENDDECL)
+                if (node->next != nullptr && node->next->next != nullptr &&
+                    node->next->next->op == OP_ENDDECL)
                     node = node->next->next;
                 break;
             case OP_IF:
@@ -257,22 +329,36 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_ENDIF:
                 if (node->link != nullptr) node = node->link;
                 break;
-            case OP_WHILE: node = executeWhile(ctx, node); break;
+            case OP_WHILE:
+                node = executeWhile(ctx, node);
+                break;
             case OP_ENDWHILE:
                 node = executeEndWhile(ctx, node);
                 sweeper.statementEnded();  // the loop may consist of nothing but its condition
                 break;
-            case OP_FORTEST: node = executeForTest(ctx, node); break;
+            case OP_FORTEST:
+                node = executeForTest(ctx, node);
+                break;
             case OP_ENDFOR:
                 node = executeEndFor(ctx, node);
                 sweeper.statementEnded();
                 break;
-            case OP_FORBODY: node = executeForBody(ctx, node); break;
-            case OP_BREAK: node = executeBreak(ctx, node); break;
-            case OP_CONTINUE: node = executeContinue(ctx); break;
+            case OP_FORBODY:
+                node = executeForBody(ctx, node);
+                break;
+            case OP_BREAK:
+                node = executeBreak(ctx, node);
+                break;
+            case OP_CONTINUE:
+                node = executeContinue(ctx);
+                break;
             case OP_SWITCH:
-            case OP_SELECT: pushControl(ctx, node); break;
-            case OP_CASE: node = executeCase(ctx, node); break;
+            case OP_SELECT:
+                pushControl(ctx, node);
+                break;
+            case OP_CASE:
+                node = executeCase(ctx, node);
+                break;
             case OP_ENDCASE:
                 if (node->link != nullptr) node = node->link;
                 break;
@@ -280,22 +366,36 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 // After a fall-through the value is gone already: a case that matched took it.
                 if (stack.size() > ctx.base()) stack.drop(1);
                 break;
-            case OP_WHEN: node = executeWhen(ctx, node); break;
-            case OP_ENDWHEN: node = executeEndWhen(ctx, node); break;
-            case OP_ENDSWITCH: executeEndSwitch(ctx); break;
+            case OP_WHEN:
+                node = executeWhen(ctx, node);
+                break;
+            case OP_ENDWHEN:
+                node = executeEndWhen(ctx, node);
+                break;
+            case OP_ENDSWITCH:
+                executeEndSwitch(ctx);
+                break;
             case OP_FILEOBJ:
-            case OP_FILECONST: stack.push(ValueCell::ofObject(FileObj, node->operand.object)); break;
-            case OP_HXOBJECT: stack.push(ValueCell::ofObject(HxObject, node->operand.variable->object)); break;
+            case OP_FILECONST:
+                stack.push(ValueCell::ofObject(FileObj, node->operand.object));
+                break;
+            case OP_HXOBJECT:
+                stack.push(ValueCell::ofObject(HxObject, node->operand.variable->object));
+                break;
             case OP_OBJAGENT:
             case OP_BONEOBJ:
             case OP_LIGHTOBJ:
             case OP_CAMERAOBJ:
             case OP_SCENEOBJ:
             case OP_IMAGELISTOBJ:
-            case OP_SHADEROBJ: stack.push(ValueCell::ofObject(node->op, node->operand.object)); break;
-            default: break;  // markers
+            case OP_SHADEROBJ:
+                stack.push(ValueCell::ofObject(node->op, node->operand.object));
+                break;
+            default:
+                break;  // markers
         }
-        if (run.abort || run.stop) [[unlikely]] return;
+        if (run.abort || run.stop) [[unlikely]]
+            return;
         if (node == nullptr) return;  // `continue` outside a loop ends the whole run
         node = kHooked ? node->next : node->successor;
     }

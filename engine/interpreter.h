@@ -15,8 +15,8 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end);
 /// @return the abort flag as it stands afterwards
 bool runMain(EngineContext& ctx);
 
-/// Calls one script function for the host: pushes the arguments, runs it and ends the call. Its results are left on
-/// the stack, from cell 0 up; the caller reads them and then calls finishCall().
+/// Calls one script function for the host: pushes the arguments, runs it and ends the call. Its results are
+/// left on the stack, from cell 0 up; the caller reads them and then calls finishCall().
 /// @return the abort flag
 bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args);
 

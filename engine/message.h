@@ -8,9 +8,10 @@
 
 namespace kestrel {
 
-/// A place in the files as people see them (before preprocessing). Lines and columns count from 1; 0 = unknown.
+/// A place in the files as people see them (before preprocessing). Lines and columns count from 1; 0 =
+/// unknown.
 struct SourcePos {
-    std::int32_t file = -1;      ///< index into SourceFiles, -1 = unknown
+    std::int32_t file = -1;  ///< index into SourceFiles, -1 = unknown
     std::int32_t line = 0;
     std::int32_t column = 0;
     std::int32_t endColumn = 0;  ///< one past the last character
@@ -19,8 +20,8 @@ struct SourcePos {
 
 /// The files that made up a program: the script, its inserts and libraries.
 struct SourceFile {
-    std::string path;           ///< native path as opened
-    SourcePos broughtInBy;      ///< the insert or library line; unknown for the main script
+    std::string path;       ///< native path as opened
+    SourcePos broughtInBy;  ///< the insert or library line; unknown for the main script
 };
 using SourceFiles = std::vector<SourceFile>;
 
@@ -32,7 +33,8 @@ struct Message {
     std::string line1;
     std::optional<std::string> line2;  ///< absent: the service gets a null second line
     SourcePos where;
-    const SourceFiles* files = nullptr;  ///< what `where` points into, while the message is shown; may be null
+    const SourceFiles* files =
+        nullptr;  ///< what `where` points into, while the message is shown; may be null
 };
 
 /// Where messages go. The host side, the command line or a test implements it.

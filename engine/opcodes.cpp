@@ -23,7 +23,8 @@ static_assert(ascending(), "opcodes.def is sorted by code, each code once");
 
 // Instructions that push a value have the value's tag as their code.
 static_assert(OP_NUMBER == +Number && OP_INTEGER == +Integer && OP_STRING == +String && OP_NIL == +Nil &&
-              OP_VECTOR == +Vector && OP_INDEX == +Array && OP_SHADEROBJ == +ShaderObj && OP_BONEOBJ == +BoneObj);
+              OP_VECTOR == +Vector && OP_INDEX == +Array && OP_SHADEROBJ == +ShaderObj &&
+              OP_BONEOBJ == +BoneObj);
 
 constexpr std::size_t kIndexSize = static_cast<std::size_t>(kOpcodes.back().code) + 1;
 

@@ -9,9 +9,9 @@
 
 namespace kestrel {
 
-/// Blocks are registered in a hash table by address, so that releasing a foreign pointer is safe. A retained block is
-/// left alone by `free`; `release` of a block retained once moves it to a second, deferred table where it stays
-/// readable until the next purge (values on the stack may still borrow it).
+/// Blocks are registered in a hash table by address, so that releasing a foreign pointer is safe. A retained
+/// block is left alone by `free`; `release` of a block retained once moves it to a second, deferred table
+/// where it stays readable until the next purge (values on the stack may still borrow it).
 class Pool {
 public:
     /// Called on exhaustion: reports and sets the abort flag.
@@ -39,13 +39,15 @@ public:
     /// A copy retained once: what variables, elements and record members keep.
     [[nodiscard]] char* keep(std::string_view text);
     void retain(void* p) noexcept;
-    /// Releases a block that is not retained; leaves a retained one; a pointer not of this pool goes to std::free.
+    /// Releases a block that is not retained; leaves a retained one; a pointer not of this pool goes to
+    /// std::free.
     void free(const void* p) noexcept;
     /// Retained once: to the deferred table. Retained more often: one less. Not retained or unknown: nothing.
     void release(const void* p) noexcept;
     /// Releases every deferred block and zeroes the counters.
     void purge() noexcept;
-    /// The purge after a top-level call from the host: only when releases / allocations > 0.3 (integer quotient).
+    /// The purge after a top-level call from the host: only when releases / allocations > 0.3 (integer
+    /// quotient).
     void purgeIfWorthwhile() noexcept;
     /// Releases those deferred blocks that nobody borrows; for long runs that never return to the host.
     void sweep(const Borrowers& borrowers) noexcept;

@@ -20,7 +20,9 @@ bool isPostfix(const CodeNode* node) noexcept {
     return node != nullptr && (node->op == OP_POSTINC || node->op == OP_POSTDEC);
 }
 
-bool opIs(const CodeNode* node, std::int32_t op) noexcept { return node != nullptr && node->op == op; }
+bool opIs(const CodeNode* node, std::int32_t op) noexcept {
+    return node != nullptr && node->op == op;
+}
 
 CodeNode* findForward(CodeNode* node, std::int32_t op) noexcept {
     while (node != nullptr && node->op != op) node = node->next;
@@ -47,9 +49,12 @@ bool isMarker(const CodeNode& node) noexcept {
         case OP_CASELABEL:
         case OP_OTHERWISE:
         case OP_RECORD:
-        case OP_IPCREF: return true;
-        case OP_BLOCK: return node.mode != kAssignmentBlock;
-        default: return false;
+        case OP_IPCREF:
+            return true;
+        case OP_BLOCK:
+            return node.mode != kAssignmentBlock;
+        default:
+            return false;
     }
 }
 
@@ -68,30 +73,48 @@ public:
 private:
     void linkNode(CodeNode& node) {
         switch (node.op) {
-            case OP_DIM: ++indexDepth_; break;
-            case OP_BLOCK: linkBlock(node); break;
-            case OP_VAR: linkVariable(node); break;
+            case OP_DIM:
+                ++indexDepth_;
+                break;
+            case OP_BLOCK:
+                linkBlock(node);
+                break;
+            case OP_VAR:
+                linkVariable(node);
+                break;
             case OP_INDEX:
                 if (indexDepth_ > 0) --indexDepth_;
                 linkIndex(node);
                 break;
-            case OP_FUNC: current_ = functionAt(node); break;
-            case OP_ENDFUNC: current_ = nullptr; break;
-            case OP_RETURN: node.callee = current_; break;
-            case OP_CALL: linkCall(node); break;
+            case OP_FUNC:
+                current_ = functionAt(node);
+                break;
+            case OP_ENDFUNC:
+                current_ = nullptr;
+                break;
+            case OP_RETURN:
+                node.callee = current_;
+                break;
+            case OP_CALL:
+                linkCall(node);
+                break;
             case OP_ENDSTMT:
                 indexDepth_ = 0;
                 inBlock_ = false;
                 break;
             case OP_NEG:
-                node.mode = opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT) ? kStatementForm : std::uint8_t{0};
+                node.mode =
+                    opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT) ? kStatementForm : std::uint8_t{0};
                 break;
             case OP_NOT:
-                node.mode = opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) && opIs(node.next, OP_ENDSTMT)
+                node.mode = opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) &&
+                                    opIs(node.next, OP_ENDSTMT)
                                 ? kStatementForm
                                 : std::uint8_t{0};
                 break;
-            default: linkJump(node); break;
+            default:
+                linkJump(node);
+                break;
         }
     }
 
@@ -117,10 +140,12 @@ private:
         if ((!load && !constant) || node.next == nullptr) return node.op;
         switch (node.next->op) {
 #define KESTREL_FUSED(name) \
-    case OP_##name: return load ? kVar_##name : kConst_##name;
+    case OP_##name:         \
+        return load ? kVar_##name : kConst_##name;
             KESTREL_FUSABLE(KESTREL_FUSED)
 #undef KESTREL_FUSED
-            default: return node.op;
+            default:
+                return node.op;
         }
     }
 
@@ -146,12 +171,17 @@ private:
                 node.link = findBack(&node, OP_FORTOP);
                 node.body = findForward(&node, OP_FORBODY);
                 break;
-            case OP_CASE: node.link = target != nullptr ? target : findForward(&node, OP_ENDCASE); break;
+            case OP_CASE:
+                node.link = target != nullptr ? target : findForward(&node, OP_ENDCASE);
+                break;
             case OP_ENDCASE:
                 if (opIs(node.next, OP_CASELABEL)) node.link = findForward(&node, OP_CASE);
                 break;
-            case OP_WHEN: node.link = target != nullptr ? target : findForward(&node, OP_ENDWHEN); break;
-            default: break;
+            case OP_WHEN:
+                node.link = target != nullptr ? target : findForward(&node, OP_ENDWHEN);
+                break;
+            default:
+                break;
         }
     }
 
@@ -168,23 +198,30 @@ private:
         node.mode = close->mode = kAssignmentBlock;
     }
 
-    /// The target of "++", "--", "=" or a block's assignment: where the operator of a member reference stands.
+    /// The target of "++", "--", "=" or a block's assignment: where the operator of a member reference
+    /// stands.
     [[nodiscard]] static bool assigns(const CodeNode* afterMember) noexcept {
-        return opIs(afterMember, OP_ASSIGNMARK) || opIs(afterMember, OP_PREINC) || opIs(afterMember, OP_PREDEC);
+        return opIs(afterMember, OP_ASSIGNMARK) || opIs(afterMember, OP_PREINC) ||
+               opIs(afterMember, OP_PREDEC);
     }
 
-    /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A postfix
+    /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A
+    /// postfix
     /// "++" stands between the member and its object.
-    [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read, NodeMode reference) const noexcept {
+    [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read,
+                                  NodeMode reference) const noexcept {
         const bool postfix = isPostfix(node.next);
         if (!opIs(postfix ? node.next->next : node.next, op)) return false;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
         if (op == OP_MEMBER && ctx_.services.shaderKind != nullptr)
-            node.memberSlot = static_cast<std::int16_t>(ctx_.services.shaderKind->memberSlot(node.variable->name));
+            node.memberSlot =
+                static_cast<std::int16_t>(ctx_.services.shaderKind->memberSlot(node.variable->name));
         return true;
     }
 
-    [[nodiscard]] bool blockMember() const noexcept { return inBlock_ && indexDepth_ == 0; }
+    [[nodiscard]] bool blockMember() const noexcept {
+        return inBlock_ && indexDepth_ == 0;
+    }
 
     void linkVariable(CodeNode& node) {
         node.variable = node.operand.variable;
@@ -217,12 +254,12 @@ private:
             node.variable = node.next->operand.variable;
             node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(node.operand.variable->name));
             if (ctx_.services.shaderKind != nullptr) {
-                node.memberSlot =
-                    static_cast<std::int16_t>(ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
+                node.memberSlot = static_cast<std::int16_t>(
+                    ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
             }
             if (ctx_.services.fileKind != nullptr) {
-                node.fileSlot =
-                    static_cast<std::int16_t>(ctx_.services.fileKind->methodSlot(node.operand.variable->name));
+                node.fileSlot = static_cast<std::int16_t>(
+                    ctx_.services.fileKind->methodSlot(node.operand.variable->name));
             }
             return;
         }
@@ -259,7 +296,8 @@ bool checkProgram(EngineContext& ctx) {
         const Variable& variable = *node->operand.variable;
         ctx.reporter.place = &node->pos;
         if ((node->flags & kNodeGlobalRef) != 0 && program.findGlobal(variable.name) == nullptr) {
-            ctx.reporter.report("#ELine %d, undefined global variable reference ::%s", node->line, variable.name);
+            ctx.reporter.report("#ELine %d, undefined global variable reference ::%s", node->line,
+                                variable.name);
             ok = false;
         }
         if (variable.declared == 0 && !opIs(node->next, OP_MEMBER)) {
@@ -271,7 +309,9 @@ bool checkProgram(EngineContext& ctx) {
     return ok;
 }
 
-void linkProgram(EngineContext& ctx) { Linker(ctx).link(); }
+void linkProgram(EngineContext& ctx) {
+    Linker(ctx).link();
+}
 
 void runTopLevel(EngineContext& ctx) {
     CodeNode* node = ctx.program->code.head;
@@ -305,7 +345,8 @@ bool unusedReport(EngineContext& ctx) {
 }
 
 void unloadScript(EngineContext& ctx) {
-    const bool wanted = ctx.reporter.state.reportUnused && ctx.reporter.sink() != nullptr && ctx.program != nullptr;
+    const bool wanted =
+        ctx.reporter.state.reportUnused && ctx.reporter.sink() != nullptr && ctx.program != nullptr;
     ctx.reporter.place = nullptr;
     const bool found = wanted && unusedReport(ctx);
     ctx.reset();

@@ -17,7 +17,9 @@ FunctionRecord* Program::findFunction(std::string_view name) const noexcept {
     return findByName(functions.head, name);
 }
 
-Variable* Program::findGlobal(std::string_view name) const noexcept { return findByName(globals.head, name); }
+Variable* Program::findGlobal(std::string_view name) const noexcept {
+    return findByName(globals.head, name);
+}
 
 RecordTemplate* Program::findRecord(std::string_view name) const noexcept {
     for (RecordTemplate* record = records.head; record != nullptr; record = record->next)

@@ -19,23 +19,24 @@ struct FunctionRecord;
 struct RecordTemplate;
 
 enum VariableFlag : std::uint8_t {
-    kVarConst = 1,        ///< "++"/"--" on it are refused at compile time
+    kVarConst = 1,  ///< "++"/"--" on it are refused at compile time
     kVarPredefined = 4,
     kVarInlineConst = 8,  ///< compiled as its value
 };
 
 /// A global, local, parameter or predefined name, and its value.
 struct Variable {
-    const char* name = nullptr;   ///< owned by the program
+    const char* name = nullptr;  ///< owned by the program
     const char* alias = nullptr;
     std::int32_t index = -1;
-    std::int32_t type = Uninitialized;  ///< value tag; before the first run also 24, 43, 57 as the compiler marks names
+    std::int32_t type =
+        Uninitialized;  ///< value tag; before the first run also 24, 43, 57 as the compiler marks names
     double number = 0.0;
-    void* object = nullptr;       ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
+    void* object = nullptr;  ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
     Vec3 vec;
-    std::int32_t queue = 0;       ///< non-zero: bound to a shared-memory queue slot
+    std::int32_t queue = 0;  ///< non-zero: bound to a shared-memory queue slot
     std::uint8_t flags = 0;
-    std::int32_t declared = 1;    ///< 0: first met by use in strict mode
+    std::int32_t declared = 1;        ///< 0: first met by use in strict mode
     FunctionRecord* owner = nullptr;  ///< null for globals
     Variable* next = nullptr;
     Variable* prev = nullptr;
@@ -43,7 +44,9 @@ struct Variable {
     SourcePos pos;
 
     [[nodiscard]] const char* text() const noexcept { return static_cast<const char*>(object); }
-    [[nodiscard]] bool holdsText() const noexcept { return (type == String || type == TempString) && object != nullptr; }
+    [[nodiscard]] bool holdsText() const noexcept {
+        return (type == String || type == TempString) && object != nullptr;
+    }
     /// An array is a variable of type Array *with* a record: indexing marks names as arrays at compile time.
     [[nodiscard]] ArrayRecord* array() const noexcept {
         return type == Array ? static_cast<ArrayRecord*>(object) : nullptr;
@@ -81,8 +84,8 @@ struct LinkedList {
 struct FunctionRecord {
     const char* name = nullptr;
     std::int32_t paramCount = 0;
-    CodeNode* entry = nullptr;    ///< its OP_FUNC
-    CodeNode* end = nullptr;      ///< link: the first OP_ENDFUNC after it
+    CodeNode* entry = nullptr;  ///< its OP_FUNC
+    CodeNode* end = nullptr;    ///< link: the first OP_ENDFUNC after it
     LinkedList<Variable> locals;
     LinkedList<Variable> params;
     FunctionRecord* next = nullptr;
@@ -90,21 +93,23 @@ struct FunctionRecord {
     SourcePos pos;
 };
 
-inline const char* Variable::ownerName() const noexcept { return owner != nullptr ? owner->name : ""; }
+inline const char* Variable::ownerName() const noexcept {
+    return owner != nullptr ? owner->name : "";
+}
 
 enum NodeFlag : std::uint8_t {
     kNodeGlobalRef = 0x10,   ///< ::name
     kNodeUnresolved = 0x20,  ///< call not yet resolved
 };
 
-/// One instruction. The first group of fields is what the compiler writes; the second is resolved once when the
-/// script is prepared, so that the interpreter never searches a list.
+/// One instruction. The first group of fields is what the compiler writes; the second is resolved once when
+/// the script is prepared, so that the interpreter never searches a list.
 struct CodeNode {
     std::int32_t op = -1;
-    std::int32_t count = 0;       ///< OP_RETURN: number of values
+    std::int32_t count = 0;  ///< OP_RETURN: number of values
     std::uint8_t flags = 0;
-    std::int32_t line = 0;        ///< the line that messages print
-    std::int32_t argc = 0;        ///< OP_CALL
+    std::int32_t line = 0;  ///< the line that messages print
+    std::int32_t argc = 0;  ///< OP_CALL
     union Operand {
         Variable* variable;
         const char* text;
@@ -115,19 +120,21 @@ struct CodeNode {
     } operand;
     CodeNode* next = nullptr;
     CodeNode* prev = nullptr;
-    SourcePos pos;                ///< the true place
+    SourcePos pos;  ///< the true place
 
-    std::int16_t memberSlot = -1; ///< link: the shading object's number of this member or method (ObjectKind)
-    std::int16_t methodSlot = -1; ///< link: number of this value method
-    std::int16_t fileSlot = -1;   ///< link: number of this file method
-    std::int32_t exec = 0;        ///< link: op, or the code of this instruction fused with the next (node_modes.h)
-    CodeNode* successor = nullptr;  ///< link: the next instruction that does something (markers are passed over)
-    std::uint8_t mode = 0;        ///< link: how the instructions that follow make this one behave (interpreter.h)
-    CodeNode* link = nullptr;     ///< link: jump target or loop top
-    CodeNode* body = nullptr;     ///< link: OP_FORTEST's OP_FORBODY
-    Variable* variable = nullptr; ///< link: operand variable with "::" resolved
-    FunctionRecord* callee = nullptr;         ///< link: OP_CALL to a script function
-    const BuiltinEntry* builtin = nullptr;    ///< link: OP_CALL to a built-in
+    std::int16_t memberSlot =
+        -1;  ///< link: the shading object's number of this member or method (ObjectKind)
+    std::int16_t methodSlot = -1;  ///< link: number of this value method
+    std::int16_t fileSlot = -1;    ///< link: number of this file method
+    std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (node_modes.h)
+    CodeNode* successor =
+        nullptr;            ///< link: the next instruction that does something (markers are passed over)
+    std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (interpreter.h)
+    CodeNode* link = nullptr;                     ///< link: jump target or loop top
+    CodeNode* body = nullptr;                     ///< link: OP_FORTEST's OP_FORBODY
+    Variable* variable = nullptr;                 ///< link: operand variable with "::" resolved
+    FunctionRecord* callee = nullptr;             ///< link: OP_CALL to a script function
+    const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in
     const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
 };
 
@@ -139,7 +146,7 @@ struct CodeNode {
 /// One field of a record declaration.
 struct RecordField {
     Variable* name = nullptr;
-    ValueCell initial;            ///< Nil, Number, Integer, Vector or String (text owned by the program)
+    ValueCell initial;  ///< Nil, Number, Integer, Vector or String (text owned by the program)
     RecordField* next = nullptr;
     RecordField* prev = nullptr;
 };
@@ -147,7 +154,7 @@ struct RecordField {
 /// A record declaration.
 struct RecordTemplate {
     Variable* name = nullptr;
-    std::uint32_t hash = 0;       ///< nameHash of the name; how calls find it
+    std::uint32_t hash = 0;  ///< nameHash of the name; how calls find it
     LinkedList<RecordField> fields;
     std::int32_t fieldCount = 0;
     RecordTemplate* next = nullptr;
@@ -164,7 +171,8 @@ struct RecordTemplate {
     return sum;
 }
 
-/// Everything that a compile produces. Nodes, symbols, names and string constants live in its arena and go with it.
+/// Everything that a compile produces. Nodes, symbols, names and string constants live in its arena and go
+/// with it.
 class Program {
 public:
     Program() = default;

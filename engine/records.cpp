@@ -113,9 +113,12 @@ void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const Cod
         case OP_PREINC:
         case OP_PREDEC:
             if (!incrementStored(ctx, op, member->value))
-                ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, member->name);
+                ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine,
+                              member->name);
             return;
-        default: combineInto(ctx, plainOperator(op), member->value, value); return;
+        default:
+            combineInto(ctx, plainOperator(op), member->value, value);
+            return;
     }
 }
 

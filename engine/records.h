@@ -7,16 +7,16 @@ namespace kestrel {
 
 struct RecordMember {
     const char* name = nullptr;
-    ValueCell value;              ///< texts are retained pool copies (tag TempString) owned by the member
+    ValueCell value;  ///< texts are retained pool copies (tag TempString) owned by the member
 };
 
-/// One instance. Variables, elements and members that hold it are counted; an instance that only the stack refers to
-/// (a fresh one, or one whose holder let go) is kept until the statement that made it is over.
+/// One instance. Variables, elements and members that hold it are counted; an instance that only the stack
+/// refers to (a fresh one, or one whose holder let go) is kept until the statement that made it is over.
 struct RecordInstance {
     const RecordTemplate* declaration = nullptr;
     std::vector<RecordMember> members;
     std::int32_t holders = 0;
-    std::size_t index = 0;        ///< position in EngineContext::records
+    std::size_t index = 0;  ///< position in EngineContext::records
     [[nodiscard]] RecordMember* find(std::string_view name) noexcept;
 };
 
@@ -32,8 +32,8 @@ void sweepRecords(EngineContext& ctx);
 
 /// Reads `record->member` and pushes the value; reports an unknown member and pushes nothing.
 void readRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode);
-/// Applies an assignment operator to `record->member` (operators as ObjectKind::writeMember). Pushes nothing but the old
-/// or new value of an increment.
+/// Applies an assignment operator to `record->member` (operators as ObjectKind::writeMember). Pushes nothing
+/// but the old or new value of an increment.
 void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode,
                        const ValueCell& value, int op);
 

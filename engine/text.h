@@ -12,8 +12,8 @@ namespace kestrel {
 
 class EngineContext;
 
-/// The text form that string concatenation and most built-ins use: Number "%g", Integer "%d" of the truncated value,
-/// Vector "%g %g %g", texts as they are, FileObj `(FILEOBJ)"name"`, Nil the empty text.
+/// The text form that string concatenation and most built-ins use: Number "%g", Integer "%d" of the truncated
+/// value, Vector "%g %g %g", texts as they are, FileObj `(FILEOBJ)"name"`, Nil the empty text.
 /// @return nothing for a kind without a text form (arrays, records, objects)
 [[nodiscard]] std::optional<std::string> valueText(const ValueCell& cell);
 /// `prefix` followed by the text form, as a new pool text; null where there is no text form or no memory.
@@ -37,10 +37,11 @@ struct AgentClassHeader {
     const char* name;
 };
 
-/// The beginning of every object agent instance: its handle, the name of the variable it was bound to and its class.
+/// The beginning of every object agent instance: its handle, the name of the variable it was bound to and its
+/// class.
 struct AgentNameHeader {
     void* handle;
-    const char* name;   ///< null until the instance is bound
+    const char* name;  ///< null until the instance is bound
     const AgentClassHeader* type;
 };
 

@@ -11,9 +11,10 @@
 //   shared    FileObj, UserRecord, ArrayRef, host objects ...   pointer to a record with an owner elsewhere
 //   internal  references and marks                only ever on the evaluation stack; scripts never see them
 //
-// A stack slot that holds a TempString releases it when it is dropped (EvalStack::dropTo). A variable, an array
-// element or a record member that holds text owns a retained pool copy of it, whatever its tag says; when that
-// text is replaced it goes to the pool's deferred table, because a cell on the stack may still borrow it.
+// A stack slot that holds a TempString releases it when it is dropped (EvalStack::dropTo). A variable, an
+// array element or a record member that holds text owns a retained pool copy of it, whatever its tag says;
+// when that text is replaced it goes to the pool's deferred table, because a cell on the stack may still
+// borrow it.
 #pragma once
 
 #include <cmath>
@@ -31,26 +32,26 @@ struct RecordInstance;
 /// Type tags. The numbers are fixed: constants use their instruction's code as tag, and scripts'
 /// state on disk and in shared memory carries them.
 enum Tag : std::int32_t {
-    Uninitialized = 0,   ///< only ever a variable's or a fresh element's type
-    VarArgRef = 1,       ///< argument that carries a whole variable
+    Uninitialized = 0,  ///< only ever a variable's or a fresh element's type
+    VarArgRef = 1,      ///< argument that carries a whole variable
     Number = 18,
-    MemberRef = 38,      ///< reference to object.member; payload: the node that names the member
+    MemberRef = 38,  ///< reference to object.member; payload: the node that names the member
     Vector = 41,
-    ArrayRef = 42,       ///< a whole array; payload: its record and the variable that named it
-    ListMark = 49,       ///< brackets an inline list @ a, b @
-    String = 56,         ///< borrowed text
-    Array = 57,          ///< variable type; on the stack: reference to an element, index list below it
-    TempString = 60,     ///< text owned by the cell
-    ReturnCount = 62,    ///< number of values that lie below it
+    ArrayRef = 42,     ///< a whole array; payload: its record and the variable that named it
+    ListMark = 49,     ///< brackets an inline list @ a, b @
+    String = 56,       ///< borrowed text
+    Array = 57,        ///< variable type; on the stack: reference to an element, index list below it
+    TempString = 60,   ///< text owned by the cell
+    ReturnCount = 62,  ///< number of values that lie below it
     Nil = 66,
     FileObj = 67,
-    SepMark = 70,        ///< between the indexes of a[i, j]
+    SepMark = 70,  ///< between the indexes of a[i, j]
     Integer = 71,
-    DimMark = 84,        ///< opens an index list
+    DimMark = 84,  ///< opens an index list
     IndexedMemberRef = 94,
     ObjectAgent = 95,
-    NewArray = 96,       ///< fresh array made by array(), adopted by assignment
-    BlockMark = 97,      ///< brackets the members of (a, b) = ...
+    NewArray = 96,   ///< fresh array made by array(), adopted by assignment
+    BlockMark = 97,  ///< brackets the members of (a, b) = ...
     UserRecord = 98,
     RecordMemberRef = 99,
     IpcSlotRef = 102,
@@ -63,8 +64,9 @@ enum Tag : std::int32_t {
     SceneObj = 205,
     ImageListObj = 206,
     ShaderObj = 400,
-    /// A reference to a plain variable (assignment or increment target). It has a tag of its own, unlike the other
-    /// tags not visible to anyone, so that no consumer can mistake it for the number that shares its slot.
+    /// A reference to a plain variable (assignment or increment target). It has a tag of its own, unlike the
+    /// other tags not visible to anyone, so that no consumer can mistake it for the number that shares its
+    /// slot.
     VarRef = 1018,
 };
 
@@ -73,7 +75,8 @@ enum Tag : std::int32_t {
     return type == FileObj || type == UserRecord || type == ObjectAgent || type == ShaderObj ||
            (type >= HxioObj && type <= ImageListObj);
 }
-/// Kinds of value that scripts see in elements, record members and plain variables: everything but whole arrays.
+/// Kinds of value that scripts see in elements, record members and plain variables: everything but whole
+/// arrays.
 [[nodiscard]] constexpr bool isStorable(std::int32_t type) noexcept {
     return type == Number || type == Integer || type == Vector || type == String || type == TempString ||
            type == Nil || isObjectKind(type);
@@ -102,13 +105,13 @@ struct ValueCell {
     union Payload {
         double number;
         Vec3 vec;
-        const char* text;       ///< NUL-terminated
-        void* object;           ///< FileObj, NewArray (ArrayRecord), UserRecord (RecordInstance), host objects
-        ArrayRecord* array;     ///< NewArray; for ArrayRef the first half of namedArray
-        NamedArray namedArray;  ///< ArrayRef
-        RecordInstance* record; ///< UserRecord
-        const CodeNode* node;   ///< VarRef, MemberRef, RecordMemberRef, Array (element), IpcSlotRef
-        Variable* variable;     ///< VarArgRef
+        const char* text;    ///< NUL-terminated
+        void* object;        ///< FileObj, NewArray (ArrayRecord), UserRecord (RecordInstance), host objects
+        ArrayRecord* array;  ///< NewArray; for ArrayRef the first half of namedArray
+        NamedArray namedArray;   ///< ArrayRef
+        RecordInstance* record;  ///< UserRecord
+        const CodeNode* node;    ///< VarRef, MemberRef, RecordMemberRef, Array (element), IpcSlotRef
+        Variable* variable;      ///< VarArgRef
         unsigned char raw[32];
         constexpr Payload() : raw{} {}
     } payload;
@@ -169,7 +172,8 @@ struct ValueCell {
         std::memcpy(&d, payload.raw, sizeof d);
         return d;
     }
-    /// True when those eight bytes are not +0 or -0 (compared as bits, so that no floating-point mode changes it).
+    /// True when those eight bytes are not +0 or -0 (compared as bits, so that no floating-point mode changes
+    /// it).
     [[nodiscard]] bool payloadBitsSet() const noexcept {
         if (type == VarRef) return false;
         std::uint64_t bits;
@@ -187,8 +191,11 @@ private:
 };
 static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
 
-/// Truth: false for Nil and for a zero first double; the type is not looked at, so <0,1,1> is false and "" is true.
-[[nodiscard]] inline bool isTrue(const ValueCell& c) noexcept { return c.type != Nil && c.payloadBitsSet(); }
+/// Truth: false for Nil and for a zero first double; the type is not looked at, so <0,1,1> is false and "" is
+/// true.
+[[nodiscard]] inline bool isTrue(const ValueCell& c) noexcept {
+    return c.type != Nil && c.payloadBitsSet();
+}
 
 /// Truncates toward zero; NaN gives 0, values beyond 64 bits saturate.
 [[nodiscard]] inline std::int64_t truncate(double v) noexcept {
@@ -199,7 +206,8 @@ static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
     return static_cast<std::int64_t>(v);
 }
 
-/// Truncates toward zero to 32 bits (the low 32 bits where the value is larger): bit operators, shifts, `%`, `fac`.
+/// Truncates toward zero to 32 bits (the low 32 bits where the value is larger): bit operators, shifts, `%`,
+/// `fac`.
 [[nodiscard]] inline std::int32_t truncate32(double v) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(truncate(v))));
 }

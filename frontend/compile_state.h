@@ -245,9 +245,9 @@ private:
     Parser parser_;
 
     std::int32_t errorCount_ = 0;
-    bool endless_ = false;      // reportEndless() has ended the compile
-    std::string lineText_;      // the source line that messages quote
-    std::string mainPath_;      // the script's own path, for the library search
+    bool endless_ = false;  // reportEndless() has ended the compile
+    std::string lineText_;  // the source line that messages quote
+    std::string mainPath_;  // the script's own path, for the library search
 
     // Declarations
     ParsePhase phase_ = ParsePhase::Before;

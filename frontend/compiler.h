@@ -20,8 +20,8 @@ struct CompileInfo {
 };
 
 struct CompileOptions {
-    /// A block comment that never ends makes the scanner wait for ever, and a library that brings itself in is
-    /// read for ever, by design. With this option the compile ends instead with a plain error at the place
+    /// A block comment that never ends makes the scanner wait for ever, and a library that brings itself in
+    /// is read for ever, by design. With this option the compile ends instead with a plain error at the place
     /// where that begins: what the command line uses.
     bool reportEndless = false;
     NativeServices* native = nullptr;  ///< agent classes, queues, compiled libraries; may be null

@@ -78,7 +78,8 @@ bool Compiler::openLibrary(const Library& library) {
         text = platform::readTextFile(path);
     if (!text) return false;
     if (options_.reportEndless && bringsItselfIn(library, platform::nativePath(path))) {
-        reportEndless(library.where, "#EFile '%s', line %d<br>Library '%s' brings itself in again", library.name);
+        reportEndless(library.where, "#EFile '%s', line %d<br>Library '%s' brings itself in again",
+                      library.name);
         return true;
     }
     const auto file = static_cast<std::int32_t>(program().files.size());

@@ -14,9 +14,9 @@ namespace kestrel {
 
 class Compiler;
 
-/// Besides the language's line counter, which belongs to the Compiler and which inserts, libraries and "@line"
-/// markers move, the scanner counts the true lines and columns of its input, so that every token has its true
-/// place.
+/// Besides the language's line counter, which belongs to the Compiler and which inserts, libraries and
+/// "@line" markers move, the scanner counts the true lines and columns of its input, so that every token has
+/// its true place.
 class Scanner {
 public:
     explicit Scanner(Compiler& compiler);

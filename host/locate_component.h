@@ -16,8 +16,8 @@ enum class Settings { ReadOnly, Store };
 
 inline constexpr std::string_view kNoSetting = "(none)";
 
-/// Reads a setting and writes it straight back: one that was never made is stored as "(none)", so that whoever
-/// looks into the store finds it, and a global one keeps what the master scope said.
+/// Reads a setting and writes it straight back: one that was never made is stored as "(none)", so that
+/// whoever looks into the store finds it, and a global one keeps what the master scope said.
 /// @return "(none)" when there is none
 [[nodiscard]] std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope,
                                       std::string_view name);

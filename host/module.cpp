@@ -200,10 +200,14 @@ std::int32_t placeOfMessage(std::int32_t level, KestrelPlace* out) {
     const Message* message = pluginState().messages.shown();
     if (message == nullptr || message->files == nullptr || level < 0) return 0;
     SourcePos pos = message->where;
-    const auto inFiles = [&] { return pos.known() && static_cast<std::size_t>(pos.file) < message->files->size(); };
-    for (; level > 0 && inFiles(); --level) pos = (*message->files)[static_cast<std::size_t>(pos.file)].broughtInBy;
+    const auto inFiles = [&] {
+        return pos.known() && static_cast<std::size_t>(pos.file) < message->files->size();
+    };
+    for (; level > 0 && inFiles(); --level)
+        pos = (*message->files)[static_cast<std::size_t>(pos.file)].broughtInBy;
     if (!inFiles()) return 0;
-    *out = {(*message->files)[static_cast<std::size_t>(pos.file)].path.c_str(), pos.line, pos.column, pos.endColumn};
+    *out = {(*message->files)[static_cast<std::size_t>(pos.file)].path.c_str(), pos.line, pos.column,
+            pos.endColumn};
     return 1;
 }
 

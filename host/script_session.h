@@ -26,8 +26,8 @@ public:
 
     [[nodiscard]] EngineContext& context() noexcept;
 
-    /// Forgets the script of the session and compiles another. Nothing of it runs; the messages of the compile
-    /// have been shown.
+    /// Forgets the script of the session and compiles another. Nothing of it runs; the messages of the
+    /// compile have been shown.
     /// @param nativePath  as the user wrote it, relative or absolute
     /// @return true when it compiled; otherwise context().program holds what there is of it
     [[nodiscard]] bool compile(const std::string& nativePath, const CompileOptions& options = {});

@@ -11,7 +11,8 @@ public:
     /// @param nativePath  file to load
     /// @param error       receives the reason when it fails
     /// @return null when it cannot be loaded
-    [[nodiscard]] static std::unique_ptr<DynamicLibrary> open(const std::string& nativePath, std::string& error);
+    [[nodiscard]] static std::unique_ptr<DynamicLibrary> open(const std::string& nativePath,
+                                                              std::string& error);
     ~DynamicLibrary();
     DynamicLibrary(const DynamicLibrary&) = delete;
     DynamicLibrary& operator=(const DynamicLibrary&) = delete;

@@ -15,7 +15,8 @@ void setEnvironment(const char* name, const std::string& value);
 /// Current directory in the system's form.
 [[nodiscard]] std::string currentDirectory();
 
-/// The directory for temporary files: the value of TMP as it stands, else the platform's own in the system's form.
+/// The directory for temporary files: the value of TMP as it stands, else the platform's own in the system's
+/// form.
 [[nodiscard]] std::string temporaryDirectory();
 
 [[nodiscard]] std::uint32_t processId();
