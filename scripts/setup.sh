@@ -9,6 +9,7 @@ packages=(
     libembree-dev libpng-dev                   # preview: ray casting, pictures
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
     libgtest-dev python3                       # tests
+    git clang-format                           # the check that sources are formatted
 )
 if [[ "${1:-}" == "--bench" ]]; then
     packages+=(lua5.4 luajit)

@@ -14,6 +14,8 @@ run_preset() {
 }
 
 scripts/setup.sh
+echo "test: comparing the sources with .clang-format (scripts/format.sh repairs them)"
+scripts/format.sh --check
 run_preset release
 if [[ -z "${KESTREL_TEST_QUICK:-}" ]]; then
     run_preset asan
