@@ -1,7 +1,7 @@
 #include "builtins/builtin_table.h"
 
-#include "builtins/handlers.h"
-#include "builtins/numeric.h"
+#include "builtins/common/handlers.h"
+#include "builtins/math/numeric.h"
 
 namespace kestrel {
 
@@ -34,7 +34,7 @@ std::vector<BuiltinEntry> makeRows(const HostBuiltins& host) {
     return {
 #define KESTREL_BUILTIN(name, id, argCount, family, handler, signature, description) \
     {name, id, argCount, KESTREL_HANDLER_##family(handler), signature, description},
-#include "builtins/builtins.def"
+#include "builtins/common/builtins.def"
 #undef KESTREL_BUILTIN
     };
 }

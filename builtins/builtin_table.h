@@ -1,7 +1,7 @@
 // The table of all built-in functions, completed with what only the host can do.
 #pragma once
 
-#include "engine/builtin.h"
+#include "engine/context/builtin.h"
 
 #include <vector>
 

@@ -1,5 +1,5 @@
 #include "builtins/test_call.h"
-#include "engine/text.h"
+#include "engine/operations/text.h"
 
 namespace kestrel::test {
 

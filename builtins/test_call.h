@@ -2,11 +2,11 @@
 #pragma once
 
 #include "builtins/builtin_table.h"
-#include "builtins/persistent_store.h"
-#include "builtins/process_state.h"
-#include "engine/arrays.h"
-#include "engine/context.h"
-#include "engine/records.h"
+#include "builtins/store/persistent_store.h"
+#include "builtins/system/process_state.h"
+#include "engine/context/context.h"
+#include "engine/operations/arrays.h"
+#include "engine/operations/records.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // How the command shows messages: for people, or as JSON lines for machines.
 #pragma once
 
-#include "engine/message.h"
+#include "engine/report/message.h"
 
 #include <cstdio>
 #include <map>

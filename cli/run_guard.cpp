@@ -1,6 +1,6 @@
 #include "cli/run_guard.h"
 
-#include "engine/format.h"
+#include "engine/values/format.h"
 
 #include <atomic>
 #include <chrono>

@@ -2,12 +2,12 @@
 // hand.
 #pragma once
 
-#include "engine/arrays.h"
-#include "engine/assignment.h"
-#include "engine/builtin.h"
-#include "engine/context.h"
-#include "engine/format.h"
-#include "engine/text.h"
+#include "engine/context/builtin.h"
+#include "engine/context/context.h"
+#include "engine/operations/arrays.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/text.h"
+#include "engine/values/format.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // table.
 #pragma once
 
-#include "engine/builtin.h"
+#include "engine/context/builtin.h"
 #include "frontend/compiler.h"
 #include "frontend/listing.h"
 #include "platform/paths.h"

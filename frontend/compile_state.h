@@ -1,8 +1,8 @@
 // One compile in progress: all its state, and the actions of the grammar.
 #pragma once
 
-#include "engine/context.h"
-#include "engine/program.h"
+#include "engine/context/context.h"
+#include "engine/program/program.h"
 #include "frontend/compiler.h"
 #include "frontend/parser.h"
 #include "frontend/scanner.h"

@@ -1,7 +1,7 @@
 // The compile driver: one script file, its inserts and its libraries become one Program.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 
 #include <string_view>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "engine/reporter.h"
+#include "engine/report/reporter.h"
 #include "frontend/compile_state.h"
 
 #include <algorithm>

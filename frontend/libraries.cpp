@@ -1,6 +1,6 @@
 // The chain of libraries that follows the main script, and what is linked from them.
 
-#include "engine/builtin.h"
+#include "engine/context/builtin.h"
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
 #include "platform/files.h"

@@ -1,7 +1,7 @@
 // Where the lines of a preprocessed script come from.
 #pragma once
 
-#include "engine/message.h"
+#include "engine/report/message.h"
 
 #include <cstddef>
 #include <cstdint>

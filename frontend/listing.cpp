@@ -1,6 +1,6 @@
 #include "frontend/listing.h"
 
-#include "engine/format.h"
+#include "engine/values/format.h"
 
 #include <cstddef>
 #include <unordered_map>

@@ -1,7 +1,7 @@
 // The compiled code as text.
 #pragma once
 
-#include "engine/program.h"
+#include "engine/program/program.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // What declarations of native things (agent classes, queues, compiled libraries) need from the layers above.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 
 #include <span>
 #include <string_view>

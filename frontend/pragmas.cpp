@@ -1,7 +1,7 @@
 // The handlers of the directives.
 
-#include "engine/file_names.h"
-#include "engine/format.h"
+#include "engine/operations/file_names.h"
+#include "engine/values/format.h"
 #include "frontend/preprocessor.h"
 #include "platform/files.h"
 

@@ -1,6 +1,6 @@
 #include "frontend/preprocessor.h"
 
-#include "engine/reporter.h"
+#include "engine/report/reporter.h"
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"

@@ -1,7 +1,7 @@
 // The preprocessor: executes directives, replaces defined names and splices in insert files.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 #include "frontend/defines.h"
 #include "frontend/line_map.h"
 

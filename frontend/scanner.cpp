@@ -1,6 +1,6 @@
 #include "frontend/scanner.h"
 
-#include "engine/format.h"
+#include "engine/values/format.h"
 #include "frontend/compile_state.h"
 #include "frontend/parser.h"
 #include "frontend/scanner_states.h"

@@ -1,4 +1,4 @@
-#include "engine/builtin.h"
+#include "engine/context/builtin.h"
 #include "frontend/compile_state.h"
 
 #include <string>

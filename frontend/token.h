@@ -1,7 +1,7 @@
 // What the scanner hands to the parser.
 #pragma once
 
-#include "engine/message.h"
+#include "engine/report/message.h"
 
 #include <cstdint>
 

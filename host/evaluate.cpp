@@ -1,6 +1,6 @@
 #include "host/evaluate.h"
 
-#include "engine/interpreter.h"
+#include "engine/run/interpreter.h"
 #include "host/plugin_state.h"
 #include "platform/paths.h"
 

@@ -1,5 +1,5 @@
 // getdir(): where the host keeps what.
-#include "builtins/arguments.h"
+#include "builtins/common/arguments.h"
 #include "host/host_builtins.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"

@@ -1,7 +1,7 @@
 // The built-ins that only the host side can answer.
 #pragma once
 
-#include "engine/builtin.h"
+#include "engine/context/builtin.h"
 
 namespace kestrel {
 

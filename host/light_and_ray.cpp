@@ -1,5 +1,5 @@
 // illuminate and raytrace: what the host knows at the current sample beyond the sample itself.
-#include "engine/arrays.h"
+#include "engine/operations/arrays.h"
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 

@@ -1,7 +1,7 @@
 #include "host/loaded_script.h"
 
-#include "engine/interpreter.h"
-#include "engine/prepare.h"
+#include "engine/run/interpreter.h"
+#include "engine/run/prepare.h"
 #include "frontend/compiler.h"
 #include "platform/paths.h"
 

@@ -1,7 +1,7 @@
 // One script that was loaded for the host: its engine, its host side, and the functions that the host calls.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
 

@@ -1,7 +1,7 @@
 #include "host/locate_component.h"
 
-#include "builtins/persistent_store.h"
-#include "engine/file_names.h"
+#include "builtins/store/persistent_store.h"
+#include "engine/operations/file_names.h"
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"

@@ -1,7 +1,7 @@
 // The library search path, and finding the files that scripts are made of.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 #include "host/file_request.h"
 
 #include <span>

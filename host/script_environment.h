@@ -2,10 +2,10 @@
 #pragma once
 
 #include "builtins/builtin_table.h"
-#include "builtins/file_methods.h"
-#include "builtins/persistent_store.h"
-#include "builtins/process_state.h"
-#include "engine/context.h"
+#include "builtins/files/file_methods.h"
+#include "builtins/store/persistent_store.h"
+#include "builtins/system/process_state.h"
+#include "engine/context/context.h"
 #include "host/file_request.h"
 #include "host/host_interface.h"
 #include "host/locate_component.h"

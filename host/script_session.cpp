@@ -1,7 +1,7 @@
 #include "host/script_session.h"
 
-#include "engine/interpreter.h"
-#include "engine/prepare.h"
+#include "engine/run/interpreter.h"
+#include "engine/run/prepare.h"
 #include "host/loaded_script.h"
 #include "host/script_environment.h"
 #include "platform/paths.h"

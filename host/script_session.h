@@ -1,7 +1,7 @@
 // Running scripts without the module: what the command's check, list and run use.
 #pragma once
 
-#include "engine/context.h"
+#include "engine/context/context.h"
 #include "frontend/compiler.h"
 #include "host/file_request.h"
 

@@ -1,4 +1,4 @@
-#include "builtins/joined_text.h"
+#include "builtins/common/joined_text.h"
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 

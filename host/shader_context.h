@@ -2,8 +2,8 @@
 // context.
 #pragma once
 
-#include "engine/context.h"
-#include "engine/text.h"
+#include "engine/context/context.h"
+#include "engine/operations/text.h"
 #include "host/host_interface.h"
 
 #include <array>

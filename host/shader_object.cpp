@@ -1,7 +1,7 @@
 #include "host/shader_object.h"
 
-#include "engine/builtin.h"
-#include "engine/members.h"
+#include "engine/context/builtin.h"
+#include "engine/operations/members.h"
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 

@@ -1,7 +1,7 @@
 // The shading object of `process`: a script's view of the current sample.
 #pragma once
 
-#include "engine/object_kind.h"
+#include "engine/context/object_kind.h"
 
 #include <string_view>
 

@@ -1,0 +1,35 @@
+#include "builtins/common/joined_text.h"
+
+#include "engine/operations/text.h"
+#include "engine/operations/text_buffer.h"
+#include "engine/values/format.h"
+
+#include <utility>
+
+namespace kestrel::builtins {
+
+std::optional<std::string> pieceText(const ValueCell& cell, FileText fileText) {
+    if (cell.type == FileObj && fileText == FileText::Name) return fileName(cell);
+    // Meant: these functions show the low 32 bits of an Integer; "+" and messages show all of it.
+    if (cell.type == Integer) return formatInt(truncate32(cell.payload.number));
+    return valueText(cell);
+}
+
+std::string joinArguments(BuiltinCall& call, std::string_view warning, FileText fileText) {
+    std::string text;
+    std::string last;  // meant: an argument without a text of its own repeats this one
+    for (int i = 0; i < call.argc; ++i) {
+        const ValueCell& cell = call.arg(i);
+        if (cell.type != Nil) {
+            if (std::optional<std::string> own = pieceText(cell, fileText))
+                last = std::move(*own);
+            else
+                call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1);
+        }
+        if (!fitsText(call.ctx, text.size() + last.size())) break;
+        text += last;
+    }
+    return text;
+}
+
+}  // namespace kestrel::builtins

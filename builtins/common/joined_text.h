@@ -1,0 +1,27 @@
+// Texts made of all arguments of a call.
+#pragma once
+
+#include "engine/context/builtin.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kestrel::builtins {
+
+/// How a file object reads in a joined text.
+enum class FileText { Quoted /* (FILEOBJ)"name" */, Name };
+
+/// The text of one value; nothing for a kind that has none.
+[[nodiscard]] std::optional<std::string> pieceText(const ValueCell& cell,
+                                                   FileText fileText = FileText::Quoted);
+
+/// The text forms of all arguments, joined with no separator. An argument that has none repeats the text of
+/// the argument before it: silently where it is Nil, with a warning otherwise. A text that grows too long
+/// ends with the last argument that fits, after reporting memory exhaustion.
+/// @param warning  takes the line and the argument's position from 1, like
+///                 "#WLine %d, invalid argument %d type to string()"
+[[nodiscard]] std::string joinArguments(BuiltinCall& call, std::string_view warning,
+                                        FileText fileText = FileText::Quoted);
+
+}  // namespace kestrel::builtins

@@ -1,0 +1,104 @@
+// The planar angle between two vectors. Its results are those of a table search with a coarse scale, not
+// those of an arc cosine, and scripts have tuned themselves to them: every step here is meant, however odd.
+#include "builtins/common/arguments.h"
+#include "builtins/common/handlers.h"
+#include "builtins/math/numeric.h"
+#include "engine/values/format.h"
+
+#include <optional>
+
+namespace kestrel::builtins {
+
+namespace {
+
+constexpr int kSteps = 18002;
+/// What a step counts as. It really is 90 / 18002 degrees, which is a little less.
+constexpr double kStepDegrees = 0.005;
+constexpr int kSearchEnd = 9;
+
+/// A vector seen along an axis.
+struct Projection {
+    double u = 0.0;
+    double w = 0.0;
+};
+
+double stepCosine(int k) {
+    return std::cos(static_cast<double>(k) / kSteps * 90.0 * kRadiansPerDegree);
+}
+
+/// The angle in degrees whose cosine is `r`, found among the steps.
+double baseAngle(double r) {
+    int lo = 0;
+    int hi = kSteps;
+    while (hi - lo > kSearchEnd) {
+        const int mid = lo + (hi - lo) / 2;
+        const double c = stepCosine(mid);
+        if (static_cast<float>(r) == static_cast<float>(c)) return mid * kStepDegrees;
+        (r < c ? lo : hi) = mid;
+    }
+    while (lo < kSteps && r < stepCosine(lo)) ++lo;
+    return lo * kStepDegrees;
+}
+
+std::optional<Projection> project(const Vec3& v, std::int64_t axis) {
+    switch (axis) {
+        case 1:
+            return Projection{v.z, v.y};
+        case 2:
+            return Projection{v.x, v.z};
+        case 3:
+            return Projection{v.x, v.y};
+        default:
+            return std::nullopt;
+    }
+}
+
+/// The direction of a projection in degrees.
+/// @param lastTurn  what the fourth quadrant makes of its base angle
+template <class Turn>
+double direction(const Projection& p, Turn lastTurn) {
+    if (p.w == 0.0) return p.u > 0.0 ? 0.0 : 180.0;
+    if (p.u == 0.0) return p.w > 0.0 ? 90.0 : 270.0;
+    const double base = baseAngle(std::fabs(p.u) / std::sqrt(p.u * p.u + p.w * p.w));
+    if (p.u > 0.0 && p.w < 0.0) return lastTurn(base);
+    if (p.u < 0.0 && p.w > 0.0) return 180.0 - base;
+    if (p.u < 0.0 && p.w < 0.0) return base + 180.0;
+    return base;
+}
+
+bool isNull(const Vec3& v) {
+    return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
+}
+bool isNull(const Projection& p) {
+    return p.u == 0.0 && p.w == 0.0;
+}
+
+double sixDecimals(double x) {
+    return roundFixed(x, 6);
+}
+
+double angleBetween(const Vec3& a, const Vec3& b, std::int64_t axis) {
+    const auto pa = project(a, axis);
+    const auto pb = project(b, axis);
+    if (!pa || !pb || isNull(*pa) || isNull(*pb)) return 0.0;
+    // The two vectors turn differently in the fourth quadrant.
+    const double first = direction(*pa, [](double base) { return base + 270.0; });
+    const double second = direction(*pb, [](double base) { return 360.0 - base; });
+    return std::fabs(first - second);
+}
+
+}  // namespace
+
+void angle(BuiltinCall& call) {
+    if (!call.arg(2).isNumeric()) return fail(call, "#ELine %d, invalid argument 3 type to angle()");
+    if (call.arg(1).type != Vector) return fail(call, "#ELine %d, invalid argument 2 type to angle()");
+    if (call.arg(0).type != Vector) return fail(call, "#ELine %d, invalid argument 1 type to angle()");
+
+    const Vec3 a = map(call.arg(0).payload.vec, sixDecimals);
+    const Vec3 b = map(call.arg(1).payload.vec, sixDecimals);
+    if (isNull(a)) return fail(call, "#ELine %d, argument 1 invalid vector to angle()");
+    if (isNull(b)) return fail(call, "#ELine %d, argument 2 invalid vector to angle()");
+    call.resultNumber(angleBetween(a, b, truncate(call.arg(2).payload.number)));
+}
+
+}  // namespace kestrel::builtins

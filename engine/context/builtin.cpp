@@ -1,0 +1,22 @@
+#include "engine/context/builtin.h"
+
+namespace kestrel {
+
+void BuiltinCall::resultText(std::string_view text) {
+    const char* copy = ctx.pool.strdup(text);
+    result(copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil());
+}
+
+void BuiltinCall::resultArgument(int i) {
+    const ValueCell value = arg(i);
+    arg(i) = ValueCell::ofNil();  // its text moves along and must not be released here
+    result(value);
+}
+
+void BuiltinCall::results(std::span<const ValueCell> cells) {
+    ctx.stack.dropTo(base_);
+    for (const ValueCell& cell : cells) ctx.stack.push(cell);
+    ctx.stack.push(ValueCell::ofCount(static_cast<int>(cells.size())));
+}
+
+}  // namespace kestrel

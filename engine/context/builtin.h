@@ -1,0 +1,119 @@
+// How built-in functions are called: the table's row and the view of one call that a handler works on.
+#pragma once
+
+#include "engine/context/context.h"
+#include "engine/program/program.h"
+
+#include <initializer_list>
+#include <span>
+#include <string_view>
+
+namespace kestrel {
+
+/// One call of a built-in in progress. Arguments are the top `argc` cells of the evaluation stack, first
+/// argument deepest. A handler ends with exactly one of result(), results(), none() or fail(); cells it was
+/// given are released then, so texts borrowed from arguments must not be used afterwards.
+class BuiltinCall {
+public:
+    BuiltinCall(EngineContext& context, const CodeNode& call, int builtinId, std::string_view builtinName)
+        : ctx(context),
+          node(call),
+          id(builtinId),
+          name(builtinName),
+          argc(call.argc),
+          base_(context.stack.size() - call.argc) {}
+
+    EngineContext& ctx;
+    const CodeNode& node;
+    const int id;
+    const std::string_view name;
+    const int argc;
+
+    /// @param i  0-based argument number
+    [[nodiscard]] ValueCell& arg(int i) const noexcept { return ctx.stack.at(base_ + i); }
+    /// Stack index of the first argument's slot.
+    [[nodiscard]] int base() const noexcept { return base_; }
+    /// The first argument's slot when `count` cells lie below a ReturnCount that is the last argument:
+    /// handlers that accept several returned values widen the call to them.
+    void rebase(int base) noexcept { base_ = base; }
+
+    /// Replaces the arguments by one value. The cell must not borrow from an argument that is a TempString.
+    void result(const ValueCell& cell) {
+        const ValueCell value = cell;  // may lie in the slots that go
+        ctx.stack.dropTo(base_);
+        ctx.stack.push(value);
+    }
+    /// The same for a Number or Integer, written in place: what the arithmetic built-ins end with.
+    void resultScalar(Tag tag, double value) {
+        ValueCell& slot = resultSlot();
+        slot.type = tag;
+        slot.payload.number = value;
+    }
+    void resultNumber(double value) { resultScalar(Number, value); }
+    void resultInteger(double value) { resultScalar(Integer, value); }
+    void resultVector(const Vec3& value) {
+        ValueCell& slot = resultSlot();
+        slot.type = Vector;
+        slot.payload.vec = value;
+    }
+    /// Replaces the arguments by a new text (TempString), which may be made of them. Without memory it is
+    /// Nil.
+    void resultText(std::string_view text);
+    /// Replaces the arguments by one of them, with the text that it owns.
+    void resultArgument(int i);
+    /// Replaces the arguments by several values closed by a ReturnCount. Texts that the cells own pass to the
+    /// stack; none may borrow from an argument.
+    void results(std::span<const ValueCell> cells);
+    /// Drops the arguments; the call has no value.
+    void none() { ctx.stack.dropTo(base_); }
+    /// The convention of every argument error: report, then one Nil. The run goes on.
+    template <class... Args>
+    void fail(std::string_view format, const Args&... args) {
+        ctx.reporter.report(format, args...);
+        result(ValueCell::ofNil());
+    }
+
+private:
+    /// Drops all arguments but the first slot, and what that one owns.
+    ValueCell& resultSlot() {
+        if (argc == 0) [[unlikely]] {
+            ctx.stack.push(ValueCell{});
+            return ctx.stack.top();
+        }
+        ctx.stack.dropTo(base_ + 1);
+        ValueCell& slot = ctx.stack.at(base_);
+        ctx.stack.release(slot);
+        return slot;
+    }
+
+    int base_;
+};
+
+using BuiltinHandler = void (*)(BuiltinCall& call);
+
+/// A row of the built-in table.
+struct BuiltinEntry {
+    std::string_view name;
+    std::int32_t id;
+    std::int32_t argCount;   ///< exact number of arguments, -1 for any
+    BuiltinHandler handler;  ///< never null: rows without an implementation report so
+    std::string_view signature;
+    std::string_view description;
+};
+
+/// The ordered table. Lookup returns the first row of a name.
+class BuiltinTable {
+public:
+    explicit BuiltinTable(std::span<const BuiltinEntry> rows) : rows_(rows) {}
+    [[nodiscard]] const BuiltinEntry* find(std::string_view name) const noexcept {
+        for (const BuiltinEntry& row : rows_)
+            if (row.name == name) return &row;
+        return nullptr;
+    }
+    [[nodiscard]] std::span<const BuiltinEntry> rows() const noexcept { return rows_; }
+
+private:
+    std::span<const BuiltinEntry> rows_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,53 @@
+#include "engine/context/context.h"
+
+#include "engine/values/array_record.h"
+#include "engine/values/record_instance.h"
+
+namespace kestrel {
+
+EngineContext::EngineContext(const EngineServices& engineServices)
+    : services(engineServices), reporter(engineServices.messages), pool(this), stack(pool, *this) {
+    reporter.abortFlag = &run.abort;
+    run.frames.emplace_back();
+}
+
+EngineContext::~EngineContext() = default;
+
+void EngineContext::pushText(std::string_view text) {
+    if (const char* copy = pool.strdup(text)) stack.push(ValueCell::ofTemp(copy));
+}
+
+void EngineContext::reset() {
+    stack.forgetTo(0);  // the pool takes the texts with it
+    resources.clear();
+    arrays.clear();
+    records.clear();
+    looseRecords = 0;
+    pool.teardown();
+    program = std::make_unique<Program>();
+    reporter.files = &program->files;
+    options = {};
+    reporter.state = {};
+    reporter.place = nullptr;
+    randomState = 1;
+    scriptFile.clear();
+    LineHook* hook = run.hook;
+    run = {};
+    run.hook = hook;
+    run.frames.emplace_back();
+}
+
+void EngineContext::stackEmpty() {
+    abortWith("#ELine %d, stack empty", run.currentLine);
+}
+
+void EngineContext::memoryExhausted() {
+    run.abort = true;
+    reporter.report("#ELine %d, memory exhausted!  Cannot continue!", run.currentLine);
+}
+
+void EngineContext::stackOverflow() {
+    abortWith("#ELine %d, too many nested loops and/or function calls", run.currentLine);
+}
+
+}  // namespace kestrel

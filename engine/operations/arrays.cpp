@@ -1,0 +1,328 @@
+#include "engine/operations/arrays.h"
+
+#include "engine/operations/array_file.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/members.h"
+#include "engine/operations/records.h"
+#include "engine/program/node_modes.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+namespace {
+
+/// Elements that an array may have. More cells than this did not fit into the address space of 32 bits that
+/// scripts were written for.
+constexpr std::int64_t kMaxElements = 30'000'000;
+
+/// Calls visit(k, cell) for each index value of a list, until it says no.
+template <class Visit>
+bool forEachIndex(EngineContext& ctx, const IndexList& list, Visit visit) {
+    int k = 0;
+    for (int i = list.first + 1; i < list.end; ++i) {
+        const ValueCell& cell = ctx.stack.at(i);
+        if (cell.type != SepMark && !visit(k++, cell)) return false;
+    }
+    return true;
+}
+
+bool requireList(EngineContext& ctx, const IndexList& list) {
+    if (list.first >= ctx.base()) return true;
+    ctx.abortWith("#ELine %d, stack empty", ctx.run.currentLine);
+    return false;
+}
+
+bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
+    if (cell.isNumeric()) return true;
+    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine,
+                  variable.name);
+    return false;
+}
+
+void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& variable) {
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
+    if (!requireList(ctx, list)) return;
+    if (list.count != array.dimCount) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s[] (%d)",
+                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        return;
+    }
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
+    if (!position) return;
+    if (*position < 1 || *position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, *position,
+                      variable.name, dimensionText(array));
+        return;
+    }
+    const ValueCell& element = array.elements[static_cast<std::size_t>(*position - 1)];
+    if (element.type == Uninitialized) {
+        ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
+                      variable.name, *position);
+        return;
+    }
+    ctx.stack.dropTo(list.first);
+    ctx.stack.push(borrowValue(element));
+}
+
+void readCharacter(EngineContext& ctx, const Variable& variable) {
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
+    if (!requireList(ctx, list)) return;
+    if (list.count != 1) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
+                      ctx.run.currentLine, list.count, variable.ownerName(), variable.name);
+        return;
+    }
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
+    if (!index) return;
+    const std::int64_t position = *index;
+    const std::string_view text = variable.text();
+    ctx.stack.dropTo(list.first);
+    if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
+        // Only reported, by design: the run goes on without a value.
+        ctx.reporter.report("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine,
+                            position, variable.ownerName(), variable.name);
+        return;
+    }
+    ctx.pushText(text.substr(static_cast<std::size_t>(position - 1), 1));
+}
+
+void indexValue(EngineContext& ctx, Variable& variable) {
+    if (const ArrayRecord* array = variable.array()) {
+        readElement(ctx, *array, variable);
+    } else if (variable.holdsText()) {
+        readCharacter(ctx, variable);
+    } else {
+        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", ctx.run.currentLine, variable.name);
+    }
+}
+
+FunctionRecord* activeFunction(const EngineContext& ctx) noexcept {
+    return ctx.run.calls.empty() ? nullptr : ctx.run.calls.back().function;
+}
+
+/// The sizes of a declaration: the product, or -1 after reporting.
+std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const IndexList& list,
+                       std::array<std::int64_t, kMaxDimensions>& sizes) {
+    std::int64_t product = 1;
+    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
+        if (!requireNumericIndex(ctx, cell, variable)) return false;
+        const std::int64_t size = truncate(cell.payload.number);
+        if (k < kMaxDimensions) sizes[static_cast<std::size_t>(k)] = size;
+        // Past this bound the product only has to stay too large (or negative).
+        if (__builtin_mul_overflow(product, size, &product)) product = kMaxElements + 1;
+        return true;
+    });
+    if (!ok) return -1;
+    if (product < 1) {
+        ctx.abortWith("#ELine %d, illegal array size (%d) for array %s", ctx.run.currentLine, product,
+                      variable.name);
+        return -1;
+    }
+    if (list.count > kMaxDimensions) {
+        ctx.abortWith("#ELine %d, maximum array dimensions (10) exceeded for array %s", ctx.run.currentLine,
+                      variable.name);
+        return -1;
+    }
+    return product;
+}
+
+void adoptArray(EngineContext& ctx, const CodeNode& node, ArrayRecord& array) {
+    array.declNode = &node;
+    releaseVariableValue(ctx, *node.variable);
+    node.variable->type = Array;
+    node.variable->object = &array;
+}
+
+/// `var lines["name"]`: one element per line of a file.
+void declareFromFile(EngineContext& ctx, const CodeNode& node, const IndexList& list) {
+    constexpr std::int64_t kNone = 0;
+    ArrayRecord* array = makeArray(ctx, {&kNone, 1}, Nil);
+    if (array != nullptr) loadArrayFile(ctx, *array, ctx.stack.at(list.end - 1).payload.text);
+    ctx.stack.dropTo(list.first);
+    if (array != nullptr) adoptArray(ctx, node, *array);
+}
+
+void declareArray(EngineContext& ctx, const CodeNode& node) {
+    Variable& variable = *node.variable;
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
+    if (!requireList(ctx, list)) return;
+    if (const ArrayRecord* array = variable.array()) {
+        // A declaration in a loop, or in a function called again, keeps the array it made.
+        const bool repeat =
+            !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
+        if (!repeat) {
+            ctx.stack.dropTo(list.first);
+            return;
+        }
+    }
+    if (list.count == 1 && ctx.stack.at(list.end - 1).isText()) return declareFromFile(ctx, node, list);
+    std::array<std::int64_t, kMaxDimensions> sizes{};
+    if (readSizes(ctx, variable, list, sizes) < 0) return;
+    ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
+    ctx.stack.dropTo(list.first);
+    if (array != nullptr) adoptArray(ctx, node, *array);
+}
+
+bool fits(EngineContext& ctx, std::int64_t count) {
+    if (count <= kMaxElements) return true;
+    ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
+    return false;
+}
+
+}  // namespace
+
+ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill) {
+    std::int64_t count = 1;
+    for (const std::int64_t size : dims)
+        if (__builtin_mul_overflow(count, size, &count)) count = kMaxElements + 1;
+    if (!fits(ctx, count)) return nullptr;
+    auto array = std::make_unique<ArrayRecord>();
+    for (std::size_t k = 0; k < dims.size(); ++k) {
+        array->dims[k] = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(dims[k], std::numeric_limits<std::int32_t>::min(), kMaxElements));
+    }
+    array->dimCount = static_cast<std::int32_t>(dims.size());
+    array->owner = activeFunction(ctx);
+    ValueCell fresh = ValueCell::ofNil();
+    fresh.type = fill;
+    array->elements.assign(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), fresh);
+    array->index = ctx.arrays.size();
+    ctx.arrays.push_back(std::move(array));
+    return ctx.arrays.back().get();
+}
+
+bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
+    if (!fits(ctx, count)) return false;
+    const auto size = static_cast<std::size_t>(count);
+    for (std::size_t i = size; i < array.elements.size(); ++i) clearElement(ctx, array.elements[i]);
+    if (size > array.elements.capacity())
+        array.elements.reserve(std::max(size, array.elements.capacity() * 2));
+    array.elements.resize(size, ValueCell::ofNil());
+    array.dims[0] = static_cast<std::int32_t>(count);
+    return true;
+}
+
+void clearElement(EngineContext& ctx, ValueCell& element) {
+    if (element.type == TempString)
+        ctx.pool.release(element.payload.text);
+    else if (element.type == UserRecord)
+        dropRecord(ctx, element.payload.record);
+    element = ValueCell::ofNil();
+}
+
+void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
+    ValueCell stored = value;
+    if (value.isText()) {
+        const char* copy = ctx.pool.keep(value.payload.text != nullptr ? value.payload.text : "");
+        if (copy == nullptr) return;
+        stored = ValueCell::ofTemp(copy);
+    } else if (value.type == UserRecord) {
+        holdRecord(ctx, value.payload.record);
+    } else if (value.type == VarRef) {
+        stored = ValueCell::ofNumber(0.0);
+    }
+    clearElement(ctx, slot);
+    slot = stored;
+}
+
+ValueCell borrowValue(const ValueCell& stored) noexcept {
+    ValueCell cell = stored;
+    if (cell.type == TempString) cell.type = String;
+    return cell;
+}
+
+IndexList indexListBelow(EngineContext& ctx, int end) {
+    IndexList list;
+    list.end = end;
+    list.first = end - 1;
+    for (; list.first >= ctx.base() && ctx.stack.at(list.first).type != DimMark; --list.first)
+        if (ctx.stack.at(list.first).type != SepMark) ++list.count;
+    return list;
+}
+
+std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list,
+                                    int k) {
+    std::optional<std::int64_t> index;
+    const bool exhausted = forEachIndex(ctx, list, [&](int at, const ValueCell& cell) {
+        if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.payload.number);
+        return at < k;
+    });
+    if (exhausted) requireNumericIndex(ctx, ValueCell::ofNil(), variable);
+    return index;
+}
+
+// Only the first index is bounded through the position alone.
+std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
+                                           const Variable& variable, const IndexList& list) {
+    std::int64_t position = 0;
+    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
+        if (!requireNumericIndex(ctx, cell, variable)) return false;
+        const std::int64_t i = truncate(cell.payload.number);
+        if (k == 0) {
+            position = i;
+            return true;
+        }
+        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
+        if (i > size) {
+            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
+                          ctx.run.currentLine, i, size, variable.name);
+            return false;
+        }
+        // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
+        const std::int64_t bounded = std::clamp<std::int64_t>(position, -kMaxElements, kMaxElements);
+        position = (bounded - 1) * size + std::clamp<std::int64_t>(i, -kMaxElements, kMaxElements);
+        return true;
+    });
+    return ok ? std::optional(position) : std::nullopt;
+}
+
+std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node) {
+    const Variable& variable = targetVariable(node);
+    const IndexList list = indexListBelow(ctx, ctx.stack.size());
+    if (!requireList(ctx, list)) return -1;
+    if (list.count != array.dimCount) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
+                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        return -1;
+    }
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
+    if (!position) return -1;
+    if (*position < 1 || *position > array.count()) {
+        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, *position,
+                      variable.name, array.count());
+        return -1;
+    }
+    ctx.stack.dropTo(list.first);
+    return *position - 1;
+}
+
+const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
+    switch (node->mode) {
+        case kDeclare:
+            declareArray(ctx, *node);
+            return node;
+        case kReference:
+            ctx.stack.push(ValueCell::ofNode(Array, node));
+            return node;
+        case kMemberRead:
+            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
+            readMemberOnTop(ctx);
+            return node->next;
+        case kMemberReference:
+            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
+            return node;
+        default:
+            indexValue(ctx, *node->variable);
+            return node;
+    }
+}
+
+std::string dimensionText(const ArrayRecord& array) {
+    std::string text;
+    for (int k = 0; k < array.dimCount; ++k)
+        text += "[" + std::to_string(array.dims[static_cast<std::size_t>(k)]) + "]";
+    return text;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,582 @@
+#include "engine/operations/assignment.h"
+
+#include "engine/operations/arrays.h"
+#include "engine/operations/members.h"
+#include "engine/operations/records.h"
+#include "engine/operations/text.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace kestrel {
+
+namespace {
+
+/// A run of cells on the stack: the values of a list or of a `return`.
+struct Values {
+    int first = 0;
+    int count = 0;
+};
+
+bool isPlain(std::int32_t type) noexcept {
+    return type == Number || type == Integer || type == Vector || type == Nil || type == Uninitialized;
+}
+
+/// References that cannot be values: where one is found instead of a value, the value is missing.
+bool isBareReference(std::int32_t type) noexcept {
+    return type == Array || type == MemberRef || type == IndexedMemberRef || type == RecordMemberRef ||
+           type == BlockMark || type == IpcSlotRef;
+}
+
+void reportNoValue(EngineContext& ctx) {
+    const char* owner = "";
+    const char* name = "";
+    if (ctx.stack.size() > ctx.base()) {
+        const ValueCell& top = ctx.stack.top();
+        if (top.type == VarRef || (isBareReference(top.type) && top.type != BlockMark)) {
+            const Variable& variable = targetVariable(*top.payload.node);
+            owner = variable.ownerName();
+            name = variable.name;
+        }
+    }
+    ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine, owner,
+                  name);
+}
+
+void illegalType(EngineContext& ctx) {
+    ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
+}
+
+void illegalMemberType(EngineContext& ctx) {
+    ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
+}
+
+/// The name that messages give to host objects, which elements cannot hold; null for other kinds.
+const char* internalObjectName(std::int32_t type) noexcept {
+    switch (type) {
+        case BoneObj:
+            return "BoneObj";
+        case LightObj:
+            return "LightObj";
+        case CameraObj:
+            return "CameraObj";
+        case SceneObj:
+            return "SceneObj";
+        case ImageListObj:
+            return "ImageListObj";
+        case ShaderObj:
+            return "ShaderObj";
+        case HxioObj:
+            return "HxioObj";
+        default:
+            return nullptr;
+    }
+}
+
+/// True when an element of `variable` may hold the value; reports otherwise.
+bool checkElementValue(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
+    if (value.type == ArrayRef || value.type == NewArray) {
+        ctx.abortWith("#ELine %d, illegal assignment type: cannot assign array to non-array %s",
+                      ctx.run.currentLine, variable.name);
+        return false;
+    }
+    if (const char* name = internalObjectName(value.type)) {
+        ctx.abortWith("#ELine %d, illegal use of internal object (%s)%s::%s", ctx.run.currentLine, name,
+                      variable.ownerName(), variable.name);
+        return false;
+    }
+    if (value.type == VarRef || isStorable(value.type)) return true;
+    illegalType(ctx);
+    return false;
+}
+
+// ---- characters of a text ----
+
+/// An element, or a character, that the index list below its reference names.
+struct ElementTarget {
+    Variable& variable;
+    IndexList list;
+};
+
+ElementTarget elementTarget(EngineContext& ctx, const CodeNode& node, int reference) {
+    return {targetVariable(node), indexListBelow(ctx, reference)};
+}
+
+void storeCharacter(EngineContext& ctx, const ElementTarget& target, const ValueCell& value) {
+    Variable& variable = target.variable;
+    const char* owner = variable.ownerName();
+    if (!value.isText()) {
+        ctx.abortWith("#ELine %d, invalid data type in assignment to character value %s::'%s'",
+                      ctx.run.currentLine, owner, variable.name);
+        return;
+    }
+    if (std::strlen(value.payload.text) != 1) {
+        ctx.abortWith("#ELine %d, invalid value in assignment to character value %s::'%s'",
+                      ctx.run.currentLine, owner, variable.name);
+        return;
+    }
+    if (target.list.count != 1) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
+                      ctx.run.currentLine, target.list.count, owner, variable.name);
+        return;
+    }
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+    if (!index) return;
+    if (*index == -1) {
+        ctx.abortWith("#ELine %d, illegal index value -1 for character value %s::'%s'", ctx.run.currentLine,
+                      owner, variable.name);
+        return;
+    }
+    std::string text = variable.text();
+    if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
+        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, *index,
+                      owner, variable.name);
+        return;
+    }
+    // A new copy: cells on the stack may still borrow the old text.
+    text[static_cast<std::size_t>(*index - 1)] = value.payload.text[0];
+    setVariableText(ctx, variable, text);
+}
+
+// ---- elements ----
+
+void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
+    ctx.abortWith("#ELine %d, index %d invalid for array %s::%s[%d]", ctx.run.currentLine, index,
+                  variable.ownerName(), variable.name, count);
+}
+
+/// Makes an array of a variable that is none yet, as LAX mode does on the first assignment to an element.
+ArrayRecord* createOnTheFly(EngineContext& ctx, const ElementTarget& target) {
+    Variable& variable = target.variable;
+    if (ctx.options.strict) {
+        ctx.abortWith("#ELine %d, attempt to access undeclared array %s::%s", ctx.run.currentLine,
+                      variable.ownerName(), variable.name);
+        return nullptr;
+    }
+    if (target.list.count != 1) {
+        ctx.abortWith("#ELine %d, multi-dimensional arrays must be explicitly declared", ctx.run.currentLine);
+        return nullptr;
+    }
+    const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+    if (!index) return nullptr;
+    if (*index == -1) {
+        ctx.abortWith("#ELine %d, illegal array initialization in LAX mode", ctx.run.currentLine);
+        return nullptr;
+    }
+    if (*index < 1) {
+        invalidElement(ctx, variable, *index, 0);
+        return nullptr;
+    }
+    const std::int64_t size[] = {*index};
+    ArrayRecord* array = makeArray(ctx, size, Nil);
+    if (array == nullptr) return nullptr;
+    releaseVariableValue(ctx, variable);
+    variable.type = Array;
+    variable.object = array;
+    return array;
+}
+
+constexpr std::int64_t kEveryElement = -2;
+
+/// 0-based position of the element, after growing the array where that is allowed; -1 after reporting;
+/// kEveryElement for the single index -1.
+std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const ElementTarget& target) {
+    const Variable& variable = target.variable;
+    if (target.list.count == 1) {
+        const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
+        if (!index) return -1;
+        if (*index == -1) return kEveryElement;
+    }
+    if (target.list.count != array.dimCount) {
+        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
+                      ctx.run.currentLine, target.list.count, variable.name, array.dimCount);
+        return -1;
+    }
+    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, target.list);
+    if (!position) return -1;
+    if (*position >= 1 && *position <= array.count()) return *position - 1;
+    const bool grows = !ctx.options.strict && array.dimCount == 1 && *position >= 1;
+    if (!grows) {
+        invalidElement(ctx, variable, *position, array.count());
+        return -1;
+    }
+    return resizeArray(ctx, array, *position) ? *position - 1 : -1;
+}
+
+void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCell& value) {
+    Variable& variable = target.variable;
+    if (variable.array() == nullptr && variable.holdsText()) {
+        storeCharacter(ctx, target, value);
+        return;
+    }
+    if (!checkElementValue(ctx, variable, value)) return;
+    ArrayRecord* array = variable.array();
+    if (array == nullptr) array = createOnTheFly(ctx, target);
+    if (array == nullptr) return;
+    const std::int64_t index = assignedElement(ctx, *array, target);
+    if (index == kEveryElement) {
+        for (ValueCell& element : array->elements) storeValue(ctx, element, value);
+    } else if (index >= 0) {
+        storeValue(ctx, array->elements[static_cast<std::size_t>(index)], value);
+    }
+}
+
+// ---- distribution of several values ----
+
+/// True when the value can become an element of a list; reports otherwise.
+bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
+    const int line = ctx.run.currentLine;
+    switch (value.type) {
+        case FileObj:
+            ctx.abortWith("#ELine %d, illegal array initializer: (FILEOBJ=\"%s\")", line, fileName(value));
+            return false;
+        case ObjectAgent:
+            ctx.abortWith("#ELine %d, illegal array initializer: (ObjectAgent=\"%s\")", line, variable.name);
+            return false;
+        case UserRecord:
+            ctx.abortWith("#ELine %d, illegal array initializer: (UserRecord=\"%s\")", line,
+                          value.payload.record->declaration->name->name);
+            return false;
+        case ArrayRef:
+        case NewArray:
+            ctx.abortWith("#ELine %d, illegal use of data type Array[]", line);
+            return false;
+        default:
+            return checkElementValue(ctx, variable, value);
+    }
+}
+
+void distributeToArray(EngineContext& ctx, Variable& variable, const Values& values) {
+    ArrayRecord* array = variable.array();
+    if (array == nullptr) {
+        if (ctx.options.strict) {
+            ctx.abortWith("#ELine %d, attempt to access undeclared array %s::%s", ctx.run.currentLine,
+                          variable.ownerName(), variable.name);
+            return;
+        }
+        const std::int64_t size[] = {values.count};
+        array = makeArray(ctx, size, Nil);
+        if (array == nullptr) return;
+        releaseVariableValue(ctx, variable);
+        variable.type = Array;
+        variable.object = array;
+    }
+    int count = values.count;
+    if (count > array->count()) {
+        ctx.reporter.report("#WLine %d, return value count (%d) exceeds array capacity %s[%d]. Truncating.",
+                            ctx.run.currentLine, count, variable.name, array->count());
+        count = static_cast<int>(array->count());
+    }
+    for (int i = 0; i < count; ++i) {
+        const ValueCell& value = ctx.stack.at(values.first + i);
+        if (!checkInitializer(ctx, variable, value)) return;
+        storeValue(ctx, array->elements[static_cast<std::size_t>(i)], value);
+    }
+}
+
+/// A list assigned to a variable that holds a record fills its members in order; surplus values are dropped.
+void distributeToRecord(EngineContext& ctx, RecordInstance& record, const Values& values) {
+    const int count = std::min(values.count, static_cast<int>(record.members.size()));
+    for (int i = 0; i < count; ++i) {
+        const ValueCell& value = ctx.stack.at(values.first + i);
+        if (!isStorable(value.type)) return illegalMemberType(ctx);
+        storeValue(ctx, record.members[static_cast<std::size_t>(i)].value, value);
+    }
+}
+
+/// Gives one value to one reference.
+/// @param position  1-based member of an assignment block, 0 outside blocks
+void assignReference(EngineContext& ctx, int reference, const ValueCell& value, int position) {
+    const ValueCell target = ctx.stack.at(reference);
+    switch (target.type) {
+        case VarRef:
+            assignVariable(ctx, targetVariable(*target.payload.node), value);
+            return;
+        case Array:
+            storeElement(ctx, elementTarget(ctx, *target.payload.node, reference), value);
+            return;
+        case RecordMemberRef:
+            if (position > 0 && !isStorable(value.type)) {
+                ctx.abortWith("#ELine %d, illegal assignment type, element %d, to record member",
+                              ctx.run.currentLine, position);
+                return;
+            }
+            writeRecordMember(ctx, *target.payload.node, *target.payload.node->next, value, OP_ASSIGN);
+            return;
+        case MemberRef:
+            ctx.stack.push(target);
+            writeMemberOnTop(ctx, value, OP_ASSIGN);
+            return;
+        case IndexedMemberRef: {
+            const int first =
+                std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+            for (int i = first; i < reference; ++i) ctx.stack.push(borrowValue(ctx.stack.at(i)));
+            ctx.stack.push(target);
+            writeMemberOnTop(ctx, value, OP_ASSIGN);
+            return;
+        }
+        default:
+            illegalType(ctx);
+            return;
+    }
+}
+
+/// The stack index of the reference of the block member that begins at `at` (an index list stands below its
+/// reference).
+int memberReference(EngineContext& ctx, int at, int close) {
+    if (at >= close || ctx.stack.at(at).type != DimMark) return at;
+    while (at < close && ctx.stack.at(at).type != Array && ctx.stack.at(at).type != IndexedMemberRef) ++at;
+    return at;
+}
+
+int blockMembers(EngineContext& ctx, int open, int close) {
+    int count = 0;
+    for (int at = open + 1; at < close; ++at) {
+        at = memberReference(ctx, at, close);
+        ++count;
+    }
+    return count;
+}
+
+void distributeToBlock(EngineContext& ctx, int open, int close, const Values& values) {
+    const int members = blockMembers(ctx, open, close);
+    if (values.count > members) {
+        ctx.reporter.report(
+            "#WLine %d, return value count (%d) exceeds assignment block membership (%d). Discarding excess "
+            "data.",
+            ctx.run.currentLine, values.count, members);
+    }
+    int position = 0;
+    for (int at = open + 1; at < close && position < values.count; ++at, ++position) {
+        at = memberReference(ctx, at, close);
+        if (at >= close) break;
+        assignReference(ctx, at, ctx.stack.at(values.first + position), position + 1);
+        if (ctx.run.abort) return;
+    }
+}
+
+/// Stack index of the first cell that belongs to the reference at `reference`.
+int referenceStart(EngineContext& ctx, int reference) {
+    const ValueCell& target = ctx.stack.at(reference);
+    if (target.type == Array || target.type == IndexedMemberRef)
+        return std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+    if (target.type != BlockMark) return reference;
+    int open = reference - 1;
+    while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
+    return open;
+}
+
+/// Gives the values to what the reference below them names; the stack is cut at the reference's first cell.
+void distribute(EngineContext& ctx, const Values& values, int lowest, bool isList) {
+    const int reference = lowest - 1;
+    if (reference < ctx.base()) {
+        ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine,
+                      "", "");
+        return;
+    }
+    const ValueCell target = ctx.stack.at(reference);
+    const int start = referenceStart(ctx, reference);
+    if (target.type == BlockMark) {
+        distributeToBlock(ctx, start, reference, values);
+    } else if (target.type == VarRef || (target.type == Array && !isList)) {
+        // Several returned values fill the array that the reference names, also where it names an element.
+        Variable& variable = targetVariable(*target.payload.node);
+        RecordInstance* record = isList ? variable.record() : nullptr;
+        if (record != nullptr)
+            distributeToRecord(ctx, *record, values);
+        else
+            distributeToArray(ctx, variable, values);
+    } else if (target.type == RecordMemberRef) {
+        illegalMemberType(ctx);
+    } else {
+        illegalType(ctx);
+    }
+    if (ctx.run.abort) return;
+    ctx.stack.dropTo(start);
+    ctx.stack.push(ValueCell::ofInteger(1));
+}
+
+void assignReturned(EngineContext& ctx) {
+    const int count = static_cast<int>(ctx.stack.top().payload.number);
+    const int first = ctx.stack.size() - 1 - count;
+    if (count < 0 || first <= ctx.base()) {
+        reportNoValue(ctx);
+        return;
+    }
+    distribute(ctx, {first, count}, first, false);
+}
+
+void assignList(EngineContext& ctx) {
+    const int close = ctx.stack.size() - 1;
+    int open = close - 1;
+    while (open > ctx.base() && ctx.stack.at(open).type != ListMark) --open;
+    if (open <= ctx.base()) {
+        reportNoValue(ctx);
+        return;
+    }
+    distribute(ctx, {open + 1, close - open - 1}, open, true);
+}
+
+void assignSingle(EngineContext& ctx) {
+    const int reference = ctx.stack.size() - 2;
+    ValueCell value = ctx.stack.top();
+    if (value.type == VarRef) value = ValueCell::ofNumber(0.0);
+    const ValueCell target = ctx.stack.at(reference);
+    if (target.type == MemberRef || target.type == IndexedMemberRef) {
+        assignMemberOnTop(ctx, OP_ASSIGN);
+        return;
+    }
+    const int start = referenceStart(ctx, reference);
+    if (target.type == BlockMark) {
+        const int member = memberReference(ctx, start + 1, reference);
+        if (member < reference) assignReference(ctx, member, value, 1);
+    } else {
+        assignReference(ctx, reference, value, 0);
+    }
+    if (ctx.run.abort) return;
+    if (value.type == NewArray && target.type == VarRef)
+        value = ValueCell::ofArray(value.payload.array, &targetVariable(*target.payload.node));
+    // The value moves down over the reference: it is the assignment's result.
+    ctx.stack.forgetTo(ctx.stack.size() - 1);
+    ctx.stack.dropTo(start);
+    ctx.stack.push(value);
+}
+
+}  // namespace
+
+void setVariableText(EngineContext& ctx, Variable& variable, std::string_view text) {
+    char* copy = ctx.pool.keep(text);  // first: `text` may be the variable's own
+    if (copy == nullptr) return;
+    releaseVariableValue(ctx, variable);
+    variable.type = String;
+    variable.object = copy;
+}
+
+void releaseVariableValue(EngineContext& ctx, Variable& variable) {
+    if (variable.type == String || variable.type == TempString)
+        ctx.pool.release(variable.object);
+    else if (variable.type == UserRecord)
+        dropRecord(ctx, variable.record());
+    else
+        return;
+    variable.object = nullptr;
+}
+
+ValueCell variableCell(Variable& variable) noexcept {
+    ValueCell cell;
+    cell.type = variable.type;
+    switch (variable.type) {
+        case Number:
+        case Integer:
+            cell.payload.number = variable.number;
+            break;
+        case Vector:
+            cell.payload.vec = variable.vec;
+            break;
+        case String:
+        case TempString:
+            cell.type = String;
+            cell.payload.text = variable.object != nullptr ? variable.text() : "";
+            break;
+        case Array:
+            cell = ValueCell::ofArray(variable.array(), &variable);
+            break;
+        case Nil:
+            cell = ValueCell::ofNil();
+            break;
+        default:
+            cell.payload.object = variable.object;
+            break;
+    }
+    return cell;
+}
+
+void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
+    if (value.type != ArrayRef && value.type != NewArray && variable.array() != nullptr) {
+        ctx.reporter.report("#WLine %d, dubious assignment to array %s::%s", ctx.run.currentLine,
+                            variable.ownerName(), variable.name);
+    }
+    switch (value.type) {
+        case Number:
+        case Integer:
+            releaseVariableValue(ctx, variable);
+            variable.number = value.payload.number;
+            break;
+        case Vector:
+            releaseVariableValue(ctx, variable);
+            variable.vec = value.payload.vec;
+            break;
+        case Nil:
+            releaseVariableValue(ctx, variable);
+            break;
+        case String:
+        case TempString:
+            setVariableText(ctx, variable, value.payload.text != nullptr ? value.payload.text : "");
+            return;
+        case ArrayRef:
+            if (const ArrayRecord* own = variable.array();
+                own != nullptr && own->count() != value.payload.array->count()) {
+                const Variable& source = *value.payload.namedArray.variable;
+                ctx.reporter.report(
+                    "#WLine %d, size mismatch in array assignment of %s::%s[%d] to %s::%s[%d]",
+                    ctx.run.currentLine, source.ownerName(), source.name, value.payload.array->count(),
+                    variable.ownerName(), variable.name, own->count());
+            }
+            [[fallthrough]];
+        case NewArray:
+            releaseVariableValue(ctx, variable);
+            variable.object = value.payload.array;
+            variable.type = Array;
+            return;
+        case UserRecord: {
+            // A fresh instance is taken as it is; one that somebody holds is copied.
+            RecordInstance* record = value.payload.record;
+            if (record->holders != 0) record = copyRecord(ctx, *record);
+            holdRecord(ctx, record);
+            releaseVariableValue(ctx, variable);
+            variable.object = record;
+            break;
+        }
+        default:
+            if (!isObjectKind(value.type)) return illegalType(ctx);
+            releaseVariableValue(ctx, variable);
+            variable.object = value.payload.object;
+            break;
+    }
+    variable.type = value.type;
+    if (isPlain(value.type)) variable.object = nullptr;
+}
+
+void assign(EngineContext& ctx) {
+    const int cells = ctx.stack.size() - ctx.base();
+    if (cells < 2) {
+        reportNoValue(ctx);
+        return;
+    }
+    const ValueCell& value = ctx.stack.top();
+    if (isPlain(value.type) && ctx.stack.top(1).type == VarRef) {
+        Variable& variable = targetVariable(*ctx.stack.top(1).payload.node);
+        if (isPlain(variable.type)) {  // the common case: no text, array or record on either side
+            ValueCell& result = ctx.stack.top(1);
+            if (value.type == Vector) {
+                variable.vec = result.payload.vec = value.payload.vec;
+            } else {
+                result.payload.number = value.payload.number;
+                if (value.type != Nil) variable.number = value.payload.number;
+            }
+            variable.type = result.type = value.type;
+            ctx.stack.forgetTo(ctx.stack.size() - 1);
+            return;
+        }
+    }
+    if (value.type == ReturnCount)
+        assignReturned(ctx);
+    else if (value.type == ListMark)
+        assignList(ctx);
+    else if (isBareReference(value.type))
+        reportNoValue(ctx);
+    else
+        assignSingle(ctx);
+}
+
+}  // namespace kestrel

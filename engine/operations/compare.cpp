@@ -1,0 +1,168 @@
+#include "engine/operations/operators.h"
+#include "engine/operations/records.h"
+#include "engine/operations/text.h"
+#include "engine/values/format.h"
+#include "platform/ascii.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace kestrel {
+
+namespace {
+
+unsigned char folded(char c) noexcept {
+    return static_cast<unsigned char>(ascii::lower(c));
+}
+
+/// Compares texts without regard to the case of letters. Below, equal and above are negative, zero and
+/// positive.
+int compareFolded(std::string_view a, std::string_view b) noexcept {
+    const std::size_t shared = std::min(a.size(), b.size());
+    for (std::size_t i = 0; i < shared; ++i) {
+        const int difference = folded(a[i]) - folded(b[i]);
+        if (difference != 0) return difference;
+    }
+    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
+bool textRelation(int op, std::string_view a, std::string_view b) noexcept {
+    return relation(op, compareFolded(a, b), 0);
+}
+
+std::string_view orEmpty(const char* text) noexcept {
+    return text != nullptr ? text : "";
+}
+
+std::string_view agentName(const ValueCell& agent) noexcept {
+    const auto* header = static_cast<const AgentNameHeader*>(agent.payload.object);
+    return header != nullptr ? orEmpty(header->name) : "";
+}
+
+std::uint32_t itemOf(const ValueCell& object) noexcept {
+    const auto* header = static_cast<const HxItemHeader*>(object.payload.object);
+    return header != nullptr ? header->item : 0;
+}
+
+/// Against a value that is no number, a Number is compared with itself plus one: unequal, and smaller. Meant.
+bool compareNumber(int op, double left, const ValueCell& right) noexcept {
+    const double value = right.isText() ? parseDouble(right.payload.text) : left + 1.0;
+    return relation(op, left + kCompareBias, value + kCompareBias);
+}
+
+bool compareInteger(int op, double left, const ValueCell& right) noexcept {
+    return right.isText() && relation(op, truncate(left), parseInteger(right.payload.text));
+}
+
+/// The vector that the right side of a comparison with `left` stands for; one that has no number in it is
+/// larger by one in every component. Meant.
+Vec3 comparedVector(const Vec3& left, const ValueCell& right) noexcept {
+    if (right.type == Vector) return right.payload.vec;
+    if (!right.isNumeric() && !right.isText()) return {left.x + 1.0, left.y + 1.0, left.z + 1.0};
+    const double s = right.isText() ? parseDouble(right.payload.text) : right.payload.number;
+    return {s, s, s};
+}
+
+/// One smaller component makes a vector smaller, one greater makes it greater, but <= and >= ask for all
+/// three. Meant.
+bool compareVector(int op, const Vec3& left, const ValueCell& right) noexcept {
+    const Vec3 other = comparedVector(left, right);
+    const auto all = [&](int each) {
+        return relation(each, left.x, other.x) && relation(each, left.y, other.y) &&
+               relation(each, left.z, other.z);
+    };
+    const auto any = [&](int each) {
+        return relation(each, left.x, other.x) || relation(each, left.y, other.y) ||
+               relation(each, left.z, other.z);
+    };
+    switch (op) {
+        case OP_LT:
+        case OP_GT:
+        case OP_NE:
+            return any(op);
+        case OP_LE:
+            return all(OP_LT) || all(OP_EQ);
+        case OP_GE:
+            return all(OP_GT) || all(OP_EQ);
+        default:
+            return all(op);
+    }
+}
+
+bool compareText(int op, std::string_view left, const ValueCell& right) noexcept {
+    std::array<char, kNumberChars> buffer;
+    char* const begin = buffer.data();
+    const auto written = [begin](const char* end) {
+        return std::string_view(begin, static_cast<std::size_t>(end - begin));
+    };
+    switch (right.type) {
+        case Number:
+            return textRelation(op, left, written(writeG(right.payload.number, begin)));
+        case Integer:
+            return textRelation(op, left, written(writeInt(right.payload.number, begin)));
+        case String:
+        case TempString:
+            return textRelation(op, left, right.payload.text);
+        default:
+            return textRelation(op, left, "");
+    }
+}
+
+/// Records are equal when they come from one declaration and their first members hold values of one type. The
+/// values are not looked at. Meant.
+bool sameKindOfRecord(const RecordInstance* a, const RecordInstance* b) noexcept {
+    if (a == b) return true;
+    if (a == nullptr || b == nullptr || a->declaration != b->declaration) return false;
+    if (a->members.empty() || b->members.empty()) return a->members.empty() == b->members.empty();
+    const ValueCell& first = a->members.front().value;
+    const ValueCell& other = b->members.front().value;
+    return first.type == other.type || (first.isText() && other.isText());
+}
+
+/// For kinds that only know equal and unequal.
+bool equality(int op, bool equal) noexcept {
+    return op == OP_EQ ? equal : op == OP_NE && !equal;
+}
+
+bool compareOperands(int op, const ValueCell& left, const ValueCell& right) noexcept {
+    if (left.isNumeric() && right.isNumeric()) return compareNumeric(op, left, right);
+    switch (left.type) {
+        case Number:
+            return compareNumber(op, left.payload.number, right);
+        case Integer:
+            return compareInteger(op, left.payload.number, right);
+        case Vector:
+            return compareVector(op, left.payload.vec, right);
+        case String:
+        case TempString:
+            return compareText(op, left.payload.text, right);
+        case FileObj:
+            if (right.type == FileObj) return textRelation(op, fileName(left), fileName(right));
+            return textRelation(op, fileName(left), right.isText() ? right.payload.text : "");
+        case ObjectAgent:
+            if (right.type == ObjectAgent) return textRelation(op, agentName(left), agentName(right));
+            return textRelation(op, agentName(left), right.isText() ? right.payload.text : "");
+        case UserRecord:
+            return equality(
+                op, right.type == UserRecord && sameKindOfRecord(left.payload.record, right.payload.record));
+        case HxObject:
+            return right.type == HxObject && relation(op, itemOf(left), itemOf(right));
+        case Nil:
+            return equality(op, right.type == Nil);
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+bool compareValues(int op, const ValueCell& left, const ValueCell& right) {
+    if (left.type != VarRef && right.type != VarRef) [[likely]]
+        return compareOperands(op, left, right);
+    // A reference to a variable where a value is expected counts as the Number 0.
+    const ValueCell zero = ValueCell::ofNumber(0.0);
+    return compareOperands(op, left.type == VarRef ? zero : left, right.type == VarRef ? zero : right);
+}
+
+}  // namespace kestrel

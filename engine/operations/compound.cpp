@@ -1,0 +1,217 @@
+// Compound assignment: what "+=" and its like do to variables, array elements and record members.
+#include "engine/operations/arrays.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/members.h"
+#include "engine/operations/operators.h"
+#include "engine/operations/records.h"
+
+#include <cmath>
+
+namespace kestrel {
+
+namespace {
+
+/// Integers combine truncated and stay whole: `i /= 2` is the whole-number division that `i / 2` is not.
+/// Meant.
+bool combineIntegers(EngineContext& ctx, int op, double left, double right, double& result) {
+    double value = 0.0;
+    if (!combineNumbers(ctx, op, std::trunc(left), std::trunc(right), value)) return false;
+    result = std::trunc(value);
+    return true;
+}
+
+void reportArithmeticError(EngineContext& ctx) {
+    ctx.abortWith("#ELine %d, illegal arithmetic operation on data type", ctx.run.currentLine);
+}
+
+/// The number that a value contributes when only the number of a variable is combined: a vector gives its x.
+/// @return false after reporting a value that has none
+bool numberSlot(EngineContext& ctx, int op, const ValueCell& value, double& number) {
+    const bool isArithmetic = op == OP_ADD || op == OP_SUB || op == OP_MUL || op == OP_DIV;
+    if (value.isNumeric() || value.type == VarRef || (value.type == Vector && isArithmetic)) {
+        number = value.firstDouble();
+        return true;
+    }
+    reportArithmeticError(ctx);
+    return false;
+}
+
+/// Only the number changes, never the type, whatever that is: an Integer may end up with a fraction, a
+/// variable that was never assigned stays without a value. Meant.
+void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
+    double number = 0.0;
+    if (!numberSlot(ctx, op, value, number)) return;
+    static_cast<void>(combineNumbers(ctx, op, variable.number, number, variable.number));
+}
+
+void combineVectorVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
+    ValueCell result;
+    if (!combine(ctx, op, ValueCell::ofVector(variable.vec), value, result)) return;
+    if (result.type == Vector) {
+        variable.vec = result.payload.vec;
+    } else {  // the dot product
+        variable.type = Number;
+        variable.number = result.payload.number;
+    }
+}
+
+void combineTextVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
+    ValueCell result;
+    const char* text = variable.text() != nullptr ? variable.text() : "";
+    if (!combine(ctx, op, ValueCell::ofText(text), value, result)) return;
+    setVariableText(ctx, variable, result.payload.text);
+    ctx.stack.release(result);
+}
+
+void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variable, const ValueCell& value) {
+    const int op = plainOperator(node.op);
+    switch (variable.type) {
+        case Array:
+            if (const ArrayRecord* array = variable.array(); array != nullptr) {
+                ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
+                              ctx.run.currentLine, 0, variable.name, array->dimCount);
+            } else {
+                ctx.abortWith("#ELine %d, attempt to access undeclared array %s", node.line, variable.name);
+            }
+            return;
+        case Integer:
+            if (value.type == Integer)
+                static_cast<void>(
+                    combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
+            else
+                combineNumberOnly(ctx, op, variable, value);
+            return;
+        case String:
+        case TempString:
+            combineTextVariable(ctx, op, variable, value);
+            return;
+        case Vector:
+            combineVectorVariable(ctx, op, variable, value);
+            return;
+        default:
+            combineNumberOnly(ctx, op, variable, value);
+            return;
+    }
+}
+
+/// The reference is off the stack already, its index list is on top.
+void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode,
+                    const ValueCell& value) {
+    const Variable& variable = targetVariable(indexNode);
+    ArrayRecord* array = variable.array();
+    if (array == nullptr) {
+        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", node.line, variable.name);
+        return;
+    }
+    const std::int64_t index = elementIndex(ctx, *array, indexNode);
+    if (index < 0) return;
+    combineInto(ctx, node.op, array->elements[static_cast<std::size_t>(index)], value);
+}
+
+/// Drops what is left of an assignment block whose closing mark was taken off.
+void dropBlock(EngineContext& ctx) {
+    int i = ctx.stack.size() - 1;
+    while (i >= ctx.base() && ctx.stack.at(i).type != BlockMark) --i;
+    if (i >= ctx.base()) ctx.stack.dropTo(i);
+}
+
+void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& target,
+                   const ValueCell& value) {
+    switch (target.type) {
+        case VarRef:
+            combineVariable(ctx, node, targetVariable(*target.payload.node), value);
+            return;
+        case Array:
+            combineElement(ctx, node, *target.payload.node, value);
+            return;
+        case MemberRef:
+        case IndexedMemberRef:
+            ctx.stack.push(target);
+            writeMemberOnTop(ctx, value, node.op);
+            return;
+        case RecordMemberRef:
+            writeRecordMember(ctx, *target.payload.node, objectNode(*target.payload.node), value, node.op);
+            return;
+        case BlockMark:
+            dropBlock(ctx);
+            break;
+        default:
+            ctx.stack.release(target);
+            break;
+    }
+    ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
+}
+
+/// A number in an element or record member: a number keeps it one, a vector makes it one.
+bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
+    double& number = slot.payload.number;
+    if (value.isNumeric() || value.type == VarRef) {
+        if (slot.type == Integer && value.type == Integer)
+            return combineIntegers(ctx, op, number, value.payload.number, number);
+        if (!combineNumbers(ctx, op, number, value.firstDouble(), number)) return false;
+        slot.type = Number;
+        return true;
+    }
+    ValueCell result;
+    if (!combine(ctx, op, slot, value, result)) return false;
+    slot = result;
+    return true;
+}
+
+}  // namespace
+
+int plainOperator(int assignOp) noexcept {
+    switch (assignOp) {
+        case OP_ADDASSIGN:
+            return OP_ADD;
+        case OP_SUBASSIGN:
+            return OP_SUB;
+        case OP_MULASSIGN:
+            return OP_MUL;
+        case OP_DIVASSIGN:
+            return OP_DIV;
+        case OP_XORASSIGN:
+            return OP_XOR;
+        case OP_ORASSIGN:
+            return OP_BITOR;
+        case OP_ANDASSIGN:
+            return OP_BITAND;
+        default:
+            return assignOp;
+    }
+}
+
+bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
+    const int plain = plainOperator(op);
+    switch (slot.type) {
+        case Number:
+        case Integer:
+            return combineNumberInto(ctx, plain, slot, value);
+        case Vector: {
+            ValueCell result;
+            if (!combine(ctx, plain, slot, value, result)) return false;
+            slot = result;
+            return true;
+        }
+        case String:
+        case TempString: {
+            ValueCell result;
+            if (!combine(ctx, plain, slot, value, result)) return false;
+            storeValue(ctx, slot, result);
+            ctx.stack.release(result);
+            return true;
+        }
+        default:
+            return true;
+    }
+}
+
+void compoundAssign(EngineContext& ctx, const CodeNode& node) {
+    if (!ctx.need(2)) return;
+    const ValueCell value = ctx.stack.take();
+    const ValueCell target = ctx.stack.take();
+    combineTarget(ctx, node, target, value);
+    ctx.stack.release(value);
+}
+
+}  // namespace kestrel

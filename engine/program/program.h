@@ -1,0 +1,207 @@
+// The compiled program: symbols, functions, record declarations and the one list of instruction nodes.
+#pragma once
+
+#include "engine/program/opcodes.h"
+#include "engine/report/message.h"
+#include "engine/values/value.h"
+
+#include <cstring>
+#include <memory>
+#include <memory_resource>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kestrel {
+
+struct BuiltinEntry;
+struct FunctionRecord;
+struct RecordTemplate;
+
+enum VariableFlag : std::uint8_t {
+    kVarConst = 1,  ///< "++"/"--" on it are refused at compile time
+    kVarPredefined = 4,
+    kVarInlineConst = 8,  ///< compiled as its value
+};
+
+/// A global, local, parameter or predefined name, and its value.
+struct Variable {
+    const char* name = nullptr;  ///< owned by the program
+    const char* alias = nullptr;
+    std::int32_t index = -1;
+    std::int32_t type =
+        Uninitialized;  ///< value tag; before the first run also 24, 43, 57 as the compiler marks names
+    double number = 0.0;
+    void* object = nullptr;  ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
+    Vec3 vec;
+    std::int32_t queue = 0;  ///< non-zero: bound to a shared-memory queue slot
+    std::uint8_t flags = 0;
+    std::int32_t declared = 1;        ///< 0: first met by use in strict mode
+    FunctionRecord* owner = nullptr;  ///< null for globals
+    Variable* next = nullptr;
+    Variable* prev = nullptr;
+    void* nativeEntry = nullptr;  ///< exported function of a compiled library
+    SourcePos pos;
+
+    [[nodiscard]] const char* text() const noexcept { return static_cast<const char*>(object); }
+    [[nodiscard]] bool holdsText() const noexcept {
+        return (type == String || type == TempString) && object != nullptr;
+    }
+    /// An array is a variable of type Array *with* a record: indexing marks names as arrays at compile time.
+    [[nodiscard]] ArrayRecord* array() const noexcept {
+        return type == Array ? static_cast<ArrayRecord*>(object) : nullptr;
+    }
+    [[nodiscard]] RecordInstance* record() const noexcept {
+        return type == UserRecord ? static_cast<RecordInstance*>(object) : nullptr;
+    }
+    /// What messages print before "::": the owning function's name, "" for a global.
+    [[nodiscard]] const char* ownerName() const noexcept;
+};
+
+struct CodeNode;
+
+/// Doubly linked list of nodes that carry their own links, in creation order.
+template <class T>
+struct LinkedList {
+    T* head = nullptr;
+    T* tail = nullptr;
+    void append(T* item) noexcept {
+        item->next = nullptr;
+        item->prev = tail;
+        (tail != nullptr ? tail->next : head) = item;
+        tail = item;
+    }
+    /// Moves all items of `other` to the end of this list.
+    void splice(LinkedList& other) noexcept {
+        if (other.head == nullptr) return;
+        other.head->prev = tail;
+        (tail != nullptr ? tail->next : head) = other.head;
+        tail = other.tail;
+        other = {};
+    }
+};
+
+struct FunctionRecord {
+    const char* name = nullptr;
+    std::int32_t paramCount = 0;
+    CodeNode* entry = nullptr;  ///< its OP_FUNC
+    CodeNode* end = nullptr;    ///< link: the first OP_ENDFUNC after it
+    LinkedList<Variable> locals;
+    LinkedList<Variable> params;
+    FunctionRecord* next = nullptr;
+    FunctionRecord* prev = nullptr;
+    SourcePos pos;
+};
+
+inline const char* Variable::ownerName() const noexcept {
+    return owner != nullptr ? owner->name : "";
+}
+
+enum NodeFlag : std::uint8_t {
+    kNodeGlobalRef = 0x10,   ///< ::name
+    kNodeUnresolved = 0x20,  ///< call not yet resolved
+};
+
+/// One instruction. The first group of fields is what the compiler writes; the second is resolved once when
+/// the script is prepared, so that the interpreter never searches a list.
+struct CodeNode {
+    std::int32_t op = -1;
+    std::int32_t count = 0;  ///< OP_RETURN: number of values
+    std::uint8_t flags = 0;
+    std::int32_t line = 0;  ///< the line that messages print
+    std::int32_t argc = 0;  ///< OP_CALL
+    union Operand {
+        Variable* variable;
+        const char* text;
+        double number;
+        CodeNode* target;
+        void* object;
+        constexpr Operand() : number(0.0) {}
+    } operand;
+    CodeNode* next = nullptr;
+    CodeNode* prev = nullptr;
+    SourcePos pos;  ///< the true place
+
+    std::int16_t memberSlot =
+        -1;  ///< link: the shading object's number of this member or method (ObjectKind)
+    std::int16_t methodSlot = -1;  ///< link: number of this value method
+    std::int16_t fileSlot = -1;    ///< link: number of this file method
+    std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (node_modes.h)
+    CodeNode* successor =
+        nullptr;            ///< link: the next instruction that does something (markers are passed over)
+    std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (interpreter.h)
+    CodeNode* link = nullptr;                     ///< link: jump target or loop top
+    CodeNode* body = nullptr;                     ///< link: OP_FORTEST's OP_FORBODY
+    Variable* variable = nullptr;                 ///< link: operand variable with "::" resolved
+    FunctionRecord* callee = nullptr;             ///< link: OP_CALL to a script function
+    const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in
+    const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
+};
+
+/// The variable that a node names, with "::" resolved once the program is linked.
+[[nodiscard]] inline Variable& targetVariable(const CodeNode& node) noexcept {
+    return node.variable != nullptr ? *node.variable : *node.operand.variable;
+}
+
+/// One field of a record declaration.
+struct RecordField {
+    Variable* name = nullptr;
+    ValueCell initial;  ///< Nil, Number, Integer, Vector or String (text owned by the program)
+    RecordField* next = nullptr;
+    RecordField* prev = nullptr;
+};
+
+/// A record declaration.
+struct RecordTemplate {
+    Variable* name = nullptr;
+    std::uint32_t hash = 0;  ///< nameHash of the name; how calls find it
+    LinkedList<RecordField> fields;
+    std::int32_t fieldCount = 0;
+    RecordTemplate* next = nullptr;
+    RecordTemplate* prev = nullptr;
+};
+
+/// The name hash: the sum over all characters c (signed bytes) of 13*c + length, in 32 bits; "" hashes to 0.
+[[nodiscard]] constexpr std::uint32_t nameHash(std::string_view name) noexcept {
+    std::uint32_t sum = 0;
+    for (char c : name) {
+        sum += static_cast<std::uint32_t>(13 * static_cast<int>(static_cast<signed char>(c))) +
+               static_cast<std::uint32_t>(name.size());
+    }
+    return sum;
+}
+
+/// Everything that a compile produces. Nodes, symbols, names and string constants live in its arena and go
+/// with it.
+class Program {
+public:
+    Program() = default;
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    LinkedList<Variable> globals;
+    LinkedList<CodeNode> code;
+    LinkedList<FunctionRecord> functions;
+    LinkedList<RecordTemplate> records;
+    SourceFiles files;
+
+    template <class T>
+    [[nodiscard]] T* make() {
+        return ::new (arena_.allocate(sizeof(T), alignof(T))) T();
+    }
+    [[nodiscard]] const char* makeText(std::string_view text) {
+        char* p = static_cast<char*>(arena_.allocate(text.size() + 1, 1));
+        std::memcpy(p, text.data(), text.size());
+        p[text.size()] = '\0';
+        return p;
+    }
+    /// @return the first function of that exact name, or null
+    [[nodiscard]] FunctionRecord* findFunction(std::string_view name) const noexcept;
+    [[nodiscard]] Variable* findGlobal(std::string_view name) const noexcept;
+    [[nodiscard]] RecordTemplate* findRecord(std::string_view name) const noexcept;
+
+private:
+    std::pmr::monotonic_buffer_resource arena_{64 * 1024};
+};
+
+}  // namespace kestrel

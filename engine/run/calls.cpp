@@ -1,0 +1,253 @@
+// Calls of script functions: entry, binding, return, end; and everything else that a call can reach.
+
+#include "engine/context/builtin.h"
+#include "engine/operations/arrays.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/members.h"
+#include "engine/operations/records.h"
+#include "engine/program/node_modes.h"
+#include "engine/run/instructions.h"
+
+namespace kestrel {
+
+namespace {
+
+const CodeNode* callUser(EngineContext& ctx, const CodeNode* node) {
+    pollWatch(ctx);
+    if (ctx.run.frames.size() >= kFrameLimit) {
+        ctx.abortWith("#ELine %d, too many nested loops and/or function calls", ctx.run.currentLine);
+        return node;
+    }
+    if (!pushControl(ctx, node)) return node;
+    FunctionRecord* callee = node->callee;
+    ctx.run.frames.emplace_back();
+    ctx.run.pushCall(callee, ctx.stack.size() - callee->paramCount);
+    ctx.run.currentLine = callee->entry->line;
+    executeFunctionEntry(ctx);
+    return callee->entry;
+}
+
+void dropArguments(EngineContext& ctx, int count) {
+    ctx.stack.drop(std::min(count, ctx.stack.size() - ctx.base()));
+}
+
+void reportArgumentCount(EngineContext& ctx, std::string_view name, int expected, int found) {
+    ctx.reporter.report("#ELine %d, invalid argument count to function %s(): expecting %d, found %d\n",
+                        ctx.run.currentLine, name, expected, found);
+}
+
+void callBuiltin(EngineContext& ctx, const CodeNode& node) {
+    const BuiltinEntry& entry = *node.builtin;
+    if (!ctx.need(node.argc)) return;
+    if (entry.argCount != -1 && entry.argCount != node.argc) {
+        reportArgumentCount(ctx, node.operand.variable->name, entry.argCount, node.argc);
+        ctx.stack.drop(node.argc);
+        ctx.stack.push(ValueCell::ofNil());
+        return;
+    }
+    BuiltinCall call(ctx, node, entry.id, entry.name);
+    entry.handler(call);
+}
+
+/// The name of a record declaration called as a function: an instance with the declared members, the first of
+/// them replaced by the arguments in order.
+void construct(EngineContext& ctx, const CodeNode& node) {
+    const RecordTemplate& declaration = *node.constructor;
+    if (!ctx.need(node.argc)) return;
+    const int first = ctx.stack.size() - node.argc;
+    if (node.argc > declaration.fieldCount) {
+        reportArgumentCount(ctx, declaration.name->name, declaration.fieldCount, node.argc);
+        ctx.stack.dropTo(first);
+        ctx.stack.push(ValueCell::ofNil());
+        return;
+    }
+    RecordInstance* record = makeRecord(ctx, declaration);
+    for (int i = 0; i < node.argc; ++i)
+        storeValue(ctx, record->members[static_cast<std::size_t>(i)].value, ctx.stack.at(first + i));
+    ctx.stack.dropTo(first);
+    ctx.stack.push(ValueCell::ofObject(UserRecord, record));
+}
+
+/// Everything that is not a script function.
+void callOther(EngineContext& ctx, const CodeNode& node) {
+    if (node.builtin != nullptr) {
+        callBuiltin(ctx, node);
+    } else if (node.constructor != nullptr) {
+        construct(ctx, node);
+    } else {
+        ctx.reporter.report("#ELine %d, unable to locate function reference %s", ctx.run.currentLine,
+                            node.operand.variable->name);
+        dropArguments(ctx, node.argc);
+    }
+}
+
+/// A whole variable as argument: the parameter takes over its alias, type, number and flags and a copy of its
+/// text.
+bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* source, int position,
+                       const char* function) {
+    if (source == nullptr) {
+        ctx.abortWith("#ELine %d, bad argument #%d to function %s()", ctx.run.currentLine, position,
+                      function);
+        return false;
+    }
+    parameter.alias = source->alias;
+    parameter.type = source->type;
+    parameter.number = source->number;
+    parameter.flags = source->flags;
+    if (source->holdsText()) parameter.object = ctx.pool.keep(source->text());
+    return true;
+}
+
+/// @return false when binding has to stop
+bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position,
+                  const char* function) {
+    releaseVariableValue(ctx, parameter);
+    parameter.number = 0.0;
+    parameter.object = nullptr;
+    parameter.flags = 0;
+    switch (cell.type) {
+        case Number:
+        case Integer:
+            parameter.type = cell.type;
+            parameter.number = cell.payload.number;
+            return true;
+        case VarRef:  // reached when a call brings fewer arguments than parameters: a reference counts as 0
+            parameter.type = Number;
+            return true;
+        case VarArgRef:
+            return bindWholeVariable(ctx, parameter, cell.payload.variable, position, function);
+        case String:
+        case TempString:
+            parameter.type = String;
+            parameter.object = ctx.pool.keep(cell.payload.text != nullptr ? cell.payload.text : "");
+            return !ctx.run.abort;
+        case Vector:
+            parameter.type = Vector;
+            parameter.vec = cell.payload.vec;
+            return true;
+        case ArrayRef:
+            parameter.type = Array;
+            parameter.object = cell.payload.array;
+            return true;
+        case Nil:
+            parameter.type = Nil;
+            return true;
+        default:
+            if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
+            if (cell.type == UserRecord) holdRecord(ctx, cell.payload.record);
+            parameter.type = cell.type;
+            parameter.object = cell.payload.object;
+            return true;
+    }
+}
+
+/// Stack index of the lowest of the `count` returned values: a value that is itself several returned values,
+/// or a list between two marks, counts with all its cells.
+int firstReturned(EngineContext& ctx, int count) {
+    int first = ctx.stack.size();
+    for (int i = 0; i < count && first > ctx.base(); ++i) {
+        --first;
+        const ValueCell& cell = ctx.stack.at(first);
+        if (cell.type == ReturnCount) {
+            first -= static_cast<int>(cell.payload.number);
+        } else if (cell.type == ListMark) {
+            do --first;
+            while (first > ctx.base() && ctx.stack.at(first).type != ListMark);
+        }
+    }
+    return std::max(first, ctx.base());
+}
+
+/// Moves the returned values down to the callee's base, over what its last statement may have left there.
+void settleReturned(EngineContext& ctx, int count) {
+    const int from = firstReturned(ctx, count);
+    const int to = ctx.base();
+    if (from == to) return;
+    const int size = ctx.stack.size();
+    for (int i = to; i < from; ++i) ctx.stack.release(ctx.stack.at(i));
+    for (int i = from; i < size; ++i) ctx.stack.at(to + i - from) = ctx.stack.at(i);
+    ctx.stack.forgetTo(to + size - from);
+}
+
+/// A call with too few arguments binds cells of its caller. What it took from below the caller's own part of
+/// the stack comes back as zeros, so that the caller's next statement finds the stack where it left it.
+void refillCaller(EngineContext& ctx) {
+    while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
+}
+
+/// A function's local record instances end with its activation, unless they are among the values it returns;
+/// those stay alive as long as the stack refers to them.
+void releaseLocalRecords(EngineContext& ctx, FunctionRecord& function) {
+    for (Variable* local = function.locals.head; local != nullptr; local = local->next) {
+        if (local->type != UserRecord) continue;
+        dropRecord(ctx, local->record());
+        local->type = Nil;
+        local->object = nullptr;
+    }
+}
+
+}  // namespace
+
+const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
+    if (node->mode == kMethodCall) {
+        callMethod(ctx, *node, *node->variable);
+        pollWatch(ctx);
+        return node->next;
+    }
+    if (node->callee != nullptr) return callUser(ctx, node);
+    callOther(ctx, *node);
+    pollWatch(ctx);
+    return node;
+}
+
+void executeFunctionEntry(EngineContext& ctx) {
+    if (ctx.run.calls.empty()) return;
+    FunctionRecord& function = *ctx.run.calls.back().function;
+    const int count = function.paramCount;
+    if (count <= 0) return;
+    if (ctx.stack.size() < count) {
+        ctx.run.calls.back().base = ctx.run.base = 0;
+        ctx.abortWith("#ELine %d, bad argument count in call to function %s(): expecting %d",
+                      ctx.run.currentLine, function.name, count);
+        return;
+    }
+    const int base = ctx.base();
+    int position = 0;
+    for (Variable* p = function.params.head; p != nullptr && position < count; p = p->next, ++position)
+        if (!bindArgument(ctx, *p, ctx.stack.at(base + position), position + 1, function.name)) break;
+    ctx.stack.dropTo(base);
+}
+
+const CodeNode* executeReturn(EngineContext& ctx, const CodeNode* node) {
+    if (ctx.run.calls.empty() || node->callee == nullptr) return node;
+    if (node->count == 0) {
+        ctx.stack.dropTo(ctx.base());
+    } else {
+        settleReturned(ctx, node->count);
+        if (node->count > 1) ctx.stack.push(ValueCell::ofCount(node->count));
+    }
+    ctx.run.frames.back().top = -1;
+    ctx.run.returned = true;
+    return node->callee->end->prev;
+}
+
+void settleResults(EngineContext& ctx) {
+    if (!ctx.run.returned) ctx.stack.dropTo(ctx.base());
+    ctx.run.returned = false;
+}
+
+const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
+    if (ctx.run.frames.size() < 2 || ctx.run.calls.empty()) return node;
+    settleResults(ctx);
+    ctx.run.frames.pop_back();
+    Frame& frame = ctx.run.frames.back();
+    const CodeNode* caller = frame.entries[static_cast<std::size_t>(frame.top)].node;
+    --frame.top;
+    FunctionRecord& function = *ctx.run.calls.back().function;
+    ctx.run.trimCalls(ctx.run.calls.size() - 1);
+    refillCaller(ctx);
+    releaseLocalRecords(ctx, function);
+    return caller;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,472 @@
+// The dispatch loop.
+//
+// Rules for whoever changes it:
+//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go through
+//  need().
+//  2. An instruction never looks at cells below the running function's base, apart from a call's arguments.
+//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely on
+//  them.
+//  4. A jump names the node before the one to execute next.
+//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
+//  not kept
+//     across a call.
+//  6. Markers are passed over (CodeNode::successor): an instruction that is only a marker must not grow an
+//  effect here
+//     without leaving the list of markers in prepare.cpp.
+//  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
+
+#include "engine/run/interpreter.h"
+
+#include "engine/operations/arrays.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/operators.h"
+#include "engine/operations/records.h"
+#include "engine/program/node_modes.h"
+#include "engine/run/instructions.h"
+
+namespace kestrel {
+
+namespace {
+
+/// How often, in statements, a run that does not return to the host looks whether text that nobody borrows
+/// any more is worth releasing, and from how much on it is.
+constexpr int kSweepInterval = 256;
+constexpr std::size_t kSweepBytes = 1u << 20;
+/// With this much of it the run looks after every statement: a few large texts would fill the memory before.
+constexpr std::size_t kSweepAtOnceBytes = 64u << 20;
+
+class StackBorrowers final : public Pool::Borrowers {
+public:
+    explicit StackBorrowers(EvalStack& stack) : stack_(stack) {}
+    [[nodiscard]] bool borrows(const void* block) const override {
+        for (int i = 0; i < stack_.size(); ++i) {
+            const ValueCell& cell = stack_.at(i);
+            if (cell.isText() && cell.payload.text == block) return true;
+        }
+        return false;
+    }
+
+private:
+    EvalStack& stack_;
+};
+
+void sweep(EngineContext& ctx) {
+    if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
+    if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
+}
+
+/// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
+/// the stack.
+class Sweeper {
+public:
+    explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
+    void statementEnded() {
+        if (--statementsLeft_ > 0 && ctx_.pool.deferredBytes() < atOnceBytes_) [[likely]]
+            return;
+        sweep(ctx_);
+        statementsLeft_ = kSweepInterval;
+        // What is still borrowed now would be looked at in vain after each of the next statements.
+        atOnceBytes_ = kSweepAtOnceBytes + 2 * ctx_.pool.deferredBytes();
+    }
+
+private:
+    EngineContext& ctx_;
+    int statementsLeft_ = kSweepInterval;
+    std::size_t atOnceBytes_ = kSweepAtOnceBytes;
+};
+
+bool hooked(const CodeNode& node) noexcept {
+    return node.op != OP_ENDWHILE && node.op != OP_ENDFOR && node.op != OP_FUNC;
+}
+
+void load(EngineContext& ctx, const CodeNode& node) {
+    Variable& variable = *node.variable;
+    if (variable.type == Number || variable.type == Integer)
+        ctx.stack.pushScalar(variable.type, variable.number);
+    else if (variable.type == Vector)
+        ctx.stack.pushVector(variable.vec);
+    else
+        loadVariable(ctx, variable);
+}
+
+/// Applies an operator to the number on top and a right operand that is not pushed.
+/// @return false when the types need the long way; nothing has changed then
+template <std::int32_t kOp>
+[[gnu::always_inline]] inline bool applyFused(EngineContext& ctx, std::int32_t type, double value) {
+    if (ctx.stack.size() <= ctx.base() || (type != Number && type != Integer)) return false;
+    ValueCell& left = ctx.stack.top();
+    if (!left.isNumeric()) return false;
+    double& number = left.payload.number;
+    if constexpr (kOp == OP_ADD || kOp == OP_SUB || kOp == OP_MUL || kOp == OP_DIV) {
+        if constexpr (kOp == OP_DIV) {
+            if (value == 0.0) return false;  // reported on the long way
+        }
+        if constexpr (kOp == OP_ADD) number += value;
+        if constexpr (kOp == OP_SUB) number -= value;
+        if constexpr (kOp == OP_MUL) number *= value;
+        if constexpr (kOp == OP_DIV) number /= value;
+        if (type == Number || kOp == OP_DIV) left.type = Number;
+    } else {
+        ValueCell right = left;
+        right.type = type;
+        right.payload.number = value;
+        number = compareNumeric(kOp, left, right) ? 1.0 : 0.0;
+        left.type = Integer;
+    }
+    return true;
+}
+
+bool isPlain(std::int32_t type) noexcept {
+    return type == Number || type == Integer || type == Nil || type == Uninitialized;
+}
+
+/// `variable = number;` as a whole statement: nothing else is on the stack and nobody wants the result.
+/// @return false when there is more to it; nothing has changed then
+bool assignStatement(EngineContext& ctx) {
+    if (ctx.stack.size() - ctx.base() != 2) return false;
+    const ValueCell& value = ctx.stack.top(0);
+    const ValueCell& target = ctx.stack.top(1);
+    if (!value.isNumeric() || target.type != VarRef) return false;
+    Variable& variable = targetVariable(*target.payload.node);
+    if (!isPlain(variable.type)) return false;
+    variable.number = value.payload.number;
+    variable.type = value.type;
+    ctx.stack.forgetTo(ctx.base());
+    return true;
+}
+
+template <bool kHooked>
+void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    RunState& run = ctx.run;
+    EvalStack& stack = ctx.stack;
+    const std::size_t depth = run.frames.size();
+    const CodeNode* node = start;
+    std::int32_t previousLine = -1;
+    Sweeper sweeper(ctx);
+
+    while (node != nullptr && !(node == end && run.frames.size() == depth)) {
+        run.currentLine = node->line;
+        run.node = node;
+        ctx.reporter.place = &node->pos;
+        if constexpr (kHooked) {
+            if (node->line != previousLine && hooked(*node) && run.hook != nullptr)
+                run.hook->line(ctx, *node);
+            previousLine = node->line;
+            if (run.stop) return;
+        }
+        switch (kHooked ? node->op : node->exec) {
+#define KESTREL_FUSED(name)                                                           \
+    case kVar_##name:                                                                 \
+        if (applyFused<OP_##name>(ctx, node->variable->type, node->variable->number)) \
+            node = node->next;                                                        \
+        else                                                                          \
+            load(ctx, *node);                                                         \
+        break;                                                                        \
+    case kConst_##name:                                                               \
+        if (applyFused<OP_##name>(ctx, node->op, node->operand.number))               \
+            node = node->next;                                                        \
+        else                                                                          \
+            stack.pushScalar(node->op, node->operand.number);                         \
+        break;
+            KESTREL_FUSABLE(KESTREL_FUSED)
+#undef KESTREL_FUSED
+            case kAssignStatement:
+                if (assignStatement(ctx))
+                    node = node->next;
+                else
+                    assign(ctx);
+                break;
+            case kCountUp:
+            case kCountDown:
+                if (node->variable->type == Number || node->variable->type == Integer) {
+                    node->variable->number += node->exec == kCountUp ? 1.0 : -1.0;
+                    node = node->next;
+                } else {
+                    stack.pushNode(VarRef, node);
+                }
+                break;
+            case OP_VAR:
+                if (node->mode == kLoad) {
+                    load(ctx, *node);
+                } else if (node->mode == kReference) {
+                    stack.pushNode(VarRef, node);
+                } else {
+                    node = executeVariable(ctx, node);
+                }
+                break;
+            case OP_NUMBER:
+                stack.pushScalar(Number, node->operand.number);
+                break;
+            case OP_INTEGER:
+                stack.pushScalar(Integer, node->operand.number);
+                break;
+            case OP_STRING:
+            case OP_TEMPSTRING:
+                stack.push(ValueCell::ofText(node->operand.text));
+                break;
+            case OP_NIL:
+                stack.push(ValueCell::ofNil());
+                break;
+            case OP_VECTOR:
+                executeVector(ctx);
+                break;
+            // A constant operator lets the inline numeric cases fold.
+            case OP_ADD:
+                arithmetic(ctx, OP_ADD);
+                break;
+            case OP_SUB:
+                arithmetic(ctx, OP_SUB);
+                break;
+            case OP_MUL:
+                arithmetic(ctx, OP_MUL);
+                break;
+            case OP_DIV:
+                arithmetic(ctx, OP_DIV);
+                break;
+            case OP_MOD:
+            case OP_XOR:
+            case OP_BITOR:
+            case OP_BITAND:
+            case OP_SHL:
+            case OP_SHR:
+                arithmetic(ctx, node->op);
+                break;
+            case OP_LT:
+                compare(ctx, OP_LT);
+                break;
+            case OP_GT:
+                compare(ctx, OP_GT);
+                break;
+            case OP_LE:
+                compare(ctx, OP_LE);
+                break;
+            case OP_GE:
+                compare(ctx, OP_GE);
+                break;
+            case OP_EQ:
+                compare(ctx, OP_EQ);
+                break;
+            case OP_NE:
+                compare(ctx, OP_NE);
+                break;
+            case OP_NEG:
+                executeNegate(ctx, *node);
+                break;
+            case OP_NOT:
+                executeNot(ctx, *node);
+                break;
+            case OP_AND:
+            case OP_OR:
+                executeLogical(ctx, node->op == OP_AND);
+                break;
+            case OP_POSTINC:
+            case OP_POSTDEC:
+            case OP_PREINC:
+            case OP_PREDEC:
+                executeIncrement(ctx, *node);
+                break;
+            case OP_ASSIGN:
+                assign(ctx);
+                break;
+            case OP_ADDASSIGN:
+            case OP_SUBASSIGN:
+            case OP_DIVASSIGN:
+            case OP_MULASSIGN:
+            case OP_XORASSIGN:
+            case OP_ORASSIGN:
+            case OP_ANDASSIGN:
+                compoundAssign(ctx, *node);
+                break;
+            case OP_DIM:
+                stack.pushScalar(DimMark, 0.0);
+                break;
+            case OP_SEP:
+                stack.pushScalar(SepMark, 0.0);
+                break;
+            case OP_LIST:
+                stack.pushScalar(ListMark, 0.0);
+                break;
+            case OP_SELMARK:
+                stack.pushScalar(SelectMark, 0.0);
+                break;
+            case OP_BLOCK:
+                if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
+                break;
+            case OP_INDEX:
+                node = executeIndex(ctx, node);
+                break;
+            case OP_SELECTOR:
+                executeSelector(ctx);
+                break;
+            case OP_CALL:
+                node = executeCall(ctx, node);
+                break;
+            case OP_FUNC:
+                executeFunctionEntry(ctx);
+                break;
+            case OP_RETURN:
+                node = executeReturn(ctx, node);
+                break;
+            case OP_ENDFUNC:
+                node = executeFunctionEnd(ctx, node);
+                break;
+            case OP_ENDSTMT:
+                stack.dropTo(ctx.base());
+                sweeper.statementEnded();
+                break;
+            case OP_DECL:
+                if (node->next != nullptr && node->next->next != nullptr &&
+                    node->next->next->op == OP_ENDDECL)
+                    node = node->next->next;
+                break;
+            case OP_IF:
+                if (ctx.need(1)) {
+                    const bool truth = isTrue(stack.top());
+                    stack.drop(1);
+                    if (!truth) node = node->link;
+                }
+                break;
+            case OP_ENDIF:
+                if (node->link != nullptr) node = node->link;
+                break;
+            case OP_WHILE:
+                node = executeWhile(ctx, node);
+                break;
+            case OP_ENDWHILE:
+                node = executeEndWhile(ctx, node);
+                sweeper.statementEnded();  // the loop may consist of nothing but its condition
+                break;
+            case OP_FORTEST:
+                node = executeForTest(ctx, node);
+                break;
+            case OP_ENDFOR:
+                node = executeEndFor(ctx, node);
+                sweeper.statementEnded();
+                break;
+            case OP_FORBODY:
+                node = executeForBody(ctx, node);
+                break;
+            case OP_BREAK:
+                node = executeBreak(ctx, node);
+                break;
+            case OP_CONTINUE:
+                node = executeContinue(ctx);
+                break;
+            case OP_SWITCH:
+            case OP_SELECT:
+                pushControl(ctx, node);
+                break;
+            case OP_CASE:
+                node = executeCase(ctx, node);
+                break;
+            case OP_ENDCASE:
+                if (node->link != nullptr) node = node->link;
+                break;
+            case OP_DEFAULT:
+                // After a fall-through the value is gone already: a case that matched took it.
+                if (stack.size() > ctx.base()) stack.drop(1);
+                break;
+            case OP_WHEN:
+                node = executeWhen(ctx, node);
+                break;
+            case OP_ENDWHEN:
+                node = executeEndWhen(ctx, node);
+                break;
+            case OP_ENDSWITCH:
+                executeEndSwitch(ctx);
+                break;
+            case OP_FILEOBJ:
+            case OP_FILECONST:
+                stack.push(ValueCell::ofObject(FileObj, node->operand.object));
+                break;
+            case OP_HXOBJECT:
+                stack.push(ValueCell::ofObject(HxObject, node->operand.variable->object));
+                break;
+            case OP_OBJAGENT:
+            case OP_BONEOBJ:
+            case OP_LIGHTOBJ:
+            case OP_CAMERAOBJ:
+            case OP_SCENEOBJ:
+            case OP_IMAGELISTOBJ:
+            case OP_SHADEROBJ:
+                stack.push(ValueCell::ofObject(node->op, node->operand.object));
+                break;
+            default:
+                break;  // markers
+        }
+        if (run.abort || run.stop) [[unlikely]]
+            return;
+        if (node == nullptr) return;  // `continue` outside a loop ends the whole run
+        node = kHooked ? node->next : node->successor;
+    }
+    if constexpr (kHooked) {
+        if (node != nullptr && run.hook != nullptr && node->line != previousLine && node->op != OP_ENDWHILE &&
+            node->op != OP_ENDFOR)
+            run.hook->line(ctx, *node);
+    }
+    settleResults(ctx);
+}
+
+void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    ctx.run.abort = false;
+    ctx.run.stop = false;
+    if (ctx.run.hook != nullptr)
+        execute<true>(ctx, start, end);
+    else
+        execute<false>(ctx, start, end);
+    ctx.run.returned = false;
+}
+
+/// A nested run of a handler of the main program.
+void runHandler(EngineContext& ctx, std::string_view name) {
+    if (FunctionRecord* handler = ctx.program->findFunction(name)) {
+        invoke(ctx, *handler, {});
+        finishCall(ctx);
+    }
+}
+
+}  // namespace
+
+bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    const std::size_t depth = ctx.run.frames.size();
+    const std::size_t calls = ctx.run.calls.size();
+    ctx.run.frames.emplace_back();
+    executeRun(ctx, start, end);
+    // A run that was ended from the middle of a call leaves frames and call records behind.
+    ctx.run.frames.resize(depth);
+    ctx.run.trimCalls(calls);
+    return ctx.run.abort;
+}
+
+bool runMain(EngineContext& ctx) {
+    FunctionRecord* main = ctx.program->findFunction("main");
+    if (main == nullptr) return false;
+    ctx.run.frames.clear();
+    ctx.run.frames.emplace_back();
+    ctx.run.trimCalls(0);
+    invoke(ctx, *main, {});
+    finishCall(ctx);
+    if (ctx.run.stop) return ctx.run.abort;
+    if (ctx.run.abort) runHandler(ctx, "ONERROR");
+    runHandler(ctx, ctx.run.abort ? "ONERROR" : "ONEXIT");
+    return ctx.run.abort;
+}
+
+bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args) {
+    const std::size_t calls = ctx.run.calls.size();
+    ctx.run.pushCall(&function, 0);
+    for (const ValueCell& arg : args) ctx.stack.push(arg);
+    // More arguments than parameters bind the first ones; fewer leave the rest to the entry's count check.
+    const bool failed = run(ctx, function.entry, function.end);
+    ctx.run.trimCalls(calls);
+    ctx.reporter.place = nullptr;
+    return failed;
+}
+
+void finishCall(EngineContext& ctx) {
+    ctx.stack.dropTo(0);
+    sweep(ctx);
+    ctx.pool.purgeIfWorthwhile();
+}
+
+}  // namespace kestrel

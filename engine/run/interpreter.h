@@ -1,0 +1,26 @@
+// Running prepared programs.
+#pragma once
+
+#include "engine/context/context.h"
+
+#include <span>
+
+namespace kestrel {
+
+/// Executes from `start` up to, not including, `end` as a nested run with a frame of its own.
+/// @return the abort flag (false = success)
+bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end);
+
+/// Runs the function "main" with its handlers ONERROR and ONEXIT. Without a "main" nothing happens.
+/// @return the abort flag as it stands afterwards
+bool runMain(EngineContext& ctx);
+
+/// Calls one script function for the host: pushes the arguments, runs it and ends the call. Its results are
+/// left on the stack, from cell 0 up; the caller reads them and then calls finishCall().
+/// @return the abort flag
+bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args);
+
+/// Empties the stack after a call from the host and purges the pool when its counters say so.
+void finishCall(EngineContext& ctx);
+
+}  // namespace kestrel

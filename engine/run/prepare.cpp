@@ -1,0 +1,356 @@
+#include "engine/run/prepare.h"
+
+#include "engine/context/builtin.h"
+#include "engine/context/object_kind.h"
+#include "engine/operations/members.h"
+#include "engine/operations/records.h"
+#include "engine/program/node_modes.h"
+#include "engine/run/interpreter.h"
+
+namespace kestrel {
+
+namespace {
+
+bool isIncrement(const CodeNode* node) noexcept {
+    return node != nullptr && (node->op == OP_PREINC || node->op == OP_PREDEC || node->op == OP_POSTINC ||
+                               node->op == OP_POSTDEC);
+}
+
+bool isPostfix(const CodeNode* node) noexcept {
+    return node != nullptr && (node->op == OP_POSTINC || node->op == OP_POSTDEC);
+}
+
+bool opIs(const CodeNode* node, std::int32_t op) noexcept {
+    return node != nullptr && node->op == op;
+}
+
+CodeNode* findForward(CodeNode* node, std::int32_t op) noexcept {
+    while (node != nullptr && node->op != op) node = node->next;
+    return node;
+}
+
+CodeNode* findBack(CodeNode* node, std::int32_t op) noexcept {
+    while (node != nullptr && node->op != op) node = node->prev;
+    return node;
+}
+
+/// Instructions that only mark places.
+bool isMarker(const CodeNode& node) noexcept {
+    switch (node.op) {
+        case OP_ELSE:
+        case OP_DOWHILE:
+        case OP_ENDDOWHILE:
+        case OP_MEMBER:
+        case OP_ENDDECL:
+        case OP_ASSIGNMARK:
+        case OP_ENDELSE:
+        case OP_LOOPTOP:
+        case OP_FORTOP:
+        case OP_CASELABEL:
+        case OP_OTHERWISE:
+        case OP_RECORD:
+        case OP_IPCREF:
+            return true;
+        case OP_BLOCK:
+            return node.mode != kAssignmentBlock;
+        default:
+            return false;
+    }
+}
+
+/// Resolves one program. The order of the nodes is all it needs, so it runs once over the list.
+class Linker {
+public:
+    explicit Linker(EngineContext& ctx) : ctx_(ctx), program_(*ctx.program) {}
+
+    void link() {
+        for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
+            f->end = findForward(f->entry, OP_ENDFUNC);
+        for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
+        linkSuccessors();
+    }
+
+private:
+    void linkNode(CodeNode& node) {
+        switch (node.op) {
+            case OP_DIM:
+                ++indexDepth_;
+                break;
+            case OP_BLOCK:
+                linkBlock(node);
+                break;
+            case OP_VAR:
+                linkVariable(node);
+                break;
+            case OP_INDEX:
+                if (indexDepth_ > 0) --indexDepth_;
+                linkIndex(node);
+                break;
+            case OP_FUNC:
+                current_ = functionAt(node);
+                break;
+            case OP_ENDFUNC:
+                current_ = nullptr;
+                break;
+            case OP_RETURN:
+                node.callee = current_;
+                break;
+            case OP_CALL:
+                linkCall(node);
+                break;
+            case OP_ENDSTMT:
+                indexDepth_ = 0;
+                inBlock_ = false;
+                break;
+            case OP_NEG:
+                node.mode =
+                    opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT) ? kStatementForm : std::uint8_t{0};
+                break;
+            case OP_NOT:
+                node.mode = opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) &&
+                                    opIs(node.next, OP_ENDSTMT)
+                                ? kStatementForm
+                                : std::uint8_t{0};
+                break;
+            default:
+                linkJump(node);
+                break;
+        }
+    }
+
+    void linkSuccessors() {
+        CodeNode* successor = nullptr;
+        for (CodeNode* node = program_.code.tail; node != nullptr; node = node->prev) {
+            node->successor = successor;
+            node->exec = fusedCode(*node);
+            if (!isMarker(*node)) successor = node;
+        }
+    }
+
+    /// A jump never lands between the two: it names the node before the first, or a marker.
+    [[nodiscard]] static std::int32_t fusedCode(const CodeNode& node) noexcept {
+        const bool load = node.op == OP_VAR && node.mode == kLoad;
+        const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
+        if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
+        if (node.op == OP_VAR && node.mode == kReference && isIncrement(node.next) &&
+            (opIs(node.next->next, OP_ENDSTMT) || opIs(node.next->next, OP_FORBODY))) {
+            const bool up = node.next->op == OP_POSTINC || node.next->op == OP_PREINC;
+            return up ? kCountUp : kCountDown;
+        }
+        if ((!load && !constant) || node.next == nullptr) return node.op;
+        switch (node.next->op) {
+#define KESTREL_FUSED(name) \
+    case OP_##name:         \
+        return load ? kVar_##name : kConst_##name;
+            KESTREL_FUSABLE(KESTREL_FUSED)
+#undef KESTREL_FUSED
+            default:
+                return node.op;
+        }
+    }
+
+    void linkJump(CodeNode& node) {
+        CodeNode* target = node.operand.target;
+        switch (node.op) {
+            case OP_IF: {
+                CodeNode* end = target != nullptr ? target : findForward(&node, OP_ENDIF);
+                node.link = end != nullptr && opIs(end->next, OP_ELSE) ? end->next : end;
+                break;
+            }
+            case OP_ENDIF:
+                if (opIs(node.next, OP_ELSE)) {
+                    CodeNode* end = node.next->operand.target;
+                    node.link = end != nullptr ? end : findForward(node.next, OP_ENDELSE);
+                }
+                break;
+            case OP_WHILE:
+                if (target == nullptr) node.operand.target = findForward(&node, OP_ENDWHILE);
+                node.link = findBack(&node, OP_LOOPTOP);
+                break;
+            case OP_FORTEST:
+                node.link = findBack(&node, OP_FORTOP);
+                node.body = findForward(&node, OP_FORBODY);
+                break;
+            case OP_CASE:
+                node.link = target != nullptr ? target : findForward(&node, OP_ENDCASE);
+                break;
+            case OP_ENDCASE:
+                if (opIs(node.next, OP_CASELABEL)) node.link = findForward(&node, OP_CASE);
+                break;
+            case OP_WHEN:
+                node.link = target != nullptr ? target : findForward(&node, OP_ENDWHEN);
+                break;
+            default:
+                break;
+        }
+    }
+
+    void linkBlock(CodeNode& node) {
+        if (inBlock_) {
+            inBlock_ = false;
+            return;
+        }
+        CodeNode* close = node.next;
+        while (close != nullptr && close->op != OP_BLOCK && close->op != OP_ENDSTMT) close = close->next;
+        if (!opIs(close, OP_BLOCK) || !opIs(close->next, OP_ASSIGNMARK)) return;
+        inBlock_ = true;
+        indexDepth_ = 0;
+        node.mode = close->mode = kAssignmentBlock;
+    }
+
+    /// The target of "++", "--", "=" or a block's assignment: where the operator of a member reference
+    /// stands.
+    [[nodiscard]] static bool assigns(const CodeNode* afterMember) noexcept {
+        return opIs(afterMember, OP_ASSIGNMARK) || opIs(afterMember, OP_PREINC) ||
+               opIs(afterMember, OP_PREDEC);
+    }
+
+    /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A
+    /// postfix
+    /// "++" stands between the member and its object.
+    [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read,
+                                  NodeMode reference) const noexcept {
+        const bool postfix = isPostfix(node.next);
+        if (!opIs(postfix ? node.next->next : node.next, op)) return false;
+        node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
+        if (op == OP_MEMBER && ctx_.services.shaderKind != nullptr)
+            node.memberSlot =
+                static_cast<std::int16_t>(ctx_.services.shaderKind->memberSlot(node.variable->name));
+        return true;
+    }
+
+    [[nodiscard]] bool blockMember() const noexcept {
+        return inBlock_ && indexDepth_ == 0;
+    }
+
+    void linkVariable(CodeNode& node) {
+        node.variable = node.operand.variable;
+        if ((node.flags & kNodeGlobalRef) != 0) {
+            if (Variable* global = program_.findGlobal(node.variable->name)) node.variable = global;
+        }
+        if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) return;
+        if (linkMember(node, OP_RECORD, kRecordRead, kRecordReference)) return;
+        if (linkMember(node, OP_IPCREF, kSlotRead, kSlotReference)) return;
+        if (opIs(node.next, OP_ASSIGNMARK) || isIncrement(node.next) || blockMember()) node.mode = kReference;
+    }
+
+    void linkIndex(CodeNode& node) {
+        node.variable = node.operand.variable;
+        if ((node.flags & kNodeGlobalRef) != 0) {
+            if (Variable* global = program_.findGlobal(node.variable->name)) node.variable = global;
+        }
+        if (opIs(node.next, OP_ENDDECL)) {
+            node.mode = kDeclare;
+        } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) {
+            return;
+        } else if (opIs(node.next, OP_ASSIGNMARK) || isIncrement(node.next) || blockMember()) {
+            node.mode = kReference;
+        }
+    }
+
+    void linkCall(CodeNode& node) {
+        if (opIs(node.next, OP_MEMBER)) {
+            node.mode = kMethodCall;
+            node.variable = node.next->operand.variable;
+            node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(node.operand.variable->name));
+            if (ctx_.services.shaderKind != nullptr) {
+                node.memberSlot = static_cast<std::int16_t>(
+                    ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
+            }
+            if (ctx_.services.fileKind != nullptr) {
+                node.fileSlot = static_cast<std::int16_t>(
+                    ctx_.services.fileKind->methodSlot(node.operand.variable->name));
+            }
+            return;
+        }
+        const char* name = node.operand.variable->name;
+        node.callee = program_.findFunction(name);
+        if (node.callee == nullptr) node.builtin = ctx_.services.builtins->find(name);
+        if (node.callee == nullptr && node.builtin == nullptr) node.constructor = program_.findRecord(name);
+    }
+
+    [[nodiscard]] FunctionRecord* functionAt(const CodeNode& entry) const noexcept {
+        FunctionRecord* f = program_.functions.head;
+        while (f != nullptr && f->entry != &entry) f = f->next;
+        return f;
+    }
+
+    EngineContext& ctx_;
+    Program& program_;
+    FunctionRecord* current_ = nullptr;
+    int indexDepth_ = 0;
+    bool inBlock_ = false;
+};
+
+}  // namespace
+
+bool checkProgram(EngineContext& ctx) {
+    const Program& program = *ctx.program;
+    if (program.findFunction("process") == nullptr) {
+        ctx.reporter.report("#ECannot locate process() function in script and/or library(s)");
+        return false;
+    }
+    bool ok = true;
+    for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
+        if (node->op != OP_VAR) continue;
+        const Variable& variable = *node->operand.variable;
+        ctx.reporter.place = &node->pos;
+        if ((node->flags & kNodeGlobalRef) != 0 && program.findGlobal(variable.name) == nullptr) {
+            ctx.reporter.report("#ELine %d, undefined global variable reference ::%s", node->line,
+                                variable.name);
+            ok = false;
+        }
+        if (variable.declared == 0 && !opIs(node->next, OP_MEMBER)) {
+            ctx.reporter.report("#ELine %d, use of undeclared variable '%s'", node->line, variable.name);
+            ok = false;
+        }
+    }
+    ctx.reporter.place = nullptr;
+    return ok;
+}
+
+void linkProgram(EngineContext& ctx) {
+    Linker(ctx).link();
+}
+
+void runTopLevel(EngineContext& ctx) {
+    CodeNode* node = ctx.program->code.head;
+    while (node != nullptr) {
+        CodeNode* const start = node;
+        while (node != nullptr && node->op != OP_FUNC) node = node->next;
+        if (node != start) {
+            run(ctx, start, node);
+            finishCall(ctx);
+        }
+        while (node != nullptr && node->op != OP_ENDFUNC) node = node->next;
+        if (node != nullptr) node = node->next;
+    }
+}
+
+bool unusedReport(EngineContext& ctx) {
+    bool found = false;
+    for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next) {
+        for (const Variable* v = f->locals.head; v != nullptr; v = v->next) {
+            if (v->type != Uninitialized) continue;
+            ctx.reporter.showInfo("Unused variable detected:", std::string(f->name) + "::" + v->name);
+            found = true;
+        }
+    }
+    for (const Variable* v = ctx.program->globals.head; v != nullptr; v = v->next) {
+        if (v->type != Uninitialized) continue;
+        ctx.reporter.showInfo("Unused global variable detected:", std::string("::") + v->name);
+        found = true;
+    }
+    return found;
+}
+
+void unloadScript(EngineContext& ctx) {
+    const bool wanted =
+        ctx.reporter.state.reportUnused && ctx.reporter.sink() != nullptr && ctx.program != nullptr;
+    ctx.reporter.place = nullptr;
+    const bool found = wanted && unusedReport(ctx);
+    ctx.reset();
+    if (wanted && !found) ctx.reporter.showInfo("No unused variables detected", std::nullopt);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,30 @@
+// From a compiled program to one that can run.
+#pragma once
+
+#include "engine/context/context.h"
+
+namespace kestrel {
+
+/// Checks a compiled program: a function "process", every "::name", every undeclared name (strict mode).
+/// Reports each problem.
+/// @return true when there is none
+[[nodiscard]] bool checkProgram(EngineContext& ctx);
+
+/// Resolves every jump target, loop top, callee and "::name" once into the nodes' link fields.
+void linkProgram(EngineContext& ctx);
+
+/// Runs the code outside functions once, in source order; a stretch that aborts does not keep later ones from
+/// running.
+void runTopLevel(EngineContext& ctx);
+
+/// Reports locals and globals that were never assigned (pragma "unused"). Call before
+/// EngineContext::reset().
+/// @return false when there was nothing to report: the caller then shows
+///         "No unused variables detected" after the teardown. The caller checks whether the script asked for
+///         it.
+bool unusedReport(EngineContext& ctx);
+
+/// The unload of a script: unused-variable report, then reset().
+void unloadScript(EngineContext& ctx);
+
+}  // namespace kestrel

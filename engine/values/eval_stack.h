@@ -1,0 +1,95 @@
+// The evaluation stack: 4096 cells, checked on every push.
+#pragma once
+
+#include "engine/values/pool.h"
+#include "engine/values/value.h"
+
+#include <cassert>
+#include <memory>
+
+namespace kestrel {
+
+inline constexpr int kStackCells = 4096;
+
+class EvalStack {
+public:
+    /// Told when a push finds the stack full: reports and sets the abort flag. The pushed cell is dropped.
+    class Overflow {
+    public:
+        virtual ~Overflow() = default;
+        virtual void stackOverflow() = 0;
+    };
+
+    EvalStack(Pool& pool, Overflow& overflow)
+        : cells_(std::make_unique<ValueCell[]>(kStackCells)), pool_(pool), overflow_(overflow) {}
+
+    [[nodiscard]] int size() const noexcept { return sp_; }
+    /// @param i  0 = deepest cell
+    [[nodiscard]] ValueCell& at(int i) noexcept {
+        assert(i >= 0 && i < kStackCells);
+        return cells_[static_cast<std::size_t>(i)];
+    }
+    /// @param depth  0 = top cell
+    [[nodiscard]] ValueCell& top(int depth = 0) noexcept { return at(sp_ - 1 - depth); }
+
+    /// Takes over the cell (a TempString's text included).
+    void push(const ValueCell& cell) {
+        if (sp_ == kStackCells) [[unlikely]] {
+            release(cell);
+            overflow_.stackOverflow();
+            return;
+        }
+        cells_[static_cast<std::size_t>(sp_++)] = cell;
+    }
+    /// The same for a cell that is a tag and one double (Number, Integer, marks): writes only those.
+    void pushScalar(std::int32_t tag, double value) {
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = tag;
+        cell.payload.number = value;
+    }
+    void pushVector(const Vec3& v) {
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = Vector;
+        cell.payload.vec = v;
+    }
+    void pushNode(std::int32_t tag, const CodeNode* node) {
+        if (sp_ == kStackCells) [[unlikely]]
+            return overflow_.stackOverflow();
+        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
+        cell.type = tag;
+        cell.payload.node = node;
+    }
+    /// Takes the top cell off and hands it, with its text, to the caller, who must release() or adopt it.
+    [[nodiscard]] ValueCell take() noexcept {
+        assert(sp_ > 0);
+        return cells_[static_cast<std::size_t>(--sp_)];
+    }
+    /// Drops the topmost n cells, releasing owned texts.
+    void drop(int n) noexcept { dropTo(sp_ - n); }
+    /// Drops every cell from `newSize` up, releasing owned texts.
+    void dropTo(int newSize) noexcept {
+        assert(newSize >= 0);
+        while (sp_ > newSize) {
+            const ValueCell& cell = cells_[static_cast<std::size_t>(--sp_)];
+            if (cell.type == TempString) release(cell);
+        }
+    }
+    /// Releases what a cell taken off the stack owns.
+    void release(const ValueCell& cell) noexcept {
+        if (cell.type == TempString) pool_.free(cell.payload.text);
+    }
+    /// Forgets cells without releasing their texts: the caller has moved them elsewhere.
+    void forgetTo(int newSize) noexcept { sp_ = newSize; }
+
+private:
+    std::unique_ptr<ValueCell[]> cells_;
+    int sp_ = 0;
+    Pool& pool_;
+    Overflow& overflow_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,222 @@
+#include "engine/values/pool.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+/// A prime, so that addresses, all multiples of 16, spread over all buckets.
+constexpr std::size_t kBuckets = 30011;
+constexpr std::size_t kAlign = 16;
+constexpr std::size_t kDefaultLimit = std::size_t{2} << 30;
+constexpr std::size_t kMostBytes = SIZE_MAX / 2;  ///< keeps sums of sizes from wrapping around
+
+constexpr std::uint8_t kFlagClear = 1;     ///< cleared when it was allocated and not retained since
+constexpr std::uint8_t kFlagDeferred = 2;  ///< released, readable until the next purge
+
+/// What precedes each block's user area.
+struct alignas(kAlign) Header {
+    Header* next;          ///< in its bucket
+    Header* deferredNext;  ///< in the deferred list
+    std::size_t size;      ///< of header and user area
+    std::uint32_t retain;
+    std::uint8_t flags;
+};
+static_assert(sizeof(Header) % kAlign == 0);
+
+Header* headerOf(const void* p) noexcept {
+    return reinterpret_cast<Header*>(reinterpret_cast<std::uintptr_t>(p) - sizeof(Header));
+}
+
+std::size_t bucketOf(const Header* header) noexcept {
+    return reinterpret_cast<std::uintptr_t>(header) % kBuckets;
+}
+
+}  // namespace
+
+/// Live and deferred blocks share one address table, so that a late free of a deferred block is recognised as
+/// ours; a list of their own makes a purge cost what it releases and not a walk of all buckets.
+struct Pool::Impl {
+    std::array<Header*, kBuckets> table{};
+    Header* deferred = nullptr;
+    Exhaustion* exhaustion = nullptr;
+    std::size_t limit = kDefaultLimit;
+    std::size_t liveBlocks = 0;
+    std::size_t liveBytes = 0;
+    std::uint64_t allocations = 0;
+    std::uint64_t releases = 0;
+
+    /// The link that points to the block of user area `p`, or null. Reads only blocks of the pool, never `p`.
+    Header** find(const void* p) noexcept {
+        const Header* wanted = headerOf(p);
+        for (Header** link = &table[bucketOf(wanted)]; *link != nullptr; link = &(*link)->next)
+            if (*link == wanted) return link;
+        return nullptr;
+    }
+
+    void destroy(Header** link) noexcept {
+        Header* header = *link;
+        *link = header->next;
+        std::free(header);
+    }
+
+    void* fail() {
+        if (exhaustion != nullptr) exhaustion->memoryExhausted();
+        return nullptr;
+    }
+};
+
+Pool::Pool(Exhaustion* exhaustion) : impl_(std::make_unique<Impl>()) {
+    impl_->exhaustion = exhaustion;
+}
+
+Pool::~Pool() {
+    teardown();
+}
+
+void* Pool::alloc(std::size_t size, bool clear) {
+    Impl& self = *impl_;
+    const std::size_t used = self.liveBytes + deferredBytes_;
+    if (size > self.limit || used >= self.limit) return self.fail();
+    const std::size_t total = (size + sizeof(Header) + kAlign - 1) / kAlign * kAlign;
+    if (total > self.limit - used) return self.fail();
+    // malloc aligns for any type, as alignas(Header) asks.
+    auto* header = static_cast<Header*>(clear ? std::calloc(1, total) : std::malloc(total));
+    if (header == nullptr) return self.fail();
+
+    Header*& bucket = self.table[bucketOf(header)];
+    header->next = bucket;
+    header->deferredNext = nullptr;
+    header->size = total;
+    header->retain = 0;
+    header->flags = clear ? kFlagClear : 0;
+    bucket = header;
+    ++self.allocations;
+    ++self.liveBlocks;
+    self.liveBytes += total;
+    return header + 1;
+}
+
+char* Pool::strdup(std::string_view text) {
+    auto* copy = static_cast<char*>(alloc(text.size() + 1, false));
+    if (copy == nullptr) return nullptr;
+    if (!text.empty()) std::memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+char* Pool::keep(std::string_view text) {
+    char* copy = strdup(text);
+    if (copy != nullptr) headerOf(copy)->retain = 1;
+    return copy;
+}
+
+void Pool::retain(void* p) noexcept {
+    if (Header** link = impl_->find(p); link != nullptr) {
+        (*link)->flags &= static_cast<std::uint8_t>(~kFlagClear);
+        ++(*link)->retain;
+    }
+}
+
+void Pool::free(const void* p) noexcept {
+    if (p == nullptr) return;
+    Impl& self = *impl_;
+    Header** link = self.find(p);
+    if (link == nullptr) {
+        std::free(const_cast<void*>(p));
+        return;
+    }
+    Header* header = *link;
+    if (header->retain != 0 || (header->flags & kFlagDeferred) != 0) return;
+    ++self.releases;
+    --self.liveBlocks;
+    self.liveBytes -= header->size;
+    self.destroy(link);
+}
+
+void Pool::release(const void* p) noexcept {
+    Impl& self = *impl_;
+    Header** link = self.find(p);
+    if (link == nullptr) return;
+    Header* header = *link;
+    if (header->retain > 1) {
+        --header->retain;
+    } else if (header->retain == 1) {
+        header->retain = 0;
+        header->flags |= kFlagDeferred;
+        header->deferredNext = std::exchange(self.deferred, header);
+        --self.liveBlocks;
+        self.liveBytes -= header->size;
+        deferredBytes_ += header->size;
+    }
+}
+
+void Pool::purge() noexcept {
+    Impl& self = *impl_;
+    while (self.deferred != nullptr) {
+        Header* header = std::exchange(self.deferred, self.deferred->deferredNext);
+        self.destroy(self.find(header + 1));
+    }
+    deferredBytes_ = 0;
+    self.allocations = 0;
+    self.releases = 0;
+}
+
+void Pool::purgeIfWorthwhile() noexcept {
+    // The quotient is an integer, so "greater than 0.3" means that releases have caught up with allocations.
+    const Impl& self = *impl_;
+    if (self.allocations != 0 && self.releases >= self.allocations) purge();
+}
+
+void Pool::sweep(const Borrowers& borrowers) noexcept {
+    Impl& self = *impl_;
+    Header** at = &self.deferred;
+    while (*at != nullptr) {
+        Header* header = *at;
+        if (borrowers.borrows(header + 1)) {
+            at = &header->deferredNext;
+            continue;
+        }
+        *at = header->deferredNext;
+        deferredBytes_ -= header->size;
+        self.destroy(self.find(header + 1));
+    }
+}
+
+void Pool::teardown() noexcept {
+    Impl& self = *impl_;
+    if (self.liveBlocks != 0 || self.deferred != nullptr) {
+        for (Header*& bucket : self.table)
+            while (bucket != nullptr) self.destroy(&bucket);
+    }
+    self.deferred = nullptr;
+    self.liveBlocks = 0;
+    self.liveBytes = 0;
+    deferredBytes_ = 0;
+    self.allocations = 0;
+    self.releases = 0;
+}
+
+std::size_t Pool::liveBlocks() const noexcept {
+    return impl_->liveBlocks;
+}
+std::size_t Pool::liveBytes() const noexcept {
+    return impl_->liveBytes;
+}
+std::uint64_t Pool::allocations() const noexcept {
+    return impl_->allocations;
+}
+std::uint64_t Pool::releases() const noexcept {
+    return impl_->releases;
+}
+void Pool::setLimit(std::size_t bytes) noexcept {
+    impl_->limit = std::min(bytes, kMostBytes);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,34 @@
+// The storage of a user record.
+#pragma once
+
+#include "engine/values/value.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace kestrel {
+
+struct RecordTemplate;
+
+struct RecordMember {
+    const char* name = nullptr;
+    ValueCell value;  ///< texts are retained pool copies (tag TempString) owned by the member
+};
+
+/// One instance. Variables, elements and members that hold it are counted; an instance that only the stack
+/// refers to (a fresh one, or one whose holder let go) is kept until the statement that made it is over.
+struct RecordInstance {
+    const RecordTemplate* declaration = nullptr;
+    std::vector<RecordMember> members;
+    std::int32_t holders = 0;
+    std::size_t index = 0;  ///< position in EngineContext::records
+    [[nodiscard]] RecordMember* find(std::string_view name) noexcept {
+        for (RecordMember& member : members)
+            if (name == member.name) return &member;
+        return nullptr;
+    }
+};
+
+}  // namespace kestrel
