@@ -94,17 +94,13 @@ TEST_F(HandlersTest, arrayMakesUnassignedElements) {
 }
 
 TEST_F(HandlersTest, messagesJoinTheirPieces) {
-    FileNameHeader file{nullptr, "\\a.txt"};
-    const AgentClassHeader type{"Clock"};
-    AgentNameHeader agent{nullptr, nullptr, &type};
-    const ValueCell fileCell = ValueCell::ofObject(FileObj, &file);
+    const ValueCell file = fileNamed("\\a.txt");
     ArrayRecord* array =
-        makeElements({N(0.5), S("100%d"), ValueCell::ofMark(Uninitialized), nil(), fileCell, V(1, 2, 3)});
+        makeElements({N(0.5), S("100%d"), ValueCell::ofMark(Uninitialized), nil(), file, V(1, 2, 3)});
     const std::string x(300, 'x'), y(211, 'y'), tooLong(212, 'z');
     const std::vector<Row> rows = {
         {"info", {N(1.5), I(2.9), V(1, 2, 3), nil(), S("t")}, "1.52<1,2,3>(nil)t"},
-        {"info", {S("50% %d"), fileCell}, "50% %d(FILEOBJ)\"\\a.txt\""},
-        {"info", {ValueCell::ofObject(ObjectAgent, &agent), ValueCell::ofCount(3)}, "(ObjectAgent)Clock::??"},
+        {"info", {S("50% %d"), file}, "50% %d(FILEOBJ)\"\\a.txt\""},
         {"info", {A(array)}, "0.5 100 (nil) \\a.txt <1,2,3>"},  // a "%" of an element acts as in a format
         {"info", {S(x.c_str()), S(tooLong.c_str()), S(y.c_str())}, x + y},
         {"info", {}, ""},
@@ -115,9 +111,9 @@ TEST_F(HandlersTest, messagesJoinTheirPieces) {
         EXPECT_EQ(call(row.name, row.args), "");
         EXPECT_EQ(shown.back().line2, row.left);
     }
-    EXPECT_EQ(shown[5].kind, MessageKind::Info);
-    EXPECT_EQ(shown[6].kind, MessageKind::Warning);
-    EXPECT_EQ(shown[7].kind, MessageKind::Error);
+    EXPECT_EQ(shown[4].kind, MessageKind::Info);
+    EXPECT_EQ(shown[5].kind, MessageKind::Warning);
+    EXPECT_EQ(shown[6].kind, MessageKind::Error);
 }
 
 TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {

@@ -2,17 +2,20 @@
 #pragma once
 
 #include "builtins/builtin_table.h"
+#include "builtins/files/file_methods.h"
 #include "builtins/store/persistent_store.h"
 #include "builtins/system/process_state.h"
 #include "engine/context/context.h"
+#include "engine/kinds/engine_kinds.h"
 #include "engine/operations/arrays.h"
-#include "engine/operations/records.h"
 
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kestrel::test {
@@ -40,6 +43,18 @@ struct Row {
 
 class BuiltinTest : public ::testing::Test, private MessageSink {
 protected:
+    BuiltinTest() { kinds.table.add(files); }
+
+    /// A value that refers to an open file of this name.
+    ValueCell fileNamed(const char* path) {
+        auto record = std::make_unique<builtins::FileRecord>();
+        record->file = std::make_unique<builtins::OpenFile>(ctx);
+        record->file->path = path;
+        const ValueCell cell = builtins::fileCell(*record);
+        ctx.resources.push_back(std::move(record));
+        return cell;
+    }
+
     /// Calls a function whose last argument may stand for several values; `argc` -1: as many as there are
     /// cells.
     /// @return the cells that it leaves, as text: `2.5`, `3i`, `<1,2,3>`, `'text'`, `nil`, `return 2`, `@`
@@ -111,7 +126,10 @@ protected:
 
     BuiltinLibrary library;
     ProcessState process;
-    EngineContext ctx{EngineServices{.messages = this, .builtins = &library.table(), .process = &process}};
+    builtins::FileKind files;
+    EngineKinds kinds;
+    EngineContext ctx{EngineServices{
+        .messages = this, .builtins = &library.table(), .kinds = &kinds.table, .process = &process}};
     std::vector<Message> shown;
 
 private:

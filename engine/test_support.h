@@ -4,8 +4,10 @@
 
 #include "engine/context/builtin.h"
 #include "engine/context/context.h"
+#include "engine/kinds/engine_kinds.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/operators.h"
 #include "engine/operations/text.h"
 #include "engine/values/format.h"
 
@@ -46,9 +48,32 @@ public:
     std::string text;
 };
 
+/// Stands in for the kinds that live above the engine: objects with a name, which is all that there is to
+/// them.
+class NamedKind final : public ObjectKind {
+public:
+    static constexpr std::int32_t kTags[] = {FileObj};
+
+    NamedKind() : ObjectKind(ObjectInterface("named", {}, {}, {})) {}
+    bool text(TextUse, const void* object, ObjectText& out) const override {
+        if (object == nullptr) return false;
+        out = {.before = "(FILEOBJ)\"", .body = static_cast<const char*>(object), .after = "\""};
+        return true;
+    }
+    bool compare(int op, const ValueCell& left, const ValueCell& right) const override {
+        return textRelation(op, static_cast<const char*>(left.payload.object),
+                            right.isText() ? right.payload.text : "");
+    }
+};
+
 class EngineTest : public ::testing::Test {
 protected:
-    EngineTest() { ctx.program = std::make_unique<Program>(); }
+    EngineTest() {
+        kinds_.table.add(named_);
+        ctx.program = std::make_unique<Program>();
+    }
+
+    static ValueCell named(const char* name) { return ValueCell::ofObject(FileObj, const_cast<char*>(name)); }
 
     /// Integer, Number, Vector and (borrowed) text cells.
     static ValueCell I(double v) { return ValueCell::ofInteger(v); }
@@ -114,9 +139,11 @@ protected:
 private:
     CollectingSink sink_;
     BuiltinTable builtins_{{}};
+    EngineKinds kinds_;
+    NamedKind named_;
 
 protected:
-    EngineContext ctx{EngineServices{.messages = &sink_, .builtins = &builtins_}};
+    EngineContext ctx{EngineServices{.messages = &sink_, .builtins = &builtins_, .kinds = &kinds_.table}};
 };
 
 }  // namespace kestrel::test

@@ -19,8 +19,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.messages = messages_;
     services.builtins = &builtins_.table();
     services.locator = &locator_;
-    services.shaderKind = &shaderKind_;
-    services.fileKind = &fileKind_;
+    services.kinds = &kinds_.table();
     services.watch = watch_;
     services.store = &store;
     services.process = &process;

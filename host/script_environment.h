@@ -2,15 +2,14 @@
 #pragma once
 
 #include "builtins/builtin_table.h"
-#include "builtins/files/file_methods.h"
 #include "builtins/store/persistent_store.h"
 #include "builtins/system/process_state.h"
 #include "engine/context/context.h"
 #include "host/file_request.h"
 #include "host/host_interface.h"
 #include "host/locate_component.h"
+#include "host/object_kinds.h"
 #include "host/shader_context.h"
-#include "host/shader_object.h"
 #include "platform/registry.h"
 
 #include <cstdint>
@@ -49,8 +48,7 @@ private:
     RunWatch* watch_;
     BuiltinLibrary builtins_;
     HostLocator locator_{libraryPath, requestFile};
-    ShaderObjectKind shaderKind_;
-    builtins::FileKind fileKind_;
+    ObjectKinds kinds_;
 };
 
 }  // namespace kestrel

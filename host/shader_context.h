@@ -3,8 +3,9 @@
 #pragma once
 
 #include "engine/context/context.h"
-#include "engine/operations/text.h"
 #include "host/host_interface.h"
+#include "host/scene_item.h"
+#include "host/state_object.h"
 
 #include <array>
 #include <cstdint>
@@ -14,18 +15,6 @@
 namespace kestrel {
 
 class ScriptEnvironment;
-
-/// What a value of type HxObject points to.
-struct SceneItem : HxItemHeader {
-    HostItemID childCursor = 0;  ///< the child last returned by firstChild or nextChild
-};
-
-/// What a value of type HxioObj points to: the way in which a script's `load` or `save` reaches the host's
-/// state.
-struct StateObject {
-    bool reading = false;
-    bool endOfData = false;
-};
 
 inline constexpr std::size_t kDescriptionLimit = 79;
 inline constexpr std::size_t kFlagCount = 11;
@@ -57,7 +46,7 @@ private:
     std::unordered_map<std::uint64_t, SceneItem> sceneItems_;
 };
 
-[[nodiscard]] inline ShaderContext& shaderContext(EngineContext& ctx) noexcept {
+[[nodiscard]] inline ShaderContext& shaderContext(const EngineContext& ctx) noexcept {
     return *static_cast<ShaderContext*>(ctx.services.host);
 }
 

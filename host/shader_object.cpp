@@ -1,114 +1,122 @@
 #include "host/shader_object.h"
 
-#include "engine/context/builtin.h"
 #include "engine/operations/members.h"
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <iterator>
-#include <string_view>
-#include <utility>
 
 namespace kestrel {
 
 namespace {
 
-/// How a member lies in the sample and what it reads as.
-enum class MemberForm {
-    WholeNumber,  // i32, an Integer
-    Scalar,       // double; an index is ignored
-    Elements,     // doubles, read one at a time by index
-    Item,         // item number, an HxObject
-    Silent,       // recognised, but a read yields nothing
-};
-
-struct SampleMember {
-    std::string_view name;
-    std::size_t offset;
-    MemberForm form;
-    int count;
-    bool writable;
-};
-
-using enum MemberForm;
-
-constexpr SampleMember kMembers[] = {
-    {"sx", offsetof(ShadingSample, sx), WholeNumber, 1, false},
-    {"sy", offsetof(ShadingSample, sy), WholeNumber, 1, false},
-    {"oPos", offsetof(ShadingSample, oPos), Elements, 3, false},
-    {"wPos", offsetof(ShadingSample, wPos), Elements, 3, false},
-    {"gNorm", offsetof(ShadingSample, gNorm), Elements, 3, false},
-    {"spotSize", offsetof(ShadingSample, spotSize), Scalar, 1, false},
-    // Meant: the ray's source is a known name without a value.
-    {"raySource", offsetof(ShadingSample, raySource), Silent, 3, false},
-    {"rayLength", offsetof(ShadingSample, rayLength), Scalar, 1, false},
-    {"cosine", offsetof(ShadingSample, cosine), Scalar, 1, false},
-    {"oXfrm", offsetof(ShadingSample, oXfrm), Elements, 9, false},
-    // Meant: both transforms read the same nine numbers.
-    {"wXfrm", offsetof(ShadingSample, oXfrm), Elements, 9, false},
-    {"objID", offsetof(ShadingSample, objID), Item, 1, false},
-    {"polNum", offsetof(ShadingSample, polNum), WholeNumber, 1, false},
-    {"wNorm", offsetof(ShadingSample, wNorm), Elements, 3, true},
-    {"color", offsetof(ShadingSample, color), Elements, 3, true},
-    {"luminous", offsetof(ShadingSample, luminous), Scalar, 1, true},
-    {"diffuse", offsetof(ShadingSample, diffuse), Scalar, 1, true},
-    {"specular", offsetof(ShadingSample, specular), Scalar, 1, true},
-    {"mirror", offsetof(ShadingSample, mirror), Scalar, 1, true},
-    {"transparency", offsetof(ShadingSample, transparency), Scalar, 1, true},
-    {"eta", offsetof(ShadingSample, eta), Scalar, 1, true},
-    {"roughness", offsetof(ShadingSample, roughness), Scalar, 1, true},
-};
-
-/// Meant: a name is first looked for anywhere in this text, so a piece of it ("os") counts as known and only
-/// fails the exact comparison afterwards, with another message.
-constexpr char kKnownNames[] =
-    "sx|sy|oPos|wPos|gNorm|spotSize|raySource|rayLength|cosine|oXfrm|wXfrm|objID|polNum|wNorm|color|luminous|"
-    "diffuse|"
-    "specular|mirror|transparency|eta|roughness";
-
-constexpr bool namesMatchTable() {
-    std::string_view rest = kKnownNames;
-    for (const SampleMember& member : kMembers) {
-        if (!rest.starts_with(member.name)) return false;
-        rest.remove_prefix(member.name.size());
-        if (!rest.empty()) rest.remove_prefix(1);
-    }
-    return rest.empty();
-}
-static_assert(namesMatchTable());
-
-/// Slots of names that are no members; others are positions in kMembers.
-enum NameSlot { kUnknownName = -1, kPieceOfName = -2 };
-
-/// The built-ins that are methods too, by method slot.
-constexpr std::pair<std::string_view, BuiltinHandler> kMethods[] = {{"illuminate", illuminateBuiltin},
-                                                                    {"raytrace", raytraceBuiltin}};
-
-void reportPieceOfName(EngineContext& ctx, const char* name) {
-    ctx.reporter.report("#ELine %d, unknown Shader data member specified: %s", ctx.run.currentLine, name);
-}
-
-/// @return false after reporting an index outside 1 to the number of elements
-bool checkIndex(EngineContext& ctx, const SampleMember& member, std::int64_t index) {
-    if (index >= 1 && index <= member.count) return true;
-    ctx.reporter.report("#ELine %d, illegal index value: %s[%d]", ctx.run.currentLine, member.name, index);
-    return false;
-}
-
 template <class T>
-T load(const ShadingSample& sample, std::size_t offset) {
+T load(const EngineContext& ctx, std::size_t offset) {
     T value;
-    std::memcpy(&value, reinterpret_cast<const unsigned char*>(&sample) + offset, sizeof value);
+    std::memcpy(&value, reinterpret_cast<const unsigned char*>(shaderContext(ctx).sample) + offset,
+                sizeof value);
     return value;
 }
 
-std::size_t elementOffset(const SampleMember& member, std::int64_t index) {
-    if (member.form != Elements) return member.offset;
-    return member.offset + static_cast<std::size_t>(index - 1) * sizeof(double);
+/// The index has been checked; a member of one number has none.
+std::size_t placeOf(const MemberAccess& access, const MemberRow& row) noexcept {
+    return row.elements > 1 ? row.detail + static_cast<std::size_t>(access.index - 1) * sizeof(double)
+                            : row.detail;
 }
+
+void readReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row) {
+    ctx.stack.pushScalar(Number, load<double>(ctx, placeOf(access, row)));
+}
+
+void readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
+    ctx.stack.pushScalar(Integer, load<std::int32_t>(ctx, row.detail));
+}
+
+void readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
+    SceneItem& item = shaderContext(ctx).sceneItem(HX_MESH, load<HostItemID>(ctx, row.detail));
+    ctx.stack.push(ValueCell::ofObject(HxObject, &item));
+}
+
+void readNothing(EngineContext&, const MemberAccess&, const MemberRow&) {}
+
+void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
+               int op) {
+    if (!value.isNumeric()) {
+        ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s",
+                            ctx.run.currentLine, access.member);
+        return;
+    }
+    const std::size_t place = placeOf(access, row);
+    const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.payload.number, op);
+    if (!update.ok) return;
+    std::memcpy(reinterpret_cast<unsigned char*>(shaderContext(ctx).sample) + place, &update.value,
+                sizeof(double));
+    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+}
+
+enum class Form { Whole, Item, Real };
+enum class Access { ReadOnly, Writable, Silent, ReadsOXfrm };
+
+constexpr MemberRow memberRow(std::string_view name, Form form, int count, Access access, std::size_t offset,
+                              std::string_view description) {
+    MemberRow row{name, MemberType::Number, count, readReal, nullptr, offset, description};
+    if (form == Form::Whole) {
+        row.type = MemberType::Integer;
+        row.read = readWhole;
+    } else if (form == Form::Item) {
+        row.type = MemberType::Object;
+        row.read = readItem;
+    }
+    switch (access) {
+        case Access::ReadOnly:
+            break;
+        case Access::Writable:
+            row.write = writeReal;
+            break;
+        case Access::Silent:
+            row.type = MemberType::Nothing;
+            row.read = readNothing;
+            row.elements = 1;  // its index is not looked at
+            break;
+        case Access::ReadsOXfrm:
+            row.detail = offsetof(ShadingSample, oXfrm);
+            break;
+    }
+    return row;
+}
+
+constexpr MemberRow kMembers[] = {
+#define KESTREL_SAMPLE_MEMBER(name, form, count, access, description) \
+    memberRow(#name, Form::form, count, Access::access, offsetof(ShadingSample, name), description),
+#include "host/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
+};
+
+/// A built-in that is a method too; it counts its arguments itself.
+template <BuiltinHandler kHandler>
+void builtin(MethodCall& call) {
+    kHandler(call);
+}
+
+constexpr ArgumentCounts kAnyCount{0, ArgumentCounts::kAny};
+
+constexpr MethodRow kMethods[] = {
+    {"illuminate", builtin<illuminateBuiltin>, kAnyCount, 0, "sa.illuminate(light, point, vector)",
+     "The light that arrives at a point: its direction and its colour, six numbers."},
+    {"raytrace", builtin<raytraceBuiltin>, kAnyCount, 0, "sa.raytrace(point, direction)",
+     "What a ray hits: the distance (negative for nothing) and the colour, four numbers."},
+};
+
+constexpr KindWording kWording = {
+    .unknownMethod = "#ELine %d, unknown object method: (ShaderObj)%s::%s.%s()",
+    .argumentCount = {},
+    .unknownMemberRead = "#ELine %d, unknown ShaderObj data member: %s::%s.%s",
+    .unknownMemberWrite = "#ELine %d, unknown ShaderObject data member: %s::%s.%s",
+    .pieceOfName = "#ELine %d, unknown Shader data member specified: %s",
+    .readOnly = "#ELine %d, illegal assignment to read-only Shader data member: %s",
+    .memberIndex = "#ELine %d, illegal index value: %s[%d]",
+};
 
 bool isIncrement(int op) {
     return op == OP_PREINC || op == OP_PREDEC || op == OP_POSTINC || op == OP_POSTDEC;
@@ -116,100 +124,23 @@ bool isIncrement(int op) {
 
 }  // namespace
 
-int ShaderObjectKind::memberSlot(std::string_view name) const noexcept {
-    const auto found = std::find_if(std::begin(kMembers), std::end(kMembers),
-                                    [name](const SampleMember& member) { return member.name == name; });
-    if (found != std::end(kMembers)) return static_cast<int>(found - std::begin(kMembers));
-    return std::string_view(kKnownNames).find(name) != std::string_view::npos ? kPieceOfName : kUnknownName;
+ShaderObjectKind::ShaderObjectKind()
+    : ObjectKind(ObjectInterface("shading sample", kMembers, kMethods, kWording)) {}
+
+std::string_view ShaderObjectKind::internalName(std::int32_t) const {
+    return "ShaderObj";
 }
 
-int ShaderObjectKind::methodSlot(std::string_view name) const noexcept {
-    for (std::size_t i = 0; i < std::size(kMethods); ++i)
-        if (kMethods[i].first == name) return static_cast<int>(i);
-    return -1;
+bool ShaderObjectKind::beginRead(EngineContext& ctx, const MemberAccess&) {
+    if (shaderContext(ctx).sample != nullptr) return true;
+    ctx.stack.push(ValueCell::ofNil());
+    return false;
 }
 
-void ShaderObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
-    ShaderContext& context = shaderContext(ctx);
-    if (context.sample == nullptr) {
-        ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    if (access.slot == kUnknownName) {
-        ctx.reporter.report("#ELine %d, unknown ShaderObj data member: %s::%s.%s", ctx.run.currentLine,
-                            access.owner(), access.object->name, access.member);
-        return;
-    }
-    if (access.slot == kPieceOfName) {
-        reportPieceOfName(ctx, access.member);
-        ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    const SampleMember& member = kMembers[access.slot];
-    const ShadingSample& sample = *context.sample;
-    switch (member.form) {
-        case WholeNumber:
-            ctx.stack.push(ValueCell::ofInteger(load<std::int32_t>(sample, member.offset)));
-            break;
-        case Item:
-            ctx.stack.push(ValueCell::ofObject(
-                HxObject, &context.sceneItem(HX_MESH, load<HostItemID>(sample, member.offset))));
-            break;
-        case Elements:
-            if (!checkIndex(ctx, member, access.index)) {
-                ctx.stack.push(ValueCell::ofNil());
-                break;
-            }
-            [[fallthrough]];
-        case Scalar:
-            ctx.stack.push(ValueCell::ofNumber(load<double>(sample, elementOffset(member, access.index))));
-            break;
-        case Silent:
-            break;
-    }
-}
-
-void ShaderObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                                   int op) {
-    ShadingSample* sample = shaderContext(ctx).sample;
-    if (sample == nullptr) {
-        if (isIncrement(op)) ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    if (access.slot == kUnknownName) {
-        ctx.reporter.report("#ELine %d, unknown ShaderObject data member: %s::%s.%s", ctx.run.currentLine,
-                            access.owner(), access.object->name, access.member);
-        return;
-    }
-    if (access.slot == kPieceOfName) return reportPieceOfName(ctx, access.member);
-    const SampleMember& member = kMembers[access.slot];
-    if (!member.writable) {
-        ctx.reporter.report("#ELine %d, illegal assignment to read-only Shader data member: %s",
-                            ctx.run.currentLine, access.member);
-        return;
-    }
-    if (member.form == Elements && !checkIndex(ctx, member, access.index)) return;
-    if (!value.isNumeric()) {
-        ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s",
-                            ctx.run.currentLine, access.member);
-        return;
-    }
-    const std::size_t offset = elementOffset(member, access.index);
-    const MemberUpdate update =
-        updateNumberMember(ctx, load<double>(*sample, offset), value.payload.number, op);
-    if (!update.ok) return;
-    std::memcpy(reinterpret_cast<unsigned char*>(sample) + offset, &update.value, sizeof update.value);
-    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
-}
-
-void ShaderObjectKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) {
-    if (!ctx.need(call.argc)) return;
-    const char* name = call.operand.variable->name;
-    BuiltinCall method(ctx, call, 0, name);
-    if (call.memberSlot >= 0) return kMethods[call.memberSlot].second(method);
-    ctx.reporter.report("#ELine %d, unknown object method: (ShaderObj)%s::%s.%s()", ctx.run.currentLine,
-                        object.ownerName(), object.name, name);
-    method.none();
+bool ShaderObjectKind::beginWrite(EngineContext& ctx, const MemberAccess&, const ValueCell&, int op) {
+    if (shaderContext(ctx).sample != nullptr) return true;
+    if (isIncrement(op)) ctx.stack.push(ValueCell::ofNil());
+    return false;
 }
 
 }  // namespace kestrel

@@ -1,21 +1,26 @@
-// The shading object of `process`: a script's view of the current sample.
+// The shading object that `process` is handed: members of the sample, light and rays.
 #pragma once
 
 #include "engine/context/object_kind.h"
 
-#include <string_view>
+#include <cstdint>
 
 namespace kestrel {
 
 /// Values of type ShaderObj. They carry nothing: the object always means the sample that is being evaluated.
-/// A member read through a kept object outside `process` is Nil, a write does nothing.
 class ShaderObjectKind final : public ObjectKind {
 public:
-    [[nodiscard]] int memberSlot(std::string_view name) const noexcept override;
-    [[nodiscard]] int methodSlot(std::string_view name) const noexcept override;
-    void readMember(EngineContext& ctx, const MemberAccess& access) override;
-    void writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) override;
-    void callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) override;
+    static constexpr std::int32_t kTags[] = {ShaderObj};
+
+    ShaderObjectKind();
+
+    [[nodiscard]] std::string_view internalName(std::int32_t tag) const override;
+
+protected:
+    /// Outside `process` every member is Nil, and assignments change nothing.
+    [[nodiscard]] bool beginRead(EngineContext& ctx, const MemberAccess& access) override;
+    [[nodiscard]] bool beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
+                                  int op) override;
 };
 
 }  // namespace kestrel

@@ -1,8 +1,8 @@
 #include "preview/sample_members.h"
 
-#include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -13,29 +13,11 @@ namespace {
 
 using Form = SampleMember::Form;
 
-constexpr std::array kMembers{
-    SampleMember{"sx", Form::Integer, offsetof(ShadingSample, sx)},
-    SampleMember{"sy", Form::Integer, offsetof(ShadingSample, sy)},
-    SampleMember{"oPos", Form::Real, offsetof(ShadingSample, oPos), 3},
-    SampleMember{"wPos", Form::Real, offsetof(ShadingSample, wPos), 3},
-    SampleMember{"gNorm", Form::Real, offsetof(ShadingSample, gNorm), 3},
-    SampleMember{"spotSize", Form::Real, offsetof(ShadingSample, spotSize)},
-    SampleMember{"raySource", Form::Real, offsetof(ShadingSample, raySource), 3},
-    SampleMember{"rayLength", Form::Real, offsetof(ShadingSample, rayLength)},
-    SampleMember{"cosine", Form::Real, offsetof(ShadingSample, cosine)},
-    SampleMember{"oXfrm", Form::Real, offsetof(ShadingSample, oXfrm), 9},
-    SampleMember{"wXfrm", Form::Real, offsetof(ShadingSample, wXfrm), 9},
-    SampleMember{"objID", Form::Item, offsetof(ShadingSample, objID)},
-    SampleMember{"polNum", Form::Integer, offsetof(ShadingSample, polNum)},
-    SampleMember{"wNorm", Form::Real, offsetof(ShadingSample, wNorm), 3},
-    SampleMember{"color", Form::Real, offsetof(ShadingSample, color), 3},
-    SampleMember{"luminous", Form::Real, offsetof(ShadingSample, luminous)},
-    SampleMember{"diffuse", Form::Real, offsetof(ShadingSample, diffuse)},
-    SampleMember{"specular", Form::Real, offsetof(ShadingSample, specular)},
-    SampleMember{"mirror", Form::Real, offsetof(ShadingSample, mirror)},
-    SampleMember{"transparency", Form::Real, offsetof(ShadingSample, transparency)},
-    SampleMember{"eta", Form::Real, offsetof(ShadingSample, eta)},
-    SampleMember{"roughness", Form::Real, offsetof(ShadingSample, roughness)},
+constexpr SampleMember kMembers[] = {
+#define KESTREL_SAMPLE_MEMBER(name, form, count, access, description) \
+    SampleMember{#name, Form::form, offsetof(ShadingSample, name), count},
+#include "host/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
 };
 
 /// Calls `action` with the number at its place in the record, in its own type.
@@ -45,7 +27,7 @@ auto onField(const SampleMember& member, Sample& sample, int index, const Action
     auto* at = reinterpret_cast<Byte*>(&sample) + member.offset;
     const auto i = static_cast<std::size_t>(index);
     switch (member.form) {
-        case Form::Integer:
+        case Form::Whole:
             return action(at, i, std::int32_t{});
         case Form::Item:
             return action(at, i, HostItemID{});

@@ -10,7 +10,7 @@
 namespace kestrel::preview {
 
 struct SampleMember {
-    enum class Form { Integer, Item, Real };
+    enum class Form { Whole, Item, Real };
     std::string_view name;
     Form form = Form::Real;
     std::size_t offset = 0;  ///< in ShadingSample

@@ -8,20 +8,20 @@
 
 namespace kestrel::builtins {
 
-std::optional<std::string> pieceText(const ValueCell& cell, FileText fileText) {
-    if (cell.type == FileObj && fileText == FileText::Name) return fileName(cell);
+std::optional<std::string> pieceText(const EngineContext& ctx, const ValueCell& cell, TextUse use) {
+    if (std::optional<std::string> text = objectText(ctx, use, cell)) return text;
     // Meant: these functions show the low 32 bits of an Integer; "+" and messages show all of it.
     if (cell.type == Integer) return formatInt(truncate32(cell.payload.number));
-    return valueText(cell);
+    return valueText(ctx, cell);
 }
 
-std::string joinArguments(BuiltinCall& call, std::string_view warning, FileText fileText) {
+std::string joinArguments(BuiltinCall& call, std::string_view warning, TextUse use) {
     std::string text;
     std::string last;  // meant: an argument without a text of its own repeats this one
     for (int i = 0; i < call.argc; ++i) {
         const ValueCell& cell = call.arg(i);
         if (cell.type != Nil) {
-            if (std::optional<std::string> own = pieceText(cell, fileText))
+            if (std::optional<std::string> own = pieceText(call.ctx, cell, use))
                 last = std::move(*own);
             else
                 call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/context/builtin.h"
+#include "engine/context/object_kind.h"
 
 #include <optional>
 #include <string>
@@ -9,12 +10,10 @@
 
 namespace kestrel::builtins {
 
-/// How a file object reads in a joined text.
-enum class FileText { Quoted /* (FILEOBJ)"name" */, Name };
-
 /// The text of one value; nothing for a kind that has none.
-[[nodiscard]] std::optional<std::string> pieceText(const ValueCell& cell,
-                                                   FileText fileText = FileText::Quoted);
+/// @param use  how objects read: Value or Name
+[[nodiscard]] std::optional<std::string> pieceText(const EngineContext& ctx, const ValueCell& cell,
+                                                   TextUse use = TextUse::Value);
 
 /// The text forms of all arguments, joined with no separator. An argument that has none repeats the text of
 /// the argument before it: silently where it is Nil, with a warning otherwise. A text that grows too long
@@ -22,6 +21,6 @@ enum class FileText { Quoted /* (FILEOBJ)"name" */, Name };
 /// @param warning  takes the line and the argument's position from 1, like
 ///                 "#WLine %d, invalid argument %d type to string()"
 [[nodiscard]] std::string joinArguments(BuiltinCall& call, std::string_view warning,
-                                        FileText fileText = FileText::Quoted);
+                                        TextUse use = TextUse::Value);
 
 }  // namespace kestrel::builtins

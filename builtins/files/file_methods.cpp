@@ -3,6 +3,7 @@
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
 #include "engine/operations/file_names.h"
+#include "engine/operations/operators.h"
 
 #include <memory>
 #include <optional>
@@ -13,40 +14,108 @@ namespace kestrel::builtins {
 
 namespace {
 
-constexpr std::uint32_t counts(int least, int most) {
-    std::uint32_t bits = 0;
-    for (int n = least; n <= most; ++n) bits |= 1U << n;
-    return bits;
-}
-constexpr int kAny = 31;
+/// What a method asks of its file. On a closed one all but the methods without a need are Nil; those that
+/// need a text refuse binary files.
+enum FileNeed : std::uint32_t { kNothing, kOpen, kOpenText };
 
-constexpr FileMethod kMethods[] = {
-    {"isOpen", file::isOpen, counts(0, 0), FileNeed::Nothing},
-    {"open", file::open, counts(1, 2), FileNeed::Nothing},
-    {"reopen", file::reopen, counts(0, 1)},
-    {"close", file::close, counts(0, 0)},
-    {"eof", file::eof, counts(0, 0)},
-    {"rewind", file::rewind, counts(0, 0)},
-    {"name", file::name, counts(0, 0)},
-    {"write", file::write, counts(1, kAny)},
-    {"writeNumber", file::writeNumber, counts(1, 1)},
-    {"writeInt", file::writeInt, counts(1, 1)},
-    {"writeByte", file::writeByte, counts(1, 1)},
-    {"writeVector", file::writeVector, counts(1, 1) | counts(3, 3)},
-    {"writeln", file::writeln, counts(1, kAny), FileNeed::OpenText},
-    {"read", file::read, counts(0, 1), FileNeed::OpenText},
-    {"readNumber", file::readNumber, counts(0, 0)},
-    {"readInt", file::readInt, counts(0, 0)},
-    {"readByte", file::readByte, counts(0, 0)},
-    {"readVector", file::readVector, counts(0, 0)},
-    {"parse", file::parse, counts(1, 1), FileNeed::OpenText},
-    {"nl", file::nl, counts(0, 1), FileNeed::OpenText},
-    {"line", file::line, counts(0, 1), FileNeed::OpenText},
-    {"linecount", file::linecount, counts(0, 0)},
-    {"offset", file::offset, counts(0, 2)},
-    {"setDelimiter", file::setDelimiter, counts(0, 1)},
-    {"printNil", file::printNil, counts(0, 1)},
+constexpr std::string_view kBinaryFile = "#ELine %d, illegal operation on binary file: (File)%s.%s()";
+
+template <void (*kMethod)(FileCall&), FileNeed kNeed = kOpen>
+void method(MethodCall& call) {
+    FileCall fileCall(call);
+    if (kNeed == kOpenText && fileCall.file().binary) return call.failNamed(kBinaryFile);
+    kMethod(fileCall);
+}
+
+constexpr int kAny = ArgumentCounts::kAny;
+
+constexpr MethodRow kMethods[] = {
+    {"isOpen", method<file::isOpen, kNothing>, 0, kNothing, "f.isOpen()", "1 while the file is open."},
+    {"open",
+     method<file::open, kNothing>,
+     {1, 2},
+     kNothing,
+     "f.open(name [, mode])",
+     "Closes the file and opens another one; 1 when it opened."},
+    {"reopen",
+     method<file::reopen>,
+     {0, 1},
+     kOpen,
+     "f.reopen([mode])",
+     "Opens the same file again; 1 when it opened."},
+    {"close", method<file::close>, 0, kOpen, "f.close()",
+     "Closes the file; 0, or -1 when not everything could be written."},
+    {"eof", method<file::eof>, 0, kOpen, "f.eof()", "1 after a read met the end of the file."},
+    {"rewind", method<file::rewind>, 0, kOpen, "f.rewind()", "Goes back to the beginning."},
+    {"name", method<file::name>, 0, kOpen, "f.name()", "The name of the file."},
+    {"write",
+     method<file::write>,
+     {1, kAny},
+     kOpen,
+     "f.write(value, ...)",
+     "Writes values; the number of characters, or of items in a binary file."},
+    {"writeNumber", method<file::writeNumber>, 1, kOpen, "f.writeNumber(x)",
+     "Writes a number; 1 on success."},
+    {"writeInt", method<file::writeInt>, 1, kOpen, "f.writeInt(x)", "Writes a whole number; 1 on success."},
+    {"writeByte", method<file::writeByte>, 1, kOpen, "f.writeByte(x)", "Writes one byte; 1 on success."},
+    {"writeVector", method<file::writeVector>, ArgumentCounts(1) | 3, kOpen,
+     "f.writeVector(v) | f.writeVector(x, y, z)", "Writes a Vector; 3 on success."},
+    {"writeln",
+     method<file::writeln, kOpenText>,
+     {1, kAny},
+     kOpenText,
+     "f.writeln(value, ...)",
+     "Writes values and the end of the line."},
+    {"read",
+     method<file::read, kOpenText>,
+     {0, 1},
+     kOpenText,
+     "f.read([line])",
+     "The next line, or the line of that number; Nil at the end."},
+    {"readNumber", method<file::readNumber>, 0, kOpen, "f.readNumber()", "Reads a number."},
+    {"readInt", method<file::readInt>, 0, kOpen, "f.readInt()", "Reads a whole number."},
+    {"readByte", method<file::readByte>, 0, kOpen, "f.readByte()", "Reads one byte."},
+    {"readVector", method<file::readVector>, 0, kOpen, "f.readVector()", "Reads a Vector."},
+    {"parse", method<file::parse, kOpenText>, 1, kOpenText, "f.parse(delims)",
+     "The pieces of the next line between delimiters, as several values."},
+    {"nl", method<file::nl, kOpenText>, {0, 1}, kOpenText, "f.nl([count])", "Writes ends of lines."},
+    {"line",
+     method<file::line, kOpenText>,
+     {0, 1},
+     kOpenText,
+     "f.line([number])",
+     "The number of the line that is read next; with a number, goes there."},
+    {"linecount", method<file::linecount>, 0, kOpen, "f.linecount()",
+     "Lines of a text, bytes of a binary file."},
+    {"offset",
+     method<file::offset>,
+     {0, 2},
+     kOpen,
+     "f.offset([bytes [, FROMSTART | FROMHERE | FROMEND]])",
+     "The position in the file; with an argument, goes there."},
+    {"setDelimiter",
+     method<file::setDelimiter>,
+     {0, 1},
+     kOpen,
+     "f.setDelimiter([text])",
+     "What stands between the elements of a written array; the one before."},
+    {"printNil",
+     method<file::printNil>,
+     {0, 1},
+     kOpen,
+     "f.printNil([flag])",
+     "Whether Nil is written as (nil); the setting before."},
 };
+
+constexpr KindWording kWording = {
+    .unknownMethod = "#ELine %d, unknown object method: (FileObj)%s::%s.%s()",
+    .argumentCount = "#ELine %d, invalid argument count to (File)%s.%s()",
+};
+
+std::string_view nameOf(const void* object) noexcept {
+    const auto* record = static_cast<const FileRecord*>(object);
+    return record != nullptr && record->file != nullptr ? std::string_view(record->file->path) : "";
+}
 
 /// The mode argument, or the default; null where it is no text.
 const char* modeArgument(const BuiltinCall& call, int i) noexcept {
@@ -56,36 +125,47 @@ const char* modeArgument(const BuiltinCall& call, int i) noexcept {
 
 }  // namespace
 
-std::span<const FileMethod> fileMethods() noexcept {
-    return kMethods;
+FileKind::FileKind() : ObjectKind(ObjectInterface("File", {}, kMethods, kWording), {.appendable = true}) {}
+
+bool FileKind::text(TextUse use, const void* object, ObjectText& out) const {
+    out = {.before = "", .body = nameOf(object), .after = ""};
+    switch (use) {
+        case TextUse::Name:
+            return true;
+        case TextUse::Dump:
+            out.before = "(FileObject)";
+            return true;
+        case TextUse::Value:
+        case TextUse::Message:
+            break;
+    }
+    out.before = "(FILEOBJ)\"";
+    out.after = "\"";
+    return object != nullptr;
 }
 
-int FileKind::methodSlot(std::string_view name) const noexcept {
-    for (std::size_t i = 0; i < std::size(kMethods); ++i)
-        if (kMethods[i].name == name) return static_cast<int>(i);
-    return -1;
+bool FileKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
+    const std::string_view name = nameOf(left.payload.object);
+    if (right.type == FileObj) return textRelation(op, name, nameOf(right.payload.object));
+    return textRelation(op, name, right.isText() ? right.payload.text : "");
 }
 
-void FileKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode& node) {
-    if (node.fileSlot < 0) {
-        ctx.reporter.report("#ELine %d, unknown object method: (FileObj)%s::%s.%s()", ctx.run.currentLine,
-                            object.ownerName(), object.name, node.operand.variable->name);
-        ctx.stack.drop(node.argc);
-        return;
-    }
-    const FileMethod& method = kMethods[node.fileSlot];
-    FileRecord* record = fileRecord(object.object);
-    if (record == nullptr || (record->file == nullptr && method.need != FileNeed::Nothing)) {
-        ctx.stack.drop(node.argc);
-        ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    FileCall call(ctx, node, method.name, object.name, *record);
-    if (!method.accepts(call.argc))
-        return call.failNamed("#ELine %d, invalid argument count to (File)%s.%s()");
-    if (method.need == FileNeed::OpenText && call.file().binary)
-        return call.failNamed("#ELine %d, illegal operation on binary file: (File)%s.%s()");
-    method.run(call);
+bool FileKind::refusedInLists(const void* object, const Variable&, std::string_view& label,
+                              std::string_view& name) const {
+    label = "FILEOBJ";
+    name = nameOf(object);
+    return true;
+}
+
+StoredAs FileKind::storedAs() const {
+    return {.type = "fob", .scriptOnly = true};
+}
+
+bool FileKind::beginMethod(MethodCall& call) {
+    const FileRecord* record = fileRecord(call.object.object);
+    if (record != nullptr && (record->file != nullptr || call.row.detail == kNothing)) return true;
+    call.result(ValueCell::ofNil());
+    return false;
 }
 
 namespace file {

@@ -1,22 +1,20 @@
-// The methods of file objects.
+// File objects: the kind, and the methods by subject.
 #pragma once
 
 #include "builtins/files/file_record.h"
-#include "engine/context/builtin.h"
 #include "engine/context/object_kind.h"
 
 #include <cstdint>
-#include <span>
+#include <cstdio>
 #include <string_view>
 
 namespace kestrel::builtins {
 
-/// A method call in progress: like that of a built-in, it ends with exactly one result.
-class FileCall : public BuiltinCall {
+/// A call of a file's method in progress.
+class FileCall : public MethodCall {
 public:
-    FileCall(EngineContext& context, const CodeNode& call, std::string_view method, const char* variableName,
-             FileRecord& fileRecord)
-        : BuiltinCall(context, call, 0, method), record(fileRecord), variable(variableName) {}
+    explicit FileCall(const MethodCall& call)
+        : MethodCall(call), record(*fileRecord(call.object.object)), variable(call.object.name) {}
 
     FileRecord& record;
     const char* const variable;  ///< named before the dot
@@ -27,8 +25,6 @@ public:
 
     void resultNil() { result(ValueCell::ofNil()); }
     void resultInteger(std::int64_t value) { BuiltinCall::resultInteger(static_cast<double>(value)); }
-    /// Reports an error that names the variable and the method; the call yields Nil.
-    void failNamed(std::string_view format) { fail(format, ctx.run.currentLine, variable, name); }
     /// @param position  from 1
     void failType(int position) {
         fail("#ELine %d, invalid argument %d type to (File)%s.%s()", ctx.run.currentLine, position, variable,
@@ -36,32 +32,22 @@ public:
     }
 };
 
-/// What a method asks of its file. On a closed one all but the methods without a need are Nil; those that
-/// need a text refuse binary files.
-enum class FileNeed { Nothing, Open, OpenText };
-
-struct FileMethod {
-    std::string_view name;
-    void (*run)(FileCall& call);
-    std::uint32_t counts;  ///< bit n: n arguments are accepted; the highest bit: any larger count
-    FileNeed need = FileNeed::Open;
-
-    [[nodiscard]] constexpr bool accepts(int argc) const noexcept {
-        return (counts >> (argc < 31 ? argc : 31) & 1U) != 0;
-    }
-};
-
-/// All methods; the position of one is its slot.
-[[nodiscard]] std::span<const FileMethod> fileMethods() noexcept;
-
-/// Values of type FileObj.
+/// Values of type FileObj. They have methods, no data members.
 class FileKind final : public ObjectKind {
 public:
-    [[nodiscard]] int methodSlot(std::string_view name) const noexcept override;
-    /// Files have no data members; the engine never asks.
-    void readMember(EngineContext&, const MemberAccess&) override {}
-    void writeMember(EngineContext&, const MemberAccess&, const ValueCell&, int) override {}
-    void callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) override;
+    static constexpr std::int32_t kTags[] = {FileObj};
+
+    FileKind();
+
+    [[nodiscard]] bool text(TextUse use, const void* object, ObjectText& out) const override;
+    /// Files compare by their names, as texts do.
+    [[nodiscard]] bool compare(int op, const ValueCell& left, const ValueCell& right) const override;
+    [[nodiscard]] bool refusedInLists(const void* object, const Variable& target, std::string_view& label,
+                                      std::string_view& name) const override;
+    [[nodiscard]] StoredAs storedAs() const override;
+
+protected:
+    [[nodiscard]] bool beginMethod(MethodCall& call) override;
 };
 
 namespace file {

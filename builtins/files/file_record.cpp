@@ -56,8 +56,6 @@ bool FileRecord::open(EngineContext& ctx, std::string path, std::string_view mod
     file->path = std::move(path);
     file->mode = mode;
     file->binary = contains(mode, 'b', 'B');
-    stream = file->stream.get();
-    name = file->path.c_str();
 
     // Devices and pipes have no lines to count: they may never end, and reading would take from them.
     const std::optional<std::int64_t> size = platform::fileSize(file->stream.get());
@@ -79,8 +77,6 @@ int FileRecord::close() {
     if (file == nullptr) return 0;
     const int status = platform::closeFile(std::move(file->stream));
     file.reset();
-    stream = nullptr;
-    name = nullptr;
     return status;
 }
 

@@ -4,7 +4,6 @@
 #include "builtins/common/growing_text.h"
 #include "builtins/files/line_index.h"
 #include "engine/context/context.h"
-#include "engine/operations/text.h"
 #include "engine/values/value.h"
 #include "platform/files.h"
 
@@ -48,11 +47,9 @@ private:
     void turn(Direction next);
 };
 
-/// What the payload of a FileObj points to, through its FileNameHeader. The script owns it until it is
+/// What the payload of a FileObj points to. The script owns it until it is
 /// unloaded, because values that refer to it are not counted.
-struct FileRecord final : ScriptResource, FileNameHeader {
-    FileRecord() noexcept : FileNameHeader{nullptr, nullptr} {}
-
+struct FileRecord final : ScriptResource {
     std::unique_ptr<OpenFile> file;  ///< null: closed
 
     /// Closes what is open, then opens the file and, for a text, looks where its lines begin.
@@ -66,10 +63,10 @@ struct FileRecord final : ScriptResource, FileNameHeader {
 
 /// The record behind a FileObj's payload; null where there is none.
 [[nodiscard]] inline FileRecord* fileRecord(void* object) noexcept {
-    return static_cast<FileRecord*>(static_cast<FileNameHeader*>(object));
+    return static_cast<FileRecord*>(object);
 }
 [[nodiscard]] inline ValueCell fileCell(FileRecord& record) noexcept {
-    return ValueCell::ofObject(FileObj, static_cast<FileNameHeader*>(&record));
+    return ValueCell::ofObject(FileObj, &record);
 }
 
 }  // namespace kestrel::builtins

@@ -1,4 +1,5 @@
 #include "builtins/files/test_file.h"
+#include "engine/operations/text.h"
 
 #include <cerrno>
 
@@ -41,11 +42,10 @@ TEST_F(FileTest, numbersInTextForm) {
 }
 
 TEST_F(FileTest, textsAreWrittenAsTheyRead) {
-    FileNameHeader other{nullptr, "\\o.txt"};
-    const ValueCell otherFile = ValueCell::ofObject(FileObj, &other);
-    ArrayRecord* array = makeElements({N(1), I(2), V(1, 2, 3), nil(), S("s"), otherFile});
+    const ValueCell other = fileNamed("\\o.txt");
+    ArrayRecord* array = makeElements({N(1), I(2), V(1, 2, 3), nil(), S("s"), other});
     ASSERT_TRUE(open(path(), "w"));
-    EXPECT_EQ(method("write", {N(0.5), I(-2.9), V(1, 2, 3), nil(), S("100%d"), otherFile}), "21i");
+    EXPECT_EQ(method("write", {N(0.5), I(-2.9), V(1, 2, 3), nil(), S("100%d"), other}), "21i");
     EXPECT_EQ(method("writeln", {A(array)}), "22i");
     expectCalls("setDelimiter(', ') ' '; printNil 0i");
     EXPECT_EQ(method("writeln", {A(array), nil()}), "37i");
@@ -102,7 +102,7 @@ TEST_F(FileTest, aFileLivesAsLongAsItIsOpen) {
     EXPECT_EQ(method("open", {S(path("other.txt").c_str())}), "1i");  // whatever the letter case
     EXPECT_EQ(method("name").find('/'), std::string::npos);
     expectCalls("read 'y'; setDelimiter ' '; close 0i; isOpen 0i");
-    EXPECT_STREQ(fileName(ValueCell::ofObject(FileObj, object.object)), "");
+    EXPECT_EQ(valueText(ctx, ValueCell::ofObject(FileObj, object.object)), "(FILEOBJ)\"\"");
     EXPECT_EQ(method("open", {S(path().c_str()), S("r+")}), "1i");
     expectCalls("open('/nowhere/at/all', 'w') 0i; isOpen 0i");
     EXPECT_EQ(ctx.pool.liveBlocks(), 0u);

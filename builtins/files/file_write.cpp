@@ -1,6 +1,7 @@
 // Writing.
 #include "builtins/files/file_methods.h"
 #include "engine/operations/arrays.h"
+#include "engine/operations/text.h"
 #include "engine/values/format.h"
 #include "platform/ascii.h"
 
@@ -55,7 +56,9 @@ bool appendBinary(GrowingText& text, T value) {
 /// The rendering of one write.
 class Rendering {
 public:
-    explicit Rendering(FileCall& call) : file_(call.file()), text_(call.file().text) { text_.clear(); }
+    explicit Rendering(FileCall& call) : ctx_(call.ctx), file_(call.file()), text_(call.file().text) {
+        text_.clear();
+    }
 
     /// @return false for a kind that cannot be written
     bool add(const ValueCell& cell) {
@@ -123,15 +126,18 @@ private:
             case TempString:
                 addCharacters(cell.payload.text);
                 return true;
-            case FileObj:
-                addCharacters(fileName(cell));
-                return true;
             case Nil:
                 if (file_.printNil) addCharacters("(nil)");
                 return true;
             default:
-                return false;
+                return addObject(cell);
         }
+    }
+
+    bool addObject(const ValueCell& cell) {
+        const std::optional<std::string> text = objectText(ctx_, TextUse::Name, cell);
+        if (text) addCharacters(*text);
+        return text.has_value();
     }
 
     void addElements(const ArrayRecord* array) {
@@ -149,6 +155,7 @@ private:
 
     void keep(bool ok) noexcept { complete_ = complete_ && ok; }
 
+    const EngineContext& ctx_;
     OpenFile& file_;
     GrowingText& text_;
     std::int64_t items_ = 0;

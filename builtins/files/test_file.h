@@ -19,7 +19,6 @@ class FileTest : public BuiltinTest {
 protected:
     FileTest() {
         std::filesystem::create_directories(directory);
-        ctx.services.fileKind = &kind;
         object.name = "f";
         object.type = FileObj;
     }
@@ -39,8 +38,7 @@ protected:
     /// Makes `f` the object that File() yields, if it yields one.
     bool open(const std::string& file, const char* mode) {
         if (call("File", {S(file.c_str()), S(mode)}) == "nil") return false;
-        object.object =
-            static_cast<FileNameHeader*>(static_cast<builtins::FileRecord*>(ctx.resources.back().get()));
+        object.object = static_cast<builtins::FileRecord*>(ctx.resources.back().get());
         return true;
     }
     /// The object with a file of this content, opened in this mode.
@@ -57,8 +55,8 @@ protected:
         CodeNode node;
         node.argc = static_cast<int>(args.size());
         node.operand.variable = &methodName;
-        node.fileSlot = static_cast<std::int16_t>(kind.methodSlot(name));
-        return leftBy(name, args, [&] { kind.callMethod(ctx, object, node); });
+        node.name = kinds.table.names().find(name);
+        return leftBy(name, args, [&] { files.callMethod(ctx, object, node); });
     }
 
     /// Calls methods of `f` one after the other: "read('x', 2i) 'left'; eof 0i; nl(-1) ;" in the notation of
@@ -105,7 +103,6 @@ protected:
 
     std::filesystem::path directory = std::filesystem::temp_directory_path() /
                                       ("kestrel_file_test." + std::to_string(platform::processId()));
-    builtins::FileKind kind;
     Variable object;
 };
 

@@ -20,7 +20,7 @@ constexpr std::size_t kValueColumn = 45;
 constexpr std::size_t kElementColumn = 47;
 
 /// The text of one value; nothing for the kinds that have none.
-std::optional<std::string> dumpText(const ValueCell& cell) {
+std::optional<std::string> dumpText(const EngineContext& ctx, const ValueCell& cell) {
     switch (cell.type) {
         case Vector: {
             const Vec3& v = cell.payload.vec;
@@ -31,10 +31,9 @@ std::optional<std::string> dumpText(const ValueCell& cell) {
             return "\"" + std::string(cell.payload.text != nullptr ? cell.payload.text : "") + "\"";
         case Nil:
             return "(nil)";
-        case FileObj:
-            return "(FileObject)" + std::string(fileName(cell));
         default:
-            return kestrel::valueText(cell);
+            if (std::optional<std::string> text = objectText(ctx, TextUse::Dump, cell)) return text;
+            return valueText(ctx, cell);
     }
 }
 
@@ -66,7 +65,7 @@ private:
         label.append("::").append(variable.name);
         label.resize(kValueColumn, ' ');  // one that reaches the value's column is cut there
         if (variable.type == Array) return arrayLines(label, variable.array());
-        const std::optional<std::string> text = dumpText(variableCell(variable));
+        const std::optional<std::string> text = dumpText(ctx_, variableCell(variable));
         if (variable.type == Uninitialized)
             line(label + "(UNUSED)");
         else if (text)
@@ -82,7 +81,7 @@ private:
         line(label + "array[" + std::to_string(count) + "]");
         const std::string indent(kElementColumn, ' ');
         for (std::size_t i = 0; i < count && !ctx_.endRequested(); ++i)
-            if (const std::optional<std::string> text = dumpText(array->elements[i]))
+            if (const std::optional<std::string> text = dumpText(ctx_, array->elements[i]))
                 line(indent + "[" + std::to_string(i + 1) + "] " + *text);
     }
 

@@ -3,9 +3,10 @@
 #include "builtins/common/handlers.h"
 #include "builtins/common/several_texts.h"
 #include "builtins/store/persistent_store.h"
-#include "engine/operations/records.h"
+#include "engine/context/kind_table.h"
 #include "engine/operations/text.h"
 #include "engine/values/format.h"
+#include "engine/values/record_instance.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +23,7 @@ constexpr std::string_view kNothing = ">>($$NONE$$)<<";
 constexpr std::size_t kRecordChars = 511;
 
 /// The text of a value without its type.
-std::string plainText(const ValueCell& cell) {
+std::string plainText(const EngineContext& ctx, const ValueCell& cell) {
     switch (cell.type) {
         case Number:
             return formatG(cell.payload.number);
@@ -33,15 +34,13 @@ std::string plainText(const ValueCell& cell) {
         case String:
         case TempString:
             return cell.payload.text;
-        case FileObj:
-            return fileName(cell);
         default:
-            return "";
+            return objectText(ctx, TextUse::Name, cell).value_or("");
     }
 }
 
 /// The type as the store writes it, or an empty text for what it cannot keep.
-std::string_view typeText(std::int32_t type) {
+std::string_view typeText(const EngineContext& ctx, std::int32_t type) {
     switch (type) {
         case Number:
             return "dbl";
@@ -52,25 +51,31 @@ std::string_view typeText(std::int32_t type) {
             return "str";
         case Vector:
             return "vec";
-        case FileObj:
-            return "fob";
         case Nil:
             return "nil";
         default:
-            return "";
+            return isObjectKind(type) ? ctx.kinds().of(type).storedAs().type : "";
     }
 }
 
-/// The members in order. A member that does not fit is left out, later ones are still tried.
-std::string recordText(const RecordInstance& record) {
+using Parts = std::optional<std::span<RecordMember>>;
+
+/// What a value consists of; nothing for one that is no composite object.
+Parts partsOf(const EngineContext& ctx, const ValueCell& cell) {
+    return isObjectKind(cell.type) ? ctx.kinds().of(cell.type).parts(cell.payload.object) : std::nullopt;
+}
+
+/// The members in order. A member that does not fit is left out, later ones are still tried; one that is a
+/// record itself is kept as Nil.
+std::string recordText(const EngineContext& ctx, std::span<const RecordMember> members) {
     std::string text = "rec::";
-    for (const RecordMember& member : record.members) {
-        const std::string_view type = typeText(member.value.type);
+    for (const RecordMember& member : members) {
+        const std::string_view type = typeText(ctx, member.value.type);
         std::string field;
-        if (type.empty() || type == "nil") {
+        if (type.empty() || type == "nil" || partsOf(ctx, member.value)) {
             field = "nil@@nil##";
         } else {
-            field.append(type).append("@@").append(plainText(member.value)).append("##");
+            field.append(type).append("@@").append(plainText(ctx, member.value)).append("##");
         }
         if (text.size() + field.size() < kRecordChars) text += field;
     }
@@ -146,7 +151,7 @@ void resultOfDefault(BuiltinCall& call, const Values& values) {
     if (values.count >= 0) return resultOfList(call, values);
     const ValueCell& value = call.arg(1);
     if (isPlainKind(value.type)) return call.resultArgument(1);
-    if (value.type == FileObj) return call.resultText(fileName(value));
+    if (const auto name = objectText(call.ctx, TextUse::Name, value)) return call.resultText(*name);
     failNamed(call, "#ELine %d, unsupported return 2 type to %s()");
 }
 
@@ -156,22 +161,21 @@ void store(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     const bool global = call.name == "globalstore";
     const ValueCell& value = call.arg(1);
-    if (value.type == UserRecord && global)
+    const StoredAs object = isObjectKind(value.type) ? ctx.kinds().of(value.type).storedAs() : StoredAs{};
+    if (object.refusedGlobal && global)
         return failNamed(call, "#ELine %d, illegal data type provided to %s()");
-    const std::string_view type = typeText(value.type);
-    const bool isRecord = value.type == UserRecord && value.payload.record != nullptr;
-    if (type.empty() && !isRecord) return failNamed(call, "#ELine %d, unsupported argument 2 type to %s()");
+    const std::string_view type = typeText(ctx, value.type);
+    if (type.empty()) return failNamed(call, "#ELine %d, unsupported argument 2 type to %s()");
     if (!call.arg(0).isText()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
 
     std::string text;
-    if (isRecord) {
-        text = recordText(*value.payload.record);
+    if (const Parts parts = partsOf(ctx, value)) {
+        text = recordText(ctx, *parts);
     } else {
         if (!global) text.append(type).append("::");
-        text += plainText(value);
+        text += plainText(ctx, value);
     }
-    // A file object belongs to its script, whichever function stores it.
-    const bool master = global && value.type != FileObj;
+    const bool master = global && !object.scriptOnly;
     PersistentStore* target = ctx.services.store;
     if (target == nullptr ||
         !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text, text))

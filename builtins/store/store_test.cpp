@@ -27,7 +27,7 @@ protected:
 };
 
 TEST_F(StoreTest, valuesComeBackTyped) {
-    FileNameHeader file{nullptr, "\\tmp\\f.txt"};
+    const ValueCell file = fileNamed("\\tmp\\f.txt");
     const struct {
         ValueCell value;
         const char* text;
@@ -39,7 +39,7 @@ TEST_F(StoreTest, valuesComeBackTyped) {
         {S("a::b 100%"), "str::a::b 100%", "'a::b 100%'", "'a::b 100%'"},
         {V(1, -2.5, 0.1), "vec::1 -2.5 0.1", "<1,-2.5,0.1000000015>", "'1 -2.5 0.1'"},  // single precision
         {nil(), "nil::", "nil", "nil"},  // an empty text counts as nothing stored
-        {ValueCell::ofObject(FileObj, &file), "fob::\\tmp\\f.txt", "'\\tmp\\f.txt'", nullptr},
+        {file, "fob::\\tmp\\f.txt", "'\\tmp\\f.txt'", nullptr},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(call("store", {S("Key"), row.value}), "");
@@ -54,10 +54,10 @@ TEST_F(StoreTest, valuesComeBackTyped) {
 }
 
 TEST_F(StoreTest, scopesAreApart) {
-    FileNameHeader file{nullptr, "f"};
+    const ValueCell file = fileNamed("f");
     call("store", {S("k"), I(1)});
     call("globalstore", {S("k"), I(2)});
-    call("globalstore", {S("file"), ValueCell::ofObject(FileObj, &file)});
+    call("globalstore", {S("file"), file});
     EXPECT_EQ(registry.value(Hive::CurrentUser, kMaster, "k"), "2");
     EXPECT_EQ(registry.value(Hive::CurrentUser, kScriptKey, "file"), "f");  // always the script's
     EXPECT_EQ(call("globalrecall", {S("file")}), "nil");
@@ -74,7 +74,7 @@ TEST_F(StoreTest, scopesAreApart) {
 }
 
 TEST_F(StoreTest, defaultsStandInForWhatWasNeverStored) {
-    FileNameHeader file{nullptr, "f.txt"};
+    const ValueCell file = fileNamed("f.txt");
     const ValueCell mark = ValueCell::ofMark(ListMark);
     std::vector<Row> rows = {
         {"recall", {S("k")}, "nil"},
@@ -82,7 +82,7 @@ TEST_F(StoreTest, defaultsStandInForWhatWasNeverStored) {
         {"recall", {S("k"), V(1, 2, 3)}, "<1,2,3>"},
         {"recall", {S("k"), S("text")}, "'text'"},
         {"recall", {S("k"), nil()}, "nil"},
-        {"recall", {S("k"), ValueCell::ofObject(FileObj, &file)}, "'f.txt'"},
+        {"recall", {S("k"), file}, "'f.txt'"},
         {"recall", {S("k"), mark, N(1), S("b"), mark}, "@ 1 'b' @", 2},
         {"recall", {S("k"), N(1), S("b"), ValueCell::ofCount(2)}, "1 'b' return 2", 2},
     };

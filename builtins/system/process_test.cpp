@@ -93,10 +93,9 @@ TEST_F(ProcessTest, messages) {
 }
 
 TEST_F(ProcessTest, commandsAreJoinedOrTakenByLines) {
-    const FileNameHeader file{nullptr, "x.txt"};
-    const ValueCell fileCell = ValueCell::ofObject(FileObj, const_cast<FileNameHeader*>(&file));
+    const ValueCell file = fileNamed("x.txt");
     expectRows({
-        {"system", {S("/bin/echo"), S("/tmp/x"), V(1, 2, 3), N(0.5), fileCell, S(">one")}, "0i"},
+        {"system", {S("/bin/echo"), S("/tmp/x"), V(1, 2, 3), N(0.5), file, S(">one")}, "0i"},
         {"system", {S("/bin/echo /a@  \tfalse"), S("exit 6@exit 7")}, "6i"},
         {"system", {}, "0i"},
         {"system", {S("kill -9 $$")}, "137i"},

@@ -37,7 +37,7 @@ platform::Process* referredTo(BuiltinCall& call) {
 
 void spawn(BuiltinCall& call) {
     const std::string line = convertSeparators(
-        call.ctx, joinArguments(call, "#WLine %d, invalid argument %d type to spawn()", FileText::Name));
+        call.ctx, joinArguments(call, "#WLine %d, invalid argument %d type to spawn()", TextUse::Name));
     programs(call).reap();
     flushResources(call.ctx);
     const bool waits = !call.ctx.options.asyncspawn;

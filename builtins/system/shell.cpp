@@ -75,7 +75,8 @@ bool severalCommands(BuiltinCall& call) {
 /// An argument's text; nothing, after a warning, for one that adds nothing to the command.
 std::optional<std::string> pieceOf(BuiltinCall& call, int i) {
     const ValueCell& cell = call.arg(i);
-    std::optional<std::string> text = cell.type != Nil ? pieceText(cell, FileText::Name) : std::nullopt;
+    std::optional<std::string> text =
+        cell.type != Nil ? pieceText(call.ctx, cell, TextUse::Name) : std::nullopt;
     if (!text)
         call.ctx.reporter.report("#WLine %d, invalid argument %d type to %s()", call.ctx.run.currentLine,
                                  i + 1, call.name);

@@ -1,7 +1,7 @@
 // info(), warn() and error().
 #include "builtins/common/handlers.h"
+#include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
-#include "engine/operations/text.h"
 #include "engine/values/format.h"
 
 #include <array>
@@ -35,10 +35,6 @@ private:
     std::array<char, kChars> text_;
     std::size_t size_ = 0;
 };
-
-const char* orEmpty(const char* text) {
-    return text != nullptr ? text : "";
-}
 
 /// Writes a Number, Integer, Vector or Nil. The text lies in `buffer`.
 /// @return an empty text for any other kind
@@ -74,30 +70,33 @@ std::string doublePercents(std::string_view text) {
     return doubled;
 }
 
-void addElements(MessageText& message, const ArrayRecord& array) {
+/// @return false for an object without a text
+bool addObject(MessageText& message, const EngineContext& ctx, const ValueCell& object, TextUse use,
+               std::string_view separator = "") {
+    ObjectText text;
+    if (!isObjectKind(object.type) || object.payload.object == nullptr ||
+        !ctx.kinds().of(object.type).text(use, object.payload.object, text))
+        return false;
+    message.add({separator, text.before, text.body, text.after});
+    return true;
+}
+
+void addElements(MessageText& message, const EngineContext& ctx, const ArrayRecord& array) {
     const char* separator = "";
     NumberBuffer buffer;
     for (const ValueCell& element : array.elements) {
         std::string_view text = plainText(element, buffer);
-        if (element.isText()) {
-            // As it is: a "%" in it means to the reporter what it means in a format.
-            text = element.payload.text;
-        } else if (element.type == FileObj && element.payload.object != nullptr) {
-            text = fileName(element);
-        } else if (text.empty()) {
+        // As it is: a "%" in it means to the reporter what it means in a format.
+        if (element.isText()) text = element.payload.text;
+        if (element.isText() || !text.empty())
+            message.add({separator, text});
+        else if (!addObject(message, ctx, element, TextUse::Name, separator))
             continue;  // a kind without a text
-        }
-        message.add({separator, text});
         separator = " ";
     }
 }
 
-void addAgent(MessageText& message, const AgentNameHeader& agent) {
-    message.add({"(ObjectAgent)", agent.type != nullptr ? orEmpty(agent.type->name) : "",
-                 "::", agent.name != nullptr ? agent.name : "??"});
-}
-
-void addArgument(MessageText& message, const ValueCell& cell) {
+void addArgument(MessageText& message, const EngineContext& ctx, const ValueCell& cell) {
     NumberBuffer buffer;
     switch (cell.type) {
         case String:
@@ -110,18 +109,11 @@ void addArgument(MessageText& message, const ValueCell& cell) {
             }
             break;
         }
-        case FileObj:
-            if (cell.payload.object != nullptr) message.add({"(FILEOBJ)\"", fileName(cell), "\""});
-            break;
-        case ObjectAgent:
-            if (const auto* agent = static_cast<const AgentNameHeader*>(cell.payload.object))
-                addAgent(message, *agent);
-            break;
         case ArrayRef:
-            if (cell.payload.array != nullptr) addElements(message, *cell.payload.array);
+            if (cell.payload.array != nullptr) addElements(message, ctx, *cell.payload.array);
             break;
         default:
-            message.add(plainText(cell, buffer));
+            if (!addObject(message, ctx, cell, TextUse::Message)) message.add(plainText(cell, buffer));
             break;
     }
 }
@@ -137,7 +129,7 @@ std::string_view prefixOf(std::string_view name) {
 void message(BuiltinCall& call) {
     MessageText text;
     text.add(prefixOf(call.name));
-    for (int i = 0; i < call.argc; ++i) addArgument(text, call.arg(i));
+    for (int i = 0; i < call.argc; ++i) addArgument(text, call.ctx, call.arg(i));
     call.ctx.reporter.report(text.view());
     call.none();
 }

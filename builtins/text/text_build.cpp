@@ -2,6 +2,7 @@
 #include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
+#include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/text.h"
 #include "engine/operations/text_buffer.h"
@@ -22,8 +23,9 @@ bool canFollowText(const ValueCell& cell) noexcept {
     return isPlainKind(cell.type) && cell.type != Nil;
 }
 
-bool canFollowElements(const ValueCell& cell) noexcept {
-    return isPlainKind(cell.type) || cell.type == FileObj;
+bool canFollowElements(const EngineContext& ctx, const ValueCell& cell) noexcept {
+    return isPlainKind(cell.type) ||
+           (isObjectKind(cell.type) && ctx.kinds().of(cell.type).traits().appendable);
 }
 
 const char* arrayName(const ValueCell& reference) noexcept {
@@ -35,7 +37,7 @@ const char* arrayName(const ValueCell& reference) noexcept {
 void appendToText(BuiltinCall& call) {
     if (!canFollowText(call.arg(1))) return fail(call, "#ELine %d, invalid argument 2 type to append()");
     const std::string_view first = call.arg(0).payload.text;
-    const std::string second = pieceText(call.arg(1)).value_or("");
+    const std::string second = pieceText(call.ctx, call.arg(1)).value_or("");
     char* joined = makeTextBuffer(call.ctx, first.size() + 1 + second.size());
     if (joined == nullptr) return call.result(ValueCell::ofNil());
     char* end = std::copy(first.begin(), first.end(), joined);
@@ -67,7 +69,7 @@ void appendToArray(BuiltinCall& call) {
             return call.fail("#ELine %d, illegal assignment type: cannot append non-array %s to array %s[%d]",
                              ctx.run.currentLine, arrayName(value), arrayName(target), array.count());
         appendElements(ctx, array, *other);
-    } else if (canFollowElements(value)) {
+    } else if (canFollowElements(ctx, value)) {
         if (resizeArray(ctx, array, array.count() + 1)) storeValue(ctx, array.elements.back(), value);
     } else {
         return fail(call, "#ELine %d, invalid argument 2 type to append()");

@@ -14,11 +14,10 @@ namespace kestrel::test {
 class TextTest : public BuiltinTest {};
 
 TEST_F(TextTest, joinsAndFormats) {
-    FileNameHeader file{nullptr, "\\a.txt"};
-    const ValueCell fileCell = ValueCell::ofObject(FileObj, &file);
+    const ValueCell file = fileNamed("\\a.txt");
     expectRows({
         {"string", {}, "''"},
-        {"string", {N(1), N(2.5), V(1, 2, 3), I(-7.9), fileCell}, "'12.51 2 3-7(FILEOBJ)\"\\a.txt\"'"},
+        {"string", {N(1), N(2.5), V(1, 2, 3), I(-7.9), file}, "'12.51 2 3-7(FILEOBJ)\"\\a.txt\"'"},
         {"string", {S("a"), nil(), S("b"), nil()}, "'aabb'"},  // a Nil repeats the piece before it
         {"string", {nil()}, "''"},
         {"append", {S("x"), I(2.9)}, "'x 2'"},

@@ -17,7 +17,7 @@
 namespace kestrel {
 
 class EngineContext;
-class ObjectKind;
+class KindTable;
 class BuiltinTable;
 class PersistentStore;
 struct ProcessState;
@@ -72,15 +72,11 @@ struct EngineServices {
     MessageSink* messages = nullptr;         ///< null: messages only count
     const BuiltinTable* builtins = nullptr;  ///< required
     ComponentLocator* locator = nullptr;     ///< null: nothing is found
-    ObjectKind* hxioKind = nullptr;          ///< null: values of that kind have no members or methods
-    ObjectKind* hxObjectKind = nullptr;      ///< tags 201 to 206
-    ObjectKind* shaderKind = nullptr;
-    ObjectKind* fileKind = nullptr;
-    ObjectKind* agentKind = nullptr;
-    RunWatch* watch = nullptr;         ///< null: runs are never ended from outside
-    PersistentStore* store = nullptr;  ///< null: nothing can be stored, nothing is found
-    ProcessState* process = nullptr;   ///< required by the built-ins that reach the operating system
-    void* host = nullptr;              ///< what host-side built-ins find again; the engine never looks at it
+    const KindTable* kinds = nullptr;        ///< required
+    RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
+    PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
+    ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
+    void* host = nullptr;  ///< what host-side built-ins find again; the engine never looks at it
 };
 
 /// An active call: the function and the first stack cell that belongs to it.
@@ -158,6 +154,8 @@ public:
         run.abort = true;
         reporter.report(format, args...);
     }
+
+    [[nodiscard]] const KindTable& kinds() const noexcept { return *services.kinds; }
 
     /// Bottom of the running function's part of the stack (0 outside functions).
     [[nodiscard]] std::int32_t base() const noexcept { return run.base; }

@@ -1,46 +1,245 @@
-// What the engine asks of a kind of object that it does not own: files, host items, the shading object,
-// agents.
+// The protocol for kinds of objects: all that the engine and the built-ins ask of a kind of value that they
+// do not know.
+//
+// A kind is a class derived from ObjectKind, entered in the KindTable under the tags of its values. It states
+// in one place what scripts can name on its objects (rows of data members and methods, with the wording of
+// wrong uses) and overrides how they are shown as text, compared, held, assigned and stored; the defaults are
+// those of a plain handle that is shared by pointer. Nobody else looks at a tag to find out about an object.
 #pragma once
 
+#include "engine/context/builtin.h"
+#include "engine/program/names.h"
 #include "engine/program/program.h"
 #include "engine/values/value.h"
 
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrel {
 
 class EngineContext;
+class MethodCall;
+class ObjectKind;
+struct RecordMember;
 
-/// One access to a data member: `object.member` or `object.member[index]`.
+/// One access to a data member: `object.member`, `object.member[index]` or `record->member`.
 struct MemberAccess {
-    Variable* object;  ///< the variable named before the '.'
-    const char* member;
+    Variable* object;    ///< the variable named before the '.'
+    const char* member;  ///< as the script wrote it
+    NameId name;         ///< the same interned; kNoName for a name that no kind has
     std::int64_t index;  ///< -1 without an index
-    int slot;  ///< the kind's own number of the member, as memberSlot() gave it when the script was linked
     /// Owner of the object variable, as messages name it: the function's name, "" for a global.
     [[nodiscard]] const char* owner() const noexcept { return object->ownerName(); }
 };
 
-/// One kind of object. An implementation may keep state of its own; the context only borrows it.
+/// What a read of a data member yields; for the reference.
+enum class MemberType { Nothing, Integer, Number, Text, Vector, Object };
+
+struct MemberRow;
+/// Pushes the member's value. The index, where the member has elements, has been checked.
+using MemberReader = void (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row);
+/// Applies an assignment operator (OP_ASSIGN, OP_ADDASSIGN ...; OP_PREINC ... with value Integer 1) and
+/// pushes what the operator leaves: nothing for assignments, the old or new value for increments.
+using MemberWriter = void (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row,
+                              const ValueCell& value, int op);
+
+/// A data member.
+struct MemberRow {
+    std::string_view name;
+    MemberType type;
+    int elements;  ///< more than 1: one at a time, by an index from 1; otherwise an index is ignored
+    MemberReader read;
+    MemberWriter write;  ///< null: read-only
+    std::size_t detail;  ///< the kind's own, such as a place in a record
+    std::string_view description;
+};
+
+/// Which numbers of arguments a method takes.
+class ArgumentCounts {
+public:
+    static constexpr int kAny = 31;                                        ///< as the largest count: no limit
+    constexpr ArgumentCounts(int count) : ArgumentCounts(count, count) {}  // NOLINT: implicit on purpose
+    constexpr ArgumentCounts(int least, int most) {
+        for (int n = least; n <= most; ++n) bits_ |= 1U << n;
+    }
+    [[nodiscard]] constexpr ArgumentCounts operator|(ArgumentCounts other) const {
+        other.bits_ |= bits_;
+        return other;
+    }
+    [[nodiscard]] constexpr bool accepts(int argc) const noexcept {
+        return (bits_ >> (argc < kAny ? argc : kAny) & 1U) != 0;
+    }
+
+private:
+    std::uint32_t bits_ = 0;
+};
+
+/// A method.
+struct MethodRow {
+    std::string_view name;
+    void (*run)(MethodCall& call);  ///< ends with exactly one result, as a built-in
+    ArgumentCounts counts;
+    std::uint32_t detail;  ///< the kind's own, for its beginMethod()
+    std::string_view signature;
+    std::string_view description;
+};
+
+/// How wrong uses are reported. Each text takes the line first; then what is said here.
+struct KindWording {
+    std::string_view unknownMethod = {};      ///< owner, variable, method
+    std::string_view argumentCount = {};      ///< variable, method
+    std::string_view unknownMemberRead = {};  ///< owner, variable, member
+    std::string_view unknownMemberWrite = {};
+    /// Member. Where this is set, a name is first looked for anywhere in the list of names ("x|y|name"), so a
+    /// piece of it counts as known, fails the exact comparison afterwards with this message, and reads as
+    /// Nil. Meant.
+    std::string_view pieceOfName = {};
+    std::string_view readOnly = {};     ///< member
+    std::string_view memberIndex = {};  ///< member, index
+};
+
+/// What scripts can name on an object. A kind has one, or several when that depends on the object.
+class ObjectInterface {
+public:
+    /// @param label  of the objects in the reference, such as "File"
+    ObjectInterface(std::string_view label, std::span<const MemberRow> members,
+                    std::span<const MethodRow> methods, const KindWording& wording);
+
+    [[nodiscard]] std::string_view label() const noexcept { return label_; }
+    [[nodiscard]] std::span<const MemberRow> members() const noexcept { return members_; }
+    [[nodiscard]] std::span<const MethodRow> methods() const noexcept { return methods_; }
+    [[nodiscard]] const KindWording& wording() const noexcept { return wording_; }
+
+    void enter(NameTable& names);
+    [[nodiscard]] const MemberRow* member(NameId name) const noexcept { return memberIndex_.find(name); }
+    [[nodiscard]] const MethodRow* method(NameId name) const noexcept { return methodIndex_.find(name); }
+    /// See KindWording::pieceOfName.
+    [[nodiscard]] bool isPieceOfName(std::string_view name) const noexcept;
+
+private:
+    std::string_view label_;
+    std::span<const MemberRow> members_;
+    std::span<const MethodRow> methods_;
+    KindWording wording_;
+    std::string knownNames_;  ///< empty without that rule
+    RowIndex<MemberRow> memberIndex_;
+    RowIndex<MethodRow> methodIndex_;
+};
+
+/// Where the text of an object is wanted: the same object reads differently in different places.
+enum class TextUse {
+    Value,    ///< what "+" and string() make of it
+    Name,     ///< its bare name: in written files, commands, stored values, elements in messages
+    Message,  ///< as an argument of info(), warn(), error()
+    Dump,     ///< in the snapshot of dump()
+};
+
+/// A text in pieces, so that showing an object allocates nothing.
+struct ObjectText {
+    std::string_view before;
+    std::string_view body;
+    std::string_view after;
+};
+
+/// How the persistent store keeps an object.
+struct StoredAs {
+    std::string_view type = {};  ///< three letters; empty: it cannot be stored
+    bool scriptOnly = false;     ///< globalstore() keeps it for the script all the same
+    bool refusedGlobal = false;  ///< globalstore() refuses it
+};
+
+/// What kinds differ in without any code.
+struct KindTraits {
+    bool counted =
+        false;  ///< holders are counted: hold() and drop() matter, and a function's locals let go at its end
+    bool appendable = false;  ///< append() may add it to an array
+};
+
+/// One kind of object. Lives as long as the table that it is entered in; an implementation may keep state of
+/// its own.
 class ObjectKind {
 public:
+    explicit ObjectKind(ObjectInterface interface, KindTraits traits = {});
     virtual ~ObjectKind() = default;
+    ObjectKind(const ObjectKind&) = delete;
+    ObjectKind& operator=(const ObjectKind&) = delete;
 
-    /// The kind's own numbers for names, asked once when a script is linked, so that accesses look nothing
-    /// up. What a negative number says is up to the kind.
-    [[nodiscard]] virtual int memberSlot(std::string_view) const noexcept { return -1; }
-    [[nodiscard]] virtual int methodSlot(std::string_view) const noexcept { return -1; }
+    [[nodiscard]] const KindTraits& traits() const noexcept { return traits_; }
+    /// All that its objects can have; more than one where interfaceOf() is overridden.
+    [[nodiscard]] virtual std::span<ObjectInterface> interfaces() noexcept { return {&interface_, 1}; }
 
-    /// Pushes the member's value, or reports and pushes what the kind says (nothing or Nil).
-    virtual void readMember(EngineContext& ctx, const MemberAccess& access) = 0;
-    /// Applies an assignment operator (OP_ASSIGN, OP_ADDASSIGN ...; OP_PREINC ... with value Integer 1) and
-    /// pushes what the operator leaves: nothing for assignments, the old or new value as a Number for
-    /// increments.
-    virtual void writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                             int op) = 0;
+    // ---- what scripts name (final: rows and wording say all that differs, the hooks below the rest)
+    void readMember(EngineContext& ctx, const MemberAccess& access);
+    void writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op);
     /// Runs `object.method(args)`. The top `argc` cells are the arguments; the call replaces them by its
-    /// result. An unknown method reports the kind's message and drops the arguments.
-    virtual void callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) = 0;
+    /// result.
+    void callMethod(EngineContext& ctx, Variable& object, const CodeNode& call);
+
+    /// `object->member`: the members of what a script declared itself.
+    virtual void readField(EngineContext& ctx, const MemberAccess& access);
+    virtual void writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op);
+
+    // ---- values
+    /// @return false where the object has no text
+    [[nodiscard]] virtual bool text(TextUse use, const void* object, ObjectText& out) const;
+    /// `left op right` with an object of this kind on the left (OP_LT ... OP_NE).
+    [[nodiscard]] virtual bool compare(int op, const ValueCell& left, const ValueCell& right) const;
+    /// The name that messages give to values which only the host hands out, and which elements of arrays
+    /// cannot hold; empty for others.
+    [[nodiscard]] virtual std::string_view internalName(std::int32_t tag) const;
+    /// True where lists cannot give the object to an element; then `label` and `name` are what the message
+    /// calls it.
+    /// @param target  the array's variable
+    [[nodiscard]] virtual bool refusedInLists(const void* object, const Variable& target,
+                                              std::string_view& label, std::string_view& name) const;
+    /// The values that the object consists of, which a list that is assigned to it fills in order; nothing
+    /// for an object that is one value.
+    [[nodiscard]] virtual std::optional<std::span<RecordMember>> parts(void* object) const;
+    [[nodiscard]] virtual StoredAs storedAs() const;
+
+    // ---- holders: variables, elements and members
+    /// What a variable gets when it is assigned this object; the variable holds it already.
+    [[nodiscard]] virtual void* assigned(EngineContext& ctx, void* object);
+    virtual void hold(EngineContext& ctx, void* object);
+    virtual void drop(EngineContext& ctx, void* object);
+
+protected:
+    // ---- hooks of the dispatch
+    [[nodiscard]] virtual const ObjectInterface& interfaceOf(const Variable& object) const;
+    /// Before anything else: false ends the access or the call, with whatever the hook pushed.
+    [[nodiscard]] virtual bool beginRead(EngineContext& ctx, const MemberAccess& access);
+    [[nodiscard]] virtual bool beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                          const ValueCell& value, int op);
+    /// Before the arguments are counted.
+    [[nodiscard]] virtual bool beginMethod(MethodCall& call);
+    virtual void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
+
+private:
+    void unknownMember(EngineContext& ctx, const MemberAccess& access, std::string_view wording,
+                       bool reading);
+    friend class MethodCall;
+
+    ObjectInterface interface_;
+    KindTraits traits_;
+};
+
+/// A method call in progress: like that of a built-in, it ends with exactly one result.
+class MethodCall : public BuiltinCall {
+public:
+    MethodCall(EngineContext& context, const CodeNode& call, Variable& variable, const MethodRow& methodRow,
+               const ObjectKind& objectKind)
+        : BuiltinCall(context, call, 0, methodRow.name), object(variable), row(methodRow), kind(objectKind) {}
+
+    Variable& object;  ///< named before the dot
+    const MethodRow& row;
+    const ObjectKind& kind;
+
+    /// Reports an error that names the variable and the method; the call yields Nil.
+    void failNamed(std::string_view format) { fail(format, ctx.run.currentLine, object.name, name); }
 };
 
 }  // namespace kestrel

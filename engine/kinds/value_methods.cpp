@@ -1,7 +1,7 @@
 // The methods that every variable has, whatever it holds.
 #include "engine/kinds/array_methods.h"
+#include "engine/kinds/value_kind.h"
 #include "engine/operations/assignment.h"
-#include "engine/operations/members.h"
 #include "engine/operations/text_buffer.h"
 #include "engine/values/format.h"
 #include "platform/ascii.h"
@@ -17,39 +17,6 @@
 namespace kestrel {
 
 namespace {
-
-enum class Method {
-    Size,
-    Count,
-    AsInt,
-    AsNum,
-    AsVec,
-    AsStr,
-    Pack,
-    Trunc,
-    SortA,
-    SortD,
-    IsNil,
-    IsInt,
-    IsStr,
-    IsNum,
-    IsVec,
-    IsArray
-};
-
-struct MethodRow {
-    std::string_view name;
-    Method method;
-};
-
-constexpr MethodRow kMethods[] = {
-    {"size", Method::Size},       {"count", Method::Count}, {"asInt", Method::AsInt},
-    {"asNum", Method::AsNum},     {"asVec", Method::AsVec}, {"asStr", Method::AsStr},
-    {"pack", Method::Pack},       {"trunc", Method::Trunc}, {"sortA", Method::SortA},
-    {"sortD", Method::SortD},     {"isNil", Method::IsNil}, {"isInt", Method::IsInt},
-    {"isStr", Method::IsStr},     {"isNum", Method::IsNum}, {"isVec", Method::IsVec},
-    {"isArray", Method::IsArray},
-};
 
 /// What the methods tell apart. An array is one only with a record; without it the variable was never
 /// assigned.
@@ -364,86 +331,89 @@ bool readFormat(EngineContext& ctx, int argc, StringFormat& format) {
     return true;
 }
 
-ValueCell plainResult(EngineContext& ctx, Variable& variable, Method method) {
-    const Kind kind = kindOf(variable);
-    switch (method) {
-        case Method::Size:
-            return sizeOf(variable);
-        case Method::Count:
-            return countOf(variable);
-        case Method::AsInt:
-            return asInteger(variable);
-        case Method::AsNum:
-            return asNumber(variable);
-        case Method::AsVec:
-            return asVector(variable);
-        case Method::Pack:
-            return pack(ctx, variable);
-        case Method::Trunc:
-            return truncateInPlace(ctx, variable);
-        case Method::SortA:
-            return sorted(ctx, variable, true);
-        case Method::SortD:
-            return sorted(ctx, variable, false);
-        case Method::IsNil:
-            return ValueCell::ofBool(kind == Kind::Nil);
-        case Method::IsInt:
-            return ValueCell::ofBool(kind == Kind::Integer);
-        case Method::IsStr:
-            return ValueCell::ofBool(kind == Kind::Text);
-        case Method::IsNum:
-            return ValueCell::ofBool(kind == Kind::Number);
-        case Method::IsVec:
-            return ValueCell::ofBool(kind == Kind::Vector);
-        case Method::IsArray:
-            return ValueCell::ofBool(kind == Kind::Array);
-        case Method::AsStr:
-            break;
-    }
-    return ValueCell::ofNil();
+void asStr(MethodCall& call) {
+    StringFormat format;
+    if (!readFormat(call.ctx, call.argc, format))
+        return call.failNamed("#ELine %d, invalid argument type to (KestrelObject)%s.%s()");
+    const char* text = asText(call.ctx, call.object, format);
+    call.none();
+    if (text != nullptr) call.ctx.stack.push(ValueCell::ofTemp(text));
 }
 
-void callAsStr(EngineContext& ctx, const CodeNode& call, Variable& variable) {
-    StringFormat format;
-    if (!readFormat(ctx, call.argc, format)) {
-        ctx.reporter.report("#ELine %d, invalid argument type to (KestrelObject)%s.%s()", ctx.run.currentLine,
-                            variable.name, "asStr");
-        ctx.stack.drop(call.argc);
-        ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    const char* text = asText(ctx, variable, format);
-    ctx.stack.drop(call.argc);
-    if (text != nullptr) ctx.stack.push(ValueCell::ofTemp(text));
+/// A method without arguments that only looks at the variable.
+template <ValueCell (*kMethod)(const Variable&)>
+void query(MethodCall& call) {
+    call.result(kMethod(call.object));
 }
+
+/// A method without arguments that may change the variable.
+template <ValueCell (*kMethod)(EngineContext&, Variable&)>
+void change(MethodCall& call) {
+    const ValueCell result = kMethod(call.ctx, call.object);
+    call.result(result);
+}
+
+template <Kind kWanted>
+ValueCell isKind(const Variable& variable) {
+    return ValueCell::ofBool(kindOf(variable) == kWanted);
+}
+
+ValueCell sortedUp(EngineContext& ctx, Variable& variable) {
+    return sorted(ctx, variable, true);
+}
+
+ValueCell sortedDown(EngineContext& ctx, Variable& variable) {
+    return sorted(ctx, variable, false);
+}
+
+constexpr MethodRow kMethods[] = {
+    {"size", query<sizeOf>, 0, 0, "x.size()",
+     "Characters of a text, elements of an array, 1 for a Vector; a number is its own size."},
+    {"count", query<countOf>, 0, 0, "x.count()",
+     "Characters of a text, elements of an array that hold something, 1 for numbers and Vectors."},
+    {"asInt", query<asInteger>, 0, 0, "x.asInt()",
+     "A number cut toward zero, or the whole number that a text begins with."},
+    {"asNum", query<asNumber>, 0, 0, "x.asNum()", "A number, or the number that a text begins with."},
+    {"asVec", query<asVector>, 0, 0, "x.asVec()",
+     "A Vector: of one number three times, of three numbers in a text, of the first three numbers in an "
+     "array that are not 0."},
+    {"asStr",
+     asStr,
+     {0, 2},
+     0,
+     "x.asStr([width [, zeroPad]])",
+     "The text of a value, as wide as asked: whole widths for Integers and texts, widths like 8.3 for "
+     "Numbers."},
+    {"pack", change<pack>, 0, 0, "x.pack()",
+     "Takes the blanks off a text's beginning, or closes the holes of an array: 0 when elements moved, 1 "
+     "without holes, 2 "
+     "with holes only at the end."},
+    {"trunc", change<truncateInPlace>, 0, 0, "x.trunc()",
+     "Cuts a number or a Vector toward zero, the blanks off a text's end, the holes off an array's end (its "
+     "new size, or 0)."},
+    {"sortA", change<sortedUp>, 0, 0, "x.sortA()",
+     "Sorts the characters of a text or the elements of an array upward. 0 after sorting an array, 1 when "
+     "there was nothing "
+     "to sort."},
+    {"sortD", change<sortedDown>, 0, 0, "x.sortD()",
+     "The same downward. An array of texts is not sorted in general."},
+    {"isNil", query<isKind<Kind::Nil>>, 0, 0, "x.isNil()", "1 when the variable holds nothing."},
+    {"isInt", query<isKind<Kind::Integer>>, 0, 0, "x.isInt()", "1 for an Integer."},
+    {"isStr", query<isKind<Kind::Text>>, 0, 0, "x.isStr()", "1 for a text."},
+    {"isNum", query<isKind<Kind::Number>>, 0, 0, "x.isNum()", "1 for a Number."},
+    {"isVec", query<isKind<Kind::Vector>>, 0, 0, "x.isVec()", "1 for a Vector."},
+    {"isArray", query<isKind<Kind::Array>>, 0, 0, "x.isArray()", "1 for an array."},
+};
 
 }  // namespace
 
-int valueMethodSlot(std::string_view name) noexcept {
-    const auto* row = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                   [name](const MethodRow& candidate) { return candidate.name == name; });
-    return row == std::end(kMethods) ? -1 : static_cast<int>(row - std::begin(kMethods));
+std::span<const MethodRow> valueMethods() noexcept {
+    return kMethods;
 }
 
-void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
-    const char* name = call.operand.variable->name;
-    const MethodRow* row = call.methodSlot < 0 ? nullptr : &kMethods[call.methodSlot];
-    if (row == nullptr) {
-        // The arguments stay on the stack until the statement ends. Meant.
-        ctx.reporter.report("#ELine %d, unknown object method (KestrelObject)%s.%s()", ctx.run.currentLine,
-                            object.name, name);
-        return;
-    }
-    if (!ctx.need(call.argc)) return;
-    if (call.argc > (row->method == Method::AsStr ? 2 : 0)) {
-        ctx.reporter.report("#ELine %d, invalid argument count to (KestrelObject)%s.%s()",
-                            ctx.run.currentLine, object.name, name);
-        ctx.stack.drop(call.argc);
-        ctx.stack.push(ValueCell::ofNil());
-        return;
-    }
-    if (row->method == Method::AsStr) return callAsStr(ctx, call, object);
-    ctx.stack.push(plainResult(ctx, object, row->method));
+void reportUnknownValueMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) {
+    ctx.reporter.report("#ELine %d, unknown object method (KestrelObject)%s.%s()", ctx.run.currentLine,
+                        object.name, call.operand.variable->name);
 }
 
 }  // namespace kestrel

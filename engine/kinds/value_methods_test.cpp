@@ -14,7 +14,7 @@ protected:
     std::string call(Variable& object, const char* name, const Cells& args = {}) {
         CodeNode& node = emit(OP_CALL, &variable(name));
         node.argc = static_cast<int>(args.size());
-        node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(name));
+        node.name = ctx.kinds().names().find(name);
         for (const ValueCell& cell : args) push(cell);
         callMethod(ctx, node, object);
         return takeMessages() + popAll();

@@ -1,9 +1,9 @@
 #include "engine/operations/arrays.h"
 
+#include "engine/context/kind_table.h"
 #include "engine/operations/array_file.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
-#include "engine/operations/records.h"
 #include "engine/program/node_modes.h"
 
 #include <algorithm>
@@ -206,8 +206,8 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
 void clearElement(EngineContext& ctx, ValueCell& element) {
     if (element.type == TempString)
         ctx.pool.release(element.payload.text);
-    else if (element.type == UserRecord)
-        dropRecord(ctx, element.payload.record);
+    else if (isObjectKind(element.type))
+        ctx.kinds().of(element.type).drop(ctx, element.payload.object);
     element = ValueCell::ofNil();
 }
 
@@ -217,8 +217,8 @@ void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
         const char* copy = ctx.pool.keep(value.payload.text != nullptr ? value.payload.text : "");
         if (copy == nullptr) return;
         stored = ValueCell::ofTemp(copy);
-    } else if (value.type == UserRecord) {
-        holdRecord(ctx, value.payload.record);
+    } else if (isObjectKind(value.type)) {
+        ctx.kinds().of(value.type).hold(ctx, value.payload.object);
     } else if (value.type == VarRef) {
         stored = ValueCell::ofNumber(0.0);
     }
@@ -306,8 +306,7 @@ const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
             ctx.stack.push(ValueCell::ofNode(Array, node));
             return node;
         case kMemberRead:
-            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
-            readMemberOnTop(ctx);
+            readMember(ctx, *node, true);
             return node->next;
         case kMemberReference:
             ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));

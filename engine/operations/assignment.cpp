@@ -1,9 +1,9 @@
 #include "engine/operations/assignment.h"
 
+#include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/members.h"
-#include "engine/operations/records.h"
-#include "engine/operations/text.h"
+#include "engine/values/record_instance.h"
 
 #include <algorithm>
 #include <optional>
@@ -51,28 +51,6 @@ void illegalMemberType(EngineContext& ctx) {
     ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
 }
 
-/// The name that messages give to host objects, which elements cannot hold; null for other kinds.
-const char* internalObjectName(std::int32_t type) noexcept {
-    switch (type) {
-        case BoneObj:
-            return "BoneObj";
-        case LightObj:
-            return "LightObj";
-        case CameraObj:
-            return "CameraObj";
-        case SceneObj:
-            return "SceneObj";
-        case ImageListObj:
-            return "ImageListObj";
-        case ShaderObj:
-            return "ShaderObj";
-        case HxioObj:
-            return "HxioObj";
-        default:
-            return nullptr;
-    }
-}
-
 /// True when an element of `variable` may hold the value; reports otherwise.
 bool checkElementValue(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
     if (value.type == ArrayRef || value.type == NewArray) {
@@ -80,9 +58,11 @@ bool checkElementValue(EngineContext& ctx, const Variable& variable, const Value
                       ctx.run.currentLine, variable.name);
         return false;
     }
-    if (const char* name = internalObjectName(value.type)) {
-        ctx.abortWith("#ELine %d, illegal use of internal object (%s)%s::%s", ctx.run.currentLine, name,
-                      variable.ownerName(), variable.name);
+    const std::string_view internalName =
+        isObjectKind(value.type) ? ctx.kinds().of(value.type).internalName(value.type) : "";
+    if (!internalName.empty()) {
+        ctx.abortWith("#ELine %d, illegal use of internal object (%s)%s::%s", ctx.run.currentLine,
+                      internalName, variable.ownerName(), variable.name);
         return false;
     }
     if (value.type == VarRef || isStorable(value.type)) return true;
@@ -226,24 +206,18 @@ void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCe
 /// True when the value can become an element of a list; reports otherwise.
 bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
     const int line = ctx.run.currentLine;
-    switch (value.type) {
-        case FileObj:
-            ctx.abortWith("#ELine %d, illegal array initializer: (FILEOBJ=\"%s\")", line, fileName(value));
-            return false;
-        case ObjectAgent:
-            ctx.abortWith("#ELine %d, illegal array initializer: (ObjectAgent=\"%s\")", line, variable.name);
-            return false;
-        case UserRecord:
-            ctx.abortWith("#ELine %d, illegal array initializer: (UserRecord=\"%s\")", line,
-                          value.payload.record->declaration->name->name);
-            return false;
-        case ArrayRef:
-        case NewArray:
-            ctx.abortWith("#ELine %d, illegal use of data type Array[]", line);
-            return false;
-        default:
-            return checkElementValue(ctx, variable, value);
+    if (value.type == ArrayRef || value.type == NewArray) {
+        ctx.abortWith("#ELine %d, illegal use of data type Array[]", line);
+        return false;
     }
+    std::string_view label;
+    std::string_view name;
+    if (isObjectKind(value.type) &&
+        ctx.kinds().of(value.type).refusedInLists(value.payload.object, variable, label, name)) {
+        ctx.abortWith("#ELine %d, illegal array initializer: (%s=\"%s\")", line, label, name);
+        return false;
+    }
+    return checkElementValue(ctx, variable, value);
 }
 
 void distributeToArray(EngineContext& ctx, Variable& variable, const Values& values) {
@@ -274,13 +248,14 @@ void distributeToArray(EngineContext& ctx, Variable& variable, const Values& val
     }
 }
 
-/// A list assigned to a variable that holds a record fills its members in order; surplus values are dropped.
-void distributeToRecord(EngineContext& ctx, RecordInstance& record, const Values& values) {
-    const int count = std::min(values.count, static_cast<int>(record.members.size()));
+/// A list assigned to a variable whose object consists of values fills these in order; surplus values are
+/// dropped.
+void distributeToParts(EngineContext& ctx, std::span<RecordMember> parts, const Values& values) {
+    const int count = std::min(values.count, static_cast<int>(parts.size()));
     for (int i = 0; i < count; ++i) {
         const ValueCell& value = ctx.stack.at(values.first + i);
         if (!isStorable(value.type)) return illegalMemberType(ctx);
-        storeValue(ctx, record.members[static_cast<std::size_t>(i)].value, value);
+        storeValue(ctx, parts[static_cast<std::size_t>(i)].value, value);
     }
 }
 
@@ -301,7 +276,7 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
                               ctx.run.currentLine, position);
                 return;
             }
-            writeRecordMember(ctx, *target.payload.node, *target.payload.node->next, value, OP_ASSIGN);
+            writeField(ctx, *target.payload.node, value, OP_ASSIGN);
             return;
         case MemberRef:
             ctx.stack.push(target);
@@ -381,9 +356,11 @@ void distribute(EngineContext& ctx, const Values& values, int lowest, bool isLis
     } else if (target.type == VarRef || (target.type == Array && !isList)) {
         // Several returned values fill the array that the reference names, also where it names an element.
         Variable& variable = targetVariable(*target.payload.node);
-        RecordInstance* record = isList ? variable.record() : nullptr;
-        if (record != nullptr)
-            distributeToRecord(ctx, *record, values);
+        std::optional<std::span<RecordMember>> parts;
+        if (isList && isObjectKind(variable.type))
+            parts = ctx.kinds().of(variable.type).parts(variable.object);
+        if (parts)
+            distributeToParts(ctx, *parts, values);
         else
             distributeToArray(ctx, variable, values);
     } else if (target.type == RecordMemberRef) {
@@ -455,8 +432,8 @@ void setVariableText(EngineContext& ctx, Variable& variable, std::string_view te
 void releaseVariableValue(EngineContext& ctx, Variable& variable) {
     if (variable.type == String || variable.type == TempString)
         ctx.pool.release(variable.object);
-    else if (variable.type == UserRecord)
-        dropRecord(ctx, variable.record());
+    else if (isObjectKind(variable.type) && ctx.kinds().of(variable.type).traits().counted)
+        ctx.kinds().of(variable.type).drop(ctx, variable.object);
     else
         return;
     variable.object = nullptr;
@@ -528,19 +505,12 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             variable.object = value.payload.array;
             variable.type = Array;
             return;
-        case UserRecord: {
-            // A fresh instance is taken as it is; one that somebody holds is copied.
-            RecordInstance* record = value.payload.record;
-            if (record->holders != 0) record = copyRecord(ctx, *record);
-            holdRecord(ctx, record);
-            releaseVariableValue(ctx, variable);
-            variable.object = record;
-            break;
-        }
         default:
             if (!isObjectKind(value.type)) return illegalType(ctx);
+            // First the new one: it may be all that the variable's old object is held by.
+            void* const object = ctx.kinds().of(value.type).assigned(ctx, value.payload.object);
             releaseVariableValue(ctx, variable);
-            variable.object = value.payload.object;
+            variable.object = object;
             break;
     }
     variable.type = value.type;

@@ -1,6 +1,5 @@
+#include "engine/context/kind_table.h"
 #include "engine/operations/operators.h"
-#include "engine/operations/records.h"
-#include "engine/operations/text.h"
 #include "engine/values/format.h"
 #include "platform/ascii.h"
 
@@ -25,24 +24,6 @@ int compareFolded(std::string_view a, std::string_view b) noexcept {
         if (difference != 0) return difference;
     }
     return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
-}
-
-bool textRelation(int op, std::string_view a, std::string_view b) noexcept {
-    return relation(op, compareFolded(a, b), 0);
-}
-
-std::string_view orEmpty(const char* text) noexcept {
-    return text != nullptr ? text : "";
-}
-
-std::string_view agentName(const ValueCell& agent) noexcept {
-    const auto* header = static_cast<const AgentNameHeader*>(agent.payload.object);
-    return header != nullptr ? orEmpty(header->name) : "";
-}
-
-std::uint32_t itemOf(const ValueCell& object) noexcept {
-    const auto* header = static_cast<const HxItemHeader*>(object.payload.object);
-    return header != nullptr ? header->item : 0;
 }
 
 /// Against a value that is no number, a Number is compared with itself plus one: unequal, and smaller. Meant.
@@ -109,23 +90,8 @@ bool compareText(int op, std::string_view left, const ValueCell& right) noexcept
     }
 }
 
-/// Records are equal when they come from one declaration and their first members hold values of one type. The
-/// values are not looked at. Meant.
-bool sameKindOfRecord(const RecordInstance* a, const RecordInstance* b) noexcept {
-    if (a == b) return true;
-    if (a == nullptr || b == nullptr || a->declaration != b->declaration) return false;
-    if (a->members.empty() || b->members.empty()) return a->members.empty() == b->members.empty();
-    const ValueCell& first = a->members.front().value;
-    const ValueCell& other = b->members.front().value;
-    return first.type == other.type || (first.isText() && other.isText());
-}
-
-/// For kinds that only know equal and unequal.
-bool equality(int op, bool equal) noexcept {
-    return op == OP_EQ ? equal : op == OP_NE && !equal;
-}
-
-bool compareOperands(int op, const ValueCell& left, const ValueCell& right) noexcept {
+bool compareOperands(const EngineContext& ctx, int op, const ValueCell& left,
+                     const ValueCell& right) noexcept {
     if (left.isNumeric() && right.isNumeric()) return compareNumeric(op, left, right);
     switch (left.type) {
         case Number:
@@ -137,32 +103,25 @@ bool compareOperands(int op, const ValueCell& left, const ValueCell& right) noex
         case String:
         case TempString:
             return compareText(op, left.payload.text, right);
-        case FileObj:
-            if (right.type == FileObj) return textRelation(op, fileName(left), fileName(right));
-            return textRelation(op, fileName(left), right.isText() ? right.payload.text : "");
-        case ObjectAgent:
-            if (right.type == ObjectAgent) return textRelation(op, agentName(left), agentName(right));
-            return textRelation(op, agentName(left), right.isText() ? right.payload.text : "");
-        case UserRecord:
-            return equality(
-                op, right.type == UserRecord && sameKindOfRecord(left.payload.record, right.payload.record));
-        case HxObject:
-            return right.type == HxObject && relation(op, itemOf(left), itemOf(right));
         case Nil:
             return equality(op, right.type == Nil);
         default:
-            return false;
+            return isObjectKind(left.type) && ctx.kinds().of(left.type).compare(op, left, right);
     }
 }
 
 }  // namespace
 
-bool compareValues(int op, const ValueCell& left, const ValueCell& right) {
+bool textRelation(int op, std::string_view a, std::string_view b) noexcept {
+    return relation(op, compareFolded(a, b), 0);
+}
+
+bool compareValues(const EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right) {
     if (left.type != VarRef && right.type != VarRef) [[likely]]
-        return compareOperands(op, left, right);
+        return compareOperands(ctx, op, left, right);
     // A reference to a variable where a value is expected counts as the Number 0.
     const ValueCell zero = ValueCell::ofNumber(0.0);
-    return compareOperands(op, left.type == VarRef ? zero : left, right.type == VarRef ? zero : right);
+    return compareOperands(ctx, op, left.type == VarRef ? zero : left, right.type == VarRef ? zero : right);
 }
 
 }  // namespace kestrel

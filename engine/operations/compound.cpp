@@ -3,7 +3,6 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/operators.h"
-#include "engine/operations/records.h"
 
 #include <cmath>
 
@@ -130,7 +129,7 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
             writeMemberOnTop(ctx, value, node.op);
             return;
         case RecordMemberRef:
-            writeRecordMember(ctx, *target.payload.node, objectNode(*target.payload.node), value, node.op);
+            writeField(ctx, *target.payload.node, value, node.op);
             return;
         case BlockMark:
             dropBlock(ctx);

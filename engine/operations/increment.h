@@ -5,7 +5,8 @@
 
 namespace kestrel {
 
-/// Changes the variable that a node names by 1 and pushes the old or the new value. `op` is OP_POSTINC ... OP_PREINC.
+/// Changes the variable that a node names by 1 and pushes the old or the new value. `op` is OP_POSTINC ...
+/// OP_PREINC.
 void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
 /// The same for the element that the index list on top of the stack names; drops the list.
 void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op);

@@ -1,9 +1,10 @@
 #include "engine/operations/members.h"
 
-#include "engine/context/object_kind.h"
+#include "engine/context/kind_table.h"
 #include "engine/operations/operators.h"
 
-#include <optional>
+#include <cstdint>
+#include <string_view>
 
 namespace kestrel {
 
@@ -16,105 +17,51 @@ void dropIndexList(EngineContext& ctx) {
     if (i >= ctx.base()) ctx.stack.dropTo(i);
 }
 
+/// Reports an index list that is not one number between its marks, and drops it.
+bool refuseIndex(EngineContext& ctx, std::string_view message) {
+    dropIndexList(ctx);
+    ctx.reporter.report(message, ctx.run.currentLine);
+    return false;
+}
+
 /// Takes the index list of a member off the stack: exactly one number above the opening marks.
-/// @return nothing after reporting
-std::optional<std::int64_t> takeMemberIndex(EngineContext& ctx) {
+/// @return false after reporting
+bool takeMemberIndex(EngineContext& ctx, std::int64_t& index) {
+    constexpr std::string_view kIllegalIndex = "#ELine %d, illegal index value";
+    EvalStack& stack = ctx.stack;
+    if (stack.size() - ctx.base() >= 3 && stack.top(0).isNumeric() && stack.top(1).type == SepMark &&
+        stack.top(2).type == DimMark) [[likely]] {
+        index = truncate(stack.top().payload.number);
+        stack.forgetTo(stack.size() - 3);
+        return true;
+    }
     const auto topIs = [&ctx](std::int32_t tag) {
         return ctx.stack.size() > ctx.base() && ctx.stack.top().type == tag;
     };
-    if (topIs(SepMark) || topIs(DimMark)) {
-        dropIndexList(ctx);
-        ctx.reporter.report("#ELine %d, illegal index value", ctx.run.currentLine);
-        return std::nullopt;
+    if (topIs(SepMark) || topIs(DimMark)) return refuseIndex(ctx, kIllegalIndex);
+    if (!ctx.need(1)) return false;
+    const ValueCell value = stack.take();
+    if (!value.isNumeric() && value.type != VarRef) {
+        stack.release(value);
+        return refuseIndex(ctx, kIllegalIndex);
     }
-    if (!ctx.need(1)) return std::nullopt;
-    const ValueCell index = ctx.stack.take();
-    if (!index.isNumeric() && index.type != VarRef) {
-        ctx.stack.release(index);
-        dropIndexList(ctx);
-        ctx.reporter.report("#ELine %d, illegal index value", ctx.run.currentLine);
-        return std::nullopt;
-    }
-    if (topIs(SepMark)) ctx.stack.drop(1);
-    if (!topIs(DimMark)) {
-        dropIndexList(ctx);
-        ctx.reporter.report("#ELine %d, illegal dimension count", ctx.run.currentLine);
-        return std::nullopt;
-    }
-    ctx.stack.drop(1);
-    return truncate(index.firstDouble());
+    if (topIs(SepMark)) stack.drop(1);
+    if (!topIs(DimMark)) return refuseIndex(ctx, "#ELine %d, illegal dimension count");
+    stack.drop(1);
+    index = truncate(value.firstDouble());
+    return true;
 }
 
-/// Takes the member reference on top, with its index list, off the stack.
-/// @return nothing after reporting
-std::optional<MemberAccess> takeAccess(EngineContext& ctx) {
-    if (!ctx.need(1)) return std::nullopt;
-    const ValueCell ref = ctx.stack.take();
-    const CodeNode& memberNode = *ref.payload.node;
-    std::int64_t index = -1;
-    if (ref.type == IndexedMemberRef) {
-        const std::optional<std::int64_t> taken = takeMemberIndex(ctx);
-        if (!taken) return std::nullopt;
-        index = *taken;
-    }
-    return MemberAccess{&targetVariable(objectNode(memberNode)), memberNode.operand.variable->name, index,
-                        memberNode.memberSlot};
-}
-
-/// The kind that owns the data members of a variable's value; null where it has none.
-ObjectKind* memberKind(const EngineContext& ctx, std::int32_t type) noexcept {
-    switch (type) {
-        case HxObject:
-        case BoneObj:
-        case LightObj:
-        case CameraObj:
-        case SceneObj:
-        case ImageListObj:
-            return ctx.services.hxObjectKind;
-        case ShaderObj:
-            return ctx.services.shaderKind;
-        case ObjectAgent:
-            return ctx.services.agentKind;
-        default:
-            return nullptr;
-    }
-}
-
-/// The kind that owns the methods of a variable's value. Files have methods but no data members.
-ObjectKind* methodKind(const EngineContext& ctx, std::int32_t type) noexcept {
-    switch (type) {
-        case FileObj:
-            return ctx.services.fileKind;
-        case HxioObj:
-            return ctx.services.hxioKind;
-        default:
-            return memberKind(ctx, type);
-    }
-}
-
-void reportUnknownObject(EngineContext& ctx, const Variable& object) {
-    ctx.reporter.report("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine,
-                        object.ownerName(), object.name);
-}
-
-/// @return the component of that name, or null
-double* vectorComponent(Vec3& v, std::string_view member) noexcept {
-    if (member == "x") return &v.x;
-    if (member == "y") return &v.y;
-    if (member == "z") return &v.z;
-    return nullptr;
+MemberAccess accessOf(const CodeNode& memberNode, Variable& object) noexcept {
+    return {&object, memberNode.operand.variable->name, memberNode.name, -1};
 }
 
 }  // namespace
 
-void readMemberOnTop(EngineContext& ctx) {
-    const std::optional<MemberAccess> access = takeAccess(ctx);
-    if (!access) return;
-    Variable& object = *access->object;
-    if (object.type == Vector) return readVectorMember(ctx, object, access->member);
-    ObjectKind* kind = memberKind(ctx, object.type);
-    if (kind == nullptr) return reportUnknownObject(ctx, object);
-    kind->readMember(ctx, *access);
+void readMember(EngineContext& ctx, const CodeNode& memberNode, bool indexed) {
+    MemberAccess access = accessOf(memberNode, targetVariable(objectNode(memberNode)));
+    if (indexed && !takeMemberIndex(ctx, access.index)) return;
+    ctx.kinds().of(access.object->type).readMember(ctx, access);
 }
 
 void assignMemberOnTop(EngineContext& ctx, int op) {
@@ -125,48 +72,27 @@ void assignMemberOnTop(EngineContext& ctx, int op) {
 }
 
 void writeMemberOnTop(EngineContext& ctx, const ValueCell& value, int op) {
-    const std::optional<MemberAccess> access = takeAccess(ctx);
-    if (!access) return;
-    Variable& object = *access->object;
-    if (object.type == Vector) return writeVectorMember(ctx, object, access->member, value, op);
-    ObjectKind* kind = memberKind(ctx, object.type);
-    if (kind == nullptr) return reportUnknownObject(ctx, object);
-    kind->writeMember(ctx, *access, value, op);
+    if (!ctx.need(1)) return;
+    const CodeNode& memberNode = *ctx.stack.top().payload.node;
+    const bool indexed = ctx.stack.top().type == IndexedMemberRef;
+    ctx.stack.forgetTo(ctx.stack.size() - 1);  // a reference owns nothing
+    MemberAccess access = accessOf(memberNode, targetVariable(objectNode(memberNode)));
+    if (indexed && !takeMemberIndex(ctx, access.index)) return;
+    ctx.kinds().of(access.object->type).writeMember(ctx, access, value, op);
 }
 
 void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
-    ObjectKind* kind = methodKind(ctx, object.type);
-    if (kind == nullptr) return callValueMethod(ctx, call, object);
-    if (ctx.need(call.argc)) kind->callMethod(ctx, object, call);
+    ctx.kinds().of(object.type).callMethod(ctx, object, call);
 }
 
-void readVectorMember(EngineContext& ctx, Variable& object, const char* member) {
-    const double* component = vectorComponent(object.vec, member);
-    if (component == nullptr) {
-        ctx.reporter.report("#ELine %d, unknown object data member: %s::%s.%s", ctx.run.currentLine,
-                            object.ownerName(), object.name, member);
-        return;
-    }
-    ctx.stack.push(ValueCell::ofNumber(*component));
+void readField(EngineContext& ctx, const CodeNode& memberNode) {
+    const MemberAccess access = accessOf(memberNode, *objectNode(memberNode).operand.variable);
+    ctx.kinds().of(access.object->type).readField(ctx, access);
 }
 
-void writeVectorMember(EngineContext& ctx, Variable& object, const char* member, const ValueCell& value,
-                       int op) {
-    if (!value.isNumeric() && value.type != VarRef) {
-        ctx.reporter.report("#ELine %d, illegal assignment value to object variable %s::%s.%s",
-                            ctx.run.currentLine, object.ownerName(), object.name, member);
-        return;
-    }
-    double* component = vectorComponent(object.vec, member);
-    if (component == nullptr) {
-        ctx.reporter.report("#ELine %d, unknown VectorObj data member: %s::%s.%s", ctx.run.currentLine,
-                            object.ownerName(), object.name, member);
-        return;
-    }
-    const MemberUpdate update = updateNumberMember(ctx, *component, value.firstDouble(), op);
-    if (!update.ok) return;
-    *component = update.value;
-    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+void writeField(EngineContext& ctx, const CodeNode& memberNode, const ValueCell& value, int op) {
+    const MemberAccess access = accessOf(memberNode, *objectNode(memberNode).operand.variable);
+    ctx.kinds().of(access.object->type).writeField(ctx, access, value, op);
 }
 
 MemberUpdate updateNumberMember(EngineContext& ctx, double current, double value, int op) {

@@ -15,9 +15,10 @@ namespace kestrel {
     return *node;
 }
 
-/// Reads the member that a MemberRef or IndexedMemberRef on top of the stack names: pops the reference (with
-/// its index list) and pushes the value. Errors report and push nothing.
-void readMemberOnTop(EngineContext& ctx);
+/// Reads `object.member` and pushes the value. Errors report and push nothing.
+/// @param memberNode  names the member; the OP_MEMBER node behind it names the object
+/// @param indexed     an index list lies on top of the stack; it is taken off
+void readMember(EngineContext& ctx, const CodeNode& memberNode, bool indexed);
 
 /// Applies an assignment operator to the member named by the reference below the value on top: pops both
 /// (with the reference's index list). `op` is OP_ASSIGN, a compound assignment, or an increment with any
@@ -32,17 +33,12 @@ void writeMemberOnTop(EngineContext& ctx, const ValueCell& value, int op);
 /// @param object  the variable named before the '.'
 void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object);
 
-/// The methods that any Number, Integer, Vector, text, array, Nil or other variable has (size, asStr, sortA
-/// ...).
-void callValueMethod(EngineContext& ctx, const CodeNode& call, Variable& object);
-
-/// The number of a value method, -1 for a name that is none; kept in CodeNode::methodSlot.
-[[nodiscard]] int valueMethodSlot(std::string_view name) noexcept;
-
-/// Data members x, y, z of a Vector variable.
-void readVectorMember(EngineContext& ctx, Variable& object, const char* member);
-void writeVectorMember(EngineContext& ctx, Variable& object, const char* member, const ValueCell& value,
-                       int op);
+/// Reads `record->member` and pushes the value, or reports and pushes nothing.
+/// @param memberNode  names the member; the OP_RECORD node behind it names the record
+void readField(EngineContext& ctx, const CodeNode& memberNode);
+/// Applies an assignment operator to `record->member` (operators as writeMemberOnTop()). Pushes nothing but
+/// the old or new value of an increment.
+void writeField(EngineContext& ctx, const CodeNode& memberNode, const ValueCell& value, int op);
 
 /// Number-valued members of objects share one rule for the assignment operators: combines `current` with
 /// `value`

@@ -1,5 +1,6 @@
 #include "engine/operations/operators.h"
 
+#include "engine/context/kind_table.h"
 #include "engine/operations/text.h"
 #include "engine/operations/text_buffer.h"
 
@@ -159,12 +160,15 @@ Outcome adoptText(const char* text, ValueCell& result) noexcept {
     return Outcome::Done;
 }
 
-bool hasTextForm(const ValueCell& cell) noexcept {
-    return cell.type == FileObj ? cell.payload.object != nullptr : isPlainKind(cell.type);
+bool hasTextForm(const EngineContext& ctx, const ValueCell& cell) noexcept {
+    ObjectText ignored;
+    return isPlainKind(cell.type) ||
+           (isObjectKind(cell.type) &&
+            ctx.kinds().of(cell.type).text(TextUse::Value, cell.payload.object, ignored));
 }
 
 Outcome joinText(EngineContext& ctx, std::string_view left, const ValueCell& right, ValueCell& result) {
-    if (!hasTextForm(right)) return Outcome::NoRule;
+    if (!hasTextForm(ctx, right)) return Outcome::NoRule;
     return adoptText(valueText(ctx, left, right), result);
 }
 

@@ -14,7 +14,14 @@ void arithmeticByType(EngineContext& ctx, int op);
 
 /// The result of `left op right` (OP_LT ... OP_NE). A pair of types without a rule is false for every
 /// operator.
-[[nodiscard]] bool compareValues(int op, const ValueCell& left, const ValueCell& right);
+[[nodiscard]] bool compareValues(const EngineContext& ctx, int op, const ValueCell& left,
+                                 const ValueCell& right);
+/// The same for two texts: without regard to the case of letters.
+[[nodiscard]] bool textRelation(int op, std::string_view left, std::string_view right) noexcept;
+/// The same for values that only know equal and unequal.
+[[nodiscard]] constexpr bool equality(int op, bool equal) noexcept {
+    return op == OP_EQ ? equal : op == OP_NE && !equal;
+}
 
 /// Reports "illegal division by zero detected" and aborts.
 void reportDivisionByZero(EngineContext& ctx);
@@ -101,7 +108,7 @@ inline void compare(EngineContext& ctx, int op) {
         ctx.stack.forgetTo(ctx.stack.size() - 1);
         return;
     }
-    const bool holds = compareValues(op, left, right);
+    const bool holds = compareValues(ctx, op, left, right);
     ctx.stack.drop(2);
     ctx.stack.push(ValueCell::ofBool(holds));
 }

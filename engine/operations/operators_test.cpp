@@ -1,6 +1,6 @@
 #include "engine/operations/operators.h"
 
-#include "engine/operations/records.h"
+#include "engine/kinds/record_kind.h"
 #include "engine/test_support.h"
 
 #include <algorithm>
@@ -30,7 +30,6 @@ protected:
         EXPECT_EQ(text, "");
         return "E";
     }
-    FileNameHeader file_{nullptr, "f"};
     RecordInstance record_;
 };
 
@@ -38,7 +37,7 @@ TEST_F(Operators, GiveTheResultOfEveryPairOfTypes) {
     std::int64_t one = 1;
     ArrayRecord* array = makeArray(ctx, {&one, 1}, Nil);
     const std::map<char, ValueCell> others = {{'0', nil()},
-                                              {'F', ValueCell::ofObject(FileObj, &file_)},
+                                              {'F', named("f")},
                                               {'R', ValueCell::ofObject(UserRecord, &record_)},
                                               {'A', ValueCell::ofArray(array, nullptr)}};
     std::map<char, ValueCell> lefts = {{'I', I(7)},

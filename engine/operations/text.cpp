@@ -1,6 +1,7 @@
 #include "engine/operations/text.h"
 
 #include "engine/context/context.h"
+#include "engine/context/kind_table.h"
 #include "engine/values/format.h"
 
 #include <array>
@@ -10,15 +11,12 @@ namespace kestrel {
 
 namespace {
 
-/// A text form in pieces: literal text around a name, or characters in a buffer of its own.
-struct TextPieces {
-    std::string_view before;
-    std::string_view body;
-    std::string_view after;
+/// A text form in pieces, and room for the characters of a number.
+struct TextPieces : ObjectText {
     std::array<char, kVectorChars> buffer;
 };
 
-bool describe(const ValueCell& cell, TextPieces& out) {
+bool describe(const EngineContext& ctx, const ValueCell& cell, TextPieces& out) {
     char* const begin = out.buffer.data();
     char* end = begin;
     switch (cell.type) {
@@ -35,19 +33,18 @@ bool describe(const ValueCell& cell, TextPieces& out) {
         case TempString:
             out.body = cell.payload.text;
             return true;
-        case FileObj:
-            if (cell.payload.object == nullptr) return false;
-            out.before = "(FILEOBJ)\"";
-            out.body = fileName(cell);
-            out.after = "\"";
-            return true;
         case Nil:
             return true;
         default:
-            return false;
+            return isObjectKind(cell.type) &&
+                   ctx.kinds().of(cell.type).text(TextUse::Value, cell.payload.object, out);
     }
     out.body = {begin, static_cast<std::size_t>(end - begin)};
     return true;
+}
+
+std::string joined(const ObjectText& text) {
+    return std::string(text.before).append(text.body).append(text.after);
 }
 
 char* put(char* out, std::string_view piece) noexcept {
@@ -57,18 +54,22 @@ char* put(char* out, std::string_view piece) noexcept {
 
 }  // namespace
 
-std::optional<std::string> valueText(const ValueCell& cell) {
+std::optional<std::string> valueText(const EngineContext& ctx, const ValueCell& cell) {
     TextPieces pieces;
-    if (!describe(cell, pieces)) return std::nullopt;
-    std::string text(pieces.before);
-    text += pieces.body;
-    text += pieces.after;
-    return text;
+    if (!describe(ctx, cell, pieces)) return std::nullopt;
+    return joined(pieces);
+}
+
+std::optional<std::string> objectText(const EngineContext& ctx, TextUse use, const ValueCell& object) {
+    ObjectText text;
+    if (!isObjectKind(object.type) || !ctx.kinds().of(object.type).text(use, object.payload.object, text))
+        return std::nullopt;
+    return joined(text);
 }
 
 const char* valueText(EngineContext& ctx, std::string_view prefix, const ValueCell& cell) {
     TextPieces pieces;
-    if (!describe(cell, pieces)) return nullptr;
+    if (!describe(ctx, cell, pieces)) return nullptr;
     const std::size_t length =
         prefix.size() + pieces.before.size() + pieces.body.size() + pieces.after.size();
     char* text = static_cast<char*>(ctx.pool.alloc(length + 1, false));

@@ -1,6 +1,7 @@
 // The compiled program: symbols, functions, record declarations and the one list of instruction nodes.
 #pragma once
 
+#include "engine/program/names.h"
 #include "engine/program/opcodes.h"
 #include "engine/report/message.h"
 #include "engine/values/value.h"
@@ -8,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <memory_resource>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -123,9 +125,8 @@ struct CodeNode {
     SourcePos pos;  ///< the true place
 
     std::int16_t memberSlot =
-        -1;  ///< link: the shading object's number of this member or method (ObjectKind)
-    std::int16_t methodSlot = -1;  ///< link: number of this value method
-    std::int16_t fileSlot = -1;    ///< link: number of this file method
+        -1;                 ///< link: the shading object's number of this member or method (ObjectKind)
+    NameId name = kNoName;  ///< link: the name of a data member or method, interned
     std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (node_modes.h)
     CodeNode* successor =
         nullptr;            ///< link: the next instruction that does something (markers are passed over)
@@ -151,14 +152,25 @@ struct RecordField {
     RecordField* prev = nullptr;
 };
 
+/// Where a field stands in its declaration.
+struct FieldPosition {
+    NameId name = kNoName;
+    std::int32_t position = 0;
+};
+
 /// A record declaration.
 struct RecordTemplate {
     Variable* name = nullptr;
     std::uint32_t hash = 0;  ///< nameHash of the name; how calls find it
     LinkedList<RecordField> fields;
     std::int32_t fieldCount = 0;
+    /// link: the fields by the numbers of their names, of several with one name the first in front
+    std::span<const FieldPosition> fieldsByName;
     RecordTemplate* next = nullptr;
     RecordTemplate* prev = nullptr;
+
+    /// @return the position of the field, -1 where there is none
+    [[nodiscard]] std::int32_t positionOf(NameId name) const noexcept;
 };
 
 /// The name hash: the sum over all characters c (signed bytes) of 13*c + length, in 32 bits; "" hashes to 0.
@@ -184,6 +196,7 @@ public:
     LinkedList<FunctionRecord> functions;
     LinkedList<RecordTemplate> records;
     SourceFiles files;
+    NameTable names;  ///< link: of all data members and methods, and of the fields of this program's records
 
     template <class T>
     [[nodiscard]] T* make() {
@@ -195,6 +208,14 @@ public:
         p[text.size()] = '\0';
         return p;
     }
+    template <class T>
+    [[nodiscard]] std::span<T> makeSpan(std::size_t count) {
+        T* items = static_cast<T*>(arena_.allocate(count * sizeof(T), alignof(T)));
+        std::uninitialized_value_construct_n(items, count);
+        return {items, count};
+    }
+    /// Numbers the names of all record fields, going on from the names of the kinds of objects.
+    void nameFields(const NameTable& kindNames);
     /// @return the first function of that exact name, or null
     [[nodiscard]] FunctionRecord* findFunction(std::string_view name) const noexcept;
     [[nodiscard]] Variable* findGlobal(std::string_view name) const noexcept;

@@ -1,10 +1,11 @@
 // Calls of script functions: entry, binding, return, end; and everything else that a call can reach.
 
 #include "engine/context/builtin.h"
+#include "engine/context/kind_table.h"
+#include "engine/kinds/record_kind.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
-#include "engine/operations/records.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
 
@@ -134,7 +135,7 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
             return true;
         default:
             if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
-            if (cell.type == UserRecord) holdRecord(ctx, cell.payload.record);
+            ctx.kinds().of(cell.type).hold(ctx, cell.payload.object);
             parameter.type = cell.type;
             parameter.object = cell.payload.object;
             return true;
@@ -175,12 +176,14 @@ void refillCaller(EngineContext& ctx) {
     while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
 }
 
-/// A function's local record instances end with its activation, unless they are among the values it returns;
-/// those stay alive as long as the stack refers to them.
-void releaseLocalRecords(EngineContext& ctx, FunctionRecord& function) {
+/// A function's local objects of counted kinds end with its activation, unless they are among the values it
+/// returns; those stay alive as long as the stack refers to them.
+void releaseLocalObjects(EngineContext& ctx, FunctionRecord& function) {
     for (Variable* local = function.locals.head; local != nullptr; local = local->next) {
-        if (local->type != UserRecord) continue;
-        dropRecord(ctx, local->record());
+        if (!isObjectKind(local->type)) continue;
+        ObjectKind& kind = ctx.kinds().of(local->type);
+        if (!kind.traits().counted) continue;
+        kind.drop(ctx, local->object);
         local->type = Nil;
         local->object = nullptr;
     }
@@ -246,7 +249,7 @@ const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
     FunctionRecord& function = *ctx.run.calls.back().function;
     ctx.run.trimCalls(ctx.run.calls.size() - 1);
     refillCaller(ctx);
-    releaseLocalRecords(ctx, function);
+    releaseLocalObjects(ctx, function);
     return caller;
 }
 

@@ -7,17 +7,11 @@
 #include "engine/operations/increment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/operators.h"
-#include "engine/operations/records.h"
 #include "engine/program/node_modes.h"
 
 namespace kestrel {
 
 namespace {
-
-/// Nodes of `record->member`: the OP_RECORD follows, behind a postfix "++" if there is one.
-const CodeNode& recordNode(const CodeNode& memberNode) noexcept {
-    return memberNode.next->op == OP_RECORD ? *memberNode.next : *memberNode.next->next;
-}
 
 /// Takes the n-th of the cells [first, last) out of the stack, so that it owns its text.
 ValueCell pickCell(EngineContext& ctx, int first, int last, std::int64_t n) {
@@ -80,14 +74,13 @@ const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
             ctx.stack.pushNode(VarRef, node);
             return node;
         case kMemberRead:
-            ctx.stack.pushNode(MemberRef, node);
-            readMemberOnTop(ctx);
+            readMember(ctx, *node, false);
             return node->next;
         case kMemberReference:
             ctx.stack.pushNode(MemberRef, node);
             return node;
         case kRecordRead:
-            readRecordMember(ctx, *node, *node->next);
+            readField(ctx, *node);
             return node->next;
         case kRecordReference:
             ctx.stack.pushNode(RecordMemberRef, node);
@@ -121,8 +114,7 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             return;
         case RecordMemberRef:
             ctx.stack.drop(1);
-            writeRecordMember(ctx, *reference.payload.node, recordNode(*reference.payload.node),
-                              ValueCell::ofInteger(1), node.op);
+            writeField(ctx, *reference.payload.node, ValueCell::ofInteger(1), node.op);
             return;
         default:
             ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, "");

@@ -17,10 +17,10 @@
 
 #include "engine/run/interpreter.h"
 
+#include "engine/kinds/record_kind.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/operators.h"
-#include "engine/operations/records.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
 

@@ -1,9 +1,7 @@
 #include "engine/run/prepare.h"
 
 #include "engine/context/builtin.h"
-#include "engine/context/object_kind.h"
-#include "engine/operations/members.h"
-#include "engine/operations/records.h"
+#include "engine/context/kind_table.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/interpreter.h"
 
@@ -64,6 +62,7 @@ public:
     explicit Linker(EngineContext& ctx) : ctx_(ctx), program_(*ctx.program) {}
 
     void link() {
+        program_.nameFields(ctx_.kinds().names());
         for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
             f->end = findForward(f->entry, OP_ENDFUNC);
         for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
@@ -213,9 +212,7 @@ private:
         const bool postfix = isPostfix(node.next);
         if (!opIs(postfix ? node.next->next : node.next, op)) return false;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
-        if (op == OP_MEMBER && ctx_.services.shaderKind != nullptr)
-            node.memberSlot =
-                static_cast<std::int16_t>(ctx_.services.shaderKind->memberSlot(node.variable->name));
+        node.name = program_.names.find(node.variable->name);
         return true;
     }
 
@@ -252,15 +249,7 @@ private:
         if (opIs(node.next, OP_MEMBER)) {
             node.mode = kMethodCall;
             node.variable = node.next->operand.variable;
-            node.methodSlot = static_cast<std::int16_t>(valueMethodSlot(node.operand.variable->name));
-            if (ctx_.services.shaderKind != nullptr) {
-                node.memberSlot = static_cast<std::int16_t>(
-                    ctx_.services.shaderKind->methodSlot(node.operand.variable->name));
-            }
-            if (ctx_.services.fileKind != nullptr) {
-                node.fileSlot = static_cast<std::int16_t>(
-                    ctx_.services.fileKind->methodSlot(node.operand.variable->name));
-            }
+            node.name = program_.names.find(node.operand.variable->name);
             return;
         }
         const char* name = node.operand.variable->name;

@@ -1,8 +1,7 @@
-#include "engine/operations/records.h"
+#include "engine/kinds/record_kind.h"
 
 #include "engine/operations/arrays.h"
 #include "engine/operations/increment.h"
-#include "engine/operations/members.h"
 #include "engine/operations/operators.h"
 
 #include <algorithm>
@@ -27,17 +26,27 @@ void destroyRecord(EngineContext& ctx, std::size_t index) {
     for (RecordMember& member : gone->members) clearElement(ctx, member.value);
 }
 
-/// What `record->member` refers to; null after reporting when there is no such member.
-RecordMember* findMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode) {
-    Variable& variable = *recordNode.operand.variable;
-    const char* name = memberNode.operand.variable->name;
-    RecordInstance* record = variable.record();
-    RecordMember* member = record != nullptr ? record->find(name) : nullptr;
-    if (member == nullptr) {
-        ctx.reporter.report("#ELine %d, unknown Record data member: %s::%s.%s", ctx.run.currentLine,
-                            variable.ownerName(), variable.name, name);
-    }
-    return member;
+/// The member that an access names; null when there is none.
+RecordMember* findMember(const MemberAccess& access) noexcept {
+    RecordInstance* record = access.object->record();
+    if (record == nullptr) return nullptr;
+    const std::int32_t position = record->declaration->positionOf(access.name);
+    return position < 0 ? nullptr : &record->members[static_cast<std::size_t>(position)];
+}
+
+/// Records are equal when they come from one declaration and their first members hold values of one type. The
+/// values are not looked at. Meant.
+bool sameKindOfRecord(const RecordInstance* a, const RecordInstance* b) noexcept {
+    if (a == b) return true;
+    if (a == nullptr || b == nullptr || a->declaration != b->declaration) return false;
+    if (a->members.empty() || b->members.empty()) return a->members.empty() == b->members.empty();
+    const ValueCell& first = a->members.front().value;
+    const ValueCell& other = b->members.front().value;
+    return first.type == other.type || (first.isText() && other.isText());
+}
+
+RecordInstance* instance(void* object) noexcept {
+    return static_cast<RecordInstance*>(object);
 }
 
 }  // namespace
@@ -85,15 +94,18 @@ void sweepRecords(EngineContext& ctx) {
     }
 }
 
-void readRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode) {
-    if (const RecordMember* member = findMember(ctx, memberNode, recordNode))
+RecordKind::RecordKind() : ValueKind("record", {}, kValueWording, {.counted = true}) {}
+
+void RecordKind::readField(EngineContext& ctx, const MemberAccess& access) {
+    if (const RecordMember* member = findMember(access))
         ctx.stack.push(borrowValue(member->value));
+    else
+        ValueKind::readField(ctx, access);
 }
 
-void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const CodeNode& recordNode,
-                       const ValueCell& value, int op) {
-    RecordMember* member = findMember(ctx, memberNode, recordNode);
-    if (member == nullptr) return;
+void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+    RecordMember* member = findMember(access);
+    if (member == nullptr) return ValueKind::writeField(ctx, access, value, op);
     switch (op) {
         case OP_ASSIGN:
             if (!isStorable(value.type)) {
@@ -114,6 +126,43 @@ void writeRecordMember(EngineContext& ctx, const CodeNode& memberNode, const Cod
             combineInto(ctx, plainOperator(op), member->value, value);
             return;
     }
+}
+
+bool RecordKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
+    const bool equal =
+        right.type == UserRecord && sameKindOfRecord(left.payload.record, right.payload.record);
+    return equality(op, equal);
+}
+
+bool RecordKind::refusedInLists(const void* object, const Variable&, std::string_view& label,
+                                std::string_view& name) const {
+    label = "UserRecord";
+    name = static_cast<const RecordInstance*>(object)->declaration->name->name;
+    return true;
+}
+
+std::optional<std::span<RecordMember>> RecordKind::parts(void* object) const {
+    if (object == nullptr) return std::nullopt;
+    return std::span(instance(object)->members);
+}
+
+StoredAs RecordKind::storedAs() const {
+    return {.type = "rec", .refusedGlobal = true};
+}
+
+void* RecordKind::assigned(EngineContext& ctx, void* object) {
+    RecordInstance* record = instance(object);
+    if (record->holders != 0) record = copyRecord(ctx, *record);
+    holdRecord(ctx, record);
+    return record;
+}
+
+void RecordKind::hold(EngineContext& ctx, void* object) {
+    holdRecord(ctx, instance(object));
+}
+
+void RecordKind::drop(EngineContext& ctx, void* object) {
+    dropRecord(ctx, instance(object));
 }
 
 }  // namespace kestrel

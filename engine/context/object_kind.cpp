@@ -1,0 +1,160 @@
+#include "engine/context/object_kind.h"
+
+#include "engine/context/context.h"
+
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+/// @return false after reporting an index outside 1 to the number of elements
+bool checkIndex(EngineContext& ctx, const KindWording& wording, const MemberRow& row, std::int64_t index) {
+    if (row.elements <= 1 || (index >= 1 && index <= row.elements)) return true;
+    ctx.reporter.report(wording.memberIndex, ctx.run.currentLine, row.name, index);
+    return false;
+}
+
+void reportUnknownObject(EngineContext& ctx, const MemberAccess& access) {
+    ctx.reporter.report("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine, access.owner(),
+                        access.object->name);
+}
+
+void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
+    ctx.reporter.report("#ELine %d, unknown Record data member: %s::%s.%s", ctx.run.currentLine,
+                        access.owner(), access.object->name, access.member);
+}
+
+}  // namespace
+
+ObjectInterface::ObjectInterface(std::string_view label, std::span<const MemberRow> members,
+                                 std::span<const MethodRow> methods, const KindWording& wording)
+    : label_(label), members_(members), methods_(methods), wording_(wording) {
+    if (wording.pieceOfName.empty()) return;
+    for (const MemberRow& row : members) knownNames_.append(knownNames_.empty() ? "" : "|").append(row.name);
+}
+
+void ObjectInterface::enter(NameTable& names) {
+    memberIndex_.enter(members_, names);
+    methodIndex_.enter(methods_, names);
+}
+
+bool ObjectInterface::isPieceOfName(std::string_view name) const noexcept {
+    return !knownNames_.empty() && knownNames_.find(name) != std::string::npos;
+}
+
+ObjectKind::ObjectKind(ObjectInterface interface, KindTraits traits)
+    : interface_(std::move(interface)), traits_(traits) {}
+
+void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
+    const ObjectInterface& interface = interfaceOf(*access.object);
+    if (interface.members().empty()) return reportUnknownObject(ctx, access);
+    if (!beginRead(ctx, access)) return;
+    const MemberRow* row = interface.member(access.name);
+    if (row == nullptr) return unknownMember(ctx, access, interface.wording().unknownMemberRead, true);
+    if (!checkIndex(ctx, interface.wording(), *row, access.index)) {
+        ctx.stack.push(ValueCell::ofNil());
+        return;
+    }
+    row->read(ctx, access, *row);
+}
+
+void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+    const ObjectInterface& interface = interfaceOf(*access.object);
+    if (interface.members().empty()) return reportUnknownObject(ctx, access);
+    if (!beginWrite(ctx, access, value, op)) return;
+    const MemberRow* row = interface.member(access.name);
+    if (row == nullptr) return unknownMember(ctx, access, interface.wording().unknownMemberWrite, false);
+    if (row->write == nullptr) {
+        ctx.reporter.report(interface.wording().readOnly, ctx.run.currentLine, access.member);
+        return;
+    }
+    if (checkIndex(ctx, interface.wording(), *row, access.index)) row->write(ctx, access, *row, value, op);
+}
+
+void ObjectKind::unknownMember(EngineContext& ctx, const MemberAccess& access, std::string_view wording,
+                               bool reading) {
+    const ObjectInterface& interface = interfaceOf(*access.object);
+    if (!interface.isPieceOfName(access.member)) {
+        ctx.reporter.report(wording, ctx.run.currentLine, access.owner(), access.object->name, access.member);
+        return;
+    }
+    ctx.reporter.report(interface.wording().pieceOfName, ctx.run.currentLine, access.member);
+    if (reading) ctx.stack.push(ValueCell::ofNil());
+}
+
+void ObjectKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) {
+    const ObjectInterface& interface = interfaceOf(object);
+    const MethodRow* row = interface.method(call.name);
+    if (row == nullptr) return unknownMethod(ctx, object, call);
+    if (!ctx.need(call.argc)) return;
+    MethodCall method(ctx, call, object, *row, *this);
+    if (!beginMethod(method)) return;
+    if (!row->counts.accepts(method.argc)) return method.failNamed(interface.wording().argumentCount);
+    row->run(method);
+}
+
+void ObjectKind::unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) {
+    if (!ctx.need(call.argc)) return;
+    ctx.reporter.report(interfaceOf(object).wording().unknownMethod, ctx.run.currentLine, object.ownerName(),
+                        object.name, call.operand.variable->name);
+    ctx.stack.drop(call.argc);
+}
+
+void ObjectKind::readField(EngineContext& ctx, const MemberAccess& access) {
+    reportUnknownField(ctx, access);
+}
+
+void ObjectKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell&, int) {
+    reportUnknownField(ctx, access);
+}
+
+bool ObjectKind::text(TextUse, const void*, ObjectText&) const {
+    return false;
+}
+
+bool ObjectKind::compare(int, const ValueCell&, const ValueCell&) const {
+    return false;
+}
+
+std::string_view ObjectKind::internalName(std::int32_t) const {
+    return {};
+}
+
+bool ObjectKind::refusedInLists(const void*, const Variable&, std::string_view&, std::string_view&) const {
+    return false;
+}
+
+std::optional<std::span<RecordMember>> ObjectKind::parts(void*) const {
+    return std::nullopt;
+}
+
+StoredAs ObjectKind::storedAs() const {
+    return {};
+}
+
+void* ObjectKind::assigned(EngineContext&, void* object) {
+    return object;
+}
+
+void ObjectKind::hold(EngineContext&, void*) {}
+
+void ObjectKind::drop(EngineContext&, void*) {}
+
+const ObjectInterface& ObjectKind::interfaceOf(const Variable&) const {
+    return interface_;
+}
+
+bool ObjectKind::beginRead(EngineContext&, const MemberAccess&) {
+    return true;
+}
+
+bool ObjectKind::beginWrite(EngineContext&, const MemberAccess&, const ValueCell&, int) {
+    return true;
+}
+
+bool ObjectKind::beginMethod(MethodCall&) {
+    return true;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,47 @@
+#include "engine/kinds/vector_kind.h"
+
+#include "engine/context/context.h"
+#include "engine/operations/members.h"
+
+namespace kestrel {
+
+namespace {
+
+template <double Vec3::*kComponent>
+void read(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
+    ctx.stack.push(ValueCell::ofNumber(access.object->vec.*kComponent));
+}
+
+template <double Vec3::*kComponent>
+void write(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value, int op) {
+    double& component = access.object->vec.*kComponent;
+    const MemberUpdate update = updateNumberMember(ctx, component, value.firstDouble(), op);
+    if (!update.ok) return;
+    component = update.value;
+    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+}
+
+constexpr MemberRow kMembers[] = {
+    {"x", MemberType::Number, 1, read<&Vec3::x>, write<&Vec3::x>, 0, "The first component."},
+    {"y", MemberType::Number, 1, read<&Vec3::y>, write<&Vec3::y>, 0, "The second component."},
+    {"z", MemberType::Number, 1, read<&Vec3::z>, write<&Vec3::z>, 0, "The third component."},
+};
+
+constexpr KindWording kWording = {
+    .argumentCount = kValueWording.argumentCount,
+    .unknownMemberRead = "#ELine %d, unknown object data member: %s::%s.%s",
+    .unknownMemberWrite = "#ELine %d, unknown VectorObj data member: %s::%s.%s",
+};
+
+}  // namespace
+
+VectorKind::VectorKind() : ValueKind("Vector", kMembers, kWording) {}
+
+bool VectorKind::beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int) {
+    if (value.isNumeric() || value.type == VarRef) return true;
+    ctx.reporter.report("#ELine %d, illegal assignment value to object variable %s::%s.%s",
+                        ctx.run.currentLine, access.owner(), access.object->name, access.member);
+    return false;
+}
+
+}  // namespace kestrel
