@@ -73,6 +73,12 @@ protected:
         ctx.program = std::make_unique<Program>();
     }
 
+    /// Before the test uses the kind's names.
+    template <class Kind>
+    void addKind(Kind& kind) {
+        kinds_.table.add(kind);
+    }
+
     static ValueCell named(const char* name) { return ValueCell::ofObject(FileObj, const_cast<char*>(name)); }
 
     /// Integer, Number, Vector and (borrowed) text cells.

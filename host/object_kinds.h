@@ -1,4 +1,5 @@
-// All kinds of objects that a script of this module can meet beyond the language's own. A new kind is a line here.
+// All kinds of objects that a script of this module can meet beyond the language's own. A new kind is a line
+// here.
 #pragma once
 
 #include "builtins/files/file_methods.h"
@@ -20,11 +21,7 @@ public:
     [[nodiscard]] const KindTable& table() const noexcept { return engine_.table; }
 
 private:
-    std::tuple<builtins::FileKind,
-               ShaderObjectKind,
-               SceneItemKind,
-               StateObjectKind>
-        kinds_;
+    std::tuple<builtins::FileKind, ShaderObjectKind, SceneItemKind, StateObjectKind> kinds_;
     EngineKinds engine_;
 };
 

@@ -13,8 +13,8 @@
 
 namespace kestrel {
 
-/// All kinds of objects that scripts can meet. Complete before the first script is linked: programs number their own
-/// names from where this table's names end.
+/// All kinds of objects that scripts can meet. Complete before the first script is linked: programs number
+/// their own names from where this table's names end.
 class KindTable {
 public:
     /// @param values  the kind of everything that has no kind of its own: numbers, texts, arrays, Nil

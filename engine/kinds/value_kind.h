@@ -13,7 +13,8 @@ namespace kestrel {
 inline constexpr KindWording kValueWording = {
     .argumentCount = "#ELine %d, invalid argument count to (KestrelObject)%s.%s()"};
 
-/// Unlike those of objects, the arguments of an unknown method stay on the stack until the statement ends. Meant.
+/// Unlike those of objects, the arguments of an unknown method stay on the stack until the statement ends.
+/// Meant.
 void reportUnknownValueMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
 
 /// A kind whose methods are those of every value.

@@ -1,0 +1,155 @@
+// What a kind above the engine gets from its rows alone, with a kind made up here.
+#include "engine/context/kind_table.h"
+#include "engine/operations/members.h"
+#include "engine/test_support.h"
+
+#include <string_view>
+
+namespace kestrel::test {
+
+namespace {
+
+struct Lamp {
+    double brightness = 0.5;
+    double color[2] = {1.0, 2.0};
+    bool broken = false;
+};
+
+Lamp& lampOf(const MemberAccess& access) {
+    return *static_cast<Lamp*>(access.object->object);
+}
+
+void readBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
+    ctx.stack.push(ValueCell::ofNumber(lampOf(access).brightness));
+}
+
+void writeBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value,
+                     int op) {
+    double& brightness = lampOf(access).brightness;
+    const MemberUpdate update = updateNumberMember(ctx, brightness, value.payload.number, op);
+    brightness = update.value;
+    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+}
+
+void readColor(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
+    ctx.stack.push(ValueCell::ofNumber(lampOf(access).color[access.index - 1]));
+}
+
+void sum(MethodCall& call) {
+    call.resultNumber(call.arg(0).payload.number + static_cast<double>(call.row.detail));
+}
+
+constexpr MemberRow kMembers[] = {
+    {"brightness", MemberType::Number, 1, readBrightness, writeBrightness, 0, ""},
+    {"color", MemberType::Number, 2, readColor, nullptr, 0, ""},
+};
+constexpr MethodRow kMethods[] = {{"sum", sum, {1, 2}, 40, "", ""}};
+constexpr KindWording kWording = {
+    .unknownMethod = "#E%d no method %s::%s.%s",
+    .argumentCount = "#E%d count %s.%s",
+    .unknownMemberRead = "#E%d cannot read %s::%s.%s",
+    .unknownMemberWrite = "#E%d cannot write %s::%s.%s",
+    .pieceOfName = "#E%d piece %s",
+    .readOnly = "#E%d read-only %s",
+    .memberIndex = "#E%d index %s[%d]",
+};
+
+class LampKind final : public ObjectKind {
+public:
+    static constexpr std::int32_t kTags[] = {LightObj};
+    LampKind() : ObjectKind(ObjectInterface("lamp", kMembers, kMethods, kWording)) {}
+
+protected:
+    bool beginMethod(MethodCall& call) override {
+        if (!static_cast<Lamp*>(call.object.object)->broken) return true;
+        call.result(ValueCell::ofNil());
+        return false;
+    }
+};
+
+}  // namespace
+
+class Kinds : public EngineTest {
+protected:
+    Kinds() {
+        addKind(lamps_);
+        lamp_.type = LightObj;
+        lamp_.name = "l";
+        lamp_.object = &object_;
+    }
+
+    /// Reads `l.name`, or `l.name[index]`; shows the messages and what lies on the stack.
+    std::string read(const char* name, double index = 0) {
+        if (index != 0) pushIndex(index);
+        readMember(ctx, memberNode(name), index != 0);
+        return takeMessages() + popAll();
+    }
+    std::string write(const char* name, const ValueCell& value, int op = OP_ASSIGN) {
+        push(ValueCell::ofNode(MemberRef, &memberNode(name)));
+        writeMemberOnTop(ctx, value, op);
+        return takeMessages() + popAll();
+    }
+    std::string call(const char* name, const Cells& args) {
+        CodeNode& node = emit(OP_CALL, &variable(name));
+        node.name = ctx.kinds().names().find(name);
+        node.argc = static_cast<int>(args.size());
+        for (const ValueCell& cell : args) push(cell);
+        callMethod(ctx, node, lamp_);
+        return takeMessages() + popAll();
+    }
+
+    Lamp object_;
+
+private:
+    CodeNode& memberNode(const char* name) {
+        CodeNode& node = emit(OP_VAR, &variable(name));
+        node.name = ctx.kinds().names().find(name);
+        node.next = &emit(OP_MEMBER, &lamp_);
+        return node;
+    }
+
+    LampKind lamps_;
+    Variable lamp_;
+};
+
+TEST_F(Kinds, RowsAndWordingSayWhatAnAccessDoes) {
+    EXPECT_EQ(read("brightness"), "0.5");
+    EXPECT_EQ(read("color", 2), "2");
+    EXPECT_EQ(read("color", 3), "1 index color[3]\nnil");
+    EXPECT_EQ(read("color"), "1 index color[-1]\nnil");
+    EXPECT_EQ(read("bright"), "1 piece bright\nnil");
+    EXPECT_EQ(read("s|c"), "1 piece s|c\nnil");  // anywhere in the list of names
+    EXPECT_EQ(read("shade"), "1 cannot read ::l.shade\n");
+    EXPECT_EQ(write("brightness", N(2)), "");
+    EXPECT_EQ(write("brightness", I(1), OP_POSTINC), "2");
+    EXPECT_EQ(object_.brightness, 3.0);
+    EXPECT_EQ(write("color", N(2)), "1 read-only color\n");
+    EXPECT_EQ(write("bright", N(2)), "1 piece bright\n");
+    EXPECT_EQ(write("shade", N(2)), "1 cannot write ::l.shade\n");
+}
+
+TEST_F(Kinds, MethodsCountTheirArgumentsAfterTheHook) {
+    EXPECT_EQ(call("sum", {N(2)}), "42");
+    EXPECT_EQ(call("sum", {}), "1 count l.sum\nnil");
+    EXPECT_EQ(call("total", {N(1), N(2)}), "1 no method ::l.total\n");
+    object_.broken = true;
+    EXPECT_EQ(call("sum", {}), "nil");
+}
+
+TEST_F(Kinds, ValuesWithoutAKindHaveWhatEveryValueHas) {
+    EXPECT_EQ(&ctx.kinds().of(CameraObj), &ctx.kinds().of(Number));
+    EXPECT_EQ(&ctx.kinds().of(VarRef), &ctx.kinds().of(Number));  // beyond the table
+    EXPECT_NE(&ctx.kinds().of(LightObj), &ctx.kinds().of(Number));
+}
+
+TEST(NameTable, GoesOnFromItsBase) {
+    NameTable base;
+    EXPECT_EQ(base.intern("a"), 0);
+    NameTable names(&base);
+    EXPECT_EQ(names.intern("b"), 1);
+    EXPECT_EQ(names.intern("a"), 0);
+    EXPECT_EQ(names.find("c"), kNoName);
+    EXPECT_EQ(base.find("b"), kNoName);
+}
+
+}  // namespace kestrel::test
