@@ -1,5 +1,6 @@
 // What a kind above the engine gets from its rows alone, with a kind made up here.
 #include "engine/context/kind_table.h"
+
 #include "engine/operations/members.h"
 #include "engine/test_support.h"
 
