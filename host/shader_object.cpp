@@ -118,10 +118,6 @@ constexpr KindWording kWording = {
     .memberIndex = "#ELine %d, illegal index value: %s[%d]",
 };
 
-bool isIncrement(int op) {
-    return op == OP_PREINC || op == OP_PREDEC || op == OP_POSTINC || op == OP_POSTDEC;
-}
-
 }  // namespace
 
 ShaderObjectKind::ShaderObjectKind()

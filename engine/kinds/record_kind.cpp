@@ -106,25 +106,15 @@ void RecordKind::readField(EngineContext& ctx, const MemberAccess& access) {
 void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
     RecordMember* member = findMember(access);
     if (member == nullptr) return ValueKind::writeField(ctx, access, value, op);
-    switch (op) {
-        case OP_ASSIGN:
-            if (!isStorable(value.type)) {
-                ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
-                return;
-            }
-            storeValue(ctx, member->value, value);
-            return;
-        case OP_POSTINC:
-        case OP_POSTDEC:
-        case OP_PREINC:
-        case OP_PREDEC:
-            if (!incrementStored(ctx, op, member->value))
-                ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine,
-                              member->name);
-            return;
-        default:
-            combineInto(ctx, plainOperator(op), member->value, value);
-            return;
+    if (isIncrement(op)) {
+        if (!incrementStored(ctx, op, member->value))
+            ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, member->name);
+    } else if (op != OP_ASSIGN) {
+        combineInto(ctx, plainOperator(op), member->value, value);
+    } else if (isStorable(value.type)) {
+        storeValue(ctx, member->value, value);
+    } else {
+        ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
     }
 }
 

@@ -159,27 +159,6 @@ bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueC
 
 }  // namespace
 
-int plainOperator(int assignOp) noexcept {
-    switch (assignOp) {
-        case OP_ADDASSIGN:
-            return OP_ADD;
-        case OP_SUBASSIGN:
-            return OP_SUB;
-        case OP_MULASSIGN:
-            return OP_MUL;
-        case OP_DIVASSIGN:
-            return OP_DIV;
-        case OP_XORASSIGN:
-            return OP_XOR;
-        case OP_ORASSIGN:
-            return OP_BITOR;
-        case OP_ANDASSIGN:
-            return OP_BITAND;
-        default:
-            return assignOp;
-    }
-}
-
 bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
     const int plain = plainOperator(op);
     switch (slot.type) {

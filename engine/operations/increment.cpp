@@ -13,7 +13,7 @@ struct Step {
 };
 
 Step stepOf(std::int32_t op) noexcept {
-    return {op == OP_POSTINC || op == OP_PREINC ? 1.0 : -1.0, op == OP_POSTINC || op == OP_POSTDEC};
+    return {incrementStep(op), isPostfix(op)};
 }
 
 void addStep(Vec3& v, double delta) noexcept {

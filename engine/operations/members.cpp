@@ -96,19 +96,10 @@ void writeField(EngineContext& ctx, const CodeNode& memberNode, const ValueCell&
 }
 
 MemberUpdate updateNumberMember(EngineContext& ctx, double current, double value, int op) {
-    switch (op) {
-        case OP_ASSIGN:
-            return {.ok = true, .value = value};
-        case OP_POSTINC:
-            return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current};
-        case OP_POSTDEC:
-            return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current};
-        case OP_PREINC:
-            return {.ok = true, .value = current + 1.0, .pushes = true, .pushed = current + 1.0};
-        case OP_PREDEC:
-            return {.ok = true, .value = current - 1.0, .pushes = true, .pushed = current - 1.0};
-        default:
-            break;
+    if (op == OP_ASSIGN) return {.ok = true, .value = value};
+    if (isIncrement(op)) {
+        const double changed = current + incrementStep(op);
+        return {.ok = true, .value = changed, .pushes = true, .pushed = isPostfix(op) ? current : changed};
     }
     MemberUpdate update;
     update.ok = combineNumbers(ctx, plainOperator(op), current, value, update.value);

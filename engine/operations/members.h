@@ -11,7 +11,7 @@ namespace kestrel {
 /// the object. A postfix "++" or "--" may stand between the two.
 [[nodiscard]] inline const CodeNode& objectNode(const CodeNode& memberNode) noexcept {
     const CodeNode* node = memberNode.next;
-    if (node->op == OP_POSTINC || node->op == OP_POSTDEC) node = node->next;
+    if (isPostfix(node->op)) node = node->next;
     return *node;
 }
 

@@ -134,7 +134,4 @@ bool combineNumbers(EngineContext& ctx, int op, double left, double right, doubl
 /// @return    false after reporting an error
 bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value);
 
-/// OP_ADDASSIGN -> OP_ADD and so on; any other code is returned as it is.
-[[nodiscard]] int plainOperator(int assignOp) noexcept;
-
 }  // namespace kestrel

@@ -1,18 +1,16 @@
+// What the instruction table has to keep to, checked when it is compiled.
 #include "engine/program/opcodes.h"
 
-#include "engine/values/value.h"
-
-#include <array>
+#include <algorithm>
 
 namespace kestrel {
 
 namespace {
 
-constexpr auto kOpcodes = std::to_array<OpcodeInfo>({
-#define KESTREL_OP(code, name, operand, effect) {code, #name, OperandKind::operand, effect},
-#include "engine/program/opcodes.def"
-#undef KESTREL_OP
-});
+template <class Rule>
+constexpr bool everyRow(Rule rule) {
+    return std::all_of(kOpcodes.begin(), kOpcodes.end(), rule);
+}
 
 constexpr bool ascending() {
     for (std::size_t i = 1; i < kOpcodes.size(); ++i)
@@ -21,28 +19,53 @@ constexpr bool ascending() {
 }
 static_assert(ascending(), "opcodes.def is sorted by code, each code once");
 
-// Instructions that push a value have the value's tag as their code.
-static_assert(OP_NUMBER == +Number && OP_INTEGER == +Integer && OP_STRING == +String && OP_NIL == +Nil &&
-              OP_VECTOR == +Vector && OP_INDEX == +Array && OP_SHADEROBJ == +ShaderObj &&
-              OP_BONEOBJ == +BoneObj);
-
-constexpr std::size_t kIndexSize = static_cast<std::size_t>(kOpcodes.back().code) + 1;
-
-constexpr std::array<std::int16_t, kIndexSize> makeIndex() {
-    std::array<std::int16_t, kIndexSize> index{};
-    index.fill(-1);
-    for (std::size_t i = 0; i < kOpcodes.size(); ++i)
-        index[static_cast<std::size_t>(kOpcodes[i].code)] = static_cast<std::int16_t>(i);
-    return index;
+constexpr bool fixed(const OpcodeInfo& row) {
+    return row.pushes >= 0;
 }
-constexpr auto kIndex = makeIndex();
+
+constexpr int wordsBefore(std::string_view effect, std::size_t end) {
+    int words = 0;
+    for (std::size_t i = 0; i < end; ++i)
+        if (effect[i] != ' ' && (i == 0 || effect[i - 1] == ' ')) ++words;
+    return words;
+}
+
+/// The effect for people and the numbers for everybody else say the same.
+constexpr bool notationAgrees(const OpcodeInfo& row) {
+    if (row.flow == OpFlow::Marker) return row.effect.starts_with("marker");
+    const std::size_t arrow = row.effect.find("->");
+    if (arrow == std::string_view::npos) return false;
+    const bool leavesNothing = arrow + 2 == row.effect.size() || row.effect[arrow + 2] == ';';
+    if (row.pushes == kEmpties) return row.effect.starts_with("...") && leavesNothing;
+    return !fixed(row) || (wordsBefore(row.effect, arrow) == row.pops && leavesNothing == (row.pushes == 0));
+}
+static_assert(everyRow(notationAgrees), "a row's numbers and its stack notation differ");
+
+static_assert(everyRow([](const OpcodeInfo& row) { return row.pops >= 0 && row.pushes >= kEmpties; }));
+static_assert(everyRow([](const OpcodeInfo& row) {
+                  return row.flow != OpFlow::Marker || (row.pops == 0 && row.pushes == 0);
+              }),
+              "a marker does nothing");
+static_assert(everyRow([](const OpcodeInfo& row) {
+                  const bool jumps = row.flow == OpFlow::Branch || row.flow == OpFlow::Open;
+                  return !jumps || row.operand == OperandKind::Target;
+              }),
+              "a branch has a target");
+static_assert(everyRow([](const OpcodeInfo& row) {
+                  return row.family != OpFamily::Value || row.of == row.code;
+              }),
+              "instructions that push a value have the value's tag as their code");
+/// Assignments combine with an operator, and "++" and "--" add or subtract 1.
+constexpr bool appliesOperator(const OpcodeInfo& row) {
+    if (isIncrement(row.code)) return row.of == OP_ADD || row.of == OP_SUB;
+    if (row.family != OpFamily::Compound) return true;
+    const OpcodeInfo* plain = opcodeInfo(row.of);
+    return plain != nullptr && plain->pops == 2 && plain->pushes == 1;
+}
+static_assert(everyRow(appliesOperator));
+// The compiler marks the names of arrays with their value's tag; a reference to an element has the same.
+static_assert(OP_INDEX == +Array);
 
 }  // namespace
-
-const OpcodeInfo* opcodeInfo(std::int32_t code) noexcept {
-    if (code < 0 || static_cast<std::size_t>(code) >= kIndexSize) return nullptr;
-    const std::int16_t row = kIndex[static_cast<std::size_t>(code)];
-    return row < 0 ? nullptr : &kOpcodes[static_cast<std::size_t>(row)];
-}
 
 }  // namespace kestrel

@@ -10,9 +10,8 @@
 //  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
 //  not kept
 //     across a call.
-//  6. Markers are passed over (CodeNode::successor): an instruction that is only a marker must not grow an
-//  effect here
-//     without leaving the list of markers in prepare.cpp.
+//  6. Markers are passed over (CodeNode::successor): an instruction that opcodes.def calls one has no effect
+//  here.
 //  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
 
 #include "engine/run/interpreter.h"
@@ -75,8 +74,10 @@ private:
     std::size_t atOnceBytes_ = kSweepAtOnceBytes;
 };
 
+/// The line hook is not told of loops that go round, nor of the start of a function.
 bool hooked(const CodeNode& node) noexcept {
-    return node.op != OP_ENDWHILE && node.op != OP_ENDFOR && node.op != OP_FUNC;
+    const OpcodeInfo* info = opcodeInfo(node.op);
+    return info == nullptr || (info->flow != OpFlow::LoopEnd && info->flow != OpFlow::Enter);
 }
 
 void load(EngineContext& ctx, const CodeNode& node) {
@@ -154,22 +155,22 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             previousLine = node->line;
             if (run.stop) return;
         }
-        switch (kHooked ? node->op : node->exec) {
-#define KESTREL_FUSED(name)                                                           \
-    case kVar_##name:                                                                 \
-        if (applyFused<OP_##name>(ctx, node->variable->type, node->variable->number)) \
-            node = node->next;                                                        \
-        else                                                                          \
-            load(ctx, *node);                                                         \
-        break;                                                                        \
-    case kConst_##name:                                                               \
-        if (applyFused<OP_##name>(ctx, node->op, node->operand.number))               \
-            node = node->next;                                                        \
-        else                                                                          \
-            stack.pushScalar(node->op, node->operand.number);                         \
+        // Without a `default`, so that a code without a case does not compile.
+        switch (static_cast<Opcode>(kHooked ? node->op : node->exec)) {
+#define KESTREL_FUSABLE(code, name, effect)                                      \
+    case kVar_##name:                                                            \
+        if (applyFused<name>(ctx, node->variable->type, node->variable->number)) \
+            node = node->next;                                                   \
+        else                                                                     \
+            load(ctx, *node);                                                    \
+        break;                                                                   \
+    case kConst_##name:                                                          \
+        if (applyFused<name>(ctx, node->op, node->operand.number))               \
+            node = node->next;                                                   \
+        else                                                                     \
+            stack.pushScalar(node->op, node->operand.number);                    \
         break;
-            KESTREL_FUSABLE(KESTREL_FUSED)
-#undef KESTREL_FUSED
+#include "engine/program/opcodes.def"
             case kAssignStatement:
                 if (assignStatement(ctx))
                     node = node->next;
@@ -259,35 +260,22 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_OR:
                 executeLogical(ctx, node->op == OP_AND);
                 break;
-            case OP_POSTINC:
-            case OP_POSTDEC:
-            case OP_PREINC:
-            case OP_PREDEC:
+#define KESTREL_INCREMENT(code, name, position, plain, effect) case name:
+#include "engine/program/opcodes.def"
                 executeIncrement(ctx, *node);
                 break;
             case OP_ASSIGN:
                 assign(ctx);
                 break;
-            case OP_ADDASSIGN:
-            case OP_SUBASSIGN:
-            case OP_DIVASSIGN:
-            case OP_MULASSIGN:
-            case OP_XORASSIGN:
-            case OP_ORASSIGN:
-            case OP_ANDASSIGN:
+#define KESTREL_COMPOUND(code, name, plain, effect) case name:
+#include "engine/program/opcodes.def"
                 compoundAssign(ctx, *node);
                 break;
             case OP_DIM:
-                stack.pushScalar(DimMark, 0.0);
-                break;
             case OP_SEP:
-                stack.pushScalar(SepMark, 0.0);
-                break;
             case OP_LIST:
-                stack.pushScalar(ListMark, 0.0);
-                break;
             case OP_SELMARK:
-                stack.pushScalar(SelectMark, 0.0);
+                stack.pushScalar(node->op, 0.0);
                 break;
             case OP_BLOCK:
                 if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
@@ -314,11 +302,6 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 stack.dropTo(ctx.base());
                 sweeper.statementEnded();
                 break;
-            case OP_DECL:
-                if (node->next != nullptr && node->next->next != nullptr &&
-                    node->next->next->op == OP_ENDDECL)
-                    node = node->next->next;
-                break;
             case OP_IF:
                 if (ctx.need(1)) {
                     const bool truth = isTrue(stack.top());
@@ -326,7 +309,9 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                     if (!truth) node = node->link;
                 }
                 break;
+            case OP_DECL:
             case OP_ENDIF:
+            case OP_ENDCASE:
                 if (node->link != nullptr) node = node->link;
                 break;
             case OP_WHILE:
@@ -359,9 +344,6 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_CASE:
                 node = executeCase(ctx, node);
                 break;
-            case OP_ENDCASE:
-                if (node->link != nullptr) node = node->link;
-                break;
             case OP_DEFAULT:
                 // After a fall-through the value is gone already: a case that matched took it.
                 if (stack.size() > ctx.base()) stack.drop(1);
@@ -391,8 +373,9 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_SHADEROBJ:
                 stack.push(ValueCell::ofObject(node->op, node->operand.object));
                 break;
-            default:
-                break;  // markers
+#define KESTREL_MARKER(code, name, operand, effect) case name:
+#include "engine/program/opcodes.def"
+                break;
         }
         if (run.abort || run.stop) [[unlikely]]
             return;
@@ -400,9 +383,8 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         node = kHooked ? node->next : node->successor;
     }
     if constexpr (kHooked) {
-        if (node != nullptr && run.hook != nullptr && node->line != previousLine && node->op != OP_ENDWHILE &&
-            node->op != OP_ENDFOR)
-            run.hook->line(ctx, *node);
+        // Runs end at the start or the end of a function, of which it is told here.
+        if (node != nullptr && run.hook != nullptr && node->line != previousLine) run.hook->line(ctx, *node);
     }
     settleResults(ctx);
 }

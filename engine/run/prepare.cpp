@@ -3,19 +3,15 @@
 #include "engine/context/builtin.h"
 #include "engine/context/kind_table.h"
 #include "engine/program/node_modes.h"
+#include "engine/program/stack_effect.h"
 #include "engine/run/interpreter.h"
 
 namespace kestrel {
 
 namespace {
 
-bool isIncrement(const CodeNode* node) noexcept {
-    return node != nullptr && (node->op == OP_PREINC || node->op == OP_PREDEC || node->op == OP_POSTINC ||
-                               node->op == OP_POSTDEC);
-}
-
-bool isPostfix(const CodeNode* node) noexcept {
-    return node != nullptr && (node->op == OP_POSTINC || node->op == OP_POSTDEC);
+bool incremented(const CodeNode* next) noexcept {
+    return next != nullptr && isIncrement(next->op);
 }
 
 bool opIs(const CodeNode* node, std::int32_t op) noexcept {
@@ -30,30 +26,6 @@ CodeNode* findForward(CodeNode* node, std::int32_t op) noexcept {
 CodeNode* findBack(CodeNode* node, std::int32_t op) noexcept {
     while (node != nullptr && node->op != op) node = node->prev;
     return node;
-}
-
-/// Instructions that only mark places.
-bool isMarker(const CodeNode& node) noexcept {
-    switch (node.op) {
-        case OP_ELSE:
-        case OP_DOWHILE:
-        case OP_ENDDOWHILE:
-        case OP_MEMBER:
-        case OP_ENDDECL:
-        case OP_ASSIGNMARK:
-        case OP_ENDELSE:
-        case OP_LOOPTOP:
-        case OP_FORTOP:
-        case OP_CASELABEL:
-        case OP_OTHERWISE:
-        case OP_RECORD:
-        case OP_IPCREF:
-            return true;
-        case OP_BLOCK:
-            return node.mode != kAssignmentBlock;
-        default:
-            return false;
-    }
 }
 
 /// Resolves one program. The order of the nodes is all it needs, so it runs once over the list.
@@ -131,18 +103,16 @@ private:
         const bool load = node.op == OP_VAR && node.mode == kLoad;
         const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
         if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
-        if (node.op == OP_VAR && node.mode == kReference && isIncrement(node.next) &&
+        if (node.op == OP_VAR && node.mode == kReference && incremented(node.next) &&
             (opIs(node.next->next, OP_ENDSTMT) || opIs(node.next->next, OP_FORBODY))) {
-            const bool up = node.next->op == OP_POSTINC || node.next->op == OP_PREINC;
-            return up ? kCountUp : kCountDown;
+            return incrementStep(node.next->op) > 0.0 ? kCountUp : kCountDown;
         }
         if ((!load && !constant) || node.next == nullptr) return node.op;
         switch (node.next->op) {
-#define KESTREL_FUSED(name) \
-    case OP_##name:         \
+#define KESTREL_FUSABLE(code, name, effect) \
+    case name:                              \
         return load ? kVar_##name : kConst_##name;
-            KESTREL_FUSABLE(KESTREL_FUSED)
-#undef KESTREL_FUSED
+#include "engine/program/opcodes.def"
             default:
                 return node.op;
         }
@@ -151,6 +121,9 @@ private:
     void linkJump(CodeNode& node) {
         CodeNode* target = node.operand.target;
         switch (node.op) {
+            case OP_DECL:
+                if (node.next != nullptr && opIs(node.next->next, OP_ENDDECL)) node.link = node.next->next;
+                break;
             case OP_IF: {
                 CodeNode* end = target != nullptr ? target : findForward(&node, OP_ENDIF);
                 node.link = end != nullptr && opIs(end->next, OP_ELSE) ? end->next : end;
@@ -200,8 +173,7 @@ private:
     /// The target of "++", "--", "=" or a block's assignment: where the operator of a member reference
     /// stands.
     [[nodiscard]] static bool assigns(const CodeNode* afterMember) noexcept {
-        return opIs(afterMember, OP_ASSIGNMARK) || opIs(afterMember, OP_PREINC) ||
-               opIs(afterMember, OP_PREDEC);
+        return afterMember != nullptr && (afterMember->op == OP_ASSIGNMARK || isPrefix(afterMember->op));
     }
 
     /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A
@@ -209,7 +181,7 @@ private:
     /// "++" stands between the member and its object.
     [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read,
                                   NodeMode reference) const noexcept {
-        const bool postfix = isPostfix(node.next);
+        const bool postfix = node.next != nullptr && isPostfix(node.next->op);
         if (!opIs(postfix ? node.next->next : node.next, op)) return false;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
         node.name = program_.names.find(node.variable->name);
@@ -228,7 +200,7 @@ private:
         if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) return;
         if (linkMember(node, OP_RECORD, kRecordRead, kRecordReference)) return;
         if (linkMember(node, OP_IPCREF, kSlotRead, kSlotReference)) return;
-        if (opIs(node.next, OP_ASSIGNMARK) || isIncrement(node.next) || blockMember()) node.mode = kReference;
+        if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) node.mode = kReference;
     }
 
     void linkIndex(CodeNode& node) {
@@ -240,7 +212,7 @@ private:
             node.mode = kDeclare;
         } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) {
             return;
-        } else if (opIs(node.next, OP_ASSIGNMARK) || isIncrement(node.next) || blockMember()) {
+        } else if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) {
             node.mode = kReference;
         }
     }
