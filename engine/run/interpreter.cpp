@@ -10,8 +10,8 @@
 //  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
 //  not kept
 //     across a call.
-//  6. Markers are passed over (CodeNode::successor): an instruction that opcodes.def calls one has no effect
-//  here.
+//  6. Markers are passed over (CodeNode::successor), and what an instruction takes and leaves is what its row
+//  in opcodes.def says: debug builds compare the two after every instruction.
 //  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
 
 #include "engine/run/interpreter.h"
@@ -21,6 +21,8 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/operators.h"
 #include "engine/program/node_modes.h"
+#include "engine/program/stack_effect.h"
+#include "engine/program/verifier.h"
 #include "engine/run/instructions.h"
 
 namespace kestrel {
@@ -78,6 +80,33 @@ private:
 bool hooked(const CodeNode& node) noexcept {
     const OpcodeInfo* info = opcodeInfo(node.op);
     return info == nullptr || (info->flow != OpFlow::LoopEnd && info->flow != OpFlow::Enter);
+}
+
+/// What debug builds remember of the stack while an instruction runs.
+struct StackBefore {
+    const CodeNode* node;
+    std::int32_t base;
+    int cells;
+    std::size_t frames;
+};
+
+StackBefore beforeInstruction(const EngineContext& ctx, const CodeNode* node) noexcept {
+    return {node, ctx.base(), ctx.stack.size() - ctx.base(), ctx.run.frames.size()};
+}
+
+/// Compares what an instruction, or two that ran as one, did to the stack with the table.
+/// @param after  where the instruction left off
+template <bool kHooked>
+void checkInstruction(EngineContext& ctx, const StackBefore& before, const CodeNode* after) {
+    if (ctx.run.frames.size() != before.frames || ctx.base() != before.base) return;
+    const CodeNode& node = *before.node;
+    const bool fused = !kHooked && node.exec != node.op && after == node.next;
+    const StackEffect effect = fused ? followedBy(effectOf(node), effectOf(*node.next)) : effectOf(node);
+    const int cells = ctx.stack.size() - ctx.base();
+    const bool allowed = effect.allows(before.cells, cells);
+    const bool otherKind =
+        allowed && !fused && familyOf(node.op) == OpFamily::Value && ctx.stack.top().type != node.op;
+    if (!allowed || otherKind) failStackCheck({&node, effect, before.cells, cells, otherKind});
 }
 
 void load(EngineContext& ctx, const CodeNode& node) {
@@ -155,6 +184,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             previousLine = node->line;
             if (run.stop) return;
         }
+        [[maybe_unused]] const StackBefore before = beforeInstruction(ctx, node);
         // Without a `default`, so that a code without a case does not compile.
         switch (static_cast<Opcode>(kHooked ? node->op : node->exec)) {
 #define KESTREL_FUSABLE(code, name, effect)                                      \
@@ -379,6 +409,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         }
         if (run.abort || run.stop) [[unlikely]]
             return;
+        if constexpr (kStackChecks) checkInstruction<kHooked>(ctx, before, node);
         if (node == nullptr) return;  // `continue` outside a loop ends the whole run
         node = kHooked ? node->next : node->successor;
     }

@@ -4,6 +4,7 @@
 #include "engine/context/kind_table.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
+#include "engine/program/verifier.h"
 #include "engine/run/interpreter.h"
 
 namespace kestrel {
@@ -272,6 +273,9 @@ bool checkProgram(EngineContext& ctx) {
 
 void linkProgram(EngineContext& ctx) {
     Linker(ctx).link();
+    if constexpr (kStackChecks) {
+        if (const std::optional<StackFault> fault = findStackFault(*ctx.program)) failStackCheck(*fault);
+    }
 }
 
 void runTopLevel(EngineContext& ctx) {

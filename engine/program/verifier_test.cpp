@@ -1,0 +1,149 @@
+#include "engine/program/verifier.h"
+
+#include "engine/program/node_modes.h"
+#include "engine/run/interpreter.h"
+#include "engine/test_support.h"
+
+#include <algorithm>
+
+namespace kestrel::test {
+
+class StackVerifier : public EngineTest {
+protected:
+    struct Step {
+        int op;
+        int link = -1;  ///< the node that it jumps behind
+        std::uint8_t mode = 0;
+    };
+    /// Makes the program of these instructions.
+    void code(std::initializer_list<Step> steps) {
+        nodes_.clear();
+        ctx.program->code = {};
+        for (const Step& step : steps) nodes_.push_back(&emit(step.op));
+        std::size_t at = 0;
+        for (const Step& step : steps) {
+            CodeNode& node = *nodes_[at++];
+            node.operand.number = 0.0;
+            node.mode = step.mode;
+            node.exec = node.op;
+            node.successor = node.next;
+            if (step.link < 0) continue;
+            node.link = nodes_[static_cast<std::size_t>(step.link)];
+            if (opcodeInfo(step.op)->operand == OperandKind::Target) node.operand.target = node.link;
+        }
+    }
+    /// The node at which the verifier finds a fault; -1 when there is none.
+    int faultAt(const OpcodeInfo* (*rowOf)(std::int32_t) = opcodeInfo) {
+        const std::optional<StackFault> fault = findStackFault(*ctx.program, rowOf);
+        if (!fault) return -1;
+        return static_cast<int>(std::find(nodes_.begin(), nodes_.end(), fault->node) - nodes_.begin());
+    }
+    std::vector<CodeNode*> nodes_;
+};
+
+TEST_F(StackVerifier, FindsCodeThatTakesMoreThanIsThere) {
+    code({{OP_INTEGER}, {OP_ADD}, {OP_ENDSTMT}});
+    EXPECT_EQ(faultAt(), 1);
+    EXPECT_EQ(describe(*findStackFault(*ctx.program)),
+              "OP_ADD at node 1, line 1 (a b -> a + b): takes 2 cells and leaves 1, but finds 1 cell");
+    code({{OP_INTEGER}, {OP_ENDSTMT}, {OP_INTEGER}, {OP_ASSIGN}});
+    EXPECT_EQ(faultAt(), 3);  // a statement does not find what the one before it left
+    code({{OP_INTEGER}, {OP_FUNC}, {OP_INTEGER}, {OP_MUL}, {OP_ENDFUNC}});
+    EXPECT_EQ(faultAt(), 3);  // nor a function what stands in front of it
+    code({{OP_FUNC}, {OP_ENDFUNC}, {OP_IF}});
+    EXPECT_EQ(faultAt(), 2);
+    code({{OP_VAR}, {OP_BLOCK}, {OP_ADD}});
+    EXPECT_EQ(faultAt(), 2);
+    code({{OP_VAR}, {OP_BLOCK, -1, kAssignmentBlock}, {OP_ADD}});
+    EXPECT_EQ(faultAt(), -1);
+}
+
+TEST_F(StackVerifier, FollowsEveryJump) {
+    // c ? 1 : 2, and the same with an arm without a value
+    code(
+        {{OP_NIL}, {OP_IF, 4}, {OP_INTEGER}, {OP_ENDIF, 6}, {OP_ELSE}, {OP_INTEGER}, {OP_ENDELSE}, {OP_NOT}});
+    EXPECT_EQ(faultAt(), -1);
+    code({{OP_NIL}, {OP_IF, 3}, {OP_ENDIF, 5}, {OP_ELSE}, {OP_NEG}, {OP_ENDELSE}});
+    EXPECT_EQ(faultAt(), 4);
+    // Only the branch comes to the last instruction, only `break` to the end of the select.
+    code({{OP_NIL}, {OP_WHEN, 3}, {OP_RETURN}, {OP_ENDWHEN}, {OP_NOT}});
+    EXPECT_EQ(faultAt(), 4);
+    code({{OP_SELECT, 3}, {OP_BREAK}, {OP_ENDFUNC}, {OP_ENDSWITCH}, {OP_NOT}});
+    EXPECT_EQ(faultAt(), 4);
+    // A loop that leaves a cell each time round comes to an end; there are enough from the second time on.
+    code({{OP_LOOPTOP}, {OP_INTEGER}, {OP_INTEGER}, {OP_WHEN, 0}, {OP_ADD}});
+    EXPECT_EQ(faultAt(), -1);
+}
+
+TEST_F(StackVerifier, DoesNotGuessBehindAnEffectThatVaries) {
+    code({{OP_CALL}, {OP_ADD}, {OP_VECTOR}, {OP_IF}});
+    EXPECT_EQ(faultAt(), -1);
+    code({{OP_CALL}, {OP_ENDSTMT}, {OP_NOT}});
+    EXPECT_EQ(faultAt(), 2);
+    // `(a += 1) + 2` is code: the script finds the stack empty when it runs.
+    code({{OP_VAR, -1, kReference}, {OP_ASSIGNMARK}, {OP_INTEGER}, {OP_ADDASSIGN}, {OP_INTEGER}, {OP_ADD}});
+    EXPECT_EQ(faultAt(), -1);
+    code({{OP_VAR, -1, kMemberRead}, {OP_MEMBER}, {OP_SUB}});
+    EXPECT_EQ(faultAt(), -1);
+}
+
+TEST_F(StackVerifier, FindsAWrongRow) {
+    code({{OP_INTEGER}, {OP_INTEGER}, {OP_ADD}, {OP_NOT}, {OP_ENDSTMT}});
+    EXPECT_EQ(faultAt(), -1);
+    const auto pushesNothing = [](std::int32_t code) {
+        static OpcodeInfo row;
+        row = *opcodeInfo(code);
+        if (code == OP_INTEGER) row.pushes = 0;
+        return static_cast<const OpcodeInfo*>(&row);
+    };
+    EXPECT_EQ(faultAt(pushesNothing), 2);
+    const auto takesTooMuch = [](std::int32_t code) {
+        static OpcodeInfo row;
+        row = *opcodeInfo(code);
+        if (code == OP_NOT) row.pops = 2;
+        return static_cast<const OpcodeInfo*>(&row);
+    };
+    EXPECT_EQ(faultAt(takesTooMuch), 3);
+}
+
+TEST_F(StackVerifier, AbortsARunWhoseInstructionDoesSomethingElse) {
+    if (!kStackChecks) GTEST_SKIP() << "checked in debug builds only";
+    code({{OP_INTEGER}, {OP_ENDSTMT}});
+    EXPECT_FALSE(run(ctx, nodes_[0], nullptr));
+    nodes_[0]->exec = OP_LOOPTOP;
+    EXPECT_DEATH(run(ctx, nodes_[0], nullptr),
+                 "OP_INTEGER at node 0.*leaves 1, but finds 0 cells and has left 0");
+    nodes_[0]->exec = OP_NIL;  // one cell, but of another kind
+    EXPECT_DEATH(run(ctx, nodes_[0], nullptr), "OP_INTEGER at node 0.*a cell of another kind");
+}
+
+TEST(StackEffects, AddUp) {
+    const auto both = [](StackEffect first, StackEffect second) {
+        const StackEffect effect = followedBy(first, second);
+        return std::pair(effect.pops, effect.pushes);
+    };
+    EXPECT_EQ(both({0, 1}, {2, 1}), std::pair(1, 1));
+    EXPECT_EQ(both({0, 1}, {0, 1}), std::pair(0, 2));
+    EXPECT_EQ(both({2, 3}, {1, 0}), std::pair(2, 2));
+    EXPECT_EQ(both({2, kVaries}, {0, kEmpties}), std::pair(2, kEmpties));
+    EXPECT_EQ(both({1, kVaries}, {2, 1}), std::pair(1, kVaries));
+    EXPECT_EQ(both({0, 1}, {3, kVaries}), std::pair(2, kVaries));
+
+    EXPECT_TRUE((StackEffect{2, 1}.allows(3, 2)));
+    EXPECT_FALSE((StackEffect{2, 1}.allows(3, 3)));
+    EXPECT_FALSE((StackEffect{2, kVaries}.allows(1, 5)));
+    EXPECT_FALSE((StackEffect{0, kEmpties}.allows(4, 1)));
+}
+
+TEST(Opcodes, KnowTheirFamily) {
+    for (const OpcodeInfo& row : kOpcodes) EXPECT_EQ(opcodeInfo(row.code), &row) << row.name;
+    EXPECT_EQ(opcodeInfo(-1), nullptr);
+    EXPECT_EQ(opcodeInfo(14), nullptr);
+    EXPECT_EQ(opcodeInfo(401), nullptr);
+    EXPECT_EQ(plainOperator(OP_ORASSIGN), OP_BITOR);
+    EXPECT_EQ(plainOperator(OP_PREINC), OP_PREINC);
+    EXPECT_TRUE(isPostfix(OP_POSTDEC) && isPrefix(OP_PREINC) && !isIncrement(OP_ADDASSIGN));
+    EXPECT_EQ(incrementStep(OP_PREDEC), -1.0);
+}
+
+}  // namespace kestrel::test
