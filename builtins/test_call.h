@@ -106,7 +106,7 @@ protected:
     }
 
     static std::string show(const ValueCell& cell) {
-        const Vec3& v = cell.payload.vec;
+        const VectorValue& v = cell.payload.vec;
         if (cell.type == Number) return print(cell.payload.number);
         if (cell.type == Integer) return print(cell.payload.number) + "i";
         if (cell.type == ReturnCount) return "return " + print(cell.payload.number);

@@ -52,8 +52,8 @@ double nanosecondsSince(std::chrono::nanoseconds start) {
 
 ShadingSample blankSample() {
     ShadingSample sample{};
-    sample.illuminate = preview::HostServices::illuminateOperation();
-    sample.rayTrace = preview::HostServices::rayTraceOperation();
+    sample.illuminate = preview::PreviewServices::illuminateOperation();
+    sample.rayTrace = preview::PreviewServices::rayTraceOperation();
     return sample;
 }
 

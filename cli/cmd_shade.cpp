@@ -52,8 +52,8 @@ std::optional<ShadingSample> presetSample(const ShadeCommand& options, ModuleSes
         session.complain("--set " + problem, kExitUnusable);
         return std::nullopt;
     }
-    sample.illuminate = preview::HostServices::illuminateOperation();
-    sample.rayTrace = preview::HostServices::rayTraceOperation();
+    sample.illuminate = preview::PreviewServices::illuminateOperation();
+    sample.rayTrace = preview::PreviewServices::rayTraceOperation();
     return sample;
 }
 

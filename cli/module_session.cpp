@@ -68,11 +68,10 @@ ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocatio
       invocation_(invocation),
       printer_(invocation.json, options.file),
       scene_(preview::makeSphereScene()),
-      requester_(options.choose, personIsThere()),
-      services_(scene_, requester_,
-                [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
-                    show(kind, line1, line2);
-                }) {}
+      dialog_(options.choose, personIsThere()),
+      services_(scene_, dialog_, [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
+          show(kind, line1, line2);
+      }) {}
 
 ModuleSession::~ModuleSession() = default;
 
@@ -122,7 +121,7 @@ bool ModuleSession::open() {
     guard_ =
         std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);
     caster_ = std::make_unique<preview::RayCaster>(scene_);
-    shader_ = preview::ShaderInstance::create(*module_);
+    shader_ = preview::ShaderHandle::create(*module_);
     if (shader_ == nullptr) {
         complain("the module makes no shader instance", kExitUnusable);
         return false;

@@ -4,10 +4,10 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
-#include "preview/file_requester.h"
-#include "preview/host_services.h"
+#include "preview/file_dialog.h"
 #include "preview/raycaster.h"
-#include "preview/shader_instance.h"
+#include "preview/services.h"
+#include "preview/shader_handle.h"
 #include "preview/shading.h"
 
 #include <functional>
@@ -55,9 +55,9 @@ public:
     /// False when the time limit or an interrupt ended the script.
     [[nodiscard]] bool running() { return settle(); }
 
-    [[nodiscard]] preview::ShaderInstance& shader() { return *shader_; }
+    [[nodiscard]] preview::ShaderHandle& shader() { return *shader_; }
     [[nodiscard]] preview::Shading& shading() { return *shading_; }
-    [[nodiscard]] preview::HostServices& services() { return services_; }
+    [[nodiscard]] preview::PreviewServices& services() { return services_; }
     [[nodiscard]] const preview::Scene& scene() const { return scene_; }
     [[nodiscard]] MessagePrinter& printer() { return printer_; }
     [[nodiscard]] std::uint32_t mask() const { return mask_; }
@@ -79,13 +79,13 @@ private:
     Invocation& invocation_;
     MessagePrinter printer_;
     preview::Scene scene_;
-    preview::FileRequester requester_;
-    preview::HostServices services_;
+    preview::FileDialog dialog_;
+    preview::PreviewServices services_;
     std::unique_ptr<preview::RayCaster> caster_;
     std::unique_ptr<preview::ModuleHost> module_;
     volatile std::int32_t unwatched_ = 0;  // for a module without a watch
     std::unique_ptr<RunGuard> guard_;
-    std::unique_ptr<preview::ShaderInstance> shader_;
+    std::unique_ptr<preview::ShaderHandle> shader_;
     std::unique_ptr<preview::Shading> shading_;
     std::function<void()> beforeMessage_;
     std::uint32_t mask_ = 0;

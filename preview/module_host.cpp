@@ -2,7 +2,7 @@
 
 #include "platform/environment.h"
 #include "platform/executable.h"
-#include "preview/host_services.h"
+#include "preview/services.h"
 
 #include <string_view>
 
@@ -37,7 +37,7 @@ std::string defaultModulePath() {
     return platform::executableDirectory() + "/kestrel-pt.so";
 }
 
-std::unique_ptr<ModuleHost> ModuleHost::open(const std::string& modulePath, const HostServices& services,
+std::unique_ptr<ModuleHost> ModuleHost::open(const std::string& modulePath, const PreviewServices& services,
                                              std::string& error) {
     std::unique_ptr<ModuleHost> host(new ModuleHost);
     std::string problem;

@@ -10,7 +10,7 @@
 
 namespace kestrel::preview {
 
-class HostServices;
+class PreviewServices;
 
 /// The module, loaded and with its shader server activated.
 class ModuleHost {
@@ -21,7 +21,8 @@ public:
     /// @param error       receives a plain sentence when it fails
     /// @return null on failure
     [[nodiscard]] static std::unique_ptr<ModuleHost> open(const std::string& modulePath,
-                                                          const HostServices& services, std::string& error);
+                                                          const PreviewServices& services,
+                                                          std::string& error);
     ~ModuleHost();
     ModuleHost(const ModuleHost&) = delete;
     ModuleHost& operator=(const ModuleHost&) = delete;

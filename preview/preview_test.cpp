@@ -1,6 +1,6 @@
 // The preview as a whole, with a module of a few lines (fake_module.c).
 #include "platform/paths.h"
-#include "preview/file_requester.h"
+#include "preview/file_dialog.h"
 #include "preview/renderer.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ protected:
 
     /// A small picture of the scene with an effect of the test module.
     Image picture(const std::string& effect) {
-        const std::unique_ptr<ShaderInstance> shader = ShaderInstance::create(*host_);
+        const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
         EXPECT_TRUE(shader->loadScript(effect));
         Shading shading(scene_, caster_, shader.get());
         services_.setOperations(&shading);
@@ -41,13 +41,13 @@ protected:
     }
 
     const Scene scene_ = makeSphereScene();
-    FileRequester requester_{{"/a dir/answer.ks", "second"}, false};
+    FileDialog dialog_{{"/a dir/answer.ks", "second"}, false};
     std::vector<std::string> messages_;
-    HostServices services_{scene_, requester_,
-                           [this](HostMessageKind kind, const char* line1, const char* line2) {
-                               messages_.push_back(std::to_string(static_cast<int>(kind)) + line1 + "|" +
-                                                   (line2 == nullptr ? "none" : line2));
-                           }};
+    PreviewServices services_{scene_, dialog_,
+                              [this](HostMessageKind kind, const char* line1, const char* line2) {
+                                  messages_.push_back(std::to_string(static_cast<int>(kind)) + line1 + "|" +
+                                                      (line2 == nullptr ? "none" : line2));
+                              }};
     const RayCaster caster_{scene_};
     std::unique_ptr<ModuleHost> host_;
 };
@@ -126,7 +126,7 @@ TEST_F(Preview, IlluminateKnowsDirectionShadowAndWhatIsNoLight) {
 }
 
 TEST_F(Preview, AFailedLoadIsNoticedAndItsMessageShown) {
-    const std::unique_ptr<ShaderInstance> shader = ShaderInstance::create(*host_);
+    const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
     EXPECT_FALSE(shader->loadScript("nosuch"));
     ASSERT_EQ(messages_.size(), 1U);
     EXPECT_EQ(messages_.front(), "2no such effect|none");

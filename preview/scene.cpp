@@ -37,7 +37,7 @@ MeshItem makeGround() {
 }
 
 LightItem makeLight(HostItemID id, const char* name, const Vec3& position, const Vec3& color, double radius,
-                    const SceneItem& target) {
+                    const PlacedItem& target) {
     LightItem light;
     light.item = {.id = id,
                   .type = HX_LIGHT,
@@ -68,9 +68,9 @@ Vec3 Sky::ambient(const Vec3& normal) const {
     return mix(bounce, mix(horizon, zenith, 0.4) * kSkyLight, 0.5 + 0.5 * normal.y);
 }
 
-const SceneItem* Scene::item(HostItemID id) const {
+const PlacedItem* Scene::item(HostItemID id) const {
     for (const std::int32_t type : {HX_MESH, HX_LIGHT, HX_CAMERA}) {
-        for (std::size_t i = 0; const SceneItem* found = itemAt(type, i); ++i) {
+        for (std::size_t i = 0; const PlacedItem* found = itemAt(type, i); ++i) {
             if (found->id == id) return found;
         }
     }
@@ -91,7 +91,7 @@ const LightItem* Scene::light(HostItemID id) const {
     return nullptr;
 }
 
-const SceneItem* Scene::itemAt(std::int32_t type, std::size_t index) const {
+const PlacedItem* Scene::itemAt(std::int32_t type, std::size_t index) const {
     if (type == HX_MESH && index < meshes.size()) return &meshes[index].item;
     if (type == HX_LIGHT && index < lights.size()) return &lights[index].item;
     if (type == HX_CAMERA && index == 0) return &camera.item;
@@ -103,7 +103,7 @@ Scene makeSphereScene() {
     scene.name = "Sphere";
     scene.filename = "";
     scene.meshes = {makeSphere(), makeGround()};
-    const SceneItem& sphere = scene.meshes.front().item;
+    const PlacedItem& sphere = scene.meshes.front().item;
 
     scene.lights = {makeLight(kKeyLightId, "Key", {-4.8, 6.0, -4.2}, {0.98, 0.90, 0.78}, 0.8, sphere),
                     makeLight(kRimLightId, "Rim", {5.2, 3.0, 2.6}, {0.30, 0.38, 0.52}, 0.9, sphere)};

@@ -9,8 +9,8 @@
 
 namespace kestrel::preview {
 
-/// What every item of a scene has.
-struct SceneItem {
+/// What every item of a scene has: who it is and where it stands.
+struct PlacedItem {
     HostItemID id = 0;
     std::int32_t type = HX_MESH;  ///< HxItemType
     std::string name;
@@ -21,7 +21,7 @@ struct SceneItem {
 
 struct MeshItem {
     enum class Shape { Sphere, Ground };
-    SceneItem item;
+    PlacedItem item;
     Shape shape = Shape::Sphere;
     double size = 1.0;      ///< the sphere's radius; half the side of the ground
     bool scripted = false;  ///< its surface is the script's
@@ -35,13 +35,13 @@ struct MeshItem {
 
 /// A point light with a soft edge; its intensity does not fall off with distance.
 struct LightItem {
-    SceneItem item;
+    PlacedItem item;
     Vec3 color;           ///< linear RGB intensity
     double radius = 0.0;  ///< of the disc that casts soft shadows
 };
 
 struct CameraItem {
-    SceneItem item;
+    PlacedItem item;
     double verticalFov = 0.5;  ///< radians
     double focalDistance = 5.0;
     double focalLength = 50.0;  ///< millimetres
@@ -71,11 +71,11 @@ struct Scene {
     Sky sky;
     Vec3 ambient;  ///< the even part of the sky's light, as the light service tells it
 
-    [[nodiscard]] const SceneItem* item(HostItemID id) const;
+    [[nodiscard]] const PlacedItem* item(HostItemID id) const;
     [[nodiscard]] const MeshItem* mesh(HostItemID id) const;
     [[nodiscard]] const LightItem* light(HostItemID id) const;
     /// Items of one type in order; null after the last.
-    [[nodiscard]] const SceneItem* itemAt(std::int32_t type, std::size_t index) const;
+    [[nodiscard]] const PlacedItem* itemAt(std::int32_t type, std::size_t index) const;
 };
 
 /// The built-in scene: a unit sphere, which the script shades, on a ground under a warm key light and a cool

@@ -46,10 +46,10 @@ double skyShare(const MeshItem& sphere, const Vec3& point) {
 
 }  // namespace
 
-Shading::Shading(const Scene& scene, const RayCaster& caster, ShaderInstance* shader)
+Shading::Shading(const Scene& scene, const RayCaster& caster, ShaderHandle* shader)
     : scene_(scene), caster_(caster), shader_(shader) {
-    sample_.illuminate = HostServices::illuminateOperation();
-    sample_.rayTrace = HostServices::rayTraceOperation();
+    sample_.illuminate = PreviewServices::illuminateOperation();
+    sample_.rayTrace = PreviewServices::rayTraceOperation();
 }
 
 void Shading::setPixel(std::int32_t x, std::int32_t y, double angle) noexcept {

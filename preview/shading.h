@@ -1,10 +1,10 @@
 // Turns rays into light: fills samples, lets the script change them, and shades what comes out.
 #pragma once
 
-#include "preview/host_services.h"
 #include "preview/raycaster.h"
 #include "preview/sampling.h"
-#include "preview/shader_instance.h"
+#include "preview/services.h"
+#include "preview/shader_handle.h"
 #include "preview/surface.h"
 
 namespace kestrel::preview {
@@ -13,7 +13,7 @@ class Shading final : public ShadingOperations {
 public:
     /// @param scene, caster  outlive the shading
     /// @param shader         shades the scripted mesh; null: it keeps the plain surface
-    Shading(const Scene& scene, const RayCaster& caster, ShaderInstance* shader);
+    Shading(const Scene& scene, const RayCaster& caster, ShaderHandle* shader);
 
     /// The values that the script may change; 0 = all.
     void setMask(std::uint32_t mask) noexcept { mask_ = mask; }
@@ -61,7 +61,7 @@ private:
 
     const Scene& scene_;
     const RayCaster& caster_;
-    ShaderInstance* shader_;
+    ShaderHandle* shader_;
     std::uint32_t mask_ = 0;
     double pixelAngle_ = 0.001;
     ShadingSample sample_{};

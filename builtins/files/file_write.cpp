@@ -40,7 +40,7 @@ bool appendInteger(GrowingText& text, double value) {
     return text.append({buffer.data(), kestrel::writeInt(value, buffer.data())});
 }
 
-bool appendVector(GrowingText& text, const Vec3& v, char separator) {
+bool appendVector(GrowingText& text, const VectorValue& v, char separator) {
     std::array<char, kVectorChars> buffer;
     return text.append({buffer.data(), kestrel::writeVector(v.x, v.y, v.z, separator, buffer.data())});
 }
@@ -81,7 +81,7 @@ public:
 
 private:
     bool addText(const ValueCell& cell, bool element) {
-        const Vec3& v = cell.payload.vec;
+        const VectorValue& v = cell.payload.vec;
         switch (cell.type) {
             case Number:
                 keep(appendNumber(text_, cell.payload.number));
@@ -100,7 +100,7 @@ private:
     }
 
     bool addBinary(const ValueCell& cell) {
-        const Vec3& v = cell.payload.vec;
+        const VectorValue& v = cell.payload.vec;
         switch (cell.type) {
             case Number:
                 keep(appendBinary(text_, cell.payload.number));

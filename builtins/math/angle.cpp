@@ -40,7 +40,7 @@ double baseAngle(double r) {
     return lo * kStepDegrees;
 }
 
-std::optional<Projection> project(const Vec3& v, std::int64_t axis) {
+std::optional<Projection> project(const VectorValue& v, std::int64_t axis) {
     switch (axis) {
         case 1:
             return Projection{v.z, v.y};
@@ -66,7 +66,7 @@ double direction(const Projection& p, Turn lastTurn) {
     return base;
 }
 
-bool isNull(const Vec3& v) {
+bool isNull(const VectorValue& v) {
     return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
 }
 bool isNull(const Projection& p) {
@@ -77,7 +77,7 @@ double sixDecimals(double x) {
     return roundFixed(x, 6);
 }
 
-double angleBetween(const Vec3& a, const Vec3& b, std::int64_t axis) {
+double angleBetween(const VectorValue& a, const VectorValue& b, std::int64_t axis) {
     const auto pa = project(a, axis);
     const auto pb = project(b, axis);
     if (!pa || !pb || isNull(*pa) || isNull(*pb)) return 0.0;
@@ -94,8 +94,8 @@ void angle(BuiltinCall& call) {
     if (call.arg(1).type != Vector) return fail(call, "#ELine %d, invalid argument 2 type to angle()");
     if (call.arg(0).type != Vector) return fail(call, "#ELine %d, invalid argument 1 type to angle()");
 
-    const Vec3 a = map(call.arg(0).payload.vec, sixDecimals);
-    const Vec3 b = map(call.arg(1).payload.vec, sixDecimals);
+    const VectorValue a = map(call.arg(0).payload.vec, sixDecimals);
+    const VectorValue b = map(call.arg(1).payload.vec, sixDecimals);
     if (isNull(a)) return fail(call, "#ELine %d, argument 1 invalid vector to angle()");
     if (isNull(b)) return fail(call, "#ELine %d, argument 2 invalid vector to angle()");
     call.resultNumber(angleBetween(a, b, truncate(call.arg(2).payload.number)));

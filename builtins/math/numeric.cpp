@@ -99,7 +99,7 @@ void step(BuiltinCall& call) {
         case Nil:
             return call.resultScalar(static_cast<Tag>(value.type), below ? 0.0 : value.payload.number);
         case Vector:
-            return call.resultVector(below ? Vec3{} : value.payload.vec);
+            return call.resultVector(below ? VectorValue{} : value.payload.vec);
         case ReturnCount:
         case ListMark:
             return call.resultNumber(below ? 0.0 : value.firstDouble());

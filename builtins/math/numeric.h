@@ -86,17 +86,17 @@ inline double larger(double a, double b) noexcept {
 }
 
 /// The cell as a Vector; of anything else the number is x.
-inline Vec3 vectorOf(const ValueCell& cell) noexcept {
-    return cell.type == Vector ? cell.payload.vec : Vec3{cell.firstDouble(), 0.0, 0.0};
+inline VectorValue vectorOf(const ValueCell& cell) noexcept {
+    return cell.type == Vector ? cell.payload.vec : VectorValue{cell.firstDouble(), 0.0, 0.0};
 }
 
 template <class F>
-Vec3 map(const Vec3& v, F f) {
+VectorValue map(const VectorValue& v, F f) {
     return {f(v.x), f(v.y), f(v.z)};
 }
 
 template <class F>
-Vec3 map(const Vec3& a, const Vec3& b, F f) {
+VectorValue map(const VectorValue& a, const VectorValue& b, F f) {
     return {f(a.x, b.x), f(a.y, b.y), f(a.z, b.z)};
 }
 

@@ -13,7 +13,7 @@ struct Matrix {
 };
 
 /// The point as a row vector (x, y, z, 1) times the matrix, divided by the resulting w.
-Vec3 apply(const Matrix& matrix, const Vec3& p) {
+VectorValue apply(const Matrix& matrix, const VectorValue& p) {
     double out[4];
     for (int j = 0; j < 4; ++j)
         out[j] = p.x * matrix.m[0][j] + p.y * matrix.m[1][j] + p.z * matrix.m[2][j] + matrix.m[3][j];
@@ -26,10 +26,11 @@ bool isTarget(const ValueCell& cell) {
 
 /// Ends a call: a Vector target gives its image; the Vectors of an array are moved in place and there is no
 /// result.
-void transformTarget(BuiltinCall& call, const ValueCell& target, const Matrix& matrix, const Vec3& pivot) {
-    const auto image = [&](const Vec3& p) {
-        const Vec3 moved = apply(matrix, {p.x - pivot.x, p.y - pivot.y, p.z - pivot.z});
-        return Vec3{moved.x + pivot.x, moved.y + pivot.y, moved.z + pivot.z};
+void transformTarget(BuiltinCall& call, const ValueCell& target, const Matrix& matrix,
+                     const VectorValue& pivot) {
+    const auto image = [&](const VectorValue& p) {
+        const VectorValue moved = apply(matrix, {p.x - pivot.x, p.y - pivot.y, p.z - pivot.z});
+        return VectorValue{moved.x + pivot.x, moved.y + pivot.y, moved.z + pivot.z};
     };
     if (target.type == Vector) {
         call.resultVector(image(target.payload.vec));
@@ -108,7 +109,8 @@ void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::str
 
 void translate3d(BuiltinCall& call) {
     transformByVector(call, "#ELine %d, invalid argument 1 type to translate3d()",
-                      "#ELine %d, invalid argument 2 type to translate3d()", [](auto& m, const Vec3& t) {
+                      "#ELine %d, invalid argument 2 type to translate3d()",
+                      [](auto& m, const VectorValue& t) {
                           m[3][0] = t.x;
                           m[3][1] = t.y;
                           m[3][2] = t.z;
@@ -117,7 +119,7 @@ void translate3d(BuiltinCall& call) {
 
 void scale3d(BuiltinCall& call) {
     transformByVector(call, "#ELine %d, invalid argument 1 type to scale3d()",
-                      "#ELine %d, invalid argument 2 type to scale3d()", [](auto& m, const Vec3& s) {
+                      "#ELine %d, invalid argument 2 type to scale3d()", [](auto& m, const VectorValue& s) {
                           m[0][0] = s.x;
                           m[1][1] = s.y;
                           m[2][2] = s.z;
@@ -126,7 +128,7 @@ void scale3d(BuiltinCall& call) {
 
 void rotate3d(BuiltinCall& call) {
     if (call.argc < 3 || call.argc > 4) return fail(call, "#ELine %d, invalid argument count to rotate3d()");
-    Vec3 pivot;
+    VectorValue pivot;
     if (call.argc == 4) {
         if (call.arg(3).type != Vector) return fail(call, "#ELine %d, invalid argument 4 type to rotate3d()");
         pivot = call.arg(3).payload.vec;

@@ -9,7 +9,7 @@
 namespace kestrel::builtins {
 
 void magnitude(BuiltinCall& call) {
-    Vec3 v;
+    VectorValue v;
     if (call.argc > 0 && call.arg(call.argc - 1).type == Vector) {
         v = call.arg(call.argc - 1).payload.vec;
     } else {
@@ -20,14 +20,14 @@ void magnitude(BuiltinCall& call) {
 }
 
 void cross3d(BuiltinCall& call) {
-    const Vec3 a = vectorOf(call.arg(0));
-    const Vec3 b = vectorOf(call.arg(1));
+    const VectorValue a = vectorOf(call.arg(0));
+    const VectorValue b = vectorOf(call.arg(1));
     call.resultVector({a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x});
 }
 
 void dot3d(BuiltinCall& call) {
-    const Vec3 a = vectorOf(call.arg(0));
-    const Vec3 b = vectorOf(call.arg(1));
+    const VectorValue a = vectorOf(call.arg(0));
+    const VectorValue b = vectorOf(call.arg(1));
     call.resultNumber(a.x * b.x + a.y * b.y + a.z * b.z);
 }
 
@@ -45,21 +45,21 @@ void dot2d(BuiltinCall& call) {
 namespace {
 
 struct Box {
-    Vec3 a;
-    Vec3 b;
+    VectorValue a;
+    VectorValue b;
 };
 
 /// A corner of a box: a Vector, or a number that stands for all three coordinates.
-std::optional<Vec3> cornerOf(const ValueCell& cell) {
+std::optional<VectorValue> cornerOf(const ValueCell& cell) {
     if (cell.type == Vector) return cell.payload.vec;
     if (!cell.isNumeric()) return std::nullopt;
     const double n = cell.payload.number;
-    return Vec3{n, n, n};
+    return VectorValue{n, n, n};
 }
 
 std::optional<Box> boxOf(BuiltinCall& call, const ValueCell& first, const ValueCell& second) {
-    const std::optional<Vec3> a = cornerOf(first);
-    const std::optional<Vec3> b = cornerOf(second);
+    const std::optional<VectorValue> a = cornerOf(first);
+    const std::optional<VectorValue> b = cornerOf(second);
     if (a && b) return Box{*a, *b};
     failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
     return std::nullopt;

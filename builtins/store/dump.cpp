@@ -23,7 +23,7 @@ constexpr std::size_t kElementColumn = 47;
 std::optional<std::string> dumpText(const EngineContext& ctx, const ValueCell& cell) {
     switch (cell.type) {
         case Vector: {
-            const Vec3& v = cell.payload.vec;
+            const VectorValue& v = cell.payload.vec;
             return "<" + formatVector(v.x, v.y, v.z, ',') + ">";
         }
         case String:

@@ -82,7 +82,7 @@ std::string recordText(const EngineContext& ctx, std::span<const RecordMember> m
     return text;
 }
 
-Vec3 readVector(std::string_view text) {
+VectorValue readVector(std::string_view text) {
     float v[3] = {0.0f, 0.0f, 0.0f};
     parseThree(text, v);
     return {static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])};

@@ -51,7 +51,7 @@ public:
     }
     void resultNumber(double value) { resultScalar(Number, value); }
     void resultInteger(double value) { resultScalar(Integer, value); }
-    void resultVector(const Vec3& value) {
+    void resultVector(const VectorValue& value) {
         ValueCell& slot = resultSlot();
         slot.type = Vector;
         slot.payload.vec = value;

@@ -125,7 +125,7 @@ std::int64_t countAssigned(const ArrayRecord& array) noexcept {
                          [](const ValueCell& element) { return !isHole(element); });
 }
 
-Vec3 arrayAsVector(const ArrayRecord& array) {
+VectorValue arrayAsVector(const ArrayRecord& array) {
     double found[3] = {0.0, 0.0, 0.0};
     std::size_t count = 0;
     for (const ValueCell& element : array.elements) {

@@ -9,7 +9,7 @@ namespace kestrel {
 [[nodiscard]] std::int64_t countAssigned(const ArrayRecord& array) noexcept;
 
 /// The first three elements, in index order, whose value is a non-zero number; missing components are 0.
-[[nodiscard]] Vec3 arrayAsVector(const ArrayRecord& array);
+[[nodiscard]] VectorValue arrayAsVector(const ArrayRecord& array);
 
 /// Closes the holes (unassigned or Nil elements) of a one-dimensional array.
 /// @return 0 when elements moved or the array is no one-dimensional one, 1 without holes, 2 when holes are

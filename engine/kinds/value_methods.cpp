@@ -50,7 +50,7 @@ std::string_view textOf(const Variable& variable) noexcept {
 ValueCell integerResult(std::int64_t v) noexcept {
     return ValueCell::ofInteger(static_cast<double>(v));
 }
-Vec3 repeated(double v) noexcept {
+VectorValue repeated(double v) noexcept {
     return {v, v, v};
 }
 double whole(double v) noexcept {
@@ -186,7 +186,7 @@ ValueCell truncateInPlace(EngineContext& ctx, Variable& variable) {
         case Kind::Integer:
             return ValueCell::ofInteger(variable.number);
         case Kind::Vector: {
-            Vec3& v = variable.vec;
+            VectorValue& v = variable.vec;
             v = {std::trunc(v.x) + 0.0, std::trunc(v.y) + 0.0, std::trunc(v.z) + 0.0};
             return ValueCell::ofVector(v);
         }
@@ -301,7 +301,7 @@ const char* asText(EngineContext& ctx, const Variable& variable, const StringFor
             field.zeros = format.zeroPad;
             return padded(ctx, formatInt(variable.number), field);
         case Kind::Vector: {
-            const Vec3& v = variable.vec;
+            const VectorValue& v = variable.vec;
             return ctx.pool.strdup("<" + formatVector(v.x, v.y, v.z, ',') + ">");
         }
         case Kind::Text:

@@ -7,12 +7,12 @@ namespace kestrel {
 
 namespace {
 
-template <double Vec3::*kComponent>
+template <double VectorValue::*kComponent>
 void read(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
     ctx.stack.push(ValueCell::ofNumber(access.object->vec.*kComponent));
 }
 
-template <double Vec3::*kComponent>
+template <double VectorValue::*kComponent>
 void write(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value, int op) {
     double& component = access.object->vec.*kComponent;
     const MemberUpdate update = updateNumberMember(ctx, component, value.firstDouble(), op);
@@ -22,9 +22,9 @@ void write(EngineContext& ctx, const MemberAccess& access, const MemberRow&, con
 }
 
 constexpr MemberRow kMembers[] = {
-    {"x", MemberType::Number, 1, read<&Vec3::x>, write<&Vec3::x>, 0, "The first component."},
-    {"y", MemberType::Number, 1, read<&Vec3::y>, write<&Vec3::y>, 0, "The second component."},
-    {"z", MemberType::Number, 1, read<&Vec3::z>, write<&Vec3::z>, 0, "The third component."},
+    {"x", MemberType::Number, 1, read<&VectorValue::x>, write<&VectorValue::x>, 0, "The first component."},
+    {"y", MemberType::Number, 1, read<&VectorValue::y>, write<&VectorValue::y>, 0, "The second component."},
+    {"z", MemberType::Number, 1, read<&VectorValue::z>, write<&VectorValue::z>, 0, "The third component."},
 };
 
 constexpr KindWording kWording = {

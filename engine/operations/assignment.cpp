@@ -13,7 +13,7 @@ namespace kestrel {
 namespace {
 
 /// A run of cells on the stack: the values of a list or of a `return`.
-struct Values {
+struct CellRun {
     int first = 0;
     int count = 0;
 };
@@ -220,7 +220,7 @@ bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueC
     return checkElementValue(ctx, variable, value);
 }
 
-void distributeToArray(EngineContext& ctx, Variable& variable, const Values& values) {
+void distributeToArray(EngineContext& ctx, Variable& variable, const CellRun& values) {
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
         if (ctx.options.strict) {
@@ -250,7 +250,7 @@ void distributeToArray(EngineContext& ctx, Variable& variable, const Values& val
 
 /// A list assigned to a variable whose object consists of values fills these in order; surplus values are
 /// dropped.
-void distributeToParts(EngineContext& ctx, std::span<RecordMember> parts, const Values& values) {
+void distributeToParts(EngineContext& ctx, std::span<RecordMember> parts, const CellRun& values) {
     const int count = std::min(values.count, static_cast<int>(parts.size()));
     for (int i = 0; i < count; ++i) {
         const ValueCell& value = ctx.stack.at(values.first + i);
@@ -313,7 +313,7 @@ int blockMembers(EngineContext& ctx, int open, int close) {
     return count;
 }
 
-void distributeToBlock(EngineContext& ctx, int open, int close, const Values& values) {
+void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& values) {
     const int members = blockMembers(ctx, open, close);
     if (values.count > members) {
         ctx.reporter.report(
@@ -342,7 +342,7 @@ int referenceStart(EngineContext& ctx, int reference) {
 }
 
 /// Gives the values to what the reference below them names; the stack is cut at the reference's first cell.
-void distribute(EngineContext& ctx, const Values& values, int lowest, bool isList) {
+void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isList) {
     const int reference = lowest - 1;
     if (reference < ctx.base()) {
         ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine,

@@ -38,7 +38,7 @@ bool compareInteger(int op, double left, const ValueCell& right) noexcept {
 
 /// The vector that the right side of a comparison with `left` stands for; one that has no number in it is
 /// larger by one in every component. Meant.
-Vec3 comparedVector(const Vec3& left, const ValueCell& right) noexcept {
+VectorValue comparedVector(const VectorValue& left, const ValueCell& right) noexcept {
     if (right.type == Vector) return right.payload.vec;
     if (!right.isNumeric() && !right.isText()) return {left.x + 1.0, left.y + 1.0, left.z + 1.0};
     const double s = right.isText() ? parseDouble(right.payload.text) : right.payload.number;
@@ -47,8 +47,8 @@ Vec3 comparedVector(const Vec3& left, const ValueCell& right) noexcept {
 
 /// One smaller component makes a vector smaller, one greater makes it greater, but <= and >= ask for all
 /// three. Meant.
-bool compareVector(int op, const Vec3& left, const ValueCell& right) noexcept {
-    const Vec3 other = comparedVector(left, right);
+bool compareVector(int op, const VectorValue& left, const ValueCell& right) noexcept {
+    const VectorValue other = comparedVector(left, right);
     const auto all = [&](int each) {
         return relation(each, left.x, other.x) && relation(each, left.y, other.y) &&
                relation(each, left.z, other.z);

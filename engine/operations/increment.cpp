@@ -16,7 +16,7 @@ Step stepOf(std::int32_t op) noexcept {
     return {incrementStep(op), isPostfix(op)};
 }
 
-void addStep(Vec3& v, double delta) noexcept {
+void addStep(VectorValue& v, double delta) noexcept {
     v.x += delta;
     v.y += delta;
     v.z += delta;
@@ -34,7 +34,7 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
         cell.type = variable.type;
         ctx.stack.push(cell);
     } else if (variable.type == Vector) {
-        const Vec3 old = variable.vec;
+        const VectorValue old = variable.vec;
         addStep(variable.vec, step.delta);
         ctx.stack.push(ValueCell::ofVector(step.postfix ? old : variable.vec));
     } else if (variable.type == Uninitialized || (variable.type == Array && variable.array() == nullptr)) {

@@ -20,12 +20,12 @@ enum class Outcome {
     Reported,  ///< another error was reported already
 };
 
-Vec3 widen(double s) noexcept {
+VectorValue widen(double s) noexcept {
     return {s, s, s};
 }
 
 template <class F>
-Vec3 eachComponent(const Vec3& a, const Vec3& b, F f) noexcept {
+VectorValue eachComponent(const VectorValue& a, const VectorValue& b, F f) noexcept {
     return {f(a.x, b.x), f(a.y, b.y), f(a.z, b.z)};
 }
 
@@ -49,17 +49,17 @@ double shiftResult(int op, double a, double b) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) << count);
 }
 
-Vec3 crossProduct(const Vec3& a, const Vec3& b) noexcept {
+VectorValue crossProduct(const VectorValue& a, const VectorValue& b) noexcept {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-double dotProduct(const Vec3& a, const Vec3& b) noexcept {
+double dotProduct(const VectorValue& a, const VectorValue& b) noexcept {
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
 /// The five arithmetic operators, component by component.
-Outcome vectorArithmetic(int op, const Vec3& a, const Vec3& b, ValueCell& result) noexcept {
-    Vec3 v;
+Outcome vectorArithmetic(int op, const VectorValue& a, const VectorValue& b, ValueCell& result) noexcept {
+    VectorValue v;
     switch (op) {
         case OP_ADD:
             v = eachComponent(a, b, [](double l, double r) { return l + r; });
@@ -86,10 +86,10 @@ Outcome vectorArithmetic(int op, const Vec3& a, const Vec3& b, ValueCell& result
 
 /// A vector on the left gives the bit operators a meaning of their own: | works on components, ^ is the cross
 /// product and & the dot product.
-Outcome vectorOperator(int op, const Vec3& a, const ValueCell& right, ValueCell& result) noexcept {
+Outcome vectorOperator(int op, const VectorValue& a, const ValueCell& right, ValueCell& result) noexcept {
     const bool isVector = right.type == Vector;
     if (!isVector && !right.isNumeric()) return Outcome::NoRule;
-    const Vec3 b = isVector ? right.payload.vec : widen(right.payload.number);
+    const VectorValue b = isVector ? right.payload.vec : widen(right.payload.number);
     switch (op) {
         case OP_BITOR:
             result = ValueCell::ofVector(

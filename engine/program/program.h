@@ -35,7 +35,7 @@ struct Variable {
         Uninitialized;  ///< value tag; before the first run also 24, 43, 57 as the compiler marks names
     double number = 0.0;
     void* object = nullptr;  ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
-    Vec3 vec;
+    VectorValue vec;
     std::int32_t queue = 0;  ///< non-zero: bound to a shared-memory queue slot
     std::uint8_t flags = 0;
     std::int32_t declared = 1;        ///< 0: first met by use in strict mode

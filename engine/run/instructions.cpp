@@ -139,7 +139,7 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
     }
     switch (cell.type) {
         case Vector: {
-            const Vec3 v = cell.payload.vec;
+            const VectorValue v = cell.payload.vec;
             cell.payload.vec = {-v.x, -v.y, -v.z};
             return;
         }
@@ -204,8 +204,8 @@ void executeVector(EngineContext& ctx) {
         ctx.abortWith("#ELine %d, vector must be comprised of three values", ctx.run.currentLine);
         return;
     }
-    const Vec3 v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(),
-                 ctx.stack.top(0).firstDouble()};
+    const VectorValue v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(),
+                        ctx.stack.top(0).firstDouble()};
     ctx.stack.drop(3);
     ctx.stack.push(ValueCell::ofVector(v));
 }

@@ -49,7 +49,7 @@ public:
         cell.type = tag;
         cell.payload.number = value;
     }
-    void pushVector(const Vec3& v) {
+    void pushVector(const VectorValue& v) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];

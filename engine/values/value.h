@@ -87,7 +87,8 @@ enum Tag : std::int32_t {
     return isStorable(type) && !isObjectKind(type);
 }
 
-struct Vec3 {
+/// What a Vector holds.
+struct VectorValue {
     double x = 0.0;
     double y = 0.0;
     double z = 0.0;
@@ -104,7 +105,7 @@ struct ValueCell {
     std::int32_t reserved[5] = {0, 0, 0, 0, 0};  ///< for the cell's owner; the stack does not use them
     union Payload {
         double number;
-        Vec3 vec;
+        VectorValue vec;
         const char* text;    ///< NUL-terminated
         void* object;        ///< FileObj, NewArray (ArrayRecord), UserRecord (RecordInstance), host objects
         ArrayRecord* array;  ///< NewArray; for ArrayRef the first half of namedArray
@@ -123,7 +124,7 @@ struct ValueCell {
     static ValueCell ofNil() noexcept { return scalar(Nil, -1.0); }
     static ValueCell ofCount(int n) noexcept { return scalar(ReturnCount, n); }
     static ValueCell ofMark(std::int32_t tag) noexcept { return scalar(tag, 0.0); }
-    static ValueCell ofVector(const Vec3& v) noexcept {
+    static ValueCell ofVector(const VectorValue& v) noexcept {
         ValueCell c;
         c.type = Vector;
         c.payload.vec = v;

@@ -1,7 +1,7 @@
-#include "preview/host_services.h"
+#include "preview/services.h"
 
 #include "platform/environment.h"
-#include "preview/file_requester.h"
+#include "preview/file_dialog.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ namespace {
 
 // The module's side of the interface is plain functions without a handle (see the class comment): this
 // pointer is how they find the services. Set by the constructor, cleared by the destructor.
-HostServices* current = nullptr;
+PreviewServices* current = nullptr;
 
 const Scene& scene() {
     return current->scene();
@@ -35,7 +35,7 @@ void showWarning(const char* line1, const char* line2) {
 InfoMessages messageService{showInfo, showError, showWarning};
 
 std::int32_t requestFile(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {
-    return current->requester().request(title, fileName, path, fullName, size);
+    return current->dialog().request(title, fileName, path, fullName, size);
 }
 FileRequestService fileRequestService{requestFile};
 
@@ -47,16 +47,16 @@ DirectoryInfoService directoryService{directoryOfKind};
 // ---- items ----
 
 HostItemID firstItem(std::int32_t type, HostItemID) {
-    const SceneItem* found = scene().itemAt(type, 0);
+    const PlacedItem* found = scene().itemAt(type, 0);
     return found == nullptr ? 0 : found->id;
 }
 
 HostItemID nextItem(HostItemID id) {
-    const SceneItem* item = scene().item(id);
+    const PlacedItem* item = scene().item(id);
     if (item == nullptr) return 0;
-    for (std::size_t i = 0; const SceneItem* candidate = scene().itemAt(item->type, i); ++i) {
+    for (std::size_t i = 0; const PlacedItem* candidate = scene().itemAt(item->type, i); ++i) {
         if (candidate->id != id) continue;
-        const SceneItem* following = scene().itemAt(item->type, i + 1);
+        const PlacedItem* following = scene().itemAt(item->type, i + 1);
         return following == nullptr ? 0 : following->id;
     }
     return 0;
@@ -77,17 +77,17 @@ HostItemID goalOf(HostItemID) {
 }
 
 HostItemID targetOf(HostItemID id) {
-    const SceneItem* item = scene().item(id);
+    const PlacedItem* item = scene().item(id);
     return item == nullptr ? 0 : item->target;
 }
 
 std::int32_t typeOf(HostItemID id) {
-    const SceneItem* item = scene().item(id);
+    const PlacedItem* item = scene().item(id);
     return item == nullptr ? HX_SCENE : item->type;
 }
 
 const char* nameOf(HostItemID id) {
-    const SceneItem* item = scene().item(id);
+    const PlacedItem* item = scene().item(id);
     return item == nullptr ? nullptr : item->name.c_str();
 }
 
@@ -97,7 +97,7 @@ Vec3 rotationOf(const Axes& axes) {
             std::atan2(axes.right.y, axes.up.y)};
 }
 
-Vec3 parameter(const SceneItem& item, std::int32_t code) {
+Vec3 parameter(const PlacedItem& item, std::int32_t code) {
     switch (code) {
         case HXIP_POSITION:
         case HXIP_W_POSITION:
@@ -121,7 +121,7 @@ Vec3 parameter(const SceneItem& item, std::int32_t code) {
 }
 
 void itemParam(HostItemID id, std::int32_t code, double, double out[3]) {
-    const SceneItem* item = scene().item(id);
+    const PlacedItem* item = scene().item(id);
     store(item == nullptr ? Vec3{} : parameter(*item, code), std::span<double, 3>(out, 3));
 }
 
@@ -286,8 +286,8 @@ double rayTraceThunk(const double point[3], const double direction[3], double co
 
 }  // namespace
 
-HostServices::HostServices(const Scene& scene, FileRequester& requester, HostMessages messages)
-    : scene_(scene), requester_(requester), messages_(std::move(messages)) {
+PreviewServices::PreviewServices(const Scene& scene, FileDialog& dialog, MessageReceiver messages)
+    : scene_(scene), dialog_(dialog), messages_(std::move(messages)) {
     if (current != nullptr) throw std::logic_error("only one set of host services can exist at a time");
     current = this;
     sceneInfo_.name = scene_.name.c_str();
@@ -306,25 +306,25 @@ HostServices::HostServices(const Scene& scene, FileRequester& requester, HostMes
     sceneInfo_.minSamplesPerPixel = sceneInfo_.maxSamplesPerPixel = 16;
 }
 
-HostServices::~HostServices() {
+PreviewServices::~PreviewServices() {
     current = nullptr;
 }
 
-HostGlobal HostServices::global() const noexcept {
+HostGlobal PreviewServices::global() const noexcept {
     return service;
 }
-IlluminateOperation HostServices::illuminateOperation() noexcept {
+IlluminateOperation PreviewServices::illuminateOperation() noexcept {
     return illuminateThunk;
 }
-RayTraceOperation HostServices::rayTraceOperation() noexcept {
+RayTraceOperation PreviewServices::rayTraceOperation() noexcept {
     return rayTraceThunk;
 }
 
-void HostServices::message(HostMessageKind kind, const char* line1, const char* line2) const {
+void PreviewServices::message(HostMessageKind kind, const char* line1, const char* line2) const {
     if (messages_) messages_(kind, line1 == nullptr ? "" : line1, line2);
 }
 
-const char* HostServices::directory(const std::string& kind) {
+const char* PreviewServices::directory(const std::string& kind) {
     constexpr std::array<std::string_view, 16> kKinds{
         "Install", "Objects",  "Images", "Motions",     "Temp",       "Plugins",   "Settings", "Content",
         "Scenes",  "Surfaces", "Output", "Hierarchies", "Animations", "Envelopes", "Previews", "Command"};

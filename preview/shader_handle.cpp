@@ -1,4 +1,4 @@
-#include "preview/shader_instance.h"
+#include "preview/shader_handle.h"
 
 #include "platform/paths.h"
 
@@ -31,21 +31,21 @@ void noteWrite(void* handle, const char*, std::int32_t) {
 
 }  // namespace
 
-std::unique_ptr<ShaderInstance> ShaderInstance::create(const ModuleHost& host) {
+std::unique_ptr<ShaderHandle> ShaderHandle::create(const ModuleHost& host) {
     const char* error = nullptr;
     HxInstance instance = host.shader().create(&error);
     if (instance == nullptr) return nullptr;
-    return std::unique_ptr<ShaderInstance>(new ShaderInstance(host, instance));
+    return std::unique_ptr<ShaderHandle>(new ShaderHandle(host, instance));
 }
 
-ShaderInstance::ShaderInstance(const ModuleHost& host, HxInstance instance)
+ShaderHandle::ShaderHandle(const ModuleHost& host, HxInstance instance)
     : host_(host), instance_(instance), evaluate_(host.shader().evaluate) {}
 
-ShaderInstance::~ShaderInstance() {
+ShaderHandle::~ShaderHandle() {
     host_.shader().destroy(instance_);
 }
 
-bool ShaderInstance::loadScript(const std::string& nativePath) {
+bool ShaderHandle::loadScript(const std::string& nativePath) {
     const std::string line = "Script " + platform::systemPath(nativePath);
     OneLine state{line};
     const LoadState load{HX_STATE_TEXT, &state, readOneLine};
@@ -53,7 +53,7 @@ bool ShaderInstance::loadScript(const std::string& nativePath) {
     return hasScript();
 }
 
-std::string ShaderInstance::describe() const {
+std::string ShaderHandle::describe() const {
     const char* text = host_.shader().describe(instance_);
     return text == nullptr ? std::string() : std::string(text);
 }
@@ -61,7 +61,7 @@ std::string ShaderInstance::describe() const {
 /// The load callback never tells whether it succeeded. The description does: without a script it is the bare
 /// server name. A script may give itself that very description; then saving decides, since it writes only
 /// with a script.
-bool ShaderInstance::hasScript() const {
+bool ShaderHandle::hasScript() const {
     if (describe() != "Kestrel/PT") return true;
     bool written = false;
     const SaveState save{HX_STATE_TEXT, &written, noteWrite};

@@ -1,4 +1,4 @@
-// The services that a host offers to the module, answered for one scene.
+// The services that the preview, as a host, offers to the module, answered for one scene.
 #pragma once
 
 #include "host/host_interface.h"
@@ -10,13 +10,13 @@
 
 namespace kestrel::preview {
 
-class FileRequester;
+class FileDialog;
 
 enum class HostMessageKind { Info, Warning, Error };
 
 /// Receives every message of the module.
 /// @param line2  null when absent
-using HostMessages = std::function<void(HostMessageKind kind, const char* line1, const char* line2)>;
+using MessageReceiver = std::function<void(HostMessageKind kind, const char* line1, const char* line2)>;
 
 /// What a script may ask about light and rays while its sample is evaluated.
 class ShadingOperations {
@@ -31,13 +31,13 @@ public:
 /// One set of services. The module asks for them through a plain function and calls them without any handle
 /// of ours, so the set that answers must be known process-wide: one exists at a time, and it must outlive the
 /// module's use.
-class HostServices {
+class PreviewServices {
 public:
     /// All references outlive the services.
-    HostServices(const Scene& scene, FileRequester& requester, HostMessages messages);
-    ~HostServices();
-    HostServices(const HostServices&) = delete;
-    HostServices& operator=(const HostServices&) = delete;
+    PreviewServices(const Scene& scene, FileDialog& dialog, MessageReceiver messages);
+    ~PreviewServices();
+    PreviewServices(const PreviewServices&) = delete;
+    PreviewServices& operator=(const PreviewServices&) = delete;
 
     /// The lookup function for the module's activations.
     [[nodiscard]] HostGlobal global() const noexcept;
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] SceneInfo& sceneInfo() noexcept { return sceneInfo_; }
 
     [[nodiscard]] const Scene& scene() const noexcept { return scene_; }
-    [[nodiscard]] FileRequester& requester() noexcept { return requester_; }
+    [[nodiscard]] FileDialog& dialog() noexcept { return dialog_; }
     [[nodiscard]] ShadingOperations* operations() const noexcept { return operations_; }
     void message(HostMessageKind kind, const char* line1, const char* line2) const;
     /// The directory of that kind in the system's form: the temporary directory for "Temp", the current
@@ -61,8 +61,8 @@ public:
 
 private:
     const Scene& scene_;
-    FileRequester& requester_;
-    HostMessages messages_;
+    FileDialog& dialog_;
+    MessageReceiver messages_;
     ShadingOperations* operations_ = nullptr;
     SceneInfo sceneInfo_{};
     std::map<std::string, std::string> directories_;  // keeps the texts that were handed out

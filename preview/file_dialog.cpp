@@ -1,4 +1,4 @@
-#include "preview/file_requester.h"
+#include "preview/file_dialog.h"
 
 #include "platform/paths.h"
 
@@ -20,10 +20,10 @@ bool copyText(std::string_view text, char* out, std::size_t size) {
 
 }  // namespace
 
-FileRequester::FileRequester(std::vector<std::string> answers, bool askOnTerminal)
+FileDialog::FileDialog(std::vector<std::string> answers, bool askOnTerminal)
     : answers_(answers.begin(), answers.end()), askOnTerminal_(askOnTerminal) {}
 
-std::string FileRequester::nextAnswer(const char* title, const char* fileName, const char* path) {
+std::string FileDialog::nextAnswer(const char* title, const char* fileName, const char* path) {
     if (!answers_.empty()) {
         std::string answer = answers_.front();
         answers_.pop_front();
@@ -38,8 +38,8 @@ std::string FileRequester::nextAnswer(const char* title, const char* fileName, c
     return line;
 }
 
-std::int32_t FileRequester::request(const char* title, char* fileName, char* path, char* fullName,
-                                    std::int32_t size) {
+std::int32_t FileDialog::request(const char* title, char* fileName, char* path, char* fullName,
+                                 std::int32_t size) {
     if (size <= 0) return 0;
     const std::string answer = nextAnswer(title, fileName, path);
     if (answer.empty()) return 0;

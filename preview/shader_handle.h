@@ -1,4 +1,4 @@
-// One instance of the module's shader with its script.
+// The preview's handle of one shader instance, which lives in the module.
 #pragma once
 
 #include "preview/module_host.h"
@@ -8,14 +8,14 @@
 
 namespace kestrel::preview {
 
-class ShaderInstance {
+class ShaderHandle {
 public:
     /// @param host  outlives the instance
     /// @return null when the module makes none
-    [[nodiscard]] static std::unique_ptr<ShaderInstance> create(const ModuleHost& host);
-    ~ShaderInstance();
-    ShaderInstance(const ShaderInstance&) = delete;
-    ShaderInstance& operator=(const ShaderInstance&) = delete;
+    [[nodiscard]] static std::unique_ptr<ShaderHandle> create(const ModuleHost& host);
+    ~ShaderHandle();
+    ShaderHandle(const ShaderHandle&) = delete;
+    ShaderHandle& operator=(const ShaderHandle&) = delete;
 
     /// Attaches a script the way the load of a scene with a text state does.
     /// @param nativePath  the script's file
@@ -32,7 +32,7 @@ public:
     [[nodiscard]] bool aborted() const { return host_.aborted(instance_); }
 
 private:
-    ShaderInstance(const ModuleHost& host, HxInstance instance);
+    ShaderHandle(const ModuleHost& host, HxInstance instance);
     [[nodiscard]] bool hasScript() const;
 
     const ModuleHost& host_;

@@ -10,11 +10,11 @@ namespace kestrel::preview {
 
 /// Each request takes the next of the files given beforehand; when there is none left it asks the person at
 /// the terminal, and without a terminal it is cancelled.
-class FileRequester {
+class FileDialog {
 public:
     /// @param answers         native paths
     /// @param askOnTerminal   whether a person can be asked
-    FileRequester(std::vector<std::string> answers, bool askOnTerminal);
+    FileDialog(std::vector<std::string> answers, bool askOnTerminal);
 
     /// See FileRequestService. An answer that does not fit into `size` characters counts as cancelled.
     [[nodiscard]] std::int32_t request(const char* title, char* fileName, char* path, char* fullName,
