@@ -18,10 +18,6 @@ struct CellRun {
     int count = 0;
 };
 
-bool isPlain(std::int32_t type) noexcept {
-    return type == Number || type == Integer || type == Vector || type == Nil || type == Uninitialized;
-}
-
 /// References that cannot be values: where one is found instead of a value, the value is missing.
 bool isBareReference(std::int32_t type) noexcept {
     return type == Array || type == MemberRef || type == IndexedMemberRef || type == RecordMemberRef ||
@@ -514,7 +510,7 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             break;
     }
     variable.type = value.type;
-    if (isPlain(value.type)) variable.object = nullptr;
+    if (isInlineKind(value.type)) variable.object = nullptr;
 }
 
 void assign(EngineContext& ctx) {
@@ -524,9 +520,9 @@ void assign(EngineContext& ctx) {
         return;
     }
     const ValueCell& value = ctx.stack.top();
-    if (isPlain(value.type) && ctx.stack.top(1).type == VarRef) {
+    if (isInlineKind(value.type) && ctx.stack.top(1).type == VarRef) {
         Variable& variable = targetVariable(*ctx.stack.top(1).payload.node);
-        if (isPlain(variable.type)) {  // the common case: no text, array or record on either side
+        if (isInlineKind(variable.type)) {  // the common case: no text, array or record on either side
             ValueCell& result = ctx.stack.top(1);
             if (value.type == Vector) {
                 variable.vec = result.payload.vec = value.payload.vec;

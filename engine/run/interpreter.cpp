@@ -146,10 +146,6 @@ template <std::int32_t kOp>
     return true;
 }
 
-bool isPlain(std::int32_t type) noexcept {
-    return type == Number || type == Integer || type == Nil || type == Uninitialized;
-}
-
 /// `variable = number;` as a whole statement: nothing else is on the stack and nobody wants the result.
 /// @return false when there is more to it; nothing has changed then
 bool assignStatement(EngineContext& ctx) {
@@ -158,7 +154,7 @@ bool assignStatement(EngineContext& ctx) {
     const ValueCell& target = ctx.stack.top(1);
     if (!value.isNumeric() || target.type != VarRef) return false;
     Variable& variable = targetVariable(*target.payload.node);
-    if (!isPlain(variable.type)) return false;
+    if (!isInlineKind(variable.type)) return false;
     variable.number = value.payload.number;
     variable.type = value.type;
     ctx.stack.forgetTo(ctx.base());

@@ -82,7 +82,13 @@ enum Tag : std::int32_t {
            type == Nil || isObjectKind(type);
 }
 
-/// Kinds that are a value by themselves: numbers, vectors, texts, Nil.
+/// Kinds whose whole value lies in the cell or variable, so that another may simply overwrite it; also the
+/// kind of a variable that has none yet.
+[[nodiscard]] constexpr bool isInlineKind(std::int32_t type) noexcept {
+    return type == Number || type == Integer || type == Vector || type == Nil || type == Uninitialized;
+}
+/// Kinds that are a value by themselves, which no later use of another can change: numbers, vectors, texts,
+/// Nil.
 [[nodiscard]] constexpr bool isPlainKind(std::int32_t type) noexcept {
     return isStorable(type) && !isObjectKind(type);
 }
