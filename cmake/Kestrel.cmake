@@ -2,9 +2,11 @@
 
 set(KESTREL_WARNINGS
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Wcast-qual
-    -Wformat=2 -Wundef -Wduplicated-cond -Wlogical-op -Wimplicit-fallthrough -Wmissing-declarations -Werror
+    -Wformat=2 -Wundef -Wimplicit-fallthrough -Wmissing-declarations -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # g++ 12 sees overlapping copies in std::string's operator+ at -O2 where there are none.
-    -Wno-restrict)
+    list(APPEND KESTREL_WARNINGS -Wduplicated-cond -Wlogical-op -Wno-restrict)
+endif()
 
 if(KESTREL_SANITIZE)
     # -g1 is enough for the lines in their reports, and builds and links faster.

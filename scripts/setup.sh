@@ -5,6 +5,7 @@ set -euo pipefail
 
 packages=(
     g++ cmake ninja-build bison flex           # compiler, build, generated scanner and parser
+    clang                                      # a second compiler, for its warnings
     libsqlite3-dev                             # the module's per-user store
     libembree-dev libpng-dev                   # preview: ray casting, pictures
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
