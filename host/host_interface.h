@@ -1,8 +1,31 @@
-/* The interface between the host application and the module: the one header that a host author reads.
+/* The interface between the host application and the module `kestrel-pt.so`: the one header that a host
+ * author reads, in plain C. A host of eighty lines stands in examples/host.
  *
- * Pure C layout. Integer and double fields keep the documented offsets on every platform; pointers have the
- * platform's width. All calls come from one thread. Texts are NUL-terminated; unless a comment says otherwise
- * the side that passes a pointer keeps owning it.
+ * What a host does, in this order:
+ *
+ *   1. Load the library. Its only symbol, HXM_DESCRIPTOR_SYMBOL, is a ModuleDescriptor. Check sync, version
+ *      and machine; call startup().
+ *   2. In `servers` find the class "ShaderHandler" and activate it: this fills a ShaderHandlerRecord, and the
+ *      module looks up the host's services (see HostGlobal).
+ *   3. For each surface create() an instance, and load() its script from a state that names the file.
+ *   4. To render: init(), for each frame newTime() and flags(), for each sample evaluate(), then cleanup().
+ *   5. When the user wants to change an instance: activate the class "ShaderInterface" with it.
+ *   6. destroy() every instance, call shutdown(), and only then unload the library.
+ *
+ * What holds everywhere:
+ *
+ *   Threads     Everything is called from one thread, and the module calls back from that thread only.
+ *   Re-entry    From inside a service, a state's read or write, or an operation of a sample, call nothing of
+ *               the module, except what KestrelModule offers for it.
+ *   Texts       Are NUL-terminated. Who passes a text or a record keeps owning it, and the other side reads
+ *               it during the call only; what is kept for longer says so.
+ *   Failures    Are shown through the service "Info Messages". Callbacks that could return an error text
+ *               return null all the same. No C++ exception leaves the module, and none may pass through it.
+ *   Handles     With a null instance, state or sample a call does nothing.
+ *   Paths       The module writes "\" between directories and reads "/" as well. Where no file has the very
+ *               spelling, letter case does not matter. Relative paths begin at the current directory.
+ *   Layout      Numbers have the same offsets on every platform; pointers have the platform's width.
+ *   Trust       A script may do what its user may, such as writing files and running programs.
  */
 #ifndef KESTREL_HOST_INTERFACE_H
 #define KESTREL_HOST_INTERFACE_H
@@ -14,8 +37,7 @@
 extern "C" {
 #endif
 
-/* ---- module descriptor
- * -------------------------------------------------------------------------------------- */
+/* ---- module descriptor ---- */
 
 #define HXM_SYNC_WORD 0x04121994u /* ModuleDescriptor.sync */
 #define HXM_MODULE_VERSION 2u     /* ModuleDescriptor.version */
@@ -23,47 +45,72 @@ extern "C" {
 #define HXM_INTERFACE_VERSION 3   /* the version an activation accepts */
 #define HXM_STARTUP_OK 4          /* what startup returns */
 
-enum HxActivation { HXM_OK = 0, HXM_BAD_VERSION = 1, HXM_MISSING_SERVICE = 2 };
-
-/* Third-party lookup function: returns the service registered under `name`, or null. */
+/* The host's lookup function. It returns the service registered under `name` (see HX_SERVICE_*), or null.
+ *
+ * The first activation that succeeds in the process looks everything up, and no later one does. HX_USE_KEEP
+ * asks for a service, HX_USE_ONCE for one that the host need not count as in use. Either way the module uses
+ * what it got until the library is unloaded, so services live that long.
+ *
+ * Whenever the last instance has been destroyed, the lookup function of the latest activation is called with
+ * HX_USE_RELEASE for all services but directories and system information; its result is ignored. That is for
+ * the host's books only: instances created afterwards use the same pointers, without another lookup. */
 enum HxServiceUse { HX_USE_ONCE = 0, HX_USE_KEEP = 1, HX_USE_RELEASE = 2 };
 typedef void* (*HostGlobal)(const char* name, int32_t use);
 
-/* activate(version, global, local, server data): `local` is a ShaderHandlerRecord to fill for class
- * "ShaderHandler" and a shader instance for class "ShaderInterface". Returns an HxActivation. */
+/* What an activation returns. */
+enum HxActivation {
+    HXM_OK = 0,
+    HXM_BAD_VERSION = 1,    /* `version` is not HXM_INTERFACE_VERSION; nothing has been touched */
+    HXM_MISSING_SERVICE = 2 /* a required service is missing; the next activation looks everything up again */
+};
+
+/* Activates a server. `serverData` is not used.
+ *
+ * Class "ShaderHandler": `local` is a ShaderHandlerRecord of the host, which is filled; its functions stay
+ * valid until the library is unloaded. Once is enough: each further success only gives the instances created
+ * after it a higher number, which scripts see in their INSTANCE. What is missing is shown before the
+ * activation fails, by "Bad global!" for the file dialog and "Bad animation global detected!" for a service
+ * of the scene; without "Info Messages" nothing is.
+ *
+ * Class "ShaderInterface", when the user edits an instance: `local` is the HxInstance. Without a script the
+ * user is asked for one through "File Request", and it is loaded as by load(); whether or not that comes
+ * about, the result is HXM_OK. With a script, the script's `options` runs; when it has none the user is told
+ * so, through "Info Messages" as a lookup finds it then: HXM_MISSING_SERVICE when it finds nothing. */
 typedef int32_t (*ActivateFunction)(int32_t version, HostGlobal global, void* local, void* serverData);
 
 typedef struct ServerRecord {
-    const char* className;
-    const char* serverName;
+    const char* className;  /* "ShaderHandler" or "ShaderInterface" */
+    const char* serverName; /* "Kestrel/PT" for both */
     ActivateFunction activate;
 } ServerRecord;
 
 typedef struct ModuleDescriptor {
-    uint32_t sync;
+    uint32_t sync; /* HXM_SYNC_WORD: this is a module */
     uint32_t version;
     uint32_t machine;
-    int32_t (*startup)(void);
-    void (*shutdown)(void);
+    int32_t (*startup)(void);    /* call it once after loading; does nothing and returns HXM_STARTUP_OK */
+    void (*shutdown)(void);      /* call it once before unloading; does nothing: destroy instances yourself */
     const ServerRecord* servers; /* ends with a record of three nulls */
 } ModuleDescriptor;
 
 #define HXM_DESCRIPTOR_SYMBOL "_mod_descrip"
 
-/* What our module places behind the six words of its descriptor, for tools that must be able to end a runaway
- * script and to show where in the files a message comes from. A host that does not know it never looks there.
- */
+/* What this module places behind its descriptor, for tools that must be able to end a runaway script and to
+ * show where in the files a message comes from. A host that does not know it never looks there; one that does
+ * reads it only when the first server is called "Kestrel/PT", since other modules may have nothing behind
+ * theirs. */
 #define KESTREL_EXTENSION_MAGIC 0x4b455331u
 
 typedef struct KestrelRunWatch {
-    volatile int32_t requested; /* set to 1 to end the running script at its next loop or call */
-    volatile int32_t line;      /* where it was ended; 0 while nothing was */
+    /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
+     * call, and every later run. The host sets it back to 0. */
+    volatile int32_t requested;
+    volatile int32_t line; /* where a script was ended; 0 while none was */
 } KestrelRunWatch;
 
-/* A place in a source file: native path, line and columns from 1, the end one past the last character; 0 =
- * unknown. */
+/* A place in a source file: line and columns from 1, the end one past the last character; 0 = unknown. */
 typedef struct KestrelPlace {
-    const char* file; /* valid while the message is shown */
+    const char* file; /* native path; valid while the message is shown */
     int32_t line, column, endColumn;
 } KestrelPlace;
 
@@ -71,33 +118,37 @@ typedef struct KestrelModule {
     ModuleDescriptor descriptor;
     uint32_t magic; /* KESTREL_EXTENSION_MAGIC */
     KestrelRunWatch* watch;
-    /* 1 when the last run of script code in the instance (a void*, see HxInstance) ended with its abort flag
-     * set; for null, the same of the instance that was destroyed last. May be null: then nobody can tell. */
+    /* 1 when the last run of script code in the instance (an HxInstance) ended with its abort flag set; for
+     * null, the same of the instance that was destroyed last. May be null: then nobody can tell. */
     int32_t (*aborted)(void* instance);
-    /* While a message is shown: the place it is about (level 0), the line that brought in that file (level
-     * 1), and so on. Returns 0 when there is none. May be null. */
+    /* From inside "Info Messages": the place that the message is about (level 0), the line that brought in
+     * that file (level 1), and so on. Returns 0 when there is none, and leaves `out`. May be null. */
     int32_t (*place)(int32_t level, KestrelPlace* out);
 } KestrelModule;
 
-/* ---- scene items
- * ---------------------------------------------------------------------------------------------- */
+/* ---- scene items ---- */
 
 typedef uint32_t HostItemID; /* 0 = none */
 enum HxItemType { HX_MESH = 0, HX_LIGHT = 1, HX_CAMERA = 2, HX_BONE = 3, HX_SCENE = 4 };
 
-/* ---- shading
- * -------------------------------------------------------------------------------------------------- */
+/* ---- shading ---- */
+
+/* The two operations of a sample, by which a script asks about light. They are called from inside evaluate()
+ * only, as often as the script likes and with any numbers. Points and directions are in world space. */
 
 /* Light `light` as it arrives at `point`: `vector` (in: what the script passed; out: unit direction in which
- * the light travels) and `color` (out: RGB intensity, shadows included). The result is not used. */
+ * the light travels) and `color` (in: zeros; out: RGB intensity, shadows included). The result is unused. */
 typedef int32_t (*IlluminateOperation)(HostItemID light, const double point[3], double vector[3],
                                        double color[3]);
-/* Traces a ray; `direction` is a unit vector. Returns the distance to what it hits, negative when it hits
- * nothing. */
+
+/* Traces a ray; `direction` is a unit vector, or zeros when the script passed zeros. `color` (in: zeros) is
+ * what the ray sees; a surface of the module that it meets is shaded without evaluate(). Returns the distance
+ * to what it hits, negative when it hits nothing. */
 typedef double (*RayTraceOperation)(const double point[3], const double direction[3], double color[3]);
 
-/* One shading sample. The host fills it, the module's `evaluate` changes the values from wNorm to roughness.
- */
+/* One shading sample, a record of the host. It fills all of it, with the surface's own values from wNorm to
+ * roughness; the script reads them and writes what it changes straight into the record, without a limit to
+ * any range. Nothing else in it is written, and nothing refers to it after evaluate() has returned. */
 typedef struct ShadingSample {
     int32_t sx, sy;      /* pixel */
     double oPos[3];      /* position, object space */
@@ -108,7 +159,7 @@ typedef struct ShadingSample {
     double rayLength;    /* its length */
     double cosine;       /* cosine between the normal and the view direction */
     double oXfrm[9];     /* object to world rotation, row by row */
-    double wXfrm[9];     /* world to object rotation */
+    double wXfrm[9];     /* world to object rotation; scripts read oXfrm under this name too */
     HostItemID objID;    /* the mesh object */
     int32_t polNum;      /* polygon number */
     double wNorm[3];     /* shading normal, world space */
@@ -120,11 +171,12 @@ typedef struct ShadingSample {
     double transparency;
     double eta; /* refraction index */
     double roughness;
-    IlluminateOperation illuminate;
-    RayTraceOperation rayTrace;
+    IlluminateOperation illuminate; /* null: the script's illuminate() fails with a message */
+    RayTraceOperation rayTrace;     /* null: the script's raytrace() does */
 } ShadingSample;
 
-/* Bits of the mask that `flags` returns: the values that the script may change. 0 stands for all. */
+/* Bits of the mask that `flags` returns: the values that the script may change. 0 stands for all. RAYTRACE
+ * says that the script traces rays. */
 enum HxShaderFlag {
     HXSF_NORMAL = 1 << 0,
     HXSF_COLOR = 1 << 1,
@@ -138,55 +190,102 @@ enum HxShaderFlag {
     HXSF_RAYTRACE = 1 << 10
 };
 
-/* ---- state I/O
- * ------------------------------------------------------------------------------------------------ */
+/* ---- state I/O ---- */
 
 enum HxStateMode { HX_STATE_BINARY = 0, HX_STATE_TEXT = 1 };
 
-/* Text mode: `read` stores one line without its newline, NUL-terminated, at most size - 1 characters, and
- * returns its length; 0 for an empty line, negative at the end. Binary mode: returns the number of bytes
- * read, 0 at the end. */
+/* A state is what the host stores for an instance in its scene: lines in a text scene, bytes in a binary one.
+ * It names the script; a host that wants to attach a script just makes up such a state.
+ *
+ *   text     a line "Script PATH": one blank, and all after it is the path
+ *   binary   a 32-bit number in the machine's byte order, the length of the path with its terminator; then
+ *            the path with its terminator
+ *
+ * The module writes the full path in upper case, and reads relative and native ones as well. At most 8192
+ * bytes count. Any mode but HX_STATE_TEXT is binary. `handle` is the host's; the module passes it back.
+ * A state is used during load() or save() only. */
+
 typedef struct LoadState {
     int32_t mode;
     void* handle;
+    /* Text: stores one line without its newline, at most size - 1 characters and a terminator, and returns
+     * its length. 0 is an empty line, which is skipped; the end is negative, and 0 for ever never ends.
+     * Binary: stores up to `size` bytes, without a terminator, and returns how many; 0 at the end. */
     int32_t (*read)(void* handle, char* buffer, int32_t size);
 } LoadState;
 
-/* Text mode: each `write` is one line (the host adds the newline). */
 typedef struct SaveState {
     int32_t mode;
     void* handle;
+    /* Text: one line of `size` characters, to which the host adds the newline. Binary: `size` bytes. */
     void (*write)(void* handle, const char* buffer, int32_t size);
 } SaveState;
 
-/* ---- what the ShaderHandler activation fills
- * ------------------------------------------------------------------ */
+/* ---- what the ShaderHandler activation fills ---- */
 
+/* One use of the shader on one surface: made by create(), valid until destroy(). */
 typedef void* HxInstance;
 
+/* What the host calls, from create() to destroy() in any order. Where a script's function is named, it runs
+ * when the script defines it; its failures are shown, and the host goes on as if it had returned. */
 typedef struct ShaderHandlerRecord {
+    /* A new instance without a script. `error` is never written. Null when memory is out. */
     HxInstance (*create)(const char** error);
+
+    /* Ends an instance. Where no copy shares its script any more, the script's `destroy` runs and the script
+     * is unloaded. After the last instance of all, services are released (see HostGlobal). */
     void (*destroy)(HxInstance);
+
+    /* From now on both instances run the source's script with one state, including its variables; loading
+     * another into one of them changes both. What the destination had goes, without its `destroy`. */
     const char* (*copy)(HxInstance source, HxInstance destination);
+
+    /* Compiles the script that the state names and runs its code outside functions, then its `create` and
+     * `load`. It replaces an earlier script, whose `destroy` does not run.
+     * A state of another form loads nothing, without a message; a file that does not compile is told of in
+     * messages. Either way the instance keeps what it had. Whether it has a script now can be told from
+     * describe() and save(). In this version a script's `load` reads nothing more of the state. */
     const char* (*load)(HxInstance, const LoadState*);
+
+    /* Writes the state from which load() gets the same script, then runs the script's `save`, which can add
+     * nothing to it in this version. Without a script nothing is written, not even an empty line. */
     const char* (*save)(HxInstance, const SaveState*);
+
+    /* Before rendering: the script's `init`. */
     const char* (*init)(HxInstance);
+
+    /* After rendering: the script's `cleanup`. */
     void (*cleanup)(HxInstance);
-    const char* (*newTime)(HxInstance, int32_t frame, double time);
+
+    /* Before the first sample of a frame: the script's `newtime`, with both numbers. */
+    const char* (*newTime)(HxInstance, int32_t frame, double time /* seconds */);
+
+    /* For each sample: the script's `process`. Without a script, or after a run that was aborted (a fatal
+     * error, too many errors, KestrelRunWatch), the sample stays as it is. Samples are shaded again once
+     * another callback has run a function of the script without that. */
     void (*evaluate)(HxInstance, ShadingSample*);
+
+    /* Which values the script may change, by its `flags`: bits of HxShaderFlag. 0 without such a function, or
+     * when it failed or returned nothing. */
     uint32_t (*flags)(HxInstance);
-    const char* (*describe)(HxInstance);        /* a static buffer of the module */
-    const HostItemID* (*usedItems)(HxInstance); /* ends with 0; null when there are none */
+
+    /* A line for the user, at most 79 characters: "Kestrel/PT" without a script, then "Kestrel/PT - FILE" or
+     * what the script chose. It lies in a buffer of the module until the next describe() of any instance. */
+    const char* (*describe)(HxInstance);
+
+    /* The items that affect the surface, ending with 0; null for none, and in this version always. */
+    const HostItemID* (*usedItems)(HxInstance);
 } ShaderHandlerRecord;
 
-/* ---- host services
- * --------------------------------------------------------------------------------------------- */
+/* ---- host services ---- */
 
-#define HX_SERVICE_MESSAGES "Info Messages" /* InfoMessages */
-#define HX_SERVICE_FILE_REQUEST \
-    "File Request" /* FileRequest (a function pointer stored in FileRequestService) */
-#define HX_SERVICE_DIRECTORY_INFO "Directory Info"  /* DirectoryInfoService */
-#define HX_SERVICE_SYSTEM_INFO "System Information" /* a 32-bit word, not a record: see HX_SYSTEM_* */
+/* Names for HostGlobal, with the record that the lookup returns. All but those marked optional must be there.
+ * Those from items to images are looked up and kept, but this version calls none of their operations: a host
+ * that knows no scene may return records of nulls. The panels are not even looked up. */
+#define HX_SERVICE_MESSAGES "Info Messages"         /* InfoMessages */
+#define HX_SERVICE_FILE_REQUEST "File Request"      /* FileRequestService; optional on a render node */
+#define HX_SERVICE_DIRECTORY_INFO "Directory Info"  /* DirectoryInfoService; optional */
+#define HX_SERVICE_SYSTEM_INFO "System Information" /* HX_SYSTEM_*; optional: null is HX_SYSTEM_LAYOUT */
 #define HX_SERVICE_ITEM_INFO "HX Item Info"         /* ItemInfo */
 #define HX_SERVICE_OBJECT_INFO "HX Object Info"     /* ObjectInfo */
 #define HX_SERVICE_BONE_INFO "HX Bone Info"         /* BoneInfo */
@@ -196,26 +295,35 @@ typedef struct ShaderHandlerRecord {
 #define HX_SERVICE_IMAGE_LIST "HX Image List"       /* ImageList */
 #define HX_SERVICE_PANELS "HXPanelServices"
 
-/* Top four bits of the system-information word. */
+/* Which program the host is. This service is no record: the pointer that the lookup returns is itself the
+ * word, of which the top four bits count. Scripts ask for it with runningUnder(). */
 #define HX_SYSTEM_LAYOUT 0x00000000u
 #define HX_SYSTEM_MODELER 0x10000000u
-#define HX_SYSTEM_RENDER_NODE 0x20000000u /* has no file requester */
+#define HX_SYSTEM_RENDER_NODE 0x20000000u /* has no file dialog */
 
-/* Message boxes of two lines; the second may be null. */
+/* Message boxes of two lines. The second may be null; otherwise the first is mostly the script's path. Called
+ * from inside any callback or activation that compiles or runs a script. A null function drops the messages
+ * of its kind. */
 typedef struct InfoMessages {
     void (*info)(const char* line1, const char* line2);
     void (*error)(const char* line1, const char* line2);
     void (*warning)(const char* line1, const char* line2);
 } InfoMessages;
 
-/* File dialog. `fileName` (in: name or pattern) and `path` (in: start directory, out: chosen directory) are
- * in/out buffers, `fullName` receives the full path of the choice; each holds `size` characters. A result
- * below 1 means cancelled. */
+/* The file dialog. Called by "ShaderInterface" for a script; and while a script is compiled, for a file that
+ * it needs and that is nowhere on the library path: then only a file of the very name `fileName` will do.
+ *
+ * The buffers are the module's; each takes `size` characters and a terminator. In `fileName` stands a name,
+ * or patterns such as "*.ks;*.kxl"; in `path` where to start, maybe nothing, and on return the chosen
+ * directory; `fullName` receives the full path of the choice. A result below 1 means cancelled, as does a
+ * null function.
+ */
 typedef struct FileRequestService {
     int32_t (*fileRequest)(const char* title, char* fileName, char* path, char* fullName, int32_t size);
 } FileRequestService;
 
-/* @return the directory of that kind, null when there is none */
+/* Returns the host's directory of a kind such as "Install", "Images", "Scenes" or "Temp", or null when there
+ * is none. Called by a script's getdir(), which may ask for any text. The result is copied at once. */
 typedef struct DirectoryInfoService {
     const char* (*dirInfo)(const char* kind);
 } DirectoryInfoService;
