@@ -1,5 +1,5 @@
 /* The interface between the host application and the module `kestrel-pt.so`: the one header that a host
- * author reads, in plain C. A host of eighty lines stands in examples/host.
+ * author reads, in plain C. A host of ninety lines stands in examples/host.
  *
  * What a host does, in this order:
  *
