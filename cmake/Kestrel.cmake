@@ -6,6 +6,9 @@ set(KESTREL_WARNINGS
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # g++ 12 sees overlapping copies in std::string's operator+ at -O2 where there are none.
     list(APPEND KESTREL_WARNINGS -Wduplicated-cond -Wlogical-op -Wno-restrict)
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    list(APPEND KESTREL_WARNINGS -Wshadow-all -Wcomma -Wextra-semi -Wunreachable-code-aggressive
+        -Wmissing-variable-declarations -Wunused-member-function)
 endif()
 
 if(KESTREL_SANITIZE)
@@ -16,7 +19,8 @@ endif()
 
 # kestrel_library(folder SOURCES ... [GENERATED ...] [LINK ...] [TESTS ...])
 # Generated sources (scanner, parser) are built without our warnings. TESTS are the x_test.cpp files beside the sources;
-# they become one program `folder_test`.
+# they become one program `folder_test`. Another, `folder_link`, takes every object of the library and links it with LINK
+# alone, so that the build fails when the folder uses anything from above.
 function(kestrel_library NAME)
     cmake_parse_arguments(ARG "" "" "SOURCES;GENERATED;LINK;TESTS" ${ARGN})
     add_library(kestrel_${NAME} STATIC ${ARG_SOURCES})
@@ -27,6 +31,10 @@ function(kestrel_library NAME)
         add_library(kestrel_${NAME}_generated OBJECT ${ARG_GENERATED})
         target_include_directories(kestrel_${NAME}_generated PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
         target_sources(kestrel_${NAME} PRIVATE $<TARGET_OBJECTS:kestrel_${NAME}_generated>)
+    endif()
+    if(KESTREL_TESTS)
+        add_executable(${NAME}_link ${CMAKE_SOURCE_DIR}/tests/link_alone.cpp)
+        target_link_libraries(${NAME}_link PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,kestrel_${NAME}>)
     endif()
     if(KESTREL_TESTS AND ARG_TESTS)
         find_package(GTest REQUIRED)
