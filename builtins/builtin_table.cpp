@@ -1,54 +1,54 @@
 #include "builtins/builtin_table.h"
 
 #include "builtins/common/handlers.h"
+#include "builtins/common/subjects.h"
 #include "builtins/math/numeric.h"
+
+#include <algorithm>
 
 namespace kestrel {
 
 namespace builtins {
 
+namespace {
+
+/// Stands in for a function that is not there.
 void later(BuiltinCall& call) {
     call.fail("#ELine %d, %s() is not available", call.ctx.run.currentLine, call.name);
 }
-
-namespace {
 
 /// LAYOUT: without a host there is nobody to say otherwise.
 void runningUnderLayout(BuiltinCall& call) {
     call.resultInteger(1.0);
 }
 
-HostBuiltins withDefaults(HostBuiltins host) {
-    for (BuiltinHandler* handler : {&host.setdesc, &host.illuminate, &host.raytrace, &host.getdir})
-        if (*handler == nullptr) *handler = later;
-    if (host.runningUnder == nullptr) host.runningUnder = runningUnderLayout;
-    return host;
-}
-
-#define KESTREL_HANDLER_Inline(handler) handler
-#define KESTREL_HANDLER_Handler(handler) handler
-#define KESTREL_HANDLER_Host(handler) host.handler
-#define KESTREL_HANDLER_Later(handler) handler
-
-std::vector<BuiltinEntry> makeRows(const HostBuiltins& host) {
-    return {
-#define KESTREL_BUILTIN(name, id, argCount, family, handler, signature, description) \
-    {name, id, argCount, KESTREL_HANDLER_##family(handler), signature, description},
+constexpr BuiltinEntry kRows[] = {
+#define KESTREL_BUILTIN(name, argCount, family, handler, subject, ...) \
+    {name, argCount, handler, BuiltinFamily::family, subjects::k##subject, __VA_ARGS__},
+#define KESTREL_HOST_PLACE(name, argCount, withoutHost) {name, argCount, withoutHost, BuiltinFamily::Host},
 #include "builtins/common/builtins.def"
 #undef KESTREL_BUILTIN
-    };
-}
+#undef KESTREL_HOST_PLACE
+};
 
-#undef KESTREL_HANDLER_Inline
-#undef KESTREL_HANDLER_Handler
-#undef KESTREL_HANDLER_Host
-#undef KESTREL_HANDLER_Later
+std::vector<BuiltinEntry> completed(std::span<const BuiltinEntry> host) {
+    std::vector<BuiltinEntry> rows(std::begin(kRows), std::end(kRows));
+    for (const BuiltinEntry& row : host) {
+        const auto place = std::ranges::find(rows, row.name, &BuiltinEntry::name);
+        if (place != rows.end()) {
+            *place = row;
+        } else {
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
 
 }  // namespace
 
 }  // namespace builtins
 
-BuiltinLibrary::BuiltinLibrary(const HostBuiltins& host)
-    : rows_(builtins::makeRows(builtins::withDefaults(host))), table_(rows_) {}
+BuiltinLibrary::BuiltinLibrary(std::span<const BuiltinEntry> host)
+    : rows_(builtins::completed(host)), table_(rows_) {}
 
 }  // namespace kestrel

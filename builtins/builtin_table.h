@@ -3,24 +3,19 @@
 
 #include "engine/context/builtin.h"
 
+#include <span>
 #include <vector>
 
 namespace kestrel {
 
-/// Handlers that come from above. A function without one is "not available", apart from runningUnder(), which
-/// says that the animation program runs the script.
-struct HostBuiltins {
-    BuiltinHandler setdesc = nullptr;
-    BuiltinHandler illuminate = nullptr;
-    BuiltinHandler raytrace = nullptr;
-    BuiltinHandler runningUnder = nullptr;
-    BuiltinHandler getdir = nullptr;
-};
-
 /// Owns the rows; contexts borrow the table.
 class BuiltinLibrary {
 public:
-    explicit BuiltinLibrary(const HostBuiltins& host = {});
+    /// @param host  the host's own rows: each takes the place of the row of its name; others are added.
+    /// Without
+    ///              a host its functions are "not available", apart from runningUnder(), which says that the
+    ///              animation program runs the script.
+    explicit BuiltinLibrary(std::span<const BuiltinEntry> host = {});
     BuiltinLibrary(const BuiltinLibrary&) = delete;
     BuiltinLibrary& operator=(const BuiltinLibrary&) = delete;
 

@@ -64,7 +64,7 @@ protected:
         CodeNode node;
         node.argc = argc < 0 ? static_cast<int>(args.size()) : argc;
         return leftBy(name, args, [&] {
-            BuiltinCall builtin(ctx, node, row->id, row->name);
+            BuiltinCall builtin(ctx, node, row->name);
             row->handler(builtin);
         });
     }

@@ -110,8 +110,8 @@ protected:
 
 private:
     EngineServices services() {
-        static constexpr BuiltinEntry kRows[] = {{"sin", 1, 1, nullptr, "", ""},
-                                                 {"sleep", 2, 1, nullptr, "", ""}};
+        static constexpr BuiltinEntry kRows[] = {{"sin", 1, nullptr, BuiltinFamily::Scalar},
+                                                 {"sleep", 1, nullptr, BuiltinFamily::Handler}};
         static const BuiltinTable table(kRows);
         EngineServices services;
         services.messages = &collector_;

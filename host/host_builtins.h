@@ -3,17 +3,15 @@
 
 #include "engine/context/builtin.h"
 
+#include <span>
+
 namespace kestrel {
 
-/// illuminate(light, point, vector): light and colour at a point, from the host; six numbers.
-void illuminateBuiltin(BuiltinCall& call);
-/// raytrace(point, direction): distance and colour of what a ray hits, from the host; four numbers.
-void raytraceBuiltin(BuiltinCall& call);
-/// setdesc(...): sets the line that describes the instance to the arguments' texts.
-void setdescBuiltin(BuiltinCall& call);
-/// runningUnder(): which of its programs the host is.
-void runningUnderBuiltin(BuiltinCall& call);
-/// getdir(which): one of the host's directories.
-void getdirBuiltin(BuiltinCall& call);
+#define KESTREL_HOST_BUILTIN(name, argCount, handler, ...) void handler(BuiltinCall& call);
+#include "host/host_builtins.def"
+#undef KESTREL_HOST_BUILTIN
+
+/// Their rows, for a BuiltinLibrary.
+[[nodiscard]] std::span<const BuiltinEntry> hostBuiltins() noexcept;
 
 }  // namespace kestrel

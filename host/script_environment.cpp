@@ -5,14 +5,7 @@
 namespace kestrel {
 
 ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings)
-    : libraryPath(store, settings),
-      messages_(messages),
-      watch_(watch),
-      builtins_(HostBuiltins{.setdesc = setdescBuiltin,
-                             .illuminate = illuminateBuiltin,
-                             .raytrace = raytraceBuiltin,
-                             .runningUnder = runningUnderBuiltin,
-                             .getdir = getdirBuiltin}) {}
+    : libraryPath(store, settings), messages_(messages), watch_(watch), builtins_(hostBuiltins()) {}
 
 EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     EngineServices services;

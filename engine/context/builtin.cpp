@@ -19,4 +19,13 @@ void BuiltinCall::results(std::span<const ValueCell> cells) {
     ctx.stack.push(ValueCell::ofCount(static_cast<int>(cells.size())));
 }
 
+BuiltinTable::BuiltinTable(std::span<const BuiltinEntry> rows) : rows_(rows) {
+    for (const BuiltinEntry& row : rows) firstOfName_.emplace(row.name, &row);
+}
+
+const BuiltinEntry* BuiltinTable::find(std::string_view name) const noexcept {
+    const auto found = firstOfName_.find(name);
+    return found != firstOfName_.end() ? found->second : nullptr;
+}
+
 }  // namespace kestrel

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 
 namespace kestrel {
 
@@ -15,17 +16,15 @@ namespace kestrel {
 /// given are released then, so texts borrowed from arguments must not be used afterwards.
 class BuiltinCall {
 public:
-    BuiltinCall(EngineContext& context, const CodeNode& call, int builtinId, std::string_view builtinName)
+    BuiltinCall(EngineContext& context, const CodeNode& call, std::string_view builtinName)
         : ctx(context),
           node(call),
-          id(builtinId),
           name(builtinName),
           argc(call.argc),
           base_(context.stack.size() - call.argc) {}
 
     EngineContext& ctx;
     const CodeNode& node;
-    const int id;
     const std::string_view name;
     const int argc;
 
@@ -91,29 +90,39 @@ private:
 
 using BuiltinHandler = void (*)(BuiltinCall& call);
 
+/// What a built-in is made of; the tables of rows tell more.
+enum class BuiltinFamily : std::uint8_t {
+    Scalar,   ///< an adapter around a function of one or two numbers
+    Inline,   ///< arithmetic that checks nothing
+    Handler,  ///< checks its arguments
+    Host,     ///< needs the host
+    Later,    ///< not implemented yet
+};
+
 /// A row of the built-in table.
 struct BuiltinEntry {
     std::string_view name;
-    std::int32_t id;
     std::int32_t argCount;   ///< exact number of arguments, -1 for any
     BuiltinHandler handler;  ///< never null: rows without an implementation report so
-    std::string_view signature;
-    std::string_view description;
+    BuiltinFamily family;
+    std::string_view subject = {};  ///< for the reader, as all that follows
+    std::string_view signature = {};
+    std::string_view description = {};
+    std::string_view example = {};
 };
 
 /// The ordered table. Lookup returns the first row of a name.
 class BuiltinTable {
 public:
-    explicit BuiltinTable(std::span<const BuiltinEntry> rows) : rows_(rows) {}
-    [[nodiscard]] const BuiltinEntry* find(std::string_view name) const noexcept {
-        for (const BuiltinEntry& row : rows_)
-            if (row.name == name) return &row;
-        return nullptr;
-    }
+    /// @param rows  outlive the table
+    explicit BuiltinTable(std::span<const BuiltinEntry> rows);
+    /// @return null when no row has the name
+    [[nodiscard]] const BuiltinEntry* find(std::string_view name) const noexcept;
     [[nodiscard]] std::span<const BuiltinEntry> rows() const noexcept { return rows_; }
 
 private:
     std::span<const BuiltinEntry> rows_;
+    std::unordered_map<std::string_view, const BuiltinEntry*> firstOfName_;
 };
 
 }  // namespace kestrel

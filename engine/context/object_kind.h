@@ -232,7 +232,7 @@ class MethodCall : public BuiltinCall {
 public:
     MethodCall(EngineContext& context, const CodeNode& call, Variable& variable, const MethodRow& methodRow,
                const ObjectKind& objectKind)
-        : BuiltinCall(context, call, 0, methodRow.name), object(variable), row(methodRow), kind(objectKind) {}
+        : BuiltinCall(context, call, methodRow.name), object(variable), row(methodRow), kind(objectKind) {}
 
     Variable& object;  ///< named before the dot
     const MethodRow& row;

@@ -46,7 +46,7 @@ void callBuiltin(EngineContext& ctx, const CodeNode& node) {
         ctx.stack.push(ValueCell::ofNil());
         return;
     }
-    BuiltinCall call(ctx, node, entry.id, entry.name);
+    BuiltinCall call(ctx, node, entry.name);
     entry.handler(call);
 }
 
