@@ -17,7 +17,7 @@ inline constexpr std::string_view kPrograms = "Programs and the machine";
 inline constexpr std::string_view kPanels = "Panels";
 
 /// All of them, in the order of the reference.
-inline constexpr std::string_view kAll[] = {kNumbers, kVectors, kScene,    kValues,   kTexts,
-                                            kMessages, kFiles,  kStorage, kPrograms, kPanels};
+inline constexpr std::string_view kAll[] = {kNumbers,  kVectors, kScene,   kValues,   kTexts,
+                                            kMessages, kFiles,   kStorage, kPrograms, kPanels};
 
 }  // namespace kestrel::builtins::subjects
