@@ -124,7 +124,7 @@ void Preprocessor::directive(std::string_view line) {
         Handler handler;
     };
     static constexpr Row kRows[] = {
-#define KESTREL_PRAGMA(name, handler) {name, &Preprocessor::handler},
+#define KESTREL_PRAGMA(name, handler, ...) {name, &Preprocessor::handler},
 #include "frontend/pragmas.def"
 #undef KESTREL_PRAGMA
     };

@@ -58,7 +58,7 @@ private:
     void endlessDefine(const std::string& name);
     [[nodiscard]] SourcePos currentPlace() const noexcept;
 
-#define KESTREL_PRAGMA(name, handler) void handler(std::string_view argument);
+#define KESTREL_PRAGMA(name, handler, ...) void handler(std::string_view argument);
 #include "frontend/pragmas.def"
 #undef KESTREL_PRAGMA
 

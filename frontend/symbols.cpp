@@ -122,32 +122,25 @@ void Compiler::definePredefinedNames() {
         double value;
     };
     static constexpr NumericConstant kConstants[] = {
-#define KESTREL_NUMBER(name, value) {#name, Number, value},
-#define KESTREL_INTEGER(name, value) {#name, Integer, value},
-#define KESTREL_OBJECT(name, tag)
+#define KESTREL_NUMBER(name, value, description) {#name, Number, value},
+#define KESTREL_INTEGER(name, value, description) {#name, Integer, value},
 #include "frontend/predefined.def"
-#undef KESTREL_NUMBER
-#undef KESTREL_INTEGER
-#undef KESTREL_OBJECT
     };
     struct ObjectName {
         std::string_view name;
         std::int32_t type;
     };
     static constexpr ObjectName kObjects[] = {
-#define KESTREL_NUMBER(name, value)
-#define KESTREL_INTEGER(name, value)
-#define KESTREL_OBJECT(name, tag) {#name, tag},
+#define KESTREL_OBJECT(name, tag, status, description) {#name, tag},
 #include "frontend/predefined.def"
-#undef KESTREL_NUMBER
-#undef KESTREL_INTEGER
-#undef KESTREL_OBJECT
     };
 
     for (const NumericConstant& constant : kConstants)
         predefine(constant.name, constant.type, kConstant)->number = constant.value;
     const std::string instance = "pt" + std::to_string(ctx_.instanceNumber);
-    predefine("INSTANCE", String, kVarConst)->object = const_cast<char*>(ctx_.pool.keep(instance));
+#define KESTREL_INSTANCE(name, description) \
+    predefine(#name, String, kVarConst)->object = const_cast<char*>(ctx_.pool.keep(instance));
+#include "frontend/predefined.def"
     for (const ObjectName& object : kObjects) predefine(object.name, object.type, kVarConst);
     declaring_ = false;
 }
