@@ -47,5 +47,6 @@ void addRunCommand(CLI::App& app, Invocation& invocation);
 void addShadeCommand(CLI::App& app, Invocation& invocation);
 void addRenderCommand(CLI::App& app, Invocation& invocation);
 void addBenchCommand(CLI::App& app, Invocation& invocation);
+void addHelpCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace kestrel::cli

@@ -19,6 +19,7 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addShadeCommand(app, invocation);
     addRenderCommand(app, invocation);
     addBenchCommand(app, invocation);
+    addHelpCommand(app, invocation);
 }
 
 std::string usageProblem(const CLI::App* app, const CLI::Error& error) {

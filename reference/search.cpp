@@ -1,0 +1,138 @@
+#include "reference/search.h"
+
+#include "platform/ascii.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+#include <utility>
+
+namespace kestrel::reference {
+
+namespace {
+
+constexpr std::size_t kMostSuggestions = 5;
+constexpr std::size_t kOutOfSight = 1000;
+
+/// Without what only says that it is a call or a directive.
+std::string_view bareName(std::string_view name) noexcept {
+    constexpr std::string_view kPragma = "pragma ";
+    if (name.starts_with('#') || name.starts_with('@')) name.remove_prefix(1);
+    if (name.starts_with(kPragma)) name.remove_prefix(kPragma.size());
+    return name.substr(0, name.find('('));
+}
+
+/// What follows the last point; all of a name without one.
+std::string_view memberName(std::string_view name) noexcept {
+    return name.substr(name.rfind('.') + 1);
+}
+
+template <class Matches>
+std::vector<Match> entriesWhere(std::span<const Section> catalog, Matches matches) {
+    std::vector<Match> found = everything(catalog);
+    std::erase_if(found, [&](const Match& match) { return !matches(std::string_view(match.entry->name)); });
+    return found;
+}
+
+/// How many letters must be put in, left out or exchanged to make one text of the other, whatever their case.
+std::size_t distance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t exchanged = diagonal + (ascii::lower(a[i]) == ascii::lower(b[j]) ? 0 : 1);
+            diagonal = std::exchange(row[j + 1], std::min({exchanged, row[j] + 1, row[j + 1] + 1}));
+        }
+    }
+    return row.back();
+}
+
+/// How far a name is from what was asked for; a beginning counts as near.
+/// @return kOutOfSight for what was surely not meant
+std::size_t remoteness(std::string_view asked, std::string_view name) {
+    constexpr std::size_t kLeastBeginning = 3;
+    const std::size_t away = distance(asked, name);
+    if (away <= std::max<std::size_t>(1, asked.size() / 3)) return away;
+    const bool begins =
+        asked.size() >= kLeastBeginning && ascii::equalIgnoringCase(asked, name.substr(0, asked.size()));
+    return begins ? 1 + name.size() - asked.size() : kOutOfSight;
+}
+
+bool isTitle(std::string_view title, std::string_view name) {
+    return ascii::equalIgnoringCase(title, name) || ascii::equalIgnoringCase(firstWord(title), name);
+}
+
+}  // namespace
+
+std::string firstWord(std::string_view title) {
+    std::string word(title.substr(0, title.find_first_of(" ,;")));
+    std::ranges::transform(word, word.begin(), ascii::lower);
+    return word;
+}
+
+std::vector<Match> find(std::span<const Section> catalog, std::string_view name) {
+    const std::string_view asked = bareName(name);
+    std::vector<Match> found = entriesWhere(
+        catalog, [&](std::string_view entry) { return entry == asked || memberName(entry) == asked; });
+    if (found.empty() && asked.find('.') != std::string_view::npos) {
+        // The name of a variable stands before the point.
+        found = entriesWhere(catalog, [&](std::string_view entry) {
+            return entry.find('.') != std::string_view::npos && memberName(entry) == memberName(asked);
+        });
+    }
+    if (found.empty()) {
+        found = entriesWhere(catalog, [&](std::string_view entry) {
+            return ascii::equalIgnoringCase(entry, asked) ||
+                   ascii::equalIgnoringCase(memberName(entry), asked);
+        });
+    }
+    return found;
+}
+
+std::vector<Topic> findTopics(std::span<const Section> catalog, std::string_view name) {
+    std::vector<Topic> found;
+    for (const Section& section : catalog) {
+        if (ascii::equalIgnoringCase(section.topic, name)) {
+            found.push_back({&section, nullptr});
+        } else if (section.groupsAreTopics) {
+            for (const Group& group : section.groups)
+                if (isTitle(group.title, name)) found.push_back({&section, &group});
+        }
+    }
+    return found;
+}
+
+std::vector<Match> everything(std::span<const Section> catalog) {
+    std::vector<Topic> topics;
+    for (const Section& section : catalog) topics.push_back({&section, nullptr});
+    return entriesOf(topics);
+}
+
+std::vector<Match> entriesOf(std::span<const Topic> topics) {
+    std::vector<Match> entries;
+    for (const Topic& topic : topics)
+        for (const Group& group : topic.section->groups)
+            if (topic.group == nullptr || topic.group == &group)
+                for (const Entry& entry : group.entries) entries.push_back({topic.section, &group, &entry});
+    return entries;
+}
+
+std::vector<std::string> nearNames(std::span<const Section> catalog, std::string_view name) {
+    const std::string_view asked = bareName(name);
+    std::vector<std::pair<std::size_t, std::string>> near;
+    for (const Match& match : everything(catalog)) {
+        const std::string_view whole = match.entry->name;
+        const std::size_t away = std::min(remoteness(asked, whole), remoteness(asked, memberName(whole)));
+        if (away < kOutOfSight) near.emplace_back(away, whole);
+    }
+    std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
+    std::vector<std::string> names;
+    for (const auto& [away, text] : near) {
+        if (names.size() == kMostSuggestions) break;
+        if (std::ranges::find(names, text) == names.end()) names.push_back(text);
+    }
+    return names;
+}
+
+}  // namespace kestrel::reference
