@@ -84,7 +84,7 @@ int help(const CLI::App& app, const std::string& name, const Invocation& invocat
 
 void addHelpCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
-        "help", "Tells what a name of the language means: a function, a directive, a constant ...");
+        "help", "Tells what a name of the language means: a function, a member, a directive, a constant ...");
     const auto name = std::make_shared<std::string>();
     command->add_option("NAME", *name, "The name, a topic or a command; without it, all topics are shown")
         ->type_name("");

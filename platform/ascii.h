@@ -21,6 +21,9 @@ namespace kestrel::ascii {
 [[nodiscard]] constexpr char lower(char c) noexcept {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
+[[nodiscard]] constexpr char upper(char c) noexcept {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 [[nodiscard]] constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return lower(x) == lower(y); });

@@ -3,7 +3,10 @@
 #include "builtins/builtin_table.h"
 #include "builtins/common/subjects.h"
 #include "host/host_builtins.h"
+#include "host/object_kinds.h"
+#include "platform/ascii.h"
 
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -15,17 +18,30 @@ namespace {
 constexpr bool Now = true;
 constexpr bool Later = false;
 
-/// @param form     alternatives have a " | " between them
+/// The alternatives of a form: those with a " | " between them, outside of brackets.
+std::vector<std::string> alternatives(std::string_view form) {
+    constexpr std::string_view kOr = " | ";
+    std::vector<std::string> found(1);
+    int depth = 0;
+    while (!form.empty()) {
+        if (depth == 0 && form.starts_with(kOr)) {
+            found.emplace_back();
+            form.remove_prefix(kOr.size());
+            continue;
+        }
+        if (form.front() == '[') ++depth;
+        if (form.front() == ']') --depth;
+        found.back() += form.front();
+        form.remove_prefix(1);
+    }
+    return found;
+}
+
 /// @param example  its result stands behind "  // "
 Entry makeEntry(std::string_view name, std::string_view form, std::string_view description,
                 bool available = Now, std::string_view example = {}) {
-    constexpr std::string_view kOr = " | ";
     constexpr std::string_view kGives = "  // ";
-    Entry entry{std::string(name), {}, std::string(description), {}, available};
-    for (std::size_t at = 0; (at = form.find(kOr)) != std::string_view::npos;
-         form.remove_prefix(at + kOr.size()))
-        entry.forms.emplace_back(form.substr(0, at));
-    entry.forms.emplace_back(form);
+    Entry entry{std::string(name), alternatives(form), std::string(description), {}, available};
     const std::size_t gives = example.find(kGives);
     entry.example.code = example.substr(0, gives);
     if (gives != std::string_view::npos) entry.example.result = example.substr(gives + kGives.size());
@@ -70,6 +86,63 @@ Section functions() {
     return section;
 }
 
+std::string_view typeName(MemberType type) {
+    switch (type) {
+        case MemberType::Integer:
+            return " An Integer.";
+        case MemberType::Text:
+            return " A text.";
+        case MemberType::Vector:
+            return " A Vector.";
+        case MemberType::Object:
+            return " An object.";
+        case MemberType::Number:
+        case MemberType::Nothing:
+            break;
+    }
+    return "";
+}
+
+/// @param variable  what stands for the object
+Entry makeEntry(const MemberRow& row, std::string_view variable) {
+    const std::string name = std::string(variable) + '.' + std::string(row.name);
+    std::string description = std::string(row.description) + std::string(typeName(row.type));
+    if (row.elements > 1) description += " i is 1 to " + std::to_string(row.elements) + ".";
+    if (row.write == nullptr) description += " Read-only.";
+    return makeEntry(name, row.elements > 1 ? name + "[i]" : name, description);
+}
+
+Section members() {
+    Section section{"members",
+                    "Methods and data members",
+                    "Method or data member",
+                    "What a variable has by what it holds. A method that is called wrongly reports an error "
+                    "and gives nil.",
+                    {"", "Written", "Meaning"},
+                    {},
+                    true};
+    const ObjectKinds kinds;
+    std::set<const MethodRow*> shown;  // kinds share the methods of all values
+    for (ObjectKind* kind : kinds.table().all()) {
+        for (const ObjectInterface& interface : kind->interfaces()) {
+            Group group{std::string(interface.label()), {}};
+            group.title.front() = ascii::upper(group.title.front());
+            std::string variable(1, ascii::lower(interface.label().front()));
+            if (!interface.methods().empty() && shown.insert(interface.methods().data()).second) {
+                for (const MethodRow& row : interface.methods()) {
+                    const std::string_view name = row.signature.substr(0, row.signature.find('('));
+                    variable = name.substr(0, name.find('.'));
+                    group.entries.push_back(makeEntry(name, row.signature, row.description));
+                }
+            }
+            for (const MemberRow& row : interface.members())
+                group.entries.push_back(makeEntry(row, variable));
+            if (!group.entries.empty()) section.groups.push_back(std::move(group));
+        }
+    }
+    return section;
+}
+
 Section directives() {
     const std::vector<Entry> entries = {
 #define KESTREL_PRAGMA(name, handler, status, form, description) makeEntry(name, form, description, status),
@@ -110,7 +183,7 @@ Section constants() {
 }  // namespace
 
 std::vector<Section> makeCatalog() {
-    return {keywords(), functions(), directives(), constants()};
+    return {keywords(), functions(), members(), directives(), constants()};
 }
 
 }  // namespace kestrel::reference

@@ -44,6 +44,8 @@ struct Section {
     Columns columns;
     std::vector<Group> groups;
     bool groupsAreTopics = false;  ///< each can be asked for by its title or the first word of it
+    bool formsAreTexts =
+        false;  ///< what the system says, with %s and %d: can be asked for by these words, too
 };
 
 /// @return all sections, in the order of the reference

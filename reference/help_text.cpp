@@ -76,7 +76,7 @@ std::string describe(const Topic& topic) {
 
 std::string overview(std::span<const Section> catalog) {
     std::string text =
-        "kestrel help NAME    tells what a name means: a function, a directive, a constant ...\n"
+        "kestrel help NAME    tells what a name means: a function, a member, a constant ...\n"
         "kestrel help TOPIC   lists the names of a topic\n"
         "\n"
         "Topics:\n";

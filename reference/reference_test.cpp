@@ -9,6 +9,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kestrel::reference {
@@ -104,10 +105,39 @@ TEST(Reference, NamesAreFoundAsTheyAreWritten) {
     EXPECT_EQ(found("#pragma strict"), "pragmas:strict ");
     EXPECT_EQ(found("@insert"), "pragmas:insert ");
     EXPECT_EQ(found("SIN"), "functions:sin ");
-    EXPECT_EQ(found("File"), "functions:File ") << "not file, which differs";
+    EXPECT_EQ(found("strLeft"), "functions:strleft ");
+    EXPECT_EQ(found("File"), "functions:File [File] ") << "not file, which differs";
+    for (const char* name : {"color", "sa.color", "sample.color[1]", "shading sample.color"})
+        EXPECT_EQ(found(name), "members:sa.color ") << name;
+    EXPECT_EQ(found("File.read"), "members:f.read ");
+    EXPECT_EQ(found("v.x"), "members:v.x ");
     EXPECT_EQ(found("vectors"), "[Vectors and points] ");
     EXPECT_EQ(found("pragmas"), "[Directives] ");
     EXPECT_EQ(found(""), "");
+}
+
+TEST(Reference, MessagesAreFoundByWhatTheySay) {
+    std::vector<Section> messages(1);
+    messages[0].formsAreTexts = true;
+    messages[0].groups.resize(1);
+    const auto add = [&](std::string name, std::vector<std::string> forms) {
+        messages[0].groups[0].entries.push_back({std::move(name), std::move(forms), "", {}, true});
+    };
+    add("count", {"bad count to %s()"});
+    add("count-of", {"bad count to %s(): %d"});
+    add("any", {"%s"});
+    add("lines", {"first line", "bad second"});
+    const auto names = [&](std::string_view text) {
+        std::vector<std::string> found;
+        for (const Match& match : find(messages, text)) found.push_back(match.entry->name);
+        return joined(found);
+    };
+    EXPECT_EQ(names("count"), "count ") << "a name comes first";
+    EXPECT_EQ(names("Line 3, bad count to sin()"), "count ");
+    EXPECT_EQ(names("Line 3, bad count to sin(): 3"), "count-of ") << "which says more of it";
+    EXPECT_EQ(names("A.KS, bad second"), "lines ");
+    EXPECT_EQ(names("bad"), "count count-of lines ");
+    EXPECT_EQ(names("good"), "");
 }
 
 TEST(Reference, NearNamesAreSuggested) {

@@ -3,7 +3,7 @@
 #include "platform/ascii.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <functional>
 #include <numeric>
 #include <utility>
 
@@ -19,7 +19,7 @@ std::string_view bareName(std::string_view name) noexcept {
     constexpr std::string_view kPragma = "pragma ";
     if (name.starts_with('#') || name.starts_with('@')) name.remove_prefix(1);
     if (name.starts_with(kPragma)) name.remove_prefix(kPragma.size());
-    return name.substr(0, name.find('('));
+    return name.substr(0, name.find_first_of("(["));
 }
 
 /// What follows the last point; all of a name without one.
@@ -32,6 +32,58 @@ std::vector<Match> entriesWhere(std::span<const Section> catalog, Matches matche
     std::vector<Match> found = everything(catalog);
     std::erase_if(found, [&](const Match& match) { return !matches(std::string_view(match.entry->name)); });
     return found;
+}
+
+/// The members that a name with a point can mean. Before the point stands a kind of objects, or else the name
+/// of any variable.
+std::vector<Match> membersOf(std::span<const Section> catalog, std::string_view name) {
+    const std::size_t point = name.rfind('.');
+    if (point == std::string_view::npos) return {};
+    std::vector<Match> found = entriesWhere(catalog, [&](std::string_view entry) {
+        return entry.find('.') != std::string_view::npos && memberName(entry) == memberName(name);
+    });
+    const auto ofKind = [&](const Match& match) {
+        return ascii::equalIgnoringCase(match.group->title, name.substr(0, point));
+    };
+    if (std::ranges::any_of(found, ofKind)) std::erase_if(found, std::not_fn(ofKind));
+    return found;
+}
+
+/// How much of a message is found in a text, which may say more around it. Each %s or %d stands for anything.
+/// @return 0 when some of it is missing
+std::size_t saidIn(std::string_view text, std::string_view message) {
+    std::size_t said = 0;
+    while (!message.empty()) {
+        const std::size_t end = std::min(message.find('%'), message.size());
+        const std::string_view piece = message.substr(0, end);
+        const std::size_t at = text.find(piece);
+        if (at == std::string_view::npos) return 0;
+        text.remove_prefix(at + piece.size());
+        message.remove_prefix(std::min(end + 2, message.size()));
+        said += piece.size();
+    }
+    return said;
+}
+
+/// The messages of which most is found in a text; without any, those that contain the text.
+std::vector<Match> messagesLike(std::span<const Section> catalog, std::string_view text) {
+    std::vector<Match> found;
+    std::vector<Match> containing;
+    std::size_t most = 1;
+    for (const Match& match : everything(catalog)) {
+        if (!match.section->formsAreTexts) continue;
+        std::size_t said = 0;
+        bool contains = false;
+        for (const std::string& form : match.entry->forms) {
+            said = std::max(said, saidIn(text, form));
+            contains = contains || form.find(text) != std::string::npos;
+        }
+        if (contains) containing.push_back(match);
+        if (said > most) found.clear();
+        most = std::max(most, said);
+        if (said == most) found.push_back(match);
+    }
+    return found.empty() ? containing : found;
 }
 
 /// How many letters must be put in, left out or exchanged to make one text of the other, whatever their case.
@@ -75,18 +127,14 @@ std::vector<Match> find(std::span<const Section> catalog, std::string_view name)
     const std::string_view asked = bareName(name);
     std::vector<Match> found = entriesWhere(
         catalog, [&](std::string_view entry) { return entry == asked || memberName(entry) == asked; });
-    if (found.empty() && asked.find('.') != std::string_view::npos) {
-        // The name of a variable stands before the point.
-        found = entriesWhere(catalog, [&](std::string_view entry) {
-            return entry.find('.') != std::string_view::npos && memberName(entry) == memberName(asked);
-        });
-    }
+    if (found.empty()) found = membersOf(catalog, asked);
     if (found.empty()) {
         found = entriesWhere(catalog, [&](std::string_view entry) {
             return ascii::equalIgnoringCase(entry, asked) ||
                    ascii::equalIgnoringCase(memberName(entry), asked);
         });
     }
+    if (found.empty() && !name.empty()) found = messagesLike(catalog, name);
     return found;
 }
 

@@ -19,7 +19,7 @@ struct Match {
 
 /// Looks for a name as people write it: `sin`, `sin()`, `#pragma strict`; of a member, with or without what
 /// stands before the point. Without a name of exactly these letters, those that differ in upper and lower
-/// case count.
+/// case count; without any, texts of the system that are said in this one, or contain it.
 [[nodiscard]] std::vector<Match> find(std::span<const Section> catalog, std::string_view name);
 
 /// A whole section, or one of its groups when that is not null.
