@@ -17,7 +17,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
-FOLDERS = ("platform", "engine", "frontend", "builtins", "host", "preview", "cli")  # from the ground up
+FOLDERS = ("platform", "engine", "frontend", "builtins", "host", "reference", "preview", "cli")  # from the ground up
 WITH_ROOMS = ("engine", "builtins")
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
 INTERFACE = "host/host_interface.h"
@@ -154,7 +154,7 @@ def faults(includes, links, rooms):
 
 LINE, CORNER, GAP, LANE = "#7d858c", 7, 46, 16
 COLORS = {"platform": "#d8cdb8", "engine": "#bcd3e8", "frontend": "#c6dfc0", "builtins": "#f0d9b0",
-          "host": "#e6c3bb", "preview": "#d7c8e6", "cli": "#cfd4d8"}
+          "host": "#e6c3bb", "reference": "#e9dfc4", "preview": "#d7c8e6", "cli": "#cfd4d8"}
 
 
 class Box:
@@ -189,7 +189,9 @@ def layout(rooms):
     boxes = {}
     width, main = 1000, 690  # all; up to the right edge of what stands on the engine
     boxes["cli"] = Box(0, top, width, 56)
-    boxes["host"] = host = Box(left, boxes["cli"].bottom + GAP, main - left, 70)
+    boxes["reference"] = reference = Box(left, boxes["cli"].bottom + GAP, 372, 56)
+    beside = left + 44  # the host leaves room for what goes from the reference to the folders below it
+    boxes["host"] = host = Box(beside, reference.bottom + GAP, main - beside, 70)
     boxes[INTERFACE] = Box(main - 190, host.y + 12, 178, host.h - 24)
     y = host.bottom + GAP
     built = Box(left + 190, y, main - left - 190, header + 3 * row + 2 * 28 + 14)
@@ -197,7 +199,7 @@ def layout(rooms):
     boxes["frontend"] = Box(left, y, 160, built.h)
     stacked = rooms["engine"]
     boxes["engine"] = engine = Box(left, built.bottom + GAP, main - left, header + len(stacked) * (row + 16))
-    boxes["preview"] = Box(main + 60, host.y, width - main - 60, engine.bottom - host.y)
+    boxes["preview"] = Box(main + 60, reference.y, width - main - 60, engine.bottom - reference.y)
     boxes["platform"] = Box(0, engine.bottom + GAP, width, 56)
     for i, room in enumerate(stacked):
         boxes[f"engine/{room}"] = Box(engine.x + 20, engine.bottom - 14 - row - i * (row + 16), 490, row)
@@ -256,13 +258,16 @@ def folder_arrows(boxes, arrows):
         if a.y < b.middle < a.bottom:
             drawn.append(path([(a.x, b.middle), (b.right, b.middle)]))
             continue
-        x = (max(a.x, b.x) + min(a.right, b.right)) / 2
-        if source == "cli" and target == "host":
-            x = (b.x + boxes[INTERFACE].x) / 2
-        between = [box for box in tops if box.x <= x <= box.right and a.bottom <= box.y and box.bottom <= b.y]
-        if not between and a.bottom <= b.y:
-            drawn.append(path([(x, a.bottom), (x, b.y)]))
-        elif a.x == boxes["engine"].x or a.x == 0:
+        from_x, to_x = max(a.x, b.x), min(a.right, b.right)
+        tries = [from_x + share * (to_x - from_x) for share in (0.5, 0.6)] + ([from_x + 14] if a.x > 0 else [])
+        free = [x for x in tries if not any(
+            box.x <= x <= box.right and a.bottom <= box.y and box.bottom <= b.y for box in tops)]
+        if from_x < to_x and free:
+            drawn.append(path([(free[0], a.bottom), (free[0], b.y)]))
+        elif source == "reference" and target == "builtins":
+            x, level = a.x + 30, boxes["host"].bottom + 18
+            drawn.append(path([(x, a.bottom), (x, level), (b.x + 40, level), (b.x + 40, b.y)]))
+        elif a.x < boxes["builtins"].x:
             left.append((source, target))
         else:
             right.append((source, target))
@@ -309,6 +314,8 @@ def draw_box(unit, box, caption):
     if inner:
         y = box.middle + 4.5
         if caption and box.w > 300:
+            if 5.9 * len(caption) > box.w - 110:
+                sys.exit(f"{folder}/README.md: what it says of {label} is too long for the picture: {caption}")
             drawn.append(f'<text x="{box.x + 12:g}" y="{y:g}"><tspan class="room">{label}</tspan></text>')
             drawn.append(f'<text class="note" x="{box.x + 104:g}" y="{y:g}">{escape(caption)}</text>')
         else:
