@@ -1,10 +1,12 @@
-// getdir(): where the host keeps what.
+// What the host and a script tell each other of themselves: getdir(), runningUnder(), setdesc().
 #include "builtins/common/arguments.h"
+#include "builtins/common/joined_text.h"
 #include "host/host_builtins.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
 
 #include <algorithm>
+#include <string>
 
 namespace kestrel {
 
@@ -54,6 +56,29 @@ void getdirBuiltin(BuiltinCall& call) {
     if (!path) return call.result(ValueCell::ofNil());
     std::replace(path->begin(), path->end(), '/', '\\');  // the form in which scripts see every directory
     call.resultText(*path);
+}
+
+void runningUnderBuiltin(BuiltinCall& call) {
+    constexpr std::uint32_t kProgramBits = 0xf0000000u;
+    switch (shaderContext(call.ctx).environment.systemInfo & kProgramBits) {
+        case HX_SYSTEM_LAYOUT:
+            return call.resultInteger(1);
+        case HX_SYSTEM_MODELER:
+            return call.resultInteger(2);
+        case HX_SYSTEM_RENDER_NODE:
+            return call.resultInteger(3);
+        default:
+            return call.none();  // a program that scripts have no name for
+    }
+}
+
+void setdescBuiltin(BuiltinCall& call) {
+    const std::string text =
+        builtins::joinArguments(call, "#WLine %d, invalid argument %d type to setdesc()");
+    ShaderContext& context = shaderContext(call.ctx);
+    context.description = text.substr(0, kDescriptionLimit);
+    context.customDescription = true;
+    call.result(ValueCell::ofNil());
 }
 
 }  // namespace kestrel
