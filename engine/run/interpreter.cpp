@@ -180,7 +180,9 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             previousLine = node->line;
             if (run.stop) return;
         }
-        [[maybe_unused]] const StackBefore before = beforeInstruction(ctx, node);
+        // Not even looked at where it is not compared: the loads would stay.
+        [[maybe_unused]] const StackBefore before =
+            kStackChecks ? beforeInstruction(ctx, node) : StackBefore{};
         // Without a `default`, so that a code without a case does not compile.
         switch (static_cast<Opcode>(kHooked ? node->op : node->exec)) {
 #define KESTREL_FUSABLE(code, name, effect)                                      \
