@@ -67,6 +67,16 @@ public:
     void none() { ctx.stack.dropTo(base_); }
     /// The convention of every argument error: report, then one Nil. The run goes on.
     template <class... Args>
+    void fail(MessageFor<Args...> message, const Args&... args) {
+        ctx.report(message, args...);
+        result(ValueCell::ofNil());
+    }
+    /// The error of a call with too few or too many arguments.
+    void failCount() { fail(MessageId::ArgumentCount, name); }
+    /// The error of an argument of the wrong kind.
+    /// @param position  from 1
+    void failType(int position) { fail(MessageId::ArgumentType, position, name); }
+    template <class... Args>
     void fail(std::string_view format, const Args&... args) {
         ctx.reporter.report(format, args...);
         result(ValueCell::ofNil());

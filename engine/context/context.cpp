@@ -8,6 +8,7 @@ namespace kestrel {
 EngineContext::EngineContext(const EngineServices& engineServices)
     : services(engineServices), reporter(engineServices.messages), pool(this), stack(pool, *this) {
     reporter.abortFlag = &run.abort;
+    reporter.line = &run.currentLine;
     run.frames.emplace_back();
 }
 
@@ -38,16 +39,15 @@ void EngineContext::reset() {
 }
 
 void EngineContext::stackEmpty() {
-    abortWith("#ELine %d, stack empty", run.currentLine);
+    report(MessageId::StackEmpty);
 }
 
 void EngineContext::memoryExhausted() {
-    run.abort = true;
-    reporter.report("#ELine %d, memory exhausted!  Cannot continue!", run.currentLine);
+    report(MessageId::MemoryExhausted);
 }
 
 void EngineContext::stackOverflow() {
-    abortWith("#ELine %d, too many nested loops and/or function calls", run.currentLine);
+    report(MessageId::TooDeep);
 }
 
 }  // namespace kestrel

@@ -148,6 +148,16 @@ public:
     std::vector<std::unique_ptr<ScriptResource>>
         resources;  ///< let go before the pool, in which they keep texts
 
+    /// Reports a message about the line being run. One that aborts sets the abort flag first.
+    template <class... Args>
+    void report(MessageFor<Args...> message, const Args&... args) {
+        reporter.report(message, args...);
+    }
+    /// The same about something else than the line being run.
+    template <class... Args>
+    void reportAt(const MessageOrigin& origin, MessageFor<Args...> message, const Args&... args) {
+        reporter.reportAt(origin, message, args...);
+    }
     /// Reports a fatal error: sets the abort flag, then reports.
     template <class... Args>
     void abortWith(std::string_view format, const Args&... args) {

@@ -1,6 +1,8 @@
 // Messages on their way out of the engine, and places in source files.
 #pragma once
 
+#include "engine/report/messages.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,10 +27,9 @@ struct SourceFile {
 };
 using SourceFiles = std::vector<SourceFile>;
 
-enum class MessageKind { Info, Warning, Error };
-
 /// One message as the host's message service shows it, plus the true place for tools that can use it.
 struct Message {
+    MessageId id = MessageId::UserInfo;
     MessageKind kind = MessageKind::Info;
     std::string line1;
     std::optional<std::string> line2;  ///< absent: the service gets a null second line

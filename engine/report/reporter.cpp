@@ -1,8 +1,5 @@
 #include "engine/report/reporter.h"
 
-#include "engine/values/format.h"
-#include "engine/values/value.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -10,137 +7,115 @@ namespace kestrel {
 
 namespace {
 
-/// Messages are assembled in the host's 512-character lines.
-constexpr std::size_t kMessageChars = 511;
-
-std::int64_t integerOf(const FormatArg& arg) {
-    return arg.kind == FormatArg::Kind::Double ? truncate(arg.number) : arg.integer;
+std::string linePrefix(const MessageOrigin& origin) {
+    return "Line " + std::to_string(origin.line) + ", ";
 }
 
-double numberOf(const FormatArg& arg) {
-    return arg.kind == FormatArg::Kind::Integer ? static_cast<double>(arg.integer) : arg.number;
+std::string filePrefix(const MessageOrigin& origin) {
+    std::string prefix = "File '";
+    prefix += origin.file;
+    return prefix + "', line " + std::to_string(origin.line) + "<br>";
 }
 
-std::string textOf(const FormatArg& arg) {
-    switch (arg.kind) {
-        case FormatArg::Kind::Integer:
-            return std::to_string(arg.integer);
-        case FormatArg::Kind::Double:
-            return formatG(arg.number);
-        case FormatArg::Kind::Text:
+/// A message of the compiler between the place and the source line.
+std::string sourceText(const MessageRow& row, const MessageOrigin& origin, const std::string& message) {
+    std::string head = linePrefix(origin);
+    if (origin.function != nullptr)
+        head = std::string("In ") + origin.function + ", line " + std::to_string(origin.line) + ", ";
+    if (row.kind == MessageKind::Error) head += std::string("found '") + origin.found + "' ";
+    head = formatMessage(std::move(head), "%s", {message});
+    std::erase(head, '\0');  // the end of input has no character
+    return formatMessage(std::move(head), "<br>Line: %s", {origin.sourceLine});
+}
+
+std::string textOf(const MessageRow& row, const MessageOrigin& origin, FormatArgs args) {
+    switch (row.prefix) {
+        case MessagePrefix::None:
             break;
+        case MessagePrefix::Line:
+            return formatMessage(linePrefix(origin), row.text, args);
+        case MessagePrefix::File:
+            return formatMessage(filePrefix(origin), row.text, args);
+        case MessagePrefix::Source:
+            return sourceText(row, origin, formatMessage(row.text, args));
     }
-    return std::string(arg.text);
+    return formatMessage(row.text, args);
 }
 
-/// What follows a '%': flags and widths, which this formatter ignores, and the conversion.
-struct Conversion {
-    char letter = '\0';  ///< '\0' at the end of the format
-    bool isLong = false;
-    std::size_t next = 0;  ///< where the text goes on
-};
-
-Conversion readConversion(std::string_view format, std::size_t i) {
-    while (i < format.size() && (format[i] == '-' || (format[i] >= '0' && format[i] <= '9'))) ++i;
-    Conversion conversion;
-    if (i < format.size()) {
-        conversion.letter = format[i++];
-        if (conversion.letter == 'l' && i < format.size() && (format[i] == 'd' || format[i] == 'u')) {
-            conversion.isLong = true;
-            conversion.letter = format[i++];
-        }
+MessageId userMessage(MessageKind kind) noexcept {
+    switch (kind) {
+        case MessageKind::Info:
+            break;
+        case MessageKind::Warning:
+            return MessageId::UserWarning;
+        case MessageKind::Error:
+            return MessageId::UserError;
     }
-    conversion.next = i;
-    return conversion;
-}
-
-bool takesArgument(char letter) {
-    return std::string_view("cdufgs").find(letter) != std::string_view::npos;
-}
-
-std::string convert(const Conversion& conversion, const FormatArg& arg) {
-    switch (conversion.letter) {
-        case 'c':
-            return std::string(1, static_cast<char>(integerOf(arg)));
-        case 'd':
-            return std::to_string(integerOf(arg));
-        case 'u':
-            return conversion.isLong ? std::to_string(static_cast<std::uint64_t>(integerOf(arg)))
-                                     : std::to_string(static_cast<std::uint32_t>(integerOf(arg)));
-        case 'f':
-            return formatFixed(numberOf(arg), 6);
-        case 'g':
-            return formatG(numberOf(arg));
-        default:
-            return textOf(arg);
-    }
-}
-
-void show(MessageSink* sink, Message message) {
-    if (sink != nullptr) sink->show(message);
+    return MessageId::UserInfo;
 }
 
 }  // namespace
 
-std::string formatMessage(std::string_view format, std::initializer_list<FormatArg> args) {
-    std::string text;
-    const FormatArg* arg = args.begin();
-    std::size_t i = 0;
-    while (i < format.size()) {
-        if (format[i] != '%') {
-            text += format[i++];
-            continue;
-        }
-        const Conversion conversion = readConversion(format, i + 1);
-        i = conversion.next;
-        if (conversion.letter == '%') {
-            text += '%';
-        } else if (takesArgument(conversion.letter) && arg != args.end()) {
-            text += convert(conversion, *arg++);
-        }
-    }
-    text.resize(std::min({text.size(), text.find('\n'), kMessageChars}));
-    return text;
+void Reporter::reportArgs(MessageId id, const MessageOrigin& origin, FormatArgs args) {
+    const MessageRow& row = messageRow(id);
+    if (row.effect == MessageEffect::Abort && abortFlag != nullptr) *abortFlag = true;
+    if (count(row.kind)) route(id, row.kind, textOf(row, origin, args));
 }
 
-void Reporter::reportArgs(std::string_view format, std::initializer_list<FormatArg> args) {
+void Reporter::reportUser(std::string_view text) {
+    reportFormat(text, {});
+}
+
+void Reporter::reportFormat(std::string_view format, FormatArgs args) {
     MessageKind kind = MessageKind::Info;
-    const SourcePos where = place != nullptr ? *place : SourcePos{};
-    if (format.starts_with('#')) {
-        if (format.starts_with("#E")) {
-            kind = MessageKind::Error;
-            if (++state.errorCount > state.maxErrors) {
-                if (abortFlag != nullptr) *abortFlag = true;
-                if (state.errorCount == state.maxErrors + 1)
-                    show(sink_,
-                         {kind, formatMessage("Maximum error count of %d exceeded.", {state.maxErrors}),
-                          "Terminating.", where, files});
-                return;
+    if (format.starts_with("#E"))
+        kind = MessageKind::Error;
+    else if (format.starts_with("#W"))
+        kind = MessageKind::Warning;
+    if (format.starts_with('#')) format.remove_prefix(std::min<std::size_t>(2, format.size()));
+    if (count(kind)) route(userMessage(kind), kind, formatMessage(format, args));
+}
+
+bool Reporter::count(MessageKind kind) {
+    switch (kind) {
+        case MessageKind::Info:
+            break;
+        case MessageKind::Warning:
+            return ++state.warningCount <= state.maxWarnings;
+        case MessageKind::Error:
+            if (++state.errorCount <= state.maxErrors) break;
+            if (abortFlag != nullptr) *abortFlag = true;
+            if (state.errorCount == state.maxErrors + 1) {
+                const MessageRow& row = messageRow(MessageId::TooManyErrors);
+                showSplit(row.id, row.kind, formatMessage(row.text, {state.maxErrors}));
             }
-        } else if (format.starts_with("#W")) {
-            kind = MessageKind::Warning;
-            if (++state.warningCount > state.maxWarnings) return;
-        }
-        format.remove_prefix(std::min<std::size_t>(2, format.size()));
+            return false;
     }
+    return true;
+}
 
-    std::string text = formatMessage(format, args);
-    if (diversion != nullptr) {
+void Reporter::route(MessageId id, MessageKind kind, std::string text) {
+    if (diversion != nullptr)
         diversion->message(kind, text);
-        return;
-    }
-    if (kind == MessageKind::Warning && !state.warningsShown) return;
+    else if (kind != MessageKind::Warning || state.warningsShown)
+        showSplit(id, kind, std::move(text));
+}
 
+void Reporter::showSplit(MessageId id, MessageKind kind, std::string text) {
+    if (sink_ == nullptr) return;
     constexpr std::string_view kBreak = "<br>";
+    const SourcePos where = place != nullptr ? *place : SourcePos{};
     if (const std::size_t at = text.find(kBreak); at != std::string::npos) {
-        show(sink_, {kind, text.substr(0, at), text.substr(at + kBreak.size()), where, files});
+        sink_->show({id, kind, text.substr(0, at), text.substr(at + kBreak.size()), where, files});
     } else {
-        show(sink_, {kind, state.scriptPath, std::move(text), where, files});
+        sink_->show({id, kind, state.scriptPath, std::move(text), where, files});
     }
 }
 
-void Reporter::showInfo(std::string line1, std::optional<std::string> line2) {
-    show(sink_, {MessageKind::Info, std::move(line1), std::move(line2), {}});
+void Reporter::showNotice(MessageId id, std::optional<std::string> line2) {
+    if (sink_ == nullptr) return;
+    const MessageRow& row = messageRow(id);
+    sink_->show({id, row.kind, std::string(row.text), std::move(line2), {}, nullptr});
 }
 
 }  // namespace kestrel

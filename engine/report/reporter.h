@@ -1,33 +1,15 @@
-// The one reporter: formats, classifies, counts and routes every message of the system.
+// The one reporter: formats, counts and routes every message of the system.
 #pragma once
 
 #include "engine/report/message.h"
+#include "engine/report/message_format.h"
 
-#include <concepts>
 #include <cstdint>
-#include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 namespace kestrel {
-
-/// One argument of a message format.
-struct FormatArg {
-    enum class Kind { Integer, Double, Text } kind;
-    std::int64_t integer = 0;
-    double number = 0.0;
-    std::string_view text;
-
-    template <std::integral T>
-    FormatArg(T v)
-        : kind(Kind::Integer), integer(static_cast<std::int64_t>(v)) {}  // NOLINT: implicit on purpose
-    template <std::floating_point T>
-    FormatArg(T v) : kind(Kind::Double), number(v) {}
-    FormatArg(std::string_view v) : kind(Kind::Text), text(v) {}
-    FormatArg(const std::string& v) : kind(Kind::Text), text(v) {}
-    FormatArg(const char* v) : kind(Kind::Text), text(v != nullptr ? v : "") {}
-};
 
 /// What stays of the messages between runs of one script: counters, limits, switches.
 struct ReportState {
@@ -40,11 +22,14 @@ struct ReportState {
     std::string scriptPath;         ///< upper case; first line of one-line messages
 };
 
-/// Formats `format` with the reporter's own rules: '-' and digits after '%' are skipped, conversions are
-/// c d u ld lu f g s and "%%"; any other letter (a '.' included) consumes nothing and prints nothing. A
-/// conversion without an argument left prints nothing. The text is cut at the first newline and at 511
-/// characters.
-[[nodiscard]] std::string formatMessage(std::string_view format, std::initializer_list<FormatArg> args);
+/// What the prefix of a message says. Which of the fields it needs stands in the table.
+struct MessageOrigin {
+    std::int32_t line = 0;
+    std::string_view file = {};
+    const char* function = nullptr;  ///< the function being compiled; null outside functions
+    char found = '\0';               ///< first character of the token last read; NUL at the end of the input
+    std::string_view sourceLine = {};
+};
 
 class Reporter {
 public:
@@ -57,28 +42,55 @@ public:
 
     explicit Reporter(MessageSink* sink) : sink_(sink) {}
 
-    /// Reports a message. "#E" counts an error, "#W" a warning, anything else is information; limits, the
-    /// split at
-    /// "<br>" and the warnings switch are applied here.
-    /// Going over `maxErrors` shows the two-line notice once and sets the abort flag each time.
+    /// Reports a message about the line being run. First the abort flag is set where the table says so;
+    /// limits, the split at "<br>" and the warnings switch are applied here. Going over `maxErrors` shows the
+    /// two-line notice once and sets the abort flag each time.
     template <class... Args>
-    void report(std::string_view format, const Args&... args) {
-        reportArgs(format, {FormatArg(args)...});
+    void report(MessageFor<Args...> message, const Args&... args) {
+        reportArgs(message.id(), {FormatArg(args)...});
     }
-    void reportArgs(std::string_view format, std::initializer_list<FormatArg> args);
+    /// The same about something else than the line being run.
+    template <class... Args>
+    void reportAt(const MessageOrigin& origin, MessageFor<Args...> message, const Args&... args) {
+        reportArgs(message.id(), origin, {FormatArg(args)...});
+    }
+    /// The same two for ids that are chosen at run time.
+    void reportArgs(MessageId id, FormatArgs args) {
+        reportArgs(id, {.line = line != nullptr ? *line : 0}, args);
+    }
+    void reportArgs(MessageId id, const MessageOrigin& origin, FormatArgs args);
 
-    /// Shows an information message as it stands, outside the counters and formats (unused-variable report).
-    void showInfo(std::string line1, std::optional<std::string> line2);
+    /// Reports what a script says with info(), warn() or error(). "#E" makes an error of it, "#W" a warning,
+    /// anything else is information; another letter after "#" is dropped with it. The rest is a format
+    /// without arguments.
+    void reportUser(std::string_view text);
+
+    /// Shows the row's text as it stands, with a second line of its own, outside the counters and formats.
+    void showNotice(MessageId id, std::optional<std::string> line2);
 
     ReportState state;
     bool* abortFlag = nullptr;           ///< set by the owner; may be null
+    const std::int32_t* line = nullptr;  ///< the line being run; may be null
     const SourcePos* place = nullptr;    ///< true place for the next messages; may be null
     const SourceFiles* files = nullptr;  ///< what places point into: the program's files; may be null
     Diversion* diversion = nullptr;      ///< attached debugger; may be null
 
     [[nodiscard]] MessageSink* sink() const noexcept { return sink_; }
 
+    // Formats that carry their kind and prefix themselves, for what is not in the table yet.
+    template <class... Args>
+    void report(std::string_view format, const Args&... args) {
+        reportFormat(format, {FormatArg(args)...});
+    }
+
 private:
+    void reportFormat(std::string_view format, FormatArgs args);
+    /// Counts a message. @return false when it is one too many, which has been told then
+    [[nodiscard]] bool count(MessageKind kind);
+    void route(MessageId id, MessageKind kind, std::string text);
+    /// Shows a text whose second line, if it has one, follows "<br>".
+    void showSplit(MessageId id, MessageKind kind, std::string text);
+
     MessageSink* sink_;  // may be null: nothing is shown, everything still counts
 };
 

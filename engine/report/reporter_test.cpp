@@ -8,21 +8,28 @@ namespace kestrel {
 
 class Recorder final : public MessageSink, public Reporter::Diversion {
 public:
-    void show(const Message& message) override { shown.push_back(message); }
+    void show(const Message& message) override {
+        shown.push_back(message);
+        abortedAtShow = abortFlag != nullptr && *abortFlag;
+    }
     void message(MessageKind, std::string_view text) override { diverted.emplace_back(text); }
     std::vector<Message> shown;
     std::vector<std::string> diverted;
+    const bool* abortFlag = nullptr;
+    bool abortedAtShow = false;
 };
 
 class ReporterTest : public ::testing::Test {
 protected:
     ReporterTest() {
-        reporter.abortFlag = &abort;
+        sink.abortFlag = reporter.abortFlag = &abort;
+        reporter.line = &line;
         reporter.state.scriptPath = "\\S\\A.KS";
     }
     Recorder sink;
     Reporter reporter{&sink};
     bool abort = false;
+    std::int32_t line = 7;
 };
 
 TEST_F(ReporterTest, formatterIgnoresWidthsAndUnknownConversions) {
@@ -61,6 +68,56 @@ TEST_F(ReporterTest, classifiesAndSplits) {
     }
     EXPECT_EQ(reporter.state.errorCount, 2);
     EXPECT_EQ(reporter.state.warningCount, 1);
+}
+
+TEST_F(ReporterTest, putsTheTablesPrefixBeforeTheText) {
+    const auto shown = [this] {
+        return sink.shown.back().line1 + '|' + sink.shown.back().line2.value_or("");
+    };
+    reporter.report(MessageId::DivisionByZero);
+    EXPECT_EQ(shown(), "\\S\\A.KS|Line 7, illegal division by zero detected");
+    EXPECT_EQ(sink.shown.back().id, MessageId::DivisionByZero);
+    reporter.reportAt({.line = 3}, MessageId::UndeclaredArray, "a");
+    EXPECT_EQ(shown(), "\\S\\A.KS|Line 3, attempt to access undeclared array a");
+    reporter.report(MessageId::UnknownCall, "f");
+    EXPECT_EQ(shown(), "\\S\\A.KS|Unresolved function reference: f()");
+    reporter.reportAt({.line = 3, .file = "%d.ks"}, MessageId::UnknownDirective, "#x");
+    EXPECT_EQ(shown(), "File '%d.ks', line 3|Bad pragma directive:'#x'");
+
+    MessageOrigin origin{.line = 4, .function = "main", .found = ';', .sourceLine = "x<br>y\nz"};
+    reporter.reportAt(origin, MessageId::CalledNoName);
+    EXPECT_EQ(shown(), "In main, line 4, found ';' only a name can be called|Line: x<br>y");
+    reporter.reportAt(origin, MessageId::LongText);
+    EXPECT_EQ(shown(), "In main, line 4, string literal exceeds 512 characters|Line: x<br>y");
+    origin.function = nullptr;
+    origin.found = '\0';
+    reporter.reportAt(origin, MessageId::GlobalWithoutVar);
+    EXPECT_EQ(shown(), "Line 4, found '' |Line: x<br>y");
+    EXPECT_EQ(reporter.state.errorCount, 6);
+    EXPECT_EQ(reporter.state.warningCount, 1);
+}
+
+TEST_F(ReporterTest, prefixAndTextAreCutTogether) {
+    reporter.report(MessageId::CannotCount, std::string(600, 'x'));
+    EXPECT_EQ(sink.shown.back().line2->size(), 511u);
+    reporter.reportAt({.line = 1, .file = "a\nb"}, MessageId::VersionValue);
+    EXPECT_EQ(sink.shown.back().line2, "File 'a");
+}
+
+TEST_F(ReporterTest, theTableSaysWhatEndsTheRun) {
+    reporter.report(MessageId::CharacterRange, 1, "f", "s");
+    EXPECT_FALSE(abort);
+    reporter.report(MessageId::AssignedCharacterRange, 1, "f", "s");
+    EXPECT_TRUE(sink.abortedAtShow);
+    EXPECT_EQ(sink.shown[0].line2, sink.shown[1].line2);
+    abort = false;
+    reporter.state.maxErrors = reporter.state.errorCount;
+    sink.shown.clear();
+    reporter.report(MessageId::StackEmpty);
+    reporter.report(MessageId::StackEmpty);
+    EXPECT_TRUE(abort);
+    ASSERT_EQ(sink.shown.size(), 1u);
+    EXPECT_EQ(sink.shown[0].id, MessageId::TooManyErrors);
 }
 
 TEST_F(ReporterTest, everyErrorOverTheLimitAborts) {

@@ -297,13 +297,13 @@ bool unusedReport(EngineContext& ctx) {
     for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next) {
         for (const Variable* v = f->locals.head; v != nullptr; v = v->next) {
             if (v->type != Uninitialized) continue;
-            ctx.reporter.showInfo("Unused variable detected:", std::string(f->name) + "::" + v->name);
+            ctx.reporter.showNotice(MessageId::UnusedLocal, std::string(f->name) + "::" + v->name);
             found = true;
         }
     }
     for (const Variable* v = ctx.program->globals.head; v != nullptr; v = v->next) {
         if (v->type != Uninitialized) continue;
-        ctx.reporter.showInfo("Unused global variable detected:", std::string("::") + v->name);
+        ctx.reporter.showNotice(MessageId::UnusedGlobal, std::string("::") + v->name);
         found = true;
     }
     return found;
@@ -315,7 +315,7 @@ void unloadScript(EngineContext& ctx) {
     ctx.reporter.place = nullptr;
     const bool found = wanted && unusedReport(ctx);
     ctx.reset();
-    if (wanted && !found) ctx.reporter.showInfo("No unused variables detected", std::nullopt);
+    if (wanted && !found) ctx.reporter.showNotice(MessageId::NothingUnused, std::nullopt);
 }
 
 }  // namespace kestrel
