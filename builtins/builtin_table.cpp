@@ -14,7 +14,7 @@ namespace {
 
 /// Stands in for a function that is not there.
 void later(BuiltinCall& call) {
-    call.fail("#ELine %d, %s() is not available", call.ctx.run.currentLine, call.name);
+    call.fail(MessageId::NotAvailable, call.name);
 }
 
 /// LAYOUT: without a host there is nobody to say otherwise.

@@ -24,51 +24,39 @@ void Compiler::endGlobalValue(const SourcePos& where) {
 
 void Compiler::bareGlobal(const SourcePos& where) {
     // Strict scripts declare with `var`. The message has no text, by design.
-    if (ctx_.options.strict) compileError("", where);
+    if (ctx_.options.strict) report(where, MessageId::GlobalWithoutVar);
 }
 
 void Compiler::declareLibrary(const char* name, const SourcePos& where) {
     if (*name == '\0' || pushLibrary(name, where)) return;
-    compileError(formatMessage("library limit of %d exceeded", {kLibraryLimit}), where);
+    report(where, MessageId::TooManyLibraries, kLibraryLimit);
 }
 
 void Compiler::beginUse(const char* library, Variable* name, const SourcePos& where) {
-    if (program().findRecord(name->name) != nullptr) {
-        compileError(formatMessage("class name '%s' conflicts with previously declared record", {name->name}),
-                     where);
-    }
-    if (!aborted() && options_.native != nullptr && options_.native->isClass(ctx_, name->name)) {
-        compileError(
-            formatMessage("ObjectAgent class name '%s' conflicts with previously declared ObjectAgent class",
-                          {name->name}),
-            where);
-    }
+    if (program().findRecord(name->name) != nullptr) report(where, MessageId::ClassNameIsRecord, name->name);
+    if (!aborted() && options_.native != nullptr && options_.native->isClass(ctx_, name->name))
+        report(where, MessageId::ClassNameTaken, name->name);
     pendingUse_ = {library, name, nullptr};
 }
 
 void Compiler::endUse(const SourcePos& where) {
     const PendingUse& use = pendingUse_;
     if (options_.native == nullptr) {
-        compileError(formatMessage("class '%s' cannot be loaded", {use.name->name}), where);
+        report(where, MessageId::ClassNotLoaded, use.name->name);
         return;
     }
     if (!options_.native->loadClass(ctx_, use.library, use.name->name) || use.base == nullptr) return;
     if (!options_.native->setBase(ctx_, use.base->name))
-        compileError(formatMessage("cannot build on undefined object %s", {use.base->name}), where);
+        report(where, MessageId::BaseClassUnknown, use.base->name);
 }
 
 void Compiler::beginRecord(Variable* name, const SourcePos& where) {
     NativeServices* native = options_.native;
     // The test is the wrong way round by design: with classes about, every name but theirs is refused.
-    if (native != nullptr && native->hasClasses(ctx_) && !native->isClass(ctx_, name->name)) {
-        compileError(formatMessage("record name '%s' conflicts with previously declared ObjectAgent class",
-                                   {name->name}),
-                     where);
-    }
-    if (!aborted() && program().findRecord(name->name) != nullptr) {
-        compileError(
-            formatMessage("record name '%s' conflicts with previously declared record", {name->name}), where);
-    }
+    if (native != nullptr && native->hasClasses(ctx_) && !native->isClass(ctx_, name->name))
+        report(where, MessageId::RecordNameIsClass, name->name);
+    if (!aborted() && program().findRecord(name->name) != nullptr)
+        report(where, MessageId::RecordNameTaken, name->name);
     if (aborted()) return;
     auto* record = program().make<RecordTemplate>();
     record->name = name;
@@ -112,7 +100,7 @@ void Compiler::endQueueItem(const SourcePos& where) {
         return;
     }
     if (entries_.empty() || entries_.front().op != OP_DIM) {
-        compileError("illegal declaration in 'expose'", where);
+        report(where, MessageId::ExposedItem);
         return;
     }
     // OP_DIM, OP_SEP, the size, OP_INDEX
@@ -120,7 +108,7 @@ void Compiler::endQueueItem(const SourcePos& where) {
                               (entries_[2].op == OP_INTEGER || entries_[2].op == OP_NUMBER) &&
                               entries_[2].operand.number >= 1.0;
     if (!constantSize) {
-        compileError("illegal array declaration in 'expose'", where);
+        report(where, MessageId::ExposedArray);
         return;
     }
     Variable* variable = entries_[3].operand.variable;
@@ -130,7 +118,7 @@ void Compiler::endQueueItem(const SourcePos& where) {
 
 void Compiler::endQueue(Variable* name, const SourcePos& where) {
     if (options_.native != nullptr && options_.native->createQueue(ctx_, name->name, queueVariables_)) return;
-    compileError(formatMessage("cannot create IPC queue '%s'", {name->name}), where);
+    report(where, MessageId::QueueNotCreated, name->name);
 }
 
 void Compiler::beginProcedure(Variable* name, const SourcePos& where) {

@@ -101,7 +101,7 @@ void Compiler::closeParenthesis(const SourcePos& where) {
 void Compiler::openIndex(const SourcePos& operand) {
     Variable* symbol = lastSymbol();
     if (symbol == nullptr) {
-        compileError("only a name can be indexed", operand);
+        report(operand, MessageId::IndexedNoName);
         indexed_.emplace_back();
         return;
     }
@@ -134,7 +134,7 @@ void Compiler::emptyIndex(const SourcePos& operand) {
 bool Compiler::makeCall(const SourcePos& callee) {
     Variable* symbol = lastSymbol();
     if (symbol == nullptr) {
-        compileError("only a name can be called", callee);
+        report(callee, MessageId::CalledNoName);
         return false;
     }
     symbol->type = OP_CALL;  // 24: the name of a callee
@@ -176,8 +176,7 @@ void Compiler::emptyArgument(const SourcePos& where) {
 void Compiler::increment(std::int32_t op, const SourcePos& where) {
     const Variable* symbol = lastSymbol();
     if (symbol != nullptr && (symbol->flags & kVarConst) != 0) {
-        compileError(formatMessage("Illegal operation on const variable \"%s\".", {symbol->name}),
-                     entries_.back().pos);
+        report(entries_.back().pos, MessageId::ConstantChanged, symbol->name);
         return;
     }
     add(op, where);

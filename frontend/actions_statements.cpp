@@ -30,9 +30,9 @@ void Compiler::closeArm(std::int32_t op, const SourcePos& where) {
     arms_.pop_back();
 }
 
-bool Compiler::inPhase(std::string_view complaint) {
+bool Compiler::inPhase(std::string_view statement) {
     if (currentFunction_ != nullptr) return true;
-    compileError(complaint);
+    report(lastPlace(), MessageId::StatementOutside, statement);
     return false;
 }
 
@@ -87,42 +87,42 @@ void Compiler::endReturn(const SourcePos& where) {
 // ---- if ----
 
 void Compiler::beginIf(const SourcePos& where) {
-    if (inPhase("if() statement out-of-phase")) openJump(OP_IF, where);
+    if (inPhase("if")) openJump(OP_IF, where);
 }
 
 void Compiler::endIf() {
-    if (inPhase("if() statement out-of-phase")) closeJump(OP_ENDIF, lastPlace());
+    if (inPhase("if")) closeJump(OP_ENDIF, lastPlace());
 }
 
 void Compiler::beginElse(const SourcePos& where) {
-    if (inPhase("if() statement out-of-phase")) openJump(OP_ELSE, where);
+    if (inPhase("if")) openJump(OP_ELSE, where);
 }
 
 void Compiler::endElse() {
-    if (inPhase("if() statement out-of-phase")) closeJump(OP_ENDELSE, lastPlace());
+    if (inPhase("if")) closeJump(OP_ENDELSE, lastPlace());
 }
 
 // ---- while, do-while ----
 
 void Compiler::loopTop(const SourcePos& where) {
-    if (inPhase("while() statement out-of-phase")) newCode(OP_LOOPTOP, where);
+    if (inPhase("while")) newCode(OP_LOOPTOP, where);
 }
 
 void Compiler::beginWhile(const SourcePos& where) {
-    if (inPhase("while() statement out-of-phase")) openJump(OP_WHILE, where);
+    if (inPhase("while")) openJump(OP_WHILE, where);
 }
 
 void Compiler::endWhile() {
-    if (inPhase("while() statement out-of-phase")) closeJump(OP_ENDWHILE, lastPlace());
+    if (inPhase("while")) closeJump(OP_ENDWHILE, lastPlace());
 }
 
 void Compiler::beginDoWhile(const SourcePos& where) {
     // The body stands before the loop's first node: it runs once, by design.
-    if (inPhase("do/while() statement out-of-phase")) openJump(OP_DOWHILE, where);
+    if (inPhase("do/while")) openJump(OP_DOWHILE, where);
 }
 
 void Compiler::endDoWhile(const SourcePos& where) {
-    if (inPhase("do/while() statement out-of-phase")) closeJump(OP_ENDDOWHILE, where);
+    if (inPhase("do/while")) closeJump(OP_ENDDOWHILE, where);
 }
 
 // ---- for ----
@@ -134,7 +134,7 @@ void Compiler::beginForHeader() {
 
 void Compiler::forTest(const SourcePos& where) {
     popCounter();
-    if (inPhase("for() statement out-of-phase")) newCode(OP_FORTOP, where);
+    if (inPhase("for")) newCode(OP_FORTOP, where);
 }
 
 void Compiler::forStep(const SourcePos& where) {
@@ -144,7 +144,7 @@ void Compiler::forStep(const SourcePos& where) {
 
 void Compiler::forBody(const SourcePos& where) {
     popCounter();
-    if (inPhase("for() statement out-of-phase")) newCode(OP_FORBODY, where);
+    if (inPhase("for")) newCode(OP_FORBODY, where);
     forHeader_ = false;
 }
 

@@ -32,14 +32,19 @@ public:
 
     // --- diagnostics.cpp ---
 
-    /// Reports a compile error at a place (default: the last token's) and counts it. Silent while the parser
-    /// recovers.
-    void compileError(std::string_view message);
-    void compileError(std::string_view message, const SourcePos& where);
-    void compileWarning(std::string_view message, const SourcePos& where);
+    /// Reports a message about the source at a place; an error is counted. Silent while the parser recovers.
+    template <class... Args>
+    void report(const SourcePos& where, MessageFor<Args...> message, const Args&... args) {
+        reportSource(where, message.id(), {FormatArg(args)...});
+    }
     /// Reports and counts what would keep the compile busy for ever, and ends it.
-    /// @param format  a message format whose first two arguments are the file and the line
-    void reportEndless(const SourcePos& where, std::string_view format, std::string_view what = {});
+    template <class... Args>
+    void reportEndless(const SourcePos& where, MessageFor<Args...> message, const Args&... args) {
+        reportFile(where, message.id(), {FormatArg(args)...});
+        endInput();
+    }
+    /// The place of the token read last.
+    [[nodiscard]] SourcePos lastPlace() const noexcept { return scanner_.token().pos; }
     [[nodiscard]] const CompileOptions& options() const noexcept { return options_; }
 
     // --- symbols.cpp ---
@@ -208,11 +213,13 @@ private:
     void reportSummary();
 
     // diagnostics.cpp
-    void report(std::string_view prefix, const std::string& head, const SourcePos& where);
+    void reportSource(const SourcePos& where, MessageId id, FormatArgs args);
+    void reportFile(const SourcePos& where, MessageId id, FormatArgs args);
+    void endInput();
 
     // symbols.cpp
     template <class T>
-    T* tryMake(std::string_view complaint);
+    T* tryMake(std::string_view function);
     Variable* newSymbol(std::string_view name);
     Variable* addLocal(std::string_view name);
     Variable* addGlobal(std::string_view name);
@@ -230,9 +237,8 @@ private:
     void closeJump(std::int32_t op, const SourcePos& where);
     CodeNode* openArm(std::int32_t op, const SourcePos& where);
     void closeArm(std::int32_t op, const SourcePos& where);
-    [[nodiscard]] bool inPhase(std::string_view complaint);
+    [[nodiscard]] bool inPhase(std::string_view statement);
     std::int32_t popCounter() noexcept;
-    [[nodiscard]] SourcePos lastPlace() const noexcept { return scanner_.token().pos; }
 
     // actions_expressions.cpp
     [[nodiscard]] Variable* lastSymbol() noexcept;

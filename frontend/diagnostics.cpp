@@ -30,43 +30,26 @@ private:
 
 }  // namespace
 
-void Compiler::report(std::string_view prefix, const std::string& head, const SourcePos& where) {
+void Compiler::reportSource(const SourcePos& where, MessageId id, FormatArgs args) {
+    if (parser_.recovering()) return;
     const PlaceGuard guard(ctx_.reporter, where);
-    const std::string format = std::string(prefix) + "%s<br>Line: %s";
-    ctx_.reporter.report(format, head, withoutLeadingSpace(lineText_));
+    MessageOrigin origin{.line = currentLine(), .found = scanner_.token().first};
+    if (currentFunction_ != nullptr)
+        origin.function = currentFunction_->name != nullptr ? currentFunction_->name : "";
+    origin.sourceLine = withoutLeadingSpace(lineText_);
+    ctx_.reporter.reportArgs(id, origin, args);
+    if (messageRow(id).kind == MessageKind::Error) ++errorCount_;
 }
 
-void Compiler::compileError(std::string_view message) {
-    compileError(message, scanner_.token().pos);
-}
-
-void Compiler::compileError(std::string_view message, const SourcePos& where) {
-    if (parser_.recovering()) return;
-    const char found = scanner_.token().first;
-    std::string head = currentFunction_ != nullptr
-                           ? formatMessage("In %s, line %d, found '%c' %s",
-                                           {currentFunction_->name, currentLine(), found, message})
-                           : formatMessage("Line %d, found '%c' %s", {currentLine(), found, message});
-    std::erase(head, '\0');  // the end of input has no character
-    report("#E", head, where);
-    ++errorCount_;
-}
-
-void Compiler::compileWarning(std::string_view message, const SourcePos& where) {
-    if (parser_.recovering()) return;
-    const std::string head =
-        currentFunction_ != nullptr
-            ? formatMessage("In %s, line %d, %s", {currentFunction_->name, currentLine(), message})
-            : formatMessage("Line %d, %s", {currentLine(), message});
-    report("#W", head, where);
-}
-
-void Compiler::reportEndless(const SourcePos& where, std::string_view format, std::string_view what) {
+void Compiler::reportFile(const SourcePos& where, MessageId id, FormatArgs args) {
     const PlaceGuard guard(ctx_.reporter, where);
     const std::string_view file =
         where.file > 0 ? program().files[static_cast<std::size_t>(where.file)].path : mainPath_;
-    ctx_.reporter.report(format, file, where.line, what);
+    ctx_.reporter.reportArgs(id, {.line = where.line, .file = file}, args);
     ++errorCount_;
+}
+
+void Compiler::endInput() {
     scanner_.skipInput();
     libraries_.clear();
     endless_ = true;

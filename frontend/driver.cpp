@@ -45,7 +45,7 @@ void Compiler::preprocessAndParse(std::string_view path) {
     }
     std::optional<std::string> text = platform::readTextFile(script->path);
     if (!text) {
-        ctx_.reporter.report("#ECannot process requested KXL script \"%s\"", path);
+        ctx_.report(MessageId::TemporaryNotRead, path);
         preprocessingFailed();
         return;
     }
@@ -79,7 +79,7 @@ bool Compiler::checkUnresolved() {
         if (options_.native != nullptr && options_.native->isClass(ctx_, name)) continue;
         if (isRecordName(name)) continue;
         ctx_.reporter.place = &node->pos;
-        ctx_.reporter.report("#EUnresolved function reference: %s()", name);
+        ctx_.report(MessageId::UnknownCall, name);
         ctx_.reporter.place = nullptr;
         if (aborted()) return false;
         ++errorCount_;
@@ -89,7 +89,7 @@ bool Compiler::checkUnresolved() {
 
 void Compiler::reportSummary() {
     const std::int32_t count = std::min(errorCount_, ctx_.reporter.state.maxErrors);
-    ctx_.reporter.report("%d error%sduring compile", count, count > 1 ? "s " : " ");
+    ctx_.report(MessageId::CompileSummary, count, count > 1 ? "s " : " ");
 }
 
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options) {
@@ -97,7 +97,7 @@ int compileScript(EngineContext& ctx, std::string_view systemPath, const Compile
         Compiler compiler(ctx, options);
         return compiler.compile(systemPath);
     } catch (const std::bad_alloc&) {  // where no action of its own handles it
-        ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
+        ctx.report(MessageId::MemoryExhausted);
         return ctx.reporter.state.errorCount;
     }
 }

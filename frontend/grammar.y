@@ -566,12 +566,15 @@ std::string expectedTokens(int tableStart) {
 
 static int yyreport_syntax_error(const yypcontext_t* place, kestrel::Compiler& c) {
     const int tableStart = yypact[*place->yyps->yyssp];
-    c.compileError(yypact_value_is_default(tableStart) ? "parse error" : expectedTokens(tableStart));
+    if (yypact_value_is_default(tableStart))
+        c.report(c.lastPlace(), MessageId::SyntaxError);
+    else
+        c.report(c.lastPlace(), MessageId::UnexpectedToken, expectedTokens(tableStart));
     return 0;
 }
 
 // Called for exhausted stacks only.
-static void yyerror(const SourcePos*, kestrel::Compiler& c, const char*) { c.compileError("parser stack overflow"); }
+static void yyerror(const SourcePos*, kestrel::Compiler& c, const char*) { c.report(c.lastPlace(), MessageId::NestedTooDeep); }
 
 namespace kestrel {
 

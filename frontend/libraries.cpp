@@ -59,7 +59,7 @@ bool Compiler::nextInputFile() {
         }
         if (!compiled && openLibrary(library)) return true;
         ctx_.reporter.place = &library.where;
-        ctx_.reporter.report("#Wline %d, cannot locate library file \"%s\"", currentLine(), library.name);
+        ctx_.report(MessageId::LibraryNotFound, currentLine(), library.name);
         ctx_.reporter.place = nullptr;
         // A script library that is missing ends the chain, by design; a compiled one does not.
         if (!compiled) return false;
@@ -78,8 +78,7 @@ bool Compiler::openLibrary(const Library& library) {
         text = platform::readTextFile(path);
     if (!text) return false;
     if (options_.reportEndless && bringsItselfIn(library, platform::nativePath(path))) {
-        reportEndless(library.where, "#EFile '%s', line %d<br>Library '%s' brings itself in again",
-                      library.name);
+        reportEndless(library.where, MessageId::EndlessLibrary, library.name);
         return true;
     }
     const auto file = static_cast<std::int32_t>(program().files.size());

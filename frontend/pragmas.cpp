@@ -53,12 +53,12 @@ void Preprocessor::pragmaDefine(std::string_view argument) {
     const std::size_t nameEnd = std::min(argument.find_first_of(" \t"), argument.size());
     const std::string_view name = argument.substr(0, nameEnd);
     if (name.empty()) {
-        directiveError("#EFile '%s', line %d<br>Pragma 'define' must specify a name");
+        directiveError(MessageId::DefineWithoutName);
         return;
     }
     const std::size_t textStart = std::min(argument.find_first_not_of(" \t", nameEnd), argument.size());
     const std::string endless = defines_.add(name, argument.substr(textStart));
-    if (!endless.empty()) endlessDefine(endless);
+    if (!endless.empty()) directiveError(MessageId::EndlessDefine, endless);
 }
 
 void Preprocessor::pragmaInsert(std::string_view argument) {
@@ -71,7 +71,7 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
             text = platform::readTextFile(path);
     }
     if (!text) {
-        directiveError("#EFile '%s', line %d<br>Cannot locate insert file '%s'", name);
+        directiveError(MessageId::InsertNotFound, name);
         return;
     }
     // The marker and the empty line that stands for the directive make diagnostics number an inserted file's
@@ -95,7 +95,7 @@ void Preprocessor::pragmaErrors(std::string_view argument) {
     if (startsWithDigit(argument)) {
         ctx_.reporter.state.maxErrors = leadingNumber(argument);
     } else {
-        directiveError("#EFile '%s', line %d<br>Pragma 'errors' must specify a numeric value");
+        directiveError(MessageId::ErrorsWithoutNumber);
     }
 }
 
@@ -106,13 +106,13 @@ void Preprocessor::pragmaUnused(std::string_view) {
 
 void Preprocessor::pragmaVersion(std::string_view argument) {
     if (!startsWithDigit(argument) && !argument.starts_with('"')) {
-        directiveError("#EFile '%s', line %d<br>Invalid parameter to 'version' pragma");
+        directiveError(MessageId::DirectiveParameter, "version");
         return;
     }
     if (argument.front() == '"') argument.remove_prefix(1);
     const double version = parseDouble(argument);
     if (version == 0.0) {
-        directiveError("#EFile '%s', line %d<br>Invalid version value in pragma");
+        directiveError(MessageId::VersionValue);
         return;
     }
     const std::string text = twoDigits(version);
@@ -121,12 +121,7 @@ void Preprocessor::pragmaVersion(std::string_view argument) {
     const std::int64_t minor =
         point == std::string::npos ? 0 : parseInteger(std::string_view(text).substr(point + 1));
     if (major < kMajorVersion || (major == kMajorVersion && minor <= kMinorVersion)) return;
-
-    const SourcePos place = currentPlace();
-    ctx_.reporter.place = &place;
-    ctx_.reporter.report("#EScript requires version %d.%d or later of this plugin", major, minor);
-    ctx_.reporter.place = nullptr;
-    failed_ = true;
+    directiveError(MessageId::NewerVersionNeeded, major, minor);
 }
 
 void Preprocessor::pragmaAutoerror(std::string_view) {
@@ -154,7 +149,7 @@ void Preprocessor::pragmaLoadall(std::string_view) {}
 
 void Preprocessor::pragmaDebug(std::string_view argument) {
     if (!argument.starts_with('"')) {
-        directiveError("#EFile '%s', line %d<br>Invalid parameter to 'debug' pragma");
+        directiveError(MessageId::DirectiveParameter, "debug");
         return;
     }
     ctx_.options.debugName = unquoted(argument).substr(0, kDebugNameLength);

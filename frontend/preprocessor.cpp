@@ -39,14 +39,14 @@ bool writeFile(const std::string& path, std::string_view text) {
 std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) {
     std::optional<std::string> text = platform::readTextFile(inputPath);
     if (!text) {
-        ctx_.reporter.report("#ECannot open input file '%s'", inputPath);
+        ctx_.report(MessageId::ScriptNotOpened, inputPath);
         return std::nullopt;
     }
     addFile({.name = std::string(inputPath), .text = *std::move(text)}, inputPath, {});
     const std::string outputPath = temporaryFileName();
     // Opened before anything is read, so that a directory that can't be written is the only message.
     if (!writeFile(outputPath, "")) {
-        ctx_.reporter.report("#ECannot create output file '%s'", outputPath);
+        ctx_.report(MessageId::TemporaryNotCreated, outputPath);
         return std::nullopt;
     }
 
@@ -72,7 +72,7 @@ bool Preprocessor::finish(const std::string& outputPath) {
         return false;
     }
     if (writeFile(outputPath, output_)) return true;
-    ctx_.reporter.report("#ECannot create output file '%s'", outputPath);
+    ctx_.report(MessageId::TemporaryNotCreated, outputPath);
     platform::removeFile(outputPath);
     return false;
 }
@@ -137,7 +137,7 @@ void Preprocessor::directive(std::string_view line) {
         (this->*row.handler)(skipBlanks(text.substr(row.name.size())));
         return;
     }
-    directiveError("#EFile '%s', line %d<br>Bad pragma directive:'%s'", line);
+    directiveError(MessageId::UnknownDirective, line);
 }
 
 void Preprocessor::ordinaryLine(std::string& line) {
@@ -145,7 +145,7 @@ void Preprocessor::ordinaryLine(std::string& line) {
     const std::size_t length = line.size();
     std::vector<ColumnSpan> columns;
     const std::string endless = defines_.replaceIn(line, columns);
-    if (!endless.empty()) endlessDefine(endless);
+    if (!endless.empty()) directiveError(MessageId::EndlessDefine, endless);
     map_.addChanged(input.file, input.trueLine, input.column, length, std::move(columns));
     put(line);
 }
@@ -172,20 +172,12 @@ SourcePos Preprocessor::currentPlace() const noexcept {
     return {input.file, input.trueLine, start, start + std::max(lineLength_, 1)};
 }
 
-void Preprocessor::directiveError(std::string_view format) {
-    directiveError(format, {});
-}
-
-void Preprocessor::directiveError(std::string_view format, std::string_view text) {
+void Preprocessor::reportDirective(MessageId id, FormatArgs args) {
     const SourcePos place = currentPlace();
     ctx_.reporter.place = &place;
-    ctx_.reporter.report(format, inputs_.back().name, inputs_.back().line, text);
+    ctx_.reporter.reportArgs(id, {.line = inputs_.back().line, .file = inputs_.back().name}, args);
     ctx_.reporter.place = nullptr;
     failed_ = true;
-}
-
-void Preprocessor::endlessDefine(const std::string& name) {
-    directiveError("#EFile '%s', line %d<br>Define '%s' contains its own name and never finishes", name);
 }
 
 }  // namespace kestrel

@@ -52,10 +52,12 @@ private:
     void putMarker(std::int32_t line);
     [[nodiscard]] bool finish(const std::string& outputPath);
 
-    /// Reports an error of the current directive. The format begins "#EFile '%s', line %d<br>".
-    void directiveError(std::string_view format);
-    void directiveError(std::string_view format, std::string_view text);
-    void endlessDefine(const std::string& name);
+    /// Reports an error of the current directive.
+    template <class... Args>
+    void directiveError(MessageFor<Args...> message, const Args&... args) {
+        reportDirective(message.id(), {FormatArg(args)...});
+    }
+    void reportDirective(MessageId id, FormatArgs args);
     [[nodiscard]] SourcePos currentPlace() const noexcept;
 
 #define KESTREL_PRAGMA(name, handler, ...) void handler(std::string_view argument);

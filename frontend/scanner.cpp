@@ -141,7 +141,7 @@ int Scanner::identifier() {
     const int code = token(static_cast<int>(NamedToken::Name));
     Variable* symbol = compiler_.symlook(matched_);
     if (symbol == nullptr) {
-        compiler_.compileError(formatMessage("symbol \"%s\" redefined", {matched_}));
+        compiler_.report(token_.pos, MessageId::NameNotKept, matched_);
         return 0;
     }
     token_.value.symbol = symbol;
@@ -158,19 +158,19 @@ void Scanner::openLiteral() {
 bool Scanner::literalCharacter(char c) {
     literal_ += c;
     if (literal_.size() < kLiteralLimit) return false;
-    compiler_.compileWarning("string literal exceeds 512 characters", openPos());
+    compiler_.report(openPos(), MessageId::LongText);
     return true;
 }
 
 void Scanner::literalNewline() {
-    compiler_.compileWarning("newline found in string literal", openingPos_);
+    compiler_.report(openingPos_, MessageId::NewlineInText);
     endLine();
     ++compiler_.currentLine();
 }
 
 void Scanner::literalUnterminated() {
     // The text of the current token is still the opening quote.
-    compiler_.compileError("unterminated string literal", openingPos_);
+    compiler_.report(openingPos_, MessageId::UnterminatedText);
 }
 
 int Scanner::closeLiteral() {
@@ -182,7 +182,7 @@ int Scanner::closeLiteral() {
 
 void Scanner::commentUnterminated() {
     if (compiler_.options().reportEndless) {
-        compiler_.reportEndless(openingPos_, "#EFile '%s', line %d<br>Comment opened here is never closed");
+        compiler_.reportEndless(openingPos_, MessageId::EndlessComment);
         return;
     }
     // Meant: an open comment waits for its end, which can't come any more. Only whoever watches the run

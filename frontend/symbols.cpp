@@ -18,18 +18,18 @@ Variable* find(const LinkedList<Variable>& list, std::string_view name) noexcept
 /// Allocates a record of the program. Without memory the input is skipped, so that the parse runs out and
 /// ends.
 template <class T>
-T* Compiler::tryMake(std::string_view complaint) {
+T* Compiler::tryMake(std::string_view function) {
     try {
         return program().make<T>();
     } catch (const std::bad_alloc&) {
-        compileError(complaint);
+        report(lastPlace(), MessageId::CompilerMemory, function);
         scanner_.skipInput();
         return nullptr;
     }
 }
 
 Variable* Compiler::newSymbol(std::string_view name) {
-    Variable* symbol = tryMake<Variable>("memory exhausted in function symlook()");
+    Variable* symbol = tryMake<Variable>("symlook");
     if (symbol == nullptr) return nullptr;
     symbol->name = makeText(name);
     symbol->pos = scanner_.token().pos;
@@ -87,7 +87,7 @@ Variable* Compiler::symlook(std::string_view name) {
 
 FunctionRecord* Compiler::addfunc(const char* name) {
     LinkedList<FunctionRecord>& list = libraryMode_ ? libraryFunctions_ : program().functions;
-    FunctionRecord* function = tryMake<FunctionRecord>("memory exhausted in function addfunc()");
+    FunctionRecord* function = tryMake<FunctionRecord>("addfunc");
     if (function == nullptr) return list.tail != nullptr ? list.tail : &spareFunction_;
     function->name = name;
     list.append(function);
@@ -96,7 +96,7 @@ FunctionRecord* Compiler::addfunc(const char* name) {
 
 CodeNode* Compiler::newCode(std::int32_t op, const SourcePos& where) {
     LinkedList<CodeNode>& list = libraryMode_ ? libraryCode_ : program().code;
-    CodeNode* node = tryMake<CodeNode>("memory exhausted in function newCode()");
+    CodeNode* node = tryMake<CodeNode>("newCode");
     if (node == nullptr) return list.tail != nullptr ? list.tail : &spareNode_;
     node->op = op;
     node->line = currentLine();

@@ -49,7 +49,7 @@ std::uint32_t readFlags(LoadedScript& script) {
     for (; count > 0 && top >= 0; --count, --top) {
         const std::optional<std::size_t> flag = flagNumber(ctx.stack.at(top));
         if (!flag) {
-            ctx.reporter.report("#WIgnoring illegal flag type in function flags()");
+            ctx.report(MessageId::UnknownFlag);
             continue;
         }
         script.host.requestedFlags[*flag] = 1;

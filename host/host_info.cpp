@@ -50,7 +50,7 @@ const char* keyOf(const ValueCell& which) {
 
 void getdirBuiltin(BuiltinCall& call) {
     const char* key = keyOf(call.arg(0));
-    if (key == nullptr) return builtins::fail(call, "#ELine %d, invalid argument 1 type to getdir()");
+    if (key == nullptr) return call.failType(1);
     const DirectoryFinder& find = shaderContext(call.ctx).environment.findDirectory;
     std::optional<std::string> path = find ? find(key) : std::nullopt;
     if (!path) return call.result(ValueCell::ofNil());
@@ -73,8 +73,7 @@ void runningUnderBuiltin(BuiltinCall& call) {
 }
 
 void setdescBuiltin(BuiltinCall& call) {
-    const std::string text =
-        builtins::joinArguments(call, "#WLine %d, invalid argument %d type to setdesc()");
+    const std::string text = builtins::joinArguments(call, call.name);
     ShaderContext& context = shaderContext(call.ctx);
     context.description = text.substr(0, kDescriptionLimit);
     context.customDescription = true;

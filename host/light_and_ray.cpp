@@ -13,42 +13,35 @@ namespace {
 
 using Triple = std::array<double, 3>;
 
-struct ArrayMessages {
-    std::string_view tooFew;
-    std::string_view element;
-};
-
 /// The first three elements of an array that hold something.
 /// @return false after the call has failed
-bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, const ArrayMessages& messages,
-                     Triple& out) {
+bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, Triple& out) {
     std::size_t found = 0;
     for (std::size_t i = 0; i < array.elements.size() && found < out.size(); ++i) {
         const ValueCell& element = array.elements[i];
         if (element.type == Uninitialized || element.type == Nil) continue;
         if (!element.isNumeric()) {
-            call.fail(messages.element, call.ctx.run.currentLine, i + 1);
+            call.fail(MessageId::ElementType, i + 1, call.name);
             return false;
         }
         out[found++] = element.payload.number;
     }
     if (found == out.size()) return true;
-    call.fail(messages.tooFew, call.ctx.run.currentLine);
+    call.fail(MessageId::TooFewNumbers);
     return false;
 }
 
 /// A Vector or an array of numbers as three numbers.
 /// @return false after the call has failed
-bool tripleArgument(BuiltinCall& call, int index, std::string_view wrongType, const ArrayMessages& messages,
-                    Triple& out) {
+bool tripleArgument(BuiltinCall& call, int index, Triple& out) {
     const ValueCell& cell = call.arg(index);
     if (cell.type == Vector) {
         out = {cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z};
         return true;
     }
     if (cell.type == ArrayRef && cell.payload.array != nullptr)
-        return tripleFromArray(call, *cell.payload.array, messages, out);
-    call.fail(wrongType, call.ctx.run.currentLine);
+        return tripleFromArray(call, *cell.payload.array, out);
+    call.failType(index + 1);
     return false;
 }
 
@@ -61,21 +54,16 @@ void normalize(Triple& v) {
 }  // namespace
 
 void illuminateBuiltin(BuiltinCall& call) {
-    constexpr ArrayMessages kArray{"#ELine %d, array size less than required argument count",
-                                   "#ELine %d, invalid array element [%d] type to illuminate()"};
-    const std::int32_t line = call.ctx.run.currentLine;
-    if (call.argc != 3) return call.fail("#ELine %d, invalid argument count to illuminate()", line);
+    if (call.argc != 3) return call.failCount();
     Triple point{};
     Triple vector{};
-    if (!tripleArgument(call, 2, "#ELine %d, invalid argument 3 type to illuminate()", kArray, vector))
-        return;
-    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to illuminate()", kArray, point)) return;
+    if (!tripleArgument(call, 2, vector)) return;
+    if (!tripleArgument(call, 1, point)) return;
     const ValueCell& light = call.arg(0);
-    if (light.type != HxObject || light.payload.object == nullptr)
-        return call.fail("#ELine %d, invalid argument 1 type to illuminate()", line);
+    if (light.type != HxObject || light.payload.object == nullptr) return call.failType(1);
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->illuminate == nullptr)
-        return call.fail("#ELine %d, illegal invocation of function illuminate()", line);
+        return call.fail(MessageId::OutsideShading, call.name);
 
     Triple color{};
     sample->illuminate(static_cast<const SceneItem*>(light.payload.object)->item, point.data(), vector.data(),
@@ -89,18 +77,14 @@ void illuminateBuiltin(BuiltinCall& call) {
 }
 
 void raytraceBuiltin(BuiltinCall& call) {
-    constexpr ArrayMessages kArray{"#ELine %d, array size less than required argument count",
-                                   "#ELine %d, invalid array element [%d] type to raytrace()"};
-    const std::int32_t line = call.ctx.run.currentLine;
-    if (call.argc != 2) return call.fail("#ELine %d, invalid argument count to raytrace()", line);
+    if (call.argc != 2) return call.failCount();
     Triple point{};
     Triple direction{};
-    if (!tripleArgument(call, 1, "#ELine %d, invalid argument 2 type to raytrace()", kArray, direction))
-        return;
-    if (!tripleArgument(call, 0, "#ELine %d, invalid argument 1 type to raytrace()", kArray, point)) return;
+    if (!tripleArgument(call, 1, direction)) return;
+    if (!tripleArgument(call, 0, point)) return;
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->rayTrace == nullptr)
-        return call.fail("#ELine %d, illegal invocation of function raytrace()", line);
+        return call.fail(MessageId::OutsideShading, call.name);
 
     normalize(direction);
     Triple color{};

@@ -43,8 +43,7 @@ void readNothing(EngineContext&, const MemberAccess&, const MemberRow&) {}
 void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
                int op) {
     if (!value.isNumeric()) {
-        ctx.reporter.report("#ELine %d, illegal value in assignment to Shader data member: %s",
-                            ctx.run.currentLine, access.member);
+        ctx.report(MessageId::SampleMemberType, access.member);
         return;
     }
     const std::size_t place = placeOf(access, row);
@@ -109,13 +108,13 @@ constexpr MethodRow kMethods[] = {
 };
 
 constexpr KindWording kWording = {
-    .unknownMethod = "#ELine %d, unknown object method: (ShaderObj)%s::%s.%s()",
+    .unknownMethod = MessageId::UnknownSampleMethod,
     .argumentCount = {},
-    .unknownMemberRead = "#ELine %d, unknown ShaderObj data member: %s::%s.%s",
-    .unknownMemberWrite = "#ELine %d, unknown ShaderObject data member: %s::%s.%s",
-    .pieceOfName = "#ELine %d, unknown Shader data member specified: %s",
-    .readOnly = "#ELine %d, illegal assignment to read-only Shader data member: %s",
-    .memberIndex = "#ELine %d, illegal index value: %s[%d]",
+    .unknownMemberRead = MessageId::UnknownSampleMember,
+    .unknownMemberWrite = MessageId::AssignedSampleMember,
+    .pieceOfName = MessageId::PartOfSampleMember,
+    .readOnly = MessageId::SampleReadOnly,
+    .memberIndex = MessageId::SampleIndexRange,
 };
 
 }  // namespace

@@ -4,14 +4,6 @@
 
 namespace kestrel::builtins {
 
-void fail(BuiltinCall& call, std::string_view format) {
-    call.fail(format, call.ctx.run.currentLine);
-}
-
-void failNamed(BuiltinCall& call, std::string_view format) {
-    call.fail(format, call.ctx.run.currentLine, call.name);
-}
-
 namespace {
 
 /// Stack index of the ListMark that opens the list whose closing one is on top, or -1.

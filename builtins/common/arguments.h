@@ -3,14 +3,7 @@
 
 #include "engine/context/builtin.h"
 
-#include <string_view>
-
 namespace kestrel::builtins {
-
-/// Reports an error whose only argument is the line; the call yields Nil.
-void fail(BuiltinCall& call, std::string_view format);
-/// The same for functions that share a handler: the name follows the line.
-void failNamed(BuiltinCall& call, std::string_view format);
 
 /// A last argument that stands for several values: those of a `return a, b` (closed by a ReturnCount) or of
 /// an inline list `@ a, b @` (between two ListMarks).

@@ -15,7 +15,7 @@ std::optional<std::string> pieceText(const EngineContext& ctx, const ValueCell& 
     return valueText(ctx, cell);
 }
 
-std::string joinArguments(BuiltinCall& call, std::string_view warning, TextUse use) {
+std::string joinArguments(BuiltinCall& call, std::string_view function, TextUse use) {
     std::string text;
     std::string last;  // meant: an argument without a text of its own repeats this one
     for (int i = 0; i < call.argc; ++i) {
@@ -24,7 +24,7 @@ std::string joinArguments(BuiltinCall& call, std::string_view warning, TextUse u
             if (std::optional<std::string> own = pieceText(call.ctx, cell, use))
                 last = std::move(*own);
             else
-                call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1);
+                call.ctx.report(MessageId::ArgumentSkipped, i + 1, function);
         }
         if (!fitsText(call.ctx, text.size() + last.size())) break;
         text += last;

@@ -18,9 +18,8 @@ namespace kestrel::builtins {
 /// The text forms of all arguments, joined with no separator. An argument that has none repeats the text of
 /// the argument before it: silently where it is Nil, with a warning otherwise. A text that grows too long
 /// ends with the last argument that fits, after reporting memory exhaustion.
-/// @param warning  takes the line and the argument's position from 1, like
-///                 "#WLine %d, invalid argument %d type to string()"
-[[nodiscard]] std::string joinArguments(BuiltinCall& call, std::string_view warning,
+/// @param function  as the warning names it
+[[nodiscard]] std::string joinArguments(BuiltinCall& call, std::string_view function,
                                         TextUse use = TextUse::Value);
 
 }  // namespace kestrel::builtins

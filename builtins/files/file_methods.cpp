@@ -18,12 +18,10 @@ namespace {
 /// need a text refuse binary files.
 enum FileNeed : std::uint32_t { kNothing, kOpen, kOpenText };
 
-constexpr std::string_view kBinaryFile = "#ELine %d, illegal operation on binary file: (File)%s.%s()";
-
 template <void (*kMethod)(FileCall&), FileNeed kNeed = kOpen>
 void method(MethodCall& call) {
     FileCall fileCall(call);
-    if (kNeed == kOpenText && fileCall.file().binary) return call.failNamed(kBinaryFile);
+    if (kNeed == kOpenText && fileCall.file().binary) return call.failNamed(MessageId::BinaryFile);
     kMethod(fileCall);
 }
 
@@ -108,8 +106,8 @@ constexpr MethodRow kMethods[] = {
 };
 
 constexpr KindWording kWording = {
-    .unknownMethod = "#ELine %d, unknown object method: (FileObj)%s::%s.%s()",
-    .argumentCount = "#ELine %d, invalid argument count to (File)%s.%s()",
+    .unknownMethod = MessageId::UnknownFileMethod,
+    .argumentCount = MessageId::FileArgumentCount,
 };
 
 std::string_view nameOf(const void* object) noexcept {
@@ -186,8 +184,7 @@ void reopen(FileCall& call) {
     const char* mode = modeArgument(call, 0);
     // Meant: the message names open().
     if (mode == nullptr) {
-        return call.fail("#ELine %d, invalid argument 1 type to (File)%s.open()", call.ctx.run.currentLine,
-                         call.variable);
+        return call.fail(MessageId::FileArgumentType, 1, call.variable, "open");
     }
     FileRecord& record = call.record;
     std::optional<std::string> delimiter = std::move(record.file->delimiter);
@@ -211,16 +208,15 @@ void name(FileCall& call) {
 }  // namespace file
 
 void openFile(BuiltinCall& call) {
-    const int line = call.ctx.run.currentLine;
-    if (call.argc < 1 || call.argc > 2) return call.fail("#ELine %d, invalid argument count to File()", line);
+    if (call.argc < 1 || call.argc > 2) return call.fail(MessageId::ArgumentCount, "File");
     const char* mode = modeArgument(call, 1);
-    if (mode == nullptr) return call.fail("#ELine %d, invalid argument 2 type to File()", line);
-    if (!call.arg(0).isText()) return call.fail("#ELine %d, invalid argument 1 type to File()", line);
+    if (mode == nullptr) return call.fail(MessageId::ArgumentType, 2, "File");
+    if (!call.arg(0).isText()) return call.fail(MessageId::ArgumentType, 1, "File");
     // Records stay until the script is unloaded, so one that opens files again and again must end somewhere.
     constexpr std::size_t kMostResources = 1'000'000;
     EngineContext& ctx = call.ctx;
     if (ctx.resources.size() >= kMostResources) {
-        ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", line);
+        ctx.report(MessageId::MemoryExhausted);
         return call.result(ValueCell::ofNil());
     }
     auto record = std::make_unique<FileRecord>();
@@ -232,19 +228,17 @@ void openFile(BuiltinCall& call) {
 }
 
 void fileExists(BuiltinCall& call) {
-    const int line = call.ctx.run.currentLine;
     if (call.argc == 0) {
-        call.ctx.reporter.report("#ELine %d, invalid argument count to fileexists()", line);
+        call.ctx.report(MessageId::ArgumentCount, call.name);
         return call.none();  // meant: unlike other argument errors, this one leaves nothing
     }
-    const std::string name = joinArguments(call, "#WLine %d, invalid argument %d type to fileexists()");
+    const std::string name = joinArguments(call, call.name);
     call.resultInteger(platform::pathExists(convertSeparators(call.ctx, name)) ? 1.0 : 0.0);
 }
 
 void fileDelete(BuiltinCall& call) {
-    const int line = call.ctx.run.currentLine;
-    if (call.argc == 0) return call.fail("#ELine %d, invalid argument count to filedelete()", line);
-    const std::string name = joinArguments(call, "#WLine %d, invalid argument %d type to delete()");
+    if (call.argc == 0) return call.failCount();
+    const std::string name = joinArguments(call, "delete");
     call.resultInteger(platform::removeFile(convertSeparators(call.ctx, name)));
 }
 

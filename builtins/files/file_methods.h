@@ -26,10 +26,7 @@ public:
     void resultNil() { result(ValueCell::ofNil()); }
     void resultInteger(std::int64_t value) { BuiltinCall::resultInteger(static_cast<double>(value)); }
     /// @param position  from 1
-    void failType(int position) {
-        fail("#ELine %d, invalid argument %d type to (File)%s.%s()", ctx.run.currentLine, position, variable,
-             name);
-    }
+    void failType(int position) { fail(MessageId::FileArgumentType, position, variable, name); }
 };
 
 /// Values of type FileObj. They have methods, no data members.
@@ -89,8 +86,8 @@ void offset(FileCall& call);
 
 /// Moves to the beginning of a line, whose number is an argument of the call, and clears the end-of-file
 /// flag.
-/// @return false after failing with `rangeMessage` (line, number, variable) or a type error
-[[nodiscard]] bool moveToLine(FileCall& call, std::string_view rangeMessage);
+/// @return false after failing
+[[nodiscard]] bool moveToLine(FileCall& call);
 
 }  // namespace file
 

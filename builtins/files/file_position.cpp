@@ -74,7 +74,7 @@ std::optional<SeekFrom> seekOrigin(const ValueCell& cell) {
 
 }  // namespace
 
-bool moveToLine(FileCall& call, std::string_view rangeMessage) {
+bool moveToLine(FileCall& call) {
     const ValueCell& given = call.arg(0);
     if (!given.isNumeric()) {
         call.failType(1);
@@ -82,7 +82,7 @@ bool moveToLine(FileCall& call, std::string_view rangeMessage) {
     }
     const std::int64_t line = truncate(given.payload.number);
     if (line < 1 || line > call.file().lineCount) {
-        call.fail(rangeMessage, call.ctx.run.currentLine, line, call.variable);
+        call.fail(MessageId::FileLineRange, line, call.variable, call.name);
         return false;
     }
     goToLine(call.ctx, call.file(), line - 1);
@@ -103,12 +103,8 @@ void rewind(FileCall& call) {
 
 void line(FileCall& call) {
     if (call.argc == 0) return call.resultInteger(call.file().currentLine + 1);
-    if (call.ctx.options.nonrandom) {
-        call.ctx.run.abort = true;
-        return call.fail("#ELine %d, illegal invocation of (File)%s.line() method", call.ctx.run.currentLine,
-                         call.variable);
-    }
-    if (moveToLine(call, "#ELine %d, specified line (%d) exceeds file size in (File)%s.line()")) call.none();
+    if (call.ctx.options.nonrandom) return call.fail(MessageId::LinesNotIndexed, call.variable);
+    if (moveToLine(call)) call.none();
 }
 
 void linecount(FileCall& call) {

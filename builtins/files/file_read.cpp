@@ -29,9 +29,7 @@ std::optional<int> collect(FileCall& call, Ends ends) {
 }  // namespace
 
 void read(FileCall& call) {
-    if (call.argc == 1 &&
-        !moveToLine(call, "#ELine %d, specified line (%d) exceeds file size in (File)%s.read()"))
-        return;
+    if (call.argc == 1 && !moveToLine(call)) return;
     OpenFile& file = call.file();
     const std::int64_t line = file.standsAtLine;
     file.beginReading();

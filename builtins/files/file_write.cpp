@@ -162,11 +162,11 @@ private:
     bool complete_ = true;
 };
 
-void writeValues(FileCall& call, std::string_view warning, std::string_view end) {
+void writeValues(FileCall& call, std::string_view end) {
     Rendering rendering(call);
     for (int i = 0; i < call.argc; ++i) {
         if (!rendering.add(call.arg(i)))
-            call.ctx.reporter.report(warning, call.ctx.run.currentLine, i + 1, call.variable);
+            call.ctx.report(MessageId::FileArgumentSkipped, i + 1, call.variable, call.name);
     }
     rendering.addCharacters(end);
     if (!rendering.complete()) return call.resultNil();
@@ -190,11 +190,11 @@ void writeItems(FileCall& call, const ValueCell& value, std::int64_t count) {
 }  // namespace
 
 void write(FileCall& call) {
-    writeValues(call, "#WLine %d, invalid argument %d type to (File)%s.write()", "");
+    writeValues(call, "");
 }
 
 void writeln(FileCall& call) {
-    writeValues(call, "#WLine %d, invalid argument %d type to (File)%s.writeln()", "\n");
+    writeValues(call, "\n");
 }
 
 void writeNumber(FileCall& call) {

@@ -90,14 +90,14 @@ double angleBetween(const VectorValue& a, const VectorValue& b, std::int64_t axi
 }  // namespace
 
 void angle(BuiltinCall& call) {
-    if (!call.arg(2).isNumeric()) return fail(call, "#ELine %d, invalid argument 3 type to angle()");
-    if (call.arg(1).type != Vector) return fail(call, "#ELine %d, invalid argument 2 type to angle()");
-    if (call.arg(0).type != Vector) return fail(call, "#ELine %d, invalid argument 1 type to angle()");
+    if (!call.arg(2).isNumeric()) return call.failType(3);
+    if (call.arg(1).type != Vector) return call.failType(2);
+    if (call.arg(0).type != Vector) return call.failType(1);
 
     const VectorValue a = map(call.arg(0).payload.vec, sixDecimals);
     const VectorValue b = map(call.arg(1).payload.vec, sixDecimals);
-    if (isNull(a)) return fail(call, "#ELine %d, argument 1 invalid vector to angle()");
-    if (isNull(b)) return fail(call, "#ELine %d, argument 2 invalid vector to angle()");
+    if (isNull(a)) return call.fail(MessageId::NullVector, 1, call.name);
+    if (isNull(b)) return call.fail(MessageId::NullVector, 2, call.name);
     call.resultNumber(angleBetween(a, b, truncate(call.arg(2).payload.number)));
 }
 

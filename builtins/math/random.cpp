@@ -34,9 +34,9 @@ void random(BuiltinCall& call) {
 }
 
 void randu(BuiltinCall& call) {
-    if (call.argc > 1) return fail(call, "#ELine %d, invalid argument count to randu()");
+    if (call.argc > 1) return call.failCount();
     if (call.argc == 1) {
-        if (!call.arg(0).isNumeric()) return fail(call, "#ELine %d, invalid argument 1 type to randu()");
+        if (!call.arg(0).isNumeric()) return call.failType(1);
         call.ctx.randomState = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
     }
     call.resultNumber(draw(call.ctx) * kPerDraw);

@@ -96,10 +96,9 @@ Matrix rotation(int axis, double angle) {
 
 /// A transform given by one vector: fill(matrix, vector) makes the matrix.
 template <class Fill>
-void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::string_view wrongTarget,
-                       Fill fill) {
-    if (!isTarget(call.arg(1))) return fail(call, wrongTarget);
-    if (call.arg(0).type != Vector) return fail(call, wrongVector);
+void transformByVector(BuiltinCall& call, Fill fill) {
+    if (!isTarget(call.arg(1))) return call.failType(2);
+    if (call.arg(0).type != Vector) return call.failType(1);
     Matrix matrix;
     fill(matrix.m, call.arg(0).payload.vec);
     transformTarget(call, call.arg(1), matrix, {});
@@ -108,35 +107,32 @@ void transformByVector(BuiltinCall& call, std::string_view wrongVector, std::str
 }  // namespace
 
 void translate3d(BuiltinCall& call) {
-    transformByVector(call, "#ELine %d, invalid argument 1 type to translate3d()",
-                      "#ELine %d, invalid argument 2 type to translate3d()",
-                      [](auto& m, const VectorValue& t) {
-                          m[3][0] = t.x;
-                          m[3][1] = t.y;
-                          m[3][2] = t.z;
-                      });
+    transformByVector(call, [](auto& m, const VectorValue& t) {
+        m[3][0] = t.x;
+        m[3][1] = t.y;
+        m[3][2] = t.z;
+    });
 }
 
 void scale3d(BuiltinCall& call) {
-    transformByVector(call, "#ELine %d, invalid argument 1 type to scale3d()",
-                      "#ELine %d, invalid argument 2 type to scale3d()", [](auto& m, const VectorValue& s) {
-                          m[0][0] = s.x;
-                          m[1][1] = s.y;
-                          m[2][2] = s.z;
-                      });
+    transformByVector(call, [](auto& m, const VectorValue& s) {
+        m[0][0] = s.x;
+        m[1][1] = s.y;
+        m[2][2] = s.z;
+    });
 }
 
 void rotate3d(BuiltinCall& call) {
-    if (call.argc < 3 || call.argc > 4) return fail(call, "#ELine %d, invalid argument count to rotate3d()");
+    if (call.argc < 3 || call.argc > 4) return call.failCount();
     VectorValue pivot;
     if (call.argc == 4) {
-        if (call.arg(3).type != Vector) return fail(call, "#ELine %d, invalid argument 4 type to rotate3d()");
+        if (call.arg(3).type != Vector) return call.failType(4);
         pivot = call.arg(3).payload.vec;
     }
-    if (!isTarget(call.arg(2))) return fail(call, "#ELine %d, invalid argument 3 type to rotate3d()");
-    if (!call.arg(1).isNumeric()) return fail(call, "#ELine %d, invalid argument 2 type to rotate3d()");
+    if (!isTarget(call.arg(2))) return call.failType(3);
+    if (!call.arg(1).isNumeric()) return call.failType(2);
     const int axis = axisOf(call.arg(0));
-    if (axis == 0) return fail(call, "#ELine %d, invalid argument 1 type to rotate3d()");
+    if (axis == 0) return call.failType(1);
     transformTarget(call, call.arg(2), rotation(axis, call.arg(1).payload.number), pivot);
 }
 

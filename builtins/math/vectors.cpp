@@ -61,7 +61,7 @@ std::optional<Box> boxOf(BuiltinCall& call, const ValueCell& first, const ValueC
     const std::optional<VectorValue> a = cornerOf(first);
     const std::optional<VectorValue> b = cornerOf(second);
     if (a && b) return Box{*a, *b};
-    failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    call.failType(1);
     return std::nullopt;
 }
 
@@ -75,8 +75,7 @@ std::optional<Box> boxOfArray(BuiltinCall& call) {
         }
     }
     if (found >= 2) return boxOf(call, array->elements[0], array->elements[1]);
-    call.fail("#ELine %d, invalid argument count to %s(): found %d, expecting 1", call.ctx.run.currentLine,
-              call.name, found);
+    call.fail(MessageId::CornersInArray, call.name, found);
     return std::nullopt;
 }
 
@@ -86,7 +85,7 @@ std::optional<Box> boxOfReturned(BuiltinCall& call) {
     EvalStack& stack = call.ctx.stack;
     if (count == 2 && values.count == 2)
         return boxOf(call, stack.at(values.first), stack.at(values.first + 1));
-    call.fail("#ELine %d, invalid argument count %d to %s()", call.ctx.run.currentLine, count, call.name);
+    call.fail(MessageId::CornersReturned, count, call.name);
     return std::nullopt;
 }
 
@@ -99,7 +98,7 @@ std::optional<Box> boxOfNumbers(BuiltinCall& call) {
         n[static_cast<std::size_t>(i)] = call.arg(i).payload.number;
     }
     if (numeric) return Box{{n[0], n[1], n[2]}, {n[3], n[4], n[5]}};
-    failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    call.failType(1);
     return std::nullopt;
 }
 
@@ -107,7 +106,7 @@ std::optional<Box> boxOfNumbers(BuiltinCall& call) {
 /// error.
 std::optional<Box> boxOfArguments(BuiltinCall& call) {
     if (call.argc < 1 || call.argc > 6) {
-        failNamed(call, "#ELine %d, invalid argument count to %s()");
+        call.failCount();
         return std::nullopt;
     }
     switch (call.arg(call.argc - 1).type) {
@@ -125,7 +124,7 @@ std::optional<Box> boxOfArguments(BuiltinCall& call) {
         default:
             break;
     }
-    failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    call.failType(1);
     return std::nullopt;
 }
 

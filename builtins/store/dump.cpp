@@ -93,8 +93,7 @@ private:
 
 void dump(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
-    if (!call.arg(0).isText())
-        return call.fail("#ELine %d, invalid argument 1 type to dump()", ctx.run.currentLine);
+    if (!call.arg(0).isText()) return call.failType(1);
     const std::string path = convertSeparators(ctx, call.arg(0).payload.text);
     // A file that does not open is passed over in silence, by design.
     if (const platform::FileHandle file = platform::openFile(path, "a")) Snapshot(file.get(), ctx).write();

@@ -24,8 +24,7 @@ public:
     PersistentStore& operator=(const PersistentStore&) = delete;
 
     /// Sets a value. A script's key is created when it is not there yet.
-    /// @return false when the key cannot be created or the value not written: the caller reports
-    ///         "#ELine %d, cannot add Registry key"
+    /// @return false when the key cannot be created or the value not written: the caller reports that
     [[nodiscard]] bool write(std::string_view scope, std::string_view name, std::string_view text);
 
     /// Reads a value, at most its first `limit` bytes. The global scope looks in the master scope first,

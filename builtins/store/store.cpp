@@ -135,7 +135,7 @@ void resultOfStored(BuiltinCall& call, std::string_view stored, bool global) {
         if (stored.starts_with(prefix)) return call.result(*decode(call.ctx, prefix[0], rest));
     if (stored.starts_with("rec::")) return resultOfRecord(call, rest);
     if (global) return call.resultText(stored);
-    call.fail("#ELine %d, illegal data type found in storage area: %s", call.ctx.run.currentLine, stored);
+    call.fail(MessageId::StoredKind, stored);
 }
 
 /// Replaces all arguments by the values of the default's list, whose cells lie on top of the stack.
@@ -152,7 +152,7 @@ void resultOfDefault(BuiltinCall& call, const Values& values) {
     const ValueCell& value = call.arg(1);
     if (isPlainKind(value.type)) return call.resultArgument(1);
     if (const auto name = objectText(call.ctx, TextUse::Name, value)) return call.resultText(*name);
-    failNamed(call, "#ELine %d, unsupported return 2 type to %s()");
+    call.fail(MessageId::RecallDefault, call.name);
 }
 
 }  // namespace
@@ -162,11 +162,10 @@ void store(BuiltinCall& call) {
     const bool global = call.name == "globalstore";
     const ValueCell& value = call.arg(1);
     const StoredAs object = isObjectKind(value.type) ? ctx.kinds().of(value.type).storedAs() : StoredAs{};
-    if (object.refusedGlobal && global)
-        return failNamed(call, "#ELine %d, illegal data type provided to %s()");
+    if (object.refusedGlobal && global) return call.fail(MessageId::RecordStoredGlobally, call.name);
     const std::string_view type = typeText(ctx, value.type);
-    if (type.empty()) return failNamed(call, "#ELine %d, unsupported argument 2 type to %s()");
-    if (!call.arg(0).isText()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    if (type.empty()) return call.fail(MessageId::KindNotStored, call.name);
+    if (!call.arg(0).isText()) return call.failType(1);
 
     std::string text;
     if (const Parts parts = partsOf(ctx, value)) {
@@ -179,18 +178,17 @@ void store(BuiltinCall& call) {
     PersistentStore* target = ctx.services.store;
     if (target == nullptr ||
         !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text, text))
-        ctx.abortWith("#ELine %d, cannot add Registry key", ctx.run.currentLine);
+        ctx.report(MessageId::StoreNotWritten);
     call.none();
 }
 
 void recall(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     const bool global = call.name == "globalrecall";
-    if (call.argc < 1 || call.argc > 2) return failNamed(call, "#ELine %d, invalid argument count to %s()");
+    if (call.argc < 1 || call.argc > 2) return call.failCount();
     const Values values = widen(call);
     const bool severalKeys = call.argc == 1 && values.count >= 0;
-    if (severalKeys || !call.arg(0).isText())
-        return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    if (severalKeys || !call.arg(0).isText()) return call.failType(1);
 
     std::string stored(kNothing);
     if (ctx.services.store != nullptr)

@@ -15,16 +15,15 @@ namespace kestrel::builtins {
 namespace {
 
 void applyToDirectory(BuiltinCall& call, bool (*action)(std::string_view systemPath)) {
-    if (!call.arg(0).isText()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    if (!call.arg(0).isText()) return call.failType(1);
     call.resultInteger(action(convertSeparators(call.ctx, call.arg(0).payload.text)) ? 0.0 : -1.0);
 }
 
 }  // namespace
 
 void changeDirectory(BuiltinCall& call) {
-    if (call.argc > 1) return fail(call, "#ELine %d, invalid argument count to chdir()");
-    if (call.argc == 1 && !call.arg(0).isText())
-        return fail(call, "#ELine %d, invalid argument 1 type to chdir()");
+    if (call.argc > 1) return call.failCount();
+    if (call.argc == 1 && !call.arg(0).isText()) return call.failType(1);
     const std::string previous = platform::currentDirectory();
     // Meant: a change that fails leaves no value at all.
     if (call.argc == 1 && !platform::changeDirectory(convertSeparators(call.ctx, call.arg(0).payload.text)))
@@ -41,8 +40,8 @@ void removeDirectory(BuiltinCall& call) {
 }
 
 void matchFiles(BuiltinCall& call) {
-    if (!call.arg(1).isText()) return fail(call, "#ELine %d, invalid argument 2 type to matchfiles()");
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to matchfiles()");
+    if (!call.arg(1).isText()) return call.failType(2);
+    if (!call.arg(0).isText()) return call.failType(1);
     std::string search = convertSeparators(call.ctx, call.arg(0).payload.text);
     if (!search.ends_with('\\')) search += '\\';
     search += call.arg(1).payload.text;

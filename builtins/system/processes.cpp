@@ -21,7 +21,7 @@ StartedPrograms& programs(BuiltinCall& call) {
 platform::Process* referredTo(BuiltinCall& call) {
     const ValueCell& reference = call.arg(0);
     if (!call.ctx.options.asyncspawn) {
-        failNamed(call, "#ELine %d, illegal process state in %s()");
+        call.fail(MessageId::NotAsynchronous, call.name);
         return nullptr;
     }
     if (reference.type == Nil) {  // of a spawn() that failed
@@ -29,15 +29,14 @@ platform::Process* referredTo(BuiltinCall& call) {
         return nullptr;
     }
     platform::Process* program = reference.isText() ? programs(call).find(reference.payload.text) : nullptr;
-    if (program == nullptr) failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    if (program == nullptr) call.failType(1);
     return program;
 }
 
 }  // namespace
 
 void spawn(BuiltinCall& call) {
-    const std::string line = convertSeparators(
-        call.ctx, joinArguments(call, "#WLine %d, invalid argument %d type to spawn()", TextUse::Name));
+    const std::string line = convertSeparators(call.ctx, joinArguments(call, call.name, TextUse::Name));
     programs(call).reap();
     flushResources(call.ctx);
     const bool waits = !call.ctx.options.asyncspawn;

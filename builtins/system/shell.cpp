@@ -77,9 +77,7 @@ std::optional<std::string> pieceOf(BuiltinCall& call, int i) {
     const ValueCell& cell = call.arg(i);
     std::optional<std::string> text =
         cell.type != Nil ? pieceText(call.ctx, cell, TextUse::Name) : std::nullopt;
-    if (!text)
-        call.ctx.reporter.report("#WLine %d, invalid argument %d type to %s()", call.ctx.run.currentLine,
-                                 i + 1, call.name);
+    if (!text) call.ctx.report(MessageId::ArgumentSkipped, i + 1, call.name);
     return text;
 }
 
@@ -151,7 +149,7 @@ void leaveOutput(BuiltinCall& call, int exitCode, std::FILE* output) {
 bool hasCommandProcessor(BuiltinCall& call) {
     flushResources(call.ctx);
     if (platform::environment("COMSPEC")) return true;
-    failNamed(call, "#ELine %d, unable to execute %s() without COMSPEC");
+    call.fail(MessageId::NoCommandProcessor, call.name);
     return false;
 }
 
@@ -163,7 +161,7 @@ void systemCommand(BuiltinCall& call) {
         return call.resultInteger(platform::runCommand(oneCommand(call), call.ctx.cancelFlag()));
     WorkFile batch("ks$$", ".bat");
     if (!batch.created() || !batch.write(batchText(commandLines(call))))
-        return fail(call, "#ELine %d, unable to process multi-command system()");
+        return call.fail(MessageId::CommandsNotWritten);
     call.resultInteger(platform::runBatch(batch.path(), "", call.ctx.cancelFlag()));
 }
 
@@ -172,15 +170,14 @@ void systemCommandOutput(BuiltinCall& call) {
     WorkFile batch("kxl$$", ".bat");
     if (!batch.created() ||
         !batch.write(batchText(severalCommands(call) ? commandLines(call) : oneCommand(call))))
-        return fail(call, "#ELine %d, unable to complete systemex() due to file system error");
+        return call.fail(MessageId::CommandNotWritten);
     WorkFile output("kxl$$", ".out");
     int exitCode = -1;
     if (output.created() && output.write(""))
         exitCode = platform::runBatch(batch.path(), output.path(), call.ctx.cancelFlag());
     const platform::FileHandle file = output.created() ? platform::openFile(output.path(), "rb") : nullptr;
     if (file != nullptr) return leaveOutput(call, exitCode, file.get());
-    call.ctx.reporter.report("#ELine %d, unable to access systemex() output file '%s'",
-                             call.ctx.run.currentLine, output.path());
+    call.ctx.report(MessageId::CommandOutputLost, output.path());
     call.resultInteger(exitCode);
 }
 

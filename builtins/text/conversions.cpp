@@ -54,12 +54,12 @@ void size(BuiltinCall& call) {
         }
         default:
             // Both names of this function report as the first one.
-            return fail(call, "#ELine %d, invalid argument 1 type to size()");
+            return call.fail(MessageId::ArgumentType, 1, "size");
     }
 }
 
 void numberOfText(BuiltinCall& call) {
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to number()");
+    if (!call.arg(0).isText()) return call.failType(1);
     const std::string_view text = call.arg(0).payload.text;
     const std::string_view number = fromNumber(text, ".-+");
     // A point anywhere makes it a Number, read at single precision: number('3.14159265')
@@ -74,12 +74,12 @@ void numberOfText(BuiltinCall& call) {
 void integerOf(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.isNumeric()) return call.resultInteger(wholePart(x.payload.number));
-    if (!x.isText()) return fail(call, "#ELine %d, invalid argument 1 type to integer()");
+    if (!x.isText()) return call.failType(1);
     resultOfInteger(call, fromNumber(x.payload.text, "-+"));
 }
 
 void vectorOfText(BuiltinCall& call) {
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to vector()");
+    if (!call.arg(0).isText()) return call.failType(1);
     float v[3];
     if (parseThree(fromNumber(call.arg(0).payload.text, ".-+"), v) != 3)
         return call.result(ValueCell::ofNil());
@@ -87,13 +87,10 @@ void vectorOfText(BuiltinCall& call) {
 }
 
 void array(BuiltinCall& call) {
-    if (call.argc < 1 || call.argc > kMaxDimensions)
-        return fail(call, "#ELine %d, invalid argument count to array()");
+    if (call.argc < 1 || call.argc > kMaxDimensions) return call.failCount();
     std::vector<std::int64_t> dims(static_cast<std::size_t>(call.argc));
     for (int i = call.argc - 1; i >= 0; --i) {
-        if (!call.arg(i).isNumeric())
-            return call.fail("#ELine %d, invalid argument %d type to array()", call.ctx.run.currentLine,
-                             i + 1);
+        if (!call.arg(i).isNumeric()) return call.failType(i + 1);
         dims[static_cast<std::size_t>(i)] = truncate(call.arg(i).payload.number);
     }
     ArrayRecord* record = makeArray(call.ctx, dims, Uninitialized);

@@ -57,8 +57,8 @@ std::optional<std::string> textAt(EngineContext& ctx, std::FILE* file, std::int6
 }  // namespace
 
 void localizedText(BuiltinCall& call) {
-    if (!call.arg(1).isText()) return fail(call, "#ELine %d, invalid argument 2 type to getlocalestr()");
-    if (!call.arg(0).isNumeric()) return fail(call, "#ELine %d, invalid argument 1 type to getlocalestr()");
+    if (!call.arg(1).isText()) return call.failType(2);
+    if (!call.arg(0).isNumeric()) return call.failType(1);
     const std::int64_t index = truncate(call.arg(0).payload.number);
     std::optional<std::string> text;
     if (index >= 1)

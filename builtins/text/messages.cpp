@@ -130,7 +130,7 @@ void message(BuiltinCall& call) {
     MessageText text;
     text.add(prefixOf(call.name));
     for (int i = 0; i < call.argc; ++i) addArgument(text, call.ctx, call.arg(i));
-    call.ctx.reporter.report(text.view());
+    call.ctx.reporter.reportUser(text.view());
     call.none();
 }
 

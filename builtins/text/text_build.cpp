@@ -35,7 +35,7 @@ const char* arrayName(const ValueCell& reference) noexcept {
 
 /// The text is always a new one: what the first argument was read from stays as it is.
 void appendToText(BuiltinCall& call) {
-    if (!canFollowText(call.arg(1))) return fail(call, "#ELine %d, invalid argument 2 type to append()");
+    if (!canFollowText(call.arg(1))) return call.failType(2);
     const std::string_view first = call.arg(0).payload.text;
     const std::string second = pieceText(call.ctx, call.arg(1)).value_or("");
     char* joined = makeTextBuffer(call.ctx, first.size() + 1 + second.size());
@@ -60,19 +60,16 @@ void appendToArray(BuiltinCall& call) {
     const ValueCell& target = call.arg(0);
     const ValueCell& value = call.arg(1);
     ArrayRecord& array = *target.payload.array;
-    if (array.dimCount != 1)
-        return call.fail("#ELine %d, illegal operation on multi-dimensional array \"%s\" in append()",
-                         ctx.run.currentLine, arrayName(target));
+    if (array.dimCount != 1) return call.fail(MessageId::AppendToGrid, arrayName(target));
     if (value.type == ArrayRef) {
         const ArrayRecord* other = value.payload.array;
         if (other == nullptr)
-            return call.fail("#ELine %d, illegal assignment type: cannot append non-array %s to array %s[%d]",
-                             ctx.run.currentLine, arrayName(value), arrayName(target), array.count());
+            return call.fail(MessageId::AppendNoArray, arrayName(value), arrayName(target), array.count());
         appendElements(ctx, array, *other);
     } else if (canFollowElements(ctx, value)) {
         if (resizeArray(ctx, array, array.count() + 1)) storeValue(ctx, array.elements.back(), value);
     } else {
-        return fail(call, "#ELine %d, invalid argument 2 type to append()");
+        return call.failType(2);
     }
     call.none();
 }
@@ -114,12 +111,10 @@ bool meansTrue(const ValueCell& cell) noexcept {
 
 /// hex() and octal().
 void resultOfNumber(BuiltinCall& call, int base, std::string_view prefix) {
-    if (call.argc < 1 || call.argc > 3) return failNamed(call, "#ELine %d, invalid argument count to %s()");
-    if (call.argc > 2 && !isZeroPadArgument(call.arg(2)))
-        return failNamed(call, "#ELine %d, invalid argument 3 type to %s()");
-    if (call.argc > 1 && !call.arg(1).isNumeric())
-        return failNamed(call, "#ELine %d, invalid argument 2 type to %s()");
-    if (!call.arg(0).isNumeric()) return failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+    if (call.argc < 1 || call.argc > 3) return call.failCount();
+    if (call.argc > 2 && !isZeroPadArgument(call.arg(2))) return call.failType(3);
+    if (call.argc > 1 && !call.arg(1).isNumeric()) return call.failType(2);
+    if (!call.arg(0).isNumeric()) return call.failType(1);
 
     std::array<char, 16> buffer;
     const auto value = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
@@ -140,14 +135,14 @@ void resultOfNumber(BuiltinCall& call, int base, std::string_view prefix) {
 }  // namespace
 
 void stringOf(BuiltinCall& call) {
-    call.resultText(joinArguments(call, "#WLine %d, invalid argument %d type to string()"));
+    call.resultText(joinArguments(call, call.name));
 }
 
 void append(BuiltinCall& call) {
     const ValueCell& target = call.arg(0);
     if (target.isText()) return appendToText(call);
     if (target.type == ArrayRef && target.payload.array != nullptr) return appendToArray(call);
-    fail(call, "#ELine %d, invalid argument 1 type to append()");
+    call.failType(1);
 }
 
 void hex(BuiltinCall& call) {

@@ -28,9 +28,9 @@ std::size_t characterCount(const ValueCell& cell) noexcept {
 /// Checks the two arguments of strleft() and strright(), the last one first.
 bool checkTextAndCount(BuiltinCall& call) {
     if (!call.arg(1).isNumeric())
-        failNamed(call, "#ELine %d, invalid argument 2 type to %s()");
+        call.failType(2);
     else if (!call.arg(0).isText())
-        failNamed(call, "#ELine %d, invalid argument 1 type to %s()");
+        call.failType(1);
     else
         return true;
     return false;
@@ -39,7 +39,7 @@ bool checkTextAndCount(BuiltinCall& call) {
 /// The text with its letters between `first` and `last` in the other case.
 void resultInOtherCase(BuiltinCall& call, char first, char last) {
     // Meant: strlower() reports under this name as well.
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to strupper()");
+    if (!call.arg(0).isText()) return call.fail(MessageId::ArgumentType, 1, "strupper");
     constexpr char kCaseBit = 'a' ^ 'A';
     std::string text = call.arg(0).payload.text;
     for (char& c : text)
@@ -50,14 +50,14 @@ void resultInOtherCase(BuiltinCall& call, char first, char last) {
 }  // namespace
 
 void parse(BuiltinCall& call) {
-    if (!call.arg(1).isText()) return fail(call, "#ELine %d, invalid argument 2 type to parse()");
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to parse()");
+    if (!call.arg(1).isText()) return call.failType(2);
+    if (!call.arg(0).isText()) return call.failType(1);
     resultTokens(call, call.arg(0).payload.text, call.arg(1).payload.text);
 }
 
 void split(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to split()");
+    if (!call.arg(0).isText()) return call.failType(1);
     const std::string_view path = call.arg(0).payload.text;
     const std::size_t driveEnd = path.size() > 1 && ascii::isLetter(path[0]) && path[1] == ':' ? 2 : 0;
     const std::size_t separator = path.find_last_of("\\/");
@@ -93,9 +93,9 @@ void strright(BuiltinCall& call) {
 }
 
 void strsub(BuiltinCall& call) {
-    if (!call.arg(2).isNumeric()) return fail(call, "#ELine %d, invalid argument 3 type to strsub()");
-    if (!call.arg(1).isNumeric()) return fail(call, "#ELine %d, invalid argument 2 type to strsub()");
-    if (!call.arg(0).isText()) return fail(call, "#ELine %d, invalid argument 1 type to strsub()");
+    if (!call.arg(2).isNumeric()) return call.failType(3);
+    if (!call.arg(1).isNumeric()) return call.failType(2);
+    if (!call.arg(0).isText()) return call.failType(1);
     const std::string_view text = call.arg(0).payload.text;
     const std::size_t start = std::max<std::size_t>(characterCount(call.arg(1)), 1);
     // Meant: a start beyond the end gives the whole text.

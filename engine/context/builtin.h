@@ -76,11 +76,6 @@ public:
     /// The error of an argument of the wrong kind.
     /// @param position  from 1
     void failType(int position) { fail(MessageId::ArgumentType, position, name); }
-    template <class... Args>
-    void fail(std::string_view format, const Args&... args) {
-        ctx.reporter.report(format, args...);
-        result(ValueCell::ofNil());
-    }
 
 private:
     /// Drops all arguments but the first slot, and what that one owns.

@@ -158,12 +158,6 @@ public:
     void reportAt(const MessageOrigin& origin, MessageFor<Args...> message, const Args&... args) {
         reporter.reportAt(origin, message, args...);
     }
-    /// Reports a fatal error: sets the abort flag, then reports.
-    template <class... Args>
-    void abortWith(std::string_view format, const Args&... args) {
-        run.abort = true;
-        reporter.report(format, args...);
-    }
 
     [[nodiscard]] const KindTable& kinds() const noexcept { return *services.kinds; }
 

@@ -46,13 +46,13 @@ constexpr MemberRow kMembers[] = {
 };
 constexpr MethodRow kMethods[] = {{"sum", sum, {1, 2}, 40, "", ""}};
 constexpr KindWording kWording = {
-    .unknownMethod = "#E%d no method %s::%s.%s",
-    .argumentCount = "#E%d count %s.%s",
-    .unknownMemberRead = "#E%d cannot read %s::%s.%s",
-    .unknownMemberWrite = "#E%d cannot write %s::%s.%s",
-    .pieceOfName = "#E%d piece %s",
-    .readOnly = "#E%d read-only %s",
-    .memberIndex = "#E%d index %s[%d]",
+    .unknownMethod = MessageId::UnknownSampleMethod,
+    .argumentCount = MessageId::ValueMethodCount,
+    .unknownMemberRead = MessageId::UnknownSampleMember,
+    .unknownMemberWrite = MessageId::AssignedSampleMember,
+    .pieceOfName = MessageId::PartOfSampleMember,
+    .readOnly = MessageId::SampleReadOnly,
+    .memberIndex = MessageId::SampleIndexRange,
 };
 
 class LampKind final : public ObjectKind {
@@ -116,23 +116,24 @@ private:
 TEST_F(Kinds, RowsAndWordingSayWhatAnAccessDoes) {
     EXPECT_EQ(read("brightness"), "0.5");
     EXPECT_EQ(read("color", 2), "2");
-    EXPECT_EQ(read("color", 3), "1 index color[3]\nnil");
-    EXPECT_EQ(read("color"), "1 index color[-1]\nnil");
-    EXPECT_EQ(read("bright"), "1 piece bright\nnil");
-    EXPECT_EQ(read("s|c"), "1 piece s|c\nnil");  // anywhere in the list of names
-    EXPECT_EQ(read("shade"), "1 cannot read ::l.shade\n");
+    EXPECT_EQ(read("color", 3), "Line 1, illegal index value: color[3]\nnil");
+    EXPECT_EQ(read("color"), "Line 1, illegal index value: color[-1]\nnil");
+    EXPECT_EQ(read("bright"), "Line 1, unknown Shader data member specified: bright\nnil");
+    EXPECT_EQ(read("s|c"),
+              "Line 1, unknown Shader data member specified: s|c\nnil");  // anywhere in the list of names
+    EXPECT_EQ(read("shade"), "Line 1, unknown ShaderObj data member: ::l.shade\n");
     EXPECT_EQ(write("brightness", N(2)), "");
     EXPECT_EQ(write("brightness", I(1), OP_POSTINC), "2");
     EXPECT_EQ(object_.brightness, 3.0);
-    EXPECT_EQ(write("color", N(2)), "1 read-only color\n");
-    EXPECT_EQ(write("bright", N(2)), "1 piece bright\n");
-    EXPECT_EQ(write("shade", N(2)), "1 cannot write ::l.shade\n");
+    EXPECT_EQ(write("color", N(2)), "Line 1, illegal assignment to read-only Shader data member: color\n");
+    EXPECT_EQ(write("bright", N(2)), "Line 1, unknown Shader data member specified: bright\n");
+    EXPECT_EQ(write("shade", N(2)), "Line 1, unknown ShaderObject data member: ::l.shade\n");
 }
 
 TEST_F(Kinds, MethodsCountTheirArgumentsAfterTheHook) {
     EXPECT_EQ(call("sum", {N(2)}), "42");
-    EXPECT_EQ(call("sum", {}), "1 count l.sum\nnil");
-    EXPECT_EQ(call("total", {N(1), N(2)}), "1 no method ::l.total\n");
+    EXPECT_EQ(call("sum", {}), "Line 1, invalid argument count to (KestrelObject)l.sum()\nnil");
+    EXPECT_EQ(call("total", {N(1), N(2)}), "Line 1, unknown object method: (ShaderObj)::l.total()\n");
     object_.broken = true;
     EXPECT_EQ(call("sum", {}), "nil");
 }

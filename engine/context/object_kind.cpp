@@ -11,18 +11,16 @@ namespace {
 /// @return false after reporting an index outside 1 to the number of elements
 bool checkIndex(EngineContext& ctx, const KindWording& wording, const MemberRow& row, std::int64_t index) {
     if (row.elements <= 1 || (index >= 1 && index <= row.elements)) return true;
-    ctx.reporter.report(wording.memberIndex, ctx.run.currentLine, row.name, index);
+    ctx.report(wording.memberIndex.message(), row.name, index);
     return false;
 }
 
 void reportUnknownObject(EngineContext& ctx, const MemberAccess& access) {
-    ctx.reporter.report("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine, access.owner(),
-                        access.object->name);
+    ctx.report(MessageId::UnknownObject, access.owner(), access.object->name);
 }
 
 void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
-    ctx.reporter.report("#ELine %d, unknown Record data member: %s::%s.%s", ctx.run.currentLine,
-                        access.owner(), access.object->name, access.member);
+    ctx.report(MessageId::UnknownRecordMember, access.owner(), access.object->name, access.member);
 }
 
 }  // namespace
@@ -30,7 +28,7 @@ void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
 ObjectInterface::ObjectInterface(std::string_view label, std::span<const MemberRow> members,
                                  std::span<const MethodRow> methods, const KindWording& wording)
     : label_(label), members_(members), methods_(methods), wording_(wording) {
-    if (wording.pieceOfName.empty()) return;
+    if (!wording.pieceOfName.given()) return;
     for (const MemberRow& row : members) knownNames_.append(knownNames_.empty() ? "" : "|").append(row.name);
 }
 
@@ -51,7 +49,7 @@ void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
     if (interface.members().empty()) return reportUnknownObject(ctx, access);
     if (!beginRead(ctx, access)) return;
     const MemberRow* row = interface.member(access.name);
-    if (row == nullptr) return unknownMember(ctx, access, interface.wording().unknownMemberRead, true);
+    if (row == nullptr) return unknownMember(ctx, access, true);
     if (!checkIndex(ctx, interface.wording(), *row, access.index)) {
         ctx.stack.push(ValueCell::ofNil());
         return;
@@ -64,22 +62,23 @@ void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, con
     if (interface.members().empty()) return reportUnknownObject(ctx, access);
     if (!beginWrite(ctx, access, value, op)) return;
     const MemberRow* row = interface.member(access.name);
-    if (row == nullptr) return unknownMember(ctx, access, interface.wording().unknownMemberWrite, false);
+    if (row == nullptr) return unknownMember(ctx, access, false);
     if (row->write == nullptr) {
-        ctx.reporter.report(interface.wording().readOnly, ctx.run.currentLine, access.member);
+        ctx.report(interface.wording().readOnly.message(), access.member);
         return;
     }
     if (checkIndex(ctx, interface.wording(), *row, access.index)) row->write(ctx, access, *row, value, op);
 }
 
-void ObjectKind::unknownMember(EngineContext& ctx, const MemberAccess& access, std::string_view wording,
-                               bool reading) {
+void ObjectKind::unknownMember(EngineContext& ctx, const MemberAccess& access, bool reading) {
     const ObjectInterface& interface = interfaceOf(*access.object);
+    const KindWording& wording = interface.wording();
     if (!interface.isPieceOfName(access.member)) {
-        ctx.reporter.report(wording, ctx.run.currentLine, access.owner(), access.object->name, access.member);
+        const auto& unknown = reading ? wording.unknownMemberRead : wording.unknownMemberWrite;
+        ctx.report(unknown.message(), access.owner(), access.object->name, access.member);
         return;
     }
-    ctx.reporter.report(interface.wording().pieceOfName, ctx.run.currentLine, access.member);
+    ctx.report(wording.pieceOfName.message(), access.member);
     if (reading) ctx.stack.push(ValueCell::ofNil());
 }
 
@@ -90,14 +89,15 @@ void ObjectKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode
     if (!ctx.need(call.argc)) return;
     MethodCall method(ctx, call, object, *row, *this);
     if (!beginMethod(method)) return;
-    if (!row->counts.accepts(method.argc)) return method.failNamed(interface.wording().argumentCount);
+    if (!row->counts.accepts(method.argc))
+        return method.failNamed(interface.wording().argumentCount.message());
     row->run(method);
 }
 
 void ObjectKind::unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) {
     if (!ctx.need(call.argc)) return;
-    ctx.reporter.report(interfaceOf(object).wording().unknownMethod, ctx.run.currentLine, object.ownerName(),
-                        object.name, call.operand.variable->name);
+    ctx.report(interfaceOf(object).wording().unknownMethod.message(), object.ownerName(), object.name,
+               call.operand.variable->name);
     ctx.stack.drop(call.argc);
 }
 

@@ -88,18 +88,32 @@ struct MethodRow {
     std::string_view description;
 };
 
-/// How wrong uses are reported. Each text takes the line first; then what is said here.
+/// The message for a wrong use; left out where nobody can bring it about.
+template <class... Kinds>
+class Wording {
+public:
+    constexpr Wording() = default;
+    consteval Wording(MessageId id) : message_(MessageTaking<Kinds...>(id)) {}  // NOLINT: implicit on purpose
+
+    [[nodiscard]] constexpr bool given() const noexcept { return message_.has_value(); }
+    [[nodiscard]] constexpr MessageTaking<Kinds...> message() const { return message_.value(); }
+
+private:
+    std::optional<MessageTaking<Kinds...>> message_;
+};
+
+/// How wrong uses are reported.
 struct KindWording {
-    std::string_view unknownMethod = {};      ///< owner, variable, method
-    std::string_view argumentCount = {};      ///< variable, method
-    std::string_view unknownMemberRead = {};  ///< owner, variable, member
-    std::string_view unknownMemberWrite = {};
+    Wording<TextArg, TextArg, TextArg> unknownMethod = {};      ///< owner, variable, method
+    Wording<TextArg, TextArg> argumentCount = {};               ///< variable, method
+    Wording<TextArg, TextArg, TextArg> unknownMemberRead = {};  ///< owner, variable, member
+    Wording<TextArg, TextArg, TextArg> unknownMemberWrite = {};
     /// Member. Where this is set, a name is first looked for anywhere in the list of names ("x|y|name"), so a
     /// piece of it counts as known, fails the exact comparison afterwards with this message, and reads as
     /// Nil. Meant.
-    std::string_view pieceOfName = {};
-    std::string_view readOnly = {};     ///< member
-    std::string_view memberIndex = {};  ///< member, index
+    Wording<TextArg> pieceOfName = {};
+    Wording<TextArg> readOnly = {};                ///< member
+    Wording<TextArg, NumberArg> memberIndex = {};  ///< member, index
 };
 
 /// What scripts can name on an object. A kind has one, or several when that depends on the object.
@@ -219,8 +233,7 @@ protected:
     virtual void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
 
 private:
-    void unknownMember(EngineContext& ctx, const MemberAccess& access, std::string_view wording,
-                       bool reading);
+    void unknownMember(EngineContext& ctx, const MemberAccess& access, bool reading);
     friend class MethodCall;
 
     ObjectInterface interface_;
@@ -239,7 +252,7 @@ public:
     const ObjectKind& kind;
 
     /// Reports an error that names the variable and the method; the call yields Nil.
-    void failNamed(std::string_view format) { fail(format, ctx.run.currentLine, object.name, name); }
+    void failNamed(MessageTaking<TextArg, TextArg> message) { fail(message, object.name, name); }
 };
 
 }  // namespace kestrel

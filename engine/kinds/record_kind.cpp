@@ -108,13 +108,13 @@ void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, cons
     if (member == nullptr) return ValueKind::writeField(ctx, access, value, op);
     if (isIncrement(op)) {
         if (!incrementStored(ctx, op, member->value))
-            ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, member->name);
+            ctx.report(MessageId::CannotCount, member->name);
     } else if (op != OP_ASSIGN) {
         combineInto(ctx, plainOperator(op), member->value, value);
     } else if (isStorable(value.type)) {
         storeValue(ctx, member->value, value);
     } else {
-        ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
+        ctx.report(MessageId::RecordMemberType);
     }
 }
 

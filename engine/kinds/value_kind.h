@@ -10,8 +10,7 @@ namespace kestrel {
 /// size, asStr, sortA ... in the order of the reference.
 [[nodiscard]] std::span<const MethodRow> valueMethods() noexcept;
 
-inline constexpr KindWording kValueWording = {
-    .argumentCount = "#ELine %d, invalid argument count to (KestrelObject)%s.%s()"};
+inline constexpr KindWording kValueWording = {.argumentCount = MessageId::ValueMethodCount};
 
 /// Unlike those of objects, the arguments of an unknown method stay on the stack until the statement ends.
 /// Meant.

@@ -333,8 +333,7 @@ bool readFormat(EngineContext& ctx, int argc, StringFormat& format) {
 
 void asStr(MethodCall& call) {
     StringFormat format;
-    if (!readFormat(call.ctx, call.argc, format))
-        return call.failNamed("#ELine %d, invalid argument type to (KestrelObject)%s.%s()");
+    if (!readFormat(call.ctx, call.argc, format)) return call.failNamed(MessageId::ValueMethodType);
     const char* text = asText(call.ctx, call.object, format);
     call.none();
     if (text != nullptr) call.ctx.stack.push(ValueCell::ofTemp(text));
@@ -412,8 +411,7 @@ std::span<const MethodRow> valueMethods() noexcept {
 }
 
 void reportUnknownValueMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) {
-    ctx.reporter.report("#ELine %d, unknown object method (KestrelObject)%s.%s()", ctx.run.currentLine,
-                        object.name, call.operand.variable->name);
+    ctx.report(MessageId::UnknownValueMethod, object.name, call.operand.variable->name);
 }
 
 }  // namespace kestrel

@@ -29,8 +29,8 @@ constexpr MemberRow kMembers[] = {
 
 constexpr KindWording kWording = {
     .argumentCount = kValueWording.argumentCount,
-    .unknownMemberRead = "#ELine %d, unknown object data member: %s::%s.%s",
-    .unknownMemberWrite = "#ELine %d, unknown VectorObj data member: %s::%s.%s",
+    .unknownMemberRead = MessageId::UnknownVectorMember,
+    .unknownMemberWrite = MessageId::AssignedVectorMember,
 };
 
 }  // namespace
@@ -39,8 +39,7 @@ VectorKind::VectorKind() : ValueKind("Vector", kMembers, kWording) {}
 
 bool VectorKind::beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int) {
     if (value.isNumeric() || value.type == VarRef) return true;
-    ctx.reporter.report("#ELine %d, illegal assignment value to object variable %s::%s.%s",
-                        ctx.run.currentLine, access.owner(), access.object->name, access.member);
+    ctx.report(MessageId::VectorMemberType, access.owner(), access.object->name, access.member);
     return false;
 }
 

@@ -25,12 +25,12 @@ ValueCell lineValue(const char* piece) {
 void loadArrayFile(EngineContext& ctx, ArrayRecord& array, std::string_view name) {
     const std::string path = convertSeparators(ctx, name);
     if (!platform::pathExists(path)) {
-        ctx.abortWith("#ELine %d, cannot access file \"%s\"", ctx.run.currentLine, path);
+        ctx.report(MessageId::ArrayFileMissing, path);
         return;
     }
     const platform::FileHandle file = platform::openRegularFile(path);
     if (file == nullptr) {
-        ctx.abortWith("#ELine %d, cannot open file \"%s\"", ctx.run.currentLine, path);
+        ctx.report(MessageId::ArrayFileNotOpened, path);
         return;
     }
     std::string piece;

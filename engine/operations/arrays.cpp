@@ -29,14 +29,13 @@ bool forEachIndex(EngineContext& ctx, const IndexList& list, Visit visit) {
 
 bool requireList(EngineContext& ctx, const IndexList& list) {
     if (list.first >= ctx.base()) return true;
-    ctx.abortWith("#ELine %d, stack empty", ctx.run.currentLine);
+    ctx.report(MessageId::StackEmpty);
     return false;
 }
 
 bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
     if (cell.isNumeric()) return true;
-    ctx.abortWith("#ELine %d, invalid index value provided for array %s[]", ctx.run.currentLine,
-                  variable.name);
+    ctx.report(MessageId::IndexType, variable.name);
     return false;
 }
 
@@ -44,21 +43,18 @@ void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& v
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (list.count != array.dimCount) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s[] (%d)",
-                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        ctx.report(MessageId::ReadDimensionCount, list.count, variable.name, array.dimCount);
         return;
     }
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
     if (!position) return;
     if (*position < 1 || *position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s%s", ctx.run.currentLine, *position,
-                      variable.name, dimensionText(array));
+        ctx.report(MessageId::IndexRange, *position, variable.name, dimensionText(array));
         return;
     }
     const ValueCell& element = array.elements[static_cast<std::size_t>(*position - 1)];
     if (element.type == Uninitialized) {
-        ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
-                      variable.name, *position);
+        ctx.report(MessageId::ElementNeverSet, variable.name, *position);
         return;
     }
     ctx.stack.dropTo(list.first);
@@ -69,8 +65,7 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
     if (list.count != 1) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
-                      ctx.run.currentLine, list.count, variable.ownerName(), variable.name);
+        ctx.report(MessageId::CharacterDimensions, list.count, variable.ownerName(), variable.name);
         return;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
@@ -80,8 +75,7 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
     ctx.stack.dropTo(list.first);
     if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
         // Only reported, by design: the run goes on without a value.
-        ctx.reporter.report("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine,
-                            position, variable.ownerName(), variable.name);
+        ctx.report(MessageId::CharacterRange, position, variable.ownerName(), variable.name);
         return;
     }
     ctx.pushText(text.substr(static_cast<std::size_t>(position - 1), 1));
@@ -93,7 +87,7 @@ void indexValue(EngineContext& ctx, Variable& variable) {
     } else if (variable.holdsText()) {
         readCharacter(ctx, variable);
     } else {
-        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", ctx.run.currentLine, variable.name);
+        ctx.report(MessageId::UndeclaredArray, variable.name);
     }
 }
 
@@ -115,13 +109,11 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     });
     if (!ok) return -1;
     if (product < 1) {
-        ctx.abortWith("#ELine %d, illegal array size (%d) for array %s", ctx.run.currentLine, product,
-                      variable.name);
+        ctx.report(MessageId::ArraySize, product, variable.name);
         return -1;
     }
     if (list.count > kMaxDimensions) {
-        ctx.abortWith("#ELine %d, maximum array dimensions (10) exceeded for array %s", ctx.run.currentLine,
-                      variable.name);
+        ctx.report(MessageId::TooManyDimensions, variable.name);
         return -1;
     }
     return product;
@@ -166,7 +158,7 @@ void declareArray(EngineContext& ctx, const CodeNode& node) {
 
 bool fits(EngineContext& ctx, std::int64_t count) {
     if (count <= kMaxElements) return true;
-    ctx.abortWith("#ELine %d, memory exhausted!  Cannot continue!", ctx.run.currentLine);
+    ctx.report(MessageId::MemoryExhausted);
     return false;
 }
 
@@ -265,8 +257,7 @@ std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord
         }
         const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
         if (i > size) {
-            ctx.abortWith("#ELine %d, dimension value %d exceeds dimension size [%d] for array %s",
-                          ctx.run.currentLine, i, size, variable.name);
+            ctx.report(MessageId::DimensionRange, i, size, variable.name);
             return false;
         }
         // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
@@ -282,15 +273,14 @@ std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return -1;
     if (list.count != array.dimCount) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
-                      ctx.run.currentLine, list.count, variable.name, array.dimCount);
+        ctx.report(MessageId::DimensionCount, list.count, variable.name, array.dimCount);
         return -1;
     }
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
     if (!position) return -1;
     if (*position < 1 || *position > array.count()) {
-        ctx.abortWith("#ELine %d, index %d invalid for array %s[%d]", ctx.run.currentLine, *position,
-                      variable.name, array.count());
+        ctx.report(MessageId::IndexRange, *position, variable.name,
+                   "[" + std::to_string(array.count()) + "]");
         return -1;
     }
     ctx.stack.dropTo(list.first);

@@ -35,30 +35,27 @@ void reportNoValue(EngineContext& ctx) {
             name = variable.name;
         }
     }
-    ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine, owner,
-                  name);
+    ctx.report(MessageId::NoValueToAssign, owner, name);
 }
 
 void illegalType(EngineContext& ctx) {
-    ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
+    ctx.report(MessageId::AssignmentType);
 }
 
 void illegalMemberType(EngineContext& ctx) {
-    ctx.abortWith("#ELine %d, illegal assignment type to record member", ctx.run.currentLine);
+    ctx.report(MessageId::RecordMemberType);
 }
 
 /// True when an element of `variable` may hold the value; reports otherwise.
 bool checkElementValue(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
     if (value.type == ArrayRef || value.type == NewArray) {
-        ctx.abortWith("#ELine %d, illegal assignment type: cannot assign array to non-array %s",
-                      ctx.run.currentLine, variable.name);
+        ctx.report(MessageId::ArrayIntoElement, variable.name);
         return false;
     }
     const std::string_view internalName =
         isObjectKind(value.type) ? ctx.kinds().of(value.type).internalName(value.type) : "";
     if (!internalName.empty()) {
-        ctx.abortWith("#ELine %d, illegal use of internal object (%s)%s::%s", ctx.run.currentLine,
-                      internalName, variable.ownerName(), variable.name);
+        ctx.report(MessageId::InternalObject, internalName, variable.ownerName(), variable.name);
         return false;
     }
     if (value.type == VarRef || isStorable(value.type)) return true;
@@ -82,31 +79,26 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
     Variable& variable = target.variable;
     const char* owner = variable.ownerName();
     if (!value.isText()) {
-        ctx.abortWith("#ELine %d, invalid data type in assignment to character value %s::'%s'",
-                      ctx.run.currentLine, owner, variable.name);
+        ctx.report(MessageId::CharacterType, owner, variable.name);
         return;
     }
     if (std::strlen(value.payload.text) != 1) {
-        ctx.abortWith("#ELine %d, invalid value in assignment to character value %s::'%s'",
-                      ctx.run.currentLine, owner, variable.name);
+        ctx.report(MessageId::CharacterLength, owner, variable.name);
         return;
     }
     if (target.list.count != 1) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for character value %s::'%s'",
-                      ctx.run.currentLine, target.list.count, owner, variable.name);
+        ctx.report(MessageId::CharacterDimensions, target.list.count, owner, variable.name);
         return;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
     if (!index) return;
     if (*index == -1) {
-        ctx.abortWith("#ELine %d, illegal index value -1 for character value %s::'%s'", ctx.run.currentLine,
-                      owner, variable.name);
+        ctx.report(MessageId::CharacterFill, owner, variable.name);
         return;
     }
     std::string text = variable.text();
     if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
-        ctx.abortWith("#ELine %d, index %d invalid for character value %s::'%s'", ctx.run.currentLine, *index,
-                      owner, variable.name);
+        ctx.report(MessageId::AssignedCharacterRange, *index, owner, variable.name);
         return;
     }
     // A new copy: cells on the stack may still borrow the old text.
@@ -117,26 +109,24 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
 // ---- elements ----
 
 void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
-    ctx.abortWith("#ELine %d, index %d invalid for array %s::%s[%d]", ctx.run.currentLine, index,
-                  variable.ownerName(), variable.name, count);
+    ctx.report(MessageId::AssignedIndexRange, index, variable.ownerName(), variable.name, count);
 }
 
 /// Makes an array of a variable that is none yet, as LAX mode does on the first assignment to an element.
 ArrayRecord* createOnTheFly(EngineContext& ctx, const ElementTarget& target) {
     Variable& variable = target.variable;
     if (ctx.options.strict) {
-        ctx.abortWith("#ELine %d, attempt to access undeclared array %s::%s", ctx.run.currentLine,
-                      variable.ownerName(), variable.name);
+        ctx.report(MessageId::ArrayNotDeclared, variable.ownerName(), variable.name);
         return nullptr;
     }
     if (target.list.count != 1) {
-        ctx.abortWith("#ELine %d, multi-dimensional arrays must be explicitly declared", ctx.run.currentLine);
+        ctx.report(MessageId::DimensionsUndeclared);
         return nullptr;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
     if (!index) return nullptr;
     if (*index == -1) {
-        ctx.abortWith("#ELine %d, illegal array initialization in LAX mode", ctx.run.currentLine);
+        ctx.report(MessageId::FillWithoutArray);
         return nullptr;
     }
     if (*index < 1) {
@@ -164,8 +154,7 @@ std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const Eleme
         if (*index == -1) return kEveryElement;
     }
     if (target.list.count != array.dimCount) {
-        ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
-                      ctx.run.currentLine, target.list.count, variable.name, array.dimCount);
+        ctx.report(MessageId::DimensionCount, target.list.count, variable.name, array.dimCount);
         return -1;
     }
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, target.list);
@@ -201,16 +190,15 @@ void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCe
 
 /// True when the value can become an element of a list; reports otherwise.
 bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueCell& value) {
-    const int line = ctx.run.currentLine;
     if (value.type == ArrayRef || value.type == NewArray) {
-        ctx.abortWith("#ELine %d, illegal use of data type Array[]", line);
+        ctx.report(MessageId::ListWithArray);
         return false;
     }
     std::string_view label;
     std::string_view name;
     if (isObjectKind(value.type) &&
         ctx.kinds().of(value.type).refusedInLists(value.payload.object, variable, label, name)) {
-        ctx.abortWith("#ELine %d, illegal array initializer: (%s=\"%s\")", line, label, name);
+        ctx.report(MessageId::ListWithObject, label, name);
         return false;
     }
     return checkElementValue(ctx, variable, value);
@@ -220,8 +208,7 @@ void distributeToArray(EngineContext& ctx, Variable& variable, const CellRun& va
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
         if (ctx.options.strict) {
-            ctx.abortWith("#ELine %d, attempt to access undeclared array %s::%s", ctx.run.currentLine,
-                          variable.ownerName(), variable.name);
+            ctx.report(MessageId::ArrayNotDeclared, variable.ownerName(), variable.name);
             return;
         }
         const std::int64_t size[] = {values.count};
@@ -233,8 +220,7 @@ void distributeToArray(EngineContext& ctx, Variable& variable, const CellRun& va
     }
     int count = values.count;
     if (count > array->count()) {
-        ctx.reporter.report("#WLine %d, return value count (%d) exceeds array capacity %s[%d]. Truncating.",
-                            ctx.run.currentLine, count, variable.name, array->count());
+        ctx.report(MessageId::MoreValuesThanElements, count, variable.name, array->count());
         count = static_cast<int>(array->count());
     }
     for (int i = 0; i < count; ++i) {
@@ -268,8 +254,7 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             return;
         case RecordMemberRef:
             if (position > 0 && !isStorable(value.type)) {
-                ctx.abortWith("#ELine %d, illegal assignment type, element %d, to record member",
-                              ctx.run.currentLine, position);
+                ctx.report(MessageId::RecordMemberOfList, position);
                 return;
             }
             writeField(ctx, *target.payload.node, value, OP_ASSIGN);
@@ -312,10 +297,7 @@ int blockMembers(EngineContext& ctx, int open, int close) {
 void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& values) {
     const int members = blockMembers(ctx, open, close);
     if (values.count > members) {
-        ctx.reporter.report(
-            "#WLine %d, return value count (%d) exceeds assignment block membership (%d). Discarding excess "
-            "data.",
-            ctx.run.currentLine, values.count, members);
+        ctx.report(MessageId::MoreValuesThanVariables, values.count, members);
     }
     int position = 0;
     for (int at = open + 1; at < close && position < values.count; ++at, ++position) {
@@ -341,8 +323,7 @@ int referenceStart(EngineContext& ctx, int reference) {
 void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isList) {
     const int reference = lowest - 1;
     if (reference < ctx.base()) {
-        ctx.abortWith("#ELine %d, stack empty, no value to assign to variable %s::%s", ctx.run.currentLine,
-                      "", "");
+        ctx.report(MessageId::NoValueToAssign, "", "");
         return;
     }
     const ValueCell target = ctx.stack.at(reference);
@@ -466,8 +447,7 @@ ValueCell variableCell(Variable& variable) noexcept {
 
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
     if (value.type != ArrayRef && value.type != NewArray && variable.array() != nullptr) {
-        ctx.reporter.report("#WLine %d, dubious assignment to array %s::%s", ctx.run.currentLine,
-                            variable.ownerName(), variable.name);
+        ctx.report(MessageId::ArrayOverwritten, variable.ownerName(), variable.name);
     }
     switch (value.type) {
         case Number:
@@ -490,10 +470,8 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             if (const ArrayRecord* own = variable.array();
                 own != nullptr && own->count() != value.payload.array->count()) {
                 const Variable& source = *value.payload.namedArray.variable;
-                ctx.reporter.report(
-                    "#WLine %d, size mismatch in array assignment of %s::%s[%d] to %s::%s[%d]",
-                    ctx.run.currentLine, source.ownerName(), source.name, value.payload.array->count(),
-                    variable.ownerName(), variable.name, own->count());
+                ctx.report(MessageId::ArraySizesDiffer, source.ownerName(), source.name,
+                           value.payload.array->count(), variable.ownerName(), variable.name, own->count());
             }
             [[fallthrough]];
         case NewArray:

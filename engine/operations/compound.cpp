@@ -20,7 +20,7 @@ bool combineIntegers(EngineContext& ctx, int op, double left, double right, doub
 }
 
 void reportArithmeticError(EngineContext& ctx) {
-    ctx.abortWith("#ELine %d, illegal arithmetic operation on data type", ctx.run.currentLine);
+    ctx.report(MessageId::OperandTypes);
 }
 
 /// The number that a value contributes when only the number of a variable is combined: a vector gives its x.
@@ -67,10 +67,9 @@ void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variabl
     switch (variable.type) {
         case Array:
             if (const ArrayRecord* array = variable.array(); array != nullptr) {
-                ctx.abortWith("#ELine %d, invalid dimension count (%d) for multi-dimensional array %s (%d)",
-                              ctx.run.currentLine, 0, variable.name, array->dimCount);
+                ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
             } else {
-                ctx.abortWith("#ELine %d, attempt to access undeclared array %s", node.line, variable.name);
+                ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
             }
             return;
         case Integer:
@@ -99,7 +98,7 @@ void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& in
     const Variable& variable = targetVariable(indexNode);
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
-        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", node.line, variable.name);
+        ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
         return;
     }
     const std::int64_t index = elementIndex(ctx, *array, indexNode);
@@ -138,7 +137,7 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
             ctx.stack.release(target);
             break;
     }
-    ctx.abortWith("#ELine %d, illegal assignment type", ctx.run.currentLine);
+    ctx.report(MessageId::AssignmentType);
 }
 
 /// A number in an element or record member: a number keeps it one, a vector makes it one.

@@ -38,9 +38,9 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
         addStep(variable.vec, step.delta);
         ctx.stack.push(ValueCell::ofVector(step.postfix ? old : variable.vec));
     } else if (variable.type == Uninitialized || (variable.type == Array && variable.array() == nullptr)) {
-        ctx.abortWith("#ELine %d, attempt to access uninitialized variable %s", naming.line, variable.name);
+        ctx.reportAt({.line = naming.line}, MessageId::CountedNeverSet, variable.name);
     } else {
-        ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, variable.name);
+        ctx.report(MessageId::CannotCount, variable.name);
     }
 }
 
@@ -48,18 +48,16 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
     Variable& variable = targetVariable(naming);
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
-        ctx.abortWith("#ELine %d, attempt to access undeclared array %s", ctx.run.currentLine, variable.name);
+        ctx.report(MessageId::UndeclaredArray, variable.name);
         return;
     }
     const std::int64_t index = elementIndex(ctx, *array, naming);
     if (index < 0) return;
     ValueCell& element = array->elements[static_cast<std::size_t>(index)];
     if (element.type == Uninitialized) {
-        ctx.abortWith("#ELine %d, attempt to access uninitialized array element %s[%d]", ctx.run.currentLine,
-                      variable.name, index + 1);
+        ctx.report(MessageId::ElementNeverSet, variable.name, index + 1);
     } else if (!incrementStored(ctx, op, element)) {
-        ctx.abortWith("#ELine %d, illegal operation on array element %s[%d]", ctx.run.currentLine,
-                      variable.name, index + 1);
+        ctx.report(MessageId::CannotCountElement, variable.name, index + 1);
     }
 }
 

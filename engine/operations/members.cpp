@@ -4,7 +4,6 @@
 #include "engine/operations/operators.h"
 
 #include <cstdint>
-#include <string_view>
 
 namespace kestrel {
 
@@ -18,16 +17,15 @@ void dropIndexList(EngineContext& ctx) {
 }
 
 /// Reports an index list that is not one number between its marks, and drops it.
-bool refuseIndex(EngineContext& ctx, std::string_view message) {
+bool refuseIndex(EngineContext& ctx, MessageTaking<> message) {
     dropIndexList(ctx);
-    ctx.reporter.report(message, ctx.run.currentLine);
+    ctx.report(message);
     return false;
 }
 
 /// Takes the index list of a member off the stack: exactly one number above the opening marks.
 /// @return false after reporting
 bool takeMemberIndex(EngineContext& ctx, std::int64_t& index) {
-    constexpr std::string_view kIllegalIndex = "#ELine %d, illegal index value";
     EvalStack& stack = ctx.stack;
     if (stack.size() - ctx.base() >= 3 && stack.top(0).isNumeric() && stack.top(1).type == SepMark &&
         stack.top(2).type == DimMark) [[likely]] {
@@ -38,15 +36,15 @@ bool takeMemberIndex(EngineContext& ctx, std::int64_t& index) {
     const auto topIs = [&ctx](std::int32_t tag) {
         return ctx.stack.size() > ctx.base() && ctx.stack.top().type == tag;
     };
-    if (topIs(SepMark) || topIs(DimMark)) return refuseIndex(ctx, kIllegalIndex);
+    if (topIs(SepMark) || topIs(DimMark)) return refuseIndex(ctx, MessageId::MemberIndexType);
     if (!ctx.need(1)) return false;
     const ValueCell value = stack.take();
     if (!value.isNumeric() && value.type != VarRef) {
         stack.release(value);
-        return refuseIndex(ctx, kIllegalIndex);
+        return refuseIndex(ctx, MessageId::MemberIndexType);
     }
     if (topIs(SepMark)) stack.drop(1);
-    if (!topIs(DimMark)) return refuseIndex(ctx, "#ELine %d, illegal dimension count");
+    if (!topIs(DimMark)) return refuseIndex(ctx, MessageId::MemberDimensions);
     stack.drop(1);
     index = truncate(value.firstDouble());
     return true;

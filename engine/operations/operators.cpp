@@ -252,7 +252,7 @@ ValueCell valueOf(const ValueCell& cell) noexcept {
 }  // namespace
 
 void reportDivisionByZero(EngineContext& ctx) {
-    ctx.abortWith("#ELine %d, illegal division by zero detected", ctx.run.currentLine);
+    ctx.report(MessageId::DivisionByZero);
 }
 
 bool combineNumbers(EngineContext& ctx, int op, double left, double right, double& result) {
@@ -287,8 +287,7 @@ bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell&
     const bool plain = left.type != VarRef && right.type != VarRef;
     const Outcome outcome = plain ? applyOperator(ctx, op, left, right, result)
                                   : applyOperator(ctx, op, valueOf(left), valueOf(right), result);
-    if (outcome == Outcome::NoRule)
-        ctx.abortWith("#ELine %d, illegal arithmetic operation on data type", ctx.run.currentLine);
+    if (outcome == Outcome::NoRule) ctx.report(MessageId::OperandTypes);
     return outcome == Outcome::Done;
 }
 

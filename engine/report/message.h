@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kestrel {
@@ -27,7 +28,11 @@ struct SourceFile {
 };
 using SourceFiles = std::vector<SourceFile>;
 
-/// One message as the host's message service shows it, plus the true place for tools that can use it.
+/// Where the text of a message goes on in the second line.
+inline constexpr std::string_view kLineBreak = "<br>";
+
+/// One message as the host's message service shows it, plus what tools can use: the row of the table that it
+/// comes from and the true place.
 struct Message {
     MessageId id = MessageId::UserInfo;
     MessageKind kind = MessageKind::Info;

@@ -3,7 +3,6 @@
 
 #include "engine/report/messages.h"
 
-#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -41,21 +40,25 @@ using FormatArgs = std::initializer_list<FormatArg>;
 /// Formats a text behind what stands before it already; both together are cut as above.
 [[nodiscard]] std::string formatMessage(std::string before, std::string_view format, FormatArgs args);
 
-/// The texts by id, for the check below only.
+/// The texts by id, for the checks below only.
 inline constexpr std::string_view kMessageTexts[] = {
 #define KESTREL_MESSAGE(id, name, kind, effect, prefix, text, help) text,
 #include "engine/report/messages.def"
 #undef KESTREL_MESSAGE
 };
 
-/// An id in a call that brings arguments of these types. It does not compile unless they are what the text of
-/// the message asks for: a number for each %d and a text for each %s, in order.
-template <class... Args>
-class MessageWith {
+/// Kinds of arguments, as the texts of messages ask for them: %d and %s.
+struct NumberArg {};
+struct TextArg {};
+
+/// The id of a message that takes arguments of these kinds, in this order. An id whose text asks for others
+/// does not compile.
+template <class... Kinds>
+class MessageTaking {
 public:
-    consteval MessageWith(MessageId id)  // NOLINT: implicit on purpose
+    consteval MessageTaking(MessageId id)  // NOLINT: implicit on purpose
         : id_(id) {
-        constexpr char kGiven[] = {(std::is_arithmetic_v<Args> ? 'd' : 's')..., '\0'};
+        constexpr char kGiven[] = {(std::is_same_v<Kinds, NumberArg> ? 'd' : 's')..., '\0'};
         std::string_view given = kGiven;
         std::string_view rest = kMessageTexts[static_cast<std::size_t>(id)];
         while (rest.find('%') != std::string_view::npos) {
@@ -71,8 +74,9 @@ private:
     MessageId id_;
 };
 
-/// The same for the arguments of a call, which then say what Args are.
+/// The same for the arguments of a call, which say what the kinds are.
 template <class... Args>
-using MessageFor = MessageWith<std::type_identity_t<Args>...>;
+using MessageFor =
+    MessageTaking<typename std::conditional<std::is_arithmetic_v<Args>, NumberArg, TextArg>::type...>;
 
 }  // namespace kestrel

@@ -42,18 +42,6 @@ std::string textOf(const MessageRow& row, const MessageOrigin& origin, FormatArg
     return formatMessage(row.text, args);
 }
 
-MessageId userMessage(MessageKind kind) noexcept {
-    switch (kind) {
-        case MessageKind::Info:
-            break;
-        case MessageKind::Warning:
-            return MessageId::UserWarning;
-        case MessageKind::Error:
-            return MessageId::UserError;
-    }
-    return MessageId::UserInfo;
-}
-
 }  // namespace
 
 void Reporter::reportArgs(MessageId id, const MessageOrigin& origin, FormatArgs args) {
@@ -63,17 +51,14 @@ void Reporter::reportArgs(MessageId id, const MessageOrigin& origin, FormatArgs 
 }
 
 void Reporter::reportUser(std::string_view text) {
-    reportFormat(text, {});
-}
-
-void Reporter::reportFormat(std::string_view format, FormatArgs args) {
-    MessageKind kind = MessageKind::Info;
-    if (format.starts_with("#E"))
-        kind = MessageKind::Error;
-    else if (format.starts_with("#W"))
-        kind = MessageKind::Warning;
-    if (format.starts_with('#')) format.remove_prefix(std::min<std::size_t>(2, format.size()));
-    if (count(kind)) route(userMessage(kind), kind, formatMessage(format, args));
+    MessageId id = MessageId::UserInfo;
+    if (text.starts_with("#E"))
+        id = MessageId::UserError;
+    else if (text.starts_with("#W"))
+        id = MessageId::UserWarning;
+    if (text.starts_with('#')) text.remove_prefix(std::min<std::size_t>(2, text.size()));
+    const MessageKind kind = messageRow(id).kind;
+    if (count(kind)) route(id, kind, formatMessage(text, {}));
 }
 
 bool Reporter::count(MessageKind kind) {
@@ -103,10 +88,9 @@ void Reporter::route(MessageId id, MessageKind kind, std::string text) {
 
 void Reporter::showSplit(MessageId id, MessageKind kind, std::string text) {
     if (sink_ == nullptr) return;
-    constexpr std::string_view kBreak = "<br>";
     const SourcePos where = place != nullptr ? *place : SourcePos{};
-    if (const std::size_t at = text.find(kBreak); at != std::string::npos) {
-        sink_->show({id, kind, text.substr(0, at), text.substr(at + kBreak.size()), where, files});
+    if (const std::size_t at = text.find(kLineBreak); at != std::string::npos) {
+        sink_->show({id, kind, text.substr(0, at), text.substr(at + kLineBreak.size()), where, files});
     } else {
         sink_->show({id, kind, state.scriptPath, std::move(text), where, files});
     }

@@ -47,17 +47,14 @@ public:
     /// two-line notice once and sets the abort flag each time.
     template <class... Args>
     void report(MessageFor<Args...> message, const Args&... args) {
-        reportArgs(message.id(), {FormatArg(args)...});
+        reportArgs(message.id(), {.line = line != nullptr ? *line : 0}, {FormatArg(args)...});
     }
     /// The same about something else than the line being run.
     template <class... Args>
     void reportAt(const MessageOrigin& origin, MessageFor<Args...> message, const Args&... args) {
         reportArgs(message.id(), origin, {FormatArg(args)...});
     }
-    /// The same two for ids that are chosen at run time.
-    void reportArgs(MessageId id, FormatArgs args) {
-        reportArgs(id, {.line = line != nullptr ? *line : 0}, args);
-    }
+    /// The same for arguments that are a list already.
     void reportArgs(MessageId id, const MessageOrigin& origin, FormatArgs args);
 
     /// Reports what a script says with info(), warn() or error(). "#E" makes an error of it, "#W" a warning,
@@ -77,14 +74,7 @@ public:
 
     [[nodiscard]] MessageSink* sink() const noexcept { return sink_; }
 
-    // Formats that carry their kind and prefix themselves, for what is not in the table yet.
-    template <class... Args>
-    void report(std::string_view format, const Args&... args) {
-        reportFormat(format, {FormatArg(args)...});
-    }
-
 private:
-    void reportFormat(std::string_view format, FormatArgs args);
     /// Counts a message. @return false when it is one too many, which has been told then
     [[nodiscard]] bool count(MessageKind kind);
     void route(MessageId id, MessageKind kind, std::string text);

@@ -61,7 +61,7 @@ TEST_F(ReporterTest, classifiesAndSplits) {
         {"#", MessageKind::Info, "\\S\\A.KS", ""},
     };
     for (const auto& row : rows) {
-        reporter.report(row.text);
+        reporter.reportUser(row.text);
         EXPECT_EQ(sink.shown.back().kind, row.kind) << row.text;
         EXPECT_EQ(sink.shown.back().line1, row.line1);
         EXPECT_EQ(sink.shown.back().line2, row.line2);
@@ -124,7 +124,7 @@ TEST_F(ReporterTest, everyErrorOverTheLimitAborts) {
     reporter.state.maxErrors = 1;
     for (const bool aborts : {false, true, true}) {
         abort = false;
-        reporter.report("#Ex");
+        reporter.reportUser("#Ex");
         EXPECT_EQ(abort, aborts);
     }
     EXPECT_EQ(sink.shown.size(), 2u);  // the error and the notice
@@ -133,10 +133,10 @@ TEST_F(ReporterTest, everyErrorOverTheLimitAborts) {
 TEST_F(ReporterTest, hiddenWarningsStillCount) {
     reporter.state.maxWarnings = 2;
     reporter.state.warningsShown = false;
-    reporter.report("#Wone");
+    reporter.reportUser("#Wone");
     reporter.state.warningsShown = true;
-    reporter.report("#Wtwo");
-    reporter.report("#Wthree");
+    reporter.reportUser("#Wtwo");
+    reporter.reportUser("#Wthree");
     EXPECT_EQ(reporter.state.warningCount, 3);
     ASSERT_EQ(sink.shown.size(), 1u);
     EXPECT_EQ(sink.shown[0].line2, "two");
@@ -145,7 +145,7 @@ TEST_F(ReporterTest, hiddenWarningsStillCount) {
 TEST_F(ReporterTest, diversionGetsTheUnsplitTextEvenOfHiddenWarnings) {
     reporter.diversion = &sink;
     reporter.state.warningsShown = false;
-    reporter.report("#Wa<br>b");
+    reporter.reportUser("#Wa<br>b");
     EXPECT_EQ(sink.diverted, std::vector<std::string>{"a<br>b"});
     EXPECT_TRUE(sink.shown.empty());
 }
@@ -153,7 +153,7 @@ TEST_F(ReporterTest, diversionGetsTheUnsplitTextEvenOfHiddenWarnings) {
 TEST_F(ReporterTest, carriesThePlace) {
     const SourcePos pos{0, 4, 2, 9};
     reporter.place = &pos;
-    reporter.report("#Ex");
+    reporter.reportUser("#Ex");
     EXPECT_EQ(sink.shown.back().where.line, 4);
 }
 

@@ -16,7 +16,7 @@ namespace {
 const CodeNode* callUser(EngineContext& ctx, const CodeNode* node) {
     pollWatch(ctx);
     if (ctx.run.frames.size() >= kFrameLimit) {
-        ctx.abortWith("#ELine %d, too many nested loops and/or function calls", ctx.run.currentLine);
+        ctx.report(MessageId::TooDeep);
         return node;
     }
     if (!pushControl(ctx, node)) return node;
@@ -33,8 +33,7 @@ void dropArguments(EngineContext& ctx, int count) {
 }
 
 void reportArgumentCount(EngineContext& ctx, std::string_view name, int expected, int found) {
-    ctx.reporter.report("#ELine %d, invalid argument count to function %s(): expecting %d, found %d\n",
-                        ctx.run.currentLine, name, expected, found);
+    ctx.report(MessageId::CallArgumentCount, name, expected, found);
 }
 
 void callBuiltin(EngineContext& ctx, const CodeNode& node) {
@@ -76,8 +75,7 @@ void callOther(EngineContext& ctx, const CodeNode& node) {
     } else if (node.constructor != nullptr) {
         construct(ctx, node);
     } else {
-        ctx.reporter.report("#ELine %d, unable to locate function reference %s", ctx.run.currentLine,
-                            node.operand.variable->name);
+        ctx.report(MessageId::FunctionNotFound, node.operand.variable->name);
         dropArguments(ctx, node.argc);
     }
 }
@@ -87,8 +85,7 @@ void callOther(EngineContext& ctx, const CodeNode& node) {
 bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* source, int position,
                        const char* function) {
     if (source == nullptr) {
-        ctx.abortWith("#ELine %d, bad argument #%d to function %s()", ctx.run.currentLine, position,
-                      function);
+        ctx.report(MessageId::ArgumentWithoutVariable, position, function);
         return false;
     }
     parameter.alias = source->alias;
@@ -210,8 +207,7 @@ void executeFunctionEntry(EngineContext& ctx) {
     if (count <= 0) return;
     if (ctx.stack.size() < count) {
         ctx.run.calls.back().base = ctx.run.base = 0;
-        ctx.abortWith("#ELine %d, bad argument count in call to function %s(): expecting %d",
-                      ctx.run.currentLine, function.name, count);
+        ctx.report(MessageId::TooFewArguments, function.name, count);
         return;
     }
     const int base = ctx.base();

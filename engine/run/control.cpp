@@ -23,7 +23,7 @@ bool popCondition(EngineContext& ctx) {
 bool pushControl(EngineContext& ctx, const CodeNode* node) {
     Frame& frame = ctx.run.frames.back();
     if (frame.top + 1 >= kControlLimit) {
-        ctx.abortWith("#ELine %d, too many nested loops and/or function calls", ctx.run.currentLine);
+        ctx.report(MessageId::TooDeep);
         return false;
     }
     frame.entries[static_cast<std::size_t>(++frame.top)] = {node, node->op};
@@ -64,7 +64,7 @@ const CodeNode* executeForBody(EngineContext& ctx, const CodeNode* node) {
 const CodeNode* executeBreak(EngineContext& ctx, const CodeNode* node) {
     const ControlEntry* entry = topEntry(ctx);
     if (entry == nullptr) {
-        ctx.abortWith("#ELine %d, 'break' without enclosing 'while' or 'for'", ctx.run.currentLine);
+        ctx.report(MessageId::BreakOutsideLoop);
         return node;
     }
     --ctx.run.frames.back().top;

@@ -60,8 +60,7 @@ void loadVariable(EngineContext& ctx, Variable& variable) {
         return;
     }
     if (ctx.options.strict) {
-        ctx.abortWith("#ELine %d, use of uninitialized variable \"%s\" detected", ctx.run.currentLine,
-                      variable.name);
+        ctx.report(MessageId::ValueNeverSet, variable.name);
         return;
     }
     variable.type = Nil;
@@ -87,8 +86,7 @@ const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
             return node;
         case kSlotRead:
         case kSlotReference:
-            ctx.abortWith("#ELine %d, unknown object reference: %s::%s", ctx.run.currentLine,
-                          node->variable->ownerName(), node->variable->name);
+            ctx.report(MessageId::UnknownQueue, node->variable->ownerName(), node->variable->name);
             return node;
         default:
             loadVariable(ctx, *node->variable);
@@ -117,7 +115,7 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             writeField(ctx, *reference.payload.node, ValueCell::ofInteger(1), node.op);
             return;
         default:
-            ctx.abortWith("#ELine %d, illegal operation on variable %s", ctx.run.currentLine, "");
+            ctx.report(MessageId::CannotCount, "");
             return;
     }
 }
@@ -129,8 +127,7 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
         Variable& variable = targetVariable(*node.prev);
         ctx.stack.drop(1);
         if (variable.type == String || variable.type == TempString) {
-            ctx.abortWith("#ELine %d, illegal logical operation on character string, variable %s",
-                          ctx.run.currentLine, variable.name);
+            ctx.report(MessageId::TextNegated, variable.name);
             return;
         }
         variable.number = -variable.number;
@@ -162,8 +159,7 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
         Variable& variable = targetVariable(*node.prev);
         ctx.stack.drop(1);
         if (variable.type != Integer && variable.type != Number) {
-            ctx.abortWith("#ELine %d, illegal binary operation on non-numeric, variable %s",
-                          ctx.run.currentLine, variable.name);
+            ctx.report(MessageId::NoNumberInverted, variable.name);
             return;
         }
         const bool zero = variable.type == Integer ? truncate(variable.number) == 0 : variable.number == 0.0;
@@ -201,7 +197,7 @@ void executeLogical(EngineContext& ctx, bool isAnd) {
 
 void executeVector(EngineContext& ctx) {
     if (ctx.stack.size() - ctx.base() < 3) {
-        ctx.abortWith("#ELine %d, vector must be comprised of three values", ctx.run.currentLine);
+        ctx.report(MessageId::VectorParts);
         return;
     }
     const VectorValue v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(),
@@ -214,12 +210,12 @@ void executeSelector(EngineContext& ctx) {
     int mark = ctx.stack.size() - 1;
     while (mark > ctx.base() && ctx.stack.at(mark).type != SelectMark) --mark;
     if (mark <= ctx.base()) {  // no selector value below the mark
-        ctx.abortWith("#ELine %d, stack empty", ctx.run.currentLine);
+        ctx.report(MessageId::StackEmpty);
         return;
     }
     const ValueCell& selector = ctx.stack.at(mark - 1);
     if (selector.type != Integer) {
-        ctx.abortWith("#ELine %d, invalid selector used for index value", ctx.run.currentLine);
+        ctx.report(MessageId::SelectorType);
         return;
     }
     const ValueCell picked = select(ctx, mark, truncate(selector.payload.number));

@@ -249,7 +249,7 @@ private:
 bool checkProgram(EngineContext& ctx) {
     const Program& program = *ctx.program;
     if (program.findFunction("process") == nullptr) {
-        ctx.reporter.report("#ECannot locate process() function in script and/or library(s)");
+        ctx.report(MessageId::ProcessMissing);
         return false;
     }
     bool ok = true;
@@ -258,12 +258,11 @@ bool checkProgram(EngineContext& ctx) {
         const Variable& variable = *node->operand.variable;
         ctx.reporter.place = &node->pos;
         if ((node->flags & kNodeGlobalRef) != 0 && program.findGlobal(variable.name) == nullptr) {
-            ctx.reporter.report("#ELine %d, undefined global variable reference ::%s", node->line,
-                                variable.name);
+            ctx.reportAt({.line = node->line}, MessageId::UndefinedGlobal, variable.name);
             ok = false;
         }
         if (variable.declared == 0 && !opIs(node->next, OP_MEMBER)) {
-            ctx.reporter.report("#ELine %d, use of undeclared variable '%s'", node->line, variable.name);
+            ctx.reportAt({.line = node->line}, MessageId::UndeclaredVariable, variable.name);
             ok = false;
         }
     }
