@@ -141,6 +141,7 @@ ShownMessage shownMessage(const Message& message) {
     shown.kind = kindOf(message.kind);
     shown.line1 = message.line1;
     shown.line2 = message.line2;
+    shown.id = messageRow(message.id).name;
     if (message.files != nullptr) shown.place = resolvePlace(message.where, *message.files);
     return shown;
 }
@@ -205,6 +206,7 @@ void MessagePrinter::showJson(const ShownMessage& message) const {
     json["line1"] = message.line1;
     json["line2"] = nullptr;
     if (message.line2) json["line2"] = *message.line2;
+    if (!message.id.empty()) json["id"] = message.id;
     if (!message.rule.empty()) json["rule"] = message.rule;
     if (message.place.known()) {
         json["file"] = absolutePath(message.place.file);

@@ -33,6 +33,7 @@ struct ShownMessage {
     std::string line1;
     std::optional<std::string> line2;
     Place place;
+    std::string id;    ///< the name of a message of the system; empty for others
     std::string rule;  ///< hints only: the rule's name
 };
 
@@ -46,8 +47,9 @@ struct ShownMessage {
 /// run of identical messages is shown once, followed by its count. Colour only on a terminal (and without
 /// NO_COLOR).
 ///
-/// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then file, line,
-/// column, endColumn where known; for hints "rule". Bytes that are no valid UTF-8 are replaced.
+/// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then the message's
+/// "id" or a hint's "rule", then file, line, column, endColumn where known. Bytes that are no valid UTF-8 are
+/// replaced.
 class MessagePrinter final : public MessageSink {
 public:
     /// @param json        true: JSON lines

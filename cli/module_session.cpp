@@ -93,7 +93,10 @@ void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const
     message.kind = shownKind(kind);
     if (line1 != nullptr) message.line1 = line1;
     if (line2 != nullptr) message.line2 = line2;
-    if (module_ != nullptr) message.place = placeOf(module_->placeOfMessage());
+    if (module_ != nullptr) {
+        message.id = module_->nameOfMessage();
+        message.place = placeOf(module_->placeOfMessage());
+    }
     if (outputTaken_ && message.kind == ShownMessage::Kind::Info) {
         printer_.finish();
         std::fprintf(stderr, "%s\n", line2 == nullptr ? line1 : line2);

@@ -96,10 +96,11 @@ typedef struct ModuleDescriptor {
 #define HXM_DESCRIPTOR_SYMBOL "_mod_descrip"
 
 /* What this module places behind its descriptor, for tools that must be able to end a runaway script and to
- * show where in the files a message comes from. A host that does not know it never looks there; one that does
- * reads it only when the first server is called "Kestrel/PT", since other modules may have nothing behind
- * theirs. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455331u
+ * show which message they see and where in the files it comes from. A host that does not know it never looks
+ * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
+ * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
+ * that nobody reads past the end of an older module's record. */
+#define KESTREL_EXTENSION_MAGIC 0x4b455332u
 
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
@@ -124,6 +125,9 @@ typedef struct KestrelModule {
     /* From inside "Info Messages": the place that the message is about (level 0), the line that brought in
      * that file (level 1), and so on. Returns 0 when there is none, and leaves `out`. May be null. */
     int32_t (*place)(int32_t level, KestrelPlace* out);
+    /* From inside "Info Messages": the name of the message, such as "division-by-zero", which no version
+     * changes; null when there is none. May be null. */
+    const char* (*messageName)(void);
 } KestrelModule;
 
 /* ---- scene items ---- */

@@ -34,13 +34,13 @@ private:
     std::list<ShaderInstance>::iterator place_;
 };
 
-std::int32_t showNoOptions(const PluginState& state) {
+std::int32_t showNoOptions(PluginState& state) {
     const auto* messages =
         state.hostGlobal != nullptr
             ? static_cast<const InfoMessages*>(state.hostGlobal(HX_SERVICE_MESSAGES, HX_USE_ONCE))
             : nullptr;
     if (messages == nullptr) return HXM_MISSING_SERVICE;
-    messages->info("Script has no", "modifiable parameters.");
+    state.messages.showOwn(*messages, MessageId::NoOptions);
     return HXM_OK;
 }
 

@@ -18,9 +18,8 @@ static_assert(sizeof(KestrelRunWatch) == sizeof(RunWatch) &&
 
 constexpr const char* kServerName = "Kestrel/PT";
 
-void showError(const char* line1, const char* line2) noexcept {
-    const InfoMessages* messages = pluginState().services.messages;
-    if (messages != nullptr && messages->error != nullptr) messages->error(line1, line2);
+void showFailure(const char* what) noexcept {
+    pluginState().messages.showFailure(kServerName, what);
 }
 
 /// Runs the body of a callback. What it throws is shown to the user once; the host gets `fallback`.
@@ -29,9 +28,9 @@ Result guarded(Result fallback, Body&& body) noexcept {
     try {
         return body();
     } catch (const std::exception& failure) {
-        showError(kServerName, failure.what());
+        showFailure(failure.what());
     } catch (...) {
-        showError(kServerName, "unknown failure");
+        showFailure("unknown failure");
     }
     return fallback;
 }
@@ -151,11 +150,11 @@ bool acquireServices(PluginState& state, HostGlobal global) {
         reinterpret_cast<std::uintptr_t>(global(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE)));
     if (!hasMessages) return false;
     if (!hasRequester && (state.environment.systemInfo & HX_SYSTEM_RENDER_NODE) == 0) {
-        showError("Bad global!", nullptr);
+        state.messages.showOwn(*services.messages, MessageId::ServiceMissing);
         return false;
     }
     if (!acquireSceneServices(global, services)) {
-        showError("Bad animation global detected!", nullptr);
+        state.messages.showOwn(*services.messages, MessageId::SceneServiceMissing);
         return false;
     }
     return true;
@@ -217,6 +216,10 @@ constexpr ServerRecord kServers[] = {
     {nullptr, nullptr, nullptr},
 };
 
+const char* nameOfMessage() {
+    return pluginState().messages.shownName();
+}
+
 }  // namespace
 
 }  // namespace kestrel
@@ -231,5 +234,6 @@ KestrelModule _mod_descrip = {
     reinterpret_cast<KestrelRunWatch*>(&kestrel::pluginState().watch),
     kestrel::lastRunAborted,
     kestrel::placeOfMessage,
+    kestrel::nameOfMessage,
 };
 }

@@ -1,5 +1,7 @@
 #include "host/plugin_state.h"
 
+#include "host/lent.h"
+
 #include <algorithm>
 #include <optional>
 #include <vector>
@@ -51,19 +53,33 @@ std::optional<std::string> hostDirectory(const DirectoryInfoService* service, co
 }  // namespace
 
 void HostMessages::show(const Message& message) {
-    const InfoMessages* boxes = services_.messages;
-    if (boxes == nullptr) return;
-    const auto box = message.kind == MessageKind::Error     ? boxes->error
-                     : message.kind == MessageKind::Warning ? boxes->warning
-                                                            : boxes->info;
+    if (services_.messages == nullptr) return;
+    const Lent lent(shown_, &message);
+    showInBox(*services_.messages, message.id, message.line1.c_str(),
+              message.line2 ? message.line2->c_str() : nullptr);
+}
+
+void HostMessages::showOwn(const InfoMessages& boxes, MessageTaking<> message) {
+    const std::string_view text = messageRow(message.id()).text;
+    const std::size_t end = text.find(kLineBreak);
+    const std::string line1(text.substr(0, end));
+    showInBox(boxes, message.id(), line1.c_str(),
+              end == std::string_view::npos ? nullptr : text.data() + end + kLineBreak.size());
+}
+
+void HostMessages::showFailure(const char* module, const char* what) noexcept {
+    if (services_.messages != nullptr)
+        showInBox(*services_.messages, MessageId::InternalFailure, module, what);
+}
+
+void HostMessages::showInBox(const InfoMessages& boxes, MessageId id, const char* line1, const char* line2) {
+    const MessageRow& row = messageRow(id);
+    const auto box = row.kind == MessageKind::Error     ? boxes.error
+                     : row.kind == MessageKind::Warning ? boxes.warning
+                                                        : boxes.info;
     if (box == nullptr) return;
-    struct Showing {
-        const Message*& shown;
-        ~Showing() { shown = nullptr; }
-    };
-    shown_ = &message;
-    const Showing showing{shown_};
-    box(message.line1.c_str(), message.line2 ? message.line2->c_str() : nullptr);
+    const Lent lent(shownName_, row.name.data());
+    box(line1, line2);
 }
 
 PluginState::PluginState() {

@@ -1,6 +1,7 @@
 // The one process-wide state of the module.
 #pragma once
 
+#include "engine/report/reporter.h"
 #include "host/host_interface.h"
 #include "host/instance.h"
 #include "host/script_environment.h"
@@ -30,12 +31,22 @@ class HostMessages final : public MessageSink {
 public:
     explicit HostMessages(const HostServices& services) : services_(services) {}
     void show(const Message& message) override;
-    /// The message that the host is showing right now; null otherwise.
+    /// Shows what the module itself has to say: the text of a row that takes no arguments.
+    void showOwn(const InfoMessages& boxes, MessageTaking<> message);
+    /// The same for an exception. Needs no memory.
+    void showFailure(const char* module, const char* what) noexcept;
+
+    /// The script's message that the host is showing right now; null otherwise.
     [[nodiscard]] const Message* shown() const noexcept { return shown_; }
+    /// The name of the message that the host is showing right now, whoever has it from; null otherwise.
+    [[nodiscard]] const char* shownName() const noexcept { return shownName_; }
 
 private:
+    void showInBox(const InfoMessages& boxes, MessageId id, const char* line1, const char* line2);
+
     const HostServices& services_;
     const Message* shown_ = nullptr;
+    const char* shownName_ = nullptr;
 };
 
 inline constexpr std::size_t kDescribeSize = 80;

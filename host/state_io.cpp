@@ -1,5 +1,7 @@
 #include "host/state_io.h"
 
+#include "host/lent.h"
+
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -42,19 +44,6 @@ std::optional<std::string> readNameBlock(const LoadState& from) {
     if (from.read(from.handle, name.data(), length) != length) return std::nullopt;
     return std::string(name.data());
 }
-
-/// Sets a pointer for as long as the scope lasts.
-template <class T>
-class Lent {
-public:
-    Lent(T*& slot, T* value) : slot_(slot) { slot_ = value; }
-    ~Lent() { slot_ = nullptr; }
-    Lent(const Lent&) = delete;
-    Lent& operator=(const Lent&) = delete;
-
-private:
-    T*& slot_;
-};
 
 void callWithState(LoadedScript& script, HostFunction which, ScriptMode mode, StateObject& object) {
     object.endOfData = false;

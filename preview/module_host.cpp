@@ -103,6 +103,12 @@ std::vector<KestrelPlace> ModuleHost::placeOfMessage() const {
     return places;
 }
 
+std::string ModuleHost::nameOfMessage() const {
+    if (extension_ == nullptr || extension_->messageName == nullptr) return {};
+    const char* name = extension_->messageName();
+    return name != nullptr ? name : "";
+}
+
 bool ModuleHost::aborted(HxInstance instance) const {
     return extension_ != nullptr && extension_->aborted != nullptr && extension_->aborted(instance) != 0;
 }

@@ -38,6 +38,9 @@ public:
     /// While a message of the module is shown: its place, then the lines that brought in that file, innermost
     /// first. Empty when that cannot be told.
     [[nodiscard]] std::vector<KestrelPlace> placeOfMessage() const;
+    /// While a message of the module is shown: its name, such as "division-by-zero". Empty when that cannot
+    /// be told.
+    [[nodiscard]] std::string nameOfMessage() const;
 
 private:
     ModuleHost() = default;

@@ -21,6 +21,8 @@ void record(const char* kind, const char* line1, const char* line2) {
     std::string text = std::string(kind) + ": " + line1;
     if (line2 != nullptr) text += std::string(" / ") + line2;
     host->messages.push_back(std::move(text));
+    const char* name = host->module().messageName();
+    host->names.emplace_back(name != nullptr ? name : "(none)");
 }
 
 std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {

@@ -35,6 +35,7 @@ public:
     // What the module did.
     std::vector<std::string> lookups;   ///< "name use"
     std::vector<std::string> messages;  ///< "kind: line1 / line2", without " / line2" for a null second line
+    std::vector<std::string> names;     ///< of these messages, as the module tells while they are shown
     std::vector<std::string> dialogs;   ///< "title / file name / path / size"
     std::vector<std::string> directoryRequests;  ///< kinds of directories; the host has "Temp" only
 

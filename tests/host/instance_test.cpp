@@ -166,6 +166,20 @@ TEST(Instances, AScriptWithoutOptionsSaysSo) {
     EXPECT_EQ(host.edit(instance), HXM_MISSING_SERVICE);
 }
 
+TEST(Instances, TheModuleTellsWhichMessageItShows) {
+    FakeHost host;
+    host.missing = {HX_SERVICE_FILE_REQUEST};
+    host.activate();
+    host.missing = {HX_SERVICE_CAMERA_INFO};
+    host.activate();
+    host.missing.clear();
+    const HxInstance instance = host.createWith("create { info(\"i\"); x = 1 / 0; }");
+    host.edit(instance);
+    EXPECT_EQ(host.names, (Lines{"service-missing", "scene-service-missing", "user-info", "division-by-zero",
+                                 "no-options"}));
+    EXPECT_EQ(host.module().messageName(), nullptr);
+}
+
 TEST(Instances, UnusedVariablesAreReportedWhenTheScriptGoes) {
     FakeHost host;
     const HxInstance instance = host.createWith(

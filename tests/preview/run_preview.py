@@ -80,6 +80,15 @@ class Shade(Command):
                          ["create", "init", "6 0.5", "flags", "process 9", "cleanup", "destroy"])
         self.assertEqual(lines[-1]["flags"], 2)
 
+    def test_messages_say_which_one_they_are(self):
+        def ids(script):
+            out = self.run_command("shade", script, "--messages=json")[1]
+            lines = [json.loads(line) for line in out.decode().splitlines()]
+            return [line.get("id") for line in lines if "kind" in line]
+        self.assertEqual(ids("init { warn('w'); x = hex(); } process: sa { info(sa.oPos[4]); x = 1 / 0; }"),
+                         ["user-warning", "argument-count", "sample-index-range", "user-info", "division-by-zero"])
+        self.assertEqual(ids("process: sa { x = ; }"), ["unexpected-token", "compile-summary"])
+
     def test_a_path_may_be_long_and_a_message_hold_a_zero_byte(self):
         for _ in range(4):
             self.folder /= 100 * "f"
