@@ -107,8 +107,7 @@ void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, cons
     RecordMember* member = findMember(access);
     if (member == nullptr) return ValueKind::writeField(ctx, access, value, op);
     if (isIncrement(op)) {
-        if (!incrementStored(ctx, op, member->value))
-            ctx.report(MessageId::CannotCount, member->name);
+        if (!incrementStored(ctx, op, member->value)) ctx.report(MessageId::CannotCount, member->name);
     } else if (op != OP_ASSIGN) {
         combineInto(ctx, plainOperator(op), member->value, value);
     } else if (isStorable(value.type)) {
