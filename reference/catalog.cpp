@@ -2,6 +2,7 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/common/subjects.h"
+#include "engine/report/messages.h"
 #include "host/host_builtins.h"
 #include "host/object_kinds.h"
 #include "platform/ascii.h"
@@ -180,10 +181,40 @@ Section constants() {
     return section;
 }
 
+Entry makeEntry(const MessageRow& row) {
+    constexpr std::string_view kSecondLine = "<br>";
+    const std::string_view text =
+        row.text.empty() ? "found '%s'" : row.text;  // some say no more than their prefix
+    const std::size_t end = text.find(kSecondLine);
+    Entry entry{std::string(row.name), {std::string(text.substr(0, end))}, std::string(row.help), {}, Now};
+    if (end != std::string_view::npos) entry.forms.emplace_back(text.substr(end + kSecondLine.size()));
+    if (row.effect == MessageEffect::Abort) entry.description += " The run ends.";
+    return entry;
+}
+
+Section messages() {
+    Section section{"messages",
+                    "What the system says",
+                    "Message",
+                    "%s stands for a text and %d for a number. Most texts have the line before them, as in "
+                    "\"Line 12, \". "
+                    "With --messages=json the name of a message is its id.",
+                    {"Name", "Text", "Cause and cure"},
+                    {{"Errors", {}}, {"Warnings", {}}, {"Information", {}}}};
+    section.formsAreTexts = true;
+    for (const MessageRow& row : messageRows()) {
+        const std::size_t group = row.kind == MessageKind::Error     ? 0
+                                  : row.kind == MessageKind::Warning ? 1
+                                                                     : 2;
+        section.groups[group].entries.push_back(makeEntry(row));
+    }
+    return section;
+}
+
 }  // namespace
 
 std::vector<Section> makeCatalog() {
-    return {keywords(), functions(), members(), directives(), constants()};
+    return {keywords(), functions(), members(), directives(), constants(), messages()};
 }
 
 }  // namespace kestrel::reference

@@ -40,12 +40,14 @@ std::size_t widestName(const Group& group) {
     return width;
 }
 
-std::string list(const Group& group) {
+/// Of messages, what they say; of others, what they mean.
+std::string list(const Section& section, const Group& group) {
     std::string text;
     if (!group.title.empty()) text += group.title + '\n';
     for (const Entry& entry : group.entries) {
         const std::string mark = entry.available ? "" : "(Not yet.) ";
-        text += line("  ", entry.name, widestName(group), mark + entry.description);
+        const std::string& meaning = section.formsAreTexts ? entry.forms.front() : entry.description;
+        text += line("  ", entry.name, widestName(group), mark + meaning);
     }
     return text;
 }
@@ -68,9 +70,9 @@ std::string describe(const Match& match) {
 }
 
 std::string describe(const Topic& topic) {
-    if (topic.group != nullptr) return list(*topic.group);
+    if (topic.group != nullptr) return list(*topic.section, *topic.group);
     std::string text = topic.section->title + '\n' + wrapped(topic.section->about, 2);
-    for (const Group& group : topic.section->groups) text += '\n' + list(group);
+    for (const Group& group : topic.section->groups) text += '\n' + list(*topic.section, group);
     return text;
 }
 

@@ -113,6 +113,8 @@ TEST(Reference, NamesAreFoundAsTheyAreWritten) {
     EXPECT_EQ(found("v.x"), "members:v.x ");
     EXPECT_EQ(found("vectors"), "[Vectors and points] ");
     EXPECT_EQ(found("pragmas"), "[Directives] ");
+    EXPECT_EQ(found("too-deep"), "messages:too-deep ");
+    EXPECT_EQ(found("Line 3, stack empty"), "messages:stack-empty ");
     EXPECT_EQ(found(""), "");
 }
 
