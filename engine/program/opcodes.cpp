@@ -55,12 +55,17 @@ static_assert(everyRow([](const OpcodeInfo& row) {
                   return row.family != OpFamily::Value || row.of == row.code;
               }),
               "instructions that push a value have the value's tag as their code");
-/// Assignments combine with an operator, and "++" and "--" add or subtract 1.
+constexpr bool isBinary(std::int32_t code) {
+    for (const OpcodeInfo& row : kOpcodes)
+        if (row.code == code) return row.pops == 2 && row.pushes == 1;
+    return false;
+}
+/// Assignments combine with an operator, and "++" and "--" add or subtract 1. It looks at rows, not through
+/// opcodeInfo(): under UBSan the compiler takes no pointer into the table for a constant.
 constexpr bool appliesOperator(const OpcodeInfo& row) {
-    if (isIncrement(row.code)) return row.of == OP_ADD || row.of == OP_SUB;
-    if (row.family != OpFamily::Compound) return true;
-    const OpcodeInfo* plain = opcodeInfo(row.of);
-    return plain != nullptr && plain->pops == 2 && plain->pushes == 1;
+    if (row.family == OpFamily::Prefix || row.family == OpFamily::Postfix)
+        return row.of == OP_ADD || row.of == OP_SUB;
+    return row.family != OpFamily::Compound || isBinary(row.of);
 }
 static_assert(everyRow(appliesOperator));
 // The compiler marks the names of arrays with their value's tag; a reference to an element has the same.
