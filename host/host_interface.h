@@ -175,7 +175,6 @@ typedef struct ShadingSample {
     double transparency;
     double eta; /* refraction index */
     double roughness;
-    double wear;                    /* how worn the surface is */
     IlluminateOperation illuminate; /* null: the script's illuminate() fails with a message */
     RayTraceOperation rayTrace;     /* null: the script's raytrace() does */
 } ShadingSample;
@@ -441,7 +440,7 @@ static_assert(offsetof(ShadingSample, mirror) == 352);
 static_assert(offsetof(ShadingSample, transparency) == 360);
 static_assert(offsetof(ShadingSample, eta) == 368);
 static_assert(offsetof(ShadingSample, roughness) == 376);
-static_assert(offsetof(ShadingSample, illuminate) == 392);
+static_assert(offsetof(ShadingSample, illuminate) == 384);
 static_assert(offsetof(ModuleDescriptor, sync) == 0 && offsetof(ModuleDescriptor, version) == 4 &&
               offsetof(ModuleDescriptor, machine) == 8);
 #endif

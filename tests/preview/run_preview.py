@@ -60,7 +60,7 @@ class Shade(Command):
         self.assertEqual(list(result), ["sample", "flags", "describe"])
         self.assertEqual(list(result["sample"]),
                          "sx sy oPos wPos gNorm spotSize raySource rayLength cosine oXfrm wXfrm objID polNum wNorm color "
-                         "luminous diffuse specular mirror transparency eta roughness wear".split())
+                         "luminous diffuse specular mirror transparency eta roughness".split())
         self.assertEqual(result["sample"]["color"], [0.2, 0.5, 0.8])
         self.assertEqual(result["sample"]["mirror"], 0.25)
         self.assertEqual(result["sample"]["gNorm"], [0, 1, 0])
