@@ -4,7 +4,6 @@
 
 #include "builtins/files/file_methods.h"
 #include "engine/kinds/engine_kinds.h"
-#include "host/counter_object.h"
 #include "host/scene_item.h"
 #include "host/shader_object.h"
 #include "host/state_object.h"
@@ -22,7 +21,7 @@ public:
     [[nodiscard]] const KindTable& table() const noexcept { return engine_.table; }
 
 private:
-    std::tuple<builtins::FileKind, ShaderObjectKind, SceneItemKind, StateObjectKind, CounterKind> kinds_;
+    std::tuple<builtins::FileKind, ShaderObjectKind, SceneItemKind, StateObjectKind> kinds_;
     EngineKinds engine_;
 };
 
