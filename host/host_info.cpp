@@ -72,10 +72,6 @@ void runningUnderBuiltin(BuiltinCall& call) {
     }
 }
 
-void hostwordBuiltin(BuiltinCall& call) {
-    call.resultInteger(shaderContext(call.ctx).environment.systemInfo);
-}
-
 void setdescBuiltin(BuiltinCall& call) {
     const std::string text = builtins::joinArguments(call, call.name);
     ShaderContext& context = shaderContext(call.ctx);
