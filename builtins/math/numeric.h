@@ -62,9 +62,6 @@ inline double radians(double x) noexcept {
 inline double degrees(double x) noexcept {
     return x * kDegreesPerRadian;
 }
-inline double doubled(double x) noexcept {
-    return 2.0 * x;
-}
 inline double fraction(double x) noexcept {
     return x - std::trunc(x);
 }
