@@ -434,7 +434,7 @@ multiplicative_expr:
     unary_expr
   | multiplicative_expr '*' unary_expr              { ACT(add(OP_MUL, @2)); }
   | multiplicative_expr '/' unary_expr              { ACT(add(OP_DIV, @2)); }
-  | multiplicative_expr '%' unary_expr              { ACT(add(OP_MOD, @2)); ACT(add(OP_SAME, @2)); }
+  | multiplicative_expr '%' unary_expr              { ACT(add(OP_MOD, @2)); }
   ;
 
 additive_expr:

@@ -233,9 +233,6 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
             case OP_TEMPSTRING:
                 stack.push(ValueCell::ofText(node->operand.text));
                 break;
-            case OP_SAME:
-                static_cast<void>(ctx.need(1));
-                break;
             case OP_NIL:
                 stack.push(ValueCell::ofNil());
                 break;
