@@ -204,6 +204,10 @@ void clearElement(EngineContext& ctx, ValueCell& element) {
 }
 
 void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
+    if (isInlineKind(value.type) && isInlineKind(slot.type)) {  // nothing to keep, hold or let go
+        slot = value;
+        return;
+    }
     ValueCell stored = value;
     if (value.isText()) {
         const char* copy = ctx.pool.keep(value.payload.text != nullptr ? value.payload.text : "");
