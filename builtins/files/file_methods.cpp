@@ -20,7 +20,7 @@ enum FileNeed : std::uint32_t { kNothing, kOpen, kOpenText };
 
 template <void (*kMethod)(FileCall&), FileNeed kNeed = kOpen>
 void method(MethodCall& call) {
-    FileCall fileCall(call);
+    auto& fileCall = static_cast<FileCall&>(call);  // made by runMethod()
     if (kNeed == kOpenText && fileCall.file().binary) return call.failNamed(MessageId::BinaryFile);
     kMethod(fileCall);
 }
@@ -159,11 +159,15 @@ StoredAs FileKind::storedAs() const {
     return {.type = "fob", .scriptOnly = true};
 }
 
-bool FileKind::beginMethod(MethodCall& call) {
-    const FileRecord* record = fileRecord(call.object.object);
-    if (record != nullptr && (record->file != nullptr || call.row.detail == kNothing)) return true;
-    call.result(ValueCell::ofNil());
-    return false;
+void FileKind::runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) {
+    FileRecord* record = fileRecord(object.object);
+    if (record == nullptr || (record->file == nullptr && row.detail != kNothing)) {
+        ctx.stack.drop(call.argc);
+        ctx.stack.push(ValueCell::ofNil());
+        return;
+    }
+    FileCall method(ctx, call, object, row, *record);
+    finish(method);
 }
 
 namespace file {

@@ -13,8 +13,9 @@ namespace kestrel::builtins {
 /// A call of a file's method in progress.
 class FileCall : public MethodCall {
 public:
-    explicit FileCall(const MethodCall& call)
-        : MethodCall(call), record(*fileRecord(call.object.object)), variable(call.object.name) {}
+    FileCall(EngineContext& context, const CodeNode& call, Variable& named, const MethodRow& methodRow,
+             FileRecord& openRecord)
+        : MethodCall(context, call, named, methodRow), record(openRecord), variable(named.name) {}
 
     FileRecord& record;
     const char* const variable;  ///< named before the dot
@@ -44,7 +45,7 @@ public:
     [[nodiscard]] StoredAs storedAs() const override;
 
 protected:
-    [[nodiscard]] bool beginMethod(MethodCall& call) override;
+    void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) override;
 };
 
 namespace file {

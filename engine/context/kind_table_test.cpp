@@ -61,10 +61,11 @@ public:
     LampKind() : ObjectKind(ObjectInterface("lamp", kMembers, kMethods, kWording)) {}
 
 protected:
-    bool beginMethod(MethodCall& call) override {
-        if (!static_cast<Lamp*>(call.object.object)->broken) return true;
-        call.result(ValueCell::ofNil());
-        return false;
+    void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object,
+                   const MethodRow& row) override {
+        if (!static_cast<Lamp*>(object.object)->broken) return ObjectKind::runMethod(ctx, call, object, row);
+        ctx.stack.drop(call.argc);
+        ctx.stack.push(ValueCell::ofNil());
     }
 };
 

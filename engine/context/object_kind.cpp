@@ -87,11 +87,18 @@ void ObjectKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode
     const MethodRow* row = interface.method(call.name);
     if (row == nullptr) return unknownMethod(ctx, object, call);
     if (!ctx.need(call.argc)) return;
-    MethodCall method(ctx, call, object, *row, *this);
-    if (!beginMethod(method)) return;
-    if (!row->counts.accepts(method.argc))
-        return method.failNamed(interface.wording().argumentCount.message());
-    row->run(method);
+    runMethod(ctx, call, object, *row);
+}
+
+void ObjectKind::runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) {
+    MethodCall method(ctx, call, object, row);
+    finish(method);
+}
+
+void ObjectKind::finish(MethodCall& call) const {
+    if (!call.row.counts.accepts(call.argc))
+        return call.failNamed(interfaceOf(call.object).wording().argumentCount.message());
+    call.row.run(call);
 }
 
 void ObjectKind::unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) {
@@ -150,10 +157,6 @@ bool ObjectKind::beginRead(EngineContext&, const MemberAccess&) {
 }
 
 bool ObjectKind::beginWrite(EngineContext&, const MemberAccess&, const ValueCell&, int) {
-    return true;
-}
-
-bool ObjectKind::beginMethod(MethodCall&) {
     return true;
 }
 

@@ -83,7 +83,7 @@ struct MethodRow {
     std::string_view name;
     void (*run)(MethodCall& call);  ///< ends with exactly one result, as a built-in
     ArgumentCounts counts;
-    std::uint32_t detail;  ///< the kind's own, for its beginMethod()
+    std::uint32_t detail;  ///< the kind's own, for its runMethod()
     std::string_view signature;
     std::string_view description;
 };
@@ -228,13 +228,15 @@ protected:
     [[nodiscard]] virtual bool beginRead(EngineContext& ctx, const MemberAccess& access);
     [[nodiscard]] virtual bool beginWrite(EngineContext& ctx, const MemberAccess& access,
                                           const ValueCell& value, int op);
-    /// Before the arguments are counted.
-    [[nodiscard]] virtual bool beginMethod(MethodCall& call);
+    /// Runs a method that exists: makes the call, of a class of the kind's own where its handlers want one,
+    /// and hands it to finish(); or ends it first. The arguments are there.
+    virtual void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row);
+    /// Counts the arguments and runs the row's handler.
+    void finish(MethodCall& call) const;
     virtual void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
 
 private:
     void unknownMember(EngineContext& ctx, const MemberAccess& access, bool reading);
-    friend class MethodCall;
 
     ObjectInterface interface_;
     KindTraits traits_;
@@ -243,13 +245,11 @@ private:
 /// A method call in progress: like that of a built-in, it ends with exactly one result.
 class MethodCall : public BuiltinCall {
 public:
-    MethodCall(EngineContext& context, const CodeNode& call, Variable& variable, const MethodRow& methodRow,
-               const ObjectKind& objectKind)
-        : BuiltinCall(context, call, methodRow.name), object(variable), row(methodRow), kind(objectKind) {}
+    MethodCall(EngineContext& context, const CodeNode& call, Variable& variable, const MethodRow& methodRow)
+        : BuiltinCall(context, call, methodRow.name), object(variable), row(methodRow) {}
 
     Variable& object;  ///< named before the dot
     const MethodRow& row;
-    const ObjectKind& kind;
 
     /// Reports an error that names the variable and the method; the call yields Nil.
     void failNamed(MessageTaking<TextArg, TextArg> message) { fail(message, object.name, name); }
