@@ -17,13 +17,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace kestrel {
 
 class EngineContext;
 class MethodCall;
-class ObjectKind;
 struct RecordMember;
 
 /// One access to a data member: `object.member`, `object.member[index]` or `record->member`.

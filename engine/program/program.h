@@ -124,8 +124,6 @@ struct CodeNode {
     CodeNode* prev = nullptr;
     SourcePos pos;  ///< the true place
 
-    std::int16_t memberSlot =
-        -1;                 ///< link: the shading object's number of this member or method (ObjectKind)
     NameId name = kNoName;  ///< link: the name of a data member or method, interned
     std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (node_modes.h)
     CodeNode* successor =

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 namespace kestrel {
@@ -24,11 +23,6 @@ struct RecordInstance {
     std::vector<RecordMember> members;
     std::int32_t holders = 0;
     std::size_t index = 0;  ///< position in EngineContext::records
-    [[nodiscard]] RecordMember* find(std::string_view name) noexcept {
-        for (RecordMember& member : members)
-            if (name == member.name) return &member;
-        return nullptr;
-    }
 };
 
 }  // namespace kestrel
