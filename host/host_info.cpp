@@ -1,5 +1,4 @@
 // What the host and a script tell each other of themselves: getdir(), runningUnder(), setdesc().
-#include "builtins/common/arguments.h"
 #include "builtins/common/joined_text.h"
 #include "host/host_builtins.h"
 #include "host/script_environment.h"

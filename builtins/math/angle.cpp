@@ -1,6 +1,5 @@
 // The planar angle between two vectors. Its results are those of a table search with a coarse scale, not
 // those of an arc cosine, and scripts have tuned themselves to them: every step here is meant, however odd.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/math/numeric.h"
 #include "engine/values/format.h"

@@ -1,4 +1,3 @@
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 
 #include <utility>

@@ -1,5 +1,4 @@
 // Points times 4x4 matrices.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/math/numeric.h"
 #include "engine/operations/arrays.h"

@@ -1,7 +1,6 @@
 // Directories: chdir, mkdir, rmdir, matchfiles.
 #include "platform/directories.h"
 
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/several_texts.h"
 #include "engine/operations/file_names.h"

@@ -1,5 +1,4 @@
 // Programs that scripts start without a command processor: spawn, wait, terminate.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
 #include "builtins/system/process_state.h"

@@ -1,5 +1,4 @@
 // Commands for the command processor: system, systemex.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
 #include "builtins/common/several_texts.h"

@@ -1,5 +1,4 @@
 // The machine and the time: getenv, platform, sleep, timestart, timestop.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/system/process_state.h"
 #include "platform/clock.h"

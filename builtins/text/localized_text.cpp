@@ -1,5 +1,4 @@
 // getlocalestr(): texts in the user's language, from a file beside the script.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "engine/operations/text_buffer.h"
 #include "platform/files.h"

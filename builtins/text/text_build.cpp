@@ -1,5 +1,4 @@
 // string(), append(), hex() and octal(): texts made of values, and arrays that grow by them.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
 #include "engine/context/kind_table.h"

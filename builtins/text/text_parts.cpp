@@ -1,5 +1,4 @@
 // Parts of texts: tokens, pieces of a path, the left and right of a text, letter case.
-#include "builtins/common/arguments.h"
 #include "builtins/common/handlers.h"
 #include "builtins/common/several_texts.h"
 #include "platform/ascii.h"

@@ -4,7 +4,6 @@
 #include "engine/context/context.h"
 #include "engine/program/program.h"
 
-#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <unordered_map>
