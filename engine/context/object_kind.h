@@ -184,7 +184,7 @@ public:
     /// All that its objects can have; more than one where interfaceOf() is overridden.
     [[nodiscard]] virtual std::span<ObjectInterface> interfaces() noexcept { return {&interface_, 1}; }
 
-    // ---- what scripts name (final: rows and wording say all that differs, the hooks below the rest)
+    // ---- what scripts name (not virtual: rows and wording say all that differs, the hooks below the rest)
     void readMember(EngineContext& ctx, const MemberAccess& access);
     void writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op);
     /// Runs `object.method(args)`. The top `argc` cells are the arguments; the call replaces them by its

@@ -21,10 +21,10 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
 /// @return false after reporting memory exhaustion
 bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count);
 
-/// Releases what an element holds (its text) and makes it Nil.
+/// Lets go of what an element or record member holds (its text, its object) and makes it Nil.
 void clearElement(EngineContext& ctx, ValueCell& element);
 
-/// Stores a value in an element or record member: texts become retained copies, everything else is copied.
+/// Stores a value in an element or record member: texts become retained copies, objects are held.
 /// The value stays owned by the caller.
 void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value);
 

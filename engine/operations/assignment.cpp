@@ -481,7 +481,7 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
             return;
         default:
             if (!isObjectKind(value.type)) return illegalType(ctx);
-            // First the new one: it may be all that the variable's old object is held by.
+            // First the new one: only the variable's old object may hold it.
             void* const object = ctx.kinds().of(value.type).assigned(ctx, value.payload.object);
             releaseVariableValue(ctx, variable);
             variable.object = object;

@@ -41,10 +41,9 @@ void readField(EngineContext& ctx, const CodeNode& memberNode);
 void writeField(EngineContext& ctx, const CodeNode& memberNode, const ValueCell& value, int op);
 
 /// Number-valued members of objects share one rule for the assignment operators: combines `current` with
-/// `value`
-/// (`=` stores; + - * / combine, division by zero is the division error and aborts; ^ | & combine truncated
-/// 32-bit integers; "++"/"--" change by 1). `pushed` says whether the operator leaves a Number on the stack
-/// and which.
+/// `value` (`=` stores; + - * / combine, division by zero is the division error and aborts; ^ | & combine
+/// truncated 32-bit integers; "++"/"--" change by 1). `pushes` says whether the operator leaves a Number on
+/// the stack, `pushed` which.
 struct MemberUpdate {
     bool ok = false;
     double value = 0.0;  ///< what to store
