@@ -12,9 +12,8 @@ namespace kestrel {
 class BuiltinLibrary {
 public:
     /// @param host  the host's own rows: each takes the place of the row of its name; others are added.
-    /// Without
-    ///              a host its functions are "not available", apart from runningUnder(), which says that the
-    ///              animation program runs the script.
+    ///              Without a host its functions are "not available", apart from runningUnder(), which says
+    ///              that the animation program runs the script.
     explicit BuiltinLibrary(std::span<const BuiltinEntry> host = {});
     BuiltinLibrary(const BuiltinLibrary&) = delete;
     BuiltinLibrary& operator=(const BuiltinLibrary&) = delete;

@@ -13,8 +13,7 @@ namespace kestrel {
 
 /// Closes the holes (unassigned or Nil elements) of a one-dimensional array.
 /// @return 0 when elements moved or the array is no one-dimensional one, 1 without holes, 2 when holes are
-/// only at
-///         the end
+///         only at the end
 int packArray(ArrayRecord& array) noexcept;
 
 /// Cuts the holes off the end of a one-dimensional array.

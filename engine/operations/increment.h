@@ -11,7 +11,8 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
 /// The same for the element that the index list on top of the stack names; drops the list.
 void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
 /// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what
-/// the operator leaves. @return false for other kinds; nothing has happened then
+/// the operator leaves.
+/// @return false for other kinds; nothing has happened then
 bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot);
 
 }  // namespace kestrel

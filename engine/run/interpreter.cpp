@@ -8,8 +8,7 @@
 //  them.
 //  4. A jump names the node before the one to execute next.
 //  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
-//  not kept
-//     across a call.
+//  not kept across a call.
 //  6. Markers are passed over (CodeNode::successor), and what an instruction takes and leaves is what its row
 //  in opcodes.def says: debug builds compare the two after every instruction.
 //  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.

@@ -178,8 +178,7 @@ private:
     }
 
     /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A
-    /// postfix
-    /// "++" stands between the member and its object.
+    /// postfix "++" stands between the member and its object.
     [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read,
                                   NodeMode reference) const noexcept {
         const bool postfix = node.next != nullptr && isPostfix(node.next->op);

@@ -58,8 +58,7 @@ public:
     /// @return what was shown since the last call
     std::vector<std::string> shown();
     /// @return of what was shown since the last call, the second lines: what scripts say; the whole message
-    /// where
-    ///         there is none
+    ///         where there is none
     std::vector<std::string> said();
 
     ShaderHandlerRecord handler{};
