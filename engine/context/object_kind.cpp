@@ -2,6 +2,7 @@
 
 #include "engine/context/context.h"
 
+#include <cassert>
 #include <utility>
 
 namespace kestrel {
@@ -23,11 +24,26 @@ void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
     ctx.report(MessageId::UnknownRecordMember, access.owner(), access.object->name, access.member);
 }
 
+/// True when there is a wording for every wrong use that the rows make possible.
+[[maybe_unused]] bool saysAll(std::span<const MemberRow> members, std::span<const MethodRow> methods,
+                              const KindWording& wording) {
+    for (const MemberRow& row : members) {
+        if (!wording.unknownMemberRead.given() || !wording.unknownMemberWrite.given()) return false;
+        if (row.write == nullptr && !wording.readOnly.given()) return false;
+        if (row.elements > 1 && !wording.memberIndex.given()) return false;
+    }
+    for (const MethodRow& row : methods)
+        for (int n = 0; n <= ArgumentCounts::kAny; ++n)
+            if (!row.counts.accepts(n) && !wording.argumentCount.given()) return false;
+    return true;
+}
+
 }  // namespace
 
 ObjectInterface::ObjectInterface(std::string_view label, std::span<const MemberRow> members,
                                  std::span<const MethodRow> methods, const KindWording& wording)
     : label_(label), members_(members), methods_(methods), wording_(wording) {
+    assert(saysAll(members, methods, wording));
     if (!wording.pieceOfName.given()) return;
     for (const MemberRow& row : members) knownNames_.append(knownNames_.empty() ? "" : "|").append(row.name);
 }

@@ -100,7 +100,8 @@ private:
     std::optional<MessageTaking<Kinds...>> message_;
 };
 
-/// How wrong uses are reported.
+/// How wrong uses are reported. A debug build checks that each use which the rows make possible has its
+/// message.
 struct KindWording {
     Wording<TextArg, TextArg, TextArg> unknownMethod = {};      ///< owner, variable, method
     Wording<TextArg, TextArg> argumentCount = {};               ///< variable, method

@@ -1,6 +1,7 @@
 #include "engine/program/program.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace kestrel {
 
@@ -30,6 +31,7 @@ void Program::nameFields(const NameTable& kindNames) {
         std::int32_t count = 0;
         for (const RecordField* field = record->fields.head; field != nullptr; field = field->next, ++count)
             positions[static_cast<std::size_t>(count)] = {names.intern(field->name->name), count};
+        assert(count == record->fieldCount);
         std::stable_sort(positions.begin(), positions.end(),
                          [](const FieldPosition& a, const FieldPosition& b) { return a.name < b.name; });
         record->fieldsByName = positions;
