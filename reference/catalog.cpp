@@ -2,6 +2,7 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/common/subjects.h"
+#include "engine/report/message.h"
 #include "engine/report/messages.h"
 #include "host/host_builtins.h"
 #include "host/object_kinds.h"
@@ -154,8 +155,7 @@ Section directives() {
             "Directives",
             "Directive",
             "A directive begins in the first column of a line; the word pragma may be left out. One that "
-            "switches "
-            "something does so each time it occurs.",
+            "switches something does so each time it occurs.",
             {"", "Directive", "Meaning"},
             {{"", entries}}};
 }
@@ -182,12 +182,11 @@ Section constants() {
 }
 
 Entry makeEntry(const MessageRow& row) {
-    constexpr std::string_view kSecondLine = "<br>";
     const std::string_view text =
         row.text.empty() ? "found '%s'" : row.text;  // some say no more than their prefix
-    const std::size_t end = text.find(kSecondLine);
+    const std::size_t end = text.find(kLineBreak);
     Entry entry{std::string(row.name), {std::string(text.substr(0, end))}, std::string(row.help), {}, Now};
-    if (end != std::string_view::npos) entry.forms.emplace_back(text.substr(end + kSecondLine.size()));
+    if (end != std::string_view::npos) entry.forms.emplace_back(text.substr(end + kLineBreak.size()));
     if (row.effect == MessageEffect::Abort) entry.description += " The run ends.";
     return entry;
 }

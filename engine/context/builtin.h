@@ -100,7 +100,7 @@ enum class BuiltinFamily : std::uint8_t {
     Inline,   ///< arithmetic that checks nothing
     Handler,  ///< checks its arguments
     Host,     ///< needs the host
-    Later,    ///< not implemented yet
+    Later,    ///< in the language, but answered by nothing here: calls report so
 };
 
 /// A row of the built-in table.

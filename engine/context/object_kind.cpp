@@ -65,7 +65,7 @@ void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
     if (interface.members().empty()) return reportUnknownObject(ctx, access);
     if (!beginRead(ctx, access)) return;
     const MemberRow* row = interface.member(access.name);
-    if (row == nullptr) return unknownMember(ctx, access, true);
+    if (row == nullptr) return unknownMember(ctx, interface, access, true);
     if (!checkIndex(ctx, interface.wording(), *row, access.index)) {
         ctx.stack.push(ValueCell::ofNil());
         return;
@@ -78,7 +78,7 @@ void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, con
     if (interface.members().empty()) return reportUnknownObject(ctx, access);
     if (!beginWrite(ctx, access, value, op)) return;
     const MemberRow* row = interface.member(access.name);
-    if (row == nullptr) return unknownMember(ctx, access, false);
+    if (row == nullptr) return unknownMember(ctx, interface, access, false);
     if (row->write == nullptr) {
         ctx.report(interface.wording().readOnly.message(), access.member);
         return;
@@ -86,8 +86,8 @@ void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, con
     if (checkIndex(ctx, interface.wording(), *row, access.index)) row->write(ctx, access, *row, value, op);
 }
 
-void ObjectKind::unknownMember(EngineContext& ctx, const MemberAccess& access, bool reading) {
-    const ObjectInterface& interface = interfaceOf(*access.object);
+void ObjectKind::unknownMember(EngineContext& ctx, const ObjectInterface& interface,
+                               const MemberAccess& access, bool reading) {
     const KindWording& wording = interface.wording();
     if (!interface.isPieceOfName(access.member)) {
         const auto& unknown = reading ? wording.unknownMemberRead : wording.unknownMemberWrite;

@@ -167,9 +167,10 @@ struct StoredAs {
 
 /// What kinds differ in without any code.
 struct KindTraits {
-    bool counted =
-        false;  ///< holders are counted: hold() and drop() matter, and a function's locals let go at its end
-    bool appendable = false;  ///< append() may add it to an array
+    /// Holders are counted: hold() and drop() matter, and a function's locals let go at its end.
+    bool counted = false;
+    /// append() may add it to an array.
+    bool appendable = false;
 };
 
 /// One kind of object. Lives as long as the table that it is entered in; an implementation may keep state of
@@ -235,7 +236,8 @@ protected:
     virtual void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
 
 private:
-    void unknownMember(EngineContext& ctx, const MemberAccess& access, bool reading);
+    static void unknownMember(EngineContext& ctx, const ObjectInterface& interface,
+                              const MemberAccess& access, bool reading);
 
     ObjectInterface interface_;
     KindTraits traits_;

@@ -109,7 +109,7 @@ void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, cons
     if (isIncrement(op)) {
         if (!incrementStored(ctx, op, member->value)) ctx.report(MessageId::CannotCount, member->name);
     } else if (op != OP_ASSIGN) {
-        combineInto(ctx, plainOperator(op), member->value, value);
+        combineInto(ctx, op, member->value, value);
     } else if (isStorable(value.type)) {
         storeValue(ctx, member->value, value);
     } else {

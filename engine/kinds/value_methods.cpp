@@ -385,15 +385,13 @@ constexpr MethodRow kMethods[] = {
      "Numbers."},
     {"pack", change<pack>, 0, 0, "x.pack()",
      "Takes the blanks off a text's beginning, or closes the holes of an array: 0 when elements moved, 1 "
-     "without holes, 2 "
-     "with holes only at the end."},
+     "without holes, 2 with holes only at the end."},
     {"trunc", change<truncateInPlace>, 0, 0, "x.trunc()",
      "Cuts a number or a Vector toward zero, the blanks off a text's end, the holes off an array's end (its "
      "new size, or 0)."},
     {"sortA", change<sortedUp>, 0, 0, "x.sortA()",
      "Sorts the characters of a text or the elements of an array upward. 0 after sorting an array, 1 when "
-     "there was nothing "
-     "to sort."},
+     "there was nothing to sort."},
     {"sortD", change<sortedDown>, 0, 0, "x.sortD()",
      "The same downward. An array of texts is not sorted in general."},
     {"isNil", query<isKind<Kind::Nil>>, 0, 0, "x.isNil()", "1 when the variable holds nothing."},

@@ -6,16 +6,6 @@ namespace kestrel {
 
 namespace {
 
-/// The value that "++" or "--" leaves on the stack and the change it makes.
-struct Step {
-    double delta;
-    bool postfix;
-};
-
-Step stepOf(std::int32_t op) noexcept {
-    return {incrementStep(op), isPostfix(op)};
-}
-
 void addStep(VectorValue& v, double delta) noexcept {
     v.x += delta;
     v.y += delta;
@@ -25,18 +15,18 @@ void addStep(VectorValue& v, double delta) noexcept {
 }  // namespace
 
 void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t op) {
-    const Step step = stepOf(op);
+    const double step = incrementStep(op);
     Variable& variable = targetVariable(naming);
     if (variable.type == Number || variable.type == Integer) {
         const double old = variable.number;
-        variable.number += step.delta;
-        ValueCell cell = ValueCell::ofNumber(step.postfix ? old : variable.number);
+        variable.number += step;
+        ValueCell cell = ValueCell::ofNumber(isPostfix(op) ? old : variable.number);
         cell.type = variable.type;
         ctx.stack.push(cell);
     } else if (variable.type == Vector) {
         const VectorValue old = variable.vec;
-        addStep(variable.vec, step.delta);
-        ctx.stack.push(ValueCell::ofVector(step.postfix ? old : variable.vec));
+        addStep(variable.vec, step);
+        ctx.stack.push(ValueCell::ofVector(isPostfix(op) ? old : variable.vec));
     } else if (variable.type == Uninitialized || (variable.type == Array && variable.array() == nullptr)) {
         ctx.reportAt({.line = naming.line}, MessageId::CountedNeverSet, variable.name);
     } else {
@@ -62,15 +52,15 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
 }
 
 bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot) {
-    const Step step = stepOf(op);
+    const double step = incrementStep(op);
     const ValueCell old = slot;
     if (slot.isNumeric())
-        slot.payload.number += step.delta;
+        slot.payload.number += step;
     else if (slot.type == Vector)
-        addStep(slot.payload.vec, step.delta);
+        addStep(slot.payload.vec, step);
     else
         return false;
-    ctx.stack.push(step.postfix ? old : slot);
+    ctx.stack.push(isPostfix(op) ? old : slot);
     return true;
 }
 

@@ -14,7 +14,7 @@ std::string linePrefix(const MessageOrigin& origin) {
 std::string filePrefix(const MessageOrigin& origin) {
     std::string prefix = "File '";
     prefix += origin.file;
-    return prefix + "', line " + std::to_string(origin.line) + "<br>";
+    return prefix + "', line " + std::to_string(origin.line) + std::string(kLineBreak);
 }
 
 /// A message of the compiler between the place and the source line.

@@ -1,16 +1,16 @@
 // The dispatch loop.
 //
 // Rules for whoever changes it:
-//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go through
-//  need().
+//  1. Only EvalStack::push grows the stack; it is checked there. Pops that a script can get wrong go
+//     through need().
 //  2. An instruction never looks at cells below the running function's base, apart from a call's arguments.
-//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely on
-//  them.
+//  3. `ctx.run.currentLine` and the reporter's place are set before an instruction runs: messages rely
+//     on them.
 //  4. A jump names the node before the one to execute next.
-//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames are
-//  not kept across a call.
+//  5. Script recursion grows ctx.run.frames and ctx.run.calls, never the C++ stack. References to frames
+//     are not kept across a call.
 //  6. Markers are passed over (CodeNode::successor), and what an instruction takes and leaves is what its row
-//  in opcodes.def says: debug builds compare the two after every instruction.
+//     in opcodes.def says: debug builds compare the two after every instruction.
 //  7. The loop exists twice: with the debugger's line hook and without, so that no debugger costs nothing.
 
 #include "engine/run/interpreter.h"
