@@ -6,7 +6,7 @@
 #include "cli/progress_bar.h"
 #include "cli/sample_grid.h"
 #include "platform/terminal.h"
-#include "preview/renderer.h"
+#include "preview/render/renderer.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>

@@ -4,8 +4,8 @@
 #include "cli/module_session.h"
 #include "cli/output_file.h"
 #include "cli/sample_grid.h"
-#include "preview/image.h"
-#include "preview/sample_members.h"
+#include "preview/picture/image.h"
+#include "preview/services/sample_members.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>

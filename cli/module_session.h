@@ -4,11 +4,11 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
-#include "preview/file_dialog.h"
-#include "preview/raycaster.h"
-#include "preview/services.h"
-#include "preview/shader_handle.h"
-#include "preview/shading.h"
+#include "preview/render/raycaster.h"
+#include "preview/render/shading.h"
+#include "preview/services/file_dialog.h"
+#include "preview/services/services.h"
+#include "preview/services/shader_handle.h"
 
 #include <functional>
 #include <memory>

@@ -18,7 +18,8 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
 FOLDERS = ("platform", "engine", "frontend", "builtins", "host", "reference", "preview", "cli")  # from the ground up
-WITH_ROOMS = ("engine", "builtins")
+DRAWN_ROOMS = ("engine", "builtins")
+WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
 INTERFACE = "host/host_interface.h"
 PUBLIC = {INTERFACE, "host/sample_members.def"}  # what the header and the table beside it say, every host may know
@@ -41,8 +42,8 @@ STANDARD = set(
 LIBRARIES = {  # other headers in angle brackets, and who may include them; platform/ may include any
     "CLI/CLI.hpp": "cli/",
     "nlohmann/json.hpp": "cli/",
-    "png.h": "preview/image.cpp",
-    "embree3/rtcore.h": "preview/raycaster.cpp",
+    "png.h": "preview/picture/",
+    "embree3/rtcore.h": "preview/render/raycaster.cpp",
 }
 
 
@@ -86,9 +87,12 @@ def unit_of(name):
     if name in PUBLIC:
         return INTERFACE
     parts = name.split("/")
-    if parts[0] not in WITH_ROOMS:
-        return parts[0]
-    return f"{parts[0]}/{parts[1] if len(parts) > 2 else TABLE}"
+    return f"{parts[0]}/{room_of(name)}" if parts[0] in DRAWN_ROOMS else parts[0]
+
+
+def room_of(name):
+    parts = name.split("/")
+    return parts[1] if len(parts) > 2 else TABLE
 
 
 # ---- what is wrong ----
@@ -99,7 +103,7 @@ def wrong_way(name, target, links, rooms):
     if folder == other:
         if folder not in rooms:
             return None
-        room, below = unit_of(name).split("/")[1], unit_of(target).split("/")[1]
+        room, below = room_of(name), room_of(target)
         order = rooms[folder]
         if below not in order[: order.index(room) + 1]:
             return f"the room {below} lies above {room}"
@@ -177,7 +181,7 @@ class Box:
 def captions():
     """What lives where: folders from README.md, rooms from their folder's README.md."""
     found = dict(re.findall(r"^\| \[(\w+)/\]\(\w+/\) \| (.+) \|$", (ROOT / "README.md").read_text(encoding="utf-8"), re.M))
-    for folder in WITH_ROOMS:
+    for folder in DRAWN_ROOMS:
         rows = re.findall(r"^- `(\w+)/?(?:\.\w+)?`: (.+?)\.?$", (ROOT / folder / "README.md").read_text(encoding="utf-8"), re.M)
         found.update({f"{folder}/{room}": text for room, text in rows})
     return {unit: text.replace("`", "") for unit, text in found.items()}
@@ -323,7 +327,7 @@ def draw_box(unit, box, caption):
         return drawn
     drawn.append(f'<text class="folder" x="{box.x + 14:g}" y="{box.y + 25:g}">{label}</text>')
     room, x, y = int((box.w - 28) / 6.6), box.x + 14, box.y + 43
-    if folder in WITH_ROOMS:  # rooms follow below: beside the name
+    if folder in DRAWN_ROOMS:  # rooms follow below: beside the name
         x, y, room = box.x + 24 + 10 * len(label), box.y + 25, 200
     lines = [""]
     for word in caption.split():

@@ -1,4 +1,4 @@
-#include "preview/file_dialog.h"
+#include "preview/services/file_dialog.h"
 
 #include "platform/paths.h"
 

@@ -1,6 +1,6 @@
-#include "preview/optics.h"
+#include "preview/render/optics.h"
 
-#include "preview/surface.h"
+#include "preview/render/surface.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "preview/module_host.h"
+#include "preview/services/module_host.h"
 
 #include "platform/environment.h"
 #include "platform/executable.h"
-#include "preview/services.h"
+#include "preview/services/services.h"
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
-#include "preview/services.h"
+#include "preview/services/services.h"
 
 #include "platform/environment.h"
-#include "preview/file_dialog.h"
+#include "preview/services/file_dialog.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // Renders a picture of the scene through its camera.
 #pragma once
 
-#include "preview/image.h"
-#include "preview/shading.h"
+#include "preview/picture/image.h"
+#include "preview/render/shading.h"
 
 #include <functional>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "preview/surface.h"
+#include "preview/render/surface.h"
 
 namespace kestrel::preview {
 

@@ -1,6 +1,6 @@
-#include "preview/shading.h"
+#include "preview/render/shading.h"
 
-#include "preview/optics.h"
+#include "preview/render/optics.h"
 
 #include <array>
 

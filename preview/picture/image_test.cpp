@@ -1,4 +1,4 @@
-#include "preview/image.h"
+#include "preview/picture/image.h"
 
 #include <gtest/gtest.h>
 #include <png.h>

@@ -1,6 +1,6 @@
-#include "preview/sampling.h"
+#include "preview/math/sampling.h"
 
-#include "preview/optics.h"
+#include "preview/render/optics.h"
 
 #include <gtest/gtest.h>
 

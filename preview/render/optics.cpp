@@ -1,4 +1,4 @@
-#include "preview/optics.h"
+#include "preview/render/optics.h"
 
 #include <numbers>
 

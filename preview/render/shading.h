@@ -1,11 +1,11 @@
 // Turns rays into light: fills samples, lets the script change them, and shades what comes out.
 #pragma once
 
-#include "preview/raycaster.h"
-#include "preview/sampling.h"
-#include "preview/services.h"
-#include "preview/shader_handle.h"
-#include "preview/surface.h"
+#include "preview/math/sampling.h"
+#include "preview/render/raycaster.h"
+#include "preview/render/surface.h"
+#include "preview/services/services.h"
+#include "preview/services/shader_handle.h"
 
 namespace kestrel::preview {
 

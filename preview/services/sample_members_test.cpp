@@ -1,4 +1,4 @@
-#include "preview/sample_members.h"
+#include "preview/services/sample_members.h"
 
 #include <gtest/gtest.h>
 

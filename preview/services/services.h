@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/host_interface.h"
-#include "preview/scene.h"
+#include "preview/scene/scene.h"
 
 #include <functional>
 #include <map>

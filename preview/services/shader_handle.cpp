@@ -1,4 +1,4 @@
-#include "preview/shader_handle.h"
+#include "preview/services/shader_handle.h"
 
 #include "platform/paths.h"
 

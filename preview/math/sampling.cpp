@@ -1,4 +1,4 @@
-#include "preview/sampling.h"
+#include "preview/math/sampling.h"
 
 namespace kestrel::preview {
 

@@ -1,7 +1,7 @@
 // Formulas of reflection, refraction and gloss.
 #pragma once
 
-#include "preview/vec.h"
+#include "preview/math/vec.h"
 
 #include <optional>
 

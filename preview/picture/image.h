@@ -1,7 +1,7 @@
 // Pictures in memory and as PNG files.
 #pragma once
 
-#include "preview/vec.h"
+#include "preview/math/vec.h"
 
 #include <cstdint>
 #include <string>

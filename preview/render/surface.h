@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/host_interface.h"
-#include "preview/vec.h"
+#include "preview/math/vec.h"
 
 #include <cstdint>
 

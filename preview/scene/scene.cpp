@@ -1,4 +1,4 @@
-#include "preview/scene.h"
+#include "preview/scene/scene.h"
 
 namespace kestrel::preview {
 

@@ -1,7 +1,7 @@
 // The preview as a whole, with a module of a few lines (fake_module.c).
 #include "platform/paths.h"
-#include "preview/file_dialog.h"
-#include "preview/renderer.h"
+#include "preview/render/renderer.h"
+#include "preview/services/file_dialog.h"
 
 #include <gtest/gtest.h>
 

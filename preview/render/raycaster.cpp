@@ -1,4 +1,4 @@
-#include "preview/raycaster.h"
+#include "preview/render/raycaster.h"
 
 #include <embree3/rtcore.h>
 

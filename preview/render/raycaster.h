@@ -1,7 +1,7 @@
 // Finds what a ray hits. The only part of the project that knows the ray casting library.
 #pragma once
 
-#include "preview/scene.h"
+#include "preview/scene/scene.h"
 
 #include <limits>
 #include <memory>

@@ -1,7 +1,7 @@
 // The preview's handle of one shader instance, which lives in the module.
 #pragma once
 
-#include "preview/module_host.h"
+#include "preview/services/module_host.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "preview/renderer.h"
+#include "preview/render/renderer.h"
 
 namespace kestrel::preview {
 
