@@ -28,7 +28,7 @@ std::optional<preview::Image> renderPicture(const RenderCommand& options, Module
     session.setBeforeMessage([&bar] { bar.clear(); });
     const preview::RenderOptions picture{options.size.width, options.size.height, options.samples};
     std::optional<preview::Image> image =
-        preview::render(session.scene(), session.shading(), picture, [&](double done) {
+        preview::render(session.pose(), session.shading(), picture, [&](double done) {
             bar.update(done);
             return !session.failed();
         });

@@ -69,7 +69,7 @@ ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocatio
       printer_(invocation.json, options.file),
       scene_(preview::makeSphereScene()),
       dialog_(options.choose, personIsThere()),
-      services_(scene_, dialog_, [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
+      services_(index_, dialog_, [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
           show(kind, line1, line2);
       }) {}
 
@@ -123,13 +123,14 @@ bool ModuleSession::open() {
     KestrelRunWatch* watch = module_->watch();
     guard_ =
         std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);
-    caster_ = std::make_unique<preview::RayCaster>(scene_);
+    pose_ = std::make_unique<preview::Pose>(index_, options_.seconds());
+    caster_ = std::make_unique<preview::RayCaster>(*pose_);
     shader_ = preview::ShaderHandle::create(*module_);
     if (shader_ == nullptr) {
         complain("the module makes no shader instance", kExitUnusable);
         return false;
     }
-    shading_ = std::make_unique<preview::Shading>(scene_, *caster_, shader_.get());
+    shading_ = std::make_unique<preview::Shading>(*pose_, *caster_, shader_.get());
     services_.setOperations(shading_.get());
     return true;
 }

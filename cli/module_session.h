@@ -6,6 +6,7 @@
 #include "cli/run_guard.h"
 #include "preview/render/raycaster.h"
 #include "preview/render/shading.h"
+#include "preview/scene/builtin_scene.h"
 #include "preview/services/file_dialog.h"
 #include "preview/services/services.h"
 #include "preview/services/shader_handle.h"
@@ -58,7 +59,7 @@ public:
     [[nodiscard]] preview::ShaderHandle& shader() { return *shader_; }
     [[nodiscard]] preview::Shading& shading() { return *shading_; }
     [[nodiscard]] preview::PreviewServices& services() { return services_; }
-    [[nodiscard]] const preview::Scene& scene() const { return scene_; }
+    [[nodiscard]] const preview::Pose& pose() const { return *pose_; }
     [[nodiscard]] MessagePrinter& printer() { return printer_; }
     [[nodiscard]] std::uint32_t mask() const { return mask_; }
 
@@ -79,8 +80,10 @@ private:
     Invocation& invocation_;
     MessagePrinter printer_;
     preview::Scene scene_;
+    preview::SceneIndex index_{scene_};
     preview::FileDialog dialog_;
     preview::PreviewServices services_;
+    std::unique_ptr<preview::Pose> pose_;
     std::unique_ptr<preview::RayCaster> caster_;
     std::unique_ptr<preview::ModuleHost> module_;
     volatile std::int32_t unwatched_ = 0;  // for a module without a watch

@@ -1,6 +1,6 @@
 #include "preview/render/optics.h"
 
-#include "preview/render/surface.h"
+#include "preview/scene/surface.h"
 
 #include <gtest/gtest.h>
 

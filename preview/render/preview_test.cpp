@@ -1,6 +1,7 @@
 // The preview as a whole, with a module of a few lines (fake_module.c).
 #include "platform/paths.h"
 #include "preview/render/renderer.h"
+#include "preview/scene/builtin_scene.h"
 #include "preview/services/file_dialog.h"
 
 #include <gtest/gtest.h>
@@ -25,12 +26,12 @@ protected:
     Image picture(const std::string& effect) {
         const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
         EXPECT_TRUE(shader->loadScript(effect));
-        Shading shading(scene_, caster_, shader.get());
+        Shading shading(pose_, caster_, shader.get());
         services_.setOperations(&shading);
         shader->init();
         shader->newTime(0, 0.0);
         shading.setMask(shader->flags());
-        std::optional<Image> image = render(scene_, shading, {64, 64, 1}, {});
+        std::optional<Image> image = render(pose_, shading, {64, 64, 1}, {});
         services_.setOperations(nullptr);
         return *image;
     }
@@ -41,14 +42,16 @@ protected:
     }
 
     const Scene scene_ = makeSphereScene();
+    const SceneIndex index_{scene_};
+    const Pose pose_{index_, 0.0};
     FileDialog dialog_{{"/a dir/answer.ks", "second"}, false};
     std::vector<std::string> messages_;
-    PreviewServices services_{scene_, dialog_,
+    PreviewServices services_{index_, dialog_,
                               [this](HostMessageKind kind, const char* line1, const char* line2) {
                                   messages_.push_back(std::to_string(static_cast<int>(kind)) + line1 + "|" +
                                                       (line2 == nullptr ? "none" : line2));
                               }};
-    const RayCaster caster_{scene_};
+    const RayCaster caster_{pose_};
     std::unique_ptr<ModuleHost> host_;
 };
 
@@ -59,13 +62,13 @@ TEST_F(Preview, HitsLieExactlyOnTheSphereAndTurnTheirNormalsOutwards) {
         const Vec3 aim{0.3 * std::sin(5.0 * angle), 1.0 + 0.9 * std::cos(7.0 * angle), 0.0};
         const Hit hit = caster_.intersect({eye, normalize(aim - eye)});
         ASSERT_NE(hit.mesh, nullptr);
-        ASSERT_EQ(hit.mesh->item.name, "Sphere");
+        ASSERT_EQ(hit.mesh->mesh->item.name, "Sphere");
         EXPECT_NEAR(length(hit.objectPoint), 1.0, 1e-15);
         EXPECT_LT(length(eye + normalize(aim - eye) * hit.distance - hit.point), 1e-12);
         EXPECT_LT(dot(hit.normal, aim - eye), 0.0);
         EXPECT_FALSE(hit.inside);
         ASSERT_GE(hit.polygon, 0);
-        ASSERT_LT(hit.polygon, hit.mesh->polygonCount());
+        ASSERT_LT(hit.polygon, hit.mesh->mesh->polygons);
 
         const Hit behind = caster_.intersect({hit.point, normalize(aim - eye)});
         EXPECT_TRUE(behind.inside) << "a ray that starts on the front must find the back";
@@ -83,8 +86,8 @@ TEST_F(Preview, LuminousColourOfTheObjectPositionReachesThePictureUnchanged) {
     int checked = 0;
     for (std::int32_t y = 0; y < 64; ++y) {
         for (std::int32_t x = 0; x < 64; ++x) {
-            const Hit hit = caster_.intersect(cameraRay(scene_.camera, {64, 64, 1}, x + 0.5, y + 0.5));
-            if (hit.mesh == nullptr || hit.mesh->item.name != "Sphere") continue;
+            const Hit hit = caster_.intersect(cameraRay(pose_.camera, {64, 64, 1}, x + 0.5, y + 0.5));
+            if (hit.mesh == nullptr || hit.mesh->mesh->item.name != "Sphere") continue;
             const Vec3 expected = hit.objectPoint * 0.5 + Vec3{0.5, 0.5, 0.5};
             EXPECT_LT(length(image.at(x, y) - expected), 1e-12) << x << "," << y;
             ++checked;
@@ -95,12 +98,12 @@ TEST_F(Preview, LuminousColourOfTheObjectPositionReachesThePictureUnchanged) {
 
 TEST_F(Preview, ScriptsAskForLightAndRays) {
     const Image lit = picture("lit");
-    const Vec3& key = scene_.lights.front().color;
+    const Vec3& key = pose_.lights.front().color;
     EXPECT_EQ(lit.at(26, 24), key);     // the side that faces the light
     EXPECT_EQ(lit.at(46, 44), Vec3{});  // in its own shadow
     const Vec3 zenith = scene_.sky.color({0.0, 1.0, 0.0});
     EXPECT_EQ(picture("ray").at(32, 32), zenith);  // the test module looks straight up from above the sphere
-    Shading shading(scene_, caster_, nullptr);
+    Shading shading(pose_, caster_, nullptr);
     Vec3 seen;
     EXPECT_LT(shading.traceRay({0.0, 3.0, 0.0}, {0.0, 1.0, 0.0}, seen), 0.0);
     EXPECT_EQ(seen, zenith);
@@ -109,18 +112,18 @@ TEST_F(Preview, ScriptsAskForLightAndRays) {
 }
 
 TEST_F(Preview, IlluminateKnowsDirectionShadowAndWhatIsNoLight) {
-    Shading shading(scene_, caster_, nullptr);
-    const LightItem& key = scene_.lights.front();
+    Shading shading(pose_, caster_, nullptr);
+    const PosedLight& key = pose_.lights.front();
     Vec3 vector;
     Vec3 color;
-    shading.illuminate(key.item.id, {0.0, 5.0, 0.0}, vector, color);
+    shading.illuminate(key.light->item.id, {0.0, 5.0, 0.0}, vector, color);
     EXPECT_EQ(color, key.color);
-    EXPECT_LT(length(vector - normalize(Vec3{0.0, 5.0, 0.0} - key.item.position)), 1e-12);
-    const Vec3 behind = scene_.meshes.front().item.position * 2.0 - key.item.position;
-    shading.illuminate(key.item.id, {behind.x * 0.4, 0.01, behind.z * 0.4}, vector, color);
+    EXPECT_LT(length(vector - normalize(Vec3{0.0, 5.0, 0.0} - key.position)), 1e-12);
+    const Vec3 behind = pose_.meshes.front().toWorld.origin * 2.0 - key.position;
+    shading.illuminate(key.light->item.id, {behind.x * 0.4, 0.01, behind.z * 0.4}, vector, color);
     EXPECT_EQ(color, Vec3{}) << "the sphere stands between";
     Vec3 kept{1.0, 2.0, 3.0};
-    shading.illuminate(scene_.camera.item.id, {0.0, 5.0, 0.0}, kept, color);
+    shading.illuminate(scene_.camera().item.id, {0.0, 5.0, 0.0}, kept, color);
     EXPECT_EQ(color, Vec3{});
     EXPECT_EQ(kept, (Vec3{1.0, 2.0, 3.0}));
 }
@@ -172,10 +175,10 @@ TEST_F(Preview, OtherServicesAnswerForTheScene) {
     EXPECT_EQ(info.numPolygons, 64 * 128 + 1);
     double color[3];
     service<LightInfo>(HX_SERVICE_LIGHT_INFO).color(scene_.lights.back().item.id, 0.0, color);
-    EXPECT_EQ(color[2], scene_.lights.back().color.z);
+    EXPECT_EQ(color[2], scene_.lights.back().color.at(0.0).z);
     double across = 0.0;
     double down = 0.0;
-    service<CameraInfo>(HX_SERVICE_CAMERA_INFO).fovAngles(scene_.camera.item.id, 0.0, &across, &down);
+    service<CameraInfo>(HX_SERVICE_CAMERA_INFO).fovAngles(scene_.camera().item.id, 0.0, &across, &down);
     EXPECT_NEAR(across, down, 1e-12) << "a square picture";
     EXPECT_EQ(service<ImageList>(HX_SERVICE_IMAGE_LIST).first(), nullptr);
     EXPECT_NE(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Temp"), nullptr);

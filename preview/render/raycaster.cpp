@@ -2,7 +2,11 @@
 
 #include <embree3/rtcore.h>
 
+#include <algorithm>
+#include <array>
 #include <cfenv>
+#include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <stdexcept>
 #include <vector>
@@ -24,19 +28,19 @@ float narrow(double value) {
     return static_cast<float>(value);
 }
 
-RTCGeometry makeSphere(RTCDevice device, const MeshItem& mesh) {
+RTCGeometry makeSphere(RTCDevice device, const PosedMesh& posed) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_SPHERE_POINT);
     auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0,
                                                           RTC_FORMAT_FLOAT4, 4 * sizeof(float), 1));
-    const Vec3& c = mesh.item.position;
+    const Vec3& c = posed.toWorld.origin;
     v[0] = narrow(c.x);
     v[1] = narrow(c.y);
     v[2] = narrow(c.z);
-    v[3] = narrow(mesh.size);
+    v[3] = narrow(posed.mesh->size);
     return geometry;
 }
 
-RTCGeometry makeGround(RTCDevice device, const MeshItem& mesh) {
+RTCGeometry makeGround(RTCDevice device, const PosedMesh& posed) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_QUAD);
     auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0,
                                                           RTC_FORMAT_FLOAT3, 3 * sizeof(float), 4));
@@ -44,8 +48,8 @@ RTCGeometry makeGround(RTCDevice device, const MeshItem& mesh) {
                                                                  RTC_FORMAT_UINT4, 4 * sizeof(unsigned), 1));
     constexpr double kCorners[4][2] = {{-1, -1}, {-1, 1}, {1, 1}, {1, -1}};
     for (unsigned i = 0; i < 4; ++i) {
-        const Vec3 corner = mesh.item.position + mesh.item.axes.toWorld({kCorners[i][0] * mesh.size, 0.0,
-                                                                         kCorners[i][1] * mesh.size});
+        const Vec3 corner =
+            posed.toWorld.point({kCorners[i][0] * posed.mesh->size, 0.0, kCorners[i][1] * posed.mesh->size});
         v[3 * i] = narrow(corner.x);
         v[3 * i + 1] = narrow(corner.y);
         v[3 * i + 2] = narrow(corner.z);
@@ -54,11 +58,31 @@ RTCGeometry makeGround(RTCDevice device, const MeshItem& mesh) {
     return geometry;
 }
 
+RTCGeometry makeTriangles(RTCDevice device, const PosedMesh& posed) {
+    RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
+    const Geometry& source = *posed.geometry;
+    auto* v = static_cast<Float3*>(rtcSetNewGeometryBuffer(
+        geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, sizeof(Float3), source.points.size()));
+    for (const Float3& point : source.points) *v++ = toFloat3(posed.toWorld.point(toVec(point)));
+    auto* index = static_cast<std::array<std::uint32_t, 3>*>(
+        rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3,
+                                sizeof(std::array<std::uint32_t, 3>), source.triangles.size()));
+    std::copy(source.triangles.begin(), source.triangles.end(), index);
+    return geometry;
+}
+
+/// The grid in which the polygons of a sphere are counted: from pole to pole, and twice as many around.
+int ringsOf(const MeshItem& sphere) {
+    return std::max(1, static_cast<int>(std::lround(std::sqrt(0.5 * sphere.polygons))));
+}
+
 /// The library computes in single precision; this moves the hit onto the true sphere.
 void refineOnSphere(const Ray& ray, Hit& hit) {
-    const Vec3 fromCenter = ray.origin - hit.mesh->item.position;
+    const MeshItem& mesh = *hit.mesh->mesh;
+    const Vec3 center = hit.mesh->toWorld.origin;
+    const Vec3 fromCenter = ray.origin - center;
     const double b = dot(fromCenter, ray.direction);
-    const double c = dot(fromCenter, fromCenter) - hit.mesh->size * hit.mesh->size;
+    const double c = dot(fromCenter, fromCenter) - mesh.size * mesh.size;
     const double root = std::sqrt(std::max(0.0, b * b - c));
     // Of the two exact hits, the one that the library meant.
     const double nearHit = -b - root;
@@ -66,26 +90,64 @@ void refineOnSphere(const Ray& ray, Hit& hit) {
     hit.inside = std::abs(hit.distance - farHit) < std::abs(hit.distance - nearHit);
     hit.distance = hit.inside ? farHit : nearHit;
     hit.normal = normalize(fromCenter + ray.direction * hit.distance);
-    hit.objectPoint = hit.mesh->item.axes.toObject(hit.normal) * hit.mesh->size;
-    hit.point = hit.mesh->item.position + hit.normal * hit.mesh->size;
+    hit.objectPoint = hit.mesh->axes.toObject(hit.normal) * mesh.size;
+    hit.point = center + hit.normal * mesh.size;
 
     using std::numbers::pi;
-    const Vec3 unit = hit.objectPoint * (1.0 / hit.mesh->size);
-    const int rings = hit.mesh->rings;
-    const int segments = hit.mesh->segments;
+    const Vec3 unit = hit.objectPoint * (1.0 / mesh.size);
+    const int rings = ringsOf(mesh);
+    const int segments = 2 * rings;
     const int ring = static_cast<int>(std::acos(std::clamp(unit.y, -1.0, 1.0)) / pi * rings);
     const int segment = static_cast<int>((std::atan2(unit.z, unit.x) / (2.0 * pi) + 0.5) * segments);
     hit.polygon = std::min(ring, rings - 1) * segments + std::min(segment, segments - 1);
 }
 
 void refineOnGround(const Ray& ray, Hit& hit) {
-    hit.normal = hit.mesh->item.axes.up;
+    const Vec3& origin = hit.mesh->toWorld.origin;
+    hit.normal = hit.mesh->axes.up;
     const double slope = dot(ray.direction, hit.normal);
     hit.inside = slope > 0.0;
-    if (slope != 0.0) hit.distance = dot(hit.mesh->item.position - ray.origin, hit.normal) / slope;
+    if (slope != 0.0) hit.distance = dot(origin - ray.origin, hit.normal) / slope;
     hit.point = ray.origin + ray.direction * hit.distance;
-    hit.point = hit.point - hit.normal * dot(hit.point - hit.mesh->item.position, hit.normal);
-    hit.objectPoint = hit.mesh->item.axes.toObject(hit.point - hit.mesh->item.position);
+    hit.point = hit.point - hit.normal * dot(hit.point - origin, hit.normal);
+    hit.objectPoint = hit.mesh->axes.toObject(hit.point - origin);
+}
+
+/// The point by its place in the triangle, which is more exact than along the ray.
+void refineOnTriangle(const Ray& ray, std::uint32_t triangle, double u, double v, Hit& hit) {
+    const Geometry& geometry = *hit.mesh->geometry;
+    const std::array<std::uint32_t, 3>& corner = geometry.triangles[triangle];
+    const Vec3 a = toVec(geometry.points[corner[0]]);
+    const Vec3 b = toVec(geometry.points[corner[1]]);
+    const Vec3 c = toVec(geometry.points[corner[2]]);
+    hit.objectPoint = a * (1.0 - u - v) + b * u + c * v;
+    hit.point = hit.mesh->toWorld.point(hit.objectPoint);
+    hit.normal = hit.mesh->toWorld.normal(normalize(cross(b - a, c - a)));
+    hit.inside = dot(hit.normal, ray.direction) > 0.0;
+    hit.shadingNormal = hit.normal;
+    if (!geometry.normals.empty()) {
+        const Vec3 smooth = toVec(geometry.normals[corner[0]]) * (1.0 - u - v) +
+                            toVec(geometry.normals[corner[1]]) * u + toVec(geometry.normals[corner[2]]) * v;
+        if (length(smooth) > 0.0) hit.shadingNormal = hit.mesh->toWorld.normal(normalize(smooth));
+    }
+    hit.polygon = geometry.polygon(triangle);
+    const std::vector<std::int32_t>& surfaces = hit.mesh->mesh->surfaces;
+    const std::uint16_t place = geometry.surface(triangle);
+    hit.surface = place < surfaces.size() ? surfaces[place] : 0;
+}
+
+/// Null for a mesh without anything to hit.
+RTCGeometry makeGeometry(RTCDevice device, const PosedMesh& posed) {
+    switch (posed.mesh->shape) {
+        case MeshItem::Shape::Sphere:
+            return makeSphere(device, posed);
+        case MeshItem::Shape::Ground:
+            return makeGround(device, posed);
+        case MeshItem::Shape::Mesh:
+            break;
+    }
+    const bool empty = posed.geometry == nullptr || posed.geometry->triangles.empty();
+    return empty ? nullptr : makeTriangles(device, posed);
 }
 
 }  // namespace
@@ -93,23 +155,23 @@ void refineOnGround(const Ray& ray, Hit& hit) {
 struct RayCaster::Impl {
     DeviceHandle device;
     SceneHandle scene;
-    std::vector<const MeshItem*> meshes;  // by geometry number
+    std::vector<const PosedMesh*> meshes;  // by geometry number
 };
 
-RayCaster::RayCaster(const Scene& scene) : impl_(std::make_unique<Impl>()) {
+RayCaster::RayCaster(const Pose& pose) : impl_(std::make_unique<Impl>()) {
     // Setting the library up may change how the thread treats denormal numbers; scripts rely on the default.
     std::fenv_t environment;
     std::fegetenv(&environment);
     impl_->device.reset(rtcNewDevice("threads=1,set_affinity=0"));
     if (!impl_->device) throw std::runtime_error("the ray casting library does not start on this machine");
     impl_->scene.reset(rtcNewScene(impl_->device.get()));
-    for (const MeshItem& mesh : scene.meshes) {
-        RTCGeometry geometry = mesh.shape == MeshItem::Shape::Sphere ? makeSphere(impl_->device.get(), mesh)
-                                                                     : makeGround(impl_->device.get(), mesh);
+    for (const PosedMesh& posed : pose.meshes) {
+        RTCGeometry geometry = makeGeometry(impl_->device.get(), posed);
+        if (geometry == nullptr) continue;
         rtcCommitGeometry(geometry);
         rtcAttachGeometryByID(impl_->scene.get(), geometry, static_cast<unsigned>(impl_->meshes.size()));
         rtcReleaseGeometry(geometry);
-        impl_->meshes.push_back(&mesh);
+        impl_->meshes.push_back(&posed);
     }
     rtcCommitScene(impl_->scene.get());
     std::fesetenv(&environment);
@@ -141,11 +203,18 @@ Hit RayCaster::intersect(const Ray& ray) const {
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return hit;
     hit.mesh = impl_->meshes[query.hit.geomID];
     hit.distance = static_cast<double>(query.ray.tfar);
-    if (hit.mesh->shape == MeshItem::Shape::Sphere) {
+    if (hit.mesh->mesh->shape == MeshItem::Shape::Mesh) {
+        refineOnTriangle(ray, query.hit.primID, static_cast<double>(query.hit.u),
+                         static_cast<double>(query.hit.v), hit);
+        return hit;
+    }
+    if (hit.mesh->mesh->shape == MeshItem::Shape::Sphere) {
         refineOnSphere(ray, hit);
     } else {
         refineOnGround(ray, hit);
     }
+    hit.shadingNormal = hit.normal;
+    hit.surface = hit.mesh->mesh->surfaces.empty() ? 0 : hit.mesh->mesh->surfaces.front();
     return hit;
 }
 

@@ -1,7 +1,7 @@
 // Finds what a ray hits. The only part of the project that knows the ray casting library.
 #pragma once
 
-#include "preview/scene/scene.h"
+#include "preview/scene/pose.h"
 
 #include <limits>
 #include <memory>
@@ -16,22 +16,24 @@ struct Ray {
 };
 
 struct Hit {
-    const MeshItem* mesh = nullptr;
+    const PosedMesh* mesh = nullptr;
     double distance = 0.0;
     Vec3 point;           ///< world space, exactly on the surface
     Vec3 objectPoint;     ///< object space, exactly on the surface
     Vec3 normal;          ///< outward unit normal, world space
+    Vec3 shadingNormal;   ///< the same, smoothed over the mesh
     bool inside = false;  ///< the ray came from inside the mesh
     std::int32_t polygon = 0;
+    std::int32_t surface = 0;  ///< its number in Scene::surfaces
 };
 
-/// Rays against the meshes of one scene, which must outlive it.
+/// Rays against the meshes of one pose, which must outlive it.
 ///
 /// The floating-point control state of the calling thread is left alone: scripts must not lose their
 /// denormals to it.
 class RayCaster {
 public:
-    explicit RayCaster(const Scene& scene);
+    explicit RayCaster(const Pose& pose);
     ~RayCaster();
     RayCaster(const RayCaster&) = delete;
     RayCaster& operator=(const RayCaster&) = delete;

@@ -21,11 +21,11 @@ using RenderProgress = std::function<bool(double done)>;
 
 /// The ray through a point of the picture.
 /// @param x, y  in pixels from the picture's upper left corner; a pixel's centre is at .5
-[[nodiscard]] Ray cameraRay(const CameraItem& camera, const RenderOptions& options, double x, double y);
+[[nodiscard]] Ray cameraRay(const PosedCamera& camera, const RenderOptions& options, double x, double y);
 
 /// @param progress  may be empty
 /// @return nothing when it was stopped
-[[nodiscard]] std::optional<Image> render(const Scene& scene, Shading& shading, const RenderOptions& options,
+[[nodiscard]] std::optional<Image> render(const Pose& pose, Shading& shading, const RenderOptions& options,
                                           const RenderProgress& progress);
 
 }  // namespace kestrel::preview

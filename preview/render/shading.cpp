@@ -36,18 +36,18 @@ double bentNormalFade(double facing, double trueFacing, double bend) {
 
 /// The share of the sky above a point of the ground that a resting sphere leaves free.
 /// Source: the exact occlusion of a sphere for a point whose horizon it does not cross
-double skyShare(const MeshItem& sphere, const Vec3& point) {
-    const Vec3 towards = sphere.item.position - point;
+double skyShare(const PosedMesh& sphere, const Vec3& point) {
+    const Vec3 towards = sphere.toWorld.origin - point;
     const double distance = length(towards);
-    if (distance <= sphere.size) return 1.0;
-    const double sine = sphere.size / distance;
+    if (distance <= sphere.mesh->size) return 1.0;
+    const double sine = sphere.mesh->size / distance;
     return 1.0 - std::max(0.0, towards.y / distance) * sine * sine;
 }
 
 }  // namespace
 
-Shading::Shading(const Scene& scene, const RayCaster& caster, ShaderHandle* shader)
-    : scene_(scene), caster_(caster), shader_(shader) {
+Shading::Shading(const Pose& pose, const RayCaster& caster, ShaderHandle* shader)
+    : pose_(pose), scene_(pose.scene()), caster_(caster), shader_(shader) {
     sample_.illuminate = PreviewServices::illuminateOperation();
     sample_.rayTrace = PreviewServices::rayTraceOperation();
 }
@@ -66,8 +66,8 @@ Vec3 Shading::radiance(const Ray& ray, const Path& path, SampleStream& stream, d
     const Hit hit = caster_.intersect(ray);
     if (distance != nullptr) *distance = hit.mesh == nullptr ? -1.0 : hit.distance;
     if (hit.mesh == nullptr) return scene_.sky.color(ray.direction);
-    return hit.mesh->shape == MeshItem::Shape::Ground ? shadeGround(ray, hit, path, stream)
-                                                      : shadeMesh(ray, hit, path, stream);
+    return hit.mesh->mesh->shape == MeshItem::Shape::Ground ? shadeGround(ray, hit, path, stream)
+                                                            : shadeMesh(ray, hit, path, stream);
 }
 
 // ---- surfaces ----
@@ -113,8 +113,8 @@ Vec3 Shading::shadeMesh(const Ray& ray, const Hit& hit, const Path& path, Sample
 /// viewer.
 Surface Shading::surfaceAt(const Ray& ray, const Hit& hit, const Path& path) {
     Surface surface;
-    surface.normal = hit.inside ? -hit.normal : hit.normal;
-    if (shader_ == nullptr || !hit.mesh->scripted || scriptRuns_) return surface;
+    surface.normal = hit.inside ? -hit.shadingNormal : hit.shadingNormal;
+    if (shader_ == nullptr || hit.surface != 0 || scriptRuns_) return surface;
     fillSample(ray, hit, path, surface);
     scriptRuns_ = true;
     shader_->evaluate(sample_);
@@ -123,7 +123,7 @@ Surface Shading::surfaceAt(const Ray& ray, const Hit& hit, const Path& path) {
 }
 
 void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const Surface& surface) {
-    const Axes& axes = hit.mesh->item.axes;
+    const Axes& axes = hit.mesh->axes;
     store(hit.objectPoint, sample_.oPos);
     store(hit.point, sample_.wPos);
     store(surface.normal, sample_.gNorm);
@@ -139,7 +139,7 @@ void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const
         sample_.oXfrm[6 + i] = c.z;
         store(c, std::span<double, 3>(sample_.wXfrm + 3 * i, 3));
     }
-    sample_.objID = hit.mesh->item.id;
+    sample_.objID = hit.mesh->mesh->item.id;
     sample_.polNum = hit.polygon;
     storeSurface(surface, sample_);
 }
@@ -147,8 +147,8 @@ void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const
 // ---- light ----
 
 Vec3 Shading::ambientLight(const Vec3& point, const Vec3& normal) const {
-    const MeshItem& sphere = scene_.meshes.front();
-    if (length(point - sphere.item.position) > 1.001 * sphere.size) {
+    const PosedMesh& sphere = pose_.meshes.front();
+    if (length(point - sphere.toWorld.origin) > 1.001 * sphere.mesh->size) {
         return scene_.sky.ambient(normal) * skyShare(sphere, point);
     }
     // On the sphere: the ground right below it lies in its shadow and sends little up.
@@ -164,8 +164,8 @@ Shading::Lit Shading::directLight(const Vec3& point, const Vec3& geometric, cons
     const bool matters = surface.diffuse * opaque > 0.0 || surface.specular > 0.0;
     if (!matters || path.weight < kLeastWeight) return lit;
     const double exponent = highlightExponent(surface.roughness);
-    for (const LightItem& light : scene_.lights) {
-        const Vec3 direction = normalize(light.item.position - point);
+    for (const PosedLight& light : pose_.lights) {
+        const Vec3 direction = normalize(light.position - point);
         const double facing = dot(surface.normal, direction);
         const double trueFacing = dot(geometric, direction);
         if (facing <= 0.0 || trueFacing <= 0.0) continue;
@@ -180,17 +180,17 @@ Shading::Lit Shading::directLight(const Vec3& point, const Vec3& geometric, cons
 }
 
 /// The share of a light that reaches a point, per colour: 1 in the open.
-Vec3 Shading::lightShare(const LightItem& light, const Vec3& point, const Path& path, SampleStream& stream) {
+Vec3 Shading::lightShare(const PosedLight& light, const Vec3& point, const Path& path, SampleStream& stream) {
     const int grid = path.depth == 0 && !scriptRuns_ ? kShadowGrid : 1;
-    const Axes axes = lookAt(point, light.item.position);
+    const Axes axes = lookAt(point, light.position);
     Vec3 sum;
     Vec3 glass{};
     bool glassKnown = false;
     for (int i = 0; i < grid * grid; ++i) {
         const DiscPoint spot =
             concentricDisc((i % grid + stream.next()) / grid, (i / grid + stream.next()) / grid);
-        const Vec3 source =
-            light.item.position + axes.right * (light.radius * spot.x) + axes.up * (light.radius * spot.y);
+        const Vec3 source = light.position + axes.right * (light.light->radius * spot.x) +
+                            axes.up * (light.light->radius * spot.y);
         const double distance = length(source - point);
         const Ray ray{point, (source - point) * (1.0 / distance), kShadowOffset, distance};
         if (caster_.intersect(ray).mesh == nullptr) {
@@ -215,7 +215,7 @@ Vec3 Shading::passing(const Ray& ray, const Path& path) {
         const Hit hit = caster_.intersect(rest);
         if (hit.mesh == nullptr) return share;
         const bool askScript =
-            hit.mesh->scripted && shader_ != nullptr && !scriptRuns_ && mayBeTransparent(mask_);
+            hit.surface == 0 && shader_ != nullptr && !scriptRuns_ && mayBeTransparent(mask_);
         if (!askScript) break;
         const Surface surface = surfaceAt(rest, hit, path);
         if (surface.transparency <= 0.0) break;
@@ -272,9 +272,9 @@ Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric
 
 void Shading::illuminate(HostItemID light, const Vec3& point, Vec3& vector, Vec3& color) {
     color = {};
-    const LightItem* item = scene_.light(light);
+    const PosedLight* item = pose_.light(light);
     if (item == nullptr) return;
-    const Vec3 towards = item->item.position - point;
+    const Vec3 towards = item->position - point;
     const double distance = length(towards);
     if (!(distance > 0.0) || !finite(towards)) return;
     vector = towards * (-1.0 / distance);

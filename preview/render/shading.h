@@ -3,7 +3,7 @@
 
 #include "preview/math/sampling.h"
 #include "preview/render/raycaster.h"
-#include "preview/render/surface.h"
+#include "preview/scene/surface.h"
 #include "preview/services/services.h"
 #include "preview/services/shader_handle.h"
 
@@ -11,9 +11,9 @@ namespace kestrel::preview {
 
 class Shading final : public ShadingOperations {
 public:
-    /// @param scene, caster  outlive the shading
-    /// @param shader         shades the scripted mesh; null: it keeps the plain surface
-    Shading(const Scene& scene, const RayCaster& caster, ShaderHandle* shader);
+    /// @param pose, caster  outlive the shading
+    /// @param shader        shades surface 0; null: it keeps the plain surface
+    Shading(const Pose& pose, const RayCaster& caster, ShaderHandle* shader);
 
     /// The values that the script may change; 0 = all.
     void setMask(std::uint32_t mask) noexcept { mask_ = mask; }
@@ -50,7 +50,7 @@ private:
 
     [[nodiscard]] Lit directLight(const Vec3& point, const Vec3& geometric, const Surface& surface,
                                   const Vec3& towardsEye, const Path& path, SampleStream& stream);
-    [[nodiscard]] Vec3 lightShare(const LightItem& light, const Vec3& point, const Path& path,
+    [[nodiscard]] Vec3 lightShare(const PosedLight& light, const Vec3& point, const Path& path,
                                   SampleStream& stream);
     [[nodiscard]] Vec3 passing(const Ray& ray, const Path& path);
     [[nodiscard]] Vec3 ambientLight(const Vec3& point, const Vec3& normal) const;
@@ -59,6 +59,7 @@ private:
     [[nodiscard]] Vec3 throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric,
                                     const Surface& surface, const Path& path, SampleStream& stream);
 
+    const Pose& pose_;
     const Scene& scene_;
     const RayCaster& caster_;
     ShaderHandle* shader_;

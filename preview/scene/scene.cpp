@@ -4,58 +4,11 @@ namespace kestrel::preview {
 
 namespace {
 
-constexpr HostItemID kSphereId = 0x101;
-constexpr HostItemID kGroundId = 0x102;
-constexpr HostItemID kKeyLightId = 0x201;
-constexpr HostItemID kRimLightId = 0x202;
-constexpr HostItemID kCameraId = 0x301;
-
 /// How much of its brightness the sky gives off as light: less than all, so that the key light models the
 /// shapes.
 constexpr double kSkyLight = 0.62;
 
-MeshItem makeSphere() {
-    MeshItem sphere;
-    sphere.item = {
-        .id = kSphereId, .type = HX_MESH, .name = "Sphere", .position = {0.0, 1.0, 0.0}, .axes = {}};
-    sphere.shape = MeshItem::Shape::Sphere;
-    sphere.size = 1.0;
-    sphere.scripted = true;
-    sphere.filename = "Sphere";
-    sphere.rings = 64;
-    sphere.segments = 128;
-    return sphere;
-}
-
-MeshItem makeGround() {
-    MeshItem ground;
-    ground.item = {.id = kGroundId, .type = HX_MESH, .name = "Ground", .position = {}, .axes = {}};
-    ground.shape = MeshItem::Shape::Ground;
-    ground.size = 400.0;
-    ground.filename = "Ground";
-    return ground;
-}
-
-LightItem makeLight(HostItemID id, const char* name, const Vec3& position, const Vec3& color, double radius,
-                    const PlacedItem& target) {
-    LightItem light;
-    light.item = {.id = id,
-                  .type = HX_LIGHT,
-                  .name = name,
-                  .position = position,
-                  .axes = lookAt(position, target.position),
-                  .target = target.id};
-    light.color = color;
-    light.radius = radius;
-    return light;
-}
-
 }  // namespace
-
-std::int32_t MeshItem::pointCount() const {
-    // A sphere's rings share their ends and its poles are single points.
-    return shape == Shape::Sphere ? (rings - 1) * segments + 2 : (rings + 1) * (segments + 1);
-}
 
 Vec3 Sky::color(const Vec3& direction) const {
     const double height = std::clamp(direction.y, 0.0, 1.0);
@@ -68,64 +21,76 @@ Vec3 Sky::ambient(const Vec3& normal) const {
     return mix(bounce, mix(horizon, zenith, 0.4) * kSkyLight, 0.5 + 0.5 * normal.y);
 }
 
-const PlacedItem* Scene::item(HostItemID id) const {
-    for (const std::int32_t type : {HX_MESH, HX_LIGHT, HX_CAMERA}) {
-        for (std::size_t i = 0; const PlacedItem* found = itemAt(type, i); ++i) {
-            if (found->id == id) return found;
+SceneIndex::SceneIndex(const Scene& scene) : scene_(scene) {
+    HostItemID previous = 0;
+    const auto enter = [&](auto& table, const auto& entry) {
+        table.emplace(entry.item.id, &entry);
+        items_.emplace(entry.item.id, &entry.item);
+        if (previous != 0) next_.emplace(previous, entry.item.id);
+        previous = entry.item.id;
+        if (entry.item.parent == 0) return;
+        std::vector<HostItemID>& siblings = children_[entry.item.parent];
+        if (!siblings.empty()) nextSibling_.emplace(siblings.back(), entry.item.id);
+        siblings.push_back(entry.item.id);
+    };
+    for (const MeshItem& mesh : scene.meshes) enter(meshes_, mesh);
+    previous = 0;
+    for (const LightItem& light : scene.lights) enter(lights_, light);
+    previous = 0;
+    for (const CameraItem& camera : scene.cameras) enter(cameras_, camera);
+    HostItemID mesh = 0;
+    for (const BoneItem& bone : scene.bones) {
+        if (bone.mesh != mesh) {
+            previous = 0;
+            mesh = bone.mesh;
+            firstBone_.emplace(mesh, bone.item.id);
         }
+        enter(bones_, bone);
     }
-    return nullptr;
 }
 
-const MeshItem* Scene::mesh(HostItemID id) const {
-    for (const MeshItem& mesh : meshes) {
-        if (mesh.item.id == id) return &mesh;
+const Item* SceneIndex::item(HostItemID id) const {
+    return find(items_, id);
+}
+
+HostItemID SceneIndex::first(std::int32_t type, HostItemID parent) const {
+    switch (type) {
+        case HX_MESH:
+            return scene_.meshes.empty() ? 0 : scene_.meshes.front().item.id;
+        case HX_LIGHT:
+            return scene_.lights.empty() ? 0 : scene_.lights.front().item.id;
+        case HX_CAMERA:
+            return scene_.cameras.empty() ? 0 : scene_.cameras.front().item.id;
+        case HX_BONE: {
+            const auto found = firstBone_.find(parent);
+            return found == firstBone_.end() ? 0 : found->second;
+        }
+        default:
+            return 0;
     }
-    return nullptr;
 }
 
-const LightItem* Scene::light(HostItemID id) const {
-    for (const LightItem& light : lights) {
-        if (light.item.id == id) return &light;
-    }
-    return nullptr;
+HostItemID SceneIndex::next(HostItemID id) const {
+    const auto found = next_.find(id);
+    return found == next_.end() ? 0 : found->second;
 }
 
-const PlacedItem* Scene::itemAt(std::int32_t type, std::size_t index) const {
-    if (type == HX_MESH && index < meshes.size()) return &meshes[index].item;
-    if (type == HX_LIGHT && index < lights.size()) return &lights[index].item;
-    if (type == HX_CAMERA && index == 0) return &camera.item;
-    return nullptr;
+HostItemID SceneIndex::firstChild(HostItemID id) const {
+    const std::vector<HostItemID>& all = children(id);
+    return all.empty() ? 0 : all.front();
 }
 
-Scene makeSphereScene() {
-    Scene scene;
-    scene.name = "Sphere";
-    scene.filename = "";
-    scene.meshes = {makeSphere(), makeGround()};
-    const PlacedItem& sphere = scene.meshes.front().item;
+HostItemID SceneIndex::nextChild(HostItemID id, HostItemID child) const {
+    const Item* previous = item(child);
+    if (previous == nullptr || previous->parent != id) return 0;
+    const auto found = nextSibling_.find(child);
+    return found == nextSibling_.end() ? 0 : found->second;
+}
 
-    scene.lights = {makeLight(kKeyLightId, "Key", {-4.8, 6.0, -4.2}, {0.98, 0.90, 0.78}, 0.8, sphere),
-                    makeLight(kRimLightId, "Rim", {5.2, 3.0, 2.6}, {0.30, 0.38, 0.52}, 0.9, sphere)};
-
-    const Vec3 eye{0.0, 1.75, -6.1};
-    const Vec3 lookTarget{0.0, 0.93, 0.0};
-    scene.camera.item = {.id = kCameraId,
-                         .type = HX_CAMERA,
-                         .name = "Camera",
-                         .position = eye,
-                         .axes = lookAt(eye, lookTarget),
-                         .target = sphere.id};
-    scene.camera.verticalFov = 0.49;
-    scene.camera.focalDistance = length(lookTarget - eye);
-
-    scene.sky.horizon = {0.47, 0.49, 0.52};
-    scene.sky.zenith = {0.09, 0.15, 0.27};
-    scene.sky.bounce = {0.10, 0.09, 0.08};
-    scene.sky.glow = {2.6, 2.4, 2.1};
-    scene.sky.glowDirection = normalize(scene.lights.front().item.position - sphere.position);
-    scene.ambient = scene.sky.ambient({0.0, 0.0, -1.0});
-    return scene;
+const std::vector<HostItemID>& SceneIndex::children(HostItemID id) const {
+    static const std::vector<HostItemID> none;
+    const auto found = children_.find(id);
+    return found == children_.end() ? none : found->second;
 }
 
 }  // namespace kestrel::preview

@@ -1,6 +1,7 @@
 #include "preview/services/services.h"
 
 #include "platform/environment.h"
+#include "preview/scene/pose.h"
 #include "preview/services/file_dialog.h"
 
 #include <algorithm>
@@ -17,8 +18,8 @@ namespace {
 // pointer is how they find the services. Set by the constructor, cleared by the destructor.
 PreviewServices* current = nullptr;
 
-const Scene& scene() {
-    return current->scene();
+const SceneIndex& index() {
+    return current->index();
 }
 
 // ---- messages, files, directories ----
@@ -46,89 +47,93 @@ DirectoryInfoService directoryService{directoryOfKind};
 
 // ---- items ----
 
-HostItemID firstItem(std::int32_t type, HostItemID) {
-    const PlacedItem* found = scene().itemAt(type, 0);
-    return found == nullptr ? 0 : found->id;
+HostItemID firstItem(std::int32_t type, HostItemID parent) {
+    return index().first(type, parent);
 }
-
 HostItemID nextItem(HostItemID id) {
-    const PlacedItem* item = scene().item(id);
-    if (item == nullptr) return 0;
-    for (std::size_t i = 0; const PlacedItem* candidate = scene().itemAt(item->type, i); ++i) {
-        if (candidate->id != id) continue;
-        const PlacedItem* following = scene().itemAt(item->type, i + 1);
-        return following == nullptr ? 0 : following->id;
-    }
-    return 0;
+    return index().next(id);
+}
+HostItemID firstChildOf(HostItemID id) {
+    return index().firstChild(id);
+}
+HostItemID nextChildOf(HostItemID id, HostItemID child) {
+    return index().nextChild(id, child);
 }
 
-// The scene is flat: no item has children, a parent or a goal.
-HostItemID firstChildOf(HostItemID) {
-    return 0;
+HostItemID parentOf(HostItemID id) {
+    const Item* item = index().item(id);
+    return item == nullptr ? 0 : item->parent;
 }
-HostItemID nextChildOf(HostItemID, HostItemID) {
-    return 0;
+HostItemID goalOf(HostItemID id) {
+    const Item* item = index().item(id);
+    return item == nullptr ? 0 : item->goal;
 }
-HostItemID parentOf(HostItemID) {
-    return 0;
-}
-HostItemID goalOf(HostItemID) {
-    return 0;
-}
-
 HostItemID targetOf(HostItemID id) {
-    const PlacedItem* item = scene().item(id);
+    const Item* item = index().item(id);
     return item == nullptr ? 0 : item->target;
 }
-
 std::int32_t typeOf(HostItemID id) {
-    const PlacedItem* item = scene().item(id);
+    const Item* item = index().item(id);
     return item == nullptr ? HX_SCENE : item->type;
 }
-
 const char* nameOf(HostItemID id) {
-    const PlacedItem* item = scene().item(id);
+    const Item* item = index().item(id);
     return item == nullptr ? nullptr : item->name.c_str();
 }
 
-/// Heading, pitch and bank in radians.
-Vec3 rotationOf(const Axes& axes) {
-    return {std::atan2(axes.forward.x, axes.forward.z), -std::asin(std::clamp(axes.forward.y, -1.0, 1.0)),
-            std::atan2(axes.right.y, axes.up.y)};
-}
-
-Vec3 parameter(const PlacedItem& item, std::int32_t code) {
+Vec3 localParameter(const Motion& motion, std::int32_t code, double time) {
     switch (code) {
         case HXIP_POSITION:
-        case HXIP_W_POSITION:
-            return item.position;
+            return motion.position.at(time);
         case HXIP_RIGHT:
-        case HXIP_W_RIGHT:
-            return item.axes.right;
+            return motion.axes(time).right;
         case HXIP_UP:
-        case HXIP_W_UP:
-            return item.axes.up;
+            return motion.axes(time).up;
         case HXIP_FORWARD:
-        case HXIP_W_FORWARD:
-            return item.axes.forward;
+            return motion.axes(time).forward;
         case HXIP_ROTATION:
-            return rotationOf(item.axes);
+            return motion.spins ? anglesOf(motion.axes(time)) : motion.angles.at(time);
         case HXIP_SCALING:
-            return {1.0, 1.0, 1.0};
+            return motion.scaling.at(time);
+        case HXIP_PIVOT:
+            return motion.pivot;
         default:
-            return {};  // the pivot is the item's own origin
+            return {};
     }
 }
 
-void itemParam(HostItemID id, std::int32_t code, double, double out[3]) {
-    const PlacedItem* item = scene().item(id);
-    store(item == nullptr ? Vec3{} : parameter(*item, code), std::span<double, 3>(out, 3));
+Vec3 parameter(const Item& item, std::int32_t code, double time) {
+    if (code < HXIP_W_POSITION) return localParameter(item.motion, code, time);
+    const Transform world = worldAt(index(), item, time);
+    switch (code) {
+        case HXIP_W_POSITION:
+            return world.point(item.motion.pivot);
+        case HXIP_W_RIGHT:
+            return world.axes().right;
+        case HXIP_W_UP:
+            return world.axes().up;
+        case HXIP_W_FORWARD:
+            return world.axes().forward;
+        default:
+            return {};
+    }
 }
 
-std::uint32_t itemLimits(HostItemID, std::int32_t, double min[3], double max[3]) {
-    std::fill_n(min, 3, 0.0);
-    std::fill_n(max, 3, 0.0);
-    return 7;  // nothing in this scene is limited
+void itemParam(HostItemID id, std::int32_t code, double time, double out[3]) {
+    const Item* item = index().item(id);
+    store(item == nullptr ? Vec3{} : parameter(*item, code, time), std::span<double, 3>(out, 3));
+}
+
+std::uint32_t itemLimits(HostItemID id, std::int32_t code, double min[3], double max[3]) {
+    const Item* item = index().item(id);
+    const std::size_t which = code == HXIP_POSITION   ? 0
+                              : code == HXIP_ROTATION ? 1
+                              : code == HXIP_SCALING  ? 2
+                                                      : 3;
+    const Limits limits = item != nullptr && which < 3 ? item->limits[which] : Limits{};
+    store(limits.min, std::span<double, 3>(min, 3));
+    store(limits.max, std::span<double, 3>(max, 3));
+    return limits.unlimited;
 }
 
 ItemInfo itemService{firstItem, nextItem, firstChildOf, nextChildOf, parentOf,  targetOf,
@@ -137,92 +142,100 @@ ItemInfo itemService{firstItem, nextItem, firstChildOf, nextChildOf, parentOf,  
 // ---- meshes and bones ----
 
 const char* meshFile(HostItemID id) {
-    const MeshItem* mesh = scene().mesh(id);
+    const MeshItem* mesh = index().mesh(id);
     return mesh == nullptr ? nullptr : mesh->filename.c_str();
 }
 std::int32_t meshPoints(HostItemID id) {
-    const MeshItem* mesh = scene().mesh(id);
-    return mesh == nullptr ? 0 : mesh->pointCount();
+    const MeshItem* mesh = index().mesh(id);
+    return mesh == nullptr ? 0 : mesh->points;
 }
 std::int32_t meshPolygons(HostItemID id) {
-    const MeshItem* mesh = scene().mesh(id);
-    return mesh == nullptr ? 0 : mesh->polygonCount();
+    const MeshItem* mesh = index().mesh(id);
+    return mesh == nullptr ? 0 : mesh->polygons;
 }
-// Every mesh casts shadows, on others and on itself, and receives them.
 std::uint32_t meshShadows(HostItemID id) {
-    return scene().mesh(id) == nullptr ? 0U : 7U;
+    const MeshItem* mesh = index().mesh(id);
+    return mesh == nullptr ? 0U : mesh->shadows;
 }
-double meshDissolve(HostItemID, double) {
-    return 0.0;
+double meshDissolve(HostItemID id, double time) {
+    const MeshItem* mesh = index().mesh(id);
+    return mesh == nullptr ? 0.0 : mesh->dissolve.at(time);
 }
 ObjectInfo objectService{meshFile, meshPoints, meshPolygons, meshShadows, meshDissolve};
 
-// There are no bones in the scene; the service answers for none.
-std::uint32_t boneFlags(HostItemID) {
-    return 0;
+std::uint32_t boneFlags(HostItemID id) {
+    const BoneItem* bone = index().bone(id);
+    return bone == nullptr ? 0U : bone->flags;
 }
-void boneRest(HostItemID, std::int32_t, double out[3]) {
-    std::fill_n(out, 3, 0.0);
+void boneRest(HostItemID id, std::int32_t code, double out[3]) {
+    const BoneItem* bone = index().bone(id);
+    store(bone == nullptr ? Vec3{} : localParameter(bone->rest, code, 0.0), std::span<double, 3>(out, 3));
 }
-double boneLength(HostItemID) {
-    return 0.0;
+double boneLength(HostItemID id) {
+    const BoneItem* bone = index().bone(id);
+    return bone == nullptr ? 0.0 : bone->restLength;
 }
-void boneLimits(HostItemID, double* inner, double* outer) {
-    *inner = *outer = 0.0;
+void boneLimits(HostItemID id, double* inner, double* outer) {
+    const BoneItem* bone = index().bone(id);
+    *inner = bone == nullptr ? 0.0 : bone->innerLimit;
+    *outer = bone == nullptr ? 0.0 : bone->outerLimit;
 }
 BoneInfo boneService{boneFlags, boneRest, boneLength, boneLimits};
 
 // ---- lights and cameras ----
 
-void ambientLight(double, double out[3]) {
-    store(scene().ambient, std::span<double, 3>(out, 3));
+void ambientLight(double time, double out[3]) {
+    store(index().scene().ambient.at(time), std::span<double, 3>(out, 3));
 }
-std::int32_t lightType(HostItemID) {
-    return 1;
-}  // a point light
-void lightColor(HostItemID id, double, double out[3]) {
-    const LightItem* light = scene().light(id);
-    store(light == nullptr ? Vec3{} : light->color, std::span<double, 3>(out, 3));
+std::int32_t lightType(HostItemID id) {
+    const LightItem* light = index().light(id);
+    return light == nullptr ? 0 : static_cast<std::int32_t>(light->type);
+}
+void lightColor(HostItemID id, double time, double out[3]) {
+    const LightItem* light = index().light(id);
+    store(light == nullptr ? Vec3{} : light->color.at(time) * light->intensity.at(time),
+          std::span<double, 3>(out, 3));
 }
 std::int32_t lightShadows(HostItemID id) {
-    return scene().light(id) == nullptr ? 0 : 1;
-}  // traced
-void lightCone(HostItemID, double* radius, double* edge) {
-    *radius = *edge = 0.0;
+    const LightItem* light = index().light(id);
+    return light == nullptr ? 0 : static_cast<std::int32_t>(light->shadow);
+}
+void lightCone(HostItemID id, double* radius, double* edge) {
+    const LightItem* light = index().light(id);
+    const bool spot = light != nullptr && light->type == LightItem::Type::Spot;
+    *radius = spot ? light->coneRadius : 0.0;
+    *edge = spot ? light->coneEdge : 0.0;
 }
 LightInfo lightService{ambientLight, lightType, lightColor, lightShadows, lightCone};
 
-const CameraItem* cameraOf(HostItemID id) {
-    const CameraItem& camera = scene().camera;
-    return camera.item.id == id ? &camera : nullptr;
+/// A value of a camera over time; 0 for an item that is none.
+template <Track<double> CameraItem::*kTrack>
+double cameraValue(HostItemID id, double time) {
+    const CameraItem* camera = index().camera(id);
+    return camera == nullptr ? 0.0 : (camera->*kTrack).at(time);
 }
-double cameraZoom(HostItemID id, double) {
-    const CameraItem* camera = cameraOf(id);
-    return camera == nullptr ? 0.0 : 1.0 / std::tan(0.5 * camera->verticalFov);
+double cameraZoom(HostItemID id, double time) {
+    const CameraItem* camera = index().camera(id);
+    return camera == nullptr ? 0.0 : 1.0 / std::tan(0.5 * camera->verticalFov.at(time));
 }
-double cameraLength(HostItemID id, double) {
-    const CameraItem* camera = cameraOf(id);
-    return camera == nullptr ? 0.0 : camera->focalLength;
-}
-double cameraDistance(HostItemID id, double) {
-    const CameraItem* camera = cameraOf(id);
-    return camera == nullptr ? 0.0 : camera->focalDistance;
-}
-double cameraStop(HostItemID id, double) {
-    const CameraItem* camera = cameraOf(id);
-    return camera == nullptr ? 0.0 : camera->fStop;
-}
-double cameraBlur(HostItemID, double) {
-    return 0.0;
-}
-void cameraFov(HostItemID id, double, double* horizontal, double* vertical) {
-    const CameraItem* camera = cameraOf(id);
+void cameraFov(HostItemID id, double time, double* horizontal, double* vertical) {
+    const CameraItem* camera = index().camera(id);
     const SceneInfo& info = current->sceneInfo();
-    const double half = camera == nullptr ? 0.0 : 0.5 * camera->verticalFov;
-    *vertical = 2.0 * half;
-    *horizontal = 2.0 * std::atan(std::tan(half) * info.frameWidth / std::max(1, info.frameHeight));
+    const double width = info.frameWidth * info.pixelAspect;
+    const double height = std::max(1, info.frameHeight);
+    *horizontal = *vertical = 0.0;
+    if (camera == nullptr) return;
+    const double covered = std::tan(0.5 * camera->verticalFov.at(time));
+    const double perUnit = covered / (camera->fitsSmallerSide ? std::min(width, height) : height);
+    *horizontal = 2.0 * std::atan(perUnit * width);
+    *vertical = 2.0 * std::atan(perUnit * height);
 }
-CameraInfo cameraService{cameraZoom, cameraLength, cameraDistance, cameraStop, cameraBlur, cameraFov};
+CameraInfo cameraService{cameraZoom,
+                         cameraValue<&CameraItem::focalLength>,
+                         cameraValue<&CameraItem::focalDistance>,
+                         cameraValue<&CameraItem::fStop>,
+                         cameraValue<&CameraItem::blurLength>,
+                         cameraFov};
 
 // ---- images: the scene uses none ----
 
@@ -286,24 +299,30 @@ double rayTraceThunk(const double point[3], const double direction[3], double co
 
 }  // namespace
 
-PreviewServices::PreviewServices(const Scene& scene, FileDialog& dialog, MessageReceiver messages)
-    : scene_(scene), dialog_(dialog), messages_(std::move(messages)) {
+PreviewServices::PreviewServices(const SceneIndex& index, FileDialog& dialog, MessageReceiver messages)
+    : index_(index), dialog_(dialog), messages_(std::move(messages)) {
     if (current != nullptr) throw std::logic_error("only one set of host services can exist at a time");
     current = this;
-    sceneInfo_.name = scene_.name.c_str();
-    sceneInfo_.filename = scene_.filename.c_str();
-    for (const MeshItem& mesh : scene_.meshes) {
-        sceneInfo_.numPoints += mesh.pointCount();
-        sceneInfo_.numPolygons += mesh.polygonCount();
+    const Scene& scene = index_.scene();
+    const SceneSettings& settings = scene.settings;
+    sceneInfo_.name = scene.name.c_str();
+    sceneInfo_.filename = scene.filename.c_str();
+    for (const MeshItem& mesh : scene.meshes) {
+        sceneInfo_.numPoints += mesh.points;
+        sceneInfo_.numPolygons += mesh.polygons;
     }
-    sceneInfo_.renderType = 2;     // a full picture
-    sceneInfo_.renderOptions = 7;  // traced shadows, reflections and refraction
-    sceneInfo_.frameStart = sceneInfo_.frameEnd = 0;
-    sceneInfo_.frameStep = 1;
-    sceneInfo_.framesPerSecond = 30.0;
-    sceneInfo_.frameWidth = sceneInfo_.frameHeight = 512;
-    sceneInfo_.pixelAspect = 1.0;
-    sceneInfo_.minSamplesPerPixel = sceneInfo_.maxSamplesPerPixel = 16;
+    sceneInfo_.renderType = settings.renderType;
+    sceneInfo_.renderOptions = settings.renderOptions;
+    sceneInfo_.frameStart = settings.frameStart;
+    sceneInfo_.frameEnd = settings.frameEnd;
+    sceneInfo_.frameStep = settings.frameStep;
+    sceneInfo_.framesPerSecond = settings.framesPerSecond;
+    sceneInfo_.frameWidth = settings.width;
+    sceneInfo_.frameHeight = settings.height;
+    sceneInfo_.pixelAspect = settings.pixelAspect;
+    sceneInfo_.minSamplesPerPixel = settings.minSamples;
+    sceneInfo_.maxSamplesPerPixel = settings.maxSamples;
+    std::copy(settings.limitedRegion.begin(), settings.limitedRegion.end(), sceneInfo_.limitedRegion);
 }
 
 PreviewServices::~PreviewServices() {

@@ -34,7 +34,7 @@ public:
 class PreviewServices {
 public:
     /// All references outlive the services.
-    PreviewServices(const Scene& scene, FileDialog& dialog, MessageReceiver messages);
+    PreviewServices(const SceneIndex& index, FileDialog& dialog, MessageReceiver messages);
     ~PreviewServices();
     PreviewServices(const PreviewServices&) = delete;
     PreviewServices& operator=(const PreviewServices&) = delete;
@@ -51,7 +51,7 @@ public:
     /// Picture size, sampling and frame range as the scene service tells them.
     [[nodiscard]] SceneInfo& sceneInfo() noexcept { return sceneInfo_; }
 
-    [[nodiscard]] const Scene& scene() const noexcept { return scene_; }
+    [[nodiscard]] const SceneIndex& index() const noexcept { return index_; }
     [[nodiscard]] FileDialog& dialog() noexcept { return dialog_; }
     [[nodiscard]] ShadingOperations* operations() const noexcept { return operations_; }
     void message(HostMessageKind kind, const char* line1, const char* line2) const;
@@ -60,7 +60,7 @@ public:
     [[nodiscard]] const char* directory(const std::string& kind);
 
 private:
-    const Scene& scene_;
+    const SceneIndex& index_;
     FileDialog& dialog_;
     MessageReceiver messages_;
     ShadingOperations* operations_ = nullptr;

@@ -1,4 +1,4 @@
-#include "preview/render/surface.h"
+#include "preview/scene/surface.h"
 
 namespace kestrel::preview {
 
