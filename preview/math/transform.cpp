@@ -22,8 +22,8 @@ Quaternion blend(const Quaternion& a, const Quaternion& b, double t) {
         shareB = std::sin(t * angle) / std::sin(angle);
     }
     shareB *= side;
-    const Quaternion sum{a.x * shareA + b.x * shareB, a.y * shareA + b.y * shareB, a.z * shareA + b.z * shareB,
-                         a.w * shareA + b.w * shareB};
+    const Quaternion sum{a.x * shareA + b.x * shareB, a.y * shareA + b.y * shareB,
+                         a.z * shareA + b.z * shareB, a.w * shareA + b.w * shareB};
     const double size = std::sqrt(sum.x * sum.x + sum.y * sum.y + sum.z * sum.z + sum.w * sum.w);
     if (!(size > 0.0)) return a;
     return {sum.x / size, sum.y / size, sum.z / size, sum.w / size};

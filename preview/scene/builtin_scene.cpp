@@ -10,7 +10,7 @@ constexpr HostItemID kKeyLightId = 0x201;
 constexpr HostItemID kRimLightId = 0x202;
 constexpr HostItemID kCameraId = 0x301;
 
-constexpr int kRings = 64;  // the grid in which the sphere's polygons are counted: from pole to pole,
+constexpr int kRings = 64;      // the grid in which the sphere's polygons are counted: from pole to pole,
 constexpr int kSegments = 128;  // and around
 
 MeshItem makeShape(HostItemID id, const char* name, MeshItem::Shape shape, double size, int surface) {
@@ -74,7 +74,8 @@ Scene makeSphereScene() {
     scene.sky.zenith = {0.09, 0.15, 0.27};
     scene.sky.bounce = {0.10, 0.09, 0.08};
     scene.sky.glow = {2.6, 2.4, 2.1};
-    scene.sky.glowDirection = normalize(scene.lights.front().item.motion.position.at(0.0) - Vec3{0.0, 1.0, 0.0});
+    scene.sky.glowDirection =
+        normalize(scene.lights.front().item.motion.position.at(0.0) - Vec3{0.0, 1.0, 0.0});
     scene.ambient = scene.sky.ambient({0.0, 0.0, -1.0});
     return scene;
 }

@@ -5,8 +5,8 @@
 
 namespace kestrel::preview {
 
-/// A unit sphere, which the script shades, on a ground under a warm key light and a cool rim light. Surface 0 is
-/// the sphere's, surface 1 the ground's.
+/// A unit sphere, which the script shades, on a ground under a warm key light and a cool rim light. Surface 0
+/// is the sphere's, surface 1 the ground's.
 [[nodiscard]] Scene makeSphereScene();
 
 }  // namespace kestrel::preview

@@ -32,9 +32,9 @@ struct Geometry {
     std::vector<Float3> points;
     std::vector<Float3> normals;  ///< unit, one per point; empty: the triangles are flat
     std::vector<std::array<std::uint32_t, 3>> triangles;
-    std::vector<std::int32_t> polygonOf;    ///< per triangle; empty: each is a polygon
-    std::vector<std::uint16_t> surfaceOf;   ///< per triangle, a place in MeshItem::surfaces; empty: all 0
-    std::vector<Influence> influences;      ///< per point; empty: no bone moves it
+    std::vector<std::int32_t> polygonOf;   ///< per triangle; empty: each is a polygon
+    std::vector<std::uint16_t> surfaceOf;  ///< per triangle, a place in MeshItem::surfaces; empty: all 0
+    std::vector<Influence> influences;     ///< per point; empty: no bone moves it
 
     [[nodiscard]] std::int32_t polygon(std::uint32_t triangle) const {
         return polygonOf.empty() ? static_cast<std::int32_t>(triangle) : polygonOf[triangle];

@@ -26,9 +26,10 @@ Transform plainWorldAt(const SceneIndex& index, const Item& item, double time) {
 }
 
 /// Normals turn with the map of the points; the inverse transpose only matters where bones scale unevenly.
-std::shared_ptr<const Geometry> deformed(const SceneIndex& index, const MeshItem& mesh, const Transform& toObject,
-                                         double time) {
-    if (mesh.geometry == nullptr || mesh.geometry->influences.empty() || mesh.bones.empty()) return mesh.geometry;
+std::shared_ptr<const Geometry> deformed(const SceneIndex& index, const MeshItem& mesh,
+                                         const Transform& toObject, double time) {
+    if (mesh.geometry == nullptr || mesh.geometry->influences.empty() || mesh.bones.empty())
+        return mesh.geometry;
     std::vector<Transform> maps;
     maps.reserve(mesh.bones.size());
     for (const HostItemID id : mesh.bones) {

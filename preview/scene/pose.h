@@ -18,7 +18,8 @@ struct PosedMesh {
     Transform toWorld;
     Transform toObject;
     Axes axes;  ///< of toWorld, unit length
-    std::shared_ptr<const Geometry> geometry;  ///< as its bones deform it, in the item's space; null for exact shapes
+    std::shared_ptr<const Geometry>
+        geometry;  ///< as its bones deform it, in the item's space; null for exact shapes
     double dissolve = 0.0;
 };
 

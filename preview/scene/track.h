@@ -28,15 +28,16 @@ template <class T>
 [[nodiscard]] T hermite(const T& a, const T& b, const T& leaving, const T& arriving, double span, double t) {
     const double t2 = t * t;
     const double t3 = t2 * t;
-    return a * (2.0 * t3 - 3.0 * t2 + 1.0) + leaving * (span * (t3 - 2.0 * t2 + t)) + b * (3.0 * t2 - 2.0 * t3) +
-           arriving * (span * (t3 - t2));
+    return a * (2.0 * t3 - 3.0 * t2 + 1.0) + leaving * (span * (t3 - 2.0 * t2 + t)) +
+           b * (3.0 * t2 - 2.0 * t3) + arriving * (span * (t3 - t2));
 }
 [[nodiscard]] inline Quaternion hermite(const Quaternion& a, const Quaternion& b, const Quaternion& leaving,
                                         const Quaternion& arriving, double span, double t) {
     const auto part = [&](double Quaternion::*m) {
         return hermite(a.*m, b.*m, leaving.*m, arriving.*m, span, t);
     };
-    const Quaternion sum{part(&Quaternion::x), part(&Quaternion::y), part(&Quaternion::z), part(&Quaternion::w)};
+    const Quaternion sum{part(&Quaternion::x), part(&Quaternion::y), part(&Quaternion::z),
+                         part(&Quaternion::w)};
     return blend(sum, sum, 0.0);  // back to unit length
 }
 
@@ -79,11 +80,11 @@ private:
 /// How an item moves relative to its parent.
 struct Motion {
     Track<Vec3> position;
-    Track<Vec3> angles;             ///< heading, pitch, bank in radians; used when there is no spin
+    Track<Vec3> angles;  ///< heading, pitch, bank in radians; used when there is no spin
     Track<Quaternion> spin;
-    bool spins = false;             ///< the rotation is `spin`
+    bool spins = false;  ///< the rotation is `spin`
     Track<Vec3> scaling{Vec3{1.0, 1.0, 1.0}};
-    Vec3 pivot;                     ///< the point of the item that its rotation leaves alone
+    Vec3 pivot;  ///< the point of the item that its rotation leaves alone
 
     [[nodiscard]] Axes axes(double time) const {
         return spins ? spin.at(time).axes() : axesFromAngles(angles.at(time));
