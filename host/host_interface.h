@@ -285,7 +285,7 @@ typedef struct ShaderHandlerRecord {
 
 /* Names for HostGlobal, with the record that the lookup returns. All but those marked optional must be there.
  * Those from items to images are looked up and kept, but this version calls none of their operations: a host
- * that knows no scene may return records of nulls. The panels are not even looked up. */
+ * that knows no scene may return records of nulls. The panels are looked up whenever a script begins one. */
 #define HX_SERVICE_MESSAGES "Info Messages"         /* InfoMessages */
 #define HX_SERVICE_FILE_REQUEST "File Request"      /* FileRequestService; optional on a render node */
 #define HX_SERVICE_DIRECTORY_INFO "Directory Info"  /* DirectoryInfoService; optional */
@@ -297,7 +297,7 @@ typedef struct ShaderHandlerRecord {
 #define HX_SERVICE_CAMERA_INFO "HX Camera Info"     /* CameraInfo */
 #define HX_SERVICE_SCENE_INFO "HX Scene Info"       /* SceneInfo */
 #define HX_SERVICE_IMAGE_LIST "HX Image List"       /* ImageList */
-#define HX_SERVICE_PANELS "HXPanelServices"
+#define HX_SERVICE_PANELS "HXPanelServices"         /* PanelServices; optional */
 
 /* Which program the host is. This service is no record: the pointer that the lookup returns is itself the
  * word, of which the top four bits count. Scripts ask for it with runningUnder(). */
@@ -416,6 +416,130 @@ typedef struct ImageList {
     const char* (*name)(HxImageID);
     const char* (*filename)(HxImageID);
 } ImageList;
+
+/* ---- panels ---- */
+
+/* Panels with controls, by which a script asks its user: mostly from its `options`. The service is looked up
+ * with HX_USE_KEEP by the latest lookup function each time a script begins a panel, and released with
+ * HX_USE_RELEASE when it ends it; the record is used in between only. There is one panel at a time.
+ *
+ * Everything is measured in pixels, from the top left corner of the screen for panels and of the panel for
+ * controls. An operation may be null; then the module does without: without `createPanel` or `openPanel`
+ * scripts are told that there are no panels, a control that cannot be added is Nil to them, an attribute that
+ * cannot be read is 0. */
+
+typedef void* HxPanel;   /* made by createPanel, valid until destroyPanel */
+typedef void* HxControl; /* made by addControl, valid until its panel is destroyed */
+
+enum HxPanelAttribute { HXPA_X = 1, HXPA_Y, HXPA_WIDTH, HXPA_HEIGHT };
+
+/* X and Y are those of the whole control. Its label stands at the left of it, LABEL_WIDTH wide with the space
+ * to the field; new controls stand one below the other. */
+enum HxControlAttribute { HXCA_X = 1, HXCA_Y, HXCA_WIDTH, HXCA_HEIGHT, HXCA_LABEL_WIDTH };
+
+enum HxPanelFlag {
+    HXPF_MODAL = 1 << 0,
+    HXPF_CANCEL = 1 << 1
+}; /* openPanel: it waits; it has a cancel button */
+
+/* The classes of controls, and which member of HxControlValue and which fields of HxControlDescriptor each
+ * uses (besides `width`). */
+#define HX_CONTROL_EDIT "EditControl"              /* text */
+#define HX_CONTROL_FILE "FileControl"              /* text: a path */
+#define HX_CONTROL_NUM "NumControl"                /* integer */
+#define HX_CONTROL_BOOL "BoolControl"              /* integer, 0 or 1 */
+#define HX_CONTROL_FLOAT "FloatControl"            /* number */
+#define HX_CONTROL_FVEC "FVecControl"              /* vector */
+#define HX_CONTROL_VEC "VecControl"                /* vector; integerComponents */
+#define HX_CONTROL_MINI_RGB "MiniRGBControl"       /* vector, 0 to 255; integerComponents */
+#define HX_CONTROL_MINI_HSV "MiniHSVControl"       /* vector */
+#define HX_CONTROL_CHOICE "ChoiceControl"          /* integer; choices, flag */
+#define HX_CONTROL_POPUP "PopupControl"            /* integer; choices */
+#define HX_CONTROL_SLIDER "SliderControl"          /* integer; minimum, maximum */
+#define HX_CONTROL_MINI_SLIDER "MiniSliderControl" /* integer; minimum, maximum */
+#define HX_CONTROL_LIST "HXListControl"            /* item; itemType */
+#define HX_CONTROL_INFO "InfoControl"              /* text; a separator, over which the module draws a line */
+#define HX_CONTROL_TEXT "TextControl"              /* none; choices are its lines */
+
+/* HxControlDescriptor.itemType of HX_CONTROL_LIST: an HxItemType, or one of these. */
+enum HxListType { HX_LIST_ALL = -1, HX_LIST_IMAGES = 5 };
+
+/* What a new control is made of. The record, with all that it points to, is read during addControl only. */
+typedef struct HxControlDescriptor {
+    int32_t width;              /* of the field: characters for texts, pixels for sliders; 0: as usual */
+    int32_t integerComponents;  /* 1: the components of the vector are whole numbers */
+    int32_t minimum, maximum;   /* of a slider, as the script gave them, maybe the wrong way round */
+    const char* const* choices; /* texts, ending with a null; null where the class has none */
+    int32_t flag;               /* what the script asked of a choice: 0 or 1, say for its direction */
+    int32_t itemType;           /* which items a list offers; HX_LIST_ALL for other classes */
+} HxControlDescriptor;
+
+enum HxControlValueType {
+    HXCV_NONE = 0, /* the control has no value */
+    HXCV_INTEGER,
+    HXCV_NUMBER,
+    HXCV_VECTOR,
+    HXCV_TEXT,
+    HXCV_ITEM
+};
+
+/* The value of a control; `type` names the one member that counts. The index of a choice is what the script
+ * takes it for, mostly from 1 on, and may be beyond the choices. An item is 0 when none is selected; in a
+ * list of images it is the number of the image from 1, in the order of ImageList. */
+typedef struct HxControlValue {
+    int32_t type; /* HxControlValueType */
+    int32_t integer;
+    double vector[3]; /* HXCV_NUMBER: the first */
+    const char* text; /* null is an empty text */
+    HostItemID item;
+} HxControlValue;
+
+/* Runs whenever the host draws the panel; then drawLine may be called. `user` is what setPanelDraw got. */
+typedef void (*HxPanelDraw)(HxPanel panel, void* user);
+
+typedef struct PanelServices {
+    /* A new, empty panel, not yet shown. Null: there is none to be had. */
+    HxPanel (*createPanel)(const char* title);
+
+    /* Ends a panel with all its controls. It is never called from inside the panel's openPanel: a script that
+     * is unloaded while its panel waits lets go of it when the wait is over. */
+    void (*destroyPanel)(HxPanel panel);
+
+    /* Shows the panel and waits for the user. `flags` are HXPF_MODAL | HXPF_CANCEL. Returns 1 for OK and 0
+     * when cancelled; scripts get what it is. May be called again. While it waits the host may call the
+     * module: samples are left as they are until the script has ended its panel. */
+    int32_t (*openPanel)(HxPanel panel, int32_t flags);
+
+    /* `attribute` is an HxPanelAttribute. */
+    int32_t (*getPanel)(HxPanel panel, int32_t attribute);
+    void (*setPanel)(HxPanel panel, int32_t attribute, int32_t value);
+
+    /* What to run when the panel is drawn; replaces what was set before. `user` is the module's. */
+    void (*setPanelDraw)(HxPanel panel, HxPanelDraw draw, void* user);
+
+    void (*screenSize)(int32_t* width, int32_t* height);
+
+    /* A new control of one of the classes above, below those that are there. Null: this one cannot be added.
+     */
+    HxControl (*addControl)(HxPanel panel, const char* className, const HxControlDescriptor* descriptor,
+                            const char* label);
+
+    /* `attribute` is an HxControlAttribute; HXCA_LABEL_WIDTH is only read. */
+    int32_t (*getControl)(HxControl control, int32_t attribute);
+    void (*setControl)(HxControl control, int32_t attribute, int32_t value);
+
+    /* Draws the control again; called for separators that have been placed. */
+    void (*redrawControl)(HxControl control);
+
+    /* The value has the type of the control's class, and is copied during the call. */
+    void (*setValue)(HxControl control, const HxControlValue* value);
+
+    /* `value` comes as HXCV_NONE. A text stays valid until the next call of an operation. */
+    void (*getValue)(HxControl control, HxControlValue* value);
+
+    /* Draws a horizontal line, with its left end at (x, y) in the panel. */
+    void (*drawLine)(HxPanel panel, int32_t x, int32_t y, int32_t width);
+} PanelServices;
 
 #ifdef __cplusplus
 }
