@@ -89,6 +89,11 @@ bool ModuleHost::activateShader(std::string& error) {
     return result == HXM_OK;
 }
 
+void ModuleHost::edit(HxInstance instance) const {
+    if (const ServerRecord* editor = server("ShaderInterface"))
+        editor->activate(HXM_INTERFACE_VERSION, global_, instance, nullptr);
+}
+
 KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }

@@ -29,6 +29,9 @@ public:
 
     [[nodiscard]] const ShaderHandlerRecord& shader() const noexcept { return shader_; }
 
+    /// Activates the server by which a user edits an instance.
+    void edit(HxInstance instance) const;
+
     /// The means to end a running script; null when the module is not ours.
     [[nodiscard]] KestrelRunWatch* watch() const noexcept;
     /// True when the last run of script code in the instance ended with a fatal error; for null, the same of

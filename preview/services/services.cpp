@@ -3,6 +3,7 @@
 #include "platform/environment.h"
 #include "preview/scene/pose.h"
 #include "preview/services/file_dialog.h"
+#include "preview/services/panel_services.h"
 
 #include <algorithm>
 #include <array>
@@ -253,10 +254,9 @@ ImageList imageService{firstImage, nextImage, imageText, imageText};
 // ---- lookup ----
 
 /// The system-information word is 0 (the animation program), which as a pointer is null; so it has no row.
-/// Panels are not offered: scripts that want them are told so and keep running.
 void* service(const char* name, std::int32_t) {
     if (current == nullptr || name == nullptr) return nullptr;
-    const std::array<std::pair<std::string_view, void*>, 10> services{{
+    const std::array<std::pair<std::string_view, void*>, 11> services{{
         {HX_SERVICE_MESSAGES, &messageService},
         {HX_SERVICE_FILE_REQUEST, &fileRequestService},
         {HX_SERVICE_DIRECTORY_INFO, &directoryService},
@@ -267,6 +267,7 @@ void* service(const char* name, std::int32_t) {
         {HX_SERVICE_CAMERA_INFO, &cameraService},
         {HX_SERVICE_SCENE_INFO, &current->sceneInfo()},
         {HX_SERVICE_IMAGE_LIST, &imageService},
+        {HX_SERVICE_PANELS, panelServices(current->panels())},
     }};
     for (const auto& [offered, record] : services) {
         if (offered == name) return record;

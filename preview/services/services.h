@@ -3,6 +3,7 @@
 
 #include "host/host_interface.h"
 #include "preview/scene/scene.h"
+#include "preview/services/panel.h"
 
 #include <functional>
 #include <map>
@@ -48,6 +49,10 @@ public:
     [[nodiscard]] static IlluminateOperation illuminateOperation() noexcept;
     [[nodiscard]] static RayTraceOperation rayTraceOperation() noexcept;
 
+    /// The panel service. Without a face it is not offered: scripts that want panels are told so and keep
+    /// running.
+    [[nodiscard]] PanelDesk& panels() noexcept { return panels_; }
+
     /// Picture size, sampling and frame range as the scene service tells them.
     [[nodiscard]] SceneInfo& sceneInfo() noexcept { return sceneInfo_; }
 
@@ -65,6 +70,7 @@ private:
     MessageReceiver messages_;
     ShadingOperations* operations_ = nullptr;
     SceneInfo sceneInfo_{};
+    PanelDesk panels_;
     std::map<std::string, std::string> directories_;  // keeps the texts that were handed out
 };
 

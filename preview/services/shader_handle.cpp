@@ -2,28 +2,9 @@
 
 #include "platform/paths.h"
 
-#include <cstring>
-#include <string_view>
-
 namespace kestrel::preview {
 
 namespace {
-
-/// A text state of one line.
-struct OneLine {
-    std::string_view line;
-    bool delivered = false;
-};
-
-std::int32_t readOneLine(void* handle, char* buffer, std::int32_t size) {
-    auto& state = *static_cast<OneLine*>(handle);
-    if (state.delivered || size <= 0) return -1;
-    state.delivered = true;
-    const std::string_view text = state.line.substr(0, static_cast<std::size_t>(size - 1));
-    std::memcpy(buffer, text.data(), text.size());
-    buffer[text.size()] = '\0';
-    return static_cast<std::int32_t>(text.size());
-}
 
 void noteWrite(void* handle, const char*, std::int32_t) {
     *static_cast<bool*>(handle) = true;
@@ -46,11 +27,21 @@ ShaderHandle::~ShaderHandle() {
 }
 
 bool ShaderHandle::loadScript(const std::string& nativePath) {
-    const std::string line = "Script " + platform::systemPath(nativePath);
-    OneLine state{line};
-    const LoadState load{HX_STATE_TEXT, &state, readOneLine};
-    host_.shader().load(instance_, &load);
+    return loadScript(nativePath, InstanceState{});
+}
+
+bool ShaderHandle::loadScript(const std::string& nativePath, const InstanceState& settings) {
+    const InstanceState state = withScript(settings, platform::systemPath(nativePath));
+    const StateReader reader(state);
+    host_.shader().load(instance_, reader.loadState());
     return hasScript();
+}
+
+std::optional<InstanceState> ShaderHandle::save(std::int32_t mode) const {
+    StateWriter writer(mode);
+    host_.shader().save(instance_, writer.saveState());
+    if (writer.overflowed()) return std::nullopt;
+    return writer.take();
 }
 
 std::string ShaderHandle::describe() const {

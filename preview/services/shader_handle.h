@@ -1,9 +1,11 @@
 // The preview's handle of one shader instance, which lives in the module.
 #pragma once
 
+#include "preview/services/instance_state.h"
 #include "preview/services/module_host.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kestrel::preview {
@@ -21,6 +23,15 @@ public:
     /// @param nativePath  the script's file
     /// @return false when the script did not load (its messages have gone to the host's message service)
     [[nodiscard]] bool loadScript(const std::string& nativePath);
+    /// The same with the settings that the script stored earlier.
+    /// @param settings  the script that they name does not matter
+    [[nodiscard]] bool loadScript(const std::string& nativePath, const InstanceState& settings);
+    /// What the host would store in its scene. Runs the script's `save`.
+    /// @param mode  HxStateMode
+    /// @return nothing when the script wrote without end
+    [[nodiscard]] std::optional<InstanceState> save(std::int32_t mode) const;
+    /// Lets the user edit the settings: runs the script's `options`.
+    void edit() { host_.edit(instance_); }
 
     void init() { host_.shader().init(instance_); }
     void newTime(std::int32_t frame, double time) { host_.shader().newTime(instance_, frame, time); }
