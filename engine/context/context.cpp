@@ -23,7 +23,7 @@ void EngineContext::reset() {
     resources.clear();
     arrays.clear();
     records.clear();
-    looseRecords = 0;
+    looseObjects = 0;
     pool.teardown();
     program = std::make_unique<Program>();
     reporter.files = &program->files;

@@ -143,7 +143,7 @@ public:
     int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
     std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every array of the script, until teardown
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
-    std::size_t looseRecords = 0;                          ///< instances that nobody holds
+    std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds
     std::vector<std::unique_ptr<ScriptResource>>
         resources;  ///< let go before the pool, in which they keep texts
 

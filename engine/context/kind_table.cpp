@@ -15,4 +15,8 @@ void KindTable::add(ObjectKind& kind, std::span<const std::int32_t> tags) {
     for (const std::int32_t tag : tags) kinds_.at(static_cast<std::size_t>(tag)) = &kind;
 }
 
+void KindTable::sweep(EngineContext& ctx) const {
+    for (ObjectKind* kind : entered_) kind->sweep(ctx);
+}
+
 }  // namespace kestrel

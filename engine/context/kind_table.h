@@ -36,6 +36,8 @@ public:
     }
     /// Names of all data members and methods.
     [[nodiscard]] const NameTable& names() const noexcept { return names_; }
+    /// Lets every kind release the objects that nobody holds.
+    void sweep(EngineContext& ctx) const;
     /// All kinds in the order in which they were entered, the values first.
     [[nodiscard]] std::span<ObjectKind* const> all() const noexcept { return entered_; }
 

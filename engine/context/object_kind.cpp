@@ -20,6 +20,11 @@ void reportUnknownObject(EngineContext& ctx, const MemberAccess& access) {
     ctx.report(MessageId::UnknownObject, access.owner(), access.object->name);
 }
 
+/// Objects that could have members but have none say so in words of their own.
+bool knowsMembers(const ObjectInterface& interface) noexcept {
+    return !interface.members().empty() || interface.wording().unknownMemberRead.given();
+}
+
 void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
     ctx.report(MessageId::UnknownRecordMember, access.owner(), access.object->name, access.member);
 }
@@ -62,7 +67,7 @@ ObjectKind::ObjectKind(ObjectInterface interface, KindTraits traits)
 
 void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
     const ObjectInterface& interface = interfaceOf(*access.object);
-    if (interface.members().empty()) return reportUnknownObject(ctx, access);
+    if (!knowsMembers(interface)) return reportUnknownObject(ctx, access);
     if (!beginRead(ctx, access)) return;
     const MemberRow* row = interface.member(access.name);
     if (row == nullptr) return unknownMember(ctx, interface, access, true);
@@ -75,7 +80,7 @@ void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
 
 void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
     const ObjectInterface& interface = interfaceOf(*access.object);
-    if (interface.members().empty()) return reportUnknownObject(ctx, access);
+    if (!knowsMembers(interface)) return reportUnknownObject(ctx, access);
     if (!beginWrite(ctx, access, value, op)) return;
     const MemberRow* row = interface.member(access.name);
     if (row == nullptr) return unknownMember(ctx, interface, access, false);
@@ -163,6 +168,8 @@ void* ObjectKind::assigned(EngineContext&, void* object) {
 void ObjectKind::hold(EngineContext&, void*) {}
 
 void ObjectKind::drop(EngineContext&, void*) {}
+
+void ObjectKind::sweep(EngineContext&) {}
 
 const ObjectInterface& ObjectKind::interfaceOf(const Variable&) const {
     return interface_;

@@ -167,8 +167,10 @@ struct StoredAs {
 
 /// What kinds differ in without any code.
 struct KindTraits {
-    /// Holders are counted: hold() and drop() matter, and a function's locals let go at its end.
+    /// Holders are counted: hold(), drop() and sweep() matter.
     bool counted = false;
+    /// A function's locals let go at its end; those of other kinds keep what they hold to the next call.
+    bool endsWithCall = false;
     /// append() may add it to an array.
     bool appendable = false;
 };
@@ -220,6 +222,9 @@ public:
     [[nodiscard]] virtual void* assigned(EngineContext& ctx, void* object);
     virtual void hold(EngineContext& ctx, void* object);
     virtual void drop(EngineContext& ctx, void* object);
+    /// Releases the objects that nobody holds and no cell on the stack refers to. Run when there are many:
+    /// EngineContext::looseObjects counts them.
+    virtual void sweep(EngineContext& ctx);
 
 protected:
     // ---- hooks of the dispatch

@@ -13,7 +13,7 @@ namespace {
 
 RecordInstance* registerRecord(EngineContext& ctx, std::unique_ptr<RecordInstance> record) {
     record->index = ctx.records.size();
-    ++ctx.looseRecords;
+    ++ctx.looseObjects;
     ctx.records.push_back(std::move(record));
     return ctx.records.back().get();
 }
@@ -73,28 +73,16 @@ RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source) {
     return registerRecord(ctx, std::move(record));
 }
 
-// Counted at the ends: looseRecords says how many nobody holds.
+// Counted at the ends: looseObjects says how many nobody holds.
 void holdRecord(EngineContext& ctx, RecordInstance* record) noexcept {
-    if (record != nullptr && record->holders++ == 0) --ctx.looseRecords;
+    if (record != nullptr && record->holders++ == 0) --ctx.looseObjects;
 }
 
 void dropRecord(EngineContext& ctx, RecordInstance* record) noexcept {
-    if (record != nullptr && --record->holders == 0) ++ctx.looseRecords;
+    if (record != nullptr && --record->holders == 0) ++ctx.looseObjects;
 }
 
-void sweepRecords(EngineContext& ctx) {
-    std::unordered_set<const RecordInstance*> onStack;
-    for (int i = 0; i < ctx.stack.size(); ++i)
-        if (ctx.stack.at(i).type == UserRecord) onStack.insert(ctx.stack.at(i).payload.record);
-    for (std::size_t i = ctx.records.size(); i > 0; --i) {
-        const RecordInstance& record = *ctx.records[i - 1];
-        if (record.holders != 0 || onStack.contains(&record)) continue;
-        --ctx.looseRecords;
-        destroyRecord(ctx, i - 1);
-    }
-}
-
-RecordKind::RecordKind() : ValueKind("record", {}, kValueWording, {.counted = true}) {}
+RecordKind::RecordKind() : ValueKind("record", {}, kValueWording, {.counted = true, .endsWithCall = true}) {}
 
 void RecordKind::readField(EngineContext& ctx, const MemberAccess& access) {
     if (const RecordMember* member = findMember(access))
@@ -152,6 +140,18 @@ void RecordKind::hold(EngineContext& ctx, void* object) {
 
 void RecordKind::drop(EngineContext& ctx, void* object) {
     dropRecord(ctx, instance(object));
+}
+
+void RecordKind::sweep(EngineContext& ctx) {
+    std::unordered_set<const RecordInstance*> onStack;
+    for (int i = 0; i < ctx.stack.size(); ++i)
+        if (ctx.stack.at(i).type == UserRecord) onStack.insert(ctx.stack.at(i).payload.record);
+    for (std::size_t i = ctx.records.size(); i > 0; --i) {
+        const RecordInstance& record = *ctx.records[i - 1];
+        if (record.holders != 0 || onStack.contains(&record)) continue;
+        --ctx.looseObjects;
+        destroyRecord(ctx, i - 1);
+    }
 }
 
 }  // namespace kestrel

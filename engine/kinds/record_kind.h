@@ -28,6 +28,7 @@ public:
     [[nodiscard]] void* assigned(EngineContext& ctx, void* object) override;
     void hold(EngineContext& ctx, void* object) override;
     void drop(EngineContext& ctx, void* object) override;
+    void sweep(EngineContext& ctx) override;
 };
 
 /// A new instance with the declared members and their initial values. Nobody holds it yet.
@@ -37,7 +38,5 @@ RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source);
 /// A holder takes / lets go of an instance; null is allowed.
 void holdRecord(EngineContext& ctx, RecordInstance* record) noexcept;
 void dropRecord(EngineContext& ctx, RecordInstance* record) noexcept;
-/// Releases the instances that nobody holds and no cell on the stack refers to.
-void sweepRecords(EngineContext& ctx);
 
 }  // namespace kestrel

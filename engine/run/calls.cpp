@@ -173,13 +173,13 @@ void refillCaller(EngineContext& ctx) {
     while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
 }
 
-/// A function's local objects of counted kinds end with its activation, unless they are among the values it
+/// A function's local objects of some kinds end with its activation, unless they are among the values it
 /// returns; those stay alive as long as the stack refers to them.
 void releaseLocalObjects(EngineContext& ctx, FunctionRecord& function) {
     for (Variable* local = function.locals.head; local != nullptr; local = local->next) {
         if (!isObjectKind(local->type)) continue;
         ObjectKind& kind = ctx.kinds().of(local->type);
-        if (!kind.traits().counted) continue;
+        if (!kind.traits().endsWithCall) continue;
         kind.drop(ctx, local->object);
         local->type = Nil;
         local->object = nullptr;

@@ -15,7 +15,7 @@
 
 #include "engine/run/interpreter.h"
 
-#include "engine/kinds/record_kind.h"
+#include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/operators.h"
@@ -52,7 +52,7 @@ private:
 
 void sweep(EngineContext& ctx) {
     if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
-    if (ctx.looseRecords > kSweepInterval) sweepRecords(ctx);
+    if (ctx.looseObjects > kSweepInterval) ctx.kinds().sweep(ctx);
 }
 
 /// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
