@@ -100,7 +100,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455332u
+#define KESTREL_EXTENSION_MAGIC 0x4b455333u
 
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
@@ -128,6 +128,11 @@ typedef struct KestrelModule {
     /* From inside "Info Messages": the name of the message, such as "division-by-zero", which no version
      * changes; null when there is none. May be null. */
     const char* (*messageName)(void);
+    /* The names of the items that the instance's script depends on, as it says, ending with a null; null when
+     * it says nothing. They are the module's, until the script runs again or the instance is destroyed. Who
+     * wants to be sure that usedItems() comes back looks first whether each object that is not named has only
+     * bones that are. May be null. */
+    const char* const* (*effectedBy)(void* instance);
 } KestrelModule;
 
 /* ---- scene items ---- */
@@ -277,15 +282,22 @@ typedef struct ShaderHandlerRecord {
      * what the script chose. It lies in a buffer of the module until the next describe() of any instance. */
     const char* (*describe)(HxInstance);
 
-    /* The items that affect the surface, ending with 0; null for none, and in this version always. */
+    /* The items that affect the surface, ending with 0: the mesh objects, bones and lights that the script
+     * names by its effectedby(), and for the name "Camera" the first camera. Null when it names nothing. The
+     * array is the module's, until the next usedItems() of the instance or of one that shares its script.
+     * An object that is not named is asked for its bones, and a bone that is not named is asked for its name
+     * again and again: then this call does not return, until KestrelRunWatch says so, with null. See
+     * KestrelModule.effectedBy. */
     const HostItemID* (*usedItems)(HxInstance);
 } ShaderHandlerRecord;
 
 /* ---- host services ---- */
 
 /* Names for HostGlobal, with the record that the lookup returns. All but those marked optional must be there.
- * Those from items to images are looked up and kept, but this version calls none of their operations: a host
- * that knows no scene may return records of nulls. The panels are looked up whenever a script begins one. */
+ * Those from items to images tell scripts of the scene. They are asked from inside any call that runs a
+ * script, as often as the script likes, and answer for the scene as it is then. A null operation makes what
+ * needs it Nil in scripts, without a message: a host that knows no scene may return records of nulls. The
+ * panels are looked up whenever a script begins one. */
 #define HX_SERVICE_MESSAGES "Info Messages"         /* InfoMessages */
 #define HX_SERVICE_FILE_REQUEST "File Request"      /* FileRequestService; optional on a render node */
 #define HX_SERVICE_DIRECTORY_INFO "Directory Info"  /* DirectoryInfoService; optional */
@@ -332,84 +344,115 @@ typedef struct DirectoryInfoService {
     const char* (*dirInfo)(const char* kind);
 } DirectoryInfoService;
 
-/* Parameter codes of ItemInfo.param and limits. */
+/* The operations about the scene have these in common. Items are named by their numbers, which are never 0
+ * for a real item; the module asks about numbers only that it got from the host, in a sample or from one of
+ * these operations, and never about 0. A script may keep one for longer than the item exists. An operation
+ * that has no answer gives 0, a null text or zeros. Texts are copied at once. Times are seconds, angles
+ * radians, distances those of the scene, colours red, green and blue with 1 for full. What an operation
+ * stores in is the module's and holds zeros before. */
+
+/* Parameter codes of ItemInfo.param and limits, and of BoneInfo.restParam. */
 enum HxItemParam {
-    HXIP_POSITION = 1,
-    HXIP_RIGHT,
+    HXIP_POSITION = 1, /* in the space of the parent */
+    HXIP_RIGHT,        /* unit directions */
     HXIP_UP,
     HXIP_FORWARD,
-    HXIP_ROTATION,
+    HXIP_ROTATION, /* heading, pitch and bank */
     HXIP_SCALING,
     HXIP_PIVOT,
-    HXIP_W_POSITION,
+    HXIP_W_POSITION, /* in the world, as what follows */
     HXIP_W_RIGHT,
     HXIP_W_UP,
     HXIP_W_FORWARD
 };
 
+/* What there is in the scene, and where. */
 typedef struct ItemInfo {
+    /* The first item of a type, an HxItemType but HX_SCENE; a bone's `parent` is its object, for others it is
+     * 0. 0 = there is none. */
     HostItemID (*first)(int32_t type, HostItemID parent);
+    /* The next item of the same type, and for a bone of the same object. 0 = that was the last. */
     HostItemID (*next)(HostItemID);
+    /* The first item that hangs on this one, and the one behind `previousChild`, which firstChild or
+     * nextChild gave for this item before. 0 = there is none. */
     HostItemID (*firstChild)(HostItemID);
     HostItemID (*nextChild)(HostItemID item, HostItemID previousChild);
+    /* The item on which this one hangs, at which it looks, and to which it reaches. 0 = none. */
     HostItemID (*parent)(HostItemID);
     HostItemID (*target)(HostItemID);
     HostItemID (*goal)(HostItemID);
+    /* An HxItemType. Scripts treat what is none as a mesh object. */
     int32_t (*type)(HostItemID);
+    /* The name that the user gave it. Scripts find items by it, letter for letter. */
     const char* (*name)(HostItemID);
+    /* A vector of the item at a time; `param` is an HxItemParam. */
     void (*param)(HostItemID, int32_t param, double time, double out[3]);
-    uint32_t (*limits)(HostItemID, int32_t param, double min[3],
-                       double max[3]); /* mask of unlimited components */
+    /* Its bounds. Returns a mask of the components without bounds, bit 0 for the first to bit 2 for the
+     * third; what is stored for those is not looked at. */
+    uint32_t (*limits)(HostItemID, int32_t param, double min[3], double max[3]);
 } ItemInfo;
 
+/* Mesh objects. */
 typedef struct ObjectInfo {
-    const char* (*filename)(HostItemID);
+    const char* (*filename)(HostItemID); /* null for an object without a file */
     int32_t (*numPoints)(HostItemID);
     int32_t (*numPolygons)(HostItemID);
+    /* Bits 0 to 2, which scripts read as shadows[1] to shadows[3]: what the host offers for shadows, such as
+     * on itself, on others, and from others. */
     uint32_t (*shadowOptions)(HostItemID);
+    /* 0 = wholly there, 1 = dissolved. Asked about every kind of item. */
     double (*dissolve)(HostItemID, double time);
 } ObjectInfo;
 
+/* Bones. */
 typedef struct BoneInfo {
-    uint32_t (*flags)(HostItemID);
+    uint32_t (*flags)(HostItemID); /* bits 0 and 1: which scripts read as flags[1] and flags[2] */
+    /* A vector as the bone was at rest; `param` is an HxItemParam. */
     void (*restParam)(HostItemID, int32_t param, double out[3]);
     double (*restLength)(HostItemID);
+    /* The radii within which it has its full effect, and beyond which none. */
     void (*limits)(HostItemID, double* inner, double* outer);
 } BoneInfo;
 
+/* Lights. */
 typedef struct LightInfo {
-    void (*ambient)(double time, double out[3]);
-    int32_t (*type)(HostItemID);
-    void (*color)(HostItemID, double time, double out[3]);
+    void (*ambient)(double time, double out[3]); /* the colour that is everywhere, times its intensity */
+    int32_t (*type)(HostItemID);                 /* the host's own numbers, as for shadowType */
+    void (*color)(HostItemID, double time, double out[3]); /* times its intensity */
     int32_t (*shadowType)(HostItemID);
+    /* The angle from the axis of a spotlight's cone to its edge, and how much of that is the soft edge. */
     void (*coneAngles)(HostItemID, double* radius, double* edge);
 } LightInfo;
 
+/* Cameras. */
 typedef struct CameraInfo {
-    double (*zoomFactor)(HostItemID, double time);
-    double (*focalLength)(HostItemID, double time);
-    double (*focalDistance)(HostItemID, double time);
-    double (*fStop)(HostItemID, double time);
-    double (*blurLength)(HostItemID, double time);
-    void (*fovAngles)(HostItemID, double time, double* horizontal, double* vertical);
+    double (*zoomFactor)(HostItemID, double time); /* 1 over the tangent of half the vertical angle of view */
+    double (*focalLength)(HostItemID, double time);   /* millimetres */
+    double (*focalDistance)(HostItemID, double time); /* where it is sharp; scripts read it as fStop() too */
+    double (*fStop)(HostItemID, double time);         /* never called */
+    double (*blurLength)(HostItemID, double time);    /* how long the shutter is open, in frames */
+    void (*fovAngles)(HostItemID, double time, double* horizontal,
+                      double* vertical); /* whole angles of view */
 } CameraInfo;
 
+/* The scene: a record of values, which the host keeps up to date. */
 typedef struct SceneInfo {
-    const char* name;
-    const char* filename;
-    int32_t numPoints, numPolygons;
-    int32_t renderType;
-    uint32_t renderOptions;
+    const char* name;               /* may be null, as the file's */
+    const char* filename;           /* null for a scene that was never saved */
+    int32_t numPoints, numPolygons; /* of all objects */
+    int32_t renderType;             /* the host's own numbers */
+    uint32_t renderOptions;         /* bits 0 to 7, which scripts read as renderopts[1] to renderopts[8] */
     int32_t frameStart, frameEnd, frameStep;
     double framesPerSecond;
-    int32_t frameWidth, frameHeight;
-    double pixelAspect;
+    int32_t frameWidth, frameHeight; /* pixels */
+    double pixelAspect;              /* width of a pixel over its height */
     int32_t minSamplesPerPixel, maxSamplesPerPixel;
-    int32_t limitedRegion[4];
+    int32_t limitedRegion[4]; /* left, top, right and bottom in pixels */
 } SceneInfo;
 
 typedef void* HxImageID;
 
+/* The images of the scene. Looked up, but in this version no script can ask for them. */
 typedef struct ImageList {
     HxImageID (*first)(void);
     HxImageID (*next)(HxImageID);

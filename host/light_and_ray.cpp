@@ -1,6 +1,7 @@
 // illuminate and raytrace: what the host knows at the current sample beyond the sample itself.
 #include "engine/operations/arrays.h"
 #include "host/host_builtins.h"
+#include "host/scene_item.h"
 #include "host/shader_context.h"
 
 #include <array>

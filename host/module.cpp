@@ -4,6 +4,7 @@
 #include "host/host_interface.h"
 #include "host/plugin_state.h"
 #include "host/state_io.h"
+#include "host/used_items.h"
 
 #include <cstddef>
 #include <exception>
@@ -108,9 +109,12 @@ const char* describeCallback(HxInstance handle) {
     return text;
 }
 
-/// No script can name the items that affect it yet, so there is never a list.
-const HostItemID* usedItemsCallback(HxInstance) {
-    return nullptr;
+const HostItemID* usedItemsCallback(HxInstance handle) {
+    const HostItemID* items = nullptr;
+    withInstance(handle, [&](ShaderInstance& instance) {
+        if (LoadedScript* script = instance.script()) items = findUsedItems(script->engine, script->host);
+    });
+    return items;
 }
 
 // ---- what tools may ask ----
@@ -121,6 +125,12 @@ std::int32_t lastRunAborted(void* handle) {
     return script != nullptr && script->engine.run.abort ? 1 : 0;
 }
 
+const char* const* effectedByNames(void* handle) {
+    if (handle == nullptr) return nullptr;
+    const LoadedScript* script = static_cast<const ShaderInstance*>(handle)->script();
+    return script != nullptr ? script->host.effectedBy.list() : nullptr;
+}
+
 // ---- activation ----
 
 template <class Service>
@@ -129,7 +139,7 @@ bool lookUp(HostGlobal global, const char* name, HxServiceUse use, const Service
     return service != nullptr;
 }
 
-bool acquireSceneServices(HostGlobal global, HostServices& services) {
+bool acquireSceneServices(HostGlobal global, SceneServices& services) {
     bool complete = lookUp(global, HX_SERVICE_ITEM_INFO, HX_USE_KEEP, services.items);
     complete = lookUp(global, HX_SERVICE_OBJECT_INFO, HX_USE_KEEP, services.objects) && complete;
     complete = lookUp(global, HX_SERVICE_BONE_INFO, HX_USE_KEEP, services.bones) && complete;
@@ -153,7 +163,7 @@ bool acquireServices(PluginState& state, HostGlobal global) {
         state.messages.showOwn(*services.messages, MessageId::ServiceMissing);
         return false;
     }
-    if (!acquireSceneServices(global, services)) {
+    if (!acquireSceneServices(global, state.environment.scene)) {
         state.messages.showOwn(*services.messages, MessageId::SceneServiceMissing);
         return false;
     }
@@ -235,5 +245,6 @@ KestrelModule _mod_descrip = {
     kestrel::lastRunAborted,
     kestrel::placeOfMessage,
     kestrel::nameOfMessage,
+    kestrel::effectedByNames,
 };
 }

@@ -12,18 +12,12 @@
 
 namespace kestrel {
 
-/// The host's services. They are looked up once in the process; after their release the pointers stay in use.
+/// The host's services, but for those about its scene, which ScriptEnvironment has. They are looked up once
+/// in the process; after their release the pointers stay in use.
 struct HostServices {
     const InfoMessages* messages = nullptr;
     const FileRequestService* fileRequest = nullptr;
     const DirectoryInfoService* directoryInfo = nullptr;
-    const ItemInfo* items = nullptr;
-    const ObjectInfo* objects = nullptr;
-    const BoneInfo* bones = nullptr;
-    const LightInfo* lights = nullptr;
-    const CameraInfo* cameras = nullptr;
-    const SceneInfo* scene = nullptr;
-    const ImageList* images = nullptr;
 };
 
 /// The engine's messages on their way to the host's message boxes.

@@ -3,14 +3,15 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "host/effected_by.h"
 #include "host/host_interface.h"
-#include "host/scene_item.h"
+#include "host/scene_item_pool.h"
 #include "host/state_object.h"
 
 #include <array>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 namespace kestrel {
 
@@ -32,18 +33,9 @@ struct ShaderContext {
     // Scripts may keep the object that they were handed, so it lives as long as they do.
     StateObject loadObject{true, false};
     StateObject saveObject{false, false};
-
-    /// The record of a scene item. One per item, so that asking for it at every sample does not allocate.
-    SceneItem& sceneItem(std::int32_t kind, HostItemID item) {
-        const std::uint64_t key = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(kind)) << 32) | item;
-        SceneItem& record = sceneItems_[key];
-        record.kind = kind;
-        record.item = item;
-        return record;
-    }
-
-private:
-    std::unordered_map<std::uint64_t, SceneItem> sceneItems_;
+    SceneItemPool items;                ///< behind the script's values of type HxObject
+    EffectedBy effectedBy;              ///< what the surface depends on, as the script says
+    std::vector<HostItemID> usedItems;  ///< what the latest `usedItems` gave out
 };
 
 [[nodiscard]] inline ShaderContext& shaderContext(const EngineContext& ctx) noexcept {

@@ -34,8 +34,8 @@ void readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
 }
 
 void readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
-    SceneItem& item = shaderContext(ctx).sceneItem(HX_MESH, load<HostItemID>(ctx, row.detail));
-    ctx.stack.push(ValueCell::ofObject(HxObject, &item));
+    SceneItem* item = shaderContext(ctx).items.make(ctx, HX_MESH, load<HostItemID>(ctx, row.detail));
+    ctx.stack.push(item != nullptr ? ValueCell::ofObject(HxObject, item) : ValueCell::ofNil());
 }
 
 void readNothing(EngineContext&, const MemberAccess&, const MemberRow&) {}

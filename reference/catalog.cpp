@@ -124,18 +124,17 @@ Section members() {
                     {},
                     true};
     const ObjectKinds kinds;
-    std::set<const MethodRow*> shown;  // kinds share the methods of all values
+    std::set<std::string_view> shown;  // what kinds share is shown once
     for (ObjectKind* kind : kinds.table().all()) {
         for (const ObjectInterface& interface : kind->interfaces()) {
             Group group{std::string(interface.label()), {}};
             group.title.front() = ascii::upper(group.title.front());
             std::string variable(1, ascii::lower(interface.label().front()));
-            if (!interface.methods().empty() && shown.insert(interface.methods().data()).second) {
-                for (const MethodRow& row : interface.methods()) {
-                    const std::string_view name = row.signature.substr(0, row.signature.find('('));
-                    variable = name.substr(0, name.find('.'));
-                    group.entries.push_back(makeEntry(name, row.signature, row.description));
-                }
+            for (const MethodRow& row : interface.methods()) {
+                if (!shown.insert(row.signature).second) continue;
+                const std::string_view name = row.signature.substr(0, row.signature.find('('));
+                variable = name.substr(0, name.find('.'));
+                group.entries.push_back(makeEntry(name, row.signature, row.description));
             }
             for (const MemberRow& row : interface.members())
                 group.entries.push_back(makeEntry(row, variable));

@@ -107,8 +107,9 @@ TEST(Reference, NamesAreFoundAsTheyAreWritten) {
     EXPECT_EQ(found("SIN"), "functions:sin ");
     EXPECT_EQ(found("strLeft"), "functions:strleft ");
     EXPECT_EQ(found("File"), "functions:File [File] ") << "not file, which differs";
-    for (const char* name : {"color", "sa.color", "sample.color[1]", "shading sample.color"})
-        EXPECT_EQ(found(name), "members:sa.color ") << name;
+    for (const char* name : {"wNorm", "sa.wNorm", "sample.wNorm[1]", "shading sample.wNorm"})
+        EXPECT_EQ(found(name), "members:sa.wNorm ") << name;
+    EXPECT_EQ(found("lamp.color"), "members:sa.color members:l.color ");
     EXPECT_EQ(found("File.read"), "members:f.read ");
     EXPECT_EQ(found("v.x"), "members:v.x ");
     EXPECT_EQ(found("vectors"), "[Vectors and points] ");

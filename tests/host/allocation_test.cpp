@@ -49,6 +49,8 @@ namespace {
 
 TEST(Allocation, AScriptThatOnlyComputesDoesNotAllocate) {
     FakeHost host;
+    host.scene.furnish();
+    host.scene.recording = false;
     const HxInstance instance = host.createWith(R"(
 scale = 4;
 noise: x, y
@@ -78,6 +80,15 @@ process: sa
     if (sa.sx % 2 == 0) sa.color[1] = sum; else sa.color[1] = p.x;
     sa.color[2] += dot3d(p, <0, 1, 0>);
     if (sa.objID == sa.objID) sa.luminous = max(sum, 0.1);
+    item = sa.objID;
+    for (child = item.firstChild(); child; child = item.nextChild()) sa.eta = child.type;
+    for (bone = item.bone(); bone; bone = bone.next()) sa.roughness = bone.restlength;
+    q = item.getWorldPosition(0) + item.param(SCALING, 0);
+    (a, b, c, e, f, h) = item.limits(POSITION);
+    lamp = getfirstitem(LIGHT);
+    (r, g, b) = lamp.rgbcolor(0);
+    scene = getfirstitem(SCENE);
+    sa.specular = q.x + r + scene.framewidth;
     (d, r, g, b) = raytrace(<0,0,0>, <0,0,1>);
     sa.mirror = d;
 }
@@ -90,7 +101,7 @@ process: sa
             sample.sx = i;
             sample.oPos[0] = i * 0.01;
             sample.wPos[1] = i * 0.02;
-            sample.objID = static_cast<HostItemID>(i % 3 + 1);
+            sample.objID = static_cast<HostItemID>(i % 2 + 10);
             host.handler.evaluate(instance, &sample);
         }
     };
@@ -100,6 +111,7 @@ process: sa
     EXPECT_EQ(allocations - before, 0u);
     EXPECT_EQ(host.shown(), Lines{});
     EXPECT_EQ(sample.mirror, 2.5);
+    EXPECT_EQ(sample.specular, 11.0 * 2 + 255 + 640);
 }
 
 }  // namespace

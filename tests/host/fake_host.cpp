@@ -44,7 +44,6 @@ void* lookUp(const char* name, std::int32_t use) {
                                  [](const char* a, const char* b) { record("warning", a, b); }};
     static FileRequestService requester{fileRequest};
     static DirectoryInfoService directories{directoryOfKind};
-    static char sceneService = 0;  // no operation of these is called yet
     host->lookups.push_back(std::string(name) + " " + std::to_string(use));
     const std::string_view service = name;
     if (service == HX_SERVICE_SYSTEM_INFO) return reinterpret_cast<void*>(host->systemInfo);
@@ -52,7 +51,7 @@ void* lookUp(const char* name, std::int32_t use) {
     if (service == HX_SERVICE_MESSAGES) return &messages;
     if (service == HX_SERVICE_FILE_REQUEST) return &requester;
     if (service == HX_SERVICE_DIRECTORY_INFO) return &directories;
-    return &sceneService;
+    return host->scene.service(service);
 }
 
 const ServerRecord& server(const KestrelModule& module, std::string_view className) {

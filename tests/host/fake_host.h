@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/host_interface.h"
+#include "tests/host/fake_scene.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,7 @@ public:
     int dialogResult = 0;    ///< what the file dialog returns; below 1 = cancelled
     std::string chosenFile;  ///< full path that the file dialog gives
     std::string chosenDirectory;
+    FakeScene scene;
 
     // What the module did.
     std::vector<std::string> lookups;   ///< "name use"

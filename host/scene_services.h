@@ -1,0 +1,28 @@
+// What a host tells of its scene.
+#pragma once
+
+#include "host/host_interface.h"
+
+namespace kestrel {
+
+/// The host's services about its scene. A null service, or a service without the operation that is asked for,
+/// answers every question with Nil.
+struct SceneServices {
+    const ItemInfo* items = nullptr;
+    const ObjectInfo* objects = nullptr;
+    const BoneInfo* bones = nullptr;
+    const LightInfo* lights = nullptr;
+    const CameraInfo* cameras = nullptr;
+    const SceneInfo* scene = nullptr;
+    const ImageList* images = nullptr;
+
+    /// @return null where the service or its operation is missing
+    template <class Service, class Operation>
+    [[nodiscard]] Operation operation(const Service* SceneServices::*service,
+                                      Operation Service::*operation) const noexcept {
+        const Service* record = this->*service;
+        return record != nullptr ? record->*operation : nullptr;
+    }
+};
+
+}  // namespace kestrel
