@@ -26,7 +26,10 @@ struct RenderCommand {
 std::optional<preview::Image> renderPicture(const RenderCommand& options, ModuleSession& session, bool json) {
     ProgressBar bar(!json && platform::isTerminal(platform::Stream::Error));
     session.setBeforeMessage([&bar] { bar.clear(); });
-    const preview::RenderOptions picture{options.size.width, options.size.height, options.samples};
+    preview::RenderOptions picture;
+    picture.width = options.size.width;
+    picture.height = options.size.height;
+    picture.samples = options.samples;
     std::optional<preview::Image> image =
         preview::render(session.pose(), session.shading(), picture, [&](double done) {
             bar.update(done);

@@ -130,7 +130,8 @@ bool ModuleSession::open() {
         complain("the module makes no shader instance", kExitUnusable);
         return false;
     }
-    shading_ = std::make_unique<preview::Shading>(*pose_, *caster_, shader_.get());
+    shading_ =
+        std::make_unique<preview::Shading>(*pose_, *caster_, std::span<const preview::SurfaceShader>());
     services_.setOperations(shading_.get());
     return true;
 }
@@ -148,7 +149,8 @@ bool ModuleSession::begin() {
     shader_->newTime(options_.frame, options_.seconds());
     if (!settle()) return false;
     mask_ = shader_->flags();
-    shading_->setMask(mask_);
+    const preview::SurfaceShader scripted{shader_.get(), mask_};
+    shading_->setShaders({&scripted, 1});
     return settle();
 }
 

@@ -6,28 +6,26 @@
 
 namespace kestrel::preview {
 
-/// A stream of numbers in 0..1 for one sample of one pixel.
-/// Source: SplitMix64
-class SampleStream {
-public:
-    SampleStream(std::int32_t x, std::int32_t y, std::int32_t sample) noexcept
-        : state_(mixBits((static_cast<std::uint64_t>(static_cast<std::uint32_t>(x)) << 32) ^
-                         static_cast<std::uint32_t>(y)) +
-                 static_cast<std::uint64_t>(static_cast<std::uint32_t>(sample)) * kStep) {}
+/// A place in the unit square: both parts in 0..1, 1 excluded.
+struct UnitPoint {
+    double u;
+    double v;
+};
 
-    [[nodiscard]] double next() noexcept {
-        state_ += kStep;
-        return static_cast<double>(mixBits(state_) >> 11) * 0x1p-53;
-    }
+/// Places in the unit square for all that is left to chance in one sample of one pixel. A dimension is one
+/// such choice, such as the place on a light. For each of them the samples of a pixel are spread so evenly
+/// that of any aligned 2^k of them one lies in each of 2^k equal boxes, whichever way the square is divided
+/// into boxes by powers of two. Dimensions and pixels have nothing to do with each other. Source: Burley,
+/// "Practical Hash-based Owen Scrambling" (2020), with the permutation of Vegdahl (2021)
+class PixelSampler {
+public:
+    PixelSampler(std::int32_t x, std::int32_t y, std::int32_t index) noexcept;
+
+    [[nodiscard]] UnitPoint at(std::uint32_t dimension) const noexcept;
 
 private:
-    static constexpr std::uint64_t kStep = 0x9e3779b97f4a7c15;
-    static constexpr std::uint64_t mixBits(std::uint64_t v) noexcept {
-        v = (v ^ (v >> 30)) * 0xbf58476d1ce4e5b9;
-        v = (v ^ (v >> 27)) * 0x94d049bb133111eb;
-        return v ^ (v >> 31);
-    }
-    std::uint64_t state_;
+    std::uint32_t pixel_;
+    std::uint32_t index_;
 };
 
 struct PixelOffset {
@@ -35,10 +33,9 @@ struct PixelOffset {
     double y;
 };
 
-/// Where sample `index` of `count` lies. Along x the samples fall into `count` strata, along y they follow
-/// the bits of the index in reverse; each pixel shifts the pattern by its own amount. A tent as wide as two
-/// pixels weights them: the offsets are bent so that a plain average of the samples is the filtered value.
-/// One sample alone is at the centre.
-[[nodiscard]] PixelOffset pixelOffset(std::int32_t x, std::int32_t y, std::int32_t index, std::int32_t count);
+/// Where a sample lies. A tent as wide as two pixels weights them: the offsets are bent so that a plain
+/// average of the samples is the filtered value.
+/// @param place  evenly spread
+[[nodiscard]] PixelOffset pixelOffset(UnitPoint place);
 
 }  // namespace kestrel::preview

@@ -30,10 +30,31 @@ double highlightExponent(double roughness) {
 
 Vec3 spread(const Vec3& direction, double roughness, double u, double v) {
     if (roughness <= 0.0) return direction;
-    const Axes axes = lookAt({}, direction);
+    const Axes axes = around(direction);
     const DiscPoint p = concentricDisc(u, v);
     const double width = 0.7 * std::min(roughness, 1.0);
     return normalize(direction + axes.right * (width * p.x) + axes.up * (width * p.y));
+}
+
+Axes around(const Vec3& direction) {
+    const double sign = std::copysign(1.0, direction.z);
+    const double a = -1.0 / (sign + direction.z);
+    const double b = direction.x * direction.y * a;
+    return {{1.0 + sign * direction.x * direction.x * a, sign * b, -sign * direction.x},
+            {b, sign + direction.y * direction.y * a, -direction.y},
+            direction};
+}
+
+Vec3 cosineDirection(const Vec3& normal, double u, double v) {
+    const DiscPoint p = concentricDisc(u, v);
+    const double height = std::sqrt(std::max(0.0, 1.0 - p.x * p.x - p.y * p.y));
+    return around(normal).toWorld({p.x, p.y, height});
+}
+
+double polish(double cosine) {
+    const double rest = 1.0 - std::clamp(cosine, 0.0, 1.0);
+    const double square = rest * rest;
+    return 0.04 + 0.96 * square * square * rest;
 }
 
 DiscPoint concentricDisc(double u, double v) {

@@ -32,6 +32,25 @@ namespace kestrel::preview {
 /// @param u, v  evenly spread over 0..1
 [[nodiscard]] Vec3 spread(const Vec3& direction, double roughness, double u, double v);
 
+/// Axes whose forward is a direction; the others are any two that fit.
+/// Source: Duff and others, "Building an Orthonormal Basis, Revisited"
+[[nodiscard]] Axes around(const Vec3& direction);
+
+/// A direction of the half space around a normal, more often near it: the density is the cosine divided by
+/// pi.
+/// @param u, v  evenly spread over 0..1
+/// Source: Malley's method
+[[nodiscard]] Vec3 cosineDirection(const Vec3& normal, double u, double v);
+
+/// The share of light that a polished surface reflects, from 0.04 straight on to 1 at flat angles.
+/// Source: Schlick's approximation
+[[nodiscard]] double polish(double cosine);
+
+/// How bright a linear color looks. Source: ITU-R BT.709
+[[nodiscard]] constexpr double luminance(const Vec3& color) {
+    return 0.2126 * color.x + 0.7152 * color.y + 0.0722 * color.z;
+}
+
 /// A point in the unit disc.
 /// @param u, v  evenly spread over 0..1
 /// Source: Shirley and Chiu's concentric map, which keeps strata together

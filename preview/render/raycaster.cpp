@@ -28,6 +28,20 @@ float narrow(double value) {
     return static_cast<float>(value);
 }
 
+/// The library computes in single precision: how far off it may be around a point.
+double precisionAt(const Vec3& point) {
+    constexpr double kSteps = 2e-5;
+    return kSteps * std::max({std::abs(point.x), std::abs(point.y), std::abs(point.z), 1e-3});
+}
+/// On a sphere it is off by far more, as the root of the error counts where a ray just touches it.
+double marginOf(double radius) {
+    return 1e-3 * radius;
+}
+
+double radiusOf(const PosedMesh& sphere) {
+    return sphere.mesh->size * length(sphere.toWorld.right);
+}
+
 RTCGeometry makeSphere(RTCDevice device, const PosedMesh& posed) {
     RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_SPHERE_POINT);
     auto* v = static_cast<float*>(rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0,
@@ -36,7 +50,7 @@ RTCGeometry makeSphere(RTCDevice device, const PosedMesh& posed) {
     v[0] = narrow(c.x);
     v[1] = narrow(c.y);
     v[2] = narrow(c.z);
-    v[3] = narrow(posed.mesh->size);
+    v[3] = narrow(radiusOf(posed));
     return geometry;
 }
 
@@ -64,10 +78,9 @@ RTCGeometry makeTriangles(RTCDevice device, const PosedMesh& posed) {
     auto* v = static_cast<Float3*>(rtcSetNewGeometryBuffer(
         geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, sizeof(Float3), source.points.size()));
     for (const Float3& point : source.points) *v++ = toFloat3(posed.toWorld.point(toVec(point)));
-    auto* index = static_cast<std::array<std::uint32_t, 3>*>(
-        rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3,
-                                sizeof(std::array<std::uint32_t, 3>), source.triangles.size()));
-    std::copy(source.triangles.begin(), source.triangles.end(), index);
+    // The posed mesh keeps its triangles at least as long as the caster lives.
+    rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, source.triangles.data(),
+                               0, sizeof(std::array<std::uint32_t, 3>), source.triangles.size());
     return geometry;
 }
 
@@ -79,10 +92,11 @@ int ringsOf(const MeshItem& sphere) {
 /// The library computes in single precision; this moves the hit onto the true sphere.
 void refineOnSphere(const Ray& ray, Hit& hit) {
     const MeshItem& mesh = *hit.mesh->mesh;
+    const double radius = radiusOf(*hit.mesh);
     const Vec3 center = hit.mesh->toWorld.origin;
     const Vec3 fromCenter = ray.origin - center;
     const double b = dot(fromCenter, ray.direction);
-    const double c = dot(fromCenter, fromCenter) - mesh.size * mesh.size;
+    const double c = dot(fromCenter, fromCenter) - radius * radius;
     const double root = std::sqrt(std::max(0.0, b * b - c));
     // Of the two exact hits, the one that the library meant.
     const double nearHit = -b - root;
@@ -91,7 +105,8 @@ void refineOnSphere(const Ray& ray, Hit& hit) {
     hit.distance = hit.inside ? farHit : nearHit;
     hit.normal = normalize(fromCenter + ray.direction * hit.distance);
     hit.objectPoint = hit.mesh->axes.toObject(hit.normal) * mesh.size;
-    hit.point = center + hit.normal * mesh.size;
+    hit.point = center + hit.normal * radius;
+    hit.margin = std::max(marginOf(radius), precisionAt(hit.point));
 
     using std::numbers::pi;
     const Vec3 unit = hit.objectPoint * (1.0 / mesh.size);
@@ -111,6 +126,7 @@ void refineOnGround(const Ray& ray, Hit& hit) {
     hit.point = ray.origin + ray.direction * hit.distance;
     hit.point = hit.point - hit.normal * dot(hit.point - origin, hit.normal);
     hit.objectPoint = hit.mesh->axes.toObject(hit.point - origin);
+    hit.margin = std::max(marginOf(0.1), precisionAt(hit.point));
 }
 
 /// The point by its place in the triangle, which is more exact than along the ray.
@@ -122,6 +138,7 @@ void refineOnTriangle(const Ray& ray, std::uint32_t triangle, double u, double v
     const Vec3 c = toVec(geometry.points[corner[2]]);
     hit.objectPoint = a * (1.0 - u - v) + b * u + c * v;
     hit.point = hit.mesh->toWorld.point(hit.objectPoint);
+    hit.margin = precisionAt(hit.point);
     hit.normal = hit.mesh->toWorld.normal(normalize(cross(b - a, c - a)));
     hit.inside = dot(hit.normal, ray.direction) > 0.0;
     hit.shadingNormal = hit.normal;
@@ -134,6 +151,23 @@ void refineOnTriangle(const Ray& ray, std::uint32_t triangle, double u, double v
     const std::vector<std::int32_t>& surfaces = hit.mesh->mesh->surfaces;
     const std::uint16_t place = geometry.surface(triangle);
     hit.surface = place < surfaces.size() ? surfaces[place] : 0;
+}
+
+RTCRay queryFor(const Ray& ray) {
+    RTCRay query;
+    query.org_x = narrow(ray.origin.x);
+    query.org_y = narrow(ray.origin.y);
+    query.org_z = narrow(ray.origin.z);
+    query.dir_x = narrow(ray.direction.x);
+    query.dir_y = narrow(ray.direction.y);
+    query.dir_z = narrow(ray.direction.z);
+    query.tnear = narrow(ray.from);
+    query.tfar = narrow(ray.to);
+    query.time = 0.0F;
+    query.mask = ~0U;
+    query.id = 0;
+    query.flags = 0;
+    return query;
 }
 
 /// Null for a mesh without anything to hit.
@@ -156,6 +190,7 @@ struct RayCaster::Impl {
     DeviceHandle device;
     SceneHandle scene;
     std::vector<const PosedMesh*> meshes;  // by geometry number
+    double margin = 0.0;                   // around exact shapes
 };
 
 RayCaster::RayCaster(const Pose& pose) : impl_(std::make_unique<Impl>()) {
@@ -172,6 +207,9 @@ RayCaster::RayCaster(const Pose& pose) : impl_(std::make_unique<Impl>()) {
         rtcAttachGeometryByID(impl_->scene.get(), geometry, static_cast<unsigned>(impl_->meshes.size()));
         rtcReleaseGeometry(geometry);
         impl_->meshes.push_back(&posed);
+        if (posed.mesh->shape == MeshItem::Shape::Sphere) {
+            impl_->margin = std::max(impl_->margin, marginOf(radiusOf(posed)));
+        }
     }
     rtcCommitScene(impl_->scene.get());
     std::fesetenv(&environment);
@@ -179,22 +217,23 @@ RayCaster::RayCaster(const Pose& pose) : impl_(std::make_unique<Impl>()) {
 
 RayCaster::~RayCaster() = default;
 
+bool RayCaster::occluded(const Ray& ray) const {
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    RTCRay query = queryFor(ray);
+    rtcOccluded1(impl_->scene.get(), &context, &query);
+    return query.tfar < 0.0F;
+}
+
+double RayCaster::marginAt(const Vec3& point) const {
+    return std::max(impl_->margin, precisionAt(point));
+}
+
 Hit RayCaster::intersect(const Ray& ray) const {
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);
     RTCRayHit query;
-    query.ray.org_x = narrow(ray.origin.x);
-    query.ray.org_y = narrow(ray.origin.y);
-    query.ray.org_z = narrow(ray.origin.z);
-    query.ray.dir_x = narrow(ray.direction.x);
-    query.ray.dir_y = narrow(ray.direction.y);
-    query.ray.dir_z = narrow(ray.direction.z);
-    query.ray.tnear = narrow(ray.from);
-    query.ray.tfar = narrow(ray.to);
-    query.ray.time = 0.0F;
-    query.ray.mask = ~0U;
-    query.ray.id = 0;
-    query.ray.flags = 0;
+    query.ray = queryFor(ray);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
     rtcIntersect1(impl_->scene.get(), &context, &query);

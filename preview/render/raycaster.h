@@ -25,6 +25,7 @@ struct Hit {
     bool inside = false;  ///< the ray came from inside the mesh
     std::int32_t polygon = 0;
     std::int32_t surface = 0;  ///< its number in Scene::surfaces
+    double margin = 1e-4;      ///< for Ray::from of rays that leave the point
 };
 
 /// Rays against the meshes of one pose, which must outlive it.
@@ -40,6 +41,10 @@ public:
 
     /// @return the nearest hit's mesh is null when there is none
     [[nodiscard]] Hit intersect(const Ray& ray) const;
+    /// True when anything lies on the ray. Cheaper than to look for the nearest hit.
+    [[nodiscard]] bool occluded(const Ray& ray) const;
+    /// For Ray::from of rays that leave a point of which no more is known.
+    [[nodiscard]] double marginAt(const Vec3& point) const;
 
 private:
     struct Impl;

@@ -1,48 +1,87 @@
 #include "preview/render/renderer.h"
 
+#include <algorithm>
+
 namespace kestrel::preview {
 
 namespace {
 
-/// The tangent, at the picture's edge, of the angle that the smaller side covers: the sphere always fits.
-double tangentPerPixel(const PosedCamera& camera, const RenderOptions& options) {
-    return 2.0 * std::tan(0.5 * camera.verticalFov) / std::min(options.width, options.height);
+constexpr std::uint32_t kPixelDimension = 0;
+constexpr std::uint32_t kLensDimension = 1;  // the shading's own begin with 257
+
+Tile common(const Tile& a, const Tile& b) {
+    return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
 }
 
-Vec3 renderPixel(const Pose& pose, Shading& shading, const RenderOptions& options, std::int32_t x,
-                 std::int32_t y) {
-    Vec3 sum;
-    for (std::int32_t i = 0; i < options.samples; ++i) {
-        const PixelOffset offset = pixelOffset(x, y, i, options.samples);
-        SampleStream stream(x, y, i);
-        const Ray ray = cameraRay(pose.camera, options, x + 0.5 + offset.x, y + 0.5 + offset.y);
-        const Vec3 light = shading.color(ray, stream);
-        // A highlight far above white would leave a jagged edge however many samples are taken.
-        sum += Vec3{std::min(light.x, 4.0), std::min(light.y, 4.0), std::min(light.z, 4.0)};
+constexpr std::int32_t kLeastRays = 16;        // through a pixel, before they share
+constexpr std::int32_t kMostLightSamples = 4;  // along one of them
+
+/// With many samples several share one ray from the camera: its edges and the script's pattern are smooth
+/// with fewer of them than light and shadow are.
+std::int32_t samplesPerRay(const RenderOptions& options) {
+    return std::clamp(options.samples / kLeastRays, 1, kMostLightSamples);
+}
+
+Ray rayThrough(const CameraRays& camera, const RenderOptions& options, std::int32_t x, std::int32_t y,
+               const PixelSampler& sampler) {
+    if (options.samples <= 1) return camera.at(x + 0.5, y + 0.5);
+    const PixelOffset offset = pixelOffset(sampler.at(kPixelDimension));
+    const UnitPoint lens = options.depthOfField ? sampler.at(kLensDimension) : UnitPoint{0.5, 0.5};
+    return camera.at(x + 0.5 + offset.x, y + 0.5 + offset.y, lens);
+}
+
+void addSamples(const CameraRays& camera, Shading& shading, const RenderOptions& options, std::int32_t x,
+                std::int32_t y, std::int32_t first, std::int32_t end, Float3& sum) {
+    const std::int32_t perRay = samplesPerRay(options);
+    for (std::int32_t i = first; i < end; ++i) {
+        if (i == first || i % perRay == 0) {
+            const PixelSampler sampler(x, y, i / perRay);
+            shading.look(rayThrough(camera, options, x, y, sampler), sampler);
+        }
+        const Float3 light = toFloat3(shading.light(PixelSampler(x, y, i)));
+        sum = {sum.x + light.x, sum.y + light.y, sum.z + light.z};
     }
-    return sum * (1.0 / options.samples);
 }
 
 }  // namespace
 
-Ray cameraRay(const PosedCamera& camera, const RenderOptions& options, double x, double y) {
-    const double scale = tangentPerPixel(camera, options);
-    const Vec3 inCamera{(x - 0.5 * options.width) * scale, (0.5 * options.height - y) * scale, 1.0};
-    return {camera.position, normalize(camera.axes.toWorld(inCamera))};
+Tile RenderOptions::rendered() const {
+    const Tile all{0, 0, width, height};
+    return region ? common(*region, all) : all;
+}
+
+void renderTile(const Pose& pose, Shading& shading, const RenderOptions& options, const Tile& tile,
+                std::int32_t firstSample, std::int32_t sampleCount, std::span<Float3> sums) {
+    const CameraRays camera(pose.camera, options.frame(), options.depthOfField);
+    const Tile part = common(tile, options.rendered());
+    for (std::int32_t y = part.y0; y < part.y1; ++y) {
+        for (std::int32_t x = part.x0; x < part.x1; ++x) {
+            shading.setPixel(x, y, camera.pixelAngle(), camera.pixelWidth());
+            Float3& sum = sums[static_cast<std::size_t>(y) * static_cast<std::size_t>(options.width) +
+                               static_cast<std::size_t>(x)];
+            addSamples(camera, shading, options, x, y, firstSample, firstSample + sampleCount, sum);
+        }
+    }
+}
+
+Image averaged(const RenderOptions& options, std::span<const Float3> sums, std::int32_t samples) {
+    Image image(options.width, options.height);
+    const double share = 1.0 / std::max(samples, 1);
+    std::size_t i = 0;
+    for (std::int32_t y = 0; y < options.height; ++y) {
+        for (std::int32_t x = 0; x < options.width; ++x) image.at(x, y) = toVec(sums[i++]) * share;
+    }
+    return image;
 }
 
 std::optional<Image> render(const Pose& pose, Shading& shading, const RenderOptions& options,
                             const RenderProgress& progress) {
-    Image image(options.width, options.height);
-    const double pixelAngle = tangentPerPixel(pose.camera, options);
+    std::vector<Float3> sums(options.pixels());
     for (std::int32_t y = 0; y < options.height; ++y) {
-        for (std::int32_t x = 0; x < options.width; ++x) {
-            shading.setPixel(x, y, pixelAngle);
-            image.at(x, y) = renderPixel(pose, shading, options, x, y);
-        }
+        renderTile(pose, shading, options, {0, y, options.width, y + 1}, 0, options.samples, sums);
         if (progress && !progress(static_cast<double>(y + 1) / options.height)) return std::nullopt;
     }
-    return image;
+    return averaged(options, sums, options.samples);
 }
 
 }  // namespace kestrel::preview

@@ -2,29 +2,21 @@
 
 #include "preview/render/optics.h"
 
-#include <array>
+#include <numbers>
+#include <utility>
 
 namespace kestrel::preview {
 
 namespace {
 
-constexpr int kDeepest = 8;                 // rays that follow from one camera ray
+constexpr int kDeepest = 8;  // rays that follow from one camera ray
+constexpr int kBounces = 2;  // of them, scattered ones
+constexpr int kForks = 2;    // before it, both the reflected and the refracted ray are followed
 constexpr double kLeastWeight = 1.0 / 256;  // what cannot change a pixel by one step is not followed
-constexpr double kShadowOffset = 1e-3;
-constexpr int kShadowGrid = 2;  // squared: shadow rays per light where the camera looks
-constexpr int kRoughGrid = 2;   // the same for the reflection in a rough mirror
-
-constexpr Vec3 kGroundColor{0.46, 0.45, 0.44};
-constexpr double kTile = 1.0;
-constexpr double kFadeFrom = 3.0;  // where the ground begins to melt into the horizon
-constexpr double kFadeTo = 26.0;
-
-/// A faint checker that disappears where tiles become smaller than pixels.
-Vec3 groundColor(const Vec3& point, double footprint) {
-    const auto tile = static_cast<long>(std::floor(point.x / kTile) + std::floor(point.z / kTile));
-    const double contrast = 0.09 * (1.0 - smoothStep(0.1 * kTile, 0.6 * kTile, footprint));
-    return kGroundColor * (tile % 2 == 0 ? 1.0 + contrast : 1.0 - contrast);
-}
+constexpr double kBrightestBounce =
+    8.0;  // scattered light beyond it comes from rare rays, which would be specks
+constexpr double kBrightestSample = 64.0;
+constexpr double kThroughSurface = 0.94;  // of light straight through a transparent surface into a mesh
 
 /// A bent normal may still face a light that the surface turns away from. Without this fade the light would
 /// end in a hard line there; an unbent normal gets 1. Source: the shadow terminator of Chiang, Li and Burley
@@ -34,238 +26,328 @@ double bentNormalFade(double facing, double trueFacing, double bend) {
     return g * (1.0 + g * (1.0 - g));
 }
 
-/// The share of the sky above a point of the ground that a resting sphere leaves free.
-/// Source: the exact occlusion of a sphere for a point whose horizon it does not cross
-double skyShare(const PosedMesh& sphere, const Vec3& point) {
-    const Vec3 towards = sphere.toWorld.origin - point;
-    const double distance = length(towards);
-    if (distance <= sphere.mesh->size) return 1.0;
-    const double sine = sphere.mesh->size / distance;
-    return 1.0 - std::max(0.0, towards.y / distance) * sine * sine;
+/// Veach's power heuristic.
+double shareOf(double density, double other) {
+    const double square = density * density;
+    return square > 0.0 ? square / (square + other * other) : 0.0;
 }
+
+Vec3 atMost(const Vec3& color, double most) {
+    const double peak = largest(color);
+    return peak > most ? color * (most / peak) : color;
+}
+
+constexpr std::uint32_t kCastsShadow = 2;
+constexpr std::uint32_t kShadowsItself = 1;
+constexpr std::uint32_t kReceivesShadow = 4;
+constexpr std::uint32_t kAllShadows = kCastsShadow | kShadowsItself | kReceivesShadow;
 
 }  // namespace
 
-Shading::Shading(const Pose& pose, const RayCaster& caster, ShaderHandle* shader)
-    : pose_(pose), scene_(pose.scene()), caster_(caster), shader_(shader) {
-    sample_.illuminate = PreviewServices::illuminateOperation();
-    sample_.rayTrace = PreviewServices::rayTraceOperation();
+Shading::Shading(const Pose& pose, const RayCaster& caster, std::span<const SurfaceShader> shaders)
+    : pose_(pose),
+      scene_(pose.scene()),
+      caster_(caster),
+      surfaces_(pose.scene(), shaders),
+      environment_(pose.scene().sky) {
+    for (const PosedLight& light : pose_.lights) {
+        if (seenInReflections(light)) areas_.push_back(&light);
+    }
+    for (const PosedMesh& mesh : pose_.meshes) {
+        if ((mesh.mesh->shadows & kAllShadows) != kAllShadows || mesh.dissolve > 0.0) plainShadows_ = false;
+    }
 }
 
-void Shading::setPixel(std::int32_t x, std::int32_t y, double angle) noexcept {
-    sample_.sx = x;
-    sample_.sy = y;
+void Shading::setPixel(std::int32_t x, std::int32_t y, double angle, double width) noexcept {
+    x_ = x;
+    y_ = y;
     pixelAngle_ = angle;
+    pixelWidth_ = width;
 }
 
-Vec3 Shading::color(const Ray& ray, SampleStream& stream) {
-    return radiance(ray, {}, stream);
+void Shading::look(const Ray& ray, const PixelSampler& sampler) {
+    look_ = {ray, sampler, std::nullopt, {}, std::nullopt};
 }
 
-Vec3 Shading::radiance(const Ray& ray, const Path& path, SampleStream& stream, double* distance) {
-    const Hit hit = caster_.intersect(ray);
+Vec3 Shading::light(const PixelSampler& sampler) {
+    ++surfaces_.statistics().samples;
+    if (!look_.hit) {
+        sampler_ = look_.sampler;
+        look_.hit = nearest(look_.ray, {});
+        if (look_.hit->mesh != nullptr) look_.surface = surfaceAt(look_.ray, *look_.hit, {});
+    }
+    sampler_ = sampler;
+    const Vec3 light = cameraLight();
+    if (finite(light)) return atMost(light, kBrightestSample);
+    ++surfaces_.statistics().badSamples;
+    return {};
+}
+
+Vec3 Shading::cameraLight() {
+    const Path path;
+    if (look_.hit->mesh == nullptr) return fromFar(look_.ray.direction, path);
+    return shade({look_.ray, *look_.hit, path, look_.surface});
+}
+
+// ---- rays ----
+
+UnitPoint Shading::chance(const Path& path, Choice choice, std::uint32_t number) const {
+    return sampler_.at((path.branch << 8) + static_cast<std::uint32_t>(choice) + number + 1);
+}
+
+Shading::Path Shading::following(const Place& place, std::uint32_t way, double share) {
+    Path next = place.path;
+    ++next.depth;
+    next.weight *= share;
+    next.travelled += place.hit.distance;
+    next.density = 0.0;
+    next.branch = place.path.branch * 5 + way;
+    return next;
+}
+
+/// A bent normal or a rough surface may send a ray below the surface: it bounces off again.
+Ray Shading::leaving(const Place& place, const Vec3& direction) {
+    const double below = dot(direction, place.geometric);
+    return {place.hit.point, below < 0.0 ? normalize(direction - place.geometric * (2.0 * below)) : direction,
+            place.hit.margin};
+}
+
+/// The nearest hit that is there: a mesh that dissolves lets its share of rays through.
+Hit Shading::nearest(const Ray& ray, const Path& path) {
+    Ray rest = ray;
+    double passed = 1.0;  // of the chance that is left
+    while (true) {
+        ++surfaces_.statistics().rays;
+        Hit hit = caster_.intersect(rest);
+        if (hit.mesh == nullptr || hit.mesh->dissolve <= 0.0) return hit;
+        // One number decides for all layers: what the first leaves of it is evenly spread again.
+        passed *= hit.mesh->dissolve;
+        if (chance(path, Choice::Dissolve).u >= passed) return hit;
+        rest.from = hit.distance + hit.margin;
+    }
+}
+
+Vec3 Shading::radiance(const Ray& ray, const Path& path, double* distance) {
+    const Hit hit = nearest(ray, path);
     if (distance != nullptr) *distance = hit.mesh == nullptr ? -1.0 : hit.distance;
-    if (hit.mesh == nullptr) return scene_.sky.color(ray.direction);
-    return hit.mesh->mesh->shape == MeshItem::Shape::Ground ? shadeGround(ray, hit, path, stream)
-                                                            : shadeMesh(ray, hit, path, stream);
+    const double end = hit.mesh == nullptr ? ray.to : hit.distance;
+    if (const std::optional<SeenLight> area = areaSeen(ray, path, end)) return area->color;
+    if (hit.mesh == nullptr) return fromFar(ray.direction, path);
+    const Surface surface = surfaceAt(ray, hit, path);
+    return shade({ray, hit, path, surface});
+}
+
+Vec3 Shading::fromFar(const Vec3& direction, const Path& path) const {
+    if (!path.skyCounts) return {};
+    const Vec3 light = scene_.sky.color(direction);
+    if (path.density <= 0.0 || !environment_.varied()) return light;
+    return light * shareOf(path.density, environment_.density(direction));
+}
+
+/// Areas show in mirrors and glass; the camera looks through them, and scattered rays leave them to
+/// directLight().
+std::optional<SeenLight> Shading::areaSeen(const Ray& ray, const Path& path, double before) const {
+    if (path.depth == 0 || path.density > 0.0 || !path.skyCounts) return std::nullopt;
+    Ray rest = ray;
+    rest.to = before;
+    std::optional<SeenLight> nearestLight;
+    for (const PosedLight* light : areas_) {
+        if (const std::optional<SeenLight> found = seen(*light, rest)) {
+            nearestLight = found;
+            rest.to = found->distance;
+        }
+    }
+    return nearestLight;
 }
 
 // ---- surfaces ----
 
-Vec3 Shading::shadeGround(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream) {
-    const double away = std::hypot(hit.point.x, hit.point.z);
-    const double fade = smoothStep(kFadeFrom, kFadeTo, away);
-    // The horizon's own colour, so that ground and sky meet without an edge.
-    const Vec3 horizon = scene_.sky.color(normalize({ray.direction.x, 0.0, ray.direction.z}));
-    if (fade >= 1.0) return horizon;
-    const double footprint = (path.travelled + hit.distance) * pixelAngle_ /
-                             std::max(0.02, std::abs(dot(hit.normal, ray.direction)));
-    Surface surface;
-    surface.normal = hit.normal;
-    surface.color = groundColor(hit.point, footprint);
-    surface.specular = 0.0;
-    const Lit lit = directLight(hit.point, hit.normal, surface, -ray.direction, path, stream);
-    const Vec3 seen = surface.color * (surface.diffuse * (lit.diffuse + ambientLight(hit.point, hit.normal)));
-    return mix(seen, horizon, fade);
-}
-
-Vec3 Shading::shadeMesh(const Ray& ray, const Hit& hit, const Path& path, SampleStream& stream) {
-    const Vec3 geometric = hit.inside ? -hit.normal : hit.normal;
-    const Surface surface = surfaceAt(ray, hit, path);
-    const Vec3 towardsEye = -ray.direction;
-
-    const double opaque = (1.0 - surface.transparency) * (1.0 - surface.mirror);
-    const Lit lit = directLight(hit.point, geometric, surface, towardsEye, path, stream);
-    Vec3 seen = surface.color * (Vec3{1.0, 1.0, 1.0} * surface.luminous +
-                                 (lit.diffuse + ambientLight(hit.point, surface.normal)) * surface.diffuse);
-    seen = seen * opaque;
-    if (surface.transparency > 0.0) {
-        seen += throughGlass(ray, hit, geometric, surface, path, stream) *
-                (surface.transparency * (1.0 - surface.mirror));
-    }
-    if (surface.mirror > 0.0) {
-        seen += mirrored(ray, hit.point, geometric, surface, path, surface.mirror, stream) * surface.mirror;
-    }
-    return seen + lit.highlight * surface.specular;
-}
-
-/// The surface at a hit, as the script leaves it. The normals of a hit from inside point inwards, to the
-/// viewer.
 Surface Shading::surfaceAt(const Ray& ray, const Hit& hit, const Path& path) {
-    Surface surface;
-    surface.normal = hit.inside ? -hit.shadingNormal : hit.shadingNormal;
-    if (shader_ == nullptr || hit.surface != 0 || scriptRuns_) return surface;
-    fillSample(ray, hit, path, surface);
-    scriptRuns_ = true;
-    shader_->evaluate(sample_);
-    scriptRuns_ = false;
-    return surfaceFrom(sample_, mask_, surface);
+    const double spot = (path.travelled + hit.distance) * pixelAngle_ + pixelWidth_;
+    const Path before = std::exchange(asking_, path);
+    const Surface surface = surfaces_.at({ray, hit, spot, x_, y_});
+    asking_ = before;
+    return surface;
 }
 
-void Shading::fillSample(const Ray& ray, const Hit& hit, const Path& path, const Surface& surface) {
-    const Axes& axes = hit.mesh->axes;
-    store(hit.objectPoint, sample_.oPos);
-    store(hit.point, sample_.wPos);
-    store(surface.normal, sample_.gNorm);
-    sample_.cosine = -dot(surface.normal, ray.direction);
-    sample_.spotSize = (path.travelled + hit.distance) * pixelAngle_;
-    store(ray.origin, sample_.raySource);
-    sample_.rayLength = hit.distance;
-    const std::array<Vec3, 3> columns{axes.right, axes.up, axes.forward};
-    for (std::size_t i = 0; i < 3; ++i) {
-        const Vec3& c = columns[i];
-        sample_.oXfrm[i] = c.x;
-        sample_.oXfrm[3 + i] = c.y;
-        sample_.oXfrm[6 + i] = c.z;
-        store(c, std::span<double, 3>(sample_.wXfrm + 3 * i, 3));
+Vec3 Shading::shade(const Place& place) {
+    const Surface& surface = place.surface;
+    const Path& path = place.path;
+    const double opaque = (1.0 - surface.transparency) * (1.0 - surface.mirror);
+    const double scattered = surface.diffuse * opaque;
+    Vec3 light = surface.color * (surface.luminous * opaque);
+    const bool scatters = scattered * path.weight * std::min(1.0, largest(surface.color)) >= kLeastWeight;
+    Lit lit;
+    if (scatters || surface.specular > 0.0) lit = directLight(place, scatters);
+    if (scatters) {
+        light +=
+            surface.color * ((lit.diffuse + skyLight(place) + bouncedLight(place, scattered)) * scattered);
     }
-    sample_.objID = hit.mesh->mesh->item.id;
-    sample_.polNum = hit.polygon;
-    storeSurface(surface, sample_);
+    light += lit.highlight * surface.specular;
+    if (path.depth > 0 || surface.roughness > 0.0) return light + reflectedAndRefracted(place);
+    if (!look_.smooth) {
+        const PixelSampler sampler = std::exchange(sampler_, look_.sampler);
+        look_.smooth = reflectedAndRefracted(place);
+        sampler_ = sampler;
+    }
+    return light + *look_.smooth;
+}
+
+Vec3 Shading::reflectedAndRefracted(const Place& place) {
+    const Surface& surface = place.surface;
+    const Path& path = place.path;
+    Vec3 light;
+    const double lacquer = surface.specular * (1.0 - surface.transparency) * (1.0 - surface.mirror) *
+                           polish(dot(surface.normal, place.towardsEye()));
+    if (lacquer * path.weight >= kLeastWeight && path.bounces == 0 && path.depth < kForks) {
+        light += mirrored(place, Choice::Polish, 1, lacquer) * lacquer;
+    }
+    if (surface.transparency > 0.0) {
+        light += throughGlass(place) * (surface.transparency * (1.0 - surface.mirror));
+    }
+    if (surface.mirror > 0.0) light += mirrored(place, Choice::Mirror, 2, surface.mirror) * surface.mirror;
+    return light;
 }
 
 // ---- light ----
 
-Vec3 Shading::ambientLight(const Vec3& point, const Vec3& normal) const {
-    const PosedMesh& sphere = pose_.meshes.front();
-    if (length(point - sphere.toWorld.origin) > 1.001 * sphere.mesh->size) {
-        return scene_.sky.ambient(normal) * skyShare(sphere, point);
-    }
-    // On the sphere: the ground right below it lies in its shadow and sends little up.
-    const double height = std::max(0.0, point.y);
-    const double downwards = 0.5 - 0.5 * normal.y;
-    return scene_.sky.ambient(normal) * (1.0 - downwards * (1.0 - height / (height + 0.25)));
-}
-
-Shading::Lit Shading::directLight(const Vec3& point, const Vec3& geometric, const Surface& surface,
-                                  const Vec3& towardsEye, const Path& path, SampleStream& stream) {
+Shading::Lit Shading::directLight(const Place& place, bool scatters) {
     Lit lit;
-    const double opaque = (1.0 - surface.transparency) * (1.0 - surface.mirror);
-    const bool matters = surface.diffuse * opaque > 0.0 || surface.specular > 0.0;
-    if (!matters || path.weight < kLeastWeight) return lit;
-    const double exponent = highlightExponent(surface.roughness);
+    const std::size_t count = pose_.lights.size();
+    if (place.path.bounces > 0 && count > 1) {
+        const double pick = chance(place.path, Choice::Light).u * static_cast<double>(count);
+        const auto number = std::min(static_cast<std::size_t>(pick), count - 1);
+        addLight(place, pose_.lights[number], chance(place.path, Choice::Lights), scatters,
+                 static_cast<double>(count), lit);
+        return lit;
+    }
+    std::uint32_t number = 0;
     for (const PosedLight& light : pose_.lights) {
-        const Vec3 direction = normalize(light.position - point);
-        const double facing = dot(surface.normal, direction);
-        const double trueFacing = dot(geometric, direction);
-        if (facing <= 0.0 || trueFacing <= 0.0) continue;
-        const Vec3 arriving = light.color * lightShare(light, point, path, stream) *
-                              bentNormalFade(facing, trueFacing, dot(surface.normal, geometric));
-        lit.diffuse += arriving * facing;
-        const double gloss = std::max(0.0, dot(surface.normal, normalize(direction + towardsEye)));
-        // A wide highlight would end hard where the light sets; the factor lets it fade before.
-        lit.highlight += arriving * (std::pow(gloss, exponent) * smoothStep(0.0, 0.12, facing));
+        addLight(place, light, chance(place.path, Choice::Lights, number++), scatters, 1.0, lit);
     }
     return lit;
 }
 
-/// The share of a light that reaches a point, per colour: 1 in the open.
-Vec3 Shading::lightShare(const PosedLight& light, const Vec3& point, const Path& path, SampleStream& stream) {
-    const int grid = path.depth == 0 && !scriptRuns_ ? kShadowGrid : 1;
-    const Axes axes = lookAt(point, light.position);
-    Vec3 sum;
-    Vec3 glass{};
-    bool glassKnown = false;
-    for (int i = 0; i < grid * grid; ++i) {
-        const DiscPoint spot =
-            concentricDisc((i % grid + stream.next()) / grid, (i / grid + stream.next()) / grid);
-        const Vec3 source = light.position + axes.right * (light.light->radius * spot.x) +
-                            axes.up * (light.light->radius * spot.y);
-        const double distance = length(source - point);
-        const Ray ray{point, (source - point) * (1.0 / distance), kShadowOffset, distance};
-        if (caster_.intersect(ray).mesh == nullptr) {
-            sum += Vec3{1.0, 1.0, 1.0};
-            continue;
-        }
-        // What a transparent mesh lets through is much the same for all rays to one light.
-        if (!glassKnown) {
-            glass = passing(ray, path);
-            glassKnown = true;
-        }
-        sum += glass;
+void Shading::addLight(const Place& place, const PosedLight& light, UnitPoint spot, bool scatters,
+                       double share, Lit& lit) {
+    const Surface& surface = place.surface;
+    const bool shines = surface.specular > 0.0 && !seenInReflections(light) && place.path.bounces == 0;
+    if (!scatters && !shines) return;
+    const std::optional<Arriving> from = arriving(light, place.hit.point, spot);
+    if (!from) return;
+    const double facing = dot(surface.normal, from->direction);
+    const double trueFacing = dot(place.geometric, from->direction);
+    if (facing <= 0.0 || trueFacing <= 0.0) return;
+    Vec3 color =
+        from->color * (share * bentNormalFade(facing, trueFacing, dot(surface.normal, place.geometric)));
+    if (light.light->shadow != LightItem::Shadow::None) {
+        color *= passing({place.hit.point, from->direction, place.hit.margin, from->distance}, place);
     }
-    return sum * (1.0 / (grid * grid));
+    lit.diffuse += color * facing;
+    if (!shines) return;
+    const double gloss = std::max(0.0, dot(surface.normal, normalize(from->direction + place.towardsEye())));
+    // A wide highlight would end hard where the light sets; the factor lets it fade before.
+    lit.highlight +=
+        color * (std::pow(gloss, highlightExponent(surface.roughness)) * smoothStep(0.0, 0.12, facing));
 }
 
-/// What reaches the ray's origin through transparent surfaces, straight on.
-Vec3 Shading::passing(const Ray& ray, const Path& path) {
+/// The sky's light from a direction in which it is bright.
+Vec3 Shading::skyLight(const Place& place) {
+    if (!environment_.varied()) return {};
+    const Environment::Drawn drawn = environment_.draw(chance(place.path, Choice::Sky));
+    const double facing = dot(place.surface.normal, drawn.direction);
+    if (facing <= 0.0 || dot(place.geometric, drawn.direction) <= 0.0 || drawn.density <= 0.0) return {};
+    // Where no scattered ray goes, there is nothing to share with.
+    const double density = place.path.bounces < kBounces ? facing / std::numbers::pi : 0.0;
+    const Vec3 light = scene_.sky.color(drawn.direction) *
+                       (facing / (std::numbers::pi * drawn.density) * shareOf(drawn.density, density));
+    if (largest(light) <= 0.0) return {};
+    return light * passing({place.hit.point, drawn.direction, place.hit.margin}, place);
+}
+
+/// Light that other surfaces send, and the sky's light from directions that a scattered ray finds.
+Vec3 Shading::bouncedLight(const Place& place, double share) {
+    if (place.path.bounces >= kBounces || place.path.depth >= kDeepest) return {};
+    const UnitPoint u = chance(place.path, Choice::Bounce);
+    const Vec3 direction = cosineDirection(place.surface.normal, u.u, u.v);
+    if (dot(direction, place.geometric) <= 0.0) return {};
+    const double weight = share * std::min(1.0, largest(place.surface.color));
+    // After the first one, a ray is followed as likely as what it brings would count.
+    const double survival = place.path.bounces == 0 ? 1.0 : std::min(1.0, weight);
+    if (survival < 1.0 && chance(place.path, Choice::Survival).u >= survival) return {};
+    Path next = following(place, 0, weight);
+    ++next.bounces;
+    next.density = std::max(dot(direction, place.surface.normal), 1e-6) / std::numbers::pi;
+    next.skyCounts = true;
+    const Vec3 light = radiance({place.hit.point, direction, place.hit.margin}, next) * (1.0 / survival);
+    return atMost(light, kBrightestBounce);
+}
+
+/// The share of light that gets along a ray to the place, through transparent surfaces straight on.
+Vec3 Shading::passing(const Ray& ray, const Place& place) {
+    if ((place.hit.mesh->mesh->shadows & kReceivesShadow) == 0) return {1.0, 1.0, 1.0};
+    ++surfaces_.statistics().rays;
+    if (!caster_.occluded(ray)) return {1.0, 1.0, 1.0};
+    if (plainShadows_ && !surfaces_.anyMayBeTransparent()) return {};
     Vec3 share{1.0, 1.0, 1.0};
     Ray rest = ray;
     for (int i = 0; i < kDeepest; ++i) {
+        ++surfaces_.statistics().rays;
         const Hit hit = caster_.intersect(rest);
         if (hit.mesh == nullptr) return share;
-        const bool askScript =
-            hit.surface == 0 && shader_ != nullptr && !scriptRuns_ && mayBeTransparent(mask_);
-        if (!askScript) break;
-        const Surface surface = surfaceAt(rest, hit, path);
-        if (surface.transparency <= 0.0) break;
-        share *= surface.color * (surface.transparency * (hit.inside ? 1.0 : 0.94));
-        rest.from = hit.distance + kShadowOffset;
+        const MeshItem& mesh = *hit.mesh->mesh;
+        const std::uint32_t casts = hit.mesh == place.hit.mesh ? kShadowsItself : kCastsShadow;
+        rest.from = hit.distance + hit.margin;
+        if ((mesh.shadows & casts) == 0) continue;
+        Vec3 through;
+        if (surfaces_.mayBeTransparent(hit.surface)) {
+            const Surface surface = surfaceAt(rest, hit, place.path);
+            through = surface.color * (surface.transparency * (hit.inside ? 1.0 : kThroughSurface));
+        }
+        share *= mix(through, Vec3{1.0, 1.0, 1.0}, hit.mesh->dissolve);
+        if (largest(share) < kLeastWeight) break;
     }
     return {};
 }
 
-Vec3 Shading::mirrored(const Ray& ray, const Vec3& point, const Vec3& geometric, const Surface& surface,
-                       const Path& path, double share, SampleStream& stream) {
-    const Path next{path.depth + 1, path.weight * share, path.travelled + length(point - ray.origin)};
+Vec3 Shading::mirrored(const Place& place, Choice choice, std::uint32_t way, double share) {
+    const Path next = following(place, way, share);
+    const UnitPoint u = chance(place.path, choice);
+    const Vec3 exact = reflect(place.ray.direction, place.surface.normal);
+    const Ray ray = leaving(place, spread(exact, place.surface.roughness, u.u, u.v));
     const bool end = next.depth > kDeepest || next.weight < kLeastWeight;
-    const int grid = path.depth == 0 && surface.roughness > 0.0 ? kRoughGrid : 1;
-    const Vec3 exact = reflect(ray.direction, surface.normal);
-    Vec3 sum;
-    for (int i = 0; i < grid * grid; ++i) {
-        const double u = (i % grid + stream.next()) / grid;
-        const double v = (i / grid + stream.next()) / grid;
-        Vec3 direction = spread(exact, surface.roughness, u, v);
-        // A bent normal or a rough surface may send the ray below the surface: it bounces off again.
-        const double below = dot(direction, geometric);
-        if (below < 0.0) direction = normalize(direction - geometric * (2.0 * below));
-        sum += end ? scene_.sky.color(direction) : radiance({point, direction}, next, stream);
-    }
-    return sum * (1.0 / (grid * grid));
+    return end ? atMost(fromFar(ray.direction, next), 1.0) : radiance(ray, next);
 }
 
-/// Light through the surface and the reflection that a clear boundary has of itself.
-Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric, const Surface& surface,
-                           const Path& path, SampleStream& stream) {
+/// Light through the surface and the reflection that a clear boundary has of itself. Rays that come late in a
+/// path follow one of the two, chosen by chance.
+Vec3 Shading::throughGlass(const Place& place) {
+    const Surface& surface = place.surface;
+    const Path& path = place.path;
     const double eta = surface.eta > 0.0 ? surface.eta : 1.0;
-    const double ratio = hit.inside ? eta : 1.0 / eta;
-    const double cosine = std::clamp(-dot(ray.direction, surface.normal), 0.0, 1.0);
-    const std::optional<Vec3> bent = refract(ray.direction, surface.normal, ratio);
+    const double ratio = place.hit.inside ? eta : 1.0 / eta;
+    const double cosine = std::clamp(dot(place.towardsEye(), surface.normal), 0.0, 1.0);
+    const std::optional<Vec3> bent = refract(place.ray.direction, surface.normal, ratio);
     // A boundary without a change of the index is no boundary, at any angle.
     const double reflected = !bent ? 1.0 : (ratio == 1.0 ? 0.0 : fresnel(cosine, ratio));
-    Vec3 seen;
-    if (reflected * path.weight >= kLeastWeight) {
-        seen = mirrored(ray, hit.point, geometric, surface, path, reflected * surface.transparency, stream) *
-               reflected;
+    const bool one = path.depth >= kForks && reflected < 1.0;
+    const bool mirrors = !one || chance(path, Choice::Side).u < reflected;
+    Vec3 light;
+    if (mirrors && reflected * path.weight >= kLeastWeight) {
+        light =
+            mirrored(place, Choice::Mirror, 3, reflected * surface.transparency) * (one ? 1.0 : reflected);
     }
-    if (!bent) return seen;
-    const Path next{path.depth + 1, path.weight * (1.0 - reflected) * surface.transparency,
-                    path.travelled + hit.distance};
-    const Vec3 direction = spread(*bent, surface.roughness, stream.next(), stream.next());
-    const Vec3 tint = hit.inside ? Vec3{1.0, 1.0, 1.0} : surface.color;
+    if (!bent || (one && mirrors)) return light;
+    Path next = following(place, 4, (1.0 - reflected) * surface.transparency);
+    // The light that shines through onto a scattering surface is that of passing().
+    if (path.bounces > 0) next.skyCounts = false;
+    const UnitPoint u = chance(path, Choice::Glass);
+    const Vec3 direction = spread(*bent, surface.roughness, u.u, u.v);
+    const Vec3 tint = place.hit.inside ? Vec3{1.0, 1.0, 1.0} : surface.color;
     const bool end = next.depth > kDeepest || next.weight < kLeastWeight;
-    const Vec3 behind = end ? scene_.sky.color(direction) : radiance({hit.point, direction}, next, stream);
-    return seen + tint * behind * (1.0 - reflected);
+    const Vec3 behind = end ? atMost(fromFar(direction, next), 1.0)
+                            : radiance({place.hit.point, direction, place.hit.margin}, next);
+    return light + tint * behind * (one ? 1.0 : 1.0 - reflected);
 }
 
 // ---- what scripts ask ----
@@ -273,24 +355,33 @@ Vec3 Shading::throughGlass(const Ray& ray, const Hit& hit, const Vec3& geometric
 void Shading::illuminate(HostItemID light, const Vec3& point, Vec3& vector, Vec3& color) {
     color = {};
     const PosedLight* item = pose_.light(light);
-    if (item == nullptr) return;
-    const Vec3 towards = item->position - point;
+    if (item == nullptr || !finite(point)) return;
+    const bool distant = item->light->type == LightItem::Type::Distant;
+    const Vec3 towards = distant ? -item->axes.forward : item->position - point;
     const double distance = length(towards);
-    if (!(distance > 0.0) || !finite(towards)) return;
+    if (!(distance > 0.0) || !std::isfinite(distance)) return;
     vector = towards * (-1.0 / distance);
-    const Ray ray{point, -vector, kShadowOffset, distance};
-    if (caster_.intersect(ray).mesh == nullptr) color = item->color;
+    const std::optional<Arriving> from = arriving(*item, point, {0.5, 0.5});
+    if (!from) return;
+    ++surfaces_.statistics().rays;
+    const Ray ray{point, from->direction, caster_.marginAt(point), from->distance};
+    if (item->light->shadow == LightItem::Shadow::None || !caster_.occluded(ray)) color = from->color;
 }
 
 double Shading::traceRay(const Vec3& point, const Vec3& direction, Vec3& color) {
     color = {};
     if (!finite(point) || !finite(direction) || length(direction) == 0.0) return -1.0;
-    SampleStream stream(sample_.sx, sample_.sy, 0);
-    const bool nested = scriptRuns_;
-    scriptRuns_ = true;
+    const bool outside = !surfaces_.scriptRuns();
+    if (outside) surfaces_.setPlain(true);
+    Path path = outside ? Path{} : asking_;
+    ++path.depth;
+    path.branch = path.branch * 5 + 1;
+    path.density = 0.0;
+    path.skyCounts = true;
     double distance = -1.0;
-    color = radiance({point, normalize(direction), kShadowOffset}, {1, 1.0, 0.0}, stream, &distance);
-    scriptRuns_ = nested;
+    color = radiance({point, normalize(direction), caster_.marginAt(point)}, path, &distance);
+    if (outside) surfaces_.setPlain(false);
+    if (!finite(color)) color = {};
     return distance;
 }
 

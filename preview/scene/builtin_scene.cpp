@@ -57,7 +57,10 @@ CameraItem makeCamera(const Vec3& eye, const Vec3& lookTarget) {
 Scene makeSphereScene() {
     Scene scene;
     scene.name = "Sphere";
-    scene.surfaces = {{"Sphere", {}, {}}, {"Ground", {}, {}}};
+    Surface ground;
+    ground.color = {0.46, 0.45, 0.44};
+    ground.specular = 0.0;
+    scene.surfaces = {{"Sphere", {}, {}}, {"Ground", ground, {}}};
     scene.meshes = {makeShape(kSphereId, "Sphere", MeshItem::Shape::Sphere, 1.0, 0),
                     makeShape(kGroundId, "Ground", MeshItem::Shape::Ground, 400.0, 1)};
     MeshItem& sphere = scene.meshes.front();

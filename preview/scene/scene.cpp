@@ -2,25 +2,6 @@
 
 namespace kestrel::preview {
 
-namespace {
-
-/// How much of its brightness the sky gives off as light: less than all, so that the key light models the
-/// shapes.
-constexpr double kSkyLight = 0.62;
-
-}  // namespace
-
-Vec3 Sky::color(const Vec3& direction) const {
-    const double height = std::clamp(direction.y, 0.0, 1.0);
-    const double towardsGlow = std::max(0.0, dot(direction, glowDirection));
-    return mix(horizon, zenith, std::pow(height, 0.6)) + glow * smoothStep(0.90, 0.985, towardsGlow);
-}
-
-Vec3 Sky::ambient(const Vec3& normal) const {
-    // Half of the gradient's light comes from around the horizon, so the average is near its middle.
-    return mix(bounce, mix(horizon, zenith, 0.4) * kSkyLight, 0.5 + 0.5 * normal.y);
-}
-
 SceneIndex::SceneIndex(const Scene& scene) : scene_(scene) {
     HostItemID previous = 0;
     const auto enter = [&](auto& table, const auto& entry) {

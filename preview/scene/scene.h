@@ -4,6 +4,7 @@
 
 #include "host/host_interface.h"
 #include "preview/scene/geometry.h"
+#include "preview/scene/sky.h"
 #include "preview/scene/surface.h"
 #include "preview/scene/track.h"
 
@@ -105,20 +106,6 @@ struct SurfaceEntry {
     std::string name;
     Surface plain;
     std::string script;  ///< native path; empty: none
-};
-
-/// Light from all around.
-struct Sky {
-    Vec3 horizon;
-    Vec3 zenith;
-    Vec3 bounce;  ///< light that comes up from the ground
-    Vec3 glow;
-    Vec3 glowDirection{0.0, 1.0, 0.0};  ///< unit vector towards it
-
-    /// @param direction  unit vector
-    [[nodiscard]] Vec3 color(const Vec3& direction) const;
-    /// Light from all around on a surface with that normal.
-    [[nodiscard]] Vec3 ambient(const Vec3& normal) const;
 };
 
 /// The settings of a scene as a whole.

@@ -5,10 +5,13 @@
  *   color    colour from the object position, luminous, flags COLOR | LUMINOUS
  *   lit      colour from what illuminate says about the light 0x201
  *   ray      colour from what a ray straight up sees, luminous when it hits nothing
+ *   across   colour of what a ray sees that goes down from (5, 3, 5), luminous
+ *   broken   numbers that are none
  * Any other name fails to load with a message.
  */
 #include "host/host_interface.h"
 
+#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -31,7 +34,7 @@ static const char* copyShader(HxInstance source, HxInstance destination) {
 }
 
 static const char* loadShader(HxInstance instance, const LoadState* state) {
-    static const char* const known[] = {"color", "lit", "ray"};
+    static const char* const known[] = {"color", "lit", "ray", "across", "broken"};
     Shader* shader = instance;
     char line[255];
     if (state->read(state->handle, line, sizeof line) <= 0 || strncmp(line, "Script ", 7) != 0) return NULL;
@@ -81,6 +84,16 @@ static void evaluateShader(HxInstance instance, ShadingSample* s) {
         const double above[3] = {0, 3, 0};
         s->luminous = s->rayTrace(above, up, s->color) < 0 ? 1.0 : 0.0;
         s->diffuse = s->specular = 0.0;
+    } else if (strcmp(shader->name, "across") == 0) {
+        const double down[3] = {0, -1, 0};
+        const double start[3] = {5, 3, 5};
+        s->rayTrace(start, down, s->color);
+        s->luminous = 1.0;
+        s->diffuse = s->specular = 0.0;
+    } else if (strcmp(shader->name, "broken") == 0) {
+        s->color[0] = NAN;
+        s->luminous = INFINITY;
+        s->wNorm[1] = -NAN;
     }
 }
 
