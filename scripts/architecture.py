@@ -41,7 +41,7 @@ STANDARD = set(
     .split())
 LIBRARIES = {  # other headers in angle brackets, and who may include them; platform/ may include any
     "CLI/CLI.hpp": "cli/",
-    "nlohmann/json.hpp": "cli/",
+    "nlohmann/json.hpp": "cli/ preview/import/",
     "png.h": "preview/picture/",
     "embree3/rtcore.h": "preview/render/raycaster.cpp",
 }
@@ -143,9 +143,9 @@ def faults(includes, links, rooms):
             elif quoted and target not in GENERATED:
                 yield where + "no such source"
             elif not quoted and target not in STANDARD and not name.startswith("platform/"):
-                user = LIBRARIES.get(target, "platform/")
-                if not name.startswith(user):
-                    yield where + f"only {user} includes such headers"
+                users = LIBRARIES.get(target, "platform/").split()
+                if not name.startswith(tuple(users)):
+                    yield where + f"only {' and '.join(users)} include such headers"
         targets = {target for _, target, _ in lines}
         if name.startswith("cli/") and any(t.startswith("preview/") for t in targets):
             if any(t.startswith("host/") and t not in PUBLIC for t in targets):

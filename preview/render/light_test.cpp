@@ -24,8 +24,8 @@ double average(int count, const Value& value) {
     return sum / count;
 }
 
-/// The share of the half space above a point that a rectangle fills, weighted by the cosine; the point lies below
-/// a corner, in a plane that is parallel to it. Source: Howell's catalog of configuration factors, B-3
+/// The share of the half space above a point that a rectangle fills, weighted by the cosine; the point lies
+/// below a corner, in a plane that is parallel to it. Source: Howell's catalog of configuration factors, B-3
 double cornerFactor(double width, double height, double distance) {
     const double a = width / distance;
     const double b = height / distance;
@@ -87,7 +87,8 @@ TEST(Light, TheBrightPartsOfASkyAreFoundWithoutChangingItsLight) {
         const double y = ((i / kSide + 0.5) / kSide - 0.5) * 0.4;
         const double distance = std::sqrt(1.0 + x * x + y * y);
         const Vec3 direction = sky.softboxes[0].axes.toWorld({x / distance, y / distance, 1.0 / distance});
-        expected += 50.0 * std::max(0.0, dot(direction, normal)) * std::pow(distance, -3) * 0.16 / pi / (kSide * kSide);
+        expected += 50.0 * std::max(0.0, dot(direction, normal)) * std::pow(distance, -3) * 0.16 / pi /
+                    (kSide * kSide);
     }
     EXPECT_NEAR(image.at(7, 7).x, expected, 0.03 * expected);
 }
@@ -107,7 +108,9 @@ TEST(Light, TheEnvironmentsDensityIsOneOverTheSphereAndMatchesWhatItDraws) {
         const double whole = average(1 << 16, [&](UnitPoint u) {
             const double height = 1.0 - 2.0 * u.v;
             const double away = std::sqrt(1.0 - height * height);
-            return 4.0 * pi * environment.density({away * std::sin(2 * pi * u.u), height, away * std::cos(2 * pi * u.u)});
+            return 4.0 * pi *
+                   environment.density(
+                       {away * std::sin(2 * pi * u.u), height, away * std::cos(2 * pi * u.u)});
         });
         EXPECT_NEAR(whole, 1.0, 0.01);
         double direct = 0.0;
@@ -120,7 +123,8 @@ TEST(Light, TheEnvironmentsDensityIsOneOverTheSphereAndMatchesWhatItDraws) {
         direct = average(1 << 16, [&](UnitPoint u) {
             const double height = 1.0 - 2.0 * u.v;
             const double away = std::sqrt(1.0 - height * height);
-            return 4.0 * pi * sky.color({away * std::sin(2 * pi * u.u), height, away * std::cos(2 * pi * u.u)}).x;
+            return 4.0 * pi *
+                   sky.color({away * std::sin(2 * pi * u.u), height, away * std::cos(2 * pi * u.u)}).x;
         });
         EXPECT_NEAR(drawn, direct, 0.01 * direct);
     }
@@ -215,7 +219,8 @@ TEST(Light, AGlowingSurfaceLightsTheFloor) {
         shading.look({eye, normalize(point - eye)}, PixelSampler(0, 0, i));
         sum += shading.light(PixelSampler(0, 0, i)) * (1.0 / kCount);
     }
-    // A sphere that the horizon does not cut fills the share sin^2 of the half space, by the cosine of its centre.
+    // A sphere that the horizon does not cut fills the share sin^2 of the half space, by the cosine of its
+    // centre.
     const double expected = 1.0 / 5.0 * (1.0 / std::sqrt(5.0));
     EXPECT_NEAR(sum.x, expected, 0.02 * expected);
     EXPECT_NEAR(sum.z, 0.25 * expected, 0.005 * expected);

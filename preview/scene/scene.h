@@ -108,6 +108,13 @@ struct SurfaceEntry {
     std::string script;  ///< native path; empty: none
 };
 
+/// A picture all around the scene, in place of the sky.
+struct EnvironmentPicture {
+    std::string filename;  ///< native path; empty: none
+    double intensity = 1.0;
+    double rotation = 0.0;  ///< about the vertical axis, radians
+};
+
 /// The settings of a scene as a whole.
 struct SceneSettings {
     std::int32_t frameStart = 0;
@@ -134,6 +141,7 @@ struct Scene {
     std::vector<ImageItem> images;
     std::vector<SurfaceEntry> surfaces;
     Sky sky;
+    EnvironmentPicture environment;
     Track<Vec3> ambient;  ///< the even part of the sky's light, as the light service tells it
     SceneSettings settings;
 

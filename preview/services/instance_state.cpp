@@ -23,7 +23,8 @@ std::size_t binaryHead(std::string_view bytes) {
 }  // namespace
 
 std::optional<InstanceState> stateFromBytes(std::string bytes) {
-    if (std::string_view(bytes).starts_with(kFirstWord)) return InstanceState{HX_STATE_TEXT, std::move(bytes)};
+    if (std::string_view(bytes).starts_with(kFirstWord))
+        return InstanceState{HX_STATE_TEXT, std::move(bytes)};
     if (binaryHead(bytes) == 0) return std::nullopt;
     return InstanceState{HX_STATE_BINARY, std::move(bytes)};
 }

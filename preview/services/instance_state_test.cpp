@@ -1,5 +1,6 @@
 // States and panels as the module meets them.
 #include "preview/services/instance_state.h"
+
 #include "preview/services/panel_services.h"
 
 #include <gtest/gtest.h>

@@ -23,8 +23,8 @@ std::int32_t textWidth(std::string_view text) {
 
 /// The value that a control of a class has before it is set.
 ControlValue valueOfClass(std::string_view name) {
-    for (const char* whole : {HX_CONTROL_NUM, HX_CONTROL_BOOL, HX_CONTROL_CHOICE, HX_CONTROL_POPUP, HX_CONTROL_SLIDER,
-                              HX_CONTROL_MINI_SLIDER})
+    for (const char* whole : {HX_CONTROL_NUM, HX_CONTROL_BOOL, HX_CONTROL_CHOICE, HX_CONTROL_POPUP,
+                              HX_CONTROL_SLIDER, HX_CONTROL_MINI_SLIDER})
         if (name == whole) return std::int32_t{0};
     for (const char* vector : {HX_CONTROL_FVEC, HX_CONTROL_VEC, HX_CONTROL_MINI_RGB, HX_CONTROL_MINI_HSV})
         if (name == vector) return Vec3{};
@@ -94,7 +94,8 @@ PanelControl* PanelDesk::add(Panel* panel, const char* className, const HxContro
     control->y = panel->height - kMargin - kButtons;
     control->width = control->labelWidth + fieldWidth(*control, made);
     control->height =
-        lines ? kLine * static_cast<std::int32_t>(std::clamp<std::size_t>(control->choices.size(), 1, 1000)) : kRow;
+        lines ? kLine * static_cast<std::int32_t>(std::clamp<std::size_t>(control->choices.size(), 1, 1000))
+              : kRow;
     panel->height += control->height + kGap;
     panel->width = std::max(panel->width, control->width + 2 * kMargin);
     panel->controls.push_back(std::move(control));

@@ -26,7 +26,7 @@ struct PanelControl {
     std::string label;
     std::int32_t x = 0;
     std::int32_t y = 0;
-    std::int32_t width = 0;   ///< with its label
+    std::int32_t width = 0;  ///< with its label
     std::int32_t height = 0;
     std::int32_t labelWidth = 0;
     bool integerComponents = false;
@@ -64,7 +64,8 @@ public:
     [[nodiscard]] virtual bool answer(Panel& panel) = 0;
 };
 
-/// The panel service. It knows the sizes of text as a window with a fixed font would, and shows nothing itself.
+/// The panel service. It knows the sizes of text as a window with a fixed font would, and shows nothing
+/// itself.
 class PanelDesk {
 public:
     /// @param face  outlives the desk; null: there is no panel service
@@ -76,8 +77,8 @@ public:
     void destroy(Panel* panel);
     [[nodiscard]] bool open(Panel* panel);
     void setDraw(Panel* panel, HxPanelDraw draw, void* user);
-    [[nodiscard]] PanelControl* add(Panel* panel, const char* className, const HxControlDescriptor* descriptor,
-                                    const char* label);
+    [[nodiscard]] PanelControl* add(Panel* panel, const char* className,
+                                    const HxControlDescriptor* descriptor, const char* label);
     void setValue(PanelControl* control, const HxControlValue* value);
     void getValue(PanelControl* control, HxControlValue* value);
 

@@ -87,17 +87,20 @@ void setControl(HxControl control, std::int32_t attribute, std::int32_t value) {
 }
 void redrawControl(HxControl) {}  // nothing is drawn
 void setValue(HxControl control, const HxControlValue* value) {
-    if (current != nullptr && control != nullptr && value != nullptr) current->setValue(controlOf(control), value);
+    if (current != nullptr && control != nullptr && value != nullptr)
+        current->setValue(controlOf(control), value);
 }
 void getValue(HxControl control, HxControlValue* value) {
-    if (current != nullptr && control != nullptr && value != nullptr) current->getValue(controlOf(control), value);
+    if (current != nullptr && control != nullptr && value != nullptr)
+        current->getValue(controlOf(control), value);
 }
 void drawLine(HxPanel panel, std::int32_t x, std::int32_t y, std::int32_t width) {
     if (panel != nullptr) panelOf(panel)->lines.push_back({x, y, width});
 }
 
-PanelServices service{createPanel,  destroyPanel, openPanel,  getPanel,      setPanel, setPanelDraw, screenSize,
-                      addControl,   getControl,   setControl, redrawControl, setValue, getValue,     drawLine};
+PanelServices service{createPanel,   destroyPanel, openPanel,  getPanel,   setPanel,
+                      setPanelDraw,  screenSize,   addControl, getControl, setControl,
+                      redrawControl, setValue,     getValue,   drawLine};
 
 }  // namespace
 

@@ -5,8 +5,8 @@
 
 namespace kestrel::preview {
 
-/// The record of the service. Its functions carry no handle of ours (see PreviewServices): they answer for the desk
-/// that was set last.
+/// The record of the service. Its functions carry no handle of ours (see PreviewServices): they answer for
+/// the desk that was set last.
 [[nodiscard]] PanelServices* panelServices(PanelDesk& desk);
 
 }  // namespace kestrel::preview
