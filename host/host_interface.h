@@ -15,8 +15,13 @@
  * What holds everywhere:
  *
  *   Threads     Everything is called from one thread, and the module calls back from that thread only.
- *   Re-entry    From inside a service, a state's read or write, or an operation of a sample, call nothing of
- *               the module, except what KestrelModule offers for it.
+ *   Re-entry    An instance is busy while one of its calls below is in progress, and so are all that share
+ *               its script. From inside illuminate or rayTrace of a sample, evaluate() shades other samples
+ *               by instances that are not busy, each with a sample record of its own. From inside a service
+ *               or a state call nothing but what KestrelModule offers for it; whatever is called all the same
+ *               does no harm. On a busy instance describe() answers, destroy() waits for the call in progress
+ *               to end (its handle is not to be used any more), copies can be made of it, and all other calls
+ *               do nothing and return 0 or null.
  *   Texts       Are NUL-terminated. Who passes a text or a record keeps owning it, and the other side reads
  *               it during the call only; what is kept for longer says so.
  *   Failures    Are shown through the service "Info Messages". Callbacks that could return an error text
@@ -151,8 +156,9 @@ typedef int32_t (*IlluminateOperation)(HostItemID light, const double point[3], 
                                        double color[3]);
 
 /* Traces a ray; `direction` is a unit vector, or zeros when the script passed zeros. `color` (in: zeros) is
- * what the ray sees; a surface of the module that it meets is shaded without evaluate(). Returns the distance
- * to what it hits, negative when it hits nothing. */
+ * what the ray sees; a surface of the module that it meets is shaded by evaluate() unless its instance is
+ * busy (see Re-entry), and then without. Returns the distance to what it hits, negative when it hits nothing.
+ */
 typedef double (*RayTraceOperation)(const double point[3], const double direction[3], double color[3]);
 
 /* One shading sample, a record of the host. It fills all of it, with the surface's own values from wNorm to

@@ -3,7 +3,7 @@
 #include "host/load_script.h"
 #include "host/plugin_state.h"
 
-#include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace kestrel {
@@ -44,7 +44,40 @@ std::int32_t showNoOptions(PluginState& state) {
     return HXM_OK;
 }
 
+void endInstance(PluginState& state, ShaderInstance& instance) {
+    const Unlinking unlinking(state, instance);
+    state.endedAborted = false;
+    LoadedScript* script = instance.script();
+    if (script == nullptr || instance.context.use_count() > 1) return;
+    const Working working(state, instance);
+    script->call(HostFunction::Destroy);
+    state.endedAborted = script->engine.run.abort;
+    script->unload();
+    instance.context->script.reset();  // the host may have made another copy meanwhile
+}
+
 }  // namespace
+
+Working::Working(PluginState& state, ShaderInstance& instance) noexcept
+    : state_(state), context_(*instance.context) {
+    context_.busy = true;
+}
+
+Working::~Working() {
+    context_.busy = false;
+    // With the last of its instances the context goes as well, so it is not looked at again.
+    for (ShaderInstance* instance = std::exchange(context_.ending, nullptr); instance != nullptr;) {
+        ShaderInstance* const following = instance->nextEnding;
+        try {
+            endInstance(state_, *instance);
+        } catch (const std::exception& failure) {
+            state_.messages.showFailure(kServerName, failure.what());
+        } catch (...) {
+            state_.messages.showFailure(kServerName, "unknown failure");
+        }
+        instance = following;
+    }
+}
 
 ShaderInstance* createInstance(PluginState& state) {
     auto context = std::make_shared<ScriptContext>();
@@ -55,13 +88,12 @@ ShaderInstance* createInstance(PluginState& state) {
 }
 
 void destroyInstance(PluginState& state, ShaderInstance& instance) {
-    const Unlinking unlinking(state, instance);
-    state.endedAborted = false;
-    LoadedScript* script = instance.script();
-    if (script == nullptr || instance.context.use_count() > 1) return;
-    script->call(HostFunction::Destroy);
-    state.endedAborted = script->engine.run.abort;
-    script->unload();
+    if (std::exchange(instance.destroyed, true)) return;  // it waits for its end already
+    if (instance.context->busy) {
+        instance.nextEnding = std::exchange(instance.context->ending, &instance);
+        return;
+    }
+    endInstance(state, instance);
 }
 
 void copyInstance(const ShaderInstance& source, ShaderInstance& destination) {
@@ -78,7 +110,7 @@ bool attachScript(PluginState& state, ShaderInstance& instance, const std::optio
 }
 
 const char* describeInstance(PluginState& state, const ShaderInstance& instance) {
-    std::string text = "Kestrel/PT";
+    std::string text = kServerName;
     if (const LoadedScript* script = instance.script()) {
         text = script->host.customDescription ? script->host.description
                                               : text + " - " + script->host.description;

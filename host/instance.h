@@ -12,25 +12,46 @@
 namespace kestrel {
 
 struct PluginState;
+struct ShaderInstance;
 
 /// What instances made by `copy` from one another share: loading a script into one of them shows in all.
 struct ScriptContext {
     std::int16_t activationNumber = 0;     ///< of the activation in which the first of them was created
     std::unique_ptr<LoadedScript> script;  ///< null while no script is loaded
+    bool busy = false;                     ///< a callback is at work with the script: see Working
+    ShaderInstance* ending = nullptr;      ///< instances that were destroyed meanwhile
 };
 
 struct ShaderInstance {
     std::shared_ptr<ScriptContext> context;
     std::list<ShaderInstance>::iterator place;  ///< in PluginState::instances
+    bool destroyed = false;                     ///< the host has let go of it
+    ShaderInstance* nextEnding = nullptr;       ///< in ScriptContext::ending
 
     [[nodiscard]] LoadedScript* script() const noexcept { return context->script.get(); }
+};
+
+/// A callback at work with an instance. The host may call back from its operations, and what reaches the same
+/// script then must find it busy: its variables, stack and sample belong to the call in progress. Instances
+/// that the host destroys meanwhile end with this scope.
+class Working {
+public:
+    /// Only on an instance that is not busy.
+    Working(PluginState& state, ShaderInstance& instance) noexcept;
+    ~Working();
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
+
+private:
+    PluginState& state_;
+    ScriptContext& context_;
 };
 
 /// A new instance without a script.
 ShaderInstance* createInstance(PluginState& state);
 
-/// Ends an instance. The last one of those that share a script runs the script's `destroy` and unloads it;
-/// the last instance of all releases the host's services.
+/// Ends an instance, at once or as soon as its script is no longer busy. The last one of those that share a
+/// script runs the script's `destroy` and unloads it; the last instance of all releases the host's services.
 void destroyInstance(PluginState& state, ShaderInstance& instance);
 
 /// From now on both instances run the source's script with one state. The destination lets go of its own.

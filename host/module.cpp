@@ -17,8 +17,6 @@ static_assert(sizeof(KestrelRunWatch) == sizeof(RunWatch) &&
               offsetof(KestrelRunWatch, requested) == offsetof(RunWatch, requested) &&
               offsetof(KestrelRunWatch, line) == offsetof(RunWatch, line));
 
-constexpr const char* kServerName = "Kestrel/PT";
-
 void showFailure(const char* what) noexcept {
     pluginState().messages.showFailure(kServerName, what);
 }
@@ -36,12 +34,18 @@ Result guarded(Result fallback, Body&& body) noexcept {
     return fallback;
 }
 
-/// The same for callbacks that work on an instance; a null instance is ignored.
+ShaderInstance& instanceOf(HxInstance handle) noexcept {
+    return *static_cast<ShaderInstance*>(handle);
+}
+
+/// The same for callbacks that work with an instance's script. A null instance is ignored, and so is one that
+/// is at work already: the host calls back from inside it.
 template <class Body>
 void withInstance(HxInstance handle, Body&& body) noexcept {
-    if (handle == nullptr) return;
+    if (handle == nullptr || instanceOf(handle).context->busy) return;
     guarded(0, [&] {
-        body(*static_cast<ShaderInstance*>(handle));
+        const Working working(pluginState(), instanceOf(handle));
+        body(instanceOf(handle));
         return 0;
     });
 }
@@ -53,14 +57,16 @@ HxInstance createCallback(const char** /* error: never written */) {
 }
 
 void destroyCallback(HxInstance handle) {
-    withInstance(handle, [](ShaderInstance& instance) { destroyInstance(pluginState(), instance); });
+    if (handle == nullptr) return;
+    guarded(0, [&] {
+        destroyInstance(pluginState(), instanceOf(handle));
+        return 0;
+    });
 }
 
 const char* copyCallback(HxInstance source, HxInstance destination) {
-    if (source == nullptr) return nullptr;
-    withInstance(destination, [&](ShaderInstance& instance) {
-        copyInstance(*static_cast<const ShaderInstance*>(source), instance);
-    });
+    if (source == nullptr || destination == nullptr || instanceOf(destination).context->busy) return nullptr;
+    copyInstance(instanceOf(source), instanceOf(destination));
     return nullptr;
 }
 
@@ -104,9 +110,9 @@ std::uint32_t flagsCallback(HxInstance handle) {
 }
 
 const char* describeCallback(HxInstance handle) {
-    const char* text = kServerName;
-    withInstance(handle, [&](ShaderInstance& instance) { text = describeInstance(pluginState(), instance); });
-    return text;
+    if (handle == nullptr) return kServerName;
+    return guarded<const char*>(kServerName,
+                                [&] { return describeInstance(pluginState(), instanceOf(handle)); });
 }
 
 const HostItemID* usedItemsCallback(HxInstance handle) {
@@ -127,7 +133,7 @@ std::int32_t lastRunAborted(void* handle) {
 
 const char* const* effectedByNames(void* handle) {
     if (handle == nullptr) return nullptr;
-    const LoadedScript* script = static_cast<const ShaderInstance*>(handle)->script();
+    const LoadedScript* script = instanceOf(handle).script();
     return script != nullptr ? script->host.effectedBy.list() : nullptr;
 }
 
@@ -196,7 +202,9 @@ std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* lo
     return guarded<std::int32_t>(HXM_OK, [&] {
         PluginState& state = pluginState();
         if (global != nullptr) state.hostGlobal = global;
-        return editInstance(state, *static_cast<ShaderInstance*>(local));
+        if (instanceOf(local).context->busy) return static_cast<std::int32_t>(HXM_OK);
+        const Working working(state, instanceOf(local));
+        return editInstance(state, instanceOf(local));
     });
 }
 

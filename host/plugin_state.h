@@ -44,6 +44,7 @@ private:
 };
 
 inline constexpr std::size_t kDescribeSize = 80;
+inline constexpr const char* kServerName = "Kestrel/PT";
 
 struct PluginState {
     PluginState();
