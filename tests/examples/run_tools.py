@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the examples that work on files, and compares what they make with what Python makes of the same files."""
+"""Runs the examples that work on files, and compares what they make with what Python makes of the same files; and the
+one that works on a scene, where there is none."""
 
 import csv
 import pathlib
@@ -55,7 +56,14 @@ def check_each_image(kestrel, script):
         raise ValueError(harness.difference(expected, out))
 
 
-CHECKS = {"csv_report": check_csv_report, "each_image": check_each_image}
+def check_scene_tree(kestrel, script):
+    with tempfile.TemporaryDirectory() as folder:
+        out = run(kestrel, script, folder)
+    if out != ["There is no scene here."]:
+        raise ValueError(f"says {out}")
+
+
+CHECKS = {"csv_report": check_csv_report, "each_image": check_each_image, "scene_tree": check_scene_tree}
 
 
 def main():

@@ -1,6 +1,8 @@
 // Items of the scene: finding them, every member and method, what wrong uses say, hosts that do not answer.
 #include "tests/host/fake_host.h"
 
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -320,6 +322,28 @@ TEST_F(Items, StandNonsenseFromTheHost) {
     EXPECT_GE(questions, 100'000);
     EXPECT_EQ(host.module().watch->line, 9);
     host.module().watch->requested = 0;
+}
+
+TEST_F(Items, TheExampleShowsThemAll) {
+    std::ifstream file(KESTREL_EXAMPLES "/tools/scene_tree.ks");
+    std::string script{std::istreambuf_iterator<char>(file), {}};
+    script.replace(script.find("\nmain\n"), 6, "\ninit\n");  // what a host runs
+    const HxInstance instance = host.createWith(script);
+    host.handler.init(instance);
+    EXPECT_EQ(host.said(), (Lines{
+                               "scene Stage: frames 1 to 60, 640 by 480 pixels",
+                               "objects",
+                               "  mesh Body: 8 points, 6 polygons, at <10,8,0>",
+                               "    mesh Arm: 8 points, 6 polygons, at <11,8,0>",
+                               "    light Lamp: type 7, colour 255 127 0, at <20,8,0>",
+                               "    bone Hip: 1.5 long, at <30,8,0>",
+                               "    bone Knee: 1.5 long, at <31,8,0>",
+                               "lights",
+                               "  light Lamp: type 7, colour 255 127 0, at <20,8,0>",
+                               "  light Spot: type 7, colour 255 127 0, at <21,8,0>",
+                               "cameras",
+                               "  camera Eye: sees 0 by 28.6479 degrees, at <40,8,0>",
+                           }));
 }
 
 TEST_F(Items, DescriptionsAreMadeOfAnything) {
