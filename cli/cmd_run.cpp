@@ -3,6 +3,7 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
+#include "cli/scene_access.h"
 #include "host/script_session.h"
 
 #include <CLI/CLI.hpp>
@@ -29,8 +30,12 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
 /// One run of one script.
 class Run {
 public:
-    Run(const std::string& file, const Invocation& invocation)
-        : file_(file), printer_(invocation.json, file), guard_(watch_.requested, invocation.timeout) {}
+    /// @param services  of the scene around the script; may be null
+    Run(const std::string& file, const Invocation& invocation, HostGlobal services)
+        : file_(file),
+          printer_(invocation.json, file),
+          session_(printer_, &watch_, {}, services),
+          guard_(watch_.requested, invocation.timeout) {}
 
     /// @return the exit status
     int execute() {
@@ -65,13 +70,24 @@ private:
     const std::string file_;
     MessagePrinter printer_;
     RunWatch watch_;
-    ScriptSession session_{printer_, &watch_};
+    ScriptSession session_;
     RunGuard guard_;
 };
 
-int run(const std::string& file, const Invocation& invocation) {
+struct RunCommand {
+    std::string file;
+    std::string scene;  ///< empty: there is none
+};
+
+void run(const RunCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, false);
-    return Run(file, invocation).execute();
+    std::unique_ptr<SceneAccess> scene;
+    if (!options.scene.empty()) {
+        scene = openScene(options.scene, invocation);
+        if (scene == nullptr) return;
+    }
+    invocation.exitCode =
+        Run(options.file, invocation, scene != nullptr ? scene->services() : nullptr).execute();
 }
 
 }  // namespace
@@ -79,12 +95,17 @@ int run(const std::string& file, const Invocation& invocation) {
 void addRunCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
         "run", "Loads a script, runs its code outside functions and then its function \"main\"");
-    const auto file = std::make_shared<std::string>();
-    command->add_option("FILE", *file, "The script")->required()->type_name("");
+    const auto options = std::make_shared<RunCommand>();
+    command->add_option("FILE", options->file, "The script")->required()->type_name("");
     addMessagesOption(*command, invocation);
     addTimeoutOption(*command, invocation);
-    command->callback([file, &invocation] {
-        if (requireReadable(*file, invocation)) invocation.exitCode = run(*file, invocation);
+    command
+        ->add_option(
+            "--scene", options->scene,
+            "The scene that the script finds: a scene in JSON, a glTF file, or an OBJ file (default: none)")
+        ->type_name("SCENE");
+    command->callback([options, &invocation] {
+        if (requireReadable(options->file, invocation)) run(*options, invocation);
     });
 }
 

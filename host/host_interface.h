@@ -105,7 +105,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455333u
+#define KESTREL_EXTENSION_MAGIC 0x4b455334u
 
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
@@ -138,6 +138,9 @@ typedef struct KestrelModule {
      * wants to be sure that usedItems() comes back looks first whether each object that is not named has only
      * bones that are. May be null. */
     const char* const* (*effectedBy)(void* instance);
+    /* Where the instance's script first wrote a number into a sample that is not finite (NaN, infinite) since
+     * this was asked last. Returns 0 when it has not, and leaves `out`. May be null. */
+    int32_t (*badWrite)(void* instance, KestrelPlace* out);
 } KestrelModule;
 
 /* ---- scene items ---- */

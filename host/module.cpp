@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <utility>
 
 namespace kestrel {
 
@@ -137,22 +138,26 @@ const char* const* effectedByNames(void* handle) {
     return script != nullptr ? script->host.effectedBy.list() : nullptr;
 }
 
+/// @return 0 where the position is unknown
+std::int32_t tellPlace(const SourcePos& pos, const SourceFiles& files, KestrelPlace* out) {
+    if (!pos.known() || static_cast<std::size_t>(pos.file) >= files.size()) return 0;
+    *out = {files[static_cast<std::size_t>(pos.file)].path.c_str(), pos.line, pos.column, pos.endColumn};
+    return 1;
+}
+
+std::int32_t badWriteOf(void* handle, KestrelPlace* out) {
+    LoadedScript* script = handle != nullptr ? instanceOf(handle).script() : nullptr;
+    if (script == nullptr) return 0;
+    const SourcePos pos = std::exchange(script->host.badWrite, SourcePos{});
+    return tellPlace(pos, script->engine.program->files, out);
+}
+
 // ---- activation ----
 
 template <class Service>
 bool lookUp(HostGlobal global, const char* name, HxServiceUse use, const Service*& service) {
     service = static_cast<const Service*>(global(name, use));
     return service != nullptr;
-}
-
-bool acquireSceneServices(HostGlobal global, SceneServices& services) {
-    bool complete = lookUp(global, HX_SERVICE_ITEM_INFO, HX_USE_KEEP, services.items);
-    complete = lookUp(global, HX_SERVICE_OBJECT_INFO, HX_USE_KEEP, services.objects) && complete;
-    complete = lookUp(global, HX_SERVICE_BONE_INFO, HX_USE_KEEP, services.bones) && complete;
-    complete = lookUp(global, HX_SERVICE_LIGHT_INFO, HX_USE_KEEP, services.lights) && complete;
-    complete = lookUp(global, HX_SERVICE_CAMERA_INFO, HX_USE_KEEP, services.cameras) && complete;
-    complete = lookUp(global, HX_SERVICE_SCENE_INFO, HX_USE_KEEP, services.scene) && complete;
-    return lookUp(global, HX_SERVICE_IMAGE_LIST, HX_USE_KEEP, services.images) && complete;
 }
 
 /// The services are looked up by the first activation in the process only.
@@ -169,7 +174,7 @@ bool acquireServices(PluginState& state, HostGlobal global) {
         state.messages.showOwn(*services.messages, MessageId::ServiceMissing);
         return false;
     }
-    if (!acquireSceneServices(global, state.environment.scene)) {
+    if (!lookUpSceneServices(global, state.environment.scene)) {
         state.messages.showOwn(*services.messages, MessageId::SceneServiceMissing);
         return false;
     }
@@ -222,10 +227,7 @@ std::int32_t placeOfMessage(std::int32_t level, KestrelPlace* out) {
     };
     for (; level > 0 && inFiles(); --level)
         pos = (*message->files)[static_cast<std::size_t>(pos.file)].broughtInBy;
-    if (!inFiles()) return 0;
-    *out = {(*message->files)[static_cast<std::size_t>(pos.file)].path.c_str(), pos.line, pos.column,
-            pos.endColumn};
-    return 1;
+    return tellPlace(pos, *message->files, out);
 }
 
 constexpr ServerRecord kServers[] = {
@@ -254,5 +256,6 @@ KestrelModule _mod_descrip = {
     kestrel::placeOfMessage,
     kestrel::nameOfMessage,
     kestrel::effectedByNames,
+    kestrel::badWriteOf,
 };
 }

@@ -25,4 +25,8 @@ struct SceneServices {
     }
 };
 
+/// Asks a host for all of them, to be kept.
+/// @return false when one is missing; the others are there all the same
+bool lookUpSceneServices(HostGlobal global, SceneServices& services);
+
 }  // namespace kestrel

@@ -18,10 +18,12 @@ struct ScriptSession::Parts {
     EngineContext engine{environment.services(host)};
 };
 
-ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequester requester)
+ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequester requester,
+                             HostGlobal services)
     : parts_(std::make_unique<Parts>(messages, watch)) {
     parts_->environment.requestFile = std::move(requester);
     parts_->environment.libraryPath.load();
+    if (services != nullptr) lookUpSceneServices(services, parts_->environment.scene);
 }
 
 ScriptSession::~ScriptSession() = default;

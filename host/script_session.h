@@ -4,6 +4,7 @@
 #include "engine/context/context.h"
 #include "frontend/compiler.h"
 #include "host/file_request.h"
+#include "host/host_interface.h"
 
 #include <memory>
 #include <string>
@@ -19,7 +20,9 @@ public:
     /// @param watch      lets the caller end a run; may be null
     /// @param requester  answers requests for files (components that are not on the library path); may be
     /// empty
-    explicit ScriptSession(MessageSink& messages, RunWatch* watch = nullptr, FileRequester requester = {});
+    /// @param services   the host's scene and panels, as a module would look them up; null: there are none
+    explicit ScriptSession(MessageSink& messages, RunWatch* watch = nullptr, FileRequester requester = {},
+                           HostGlobal services = nullptr);
     ~ScriptSession();
     ScriptSession(const ScriptSession&) = delete;
     ScriptSession& operator=(const ScriptSession&) = delete;

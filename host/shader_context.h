@@ -27,9 +27,11 @@ struct ShaderContext {
     std::string description;                                ///< at most kDescriptionLimit characters
     bool customDescription = false;                         ///< the script chose the description itself
     std::array<std::uint8_t, kFlagCount> requestedFlags{};  ///< what flags() asked for, by flag number
-    ShadingSample* sample = nullptr;                        ///< set while `process` runs
-    const LoadState* loadState = nullptr;                   ///< set while the script's `load` runs
-    const SaveState* saveState = nullptr;                   ///< set while the script's `save` runs
+    /// The first instruction since somebody asked that wrote a number which is not finite into a sample.
+    SourcePos badWrite;
+    ShadingSample* sample = nullptr;       ///< set while `process` runs
+    const LoadState* loadState = nullptr;  ///< set while the script's `load` runs
+    const SaveState* saveState = nullptr;  ///< set while the script's `save` runs
     // Scripts may keep the object that they were handed, so it lives as long as they do.
     StateObject loadObject{true, false};
     StateObject saveObject{false, false};

@@ -4,6 +4,7 @@
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -40,6 +41,11 @@ void readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
 
 void readNothing(EngineContext&, const MemberAccess&, const MemberRow&) {}
 
+void noteBadWrite(EngineContext& ctx) {
+    ShaderContext& shader = shaderContext(ctx);
+    if (!shader.badWrite.known() && ctx.run.node != nullptr) shader.badWrite = ctx.run.node->pos;
+}
+
 void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
                int op) {
     if (!value.isNumeric()) {
@@ -49,6 +55,8 @@ void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& 
     const std::size_t place = placeOf(access, row);
     const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.payload.number, op);
     if (!update.ok) return;
+    if (!std::isfinite(update.value)) [[unlikely]]
+        noteBadWrite(ctx);
     std::memcpy(reinterpret_cast<unsigned char*>(shaderContext(ctx).sample) + place, &update.value,
                 sizeof(double));
     if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));

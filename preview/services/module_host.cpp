@@ -98,6 +98,14 @@ KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }
 
+std::optional<KestrelPlace> ModuleHost::badWrite(HxInstance instance) const {
+    KestrelPlace place{};
+    if (extension_ == nullptr || extension_->badWrite == nullptr ||
+        extension_->badWrite(instance, &place) == 0)
+        return std::nullopt;
+    return place;
+}
+
 std::vector<KestrelPlace> ModuleHost::placeOfMessage() const {
     constexpr std::int32_t kMostLevels = 40;  // inserts nest thirty deep
     std::vector<KestrelPlace> places;

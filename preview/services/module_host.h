@@ -5,6 +5,7 @@
 #include "platform/dynamic_library.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ public:
     /// True when the last run of script code in the instance ended with a fatal error; for null, the same of
     /// the instance that was destroyed last. False when that cannot be told.
     [[nodiscard]] bool aborted(HxInstance instance) const;
+
+    /// Where the instance's script has first written a number that is not finite into a sample since this was
+    /// asked last. Nothing when it has not, or that cannot be told.
+    [[nodiscard]] std::optional<KestrelPlace> badWrite(HxInstance instance) const;
 
     /// While a message of the module is shown: its place, then the lines that brought in that file, innermost
     /// first. Empty when that cannot be told.
