@@ -221,21 +221,30 @@ enum HxStateMode { HX_STATE_BINARY = 0, HX_STATE_TEXT = 1 };
  *
  * The module writes the full path in upper case, and reads relative and native ones as well. At most 8192
  * bytes count. Any mode but HX_STATE_TEXT is binary. `handle` is the host's; the module passes it back.
- * A state is used during load() or save() only. */
+ * A state is used during load() or save() only.
+ *
+ * What follows is the script's own: its `save` writes lines or bytes of any kind, and its `load` reads as
+ * much of them as it likes. A host marks the end of a state by itself, since nothing in the state tells it.
+ */
 
 typedef struct LoadState {
     int32_t mode;
     void* handle;
     /* Text: stores one line without its newline, at most size - 1 characters and a terminator, and returns
-     * its length. 0 is an empty line, which is skipped; the end is negative, and 0 for ever never ends.
-     * Binary: stores up to `size` bytes, without a terminator, and returns how many; 0 at the end. */
+     * its length. 0 is an empty line, of which those before the script's name are skipped; the end is
+     * negative, and 0 for ever never ends. Scripts read with a size of 512. Of a longer line the rest should
+     * come with the next read, so that nothing is lost; a host may drop it too.
+     * Binary: stores up to `size` bytes, without a terminator, and returns how many; 0 at the end, and then
+     * again each time. Fewer than are wanted are no end: the module asks for the rest. */
     int32_t (*read)(void* handle, char* buffer, int32_t size);
 } LoadState;
 
 typedef struct SaveState {
     int32_t mode;
     void* handle;
-    /* Text: one line of `size` characters, to which the host adds the newline. Binary: `size` bytes. */
+    /* Text: one line of `size` characters, to which the host adds the newline; 0 is an empty line. A script
+     * that writes bytes into a text all the same may put anything in it, even newlines. Binary: `size`
+     * bytes. What cannot be written, say for want of room, the host tells its user itself. */
     void (*write)(void* handle, const char* buffer, int32_t size);
 } SaveState;
 
@@ -262,11 +271,11 @@ typedef struct ShaderHandlerRecord {
      * `load`. It replaces an earlier script, whose `destroy` does not run.
      * A state of another form loads nothing, without a message; a file that does not compile is told of in
      * messages. Either way the instance keeps what it had. Whether it has a script now can be told from
-     * describe() and save(). In this version a script's `load` reads nothing more of the state. */
+     * describe() and save(). */
     const char* (*load)(HxInstance, const LoadState*);
 
-    /* Writes the state from which load() gets the same script, then runs the script's `save`, which can add
-     * nothing to it in this version. Without a script nothing is written, not even an empty line. */
+    /* Writes the state from which load() gets the same script, then runs the script's `save`, which adds to
+     * it. Without a script nothing is written, not even an empty line. */
     const char* (*save)(HxInstance, const SaveState*);
 
     /* Before rendering: the script's `init`. */

@@ -1,6 +1,7 @@
 #include "host/state_io.h"
 
 #include "host/lent.h"
+#include "host/state_bytes.h"
 
 #include <array>
 #include <cstdint>
@@ -37,11 +38,11 @@ std::optional<std::string> readNameLine(const LoadState& from) {
 std::optional<std::string> readNameBlock(const LoadState& from) {
     std::int32_t length = 0;
     std::array<char, sizeof length> lengthBytes{};
-    if (from.read(from.handle, lengthBytes.data(), sizeof length) != sizeof length) return std::nullopt;
+    if (!readAll(from, lengthBytes.data(), lengthBytes.size())) return std::nullopt;
     std::memcpy(&length, lengthBytes.data(), sizeof length);
     if (length < 1 || length > static_cast<std::int32_t>(kLongestLine)) return std::nullopt;
     std::vector<char> name(static_cast<std::size_t>(length) + 1);
-    if (from.read(from.handle, name.data(), length) != length) return std::nullopt;
+    if (!readAll(from, name.data(), static_cast<std::size_t>(length))) return std::nullopt;
     return std::string(name.data());
 }
 

@@ -62,17 +62,21 @@ const ServerRecord& server(const KestrelModule& module, std::string_view classNa
 
 std::int32_t readState(void* handle, char* buffer, std::int32_t size) {
     auto& state = *static_cast<MemoryState*>(handle);
+    const bool ofName = ++state.reads <= (state.mode == HX_STATE_TEXT ? 1 : 2);
+    const std::int32_t overstated = ofName ? 0 : state.overstated;
     if (state.mode == HX_STATE_TEXT) {
         if (state.lines.empty()) return -1;
-        const std::string line = state.lines.front().substr(0, static_cast<std::size_t>(size) - 1);
-        state.lines.pop_front();
-        std::strcpy(buffer, line.c_str());
-        return static_cast<std::int32_t>(line.size());
+        std::string& line = state.lines.front();
+        const std::string part = line.substr(0, static_cast<std::size_t>(size) - 1);
+        std::strcpy(buffer, part.c_str());
+        line.erase(0, part.size());
+        if (line.empty()) state.lines.pop_front();
+        return static_cast<std::int32_t>(part.size()) + overstated;
     }
-    const std::size_t count = std::min(static_cast<std::size_t>(size), state.bytes.size());
+    const std::size_t count = std::min({static_cast<std::size_t>(size), state.atOnce, state.bytes.size()});
     state.bytes.copy(buffer, count);
     state.bytes.erase(0, count);
-    return static_cast<std::int32_t>(count);
+    return static_cast<std::int32_t>(count) + overstated;
 }
 
 void writeState(void* handle, const char* buffer, std::int32_t size) {

@@ -79,6 +79,9 @@ struct MemoryState {
     std::int32_t mode;
     std::deque<std::string> lines;  ///< text mode, and each single write in binary mode
     std::string bytes;              ///< what binary reads take from
+    std::size_t atOnce = SIZE_MAX;  ///< the most bytes that a binary read gives
+    std::int32_t overstated = 0;    ///< how many more the reads after the script's name say that they gave
+    int reads = 0;
 
     [[nodiscard]] LoadState loading();
     [[nodiscard]] SaveState saving();

@@ -1,8 +1,12 @@
 // Saving instances in scenes and loading them back.
 #include "tests/host/fake_host.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 namespace kestrel::test {
 namespace {
@@ -87,12 +91,214 @@ TEST(State, AStateThatNamesNoScriptLoadsNothing) {
     EXPECT_EQ(host.shown(), Lines{});
 }
 
-TEST(State, TheStateObjectMayOutliveItsCall) {
+/// The bytes as they are written in text: "3f c0 00 00".
+std::string hex(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        std::array<char, 4> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02x ", static_cast<unsigned char>(byte));
+        text += digits.data();
+    }
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+/// A function's body, in which texts may stand between single quotes.
+std::string quoted(std::string body) {
+    std::ranges::replace(body, '\'', '"');
+    return body;
+}
+
+/// What a script with this body of `save` adds to a state, write by write.
+std::deque<std::string> savedBy(FakeHost& host, const std::string& body, std::int32_t mode) {
+    const HxInstance instance = host.createWith("save: mode, state { " + quoted(body) + " }");
+    MemoryState state(mode);
+    const SaveState saving = state.saving();
+    EXPECT_EQ(host.handler.save(instance, &saving), nullptr);
+    for (int name = mode == HX_STATE_TEXT ? 1 : 2; name > 0 && !state.lines.empty(); --name)
+        state.lines.pop_front();
+    return state.lines;
+}
+
+/// What a script with this body of `load` says when it is loaded from a binary state with these bytes, or a
+/// text state with these lines.
+Lines loadedBy(FakeHost& host, const std::string& body, MemoryState state) {
+    const std::string path = host.write("load.ks", "load: mode, state { " + quoted(body) + " }");
+    state.lines.push_front("Script " + path);
+    state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + state.bytes;
+    host.load(host.create(), state);
+    return host.said();
+}
+
+MemoryState binary(const std::string& bytes) {
+    MemoryState state(HX_STATE_BINARY);
+    state.bytes = bytes;
+    return state;
+}
+
+MemoryState text(std::deque<std::string> lines) {
+    MemoryState state(HX_STATE_TEXT);
+    state.lines = std::move(lines);
+    return state;
+}
+
+TEST(State, ItemsAreWrittenWithTheirMostSignificantByteFirst) {
+    FakeHost host;
+    struct Case {
+        const char* call;
+        const char* bytes;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"writeNumber(1.5)", "3f c0 00 00"},
+             {"writeNumber(3)", "40 40 00 00"},
+             {"writeNumber('  -1.5e0 and more')", "bf c0 00 00"},
+             {"writeNumber('none')", "00 00 00 00"},
+             {"writeNumber(0.1)", "3d cc cc cd"},
+             {"writeNumber(pow(2, 128) - pow(2, 103))", "7f 80 00 00"},
+             {"writeNumber(-pow(10, 300))", "ff 80 00 00"},
+             {"writeInt(-2)", "ff ff ff fe"},
+             {"writeInt(2.9)", "00 00 00 02"},
+             {"writeInt(' 258')", "00 00 01 02"},
+             {"writeInt(4294967297.0)", "00 00 00 01"},
+             {"writeByte(255)", "ff"},
+             {"writeByte(-1)", "ff"},
+             {"writeByte('7')", "37"},
+             {"writeByte('')", "00"},
+             {"writeVector(<1, 2, -2>)", "3f 80 00 00 40 00 00 00 c0 00 00 00"},
+             {"writeVector(1, 2.0, -2)", "3f 80 00 00 40 00 00 00 c0 00 00 00"},
+             {"writeString('abc')", "00 00 00 03 61 62 63"},
+             {"writeString('')", "00 00 00 00"},
+         }) {
+        std::string bytes;
+        const std::string body = std::string("state.") + c.call + ";";
+        for (const std::string& write : savedBy(host, body, HX_STATE_BINARY)) bytes += write;
+        EXPECT_EQ(hex(bytes), c.bytes) << c.call;
+    }
+    // The write methods but writeln do not look at the mode.
+    EXPECT_EQ(savedBy(host, "state.writeInt(65);", HX_STATE_TEXT), std::deque{std::string("\0\0\0A", 4)});
+    EXPECT_EQ(host.shown(), Lines{});
+}
+
+TEST(State, ItemsReadAsTheyWereWritten) {
+    FakeHost host;
+    const std::string bytes(
+        "\x3f\xc0\x00\x00\xff\xff\xff\xfe\xff\x3f\x80\x00\x00\x40\x00\x00\x00\xc0\x00\x00\x00"
+        "\x00\x00\x00\x03"
+        "abc\x00\x00\x00\x00",
+        32);
+    const std::string body =
+        "info(state.readNumber(), ' ', state.readInt(), ' ', state.readByte(), ' ', state.readVector());"
+        "info(state.readString(), '|', state.readString(), '|', state.eof());"
+        "x = state.readByte(); info(x == nil, state.eof());";
+    const Lines expected = {"1.5 -2 -1 <1,2,-2>", "abc||0", "11"};
+    EXPECT_EQ(loadedBy(host, body, binary(bytes)), expected);
+    MemoryState slow = binary(bytes);
+    slow.atOnce = 1;
+    EXPECT_EQ(loadedBy(host, body, slow), expected);
+}
+
+TEST(State, DataThatEndsTooSoonIsNil) {
+    FakeHost host;
+    for (const char* method : {"readNumber", "readInt", "readVector", "readString"}) {
+        const std::string body = std::string("x = state.") + method + "(); info(x == nil, state.eof());";
+        for (const std::string& bytes : {std::string(), std::string("abc")})
+            EXPECT_EQ(loadedBy(host, body, binary(bytes)), Lines{"11"}) << method;
+    }
+    const std::string body = "x = state.readString(); info(x == nil, state.eof());";
+    for (const std::string length : {"\xff\xff\xff\xff", "\x7f\xff\xff\xff", "\x80\x01\x02\x03"})
+        EXPECT_EQ(loadedBy(host, body, binary(length + std::string(10000, 'x'))), Lines{"11"});
+}
+
+TEST(State, AHostThatOverstatesWhatItReadDoesNoHarm) {
+    FakeHost host;
+    MemoryState lines = text({std::string(600, 'x')});
+    MemoryState bytes = binary(std::string("\0\0\1\1", 4));
+    for (MemoryState* state : {&lines, &bytes}) state->overstated = 1000000;
+    EXPECT_EQ(loadedBy(host, "info(size(state.read()));", lines), Lines{"511"});
+    EXPECT_EQ(loadedBy(host, "info(state.readInt());", bytes), Lines{"257"});
+}
+
+TEST(State, LinesAreTheTextsOfTheirValues) {
+    FakeHost host;
+    EXPECT_EQ(savedBy(host,
+                      "f = File('f.txt', 'w'); a = array(2);"
+                      "state.writeln(1.25, ' ', 7, ' ', <1, 2.5, 3>, ' ', 'text ', f, nil, a);"
+                      "state.writeln(); state.writeln('last');",
+                      HX_STATE_TEXT),
+              (std::deque<std::string>{"1.25 7 1 2.5 3 text f.txt", "", "last"}));
+    EXPECT_EQ(host.said(), (Lines{"Line 1, invalid argument 9 type to (HXIO)state.writeln()",
+                                  "Line 1, invalid argument 10 type to (HXIO)state.writeln()"}));
+}
+
+TEST(State, LinesAreReadOneByOne) {
+    FakeHost host;
+    EXPECT_EQ(loadedBy(host,
+                       "info(state.read()); x = state.read(); info(x == nil, state.eof());"
+                       "info(state.read()); info(size(state.read()), ' ', size(state.read()));"
+                       "x = state.read(); info(x == nil, state.eof()); state.parse(','); info('end');",
+                       text({"a 1", "", "cut\nhere", std::string(600, 'x')})),
+              (Lines{"a 1", "10", "cut", "511 89", "11", "end"}));
+}
+
+TEST(State, WrongUsesAreNilAndTouchNothing) {
+    FakeHost host;
+    struct Case {
+        const char* call;
+        const char* message;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"eof(1)", "invalid argument count to (HXIO)state.eof()"},
+             {"readNumber()", "illegal operation on ASCII file: (HXIO)state.readNumber()"},
+             {"readInt()", "illegal operation on ASCII file: (HXIO)state.readInt()"},
+             {"readByte()", "illegal operation on ASCII file: (HXIO)state.readByte()"},
+             {"readVector()", "illegal operation on ASCII file: (HXIO)state.readVector()"},
+             {"readString()", "illegal operation on ASCII file: (HXIO)state.readString()"},
+             {"read(1)", "invalid argument count to (HXIO)state.read()"},
+         })
+        EXPECT_EQ(loadedBy(host, "x = state." + std::string(c.call) + "; info(x == nil); info(state.read());",
+                           text({"first"})),
+                  (Lines{std::string("Line 1, ") + c.message, "1", "first"}));
+    for (const char* method : {"read", "parse"})
+        EXPECT_EQ(
+            loadedBy(host, "x = state." + std::string(method) + "(); info(x == nil);", binary("abcd")),
+            (Lines{"Line 1, illegal operation on binary file: (HXIO)state." + std::string(method) + "()",
+                   "1"}));
+    for (const Case& c : std::initializer_list<Case>{
+             {"writeln('x')", "illegal operation on binary file: (HXIO)state.writeln()"},
+             {"writeNumber(nil)", "invalid data type provided: (HXIO)state.writeNumber()"},
+             {"writeNumber()", "invalid data type provided: (HXIO)state.writeNumber()"},
+             {"writeInt(<1, 2, 3>)", "invalid data type provided: (HXIO)state.writeInt()"},
+             {"writeByte(state)", "invalid data type provided: (HXIO)state.writeByte()"},
+             {"writeVector(1, 2)", "invalid argument count: (HXIO)state.writeVector()"},
+             {"writeVector(1)", "invalid data type provided: (HXIO)state.writeVector()"},
+             {"writeVector(1, 'a', 2)", "invalid data type provided: (HXIO)state.writeVector()"},
+             {"writeString()", "invalid argument count: (HXIO)state.writeString()"},
+             {"writeString(5)", "invalid data type provided: (HXIO)state.writeString()"},
+         }) {
+        const std::string body = "x = state." + std::string(c.call) + "; info(x == nil);";
+        EXPECT_EQ(savedBy(host, body, HX_STATE_BINARY), std::deque<std::string>{});
+        EXPECT_EQ(host.said(), (Lines{std::string("Line 1, ") + c.message, "1"}));
+    }
+    EXPECT_EQ(loadedBy(host, "state.writeInt(1);", binary("")),
+              Lines{"Line 1, unknown object method: (HXIO)load::state.writeInt()"});
+    savedBy(host, "state.eof();", HX_STATE_BINARY);
+    EXPECT_EQ(host.said(), Lines{"Line 1, unknown object method: (HXIO)save::state.eof()"});
+}
+
+TEST(State, TheObjectMayOutliveItsCall) {
     FakeHost host;
     const HxInstance instance = host.createWith(
         "kept = nil;\nload: mode, state { ::kept = state; }\n"
-        "init { other = ::kept; pass(other); }\npass: s { info(s.isNil()); }");
+        "init { k = ::kept; x = k.read(); y = k.eof(); z = k.read(1, 2); info(x == nil, y == nil, z == "
+        "nil);\n"
+        "k.none(); }\n"
+        "save: mode, state { k = ::kept; info(k.readInt() == nil); }");
     host.handler.init(instance);
+    EXPECT_EQ(host.said(), (Lines{"111", "Line 4, unknown object method: (HXIO)init::k.none()"}));
+    MemoryState state(HX_STATE_BINARY);
+    const SaveState saving = state.saving();
+    host.handler.save(instance, &saving);
+    EXPECT_EQ(host.said(), Lines{"1"});
 }
 
 }  // namespace
