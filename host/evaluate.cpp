@@ -74,7 +74,7 @@ private:
 
 /// @return null when the callbacks have nothing to run
 LoadedScript* runnable(const PluginState& state, const ShaderInstance& instance) {
-    return state.requesterOpen ? nullptr : instance.script();
+    return state.environment.requester.open() ? nullptr : instance.script();
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ std::optional<std::string> askForScript(ScriptEnvironment& environment) {
     FileRequest request;
     request.title = "Kestrel/PT v1.3: Load Script...";
     request.fileName = "*.ks;*.kxl";
-    request.path = startDirectory(environment.store);
+    request.path = startDirectory(environment.store).substr(0, kDialogSize);
     request.size = static_cast<int>(kDialogSize);
     if (!environment.requestFile || !environment.requestFile(request)) return std::nullopt;
     static_cast<void>(environment.store.write(kGlobalScope, kPathSetting, request.path));

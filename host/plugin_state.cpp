@@ -2,7 +2,6 @@
 
 #include "host/lent.h"
 
-#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -15,10 +14,7 @@ constexpr std::size_t kDialogBuffer = 4096;
 
 class DialogText {
 public:
-    DialogText(const std::string& text, int size) {
-        const std::size_t used = std::min({text.size(), static_cast<std::size_t>(size), kDialogBuffer - 1});
-        text.copy(buffer_.data(), used);
-    }
+    explicit DialogText(const std::string& text) { text.copy(buffer_.data(), kDialogBuffer - 1); }
     [[nodiscard]] char* data() noexcept { return buffer_.data(); }
     [[nodiscard]] std::string text() {
         buffer_.back() = '\0';
@@ -32,9 +28,9 @@ private:
 /// Puts a request through the host's file dialog.
 bool askHost(const FileRequestService* service, FileRequest& request) {
     if (service == nullptr || service->fileRequest == nullptr) return false;
-    DialogText fileName(request.fileName, request.size);
-    DialogText path(request.path, request.size);
-    DialogText fullName("", request.size);
+    DialogText fileName(request.fileName.substr(0, static_cast<std::size_t>(request.size)));
+    DialogText path(request.path);
+    DialogText fullName("");
     if (service->fileRequest(request.title.c_str(), fileName.data(), path.data(), fullName.data(),
                              request.size) < 1)
         return false;
@@ -86,6 +82,10 @@ PluginState::PluginState() {
     environment.requestFile = [this](FileRequest& request) { return askHost(services.fileRequest, request); };
     environment.findDirectory = [this](const std::string& key) {
         return hostDirectory(services.directoryInfo, key);
+    };
+    environment.findPanels = [this](HxServiceUse use) -> const PanelServices* {
+        if (hostGlobal == nullptr) return nullptr;
+        return static_cast<const PanelServices*>(hostGlobal(HX_SERVICE_PANELS, use));
     };
 }
 

@@ -53,9 +53,8 @@ struct PluginState {
     std::int16_t activationNumber = 0;  ///< the latest count; stamped into new instances
     HostGlobal hostGlobal = nullptr;    ///< of the latest activation
     HostServices services;
-    bool requesterOpen = false;  ///< a script's panel is open: the shading callbacks do nothing
-    bool endedAborted = false;   ///< the instance destroyed last left its script with the abort flag set
-    RunWatch watch;              ///< exported behind the module's descriptor
+    bool endedAborted = false;  ///< the instance destroyed last left its script with the abort flag set
+    RunWatch watch;             ///< exported behind the module's descriptor
     HostMessages messages{services};
     ScriptEnvironment environment{&messages, &watch, Settings::Store};
     std::list<ShaderInstance> instances;            ///< every live instance, in order of creation

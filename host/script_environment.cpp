@@ -4,6 +4,10 @@
 
 namespace kestrel {
 
+ShaderContext::~ShaderContext() {
+    environment.requester.endOf(this);
+}
+
 ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings)
     : libraryPath(store, settings), messages_(messages), watch_(watch), builtins_(hostBuiltins()) {}
 

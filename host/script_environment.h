@@ -9,6 +9,7 @@
 #include "host/host_interface.h"
 #include "host/locate_component.h"
 #include "host/object_kinds.h"
+#include "host/requester.h"
 #include "host/scene_services.h"
 #include "host/shader_context.h"
 #include "platform/registry.h"
@@ -36,6 +37,7 @@ public:
 
     FileRequester requestFile;                    ///< empty: every request is cancelled
     DirectoryFinder findDirectory;                ///< empty: the host offers no such service
+    PanelFinder findPanels;                       ///< empty: there are no panels
     std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
     SceneServices scene;                          ///< nulls: the host has no scene
     std::string configurationFile;                ///< where a configuration would be; nothing reads one yet
@@ -44,6 +46,7 @@ public:
     PersistentStore store{registry};
     LibraryPath libraryPath;
     ProcessState process;
+    Requester requester{findPanels};
 
 private:
     MessageSink* messages_;

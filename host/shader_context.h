@@ -22,6 +22,10 @@ inline constexpr std::size_t kFlagCount = 11;
 
 struct ShaderContext {
     explicit ShaderContext(ScriptEnvironment& scriptEnvironment) : environment(scriptEnvironment) {}
+    /// Closes the panel that the script has left open.
+    ~ShaderContext();
+    ShaderContext(const ShaderContext&) = delete;
+    ShaderContext& operator=(const ShaderContext&) = delete;
 
     ScriptEnvironment& environment;
     std::string description;                                ///< at most kDescriptionLimit characters

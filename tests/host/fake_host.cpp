@@ -48,6 +48,8 @@ void* lookUp(const char* name, std::int32_t use) {
     const std::string_view service = name;
     if (service == HX_SERVICE_SYSTEM_INFO) return reinterpret_cast<void*>(host->systemInfo);
     if (host->missing.contains(name)) return nullptr;
+    if (const auto own = host->services.find(service); own != host->services.end()) return own->second;
+    if (service == HX_SERVICE_PANELS) return &host->panels.services;
     if (service == HX_SERVICE_MESSAGES) return &messages;
     if (service == HX_SERVICE_FILE_REQUEST) return &requester;
     if (service == HX_SERVICE_DIRECTORY_INFO) return &directories;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/host_interface.h"
+#include "tests/host/fake_panels.h"
 #include "tests/host/fake_scene.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,8 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -28,6 +31,8 @@ public:
 
     // What the host offers.
     std::set<std::string> missing;  ///< services that lookups do not find
+    FakePanels panels;
+    std::map<std::string, void*, std::less<>> services;  ///< what a test has of its own
     std::uintptr_t systemInfo = HX_SYSTEM_LAYOUT;
     int dialogResult = 0;    ///< what the file dialog returns; below 1 = cancelled
     std::string chosenFile;  ///< full path that the file dialog gives

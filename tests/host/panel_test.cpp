@@ -1,0 +1,437 @@
+// Panels that scripts build, show and ask.
+#include "tests/host/fake_host.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+
+namespace kestrel::test {
+namespace {
+
+/// A script's function, in which texts may stand between single quotes.
+std::string quoted(std::string code) {
+    std::ranges::replace(code, '\'', '"');
+    return code;
+}
+
+/// Runs a script's `options` with this body.
+Lines optionsSay(FakeHost& host, const std::string& body, const std::string& rest = "") {
+    const HxInstance instance = host.createWith(quoted("options { " + body + " }\n" + rest));
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    host.destroy(instance);
+    return host.said();
+}
+
+std::string number(double value) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%g", value);
+    return text.data();
+}
+
+/// A control as the host was told of it: class, label, what is not as usual in its descriptor, value.
+std::string told(const FakeControl& control) {
+    std::string text = control.className + " " + control.label;
+    const HxControlDescriptor& made = control.made;
+    if (made.width != 0) text += " width " + std::to_string(made.width);
+    if (made.integerComponents != 0) text += " integers";
+    if (made.minimum != 0 || made.maximum != 0)
+        text += " from " + std::to_string(made.minimum) + " to " + std::to_string(made.maximum);
+    if (control.hasChoices) text += " choices";
+    for (const std::string& choice : control.choices) text += " " + choice;
+    if (made.flag != 0) text += " flag";
+    if (made.itemType != HX_LIST_ALL) text += " items " + std::to_string(made.itemType);
+    const HxControlValue& value = control.value;
+    switch (value.type) {
+        case HXCV_INTEGER:
+            return text + " = integer " + std::to_string(value.integer);
+        case HXCV_NUMBER:
+            return text + " = number " + number(value.vector[0]);
+        case HXCV_VECTOR:
+            return text + " = vector " + number(value.vector[0]) + " " + number(value.vector[1]) + " " +
+                   number(value.vector[2]);
+        case HXCV_TEXT:
+            return text + " = text " + control.text;
+        case HXCV_ITEM:
+            return text + " = item " + std::to_string(value.item);
+        default:
+            return text;
+    }
+}
+
+/// A scene of mesh 10 with bone 11, light 20 and camera 30, and two images.
+struct FakeItems {
+    static HostItemID first(std::int32_t type, HostItemID parent) {
+        switch (type) {
+            case HX_MESH:
+                return 10;
+            case HX_BONE:
+                return parent == 10 ? 11 : 0;
+            case HX_LIGHT:
+                return 20;
+            case HX_CAMERA:
+                return 30;
+            default:
+                return 0;
+        }
+    }
+    static const char* name(HostItemID item) {
+        return item == 10 ? "cube" : item == 11 ? "arm" : item == 20 ? "lamp" : "eye";
+    }
+    static std::int32_t type(HostItemID item) {
+        return item == 10 ? HX_MESH : item == 11 ? HX_BONE : item == 20 ? HX_LIGHT : HX_CAMERA;
+    }
+    static inline std::array<const char*, 2> images{"oak.png", "ash.png"};
+
+    explicit FakeItems(FakeHost& host) {
+        items.first = first;
+        items.next = [](HostItemID) -> HostItemID { return 0; };
+        items.name = name;
+        items.type = type;
+        list.first = []() -> HxImageID { return &images[0]; };
+        list.next = [](HxImageID image) -> HxImageID { return image == &images[0] ? &images[1] : nullptr; };
+        list.name = [](HxImageID image) { return *static_cast<const char**>(image); };
+        host.services[HX_SERVICE_ITEM_INFO] = &items;
+        host.services[HX_SERVICE_IMAGE_LIST] = &list;
+    }
+
+    ItemInfo items{};
+    ImageList list{};
+};
+
+TEST(Panels, EveryControlIsMadeAndReadBack) {
+    FakeHost host;
+    const FakeItems scene(host);
+    struct Case {
+        const char* call;
+        const char* told;
+        const char* value;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"ctlstring('l', 'text')", "EditControl l width 20 = text text", "text"},
+             {"ctlsurface('l', 's')", "EditControl l width 20 = text s", "s"},
+             {"ctlfilename('l', 'f')", "FileControl l width 30 = text f", "f"},
+             {"ctlinteger('l', -2.9)", "NumControl l = integer -2", "-2"},
+             {"ctlinteger('l', 5000000000.0)", "NumControl l = integer 2147483647", "2147483647"},
+             {"ctlfont('l', 3)", "NumControl l = integer 3", "3"},
+             {"ctlcheckbox('l', 7)", "BoolControl l = integer 1", "1"},
+             {"ctlnumber('l', 3)", "FloatControl l = number 3", "3"},
+             {"ctldistance('l', 2.5)", "FloatControl l = number 2.5", "2.5"},
+             {"ctldistance('l', <1, 2, 3>)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
+             {"ctldistance('l', 1, 2, 3.5)", "FVecControl l = vector 1 2 3.5", "<1,2,3.5>"},
+             {"ctlvector('l', 1, 2, 3)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
+             {"ctlvector('l', @1, 2, 3@)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
+             {"ctlcolor('l', three())", "VecControl l integers = vector 7 8 9", "<7,8,9>"},
+             {"ctlrgb('l', <1, 2, 3>)", "MiniRGBControl l integers = vector 1 2 3", "<1,2,3>"},
+             {"ctlhsv('l', <1, 2, 3>)", "MiniHSVControl l = vector 1 2 3", "<1,2,3>"},
+             {"ctlchoice('l', 2, @'a', 'b'@)", "ChoiceControl l choices a b = integer 2", "2"},
+             {"ctlchoice('l', 0, names, 3)", "ChoiceControl l choices x y flag = integer 0", "0"},
+             {"ctlchoice('l', 1, @'a', 'b'@, 0)", "ChoiceControl l choices a b = integer 1", "1"},
+             {"ctlpopup('l', 9, @'a'@)", "PopupControl l choices a = integer 9", "9"},
+             {"ctlslider('l', 5, 1, 10)", "SliderControl l width 100 from 1 to 10 = integer 5", "5"},
+             {"ctlminislider('l', 5, 10, 1)", "MiniSliderControl l width 100 from 10 to 1 = integer 5", "5"},
+             {"ctlallitems('l')", "HXListControl l", "nil"},
+             {"ctlmeshitems('l', 'arm')", "HXListControl l items 0 = item 11", "11 3"},
+             {"ctllightitems('l', 'lamp')", "HXListControl l items 1 = item 20", "20 1"},
+             {"ctlcameraitems('l', 'Camera')", "HXListControl l items 2 = item 30", "30 2"},
+             {"ctlboneitems('l')", "HXListControl l items 3", "nil"},
+             {"ctlimageitems('l', 'ash.png')", "HXListControl l items 5 = item 2", "2 5"},
+             {"ctltext('l', 'a', 'b')", "TextControl l choices a b", "nil"},
+             {"addtext('l', 'a')", "TextControl l choices a", "nil"},
+             {"ctlsep()", "InfoControl - = text -", "nil"},
+             {"addcontrol('l', 3)", "NumControl l = integer 3", "3"},
+             {"addcontrol('l', 3.5)", "FloatControl l = number 3.5", "3.5"},
+             {"addcontrol('l', <1, 2, 3>)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
+             {"addcontrol('l', 'text')", "EditControl l width 20 = text text", "text"},
+             {"addcontrol('l', 2, @'a', 'b'@, 1)", "ChoiceControl l choices a b flag = integer 2", "2"},
+             {"addcontrol('l', 1, holes)", "ChoiceControl l choices x = integer 1", "1"},
+             {"addrgb('l', <1, 2, 3>)", "MiniRGBControl l integers = vector 1 2 3", "<1,2,3>"},
+             {"addhsv('l', <1, 2, 3>)", "MiniHSVControl l = vector 1 2 3", "<1,2,3>"},
+             {"addcheckbox('l', 0)", "BoolControl l = integer 0", "0"},
+             {"addfilename('l', 'f')", "FileControl l width 30 = text f", "f"},
+             {"additems('l', 'cube')", "HXListControl l = item 10", "10 0"},
+         }) {
+        std::string seen;
+        host.panels.answer = [&](FakePanel& panel) {
+            seen = panel.controls.size() == 1 ? told(*panel.controls[0]) : "none or several";
+            return 1;
+        };
+        const Lines said = optionsSay(
+            host,
+            "var names[2]; names[1] = 'x'; names[2] = 'y'; var holes[3]; holes[1] = 'x'; holes[3] = 'y';"
+            "reqbegin('t'); c = " +
+                std::string(c.call) + "; r = reqpost(); v = getvalue(c); if(v == nil) info('nil');\n" +
+                "else info(v); reqend();",
+            "three { return 7, 8, 9; }");
+        EXPECT_EQ(seen, c.told) << c.call;
+        if (std::string_view(c.told).starts_with("HXList") && c.value != std::string_view("nil")) {
+            EXPECT_EQ(said.size(), 1u) << c.call;  // an object has no text
+        } else {
+            EXPECT_EQ(said, Lines{c.value}) << c.call;
+        }
+    }
+}
+
+TEST(Panels, WrongArgumentsAddNothing) {
+    FakeHost host;
+    const FakeItems scene(host);
+    struct Case {
+        const char* call;
+        const char* message;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"ctlstring('l')", "invalid argument count to ctlstring()"},
+             {"ctlstring(1, 'x')", "invalid argument 1 type to ctlstring()"},
+             {"ctlstring('l', 5)", "invalid argument 2 type to ctlstring()"},
+             {"ctlinteger('l', 'x')", "invalid argument 2 type to ctlinteger()"},
+             {"ctlvector('l', 1, 2)", "invalid argument count to ctlvector()"},
+             {"ctlvector('l', 1, 'x', 3)", "invalid argument 3 type to ctlvector()"},
+             {"ctlcolor('l', @1, 2@)", "invalid argument 2 type to ctlcolor()"},
+             {"ctldistance('l', 'x')", "invalid argument 2 type to ctldistance()"},
+             {"ctlchoice('l', 1, 5)", "invalid argument 3 type to ctlchoice()"},
+             {"ctlchoice('l', 1, @'a', 5@)", "invalid element 2 type in argument 3 to ctlchoice()"},
+             {"ctlchoice('l', 1, holes)", "invalid element 2 type in argument 3 to ctlchoice()"},
+             {"ctlchoice('l', 1, @'a'@, 'x')", "invalid argument 4 type to ctlchoice()"},
+             {"ctlpopup('l', 'a', @'a'@)", "invalid argument 2 type to ctlpopup()"},
+             {"ctlpopup('l', 1, @'a'@, 1)", "invalid argument count to ctlpopup()"},
+             {"ctlslider('l', 1, 2)", "invalid argument count to ctlslider()"},
+             {"ctlslider('l', 1, 2, 'x')", "invalid argument 4 type to ctlslider()"},
+             {"ctlsep(1)", "invalid argument count to ctlsep()"},
+             {"ctlsep(1, 'x')", "invalid argument 2 type to ctlsep()"},
+             {"ctltext('l')", "invalid argument count to ctltext()"},
+             {"addtext('l', 'x', 1)", "invalid argument 3 type to addtext()"},
+             {"addcontrol('l')", "invalid argument count to addcontrol()"},
+             {"addrgb('l', 5)", "invalid argument 2 type to addcontrol()"},
+             {"addcheckbox(1, 5)", "invalid argument 1 type to addcontrol()"},
+             {"addcontrol('l', nil)", "invalid argument 2 type to addcontrol()"},
+             {"addcontrol('l', 'a', @'a'@)", "invalid argument 2 type to addcontrol()"},
+             {"addcontrol('l', 1, @1@)", "invalid element 1 type in argument 3 to addcontrol()"},
+             {"addcontrol('l', 1, @'a'@, 1, 2)", "invalid argument count to addcontrol()"},
+             {"ctlmeshitems('l', 'Lamp')", "invalid object name 'Lamp' provided to ctlmeshitems()"},
+             {"ctlimageitems('l', 'cube')", "invalid object name 'cube' provided to ctlimageitems()"},
+             {"additems('l', 'none')", "invalid object name 'none' provided to additems()"},
+             {"ctllightitems('l', 5)", "invalid object type used to initialize control ctllightitems()"},
+         }) {
+        const Lines said = optionsSay(host, "var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " +
+                                                std::string(c.call) + "; info(c == nil); r = reqpost();");
+        EXPECT_EQ(said, (Lines{std::string("Line 1, ") + c.message, "1"}));
+    }
+}
+
+TEST(Panels, WithoutAPanelCallsFail) {
+    FakeHost host;
+    for (const std::string call : {"ctlinteger('l', 1)", "addtext('l', 'x')", "additems('l', 1)", "reqpost()",
+                                   "reqsize(1, 2)", "ctlposition(1, 2, 3)", "getvalue(1)", "setvalue(1, 2)"}) {
+        const std::string name = call.substr(0, call.find('('));
+        EXPECT_EQ(optionsSay(host, "x = " + call + "; info(x == nil);"),
+                  (Lines{"Line 1, illegal call to " + name +
+                             "(): requestor has not been initialized",
+                         "1"}));
+    }
+    EXPECT_EQ(optionsSay(host, "reqend(); x = reqbegin(5); info(x == nil);"),
+              (Lines{"Line 1, invalid argument 1 type to reqbegin()", "1"}));
+    EXPECT_EQ(host.panels.log, Lines{});
+}
+
+TEST(Panels, AHostWithoutPanelsIsTolerated) {
+    FakeHost host;
+    const std::string body = "x = reqbegin('t'); info(x); if(x) reqend();";
+    const Lines expected = {"Requester support requires the HX Panel Services plug-in", "0"};
+    host.missing = {HX_SERVICE_PANELS};
+    EXPECT_EQ(optionsSay(host, body), expected);
+    host.missing = {};
+    host.panels.refuses = true;
+    host.lookups.clear();
+    EXPECT_EQ(optionsSay(host, body), expected);
+    EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 1"), 1);
+    EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 2"), 1);
+}
+
+TEST(Panels, AnyOperationMayBeMissing) {
+    // Each of the record's operations, as the pointers that they are.
+    constexpr std::size_t kOperations = sizeof(PanelServices) / sizeof(void (*)());
+    for (std::size_t missing = 0; missing < kOperations; ++missing) {
+        FakeHost host;
+        void (*const none)() = nullptr;
+        std::memcpy(reinterpret_cast<char*>(&host.panels.services) + missing * sizeof none, &none, sizeof none);
+        const Lines said = optionsSay(
+            host,
+            "if(reqbegin('t')) { c = ctlinteger('l', 4); s = ctlsep(); reqsize(1, 2); r = reqpost();"
+            "if(c) { setvalue(c, 5); v = getvalue(c); ctlposition(c, 1, 2); r = reqpost(); } reqend(); }");
+        const bool noPanels = missing == 0 || missing == 2;  // createPanel, openPanel
+        EXPECT_EQ(said.size(), noPanels ? 1u : 0u) << missing;
+    }
+}
+
+TEST(Panels, FieldsAreBelowEachOther) {
+    FakeHost host;
+    std::string places;
+    host.panels.answer = [&](FakePanel& panel) {
+        for (std::size_t i = 0; i < panel.controls.size(); ++i) places += panel.place(i) + " ";
+        places += "at " + std::to_string(panel.attributes[HXPA_X]) + "," +
+                  std::to_string(panel.attributes[HXPA_Y]) + "; ";
+        return 1;
+    };
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); ctlinteger('long', 1); ctlinteger('x', 1); ctlcheckbox('box', 1);"
+                         "ctlrgb('rgb', 1, 2, 3); addhsv('hsv', <1, 2, 3>); p = ctlnumber('placed', 1);"
+                         "ctlposition(p, -7.9, 10000000000.0); info(reqpost()); info(reqpost());"
+                         "ctlinteger('the longest', 1); reqpost();"),
+              (Lines{"1", "1"}));
+    // The widest label has 60 pixels, later 110. A panel that is shown again stays as it is.
+    const std::string once = "25,0 55,20 65,40 5,60 5,80 -7,2147483647 at 350,300; ";
+    EXPECT_EQ(places, once + once +
+                          "75,0 105,20 115,40 5,60 5,80 -7,2147483647 5,120 at 350,300; ");
+}
+
+TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
+    FakeHost host;
+    host.panels.answer = [](FakePanel& panel) {
+        EXPECT_EQ(panel.attributes[HXPA_WIDTH], 401);
+        EXPECT_EQ(panel.attributes[HXPA_HEIGHT], 100);
+        EXPECT_EQ(panel.attributes[HXPA_X], 299);
+        EXPECT_EQ(panel.attributes[HXPA_Y], 350);
+        EXPECT_EQ(panel.place(0) + " " + panel.place(1), "0,0 30,40");
+        return 0;
+    };
+    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = ctlinteger('a', 1); b = ctlinteger('b', 2);"
+                               "reqsize(401.9, 100); ctlposition(b, 30, 40); info(reqpost()); reqend();"),
+              Lines{"0"});
+}
+
+TEST(Panels, SeparatorsAreDrawnByTheModule) {
+    FakeHost host;
+    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
+                               "d = ctlsep(1, 2); ctlposition(d, 8, 90); reqpost(); reqend();"),
+              Lines{});
+    // The panel is 300 wide; half the height of a control is 5.
+    EXPECT_EQ(host.panels.log,
+              (Lines{"create t", "redraw", "redraw", "redraw", "redraw", "open t", "line 0 5 300",
+                     "line 20 25 55", "line 30 45 270", "line 8 95 100", "destroy t"}));
+}
+
+TEST(Panels, ValuesGoBothWays) {
+    FakeHost host;
+    const FakeItems scene(host);
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); i = ctlinteger('i', 1); setvalue(i, 2.9); info(getvalue(i));\n"
+                         "n = ctlnumber('n', 1); setvalue(n, 3); info(getvalue(n));"
+                         "s = ctlstring('s', 'a'); setvalue(s, 'b' + 'c'); t = getvalue(s); info(t);"
+                         "setvalue(s, 1.5); info(getvalue(s), t);"
+                         "\nv = ctlvector('v', 1, 2, 3); setvalue(v, <4, 5, 6>); info(getvalue(v));"
+                         "b = ctlcheckbox('b', 0); setvalue(b, -3); info(getvalue(b));"
+                         "\nm = ctlallitems('m', 'cube'); k = ctlallitems('k'); setvalue(k, getvalue(m));"
+                         "info(getvalue(k) == getvalue(m)); setvalue(m, nil); info(getvalue(m) == nil);"
+                         "setvalue(m, 'lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"),
+              (Lines{"2", "3", "bc", "1.5bc", "<4,5,6>", "1", "1", "1", "7"}));
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
+                         "setvalue(i, 'x'); setvalue(t, 'x'); setvalue(m, 5); setvalue(m, 'none');\n"
+                         "setvalue(0, 1); v = getvalue('x'); w = getvalue(99); ctlposition(77, 1, 2);"
+                         "ctlposition(i, 'x', 2); reqsize(1, nil); info(v == nil, w == nil, getvalue(i));"),
+              (Lines{"Line 1, invalid argument 2 type to setvalue()", "Line 1, invalid argument 2 type to setvalue()",
+                     "Line 1, invalid argument 2 type to setvalue()",
+                     "Line 1, invalid object name 'none' provided to setvalue()",
+                     "Line 2, invalid argument 1 type to setvalue()", "Line 2, invalid argument 1 type to getvalue()",
+                     "Line 2, invalid argument 1 type to getvalue()",
+                     "Line 2, invalid argument 1 type to ctlposition()",
+                     "Line 2, invalid argument 2 type to ctlposition()",
+                     "Line 2, invalid argument 2 type to reqsize()", "111"}));
+}
+
+TEST(Panels, WhatTheHostHasNoValueForIsNil) {
+    FakeHost host;
+    host.panels.services.getValue = [](HxControl, HxControlValue*) {};
+    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = getvalue(ctlstring('s', 'x')); b = getvalue(ctlrgb('s', 1, 2, 3));"
+                               "c = getvalue(ctlnumber('n', 1)); info(a == nil, b == nil, c == nil);"),
+              Lines{"111"});
+    host.panels.services.getValue = [](HxControl, HxControlValue* value) { value->type = HXCV_TEXT; };
+    EXPECT_EQ(optionsSay(host, "reqbegin('t'); info(size(getvalue(ctlstring('s', 'x'))));"), Lines{"0"});
+}
+
+TEST(Panels, BeginningAgainStartsAfresh) {
+    FakeHost host;
+    EXPECT_EQ(optionsSay(host, "reqbegin('one'); a = ctlinteger('a', 1); reqsize(1, 2); reqbegin('two');"
+                               "info(a, getvalue(a) == nil); b = ctlinteger('b', 2); reqpost();"),
+              (Lines{"Line 1, invalid argument 1 type to getvalue()", "11"}));
+    // What the script leaves open goes with it.
+    EXPECT_EQ(host.panels.log, (Lines{"create one", "destroy one", "create two", "open two", "destroy two"}));
+    EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 1"), 2);
+    EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 2"), 2);
+}
+
+TEST(Panels, WhileOneIsOpenRenderingRunsNoScript) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        quoted("options { if(::shown) reqend();\nelse { ::shown = reqbegin('t'); } }\nshown = 0;\n"
+               "init { info('init'); }\ncleanup { info('cleanup'); }\nnewtime: f, t { info('newtime'); }\n"
+               "flags { info('flags'); return COLOR; }\nprocess: sa { sa.diffuse = 9; }\n"
+               "save: mode, state { info('save'); }"));
+    const HxInstance other = host.createWith("process: sa { sa.diffuse = 8; }", "other.ks");
+    const auto render = [&] {
+        ShadingSample sample{};
+        host.handler.init(instance);
+        host.handler.newTime(instance, 1, 0.0);
+        const std::uint32_t flags = host.handler.flags(instance);
+        host.handler.evaluate(instance, &sample);
+        host.handler.cleanup(instance);
+        ShadingSample another{};
+        host.handler.evaluate(other, &another);
+        return std::to_string(flags) + " " + number(sample.diffuse) + " " + number(another.diffuse);
+    };
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(render(), "0 0 0");
+    EXPECT_EQ(host.said(), Lines{});
+    MemoryState state(HX_STATE_TEXT);
+    const SaveState saving = state.saving();
+    host.handler.save(instance, &saving);
+    EXPECT_EQ(host.said(), Lines{"save"});
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(render(), "2 9 8");
+    EXPECT_EQ(host.said(), (Lines{"init", "newtime", "flags", "cleanup"}));
+}
+
+TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
+    FakeHost host;
+    const HxInstance first = host.createWith(
+        quoted("options { reqbegin('one'); c = ctlinteger('c', 1); r = reqpost(); info('one ', r);\n"
+               "v = getvalue(c); info('over ', v == nil); reqend(); }"),
+        "one.ks");
+    const HxInstance second = host.createWith(
+        quoted("options { x = reqpost(); info(x == nil); reqbegin('two'); ctlinteger('d', 2); r = reqpost();\n"
+               "info('two ', r); }"),
+        "two.ks");
+    host.panels.answer = [&](FakePanel& panel) {
+        if (panel.title == "two") return 5;
+        EXPECT_EQ(host.edit(second), HXM_OK);
+        EXPECT_EQ(panel.title, "one") << "it is still there";
+        host.destroy(second);  // with its panel open
+        return 4;
+    };
+    EXPECT_EQ(host.edit(first), HXM_OK);
+    EXPECT_EQ(host.said(),
+              (Lines{"1", "two 5", "one 4",
+                     "Line 2, illegal call to getvalue(): requestor has not been initialized", "over 1"}));
+    EXPECT_EQ(host.panels.log,
+              (Lines{"create one", "open one", "create two", "open two", "destroy two", "destroy one"}));
+}
+
+TEST(Panels, FilesAreChosenThroughTheDialog) {
+    FakeHost host;
+    EXPECT_EQ(optionsSay(host, "f = getfile(); info(f == nil);"), Lines{"1"});
+    host.dialogResult = 1;
+    host.chosenFile = "/some/where/x.png";
+    EXPECT_EQ(optionsSay(host, "info(getfile('Wood', '*.png', 'C:\\\\here')); info(getfile(1, 2, 3));"
+                               "x = getfile(1, 2, 3, 4); info(x == nil);"),
+              (Lines{"\\some\\where\\x.png", "\\some\\where\\x.png",
+                     "Line 1, invalid argument count to getfile()", "1"}));
+    optionsSay(host, "f = getfile('t', '" + std::string(300, 'n') + "', '" + std::string(300, 'd') + "');");
+    const std::string plain = "Select File /  / " + host.directory() + " / 99";
+    EXPECT_EQ(host.dialogs, (Lines{plain, "Wood / *.png / C:\\here / 99", plain,
+                                   "t / " + std::string(99, 'n') + " / " + std::string(255, 'd') + " / 99"}));
+}
+
+}  // namespace
+}  // namespace kestrel::test
