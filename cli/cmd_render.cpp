@@ -42,7 +42,8 @@ std::optional<preview::Image> renderPicture(const RenderCommand& options, Module
 
 void renderScript(const RenderCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, options.output == "-");
-    ModuleSession session(options.module, invocation);
+    ModuleSession session(options.module, invocation,
+                          preview::makePreviewScene(preview::PreviewShape::Sphere));
     if (!session.setPicture(options.output)) return;
     SceneInfo& info = session.services().sceneInfo();
     info.frameWidth = options.size.width;
@@ -61,8 +62,7 @@ void renderScript(const RenderCommand& options, Invocation& invocation) {
 
 void addRenderCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
-        "render",
-        "Renders a sphere on a ground under two lights, its surface shaded by a script in the module");
+        "render", "Renders a sphere in a studio, its surface shaded by a script in the module");
     const auto options = std::make_shared<RenderCommand>();
     addModuleOptions(*command, options->module, invocation);
     command

@@ -4,6 +4,7 @@
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
+#include <utility>
 
 namespace kestrel::cli {
 
@@ -63,11 +64,11 @@ void addFrameOptions(CLI::App& command, ModuleOptions& options) {
         ->type_name("SECONDS");
 }
 
-ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocation)
+ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocation, preview::Scene scene)
     : options_(options),
       invocation_(invocation),
       printer_(invocation.json, options.file),
-      scene_(preview::makeSphereScene()),
+      scene_(std::move(scene)),
       dialog_(options.choose, personIsThere()),
       services_(index_, dialog_, [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
           show(kind, line1, line2);

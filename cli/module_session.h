@@ -37,7 +37,9 @@ void addFrameOptions(CLI::App& command, ModuleOptions& options);
 /// exit status in the invocation; a step that returns false is the last one to take.
 class ModuleSession {
 public:
-    ModuleSession(const ModuleOptions& options, Invocation& invocation);
+    /// @param scene  what the script may ask about; its surface 0 is the script's
+    ModuleSession(const ModuleOptions& options, Invocation& invocation,
+                  preview::Scene scene = preview::makeSphereScene());
     ~ModuleSession();
     ModuleSession(const ModuleSession&) = delete;
     ModuleSession& operator=(const ModuleSession&) = delete;

@@ -44,6 +44,12 @@ LIBRARIES = {  # other headers in angle brackets, and who may include them; plat
     "nlohmann/json.hpp": "cli/ preview/import/",
     "png.h": "preview/picture/",
     "embree3/rtcore.h": "preview/render/raycaster.cpp",
+    "OpenEXR/ImfChannelList.h": "preview/picture/exr.cpp",
+    "OpenEXR/ImfFrameBuffer.h": "preview/picture/exr.cpp",
+    "OpenEXR/ImfHeader.h": "preview/picture/exr.cpp",
+    "OpenEXR/ImfIO.h": "preview/picture/exr.cpp",
+    "OpenEXR/ImfInputFile.h": "preview/picture/exr.cpp",
+    "OpenEXR/ImfOutputFile.h": "preview/picture/exr.cpp",
 }
 
 

@@ -7,7 +7,7 @@ packages=(
     g++ cmake ninja-build bison flex           # compiler, build, generated scanner and parser
     clang                                      # a second compiler, for its warnings
     libsqlite3-dev                             # the module's per-user store
-    libembree-dev libpng-dev                   # preview: ray casting, pictures
+    libembree-dev libpng-dev libopenexr-dev    # preview: ray casting, pictures
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
     libgtest-dev python3                       # tests
     git clang-format                           # the check that sources are formatted

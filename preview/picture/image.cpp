@@ -35,33 +35,30 @@ Image::Image(std::int32_t width, std::int32_t height)
       height_(height),
       pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
 
-std::uint8_t toSrgb(double linear) {
-    if (!(linear > 0.0)) return 0;
-    if (linear >= 1.0) return 255;
-    const double encoded = linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1.0 / 2.4) - 0.055;
-    return static_cast<std::uint8_t>(encoded * 255.0 + 0.5);
-}
-
-std::string encodePng(const Image& image) {
-    std::string bytes;
+std::string encodePng(const Image& image, const Tone& tone) {
+    std::string file;
     PngWriter writer;
-    png_set_write_fn(writer.png, &bytes, appendBytes, nullptr);
+    png_set_write_fn(writer.png, &file, appendBytes, nullptr);
     png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(image.width()),
                  static_cast<png_uint_32>(image.height()), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_sRGB(writer.png, writer.info, PNG_sRGB_INTENT_PERCEPTUAL);
+    if (tone.view == View::Raw) {
+        png_set_gAMA(writer.png, writer.info, 1.0);
+    } else {
+        png_set_sRGB(writer.png, writer.info, PNG_sRGB_INTENT_PERCEPTUAL);
+    }
     png_write_info(writer.png, writer.info);
     std::vector<std::uint8_t> row;
     for (std::int32_t y = 0; y < image.height(); ++y) {
         row.clear();
         for (std::int32_t x = 0; x < image.width(); ++x) {
-            const Vec3& c = image.at(x, y);
-            row.insert(row.end(), {toSrgb(c.x), toSrgb(c.y), toSrgb(c.z)});
+            const std::array<std::uint8_t, 3> bytes = toBytes(image.at(x, y), tone);
+            row.insert(row.end(), bytes.begin(), bytes.end());
         }
         png_write_row(writer.png, row.data());
     }
     png_write_end(writer.png, writer.info);
-    return bytes;
+    return file;
 }
 
 }  // namespace kestrel::preview

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "preview/math/vec.h"
+#include "preview/picture/tone.h"
 
 #include <cstdint>
 #include <string>
@@ -27,11 +28,8 @@ private:
     std::vector<Vec3> pixels_;
 };
 
-/// A linear value 0..1 as a byte of sRGB; outside it is cut, and what is no number is 0.
-[[nodiscard]] std::uint8_t toSrgb(double linear);
-
-/// The bytes of an 8-bit sRGB PNG file.
-/// Errors: throws std::runtime_error when the picture is larger than the format allows
-[[nodiscard]] std::string encodePng(const Image& image);
+/// The bytes of an 8-bit PNG file. Errors: throws std::runtime_error when the picture is larger than the
+/// format allows
+[[nodiscard]] std::string encodePng(const Image& image, const Tone& tone = {});
 
 }  // namespace kestrel::preview

@@ -16,6 +16,7 @@ constexpr double kLeastWeight = 1.0 / 256;  // what cannot change a pixel by one
 constexpr double kBrightestBounce =
     8.0;  // scattered light beyond it comes from rare rays, which would be specks
 constexpr double kBrightestSample = 64.0;
+constexpr std::size_t kFewLights = 3;     // scattered rays look at one light of more, chosen by chance
 constexpr double kThroughSurface = 0.94;  // of light straight through a transparent surface into a mesh
 
 /// A bent normal may still face a light that the surface turns away from. Without this fade the light would
@@ -144,10 +145,10 @@ Vec3 Shading::fromFar(const Vec3& direction, const Path& path) const {
     return light * shareOf(path.density, environment_.density(direction));
 }
 
-/// Areas show in mirrors and glass; the camera looks through them, and scattered rays leave them to
-/// directLight().
+/// Areas show in mirrors and glass. The camera looks through them; scattered rays leave them to
+/// directLight(), also by way of a mirror: what a small mirror casts would be specks.
 std::optional<SeenLight> Shading::areaSeen(const Ray& ray, const Path& path, double before) const {
-    if (path.depth == 0 || path.density > 0.0 || !path.skyCounts) return std::nullopt;
+    if (path.depth == 0 || path.bounces > 0) return std::nullopt;
     Ray rest = ray;
     rest.to = before;
     std::optional<SeenLight> nearestLight;
@@ -214,7 +215,7 @@ Vec3 Shading::reflectedAndRefracted(const Place& place) {
 Shading::Lit Shading::directLight(const Place& place, bool scatters) {
     Lit lit;
     const std::size_t count = pose_.lights.size();
-    if (place.path.bounces > 0 && count > 1) {
+    if (place.path.bounces > 0 && count > kFewLights) {
         const double pick = chance(place.path, Choice::Light).u * static_cast<double>(count);
         const auto number = std::min(static_cast<std::size_t>(pick), count - 1);
         addLight(place, pose_.lights[number], chance(place.path, Choice::Lights), scatters,

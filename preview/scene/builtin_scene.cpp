@@ -1,5 +1,10 @@
 #include "preview/scene/builtin_scene.h"
 
+#include "preview/scene/shapes.h"
+
+#include <limits>
+#include <utility>
+
 namespace kestrel::preview {
 
 namespace {
@@ -52,6 +57,125 @@ CameraItem makeCamera(const Vec3& eye, const Vec3& lookTarget) {
     return camera;
 }
 
+// ---- the studio ----
+
+constexpr Vec3 kKeyPlace{-3.7, 7.0, -4.4};
+constexpr Vec3 kRimPlace{4.6, 3.6, 2.2};
+
+MeshItem makeMesh(HostItemID id, const std::string& name, std::shared_ptr<const Geometry> geometry,
+                  std::vector<std::int32_t> surfaces) {
+    MeshItem mesh;
+    mesh.item.id = id;
+    mesh.item.type = HX_MESH;
+    mesh.item.name = mesh.filename = name;
+    mesh.points = static_cast<std::int32_t>(geometry->points.size());
+    mesh.polygons = geometry->polygonOf.empty() ? static_cast<std::int32_t>(geometry->triangles.size())
+                                                : geometry->polygonOf.back() + 1;
+    mesh.geometry = std::move(geometry);
+    mesh.surfaces = std::move(surfaces);
+    return mesh;
+}
+
+MeshItem placed(Geometry geometry, const char* name, const Vec3& position, const Vec3& angles,
+                std::vector<std::int32_t> surfaces = {0}) {
+    MeshItem mesh =
+        makeMesh(kSphereId, name, std::make_shared<const Geometry>(std::move(geometry)), std::move(surfaces));
+    mesh.item.motion.position = position;
+    mesh.item.motion.angles = angles;
+    return mesh;
+}
+
+MeshItem shapeOf(PreviewShape shape) {
+    switch (shape) {
+        case PreviewShape::Ball:
+            return placed(makeBall(), "Ball", {0.0, -kBallBottom, 0.0}, {}, {0, 2});
+        case PreviewShape::Sphere: {
+            MeshItem sphere = makeShape(kSphereId, "Sphere", MeshItem::Shape::Sphere, 1.0, 0);
+            sphere.item.motion.position = Vec3{0.0, 1.0, 0.0};
+            sphere.points = (kRings - 1) * kSegments + 2;
+            sphere.polygons = kRings * kSegments;
+            return sphere;
+        }
+        case PreviewShape::Cube:
+            return placed(makeBox({0.8, 0.8, 0.8}, 0.06), "Cube", {0.0, 0.8, 0.0}, {0.55, 0.0, 0.0});
+        case PreviewShape::Plane:
+            break;
+    }
+    // It leans back, as on an easel.
+    return placed(makeBox({1.05, 1.05, 0.04}, 0.02), "Plane", {0.0, 1.0427, 0.0}, {0.0, -0.14, 0.0});
+}
+
+/// Standing on the floor, its middle above the origin.
+MeshItem fitted(std::shared_ptr<const Geometry> geometry, const std::string& name) {
+    constexpr double kEndless = std::numeric_limits<double>::infinity();
+    Vec3 low{kEndless, kEndless, kEndless};
+    Vec3 high = -low;
+    for (const Float3& point : geometry->points) {
+        const Vec3 p = toVec(point);
+        low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+    }
+    const Vec3 size = high - low;
+    const double widest = std::max({std::hypot(size.x, size.z), size.y, 1e-30});
+    const double scale = std::isfinite(widest) ? 2.0 / widest : 1.0;
+    MeshItem mesh = makeMesh(kSphereId, name, std::move(geometry), {});
+    mesh.surfaces.assign(std::numeric_limits<std::uint16_t>::max() + std::size_t{1}, 0);
+    mesh.item.motion.scaling = Vec3{scale, scale, scale};
+    mesh.item.motion.position =
+        Vec3{-0.5 * (low.x + high.x) * scale, -low.y * scale, -0.5 * (low.z + high.z) * scale};
+    return mesh;
+}
+
+LightItem makeSoftbox(HostItemID id, const char* name, const Vec3& place, const Vec3& size,
+                      const Vec3& color) {
+    LightItem light = makeLight(id, name, place, color, 0.0);
+    light.type = LightItem::Type::Area;
+    light.size = size;
+    light.falloff = LightItem::Falloff::Square;
+    light.range = length(place - Vec3{0.0, 1.0, 0.0});
+    return light;
+}
+
+/// What the object mirrors of the room: a dark gradient with softboxes in it.
+Sky studioSky() {
+    Sky sky;
+    sky.horizon = {0.13, 0.14, 0.155};
+    sky.zenith = {0.05, 0.055, 0.065};
+    sky.bounce = {0.10, 0.09, 0.08};
+    const auto add = [&sky](const Vec3& towards, double halfWidth, double halfHeight, double edge,
+                            const Vec3& color) {
+        sky.softboxes.push_back({lookAt({}, towards), halfWidth, halfHeight, edge, color});
+    };
+    add({0.15, 1.0, 0.10}, 0.75, 0.42, 0.25, {0.85, 0.88, 0.95});   // above: a wide, even one
+    add({0.95, 0.30, -0.42}, 0.10, 0.62, 0.05, {3.4, 3.6, 4.0});    // a strip to the right
+    add({-1.0, 0.22, -0.05}, 0.14, 0.55, 0.07, {2.0, 1.95, 1.85});  // and a weaker one to the left
+    add({0.30, 0.30, -1.0}, 0.40, 0.26, 0.20, {0.7, 0.7, 0.72});    // behind the camera, to fill
+    return sky;
+}
+
+Scene studio(MeshItem object) {
+    Scene scene;
+    scene.name = object.item.name;
+    Surface backdrop;
+    backdrop.color = {0.36, 0.365, 0.375};
+    backdrop.specular = 0.0;
+    Surface foot;
+    foot.color = {0.055, 0.055, 0.06};
+    foot.specular = 0.5;
+    foot.roughness = 0.35;
+    scene.surfaces = {{object.item.name, {}, {}}, {"Ground", backdrop, {}}};
+    if (object.surfaces.size() == 2) scene.surfaces.push_back({"Foot", foot, {}});
+    scene.meshes = {std::move(object),
+                    makeMesh(kGroundId, "Ground", std::make_shared<const Geometry>(makeBackdrop({})), {1})};
+    scene.lights = {makeSoftbox(kKeyLightId, "Key", kKeyPlace, {4.4, 4.4, 0.0}, {1.12, 1.06, 0.97}),
+                    makeSoftbox(kRimLightId, "Rim", kRimPlace, {1.3, 3.2, 0.0}, {0.50, 0.58, 0.74})};
+    scene.cameras = {makeCamera({0.0, 1.95, -6.6}, {0.0, 0.98, 0.0})};
+    scene.cameras.front().verticalFov = 0.47;
+    scene.sky = studioSky();
+    scene.ambient = scene.sky.ambient({0.0, 0.0, -1.0});
+    return scene;
+}
+
 }  // namespace
 
 Scene makeSphereScene() {
@@ -81,6 +205,14 @@ Scene makeSphereScene() {
         normalize(scene.lights.front().item.motion.position.at(0.0) - Vec3{0.0, 1.0, 0.0});
     scene.ambient = scene.sky.ambient({0.0, 0.0, -1.0});
     return scene;
+}
+
+Scene makePreviewScene(PreviewShape shape) {
+    return studio(shapeOf(shape));
+}
+
+Scene makePreviewScene(std::shared_ptr<const Geometry> geometry, const std::string& name) {
+    return studio(fitted(std::move(geometry), name));
 }
 
 }  // namespace kestrel::preview
