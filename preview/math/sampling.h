@@ -22,6 +22,7 @@ public:
     PixelSampler(std::int32_t x, std::int32_t y, std::int32_t index) noexcept;
 
     [[nodiscard]] UnitPoint at(std::uint32_t dimension) const noexcept;
+    bool operator==(const PixelSampler&) const = default;
 
 private:
     std::uint32_t pixel_;

@@ -8,10 +8,12 @@
 
 namespace kestrel::preview {
 
-/// Reads a panorama, twice as wide as high: OpenEXR or Radiance (.hdr). What the file is its first bytes tell.
+/// Reads a panorama, twice as wide as high: OpenEXR or Radiance (.hdr). What the file is its first bytes
+/// tell.
 /// @param nativePath  the file
 /// @param error       receives a sentence that names the file
 /// @return null when it cannot be read, is larger than 32 million pixels, or is broken
-[[nodiscard]] std::shared_ptr<const Panorama> readEnvironment(const std::string& nativePath, std::string& error);
+[[nodiscard]] std::shared_ptr<const Panorama> readEnvironment(const std::string& nativePath,
+                                                              std::string& error);
 
 }  // namespace kestrel::preview

@@ -39,7 +39,8 @@ public:
     explicit BytesStream(std::string_view bytes) : IStream("picture"), bytes_(bytes) {}
     bool read(char c[], int n) override {
         const auto count = static_cast<std::size_t>(n);
-        if (n < 0 || at_ > bytes_.size() || bytes_.size() - at_ < count) throw std::runtime_error("it ends early");
+        if (n < 0 || at_ > bytes_.size() || bytes_.size() - at_ < count)
+            throw std::runtime_error("it ends early");
         std::memcpy(c, bytes_.data() + at_, count);
         at_ += count;
         return at_ < bytes_.size();
@@ -53,11 +54,12 @@ private:
 };
 
 template <class Number>
-void addChannels(Imf::FrameBuffer& buffer, Imf::PixelType type, std::vector<Number>& pixels, std::size_t width) {
+void addChannels(Imf::FrameBuffer& buffer, Imf::PixelType type, std::vector<Number>& pixels,
+                 std::size_t width) {
     const char* names[] = {"R", "G", "B"};
     for (std::size_t i = 0; i < 3; ++i) {
-        buffer.insert(names[i], Imf::Slice(type, reinterpret_cast<char*>(pixels.data() + i), 3 * sizeof(Number),
-                                           3 * sizeof(Number) * width));
+        buffer.insert(names[i], Imf::Slice(type, reinterpret_cast<char*>(pixels.data() + i),
+                                           3 * sizeof(Number), 3 * sizeof(Number) * width));
     }
 }
 
@@ -103,7 +105,8 @@ std::string encodeExr(const Image& image, ExrDepth depth) {
         if (depth == ExrDepth::Half) {
             writeAs(file, type, numbersOf<half>(image, static_cast<double>(HALF_MAX)), image);
         } else {
-            writeAs(file, type, numbersOf<float>(image, static_cast<double>(std::numeric_limits<float>::max())), image);
+            writeAs(file, type,
+                    numbersOf<float>(image, static_cast<double>(std::numeric_limits<float>::max())), image);
         }
     }
     return bytes;
@@ -126,7 +129,8 @@ Panorama decodeExr(std::string_view bytes, std::size_t mostPixels) {
     std::vector<float> numbers(3 * static_cast<std::size_t>(width * height));
     const auto stride = static_cast<std::ptrdiff_t>(3 * sizeof(float));
     // The library counts from the picture's origin, which may lie outside the window.
-    const std::ptrdiff_t before = window.min.x * stride + window.min.y * stride * static_cast<std::ptrdiff_t>(width);
+    const std::ptrdiff_t before =
+        window.min.x * stride + window.min.y * stride * static_cast<std::ptrdiff_t>(width);
     Imf::FrameBuffer buffer;
     const char* names[] = {"R", "G", "B"};
     for (std::size_t i = 0; i < 3; ++i) {

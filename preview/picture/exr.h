@@ -12,9 +12,8 @@ namespace kestrel::preview {
 
 enum class ExrDepth { Half, Float };
 
-/// The bytes of an OpenEXR file with the channels R, G and B. Nothing is done to the light, but what is too large
-/// for the depth is cut.
-/// Errors: throws std::runtime_error when the library refuses
+/// The bytes of an OpenEXR file with the channels R, G and B. Nothing is done to the light, but what is too
+/// large for the depth is cut. Errors: throws std::runtime_error when the library refuses
 [[nodiscard]] std::string encodeExr(const Image& image, ExrDepth depth = ExrDepth::Half);
 
 /// The picture in the bytes of an OpenEXR file. What is no light (negative, no number) is black.

@@ -61,11 +61,11 @@ const std::string kHead = "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 8\n";
 TEST(Radiance, ReadsRunsOfBothKindsAndPlainPixels) {
     std::string text = kHead;
     text += std::string("\x02\x02\x00\x08", 4);
-    text += "\x88\x40";                        // red: eight times 64
-    text += "\x03\x01\x02\x03\x85\x04";        // green: three of their own and five times 4
-    text += std::string("\x88\x00", 2);        // blue
-    text += "\x88\x81";                        // exponent 129
-    text += "\x10\x20\x30\x80";                // a pixel, then seven times the same
+    text += "\x88\x40";                  // red: eight times 64
+    text += "\x03\x01\x02\x03\x85\x04";  // green: three of their own and five times 4
+    text += std::string("\x88\x00", 2);  // blue
+    text += "\x88\x81";                  // exponent 129
+    text += "\x10\x20\x30\x80";          // a pixel, then seven times the same
     text += "\x01\x01\x01\x07";
     const Panorama read = decodeRadiance(text, kMost);
     ASSERT_EQ(read.pixels.size(), 16U);
@@ -77,7 +77,8 @@ TEST(Radiance, ReadsRunsOfBothKindsAndPlainPixels) {
         EXPECT_ANY_THROW((void)decodeRadiance(text.substr(0, length), kMost)) << length;
     }
     EXPECT_ANY_THROW((void)decodeRadiance(text, 15));
-    EXPECT_ANY_THROW((void)decodeRadiance("#?RADIANCE\n\n-Y 1 +X 2\n\x01\x01\x01\x09", kMost)) << "nothing before";
+    EXPECT_ANY_THROW((void)decodeRadiance("#?RADIANCE\n\n-Y 1 +X 2\n\x01\x01\x01\x09", kMost))
+        << "nothing before";
     EXPECT_ANY_THROW((void)decodeRadiance("#?RADIANCE\n\n+Y 1 +X 2\n", kMost));
     EXPECT_ANY_THROW((void)decodeRadiance("#?RADIANCE\n\n-Y 2147483647 +X 2147483647\n", kMost));
 }
@@ -101,11 +102,14 @@ TEST(Panorama, ItsMiddleLiesAheadAndItsTopAbove) {
     Panorama panorama;
     panorama.width = 4;
     panorama.height = 2;
-    panorama.pixels = {{1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}, {5, 0, 0}, {6, 0, 0}, {7, 0, 0}, {8, 0, 0}};
+    panorama.pixels = {{1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0},
+                       {5, 0, 0}, {6, 0, 0}, {7, 0, 0}, {8, 0, 0}};
     EXPECT_NEAR(panorama.color({0.0, 1.0, 0.0}).x, 2.5, 1e-9);
     EXPECT_NEAR(panorama.color(normalize({1.0, 1.0, 1.0})).x, 3.0, 0.5);
-    EXPECT_NEAR(panorama.color(normalize({0.0, -1.0, 1e-3})).x, 6.5, 1e-9) << "ahead: between the middle columns";
-    EXPECT_NEAR(panorama.color(normalize({-1e-9, -1.0, -1e-3})).x, 6.5, 1e-5) << "behind: the outer columns meet";
+    EXPECT_NEAR(panorama.color(normalize({0.0, -1.0, 1e-3})).x, 6.5, 1e-9)
+        << "ahead: between the middle columns";
+    EXPECT_NEAR(panorama.color(normalize({-1e-9, -1.0, -1e-3})).x, 6.5, 1e-5)
+        << "behind: the outer columns meet";
 }
 
 }  // namespace

@@ -56,8 +56,8 @@ void readChannels(Bytes& bytes, std::vector<Pixel>& line) {
     }
 }
 
-/// Pixel by pixel; one whose colors are all 1 repeats the one before it, and each further such one counts 256 times
-/// as much.
+/// Pixel by pixel; one whose colors are all 1 repeats the one before it, and each further such one counts 256
+/// times as much.
 void readPixels(Bytes& bytes, std::vector<Pixel>& line) {
     unsigned shift = 0;
     for (std::size_t x = 0; x < line.size();) {

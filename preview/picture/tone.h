@@ -19,10 +19,10 @@ struct Tone {
     double exposure = 0.0;  ///< in stops: one more is twice the light
 };
 
-/// The color of a screen, linear, 0..1, for light of any brightness: equal to it up to three quarters of white,
-/// and brighter for brighter light without an end. Very bright colors fade towards white.
-/// Source: the Khronos PBR neutral tone mapper without its toe, which takes away what a uniform room would reflect
-/// in every surface; ours has no such room
+/// The color of a screen, linear, 0..1, for light of any brightness: equal to it up to three quarters of
+/// white, and brighter for brighter light without an end. Very bright colors fade towards white. Source: the
+/// Khronos PBR neutral tone mapper without its toe, which takes away what a uniform room would reflect in
+/// every surface; ours has no such room
 [[nodiscard]] Vec3 filmic(const Vec3& light);
 
 /// A linear value 0..1 as a byte of sRGB; outside it is cut, and what is no number is 0.

@@ -217,7 +217,7 @@ TEST(Light, AGlowingSurfaceLightsTheFloor) {
     constexpr int kCount = 1 << 14;
     for (int i = 0; i < kCount; ++i) {
         shading.look({eye, normalize(point - eye)}, PixelSampler(0, 0, i));
-        sum += shading.light(PixelSampler(0, 0, i)) * (1.0 / kCount);
+        sum += shading.light(PixelSampler(0, 0, i), PixelSampler(0, 0, i)) * (1.0 / kCount);
     }
     // A sphere that the horizon does not cut fills the share sin^2 of the half space, by the cosine of its
     // centre.
@@ -239,7 +239,7 @@ TEST(Light, DissolveAndShadowBitsDecideWhatIsSeen) {
         double sum = 0.0;
         for (int i = 0; i < 64; ++i) {
             shading.look({eye, {0.0, -1.0, 0.0}}, PixelSampler(0, 0, i));
-            sum += shading.light(PixelSampler(0, 0, i)).x / 64;
+            sum += shading.light(PixelSampler(0, 0, i), PixelSampler(0, 0, i)).x / 64;
         }
         return sum;
     };

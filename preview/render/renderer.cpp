@@ -14,6 +14,7 @@ Tile common(const Tile& a, const Tile& b) {
 }
 
 constexpr std::int32_t kLeastRays = 16;        // through a pixel, before they share
+constexpr std::int32_t kSamplesPerBounce = 2;  // that share light from other surfaces, along one ray
 constexpr std::int32_t kMostLightSamples = 4;  // along one of them
 
 /// With many samples several share one ray from the camera: its edges and the script's pattern are smooth
@@ -38,7 +39,8 @@ void addSamples(const CameraRays& camera, Shading& shading, const RenderOptions&
             const PixelSampler sampler(x, y, i / perRay);
             shading.look(rayThrough(camera, options, x, y, sampler), sampler);
         }
-        const Float3 light = toFloat3(shading.light(PixelSampler(x, y, i)));
+        const PixelSampler rare(x, y, i - i % perRay % kSamplesPerBounce);
+        const Float3 light = toFloat3(shading.light(PixelSampler(x, y, i), rare));
         sum = {sum.x + light.x, sum.y + light.y, sum.z + light.z};
     }
 }

@@ -15,6 +15,7 @@ constexpr int kForks = 2;    // before it, both the reflected and the refracted 
 constexpr double kLeastWeight = 1.0 / 256;  // what cannot change a pixel by one step is not followed
 constexpr double kBrightestBounce =
     8.0;  // scattered light beyond it comes from rare rays, which would be specks
+constexpr double kBrightestBlur = 8.0;
 constexpr double kBrightestSample = 64.0;
 constexpr std::size_t kFewLights = 3;     // scattered rays look at one light of more, chosen by chance
 constexpr double kThroughSurface = 0.94;  // of light straight through a transparent surface into a mesh
@@ -67,10 +68,14 @@ void Shading::setPixel(std::int32_t x, std::int32_t y, double angle, double widt
 }
 
 void Shading::look(const Ray& ray, const PixelSampler& sampler) {
-    look_ = {ray, sampler, std::nullopt, {}, std::nullopt};
+    look_ = Look{};
+    look_.ray = ray;
+    look_.sampler = sampler;
 }
 
-Vec3 Shading::light(const PixelSampler& sampler) {
+Vec3 Shading::light(const PixelSampler& sampler, const PixelSampler& rare) {
+    if (look_.rare != rare) look_.bounced.reset();
+    look_.rare = rare;
     ++surfaces_.statistics().samples;
     if (!look_.hit) {
         sampler_ = look_.sampler;
@@ -268,6 +273,16 @@ Vec3 Shading::skyLight(const Place& place) {
 
 /// Light that other surfaces send, and the sky's light from directions that a scattered ray finds.
 Vec3 Shading::bouncedLight(const Place& place, double share) {
+    if (place.path.depth > 0) return scatteredRay(place, share);
+    if (!look_.bounced) {
+        const PixelSampler sampler = std::exchange(sampler_, look_.rare);
+        look_.bounced = scatteredRay(place, share);
+        sampler_ = sampler;
+    }
+    return *look_.bounced;
+}
+
+Vec3 Shading::scatteredRay(const Place& place, double share) {
     if (place.path.bounces >= kBounces || place.path.depth >= kDeepest) return {};
     const UnitPoint u = chance(place.path, Choice::Bounce);
     const Vec3 direction = cosineDirection(place.surface.normal, u.u, u.v);
@@ -317,7 +332,10 @@ Vec3 Shading::mirrored(const Place& place, Choice choice, std::uint32_t way, dou
     const Vec3 exact = reflect(place.ray.direction, place.surface.normal);
     const Ray ray = leaving(place, spread(exact, place.surface.roughness, u.u, u.v));
     const bool end = next.depth > kDeepest || next.weight < kLeastWeight;
-    return end ? atMost(fromFar(ray.direction, next), 1.0) : radiance(ray, next);
+    if (end) return atMost(fromFar(ray.direction, next), 1.0);
+    // A few spread rays that meet a lamp would be specks, too.
+    const Vec3 light = radiance(ray, next);
+    return place.surface.roughness > 0.0 ? atMost(light, kBrightestBlur) : light;
 }
 
 /// Light through the surface and the reflection that a clear boundary has of itself. Rays that come late in a

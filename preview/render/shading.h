@@ -40,7 +40,10 @@ public:
     /// @param sampler  for what is done once
     void look(const Ray& ray, const PixelSampler& sampler);
     /// A sample of the light that comes back along that ray; black when it would be no number.
-    [[nodiscard]] Vec3 light(const PixelSampler& sampler);
+    /// @param rare  for light that other surfaces send, which costs most and counts least: samples of a ray
+    /// with
+    ///              the same one share it
+    [[nodiscard]] Vec3 light(const PixelSampler& sampler, const PixelSampler& rare);
 
     [[nodiscard]] const RenderStatistics& statistics() const noexcept { return surfaces_.statistics(); }
 
@@ -97,7 +100,9 @@ private:
         PixelSampler sampler{0, 0, 0};
         std::optional<Hit> hit;
         Surface surface;
-        std::optional<Vec3> smooth;  // what a surface without roughness reflects and lets through
+        PixelSampler rare{0, 0, 0};
+        std::optional<Vec3> bounced;  // with `rare`
+        std::optional<Vec3> smooth;   // what a surface without roughness reflects and lets through
     };
 
     [[nodiscard]] UnitPoint chance(const Path& path, Choice choice, std::uint32_t number = 0) const;
@@ -118,6 +123,7 @@ private:
                   Lit& lit);
     [[nodiscard]] Vec3 skyLight(const Place& place);
     [[nodiscard]] Vec3 bouncedLight(const Place& place, double share);
+    [[nodiscard]] Vec3 scatteredRay(const Place& place, double share);
     [[nodiscard]] Vec3 passing(const Ray& ray, const Place& place);
     [[nodiscard]] Vec3 mirrored(const Place& place, Choice choice, std::uint32_t way, double share);
     [[nodiscard]] Vec3 throughGlass(const Place& place);

@@ -146,10 +146,10 @@ Sky studioSky() {
                             const Vec3& color) {
         sky.softboxes.push_back({lookAt({}, towards), halfWidth, halfHeight, edge, color});
     };
-    add({0.15, 1.0, 0.10}, 0.75, 0.42, 0.25, {0.85, 0.88, 0.95});   // above: a wide, even one
+    add({0.15, 1.0, 0.10}, 0.75, 0.42, 0.25, {0.60, 0.62, 0.68});   // above: a wide, even one
     add({0.95, 0.30, -0.42}, 0.10, 0.62, 0.05, {3.4, 3.6, 4.0});    // a strip to the right
     add({-1.0, 0.22, -0.05}, 0.14, 0.55, 0.07, {2.0, 1.95, 1.85});  // and a weaker one to the left
-    add({0.30, 0.30, -1.0}, 0.40, 0.26, 0.20, {0.7, 0.7, 0.72});    // behind the camera, to fill
+    add({0.30, 0.30, -1.0}, 0.40, 0.26, 0.20, {0.45, 0.45, 0.47});  // behind the camera, to fill
     return sky;
 }
 
@@ -167,7 +167,7 @@ Scene studio(MeshItem object) {
     if (object.surfaces.size() == 2) scene.surfaces.push_back({"Foot", foot, {}});
     scene.meshes = {std::move(object),
                     makeMesh(kGroundId, "Ground", std::make_shared<const Geometry>(makeBackdrop({})), {1})};
-    scene.lights = {makeSoftbox(kKeyLightId, "Key", kKeyPlace, {4.4, 4.4, 0.0}, {1.12, 1.06, 0.97}),
+    scene.lights = {makeSoftbox(kKeyLightId, "Key", kKeyPlace, {3.8, 3.8, 0.0}, {1.22, 1.15, 1.05}),
                     makeSoftbox(kRimLightId, "Rim", kRimPlace, {1.3, 3.2, 0.0}, {0.50, 0.58, 0.74})};
     scene.cameras = {makeCamera({0.0, 1.95, -6.6}, {0.0, 0.98, 0.0})};
     scene.cameras.front().verticalFov = 0.47;

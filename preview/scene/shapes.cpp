@@ -9,7 +9,7 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr int kAround = 96;   // corners of what is turned on a lathe
+constexpr int kAround = 96;  // corners of what is turned on a lathe
 
 /// Adds a grid of points that is `columns` wide; a cell is a polygon of two triangles.
 class GridBuilder {
@@ -71,7 +71,8 @@ class Outline {
 public:
     /// A part of a circle. Angles count from straight outwards towards the axis's upper end.
     /// @param hollow  the outside is on the inside of the circle
-    void arc(double away, double height, double radius, double from, double to, int steps, bool hollow = false) {
+    void arc(double away, double height, double radius, double from, double to, int steps,
+             bool hollow = false) {
         for (int i = 0; i <= steps; ++i) {
             const double angle = from + (to - from) * i / steps;
             const double c = std::cos(angle);
@@ -88,7 +89,8 @@ public:
         const double normalHeight = (away - toAway) / length;
         for (int i = 0; i <= steps; ++i) {
             const double t = static_cast<double>(i) / steps;
-            points_.push_back({away + (toAway - away) * t, height + (toHeight - height) * t, normalAway, normalHeight});
+            points_.push_back(
+                {away + (toAway - away) * t, height + (toHeight - height) * t, normalAway, normalHeight});
         }
     }
     [[nodiscard]] std::span<const OutlinePoint> points() const { return points_; }
@@ -112,19 +114,19 @@ void turn(Geometry& geometry, const Outline& outline, const Axes& axes, std::uin
     }
 }
 
-constexpr double kCut = 0.62;       // height of the flat cut
-constexpr double kRecess = 0.58;    // radius of the hole in it
-constexpr double kFloor = 0.34;     // height of the hole's floor
-constexpr double kCore = 0.46;      // radius of the core
-constexpr double kCoreHeight = 0.22;  // of its centre
-constexpr double kFillet = 0.035;   // rounds all edges
-constexpr double kGroove = 0.055;   // radius of the groove
+constexpr double kCut = 0.62;           // height of the flat cut
+constexpr double kRecess = 0.58;        // radius of the hole in it
+constexpr double kFloor = 0.34;         // height of the hole's floor
+constexpr double kCore = 0.46;          // radius of the core
+constexpr double kCoreHeight = 0.22;    // of its centre
+constexpr double kFillet = 0.035;       // rounds all edges
+constexpr double kGroove = 0.055;       // radius of the groove
 constexpr double kGrooveAngle = -0.12;  // where it lies, from the equator upwards
 
 Outline body() {
     Outline outline;
-    // The groove is a circle whose centre lies on the sphere; it takes away the angle to each side of it at which
-    // the two circles meet.
+    // The groove is a circle whose centre lies on the sphere; it takes away the angle to each side of it at
+    // which the two circles meet.
     const double half = 2.0 * std::asin(0.5 * kGroove);
     outline.arc(0.0, 0.0, 1.0, -0.5 * pi, kGrooveAngle - half, 34);
     const double open = 0.5 * pi + 0.5 * half;
@@ -184,9 +186,11 @@ Geometry makeBox(const Vec3& half, double radius) {
     Geometry geometry;
     const auto places = [&](double side) {
         std::vector<double> result;
-        for (int i = 0; i < kRound; ++i) result.push_back(-side + radius * (1.0 - std::tan(0.25 * pi * (kRound - i) / kRound)));
+        for (int i = 0; i < kRound; ++i)
+            result.push_back(-side + radius * (1.0 - std::tan(0.25 * pi * (kRound - i) / kRound)));
         for (int i = 0; i <= kFlat; ++i) result.push_back((side - radius) * (2.0 * i / kFlat - 1.0));
-        for (int i = 1; i <= kRound; ++i) result.push_back(side - radius * (1.0 - std::tan(0.25 * pi * i / kRound)));
+        for (int i = 1; i <= kRound; ++i)
+            result.push_back(side - radius * (1.0 - std::tan(0.25 * pi * i / kRound)));
         return result;
     };
     const Vec3 inner = half - Vec3{radius, radius, radius};

@@ -51,8 +51,7 @@ void expectNormalsFit(const Geometry& geometry, double least, const char* name) 
     for (std::size_t t = 0; t < geometry.triangles.size(); ++t) {
         const auto& corner = geometry.triangles[t];
         const Vec3 a = toVec(geometry.points[corner[0]]);
-        const Vec3 flat =
-            cross(toVec(geometry.points[corner[1]]) - a, toVec(geometry.points[corner[2]]) - a);
+        const Vec3 flat = cross(toVec(geometry.points[corner[1]]) - a, toVec(geometry.points[corner[2]]) - a);
         for (const std::uint32_t i : corner) {
             const Vec3 normal = toVec(geometry.normals[i]);
             ASSERT_NEAR(length(normal), 1.0, 1e-5) << name;
