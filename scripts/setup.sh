@@ -9,7 +9,7 @@ packages=(
     libsqlite3-dev                             # the module's per-user store
     libembree-dev libpng-dev libopenexr-dev    # preview: ray casting, pictures
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
-    libgtest-dev python3                       # tests
+    libgtest-dev python3 python3-jsonschema    # tests
     git clang-format                           # the check that sources are formatted
 )
 if [[ "${1:-}" == "--bench" ]]; then

@@ -337,7 +337,7 @@ private:
         double brightest = 0.0;
         for (const LightItem& light : scene_.lights) {
             const Vec3 way = worldAt(index, light.item, 0.0).origin - center;
-            const double fall = light.type == LightItem::Type::Distant ? 1.0 : std::max(1e-6, dot(way, way));
+            const double fall = light.type == LightItem::Type::Distant ? 1.0 : std::max(1.0, dot(way, way));
             brightest = std::max(brightest, largest(light.color.at(0.0)) * light.intensity.at(0.0) / fall);
         }
         if (!(brightest > kTooBright) || !std::isfinite(brightest)) return;

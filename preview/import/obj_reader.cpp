@@ -62,11 +62,11 @@ public:
     }
 
     void build(MeshItem& mesh) {
-        const bool hasNormals = std::any_of(faces_.corners.begin(), faces_.corners.end(),
-                                            [](const Corner& corner) { return corner.normal >= 0; }) ||
-                                std::any_of(faces_.polygons.begin(), faces_.polygons.end(),
-                                            [](const Polygon& polygon) { return polygon.smoothing != 0; });
-        for (std::size_t i = 0; i < faces_.polygons.size(); ++i) addPolygon(mesh, i, hasNormals);
+        hasNormals_ = std::any_of(faces_.corners.begin(), faces_.corners.end(),
+                                  [](const Corner& corner) { return corner.normal >= 0; }) ||
+                      std::any_of(faces_.polygons.begin(), faces_.polygons.end(),
+                                  [](const Polygon& polygon) { return polygon.smoothing != 0; });
+        for (std::size_t i = 0; i < faces_.polygons.size(); ++i) addPolygon(mesh, i);
         for (const Corner& corner : faces_.corners) {
             scratch_.firstVariant[corner.point] = kNone;
             scratch_.counted[corner.point] = false;
@@ -90,7 +90,7 @@ private:
         std::uint32_t next;   ///< variant of the same point
     };
 
-    void addPolygon(MeshItem& mesh, std::size_t number, bool hasNormals) {
+    void addPolygon(MeshItem& mesh, std::size_t number) {
         const std::span<const Corner> corners = faces_.cornersOf(number);
         const Polygon& polygon = faces_.polygons[number];
         places_.clear();
@@ -98,10 +98,10 @@ private:
         triangles_.clear();
         triangulate(places_, triangles_);
         budget_.takeTriangles(triangles_.size());
-        const Vec3 area = hasNormals ? outwards() : Vec3{};
+        const Vec3 area = hasNormals_ ? outwards() : Vec3{};
         numbers_.clear();
         for (const Corner& corner : corners) {
-            numbers_.push_back(hasNormals ? shadedPoint(corner, polygon.smoothing, area) : point(corner, 0));
+            numbers_.push_back(hasNormals_ ? shadedPoint(corner, polygon.smoothing, area) : point(corner, 0));
         }
         const std::uint16_t surface = surfacePlace(mesh, polygon.surface);
         for (const std::array<std::uint32_t, 3>& t : triangles_) {
@@ -140,7 +140,7 @@ private:
     std::uint32_t newPoint(std::uint32_t filePoint) {
         budget_.takePoints(1);
         geometry_.points.push_back(lists_.points[filePoint]);
-        geometry_.normals.resize(geometry_.points.size());
+        if (hasNormals_) geometry_.normals.emplace_back();
         return static_cast<std::uint32_t>(geometry_.points.size() - 1);
     }
 
@@ -175,6 +175,7 @@ private:
     Scratch& scratch_;
     Budget& budget_;
     Geometry geometry_;
+    bool hasNormals_ = false;
     std::vector<Variant> variants_;
     std::size_t filePoints_ = 0;
     std::unordered_map<std::int32_t, std::uint16_t> surfacePlaces_;
