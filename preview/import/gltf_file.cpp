@@ -94,7 +94,7 @@ GltfFile::GltfFile(const std::string& nativePath) : bytes_(readBytes(nativePath)
         readContainer(nativePath);
     } else {
         document_ = std::make_unique<JsonDocument>(nativePath, bytes_);
-        bytes_ = {};
+        release(bytes_);
     }
     const JsonValue version = root().require("asset").require("version");
     if (!version.text().starts_with("2.")) version.fail("only glTF 2 can be read");
@@ -131,7 +131,8 @@ void GltfFile::readBuffer(const JsonValue& buffer, std::size_t number) {
     if (uri) {
         bytes = *storage_.emplace_back(std::make_unique<std::string>(bytesOf(*uri)));
         bufferBytes_ += bytes.size();
-        if (bufferBytes_ > ImportLimits::kFileBytes) uri->fail("all buffers together are larger than 1 GiB");
+        if (bufferBytes_ > ImportLimits::kFileBytes)
+            uri->fail("all buffers together are larger than 512 MiB");
     } else if (number != 0) {
         bytes = {};
     }

@@ -104,12 +104,12 @@ public:
     [[nodiscard]] std::size_t bones() const noexcept { return bones_; }
 
     Geometry finish(bool oneSurface) {
-        if (oneSurface) geometry_.surfaceOf = {};
-        if (!hasInfluences_) geometry_.influences = {};
+        if (oneSurface) release(geometry_.surfaceOf);
+        if (!hasInfluences_) release(geometry_.influences);
         if (hasNormals_) {
             flattenParts();
         } else {
-            geometry_.normals = {};
+            release(geometry_.normals);
         }
         geometry_.points.shrink_to_fit();
         return std::move(geometry_);

@@ -19,8 +19,8 @@ public:
 /// How much a scene may hold, so that neither a broken file nor a small one that claims much takes all
 /// memory.
 struct ImportLimits {
-    static constexpr std::size_t kFileBytes = 1U << 30U;
-    static constexpr std::size_t kJsonValues = 4'000'000;
+    static constexpr std::size_t kFileBytes = 1U << 29U;
+    static constexpr std::size_t kJsonValues = 2'000'000;
     static constexpr int kJsonDepth = 64;
     static constexpr std::size_t kPoints =
         16'000'000;  ///< of all meshes; a mesh that is shown twice counts twice

@@ -35,7 +35,7 @@ std::string readBytes(const std::string& nativePath) {
     const std::optional<std::int64_t> size = platform::fileSize(file.get());
     if (!size || *size < 0) throw ImportError(nativePath, "", "is not a file");
     if (static_cast<std::uint64_t>(*size) > ImportLimits::kFileBytes) {
-        throw ImportError(nativePath, "", "is larger than a scene's file may be (1 GiB)");
+        throw ImportError(nativePath, "", "is larger than a scene's file may be (512 MiB)");
     }
     std::string bytes(static_cast<std::size_t>(*size), '\0');
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));

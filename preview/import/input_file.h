@@ -12,6 +12,12 @@ namespace kestrel::preview {
 /// be.
 [[nodiscard]] std::string readBytes(const std::string& nativePath);
 
+/// Empties a text or a list and gives its memory back, which assigning an empty one does not.
+template <class Container>
+void release(Container& container) {
+    Container().swap(container);
+}
+
 /// The path that a file gives, relative to that file's directory.
 [[nodiscard]] std::string pathBeside(const std::string& file, const std::string& path);
 

@@ -138,8 +138,8 @@ MeshFile readMeshFile(const std::string& nativePath, bool wantsBones, Budget& bu
         if (!usable(toVec(point))) throw ImportError(nativePath, "", "a coordinate is too large");
     }
     if (!wantsBones) {
-        file.geometry.influences = {};
-        file.bones = {};
+        release(file.geometry.influences);
+        file.bones.clear();
     }
     return file;
 }

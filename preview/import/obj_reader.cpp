@@ -66,6 +66,9 @@ public:
                                   [](const Corner& corner) { return corner.normal >= 0; }) ||
                       std::any_of(faces_.polygons.begin(), faces_.polygons.end(),
                                   [](const Polygon& polygon) { return polygon.smoothing != 0; });
+        geometry_.triangles.reserve(faces_.polygons.size());
+        geometry_.polygonOf.reserve(faces_.polygons.size());
+        geometry_.surfaceOf.reserve(faces_.polygons.size());
         for (std::size_t i = 0; i < faces_.polygons.size(); ++i) addPolygon(mesh, i);
         for (const Corner& corner : faces_.corners) {
             scratch_.firstVariant[corner.point] = kNone;
@@ -77,8 +80,8 @@ public:
         }
         mesh.points = static_cast<std::int32_t>(filePoints_);
         mesh.polygons = static_cast<std::int32_t>(faces_.polygons.size());
-        if (geometry_.triangles.size() == faces_.polygons.size()) geometry_.polygonOf = {};
-        if (mesh.surfaces.size() < 2) geometry_.surfaceOf = {};
+        if (geometry_.triangles.size() == faces_.polygons.size()) release(geometry_.polygonOf);
+        if (mesh.surfaces.size() < 2) release(geometry_.surfaceOf);
         mesh.geometry = std::make_shared<const Geometry>(std::move(geometry_));
     }
 
@@ -353,7 +356,7 @@ Scene readObj(const std::string& nativePath, Budget& budget) {
     std::string text = readBytes(nativePath);
     ObjReader reader(nativePath, text, budget);
     reader.read();
-    text = {};
+    release(text);
     return reader.scene();
 }
 
