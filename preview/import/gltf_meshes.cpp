@@ -10,8 +10,7 @@ namespace kestrel::preview {
 namespace {
 
 constexpr int kTriangles = 4;
-constexpr int kStrip = 5;
-constexpr int kFan = 6;
+constexpr int kStrip = 5;  // 6 is a fan, and less than a triangle points and lines
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 using Triangle = std::array<std::uint32_t, 3>;
@@ -163,10 +162,10 @@ private:
         for (std::size_t i = 0; i < number; ++i) {
             if (mode == kTriangles) {
                 result.push_back({corner(3 * i), corner(3 * i + 1), corner(3 * i + 2)});
-            } else if (mode == kFan) {
-                result.push_back({corner(0), corner(i + 1), corner(i + 2)});
-            } else {
+            } else if (mode == kStrip) {
                 result.push_back({corner(i), corner(i + 1 + i % 2), corner(i + 2 - i % 2)});
+            } else {
+                result.push_back({corner(0), corner(i + 1), corner(i + 2)});
             }
         }
         return result;
