@@ -105,11 +105,10 @@ class Schema(unittest.TestCase):
         """How many are right, after both have been asked about all."""
         right = 0
         for description, line in zip(descriptions, self.read(descriptions)):
-            errors = [error.message for error in self.validator.iter_errors(description)]
             taken = line.startswith("ok ")
             right += taken
             if taken or not BEYOND_SCHEMA.search(line):
-                self.assertEqual(taken, not errors, f"{line}\n{errors[:1]}\n{json.dumps(description)}")
+                self.assertEqual(taken, self.validator.is_valid(description), f"{line}\n{json.dumps(description)}")
         return right
 
     def test_right_ones(self):
