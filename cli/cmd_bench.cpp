@@ -3,6 +3,7 @@
 #include "cli/commands.h"
 #include "cli/module_session.h"
 #include "cli/sample_grid.h"
+#include "cli/scene_choice.h"
 #include "platform/environment.h"
 
 #include <CLI/CLI.hpp>
@@ -97,12 +98,14 @@ void report(const BenchCommand& options, double nsPerSample, double loadMs, cons
 
 void benchScript(const BenchCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, true);
-    ModuleSession session(options.module, invocation);
+    std::optional<preview::Scene> scene = sceneAround(options.module.file, {}, invocation);
+    if (!scene) return;
+    ModuleSession session(options.module, std::move(*scene), invocation);
     if (!session.open()) return;
     const std::chrono::nanoseconds start = platform::processorTime();
     if (!session.load()) return;
     const double loadMs = nanosecondsSince(start) * 1e-6;
-    if (!session.begin()) return;
+    if (!session.begin() || !session.beginFrame(0, 0.0)) return;
 
     // The first pass warms up the caches and yields the checksum, which then costs the timed passes nothing.
     Checksum checksum;

@@ -1,14 +1,18 @@
-// kestrel render FILE: a picture of the preview scene with the script's surface.
+// kestrel render FILE: pictures of a scene, or of a script on a shape, shaded by scripts in the module.
 
 #include "cli/commands.h"
+#include "cli/frame_output.h"
+#include "cli/frames.h"
 #include "cli/module_session.h"
-#include "cli/output_file.h"
-#include "cli/progress_bar.h"
+#include "cli/render_frames.h"
+#include "cli/render_probe.h"
 #include "cli/sample_grid.h"
-#include "platform/terminal.h"
-#include "preview/render/renderer.h"
+#include "cli/scene_choice.h"
+#include "platform/workers.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
 #include <memory>
 
 namespace kestrel::cli {
@@ -17,72 +21,187 @@ namespace {
 
 struct RenderCommand {
     ModuleOptions module;
-    std::string output;
-    GridSize size{512, 512};
-    std::int32_t samples = 16;
+    SceneChoice scene;
+    RenderTask task;
+    GridSize size;
+    std::int32_t samples = 0;
+    std::string frames;
+    std::string region;
+    std::string pixel;
+    bool debugNan = false;
+    CLI::Option* frameOption = nullptr;
 };
 
-/// @return nothing when the script failed on the way: a picture of half a script is no picture
-std::optional<preview::Image> renderPicture(const RenderCommand& options, ModuleSession& session, bool json) {
-    ProgressBar bar(!json && platform::isTerminal(platform::Stream::Error));
-    session.setBeforeMessage([&bar] { bar.clear(); });
-    preview::RenderOptions picture;
-    picture.width = options.size.width;
-    picture.height = options.size.height;
-    picture.samples = options.samples;
-    std::optional<preview::Image> image =
-        preview::render(session.pose(), session.shading(), picture, [&](double done) {
-            bar.update(done);
-            return !session.failed();
-        });
-    bar.clear();
-    session.setBeforeMessage({});
-    return image;
+/// Reads as many whole numbers as `numbers` takes, with commas between.
+bool readNumbers(const std::string& text, std::span<std::int32_t> numbers) {
+    const char* place = text.data();
+    const char* const end = text.data() + text.size();
+    for (std::int32_t& number : numbers) {
+        if (&number != numbers.data() && (place == end || *place++ != ',')) return false;
+        const auto [after, error] = std::from_chars(place, end, number);
+        if (error != std::errc()) return false;
+        place = after;
+    }
+    return place == end;
+}
+
+/// What the command line says of the picture goes into the scene, where scripts can ask for it.
+void applySettings(const RenderCommand& options, preview::SceneSettings& settings) {
+    if (options.size.width > 0) {
+        settings.width = options.size.width;
+        settings.height = options.size.height;
+    }
+    if (options.samples > 0) settings.minSamples = settings.maxSamples = options.samples;
+}
+
+bool applyRegion(const RenderCommand& options, preview::SceneSettings& settings) {
+    if (options.region.empty()) return true;
+    std::array<std::int32_t, 4> numbers{};
+    if (!readNumbers(options.region, numbers)) return false;
+    const auto [x, y, width, height] = numbers;
+    const bool inside = x >= 0 && y >= 0 && width > 0 && height > 0 && x < settings.width &&
+                        y < settings.height && width <= settings.width - x && height <= settings.height - y;
+    if (inside) settings.limitedRegion = {x, y, x + width, y + height};
+    return inside;
+}
+
+bool applyFrames(const RenderCommand& options, preview::SceneSettings& settings, FrameRange& range) {
+    if (!options.frames.empty()) {
+        const std::optional<FrameRange> given = parseFrames(options.frames);
+        if (!given) return false;
+        range = *given;
+    } else {
+        range.first = range.last =
+            options.frameOption->count() > 0 ? options.module.frame : settings.frameStart;
+    }
+    settings.frameStart = range.first;
+    settings.frameEnd = range.last;
+    settings.frameStep = range.step;
+    return true;
+}
+
+/// @return nothing after telling what is wrong with the command line
+std::optional<preview::Scene> preparedScene(const RenderCommand& options, RenderTask& task,
+                                            Invocation& invocation) {
+    std::optional<preview::Scene> scene = sceneToRender(options.module.file, options.scene, invocation);
+    if (!scene) return std::nullopt;
+    const auto refuse = [&](const std::string& problem) -> std::optional<preview::Scene> {
+        std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
+        invocation.exitCode = kExitUnusable;
+        return std::nullopt;
+    };
+    preview::SceneSettings& settings = scene->settings;
+    applySettings(options, settings);
+    if (!applyRegion(options, settings))
+        return refuse("--region " + options.region + ": write X,Y,W,H in pixels; the picture is " +
+                      std::to_string(settings.width) + "x" + std::to_string(settings.height));
+    if (!applyFrames(options, settings, task.frames))
+        return refuse("--frames " + options.frames + ": write A, A-B or A-B:STEP, at most a million frames");
+    if (task.frames.count() > 1 && options.module.time)
+        return refuse("--time is the time of one frame, and --frames asks for several");
+    return scene;
 }
 
 void renderScript(const RenderCommand& options, Invocation& invocation) {
-    prepareForPrograms(invocation, options.output == "-");
-    ModuleSession session(options.module, invocation,
-                          preview::makePreviewScene(preview::PreviewShape::Sphere));
-    if (!session.setPicture(options.output)) return;
-    SceneInfo& info = session.services().sceneInfo();
-    info.frameWidth = options.size.width;
-    info.frameHeight = options.size.height;
-    info.minSamplesPerPixel = info.maxSamplesPerPixel = options.samples;
-    info.frameStart = info.frameEnd = options.module.frame;
+    prepareForPrograms(invocation, options.task.picture.output == "-");
+    RenderTask task = options.task;
+    std::string problem;
+    if (!checkOutput(task, problem)) {
+        std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
+        invocation.exitCode = kExitUnusable;
+        return;
+    }
+    std::optional<preview::Scene> scene = preparedScene(options, task, invocation);
+    if (!scene) return;
+    ModuleSession session(options.module, std::move(*scene), invocation);
+    if (!session.setPicture(task.picture.output)) return;
+    std::array<std::int32_t, 2> pixel{};
+    const preview::SceneSettings& settings = session.index().scene().settings;
+    if (!options.pixel.empty() && (!readNumbers(options.pixel, pixel) || pixel[0] < 0 || pixel[1] < 0 ||
+                                   pixel[0] >= settings.width || pixel[1] >= settings.height)) {
+        session.complain("--pixel " + options.pixel + ": write X,Y, from 0,0 at the upper left corner",
+                         kExitUnusable);
+        return;
+    }
+    if (!checkNames(task, session) || !session.open() || !session.load() || !session.begin()) return;
+    if (!options.pixel.empty())
+        showPixel(session, task, pixel[0], pixel[1], invocation.json);
+    else if (options.debugNan)
+        findBadNumber(session, task, invocation);
+    else
+        renderFrames(session, task, invocation);
+}
 
-    if (!session.open() || !session.load() || !session.begin()) return;
-    const std::optional<preview::Image> image = renderPicture(options, session, invocation.json);
-    const bool fine = session.end();
-    if (!fine || !image) return;
-    if (!writeOutput(options.output, preview::encodePng(*image))) invocation.exitCode = kExitUnusable;
+void addWhatIsRendered(CLI::App& command, RenderCommand& options) {
+    addSizeOption(command, "--size", options.size,
+                  "Width and height in pixels (default: the scene's, or 512x512)");
+    command.add_option("--samples", options.samples, "Samples per pixel (default: the scene's, or 64)")
+        ->check(CLI::Range(1, 65536));
+    addFrameOptions(command, options.module);
+    options.frameOption = command.get_option("--frame");
+    command
+        .add_option(
+            "--frames", options.frames,
+            "Frames to render, each with its newtime; the output needs a place for the number, such as "
+            "out.%04d.png")
+        ->type_name("A-B[:STEP]")
+        ->excludes(options.frameOption);
+    command
+        .add_option("--region", options.region,
+                    "Renders a part of the picture only, which is all that the file holds then")
+        ->type_name("X,Y,W,H");
+    command.add_flag("--depth-of-field", options.task.depthOfField,
+                     "What is out of the camera's focus becomes blurred, by its f-stop");
+}
+
+void addHow(CLI::App& command, RenderCommand& options) {
+    command
+        .add_option(
+            "--jobs", options.task.jobs,
+            "Worker processes, each with a module of its own; 1: none beside this process, so scripts keep "
+            "what they remember from one picture to the next")
+        ->check(CLI::Range(1, 256))
+        ->default_str("all processors");
+    command.add_flag("--skip-existing", options.task.skipExisting,
+                     "Leaves out frames whose file is there already, for work that goes on");
+    command.add_flag("--keep-partial", options.task.keepPartial,
+                     "When Ctrl-C or the time limit ends the work, writes the picture as far as it is");
+    command
+        .add_option("--pixel", options.pixel,
+                    "Instead of a picture: what scripts saw and set at that pixel, sample by sample")
+        ->type_name("X,Y");
+    command.add_flag(
+        "--debug-nan", options.debugNan,
+        "Instead of a picture: the first pixel and line where a script wrote a number that is none (NaN), "
+        "or an infinite one");
 }
 
 }  // namespace
 
 void addRenderCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
-        "render", "Renders a sphere in a studio, its surface shaded by a script in the module");
+        "render", "Renders a scene whose surfaces are shaded by scripts, or a script on a shape in a studio");
     const auto options = std::make_shared<RenderCommand>();
-    addModuleOptions(*command, options->module, invocation);
-    command
-        ->add_option("-o,--output", options->output, "The picture, a PNG file (sRGB); - is standard output")
-        ->required()
-        ->type_name("PICTURE.png");
-    addSizeOption(*command, "--size", options->size, "Width and height in pixels");
-    command->add_option("--samples", options->samples, "Samples per pixel")
-        ->check(CLI::Range(1, 4096))
-        ->capture_default_str();
-    addFrameOptions(*command, options->module);
+    options->task.jobs = platform::processorCount();
+    addModuleOptions(*command, options->module, invocation,
+                     "A script, or a scene: JSON (see docs/scenes.md), glTF (.gltf, .glb) or OBJ");
+    addPictureOptions(*command, options->task.picture);
+    addPictureSceneOptions(*command, options->scene);
+    addWhatIsRendered(*command, *options);
+    addHow(*command, *options);
+    addStateOption(*command, options->module);
     command->footer(
-        "The script loads as with a scene; then init, newtime, flags, process for each sample, cleanup and "
-        "destroy\n"
-        "run. Only the values that flags() names are used; all of them when it names none. The picture is "
-        "written\n"
-        "only if the script did not fail. Items of the scene: Sphere, Ground, Key, Rim, Camera. "
-        "KESTREL_MODULE "
-        "names another\n"
-        "module than the kestrel-pt.so beside the command.");
+        "Scripts load as with a scene; then init, for each frame newtime and flags, process for each sample, "
+        "and at\n"
+        "the end cleanup and destroy run. Only the values that flags() names are used; all of them when it "
+        "names\n"
+        "none. A picture is written only if no script failed. Items around a script: Ball (or the shape's "
+        "name),\n"
+        "Ground, Key, Rim, Camera. With --messages=json each finished frame is an object of the kind "
+        "\"frame\", and\n"
+        "a last one of the kind \"statistics\" tells what was done. KESTREL_MODULE names another module than "
+        "the\n"
+        "kestrel-pt.so beside the command.");
     command->callback([options, &invocation] { renderScript(*options, invocation); });
 }
 

@@ -4,6 +4,8 @@
 #include "cli/module_session.h"
 #include "cli/output_file.h"
 #include "cli/sample_grid.h"
+#include "cli/sample_json.h"
+#include "cli/scene_choice.h"
 #include "preview/picture/image.h"
 #include "preview/services/sample_members.h"
 
@@ -19,29 +21,11 @@ using Json = nlohmann::ordered_json;
 
 struct ShadeCommand {
     ModuleOptions module;
+    SceneChoice scene;
     std::vector<std::string> presets;
     GridSize grid;
     std::string output;
 };
-
-Json memberJson(const preview::SampleMember& member, const ShadingSample& sample, int index) {
-    const double value = member.get(sample, index);
-    if (member.form == preview::SampleMember::Form::Real) return value;
-    return static_cast<std::int64_t>(value);
-}
-
-Json sampleJson(const ShadingSample& sample) {
-    Json object = Json::object();
-    for (const preview::SampleMember& member : preview::sampleMembers()) {
-        Json& entry = object[std::string(member.name)];
-        if (member.count == 1) {
-            entry = memberJson(member, sample, 0);
-            continue;
-        }
-        for (int i = 0; i < member.count; ++i) entry.push_back(memberJson(member, sample, i));
-    }
-    return object;
-}
 
 /// @return the sample before any evaluation
 std::optional<ShadingSample> presetSample(const ShadeCommand& options, ModuleSession& session) {
@@ -74,10 +58,15 @@ void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& samp
 
 void shadeScript(const ShadeCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, true);
-    ModuleSession session(options.module, invocation);
+    std::optional<preview::Scene> scene = sceneAround(options.module.file, options.scene, invocation);
+    if (!scene) return;
+    ModuleSession session(options.module, std::move(*scene), invocation);
     if (!session.setPicture(options.output)) return;
     std::optional<ShadingSample> sample = presetSample(options, session);
-    if (!sample || !session.open() || !session.load() || !session.begin()) return;
+    const std::int32_t frame = options.module.frame;
+    if (!sample || !session.open() || !session.load() || !session.begin() ||
+        !session.beginFrame(frame, session.seconds(frame)))
+        return;
 
     std::optional<preview::Image> image;
     if (!options.output.empty()) image.emplace(options.grid.width, options.grid.height);
@@ -115,6 +104,8 @@ void addShadeCommand(CLI::App& app, Invocation& invocation) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("MEMBER=V[,V...] ...");
     addFrameOptions(*command, options->module);
+    addStateOption(*command, options->module);
+    addSceneOption(*command, options->scene);
     CLI::Option* grid =
         addSizeOption(*command, "--grid", options->grid,
                       "Evaluates a grid: u, v in 0..1 at pixel centres in oPos and wPos (z 0), the "

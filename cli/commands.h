@@ -4,6 +4,8 @@
 // does the work and leaves the exit status in Invocation::exitCode. Both references outlive the callback.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace CLI {
@@ -36,6 +38,10 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation);
 /// with it.
 [[nodiscard]] bool requireReadable(const std::string& nativePath, Invocation& invocation);
 
+/// The bytes of a regular file that requireReadable() has accepted.
+/// @return nothing when it cannot be read, or is larger than `most`
+[[nodiscard]] std::optional<std::string> readBytes(const std::string& nativePath, std::int64_t most);
+
 /// What every command that runs script text does first: programs that the script starts find a command
 /// processor, and what they write stays out of a standard output that holds data.
 /// @param outputIsData  true when the command itself writes data there; JSON messages count as such anyway
@@ -47,6 +53,7 @@ void addRunCommand(CLI::App& app, Invocation& invocation);
 void addShadeCommand(CLI::App& app, Invocation& invocation);
 void addRenderCommand(CLI::App& app, Invocation& invocation);
 void addBenchCommand(CLI::App& app, Invocation& invocation);
+void addOptionsCommand(CLI::App& app, Invocation& invocation);
 void addHelpCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace kestrel::cli

@@ -19,6 +19,7 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addShadeCommand(app, invocation);
     addRenderCommand(app, invocation);
     addBenchCommand(app, invocation);
+    addOptionsCommand(app, invocation);
     addHelpCommand(app, invocation);
 }
 

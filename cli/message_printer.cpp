@@ -146,10 +146,14 @@ ShownMessage shownMessage(const Message& message) {
     return shown;
 }
 
-MessagePrinter::MessagePrinter(bool json, std::string nativePath)
-    : json_(json),
-      script_(std::move(nativePath)),
-      scriptLine1_(script_.empty() ? std::string() : platform::upperCase(platform::systemPath(script_))) {}
+MessagePrinter::MessagePrinter(bool json, std::string nativePath) : json_(json) {
+    addScript(nativePath);
+}
+
+void MessagePrinter::addScript(const std::string& nativePath) {
+    if (!nativePath.empty())
+        scripts_.emplace(platform::upperCase(platform::systemPath(nativePath)), nativePath);
+}
 
 MessagePrinter::~MessagePrinter() {
     finish();
@@ -160,6 +164,10 @@ void MessagePrinter::show(const Message& message) {
 }
 
 void MessagePrinter::show(ShownMessage message) {
+    if (relay_) {
+        relay_(message);
+        return;
+    }
     if (json_) {
         showJson(message);
         return;
@@ -221,12 +229,14 @@ void MessagePrinter::showJson(const ShownMessage& message) const {
     std::fflush(stdout);
 }
 
-bool MessagePrinter::isScriptPath(std::string_view line1) const {
-    return !scriptLine1_.empty() && line1 == scriptLine1_;
+const std::string* MessagePrinter::scriptOf(std::string_view line1) const {
+    const auto found = scripts_.find(line1);
+    return found == scripts_.end() ? nullptr : &found->second;
 }
 
 void MessagePrinter::showForPeople(const ShownMessage& message) {
-    const bool oneLine = message.line2.has_value() && isScriptPath(message.line1);
+    const std::string* script = message.line2 ? scriptOf(message.line1) : nullptr;
+    const bool oneLine = script != nullptr;
     if (message.kind == Kind::Info) {
         // What a script says with info() goes out byte for byte, so that it can be piped on.
         if (!oneLine) std::fprintf(stdout, "%s\n", message.line1.c_str());
@@ -245,7 +255,7 @@ void MessagePrinter::showForPeople(const ShownMessage& message) {
         if (message.place.column > 0) where += std::to_string(message.place.column) + ":";
         where += " ";
     } else if (oneLine) {
-        where = script_ + ": ";
+        where = *script + ": ";
     }
     const std::string& first = oneLine ? *message.line2 : message.line1;
     std::string text = std::string(palette.bold) + printable(where) + palette.reset + palette.label +

@@ -4,6 +4,7 @@
 #include "engine/report/message.h"
 
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -59,6 +60,11 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
+    /// Another script whose messages come here.
+    void addScript(const std::string& nativePath);
+    /// Hands everything over instead of showing it, for a process whose parent shows it.
+    void setRelay(std::function<void(const ShownMessage&)> relay) { relay_ = std::move(relay); }
+
     /// A message from the engine.
     void show(const Message& message) override;
     /// A message whose place is known already, or one from a host's message service (place unknown).
@@ -77,11 +83,13 @@ private:
     void showJson(const ShownMessage& message) const;
     void writeSource(std::FILE* out, bool colour, const Place& place);
     [[nodiscard]] const std::string* sourceLine(const std::string& file, int line);
-    [[nodiscard]] bool isScriptPath(std::string_view line1) const;
+    /// The script, as the user wrote it, whose path is all of a message's first line; null for other lines.
+    [[nodiscard]] const std::string* scriptOf(std::string_view line1) const;
 
     const bool json_;
-    const std::string script_;       // as the user wrote it
-    const std::string scriptLine1_;  // as one-line messages show it: the system's path in upper case
+    // By the system's path in upper case, as one-line messages show it: as the user wrote it.
+    std::map<std::string, std::string, std::less<>> scripts_;
+    std::function<void(const ShownMessage&)> relay_;
     std::optional<ShownMessage> last_;
     int repeats_ = 0;
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;

@@ -1,16 +1,21 @@
 #include "cli/module_session.h"
 
+#include "cli/panel_faces.h"
 #include "cli/script_check.h"
+#include "platform/files.h"
+#include "platform/paths.h"
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
-#include <utility>
+#include <algorithm>
+#include <set>
 
 namespace kestrel::cli {
 
 namespace {
 
 constexpr double kLongestTime = 1e9;  // seconds; keeps out what is no number or infinite
+constexpr std::int64_t kLargestState = std::int64_t{256} << 20;
 
 bool personIsThere() {
     return platform::isTerminal(platform::Stream::Input) && platform::isTerminal(platform::Stream::Output);
@@ -40,10 +45,19 @@ Place placeOf(const std::vector<KestrelPlace>& levels) {
     return place;
 }
 
+std::vector<ScriptedSurface> scriptsOf(const preview::Scene& scene) {
+    std::vector<ScriptedSurface> scripts;
+    for (std::size_t i = 0; i < scene.surfaces.size(); ++i) {
+        if (!scene.surfaces[i].script.empty()) scripts.push_back({i, scene.surfaces[i].script, {}, {}});
+    }
+    return scripts;
+}
+
 }  // namespace
 
-void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation) {
-    command.add_option("FILE", options.file, "The script")->required()->type_name("");
+void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation,
+                      const std::string& fileHelp) {
+    command.add_option("FILE", options.file, fileHelp)->required()->type_name("");
     command
         .add_option(
             "--choose", options.choose,
@@ -53,6 +67,14 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("FILE ...");
+    command
+        .add_option(
+            "--panel", options.panel,
+            "Answers the panels that scripts post: a JSON array with an object for each, such as "
+            "[{\"ok\": true, \"LABEL\": 1.5}]. Without it they become a form on the terminal; when there "
+            "is none, they count as cancelled")
+        ->expected(1)
+        ->type_name("ANSWERS.json");
     addMessagesOption(command, invocation);
     addTimeoutOption(command, invocation);
 }
@@ -64,19 +86,35 @@ void addFrameOptions(CLI::App& command, ModuleOptions& options) {
         ->type_name("SECONDS");
 }
 
-ModuleSession::ModuleSession(const ModuleOptions& options, Invocation& invocation, preview::Scene scene)
+void addStateOption(CLI::App& command, ModuleOptions& options) {
+    command
+        .add_option("--state", options.states,
+                    "Settings that `kestrel options` stored, which the script's load reads; with several "
+                    "scripts in a scene, for the surface of that name")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("[SURFACE=]FILE ...");
+}
+
+ModuleSession::ModuleSession(const ModuleOptions& options, preview::Scene scene, Invocation& invocation)
     : options_(options),
       invocation_(invocation),
-      printer_(invocation.json, options.file),
+      printer_(invocation.json, {}),
       scene_(std::move(scene)),
       dialog_(options.choose, personIsThere()),
-      services_(index_, dialog_, [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
-          show(kind, line1, line2);
-      }) {}
+      services_(index_, dialog_,
+                [this](preview::HostMessageKind kind, const char* line1, const char* line2) {
+                    show(kind, line1, line2);
+                }),
+      scripts_(scriptsOf(scene_)),
+      shaders_(scene_.surfaces.size()) {
+    for (const ScriptedSurface& script : scripts_) printer_.addScript(script.file);
+}
 
 ModuleSession::~ModuleSession() = default;
 
 void ModuleSession::complain(std::string_view text, ExitCode exitCode) {
+    if (beforeMessage_) beforeMessage_();
     printer_.plainError(text);
     invocation_.exitCode = exitCode;
 }
@@ -86,6 +124,10 @@ bool ModuleSession::setPicture(std::string_view output) {
     if (!outputTaken_ || !invocation_.json) return true;
     complain("a picture and JSON messages cannot both go to standard output", kExitUnusable);
     return false;
+}
+
+double ModuleSession::seconds(std::int32_t frame) const {
+    return options_.time ? *options_.time : frame / scene_.settings.framesPerSecond;
 }
 
 void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const char* line2) {
@@ -98,23 +140,94 @@ void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const
         message.id = module_->nameOfMessage();
         message.place = placeOf(module_->placeOfMessage());
     }
-    if (outputTaken_ && message.kind == ShownMessage::Kind::Info) {
+    present(std::move(message));
+}
+
+void ModuleSession::present(ShownMessage message) {
+    if (outputTaken_ && !worker_ && message.kind == ShownMessage::Kind::Info) {
         printer_.finish();
-        std::fprintf(stderr, "%s\n", line2 == nullptr ? line1 : line2);
+        std::fprintf(stderr, "%s\n", message.line2.value_or(message.line1).c_str());
         return;
     }
     printer_.show(std::move(message));
 }
 
-bool ModuleSession::open() {
-    bool usable = requireReadable(options_.file, invocation_);
+bool ModuleSession::filesUsable() {
+    bool usable = true;
+    std::set<std::string> checked;
+    for (const ScriptedSurface& script : scripts_) {
+        if (checked.insert(script.file).second) usable = requireReadable(script.file, invocation_) && usable;
+    }
     for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
     if (!usable) return false;
-    if (const ScriptCheck check = precheck(options_.file, options_.choose); !check.safe()) {
+    for (const std::string& file : checked) {
+        const ScriptCheck check = precheck(file, options_.choose);
+        if (check.safe()) continue;
         check.complain(printer_);
         invocation_.exitCode = kExitScriptFailed;
         return false;
     }
+    return true;
+}
+
+bool ModuleSession::setFace() {
+    const auto observe = [this](const preview::Panel& panel) {
+        if (beforeMessage_) beforeMessage_();
+        if (invocation_.json && !worker_) std::printf("%s\n", panelJson(panel, index_).c_str());
+    };
+    if (!options_.panel.empty()) {
+        if (!requireReadable(options_.panel, invocation_)) return false;
+        const std::optional<std::string> text = platform::readTextFile(platform::systemPath(options_.panel));
+        std::string problem = "cannot be read";
+        if (text) {
+            const auto complainOf = [this](const std::string& wrong) {
+                complain(options_.panel + ": " + wrong, kExitUnusable);
+            };
+            face_ = answersFromJson(*text, index_, observe, complainOf, problem);
+        }
+        if (face_ == nullptr) complain(options_.panel + ": " + problem, kExitUnusable);
+    } else {
+        face_ = personIsThere() && !invocation_.json ? terminalForm(index_, observe) : noAnswers(observe);
+    }
+    services_.panels().setFace(face_.get());
+    return face_ != nullptr;
+}
+
+bool ModuleSession::readStates() {
+    for (const std::string& argument : options_.states) {
+        ScriptedSurface* owner = scripts_.size() == 1 ? &scripts_.front() : nullptr;
+        std::string file = argument;
+        const std::size_t equals = argument.find('=');
+        for (ScriptedSurface& script : scripts_) {
+            if (equals == std::string::npos ||
+                scene_.surfaces[script.surface].name != argument.substr(0, equals))
+                continue;
+            owner = &script;
+            file = argument.substr(equals + 1);
+        }
+        if (owner == nullptr) {
+            complain("--state " + argument +
+                         ": which surface is it for? Write SURFACE=FILE with the name of a surface "
+                         "that has a script",
+                     kExitUnusable);
+            return false;
+        }
+        if (!requireReadable(file, invocation_)) return false;
+        std::optional<std::string> bytes = readBytes(file, kLargestState);
+        if (bytes) owner->settings = preview::stateFromBytes(std::move(*bytes));
+        if (owner->settings) continue;
+        complain(file + ": " +
+                     (bytes ? "holds no settings of a script: they begin with \"Script \", or in the binary "
+                              "form with the length of the script's path"
+                            : "cannot be read, or is larger than 256 MB"),
+                 kExitUnusable);
+        return false;
+    }
+    return true;
+}
+
+bool ModuleSession::open() {
+    if (!filesUsable() || !readStates() || !setFace()) return false;
     std::string problem;
     module_ = preview::ModuleHost::open(preview::defaultModulePath(), services_, problem);
     if (module_ == nullptr) {
@@ -124,47 +237,65 @@ bool ModuleSession::open() {
     KestrelRunWatch* watch = module_->watch();
     guard_ =
         std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);
-    pose_ = std::make_unique<preview::Pose>(index_, options_.seconds());
-    caster_ = std::make_unique<preview::RayCaster>(*pose_);
-    shader_ = preview::ShaderHandle::create(*module_);
-    if (shader_ == nullptr) {
+    for (ScriptedSurface& script : scripts_) {
+        script.shader = preview::ShaderHandle::create(*module_);
+        if (script.shader != nullptr) continue;
         complain("the module makes no shader instance", kExitUnusable);
         return false;
     }
-    shading_ =
-        std::make_unique<preview::Shading>(*pose_, *caster_, std::span<const preview::SurfaceShader>());
-    services_.setOperations(shading_.get());
     return true;
 }
 
 bool ModuleSession::load() {
-    const bool loaded = shader_->loadScript(options_.file);
-    const bool ran = settle();
-    if (!loaded) invocation_.exitCode = kExitScriptFailed;
-    return loaded && ran;
+    for (ScriptedSurface& script : scripts_) {
+        const bool loaded = script.settings ? script.shader->loadScript(script.file, *script.settings)
+                                            : script.shader->loadScript(script.file);
+        const bool ran = settle();
+        if (!loaded) invocation_.exitCode = kExitScriptFailed;
+        if (!loaded || !ran) return false;
+        shaders_[script.surface].shader = script.shader.get();
+    }
+    return true;
 }
 
 bool ModuleSession::begin() {
-    shader_->init();
-    if (!settle()) return false;
-    shader_->newTime(options_.frame, options_.seconds());
-    if (!settle()) return false;
-    mask_ = shader_->flags();
-    const preview::SurfaceShader scripted{shader_.get(), mask_};
-    shading_->setShaders({&scripted, 1});
-    return settle();
+    for (ScriptedSurface& script : scripts_) {
+        script.shader->init();
+        if (!settle()) return false;
+    }
+    return true;
+}
+
+bool ModuleSession::beginFrame(std::int32_t frame, double seconds) {
+    services_.setOperations(nullptr);
+    shading_.reset();
+    caster_.reset();  // before the next pose needs its memory
+    pose_ = std::make_unique<preview::Pose>(index_, seconds);
+    caster_ = std::make_unique<preview::RayCaster>(*pose_);
+    for (ScriptedSurface& script : scripts_) {
+        script.shader->newTime(frame, seconds);
+        if (!settle()) return false;
+        shaders_[script.surface].mask = script.shader->flags();
+        if (!settle()) return false;
+    }
+    shading_ = std::make_unique<preview::Shading>(*pose_, *caster_, shaders_);
+    services_.setOperations(shading_.get());
+    return true;
 }
 
 bool ModuleSession::end() {
     bool fine = settle();
-    if (fine) {
-        shader_->cleanup();
+    for (ScriptedSurface& script : scripts_) {
+        if (!fine) break;
+        script.shader->cleanup();
         fine = settle();
     }
     services_.setOperations(nullptr);
     shading_.reset();
-    shader_.reset();  // runs the script's destroy
-    if (module_->aborted(nullptr)) aborted_ = true;
+    for (ScriptedSurface& script : scripts_) {
+        script.shader.reset();  // runs the script's destroy
+        if (module_->aborted(nullptr)) aborted_ = true;
+    }
     fine = settle() && fine;
     printer_.finish();
     return fine && !aborted_;
@@ -175,21 +306,39 @@ bool ModuleSession::failed() {
     return aborted_;
 }
 
+void ModuleSession::becomeWorker(std::function<void(const ShownMessage&)> relay) {
+    worker_ = true;
+    endToldAbout_ = true;
+    beforeMessage_ = {};
+    printer_.setRelay(std::move(relay));
+    guard_->becomeWorker();
+}
+
+std::int32_t ModuleSession::endedAtLine() const {
+    const KestrelRunWatch* watch = module_->watch();
+    return watch != nullptr ? watch->line : 0;
+}
+
+void ModuleSession::tellEnded(std::int32_t line) {
+    if (endToldAbout_) return;
+    endToldAbout_ = true;
+    if (beforeMessage_) beforeMessage_();
+    Place place;
+    if (scripts_.size() == 1) place.file = scripts_.front().file;
+    place.line = line;
+    const std::string where = line > 0 ? "line " + std::to_string(line) + ", " : std::string();
+    printer_.plainError(where + guard_->reason() + ", run ended", place);
+}
+
 bool ModuleSession::settle() {
-    if (shader_ != nullptr && shader_->aborted()) aborted_ = true;
-    const bool ended = guard_ != nullptr && guard_->triggered();
-    if (ended && !endToldAbout_) {
-        endToldAbout_ = true;
-        if (beforeMessage_) beforeMessage_();
-        const KestrelRunWatch* watch = module_->watch();
-        Place place;
-        place.file = options_.file;
-        place.line = watch != nullptr ? watch->line : 0;
-        const std::string where =
-            place.line > 0 ? "line " + std::to_string(place.line) + ", " : std::string();
-        printer_.plainError(where + guard_->reason() + ", run ended", place);
+    for (const ScriptedSurface& script : scripts_) {
+        if (script.shader != nullptr && script.shader->aborted()) aborted_ = true;
     }
-    if (ended) aborted_ = true;
+    const bool ended = guard_ != nullptr && guard_->triggered();
+    if (ended) {
+        tellEnded(endedAtLine());
+        aborted_ = true;
+    }
     if (aborted_) invocation_.exitCode = kExitScriptFailed;
     return !ended;
 }

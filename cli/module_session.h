@@ -1,4 +1,4 @@
-// The module with one script in it: what shade, render and bench share.
+// The module with the scripts of a scene in it: what shade, render, bench and options share.
 #pragma once
 
 #include "cli/commands.h"
@@ -6,7 +6,7 @@
 #include "cli/run_guard.h"
 #include "preview/render/raycaster.h"
 #include "preview/render/shading.h"
-#include "preview/scene/builtin_scene.h"
+#include "preview/scene/scene.h"
 #include "preview/services/file_dialog.h"
 #include "preview/services/services.h"
 #include "preview/services/shader_handle.h"
@@ -21,49 +21,83 @@ namespace kestrel::cli {
 
 /// What the commands ask for alike.
 struct ModuleOptions {
-    std::string file;                 ///< the script
+    std::string file;                 ///< the script, or a scene
     std::vector<std::string> choose;  ///< --choose, in order
+    std::string panel;                ///< --panel: a file of answers
+    std::vector<std::string> states;  ///< --state: [SURFACE=]FILE
     std::int32_t frame = 0;
-    std::optional<double> time;  ///< default: the frame's time at 30 frames per second
-    [[nodiscard]] double seconds() const { return time ? *time : frame / 30.0; }
+    std::optional<double> time;  ///< default: by the frame and the scene's frames per second
 };
 
-/// Adds FILE, `--choose`, `--messages` and `--timeout`.
-void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation);
+/// Adds FILE, `--choose`, `--panel`, `--messages` and `--timeout`.
+void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation,
+                      const std::string& fileHelp = "The script");
 /// Adds `--frame` and `--time`.
 void addFrameOptions(CLI::App& command, ModuleOptions& options);
+/// Adds `--state`.
+void addStateOption(CLI::App& command, ModuleOptions& options);
 
-/// Loads the module, makes an instance and attaches the script. Each step says what went wrong and leaves the
-/// exit status in the invocation; a step that returns false is the last one to take.
+/// A script on a surface of the scene, with its instance in the module.
+struct ScriptedSurface {
+    std::size_t surface = 0;  ///< in Scene::surfaces
+    std::string file;         ///< native path
+    std::optional<preview::InstanceState> settings;
+    std::unique_ptr<preview::ShaderHandle> shader;
+};
+
+/// Loads the module, makes an instance for each scripted surface and attaches its script. Each step says what
+/// went wrong and leaves the exit status in the invocation; a step that returns false is the last one to
+/// take.
 class ModuleSession {
 public:
-    /// @param scene  what the script may ask about; its surface 0 is the script's
-    ModuleSession(const ModuleOptions& options, Invocation& invocation,
-                  preview::Scene scene = preview::makeSphereScene());
+    /// @param scene    SurfaceEntry::script tells which surfaces have a script
+    /// @param options  outlives the session
+    ModuleSession(const ModuleOptions& options, preview::Scene scene, Invocation& invocation);
     ~ModuleSession();
     ModuleSession(const ModuleSession&) = delete;
     ModuleSession& operator=(const ModuleSession&) = delete;
 
-    /// Checks the files and the script, loads the module and makes the instance.
+    /// Checks the files and the scripts, loads the module and makes the instances.
     [[nodiscard]] bool open();
-    /// Attaches the script the way the load of a scene does.
+    /// Attaches the scripts the way the load of a scene does.
     [[nodiscard]] bool load();
-    /// Calls init and newTime and asks for the flags.
+    /// Calls init.
     [[nodiscard]] bool begin();
-    /// Calls cleanup and destroys the instance. False when the script was ended or aborted at any time.
+    /// Puts the scene at a time, calls newTime and asks for the flags.
+    [[nodiscard]] bool beginFrame(std::int32_t frame, double seconds);
+    /// Calls cleanup and destroys the instances. False when a script was ended or aborted at any time.
     [[nodiscard]] bool end();
 
     /// True when a run of script code was ended from outside or ended with a fatal error, up to now.
     [[nodiscard]] bool failed();
-    /// False when the time limit or an interrupt ended the script.
+    /// False when the time limit or an interrupt ended a script.
     [[nodiscard]] bool running() { return settle(); }
 
-    [[nodiscard]] preview::ShaderHandle& shader() { return *shader_; }
+    /// True when the time limit or an interrupt asked for the end.
+    [[nodiscard]] bool interrupted() const { return guard_->triggered(); }
+
+    /// A message that a worker has sent.
+    void showRelayed(ShownMessage message) { present(std::move(message)); }
+    /// In a worker: what is said goes to `relay` instead, and nobody is told why a script was ended.
+    void becomeWorker(std::function<void(const ShownMessage&)> relay);
+    /// Of a script that was ended in a worker: the line it was at, 0 = unknown.
+    [[nodiscard]] std::int32_t endedAtLine() const;
+    /// Tells why a script was ended, once; `line` as a worker found it.
+    void tellEnded(std::int32_t line);
+
+    /// Time of a frame in seconds.
+    [[nodiscard]] double seconds(std::int32_t frame) const;
+
+    /// The first script.
+    [[nodiscard]] preview::ShaderHandle& shader() { return *scripts_.front().shader; }
+    [[nodiscard]] std::uint32_t mask() const { return shaders_[scripts_.front().surface].mask; }
+    [[nodiscard]] std::vector<ScriptedSurface>& scripts() { return scripts_; }
     [[nodiscard]] preview::Shading& shading() { return *shading_; }
     [[nodiscard]] preview::PreviewServices& services() { return services_; }
+    [[nodiscard]] const preview::SceneIndex& index() const { return index_; }
     [[nodiscard]] const preview::Pose& pose() const { return *pose_; }
+    [[nodiscard]] const preview::ModuleHost& module() const { return *module_; }
     [[nodiscard]] MessagePrinter& printer() { return printer_; }
-    [[nodiscard]] std::uint32_t mask() const { return mask_; }
 
     /// Called before each message is shown.
     void setBeforeMessage(std::function<void()> action) { beforeMessage_ = std::move(action); }
@@ -74,7 +108,11 @@ public:
     void complain(std::string_view text, ExitCode exitCode);
 
 private:
+    [[nodiscard]] bool filesUsable();
+    [[nodiscard]] bool setFace();
+    [[nodiscard]] bool readStates();
     void show(preview::HostMessageKind kind, const char* line1, const char* line2);
+    void present(ShownMessage message);
     /// Notes whether the last step failed; tells once when a script was ended from outside.
     [[nodiscard]] bool settle();
 
@@ -85,17 +123,19 @@ private:
     preview::SceneIndex index_{scene_};
     preview::FileDialog dialog_;
     preview::PreviewServices services_;
-    std::unique_ptr<preview::Pose> pose_;
-    std::unique_ptr<preview::RayCaster> caster_;
+    std::unique_ptr<preview::PanelFace> face_;
     std::unique_ptr<preview::ModuleHost> module_;
     volatile std::int32_t unwatched_ = 0;  // for a module without a watch
     std::unique_ptr<RunGuard> guard_;
-    std::unique_ptr<preview::ShaderHandle> shader_;
+    std::vector<ScriptedSurface> scripts_;
+    std::vector<preview::SurfaceShader> shaders_;  // by surface
+    std::unique_ptr<preview::Pose> pose_;
+    std::unique_ptr<preview::RayCaster> caster_;
     std::unique_ptr<preview::Shading> shading_;
     std::function<void()> beforeMessage_;
-    std::uint32_t mask_ = 0;
     bool outputTaken_ = false;
     bool aborted_ = false;
+    bool worker_ = false;
     bool endToldAbout_ = false;
 };
 

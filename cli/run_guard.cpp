@@ -54,6 +54,8 @@ RunGuard::~RunGuard() {
 }
 
 bool RunGuard::triggered() const {
+    // The thread that may hold the lock does not exist in a worker.
+    if (worker_) return interrupted != 0;
     const std::lock_guard lock(mutex_);
     return timedOut_ || interrupted != 0;
 }

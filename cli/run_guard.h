@@ -20,11 +20,15 @@ public:
     RunGuard& operator=(const RunGuard&) = delete;
 
     [[nodiscard]] bool triggered() const;
+    /// In a worker, which has no timer of its own: from now on only interrupts count, and the parent sends
+    /// them.
+    void becomeWorker() noexcept { worker_ = true; }
     /// Why the run was ended, for the plain error: "time limit of 2 s reached" or "interrupted".
     [[nodiscard]] std::string reason() const;
 
 private:
     double seconds_;
+    bool worker_ = false;
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     bool done_ = false;

@@ -23,7 +23,11 @@ ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequest
     : parts_(std::make_unique<Parts>(messages, watch)) {
     parts_->environment.requestFile = std::move(requester);
     parts_->environment.libraryPath.load();
-    if (services != nullptr) lookUpSceneServices(services, parts_->environment.scene);
+    if (services == nullptr) return;
+    lookUpSceneServices(services, parts_->environment.scene);
+    parts_->environment.findPanels = [services](HxServiceUse use) {
+        return static_cast<const PanelServices*>(services(HX_SERVICE_PANELS, use));
+    };
 }
 
 ScriptSession::~ScriptSession() = default;

@@ -42,6 +42,7 @@ STANDARD = set(
 LIBRARIES = {  # other headers in angle brackets, and who may include them; platform/ may include any
     "CLI/CLI.hpp": "cli/",
     "nlohmann/json.hpp": "cli/ preview/import/",
+    "nlohmann/json_fwd.hpp": "cli/",
     "png.h": "preview/picture/",
     "embree3/rtcore.h": "preview/render/raycaster.cpp",
     "OpenEXR/ImfChannelList.h": "preview/picture/exr.cpp",

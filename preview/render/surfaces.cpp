@@ -1,8 +1,10 @@
 #include "preview/render/surfaces.h"
 
+#include "platform/environment.h"
 #include "preview/services/services.h"
 
 #include <array>
+#include <chrono>
 #include <unordered_map>
 
 namespace kestrel::preview {
@@ -12,6 +14,8 @@ namespace {
 /// Scripts that trace rays into each other's surfaces: deeper ones see plain surfaces, so that neither the
 /// stack nor the time grows without a bound.
 constexpr int kDeepestScripts = 4;
+/// One run of so many is timed.
+constexpr int kTimedRuns = 64;
 
 void fillSample(const Seen& seen, const Surface& surface, ShadingSample& sample) {
     const Hit& hit = seen.hit;
@@ -47,6 +51,17 @@ bool allFinite(const ShadingSample& sample) {
 }
 
 }  // namespace
+
+RenderStatistics& RenderStatistics::operator+=(const RenderStatistics& other) {
+    samples += other.samples;
+    rays += other.rays;
+    scriptRuns += other.scriptRuns;
+    badRuns += other.badRuns;
+    badSamples += other.badSamples;
+    scriptSeconds += other.scriptSeconds;
+    totalSeconds += other.totalSeconds;
+    return *this;
+}
 
 Surfaces::Surfaces(const Scene& scene, std::span<const SurfaceShader> shaders) {
     entries_.reserve(scene.surfaces.size());
@@ -92,11 +107,24 @@ Surface Surfaces::at(const Seen& seen) {
     return surfaceFrom(sample, found.script.mask, surface);
 }
 
+/// Looking at the clock takes a good part of a short script's time, so only some runs are timed. A ray that a
+/// script traces counts as its time, with the scripts at its end.
+void Surfaces::evaluate(const Entry& entry, ShadingSample& sample) {
+    if (depth_ > 1 || statistics_.scriptRuns % kTimedRuns != 0) {
+        entry.script.shader->evaluate(sample);
+        return;
+    }
+    const std::chrono::nanoseconds start = platform::processorTime();
+    entry.script.shader->evaluate(sample);
+    const std::chrono::duration<double> taken = platform::processorTime() - start;
+    statistics_.scriptSeconds += taken.count() * kTimedRuns;
+}
+
 void Surfaces::run(const Entry& entry, std::int32_t surface, ShadingSample& sample) {
     if (observer_ != nullptr) observer_->beforeScript(sample, surface);
     running_[entry.handle] = true;
     ++depth_;
-    entry.script.shader->evaluate(sample);
+    evaluate(entry, sample);
     --depth_;
     running_[entry.handle] = false;
     if (observer_ != nullptr) observer_->afterScript(sample, surface);

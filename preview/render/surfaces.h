@@ -5,6 +5,7 @@
 #include "preview/scene/surface.h"
 #include "preview/services/shader_handle.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -24,7 +25,12 @@ struct RenderStatistics {
     std::uint64_t scriptRuns = 0;  ///< samples that a script shaded
     std::uint64_t badRuns = 0;     ///< of these, the ones that left a number that is not finite
     std::uint64_t badSamples =
-        0;  ///< rays from the camera whose light was no number, and which count as black
+        0;                       ///< rays from the camera whose light was no number, and which count as black
+    double scriptSeconds = 0.0;  ///< in scripts, estimated from some of their runs
+    double totalSeconds = 0.0;   ///< of processor time, as far as whoever renders adds it
+
+    [[nodiscard]] double rendererSeconds() const { return std::max(0.0, totalSeconds - scriptSeconds); }
+    RenderStatistics& operator+=(const RenderStatistics& other);
 };
 
 /// Sees every sample before and after its script. It must change nothing that it is shown.
@@ -79,6 +85,7 @@ private:
     };
 
     [[nodiscard]] const Entry& entry(std::int32_t surface) const;
+    void evaluate(const Entry& entry, ShadingSample& sample);
     void run(const Entry& entry, std::int32_t surface, ShadingSample& sample);
 
     std::vector<Entry> entries_;

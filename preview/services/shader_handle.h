@@ -39,6 +39,7 @@ public:
     [[nodiscard]] std::uint32_t flags() { return host_.shader().flags(instance_); }
     void cleanup() { host_.shader().cleanup(instance_); }
     [[nodiscard]] std::string describe() const;
+    [[nodiscard]] HxInstance instance() const noexcept { return instance_; }
     /// See ModuleHost::aborted().
     [[nodiscard]] bool aborted() const { return host_.aborted(instance_); }
 

@@ -35,8 +35,8 @@ struct FakePanel {
     [[nodiscard]] std::string place(std::size_t control) const;
 };
 
-/// The screen is 1000 by 800. A label is 10 pixels wide for each character; the host puts controls at (5, 20 n)
-/// and makes them 100 by 10.
+/// The screen is 1000 by 800. A label is 10 pixels wide for each character; the host puts controls at (5, 20
+/// n) and makes them 100 by 10.
 class FakePanels {
 public:
     FakePanels();
@@ -44,11 +44,12 @@ public:
     FakePanels(const FakePanels&) = delete;
     FakePanels& operator=(const FakePanels&) = delete;
 
-    PanelServices services;  ///< a test may take operations out
-    bool refuses = false;    ///< createPanel gives nothing
+    PanelServices services;                          ///< a test may take operations out
+    bool refuses = false;                            ///< createPanel gives nothing
     std::function<std::int32_t(FakePanel&)> answer;  ///< what the user does; empty: cancels
 
-    std::vector<std::string> log;  ///< "create", "open", "destroy", each with the title; "redraw", "line x y width"
+    std::vector<std::string>
+        log;  ///< "create", "open", "destroy", each with the title; "redraw", "line x y width"
     std::vector<std::unique_ptr<FakePanel>> panels;
 
     [[nodiscard]] FakePanel& panel() { return *panels.back(); }

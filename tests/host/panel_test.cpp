@@ -214,21 +214,21 @@ TEST(Panels, WrongArgumentsAddNothing) {
              {"additems('l', 'none')", "invalid object name 'none' provided to additems()"},
              {"ctllightitems('l', 5)", "invalid object type used to initialize control ctllightitems()"},
          }) {
-        const Lines said = optionsSay(host, "var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " +
-                                                std::string(c.call) + "; info(c == nil); r = reqpost();");
+        const Lines said = optionsSay(
+            host, "var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " + std::string(c.call) +
+                      "; info(c == nil); r = reqpost();");
         EXPECT_EQ(said, (Lines{std::string("Line 1, ") + c.message, "1"}));
     }
 }
 
 TEST(Panels, WithoutAPanelCallsFail) {
     FakeHost host;
-    for (const std::string call : {"ctlinteger('l', 1)", "addtext('l', 'x')", "additems('l', 1)", "reqpost()",
-                                   "reqsize(1, 2)", "ctlposition(1, 2, 3)", "getvalue(1)", "setvalue(1, 2)"}) {
+    for (const std::string call :
+         {"ctlinteger('l', 1)", "addtext('l', 'x')", "additems('l', 1)", "reqpost()", "reqsize(1, 2)",
+          "ctlposition(1, 2, 3)", "getvalue(1)", "setvalue(1, 2)"}) {
         const std::string name = call.substr(0, call.find('('));
         EXPECT_EQ(optionsSay(host, "x = " + call + "; info(x == nil);"),
-                  (Lines{"Line 1, illegal call to " + name +
-                             "(): requestor has not been initialized",
-                         "1"}));
+                  (Lines{"Line 1, illegal call to " + name + "(): requestor has not been initialized", "1"}));
     }
     EXPECT_EQ(optionsSay(host, "reqend(); x = reqbegin(5); info(x == nil);"),
               (Lines{"Line 1, invalid argument 1 type to reqbegin()", "1"}));
@@ -255,7 +255,8 @@ TEST(Panels, AnyOperationMayBeMissing) {
     for (std::size_t missing = 0; missing < kOperations; ++missing) {
         FakeHost host;
         void (*const none)() = nullptr;
-        std::memcpy(reinterpret_cast<char*>(&host.panels.services) + missing * sizeof none, &none, sizeof none);
+        std::memcpy(reinterpret_cast<char*>(&host.panels.services) + missing * sizeof none, &none,
+                    sizeof none);
         const Lines said = optionsSay(
             host,
             "if(reqbegin('t')) { c = ctlinteger('l', 4); s = ctlsep(); reqsize(1, 2); r = reqpost();"
@@ -282,8 +283,7 @@ TEST(Panels, FieldsAreBelowEachOther) {
               (Lines{"1", "1"}));
     // The widest label has 60 pixels, later 110. A panel that is shown again stays as it is.
     const std::string once = "25,0 55,20 65,40 5,60 5,80 -7,2147483647 at 350,300; ";
-    EXPECT_EQ(places, once + once +
-                          "75,0 105,20 115,40 5,60 5,80 -7,2147483647 5,120 at 350,300; ");
+    EXPECT_EQ(places, once + once + "75,0 105,20 115,40 5,60 5,80 -7,2147483647 5,120 at 350,300; ");
 }
 
 TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
@@ -296,15 +296,17 @@ TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
         EXPECT_EQ(panel.place(0) + " " + panel.place(1), "0,0 30,40");
         return 0;
     };
-    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = ctlinteger('a', 1); b = ctlinteger('b', 2);"
-                               "reqsize(401.9, 100); ctlposition(b, 30, 40); info(reqpost()); reqend();"),
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); a = ctlinteger('a', 1); b = ctlinteger('b', 2);"
+                         "reqsize(401.9, 100); ctlposition(b, 30, 40); info(reqpost()); reqend();"),
               Lines{"0"});
 }
 
 TEST(Panels, SeparatorsAreDrawnByTheModule) {
     FakeHost host;
-    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
-                               "d = ctlsep(1, 2); ctlposition(d, 8, 90); reqpost(); reqend();"),
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
+                         "d = ctlsep(1, 2); ctlposition(d, 8, 90); reqpost(); reqend();"),
               Lines{});
     // The panel is 300 wide; half the height of a control is 5.
     EXPECT_EQ(host.panels.log,
@@ -326,35 +328,40 @@ TEST(Panels, ValuesGoBothWays) {
                          "info(getvalue(k) == getvalue(m)); setvalue(m, nil); info(getvalue(m) == nil);"
                          "setvalue(m, 'lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"),
               (Lines{"2", "3", "bc", "1.5bc", "<4,5,6>", "1", "1", "1", "7"}));
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
-                         "setvalue(i, 'x'); setvalue(t, 'x'); setvalue(m, 5); setvalue(m, 'none');\n"
-                         "setvalue(0, 1); v = getvalue('x'); w = getvalue(99); ctlposition(77, 1, 2);"
-                         "ctlposition(i, 'x', 2); reqsize(1, nil); info(v == nil, w == nil, getvalue(i));"),
-              (Lines{"Line 1, invalid argument 2 type to setvalue()", "Line 1, invalid argument 2 type to setvalue()",
-                     "Line 1, invalid argument 2 type to setvalue()",
-                     "Line 1, invalid object name 'none' provided to setvalue()",
-                     "Line 2, invalid argument 1 type to setvalue()", "Line 2, invalid argument 1 type to getvalue()",
-                     "Line 2, invalid argument 1 type to getvalue()",
-                     "Line 2, invalid argument 1 type to ctlposition()",
-                     "Line 2, invalid argument 2 type to ctlposition()",
-                     "Line 2, invalid argument 2 type to reqsize()", "111"}));
+    EXPECT_EQ(
+        optionsSay(host,
+                   "reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
+                   "setvalue(i, 'x'); setvalue(t, 'x'); setvalue(m, 5); setvalue(m, 'none');\n"
+                   "setvalue(0, 1); v = getvalue('x'); w = getvalue(99); ctlposition(77, 1, 2);"
+                   "ctlposition(i, 'x', 2); reqsize(1, nil); info(v == nil, w == nil, getvalue(i));"),
+        (Lines{
+            "Line 1, invalid argument 2 type to setvalue()", "Line 1, invalid argument 2 type to setvalue()",
+            "Line 1, invalid argument 2 type to setvalue()",
+            "Line 1, invalid object name 'none' provided to setvalue()",
+            "Line 2, invalid argument 1 type to setvalue()", "Line 2, invalid argument 1 type to getvalue()",
+            "Line 2, invalid argument 1 type to getvalue()",
+            "Line 2, invalid argument 1 type to ctlposition()",
+            "Line 2, invalid argument 2 type to ctlposition()",
+            "Line 2, invalid argument 2 type to reqsize()", "111"}));
 }
 
 TEST(Panels, WhatTheHostHasNoValueForIsNil) {
     FakeHost host;
     host.panels.services.getValue = [](HxControl, HxControlValue*) {};
-    EXPECT_EQ(optionsSay(host, "reqbegin('t'); a = getvalue(ctlstring('s', 'x')); b = getvalue(ctlrgb('s', 1, 2, 3));"
-                               "c = getvalue(ctlnumber('n', 1)); info(a == nil, b == nil, c == nil);"),
-              Lines{"111"});
+    EXPECT_EQ(
+        optionsSay(host,
+                   "reqbegin('t'); a = getvalue(ctlstring('s', 'x')); b = getvalue(ctlrgb('s', 1, 2, 3));"
+                   "c = getvalue(ctlnumber('n', 1)); info(a == nil, b == nil, c == nil);"),
+        Lines{"111"});
     host.panels.services.getValue = [](HxControl, HxControlValue* value) { value->type = HXCV_TEXT; };
     EXPECT_EQ(optionsSay(host, "reqbegin('t'); info(size(getvalue(ctlstring('s', 'x'))));"), Lines{"0"});
 }
 
 TEST(Panels, BeginningAgainStartsAfresh) {
     FakeHost host;
-    EXPECT_EQ(optionsSay(host, "reqbegin('one'); a = ctlinteger('a', 1); reqsize(1, 2); reqbegin('two');"
-                               "info(a, getvalue(a) == nil); b = ctlinteger('b', 2); reqpost();"),
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('one'); a = ctlinteger('a', 1); reqsize(1, 2); reqbegin('two');"
+                         "info(a, getvalue(a) == nil); b = ctlinteger('b', 2); reqpost();"),
               (Lines{"Line 1, invalid argument 1 type to getvalue()", "11"}));
     // What the script leaves open goes with it.
     EXPECT_EQ(host.panels.log, (Lines{"create one", "destroy one", "create two", "open two", "destroy two"}));
@@ -400,8 +407,9 @@ TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
                "v = getvalue(c); info('over ', v == nil); reqend(); }"),
         "one.ks");
     const HxInstance second = host.createWith(
-        quoted("options { x = reqpost(); info(x == nil); reqbegin('two'); ctlinteger('d', 2); r = reqpost();\n"
-               "info('two ', r); }"),
+        quoted(
+            "options { x = reqpost(); info(x == nil); reqbegin('two'); ctlinteger('d', 2); r = reqpost();\n"
+            "info('two ', r); }"),
         "two.ks");
     host.panels.answer = [&](FakePanel& panel) {
         if (panel.title == "two") return 5;
@@ -423,8 +431,9 @@ TEST(Panels, FilesAreChosenThroughTheDialog) {
     EXPECT_EQ(optionsSay(host, "f = getfile(); info(f == nil);"), Lines{"1"});
     host.dialogResult = 1;
     host.chosenFile = "/some/where/x.png";
-    EXPECT_EQ(optionsSay(host, "info(getfile('Wood', '*.png', 'C:\\\\here')); info(getfile(1, 2, 3));"
-                               "x = getfile(1, 2, 3, 4); info(x == nil);"),
+    EXPECT_EQ(optionsSay(host,
+                         "info(getfile('Wood', '*.png', 'C:\\\\here')); info(getfile(1, 2, 3));"
+                         "x = getfile(1, 2, 3, 4); info(x == nil);"),
               (Lines{"\\some\\where\\x.png", "\\some\\where\\x.png",
                      "Line 1, invalid argument count to getfile()", "1"}));
     optionsSay(host, "f = getfile('t', '" + std::string(300, 'n') + "', '" + std::string(300, 'd') + "');");

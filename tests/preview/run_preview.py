@@ -49,7 +49,8 @@ class Command(unittest.TestCase):
         return json.loads(out.decode().splitlines()[-1])
 
     def render(self, script, *options):
-        status, out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", *options)
+        status, out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", "--shape",
+                                            "sphere", "--view", "srgb", *options)
         self.assertEqual(status, 0, err)
         return pixels(out)
 

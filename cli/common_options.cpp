@@ -63,6 +63,16 @@ bool requireReadable(const std::string& nativePath, Invocation& invocation) {
     return false;
 }
 
+std::optional<std::string> readBytes(const std::string& nativePath, std::int64_t most) {
+    const platform::FileHandle file = platform::openRegularFile(platform::systemPath(nativePath));
+    if (!file) return std::nullopt;
+    const std::optional<std::int64_t> size = platform::fileSize(file.get());
+    if (!size || *size > most) return std::nullopt;
+    std::string bytes(static_cast<std::size_t>(*size), '\0');
+    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return std::nullopt;
+    return bytes;
+}
+
 void prepareForPrograms(const Invocation& invocation, bool outputIsData) {
     // Built-ins that start other programs ask for the command processor by this name.
     if (!platform::environment("COMSPEC")) platform::setEnvironment("COMSPEC", "/bin/sh");

@@ -1,0 +1,347 @@
+"""Drives `kestrel render` with scenes, frames and workers, and `kestrel options` with panels and settings."""
+
+import argparse
+import json
+import os
+import pathlib
+
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import harness  # noqa: E402
+
+EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
+SMALL = ("--size", "48x32", "--samples", "2")
+
+SCENE = {
+    "version": 1,
+    "meshes": [
+        {"name": "Box", "shape": "cube", "position": [0, 1, 0], "surface": "Paint"},
+        {"name": "Floor", "shape": "plane", "scale": [8, 8, 8], "surface": "Floor"},
+    ],
+    "lights": [{"name": "Lamp", "type": "point", "position": [-3, 5, -4]}],
+    "cameras": [{"name": "Eye", "position": [0, 2, -6], "target": "Box"}],
+    "surfaces": {"Paint": {"script": "paint.ks"}, "Floor": {}},
+}
+PAINT = """
+red = 0.2;
+flags { return("COLOR", "LUMINOUS", "DIFFUSE", "SPECULAR"); }
+newtime: frame, time { red = frame / 10; }
+process: sa { sa.color[1] = red; sa.color[2] = 0.5; sa.color[3] = 0.8; sa.luminous = 1; sa.diffuse = 0; sa.specular = 0; }
+"""
+OPTIONS = """
+rings = 3;
+create { rings = 3; }
+options {
+    reqbegin("Rings");
+    c = ctlnumber("Number", rings);
+    if (reqpost()) rings = getvalue(c);
+    reqend();
+}
+save: mode, io { if (mode == 1) io.writeln(rings); else io.writeNumber(rings); }
+load: mode, io {
+    if (mode == 1) { t = io.read(); if (!io.eof()) rings = t.asNum(); }
+    else { n = io.readNumber(); if (!io.eof()) rings = n; }
+}
+process: sa { sa.luminous = rings; sa.color[1] = rings / 10; sa.diffuse = 0; }
+"""
+
+
+class Command(unittest.TestCase):
+    kestrel = None
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.folder = pathlib.Path(directory.name)
+
+    def write(self, **files):
+        for name, text in files.items():
+            (self.folder / name.replace("_", ".")).write_text(text if isinstance(text, str) else json.dumps(text))
+
+    def run_kestrel(self, *arguments):
+        status, out, err = harness.run([self.kestrel, *arguments], self.folder)
+        return status, out, err.decode()
+
+    def picture(self, *arguments):
+        status, out, err = self.run_kestrel("render", *arguments, "-o", "-", "--view", "srgb")
+        self.assertEqual(status, 0, err)
+        return harness.picture(out)
+
+    def objects(self, *arguments):
+        status, out, err = self.run_kestrel(*arguments, "--messages=json")
+        return status, [json.loads(line) for line in out.decode().splitlines()], err
+
+    def names(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+
+class Scenes(Command):
+    def setUp(self):
+        super().setUp()
+        self.write(scene_json=SCENE, paint_ks=PAINT)
+
+    def test_scripts_shade_the_surfaces_that_the_scene_or_the_command_names(self):
+        def middle(*options):
+            _, _, rows = self.picture("scene.json", *SMALL, "--frame", "4", *options)
+            return tuple(rows[16][72:75])
+
+        self.assertEqual(middle(), (170, 188, 231))  # 0.4, 0.5, 0.8 in sRGB
+        self.write(other_ks=PAINT.replace("red = frame / 10", "red = 0.9"))
+        self.assertEqual(middle("--surface", "Paint=other.ks"), (243, 188, 231))
+        self.assertNotEqual(middle("--surface", "Floor=other.ks"), (243, 188, 231))
+
+    def test_what_is_wrong_with_a_scene_is_told_and_nothing_is_written(self):
+        def changed(**parts):
+            return json.dumps({**SCENE, **parts})
+
+        mesh = SCENE["meshes"][0]
+        cases = {
+            "not there": None,
+            "cut short": json.dumps(SCENE)[:200],
+            "not JSON": "[1, 2",
+            "deep": "[" * 100000,
+            "unknown key": changed(ligths=[]),
+            "missing mesh": changed(meshes=[{"name": "M", "file": "nowhere.obj"}]),
+            "cyclic": changed(meshes=[{**mesh, "parent": "B"}, {"name": "B", "shape": "cube", "parent": "Box"}]),
+            "no such parent": changed(meshes=[{**mesh, "parent": "Nobody"}]),
+            "no number": changed(meshes=[{**mesh, "position": [0, "high", 0]}]),
+            "infinite": changed(meshes=[{**mesh, "position": [0, 1e999, 0]}]),
+            "missing script": changed(surfaces={"Paint": {"script": "gone.ks"}, "Floor": {}}),
+        }
+        for name, text in cases.items():
+            with self.subTest(name):
+                file = self.folder / "bad.json"
+                file.unlink(missing_ok=True)
+                if text is not None:
+                    file.write_text(text)
+                status, _, err = self.run_kestrel("render", "bad.json", "-o", "p.png", *SMALL)
+                self.assertEqual(status, 2, err)
+                self.assertRegex(err, r"bad\.json|gone\.ks|nowhere\.obj")
+                self.assertFalse((self.folder / "p.png").exists())
+        for options in (["--surface", "Nothing=paint.ks"], ["--surface", "Paint"], ["--region", "40,0,9,9"],
+                        ["--frames", "5-1"], ["--frames", "1-3"], ["--shape", "teapot"], ["--pixel", "48,0"]):
+            status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, *options)
+            if options[0] != "--shape":
+                self.assertEqual(status, 2, (options, err))
+        self.assertEqual(self.run_kestrel("render", "paint.ks", "-o", "p.png", "--shape", "teapot")[0], 2)
+
+    def test_a_zero_size_light_and_a_flat_mesh_still_make_a_picture(self):
+        scene = json.loads(json.dumps(SCENE))
+        scene["lights"][0]["radius"] = 0
+        scene["meshes"][0]["scale"] = [1, 0, 1]
+        self.write(scene_json=scene)
+        self.picture("scene.json", *SMALL)
+
+    def test_shipped_scenes_render_with_their_scripts(self):
+        for name in ("still_life.json", "tower.gltf"):
+            with self.subTest(name):
+                status, objects, err = self.objects("render", str(EXAMPLES / "scenes" / name), "-o", "p.png", *SMALL)
+                self.assertEqual(status, 0, (objects, err))
+                self.assertGreater(objects[-1]["scriptRuns"], 100)
+
+    def test_a_script_finds_light_camera_and_object_by_name(self):
+        script = """process: sa {
+            sa.luminous = 1; sa.diffuse = 0;
+            l = getfirstitem("Lamp"); p = l.getWorldPosition(0); sa.color[1] = p.x == -3;
+            c = getfirstitem(CAMERA); sa.color[2] = c.name == "Eye";
+            o = sa.objID; sa.color[3] = o.name == "Box";
+        }"""
+        self.write(paint_ks=script)
+        _, _, rows = self.picture("scene.json", *SMALL)
+        self.assertEqual(tuple(rows[16][72:75]), (255, 255, 255))
+        self.write(seen_ks="process: sa { s = getfirstitem(SCENE); sa.luminous = s.totalpolygons; o = sa.objID; }")
+        _, out, _ = self.run_kestrel("shade", "seen.ks", "--scene", "scene.json")
+        self.assertEqual(json.loads(out)["sample"]["luminous"], 7)
+
+
+class Frames(Command):
+    def setUp(self):
+        super().setUp()
+        self.write(scene_json=SCENE, paint_ks=PAINT)
+
+    def test_each_frame_has_its_time_its_file_and_its_object(self):
+        status, objects, err = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--view",
+                                            "srgb", *SMALL)
+        self.assertEqual(status, 0, err)
+        frames = [(o["frame"], o["file"], o["result"]) for o in objects if o["kind"] == "frame"]
+        self.assertEqual(frames, [(f, f"f.00{f}.png", "written") for f in (2, 4, 6)])
+        for frame in (2, 4, 6):
+            _, _, rows = harness.picture((self.folder / f"f.00{frame}.png").read_bytes())
+            self.assertEqual(rows[16][72], {2: 124, 4: 170, 6: 203}[frame])
+        before = (self.folder / "f.004.png").stat().st_mtime_ns
+        (self.folder / "f.006.png").unlink()
+        _, objects, _ = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--skip-existing",
+                                     *SMALL)
+        self.assertEqual([o["result"] for o in objects if o["kind"] == "frame"], ["skipped", "skipped", "written"])
+        self.assertEqual((self.folder / "f.004.png").stat().st_mtime_ns, before)
+
+    def test_workers_make_the_same_bytes_and_a_region_is_a_part_of_the_picture(self):
+        def rendered(*options):
+            status, out, err = self.run_kestrel("render", "scene.json", "-o", "-", "--size", "80x70", "--samples", "5",
+                                                *options)
+            self.assertEqual(status, 0, err)
+            return out
+
+        one = rendered("--jobs", "1")
+        for jobs in ("2", "3"):
+            self.assertEqual(one, rendered("--jobs", jobs))
+        _, _, rows = harness.picture(one)
+        width, height, part = harness.picture(rendered("--region", "30,20,25,31"))
+        self.assertEqual((width, height), (25, 31))
+        self.assertEqual(part, [row[90:165] for row in rows[20:51]])
+
+    def test_messages_and_failures_of_workers_arrive(self):
+        self.write(paint_ks='n = 0; process: sa { if (sa.sx == 24 && sa.sy == 16) { info("bytes ", "\\x07"); x = 1 / 0; } }')
+        status, out, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2")
+        self.assertIn(b"bytes", out)
+        self.assertIn("paint.ks:1:", err)
+        self.write(paint_ks="process: sa { var a[2]; x = a[5]; }")
+        status, _, err = self.run_kestrel("render", "scene.json", "-o", "q.png", *SMALL, "--jobs", "2")
+        self.assertEqual(status, 1)
+        self.assertIn("paint.ks:1:", err)
+        self.assertFalse((self.folder / "q.png").exists())
+
+    def test_a_crashed_worker_ends_the_frame_with_its_tile(self):
+        self.write(paint_ks='process: sa { if (sa.sx == 24) system("kill -SEGV $PPID"); }')
+        status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2")
+        self.assertEqual(status, 1, err)
+        self.assertRegex(err, r"a worker was ended by signal 11 at pixels \d+,\d+ to \d+,\d+")
+        self.assertFalse((self.folder / "p.png").exists())
+
+    def test_interrupt_keeps_what_is_there_only_when_asked(self):
+        slow = "process: sa { x = 0; for i = 1 to 3000 do { x = x + i; } sa.luminous = 1; }"
+        self.write(paint_ks=slow)
+        for options, expected in (([], False), (["--keep-partial"], True)):
+            name = "kept.png" if expected else "none.png"
+            process = subprocess.Popen(
+                [self.kestrel, "render", "scene.json", "-o", name, "--size", "16x16", "--samples", "60000", *options],
+                cwd=self.folder, stderr=subprocess.PIPE, stdout=subprocess.PIPE)
+            time.sleep(1.5)
+            process.send_signal(signal.SIGINT)
+            _, err = process.communicate(timeout=harness.TIME_LIMIT)
+            self.assertEqual(process.returncode, 1, err)
+            self.assertIn(b"interrupted", err)
+            self.assertEqual((self.folder / name).exists(), expected, err)
+        self.assertEqual(harness.picture((self.folder / "kept.png").read_bytes())[:2], (16, 16))
+        self.assertFalse([n for n in self.names() if n.endswith(".tmp")])
+
+    def test_openexr_holds_the_light_itself(self):
+        for options in ([], ["--float"]):
+            status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.exr", *SMALL, *options, "--exposure", "3")
+            self.assertEqual(status, 0, err)
+            data = (self.folder / "p.exr").read_bytes()
+            self.assertEqual(data[:4], b"\x76\x2f\x31\x01")
+        status, _, _ = self.run_kestrel("render", "scene.json", "-o", "/dev/full", *SMALL)
+        self.assertEqual(status, 2)
+
+    def test_pixel_and_bad_number_probes(self):
+        status, objects, err = self.objects("render", "scene.json", "--pixel", "24,16", *SMALL, "--frame", "3")
+        self.assertEqual(status, 0, err)
+        sample = objects[0]
+        self.assertEqual((sample["kind"], sample["surface"]), ("sample", "Paint"))
+        self.assertEqual(sample["after"]["color"], [0.3, 0.5, 0.8])
+        self.assertNotEqual(sample["before"]["color"], sample["after"]["color"])
+        self.assertEqual((sample["before"]["sx"], sample["before"]["sy"]), (24, 16))
+        _, out, _ = self.run_kestrel("render", "scene.json", "--pixel", "24,16", *SMALL)
+        self.assertRegex(out.decode(), r"luminous +0  ->  1")
+
+        bad = "process: sa\n{\n    sa.color[1] = 1;\n    if (sa.sx > 25 && sa.sy > 10)\n        sa.diffuse = pow(10, 400);\n}\n"
+        self.write(paint_ks=bad)
+        status, out, err = self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL)
+        self.assertEqual(status, 1, out)
+        self.assertRegex(err, r"paint\.ks:5.*pixel 26,1[1-9].*infinite number in diffuse")
+        self.write(paint_ks=PAINT)
+        self.assertEqual(self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL)[0], 0)
+
+
+class Panels(Command):
+    def setUp(self):
+        super().setUp()
+        self.write(rings_ks=OPTIONS)
+
+    def options(self, *arguments):
+        return self.run_kestrel("options", "rings.ks", *arguments)
+
+    def luminous(self, *arguments):
+        status, out, err = self.run_kestrel("shade", "rings.ks", *arguments)
+        self.assertEqual(status, 0, err)
+        return json.loads(out)["sample"]["luminous"]
+
+    def test_an_answer_is_kept_in_both_forms_and_the_picture_shows_it(self):
+        self.write(answers_json=[{"ok": True, "Number": 7.5}])
+        for mode in ("text", "binary"):
+            status, _, err = self.options("--panel", "answers.json", "--state", mode, "--state-mode", mode)
+            self.assertEqual(status, 0, err)
+            self.assertEqual(self.luminous("--state", mode), 7.5)
+        text = (self.folder / "text").read_text()
+        self.assertRegex(text, r"^Script \\.*RINGS\.KS\n7\.5\n$")
+        self.assertTrue((self.folder / "binary").read_bytes().endswith(b"RINGS.KS\0\x40\xf0\0\0"))
+        self.assertEqual(self.luminous(), 3)
+        plain = self.picture("rings.ks", *SMALL)
+        self.assertNotEqual(self.picture("rings.ks", "--state", "text", *SMALL), plain)
+
+        # Going on from what was stored keeps the form.
+        self.write(answers_json=[{"Number": 2}])
+        self.options("--panel", "answers.json", "--state", "binary")
+        self.assertEqual(self.luminous("--state", "binary"), 2)
+
+    def test_cancelled_panels_and_wrong_answers_change_nothing(self):
+        for answers, expected in (([{"ok": False, "Number": 9}], 0), ([], 0), ([{"Number": "many"}], 2),
+                                  ([{"Nummer": 9}], 2), ({"Number": 9}, 2)):
+            with self.subTest(answers):
+                (self.folder / "state").unlink(missing_ok=True)
+                self.write(answers_json=answers)
+                status, _, err = self.options("--panel", "answers.json", "--state", "state")
+                self.assertEqual(status, expected, err)
+                if expected:
+                    self.assertIn("answers.json", err)
+                    self.assertFalse((self.folder / "state").exists())
+                else:
+                    self.assertEqual(self.luminous("--state", "state"), 3)
+        self.assertEqual(self.options("--state", "fresh")[0], 0)
+        self.assertEqual(self.luminous("--state", "fresh"), 3)
+
+    def test_settings_that_are_none_are_refused(self):
+        for name, data in (("empty", b""), ("short", b"\x09\0\0\0RINGS"), ("other", b"GIF89a not a state")):
+            (self.folder / name).write_bytes(data)
+            status, _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", name, *SMALL)
+            self.assertEqual(status, 2, name)
+            self.assertIn(name, err)
+        self.assertFalse((self.folder / "p.png").exists())
+        # Cut short behind the script: the script's load meets the end of the data.
+        (self.folder / "cut").write_bytes(b"\x09\0\0\0RINGS.KS\0\x40\xf0")
+        status, _, _ = self.run_kestrel("shade", "rings.ks", "--state", "cut")
+        self.assertEqual(status, 0)
+
+    def test_json_messages_tell_each_panel_with_its_controls(self):
+        status, objects, _ = self.objects("options", "rings.ks")
+        self.assertEqual(status, 0)
+        panel = objects[0]
+        self.assertEqual((panel["kind"], panel["title"]), ("panel", "Rings"))
+        control = panel["controls"][0]
+        self.assertEqual((control["label"], control["class"], control["value"]), ("Number", "FloatControl", 3))
+        self.assertTrue({"x", "y"} <= set(control))
+
+    def test_the_example_answers_every_kind_of_control(self):
+        script = str(EXAMPLES / "options_panel.ks")
+        _, objects, _ = self.objects("options", script)
+        panel = next(o for o in objects if o["kind"] == "panel")
+        classes = {control["class"] for control in panel["controls"]}
+        self.assertEqual(classes, {"EditControl", "FileControl", "NumControl", "BoolControl", "FloatControl", "FVecControl",
+                                   "VecControl", "MiniRGBControl", "MiniHSVControl", "ChoiceControl", "PopupControl",
+                                   "SliderControl", "MiniSliderControl", "HXListControl", "InfoControl", "TextControl"})
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
+    parser.add_argument("suites", nargs="*", help="Scenes, Frames, Panels or single tests")
+    args = parser.parse_args()
+    Command.kestrel = str(args.kestrel.resolve())
+    unittest.main(argv=[sys.argv[0], *args.suites])
