@@ -34,12 +34,14 @@ Ray rayThrough(const CameraRays& camera, const RenderOptions& options, std::int3
 void addSamples(const CameraRays& camera, Shading& shading, const RenderOptions& options, std::int32_t x,
                 std::int32_t y, std::int32_t first, std::int32_t end, Float3& sum) {
     const std::int32_t perRay = samplesPerRay(options);
+    const std::int32_t bouncesPerRay = (perRay + kSamplesPerBounce - 1) / kSamplesPerBounce;
     for (std::int32_t i = first; i < end; ++i) {
         if (i == first || i % perRay == 0) {
             const PixelSampler sampler(x, y, i / perRay);
             shading.look(rayThrough(camera, options, x, y, sampler), sampler);
         }
-        const PixelSampler rare(x, y, i - i % perRay % kSamplesPerBounce);
+        // Numbered without gaps: every other one of evenly spread samples would not be spread evenly.
+        const PixelSampler rare(x, y, i / perRay * bouncesPerRay + i % perRay / kSamplesPerBounce);
         const Float3 light = toFloat3(shading.light(PixelSampler(x, y, i), rare));
         sum = {sum.x + light.x, sum.y + light.y, sum.z + light.z};
     }
