@@ -48,9 +48,12 @@ private:
     std::array<ObjectInterface, kSorts> interfaces_;
 };
 
-/// The record of a variable that holds an item; null for one that holds something else.
+/// The record of a variable that holds an item; null for one that holds something else, and for an image of a
+/// panel's list, about which the services of items know nothing.
 [[nodiscard]] inline SceneItem* sceneItem(const Variable& variable) noexcept {
-    return variable.type == HxObject ? static_cast<SceneItem*>(variable.object) : nullptr;
+    if (variable.type != HxObject) return nullptr;
+    auto* item = static_cast<SceneItem*>(variable.object);
+    return item != nullptr && item->kind != HX_LIST_IMAGES ? item : nullptr;
 }
 
 /// A new value for an item of a kind that is known.

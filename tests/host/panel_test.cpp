@@ -426,6 +426,71 @@ TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
               (Lines{"create one", "open one", "create two", "open two", "destroy two", "destroy one"}));
 }
 
+TEST(Panels, AnInstanceMayBeDestroyedWhileItsPanelIsShown) {
+    FakeHost host;
+    const HxInstance instance = host.createWith(
+        quoted("options { reqbegin('t'); r = reqpost(); info('posted ', r); }\ndestroy { info('destroy'); }\n"
+               "process: sa { info('process'); }"));
+    const std::string other = host.write("other.ks", "create { info(\"other\"); }");
+    host.panels.answer = [&](FakePanel& panel) {
+        ShadingSample sample{};
+        EXPECT_EQ(host.edit(instance), HXM_OK);
+        host.handler.evaluate(instance, &sample);
+        host.load(instance, other);
+        host.destroy(instance);
+        EXPECT_EQ(host.said(), Lines{});
+        EXPECT_EQ(panel.title, "t");
+        return 1;
+    };
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    EXPECT_EQ(host.said(), (Lines{"posted 1", "destroy"}));
+    EXPECT_EQ(host.panels.log, (Lines{"create t", "open t", "destroy t"}));
+}
+
+TEST(Panels, AnImageHasNothingToAskFor) {
+    FakeHost host;
+    const FakeItems scene(host);
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); g = ctlimageitems('g', 'ash.png'); i = getvalue(g); n = i.name;\n"
+                         "m = i.next(); setvalue(g, i); info(i == nil, n == nil, m == nil);\n"
+                         "k = ctlmeshitems('m', i); info(k == nil);"),
+              (Lines{"011", "Line 3, invalid object type used to initialize control ctlmeshitems()", "1"}));
+}
+
+TEST(Panels, TheExampleKeepsItsSettings) {
+    for (const std::int32_t mode : {HX_STATE_TEXT, HX_STATE_BINARY}) {
+        FakeHost host;
+        const FakeItems scene(host);
+        const HxInstance instance = host.create();
+        host.load(instance, KESTREL_EXAMPLES "/options_panel.ks");
+        std::size_t controls = 0;
+        host.panels.answer = [&](FakePanel& panel) {
+            controls = panel.controls.size();
+            for (const auto& control : panel.controls) {
+                if (control->label == "Title") control->text = "Kitchen";
+                if (control->label == "Width") control->value.vector[0] = 0.25;
+                if (control->label == "or the light") control->value = {HXCV_ITEM, 0, {}, nullptr, 20};
+            }
+            return 1;
+        };
+        EXPECT_EQ(host.edit(instance), HXM_OK);
+        EXPECT_EQ(controls, 26u);
+        MemoryState saved(mode);
+        const SaveState saving = saved.saving();
+        host.handler.save(instance, &saving);
+        for (const std::string& write : saved.lines) saved.bytes += write;
+        const HxInstance loaded = host.create();
+        MemoryState read = saved;
+        host.load(loaded, read);
+        EXPECT_STREQ(host.handler.describe(loaded), "Kitchen, 0.25 wide");
+        MemoryState again(mode);
+        const SaveState savingAgain = again.saving();
+        host.handler.save(loaded, &savingAgain);
+        EXPECT_EQ(again.lines, saved.lines);
+        EXPECT_EQ(host.said(), Lines{});
+    }
+}
+
 TEST(Panels, FilesAreChosenThroughTheDialog) {
     FakeHost host;
     EXPECT_EQ(optionsSay(host, "f = getfile(); info(f == nil);"), Lines{"1"});
