@@ -7,7 +7,8 @@ packages=(
     g++ cmake ninja-build bison flex           # compiler, build, generated scanner and parser
     clang                                      # a second compiler, for its warnings
     libsqlite3-dev                             # the module's per-user store
-    libembree-dev libpng-dev libopenexr-dev    # preview: ray casting, pictures
+    libembree-dev libpng-dev                   # preview: ray casting, pictures
+    libopenexr-dev python3-imath               # pictures in OpenEXR; the latter completes the former's CMake files
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
     libgtest-dev python3 python3-jsonschema    # tests
     git clang-format                           # the check that sources are formatted
