@@ -6,6 +6,7 @@
 #include "cli/sample_grid.h"
 #include "cli/sample_json.h"
 #include "cli/scene_choice.h"
+#include "cli/used_items.h"
 #include "preview/picture/image.h"
 #include "preview/services/sample_members.h"
 
@@ -25,6 +26,7 @@ struct ShadeCommand {
     std::vector<std::string> presets;
     GridSize grid;
     std::string output;
+    bool usedItems = false;
 };
 
 /// @return the sample before any evaluation
@@ -80,6 +82,7 @@ void shadeScript(const ShadeCommand& options, Invocation& invocation) {
     line["sample"] = sampleJson(*sample);
     line["flags"] = session.mask();
     line["describe"] = session.shader().describe();
+    if (options.usedItems && !ended && !usedItems(session, line["usedItems"])) line.erase("usedItems");
     const bool fine = session.end();
     if (ended || !session.running()) return;
     if (fine && image && !writeOutput(options.output, preview::encodePng(*image))) {
@@ -117,6 +120,10 @@ void addShadeCommand(CLI::App& app, Invocation& invocation) {
             "output, and what else goes there goes to standard error then")
         ->needs(grid)
         ->type_name("PICTURE.png");
+    command->add_flag(
+        "--used-items", options->usedItems,
+        "The line tells as \"usedItems\" on which items of the scene the surface depends, as the script "
+        "says with effectedby(); null when it says nothing");
     command->footer(
         "The script loads as with a scene; then init, newtime, flags, process, cleanup and destroy run. The "
         "last line\n"

@@ -6,6 +6,7 @@
 #include "preview/services/shader_handle.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -96,6 +97,7 @@ private:
     bool plain_ = false;
     SampleObserver* observer_ = nullptr;
     RenderStatistics statistics_;
+    std::chrono::nanoseconds clockTime_;
 };
 
 }  // namespace kestrel::preview

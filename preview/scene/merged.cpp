@@ -6,10 +6,12 @@ namespace kestrel::preview {
 
 namespace {
 
-/// Normals of all meshes, or of none: a mesh without them gets those of its triangles only when it stands alone.
+/// Normals of all meshes, or of none: a mesh without them gets those of its triangles only when it stands
+/// alone.
 bool allSmooth(const Pose& pose) {
     for (const PosedMesh& mesh : pose.meshes) {
-        if (mesh.geometry != nullptr && !mesh.geometry->triangles.empty() && mesh.geometry->normals.empty()) return false;
+        if (mesh.geometry != nullptr && !mesh.geometry->triangles.empty() && mesh.geometry->normals.empty())
+            return false;
     }
     return true;
 }
@@ -17,7 +19,8 @@ bool allSmooth(const Pose& pose) {
 void append(const PosedMesh& mesh, bool smooth, Geometry& whole) {
     const Geometry& part = *mesh.geometry;
     const auto first = static_cast<std::uint32_t>(whole.points.size());
-    for (const Float3& point : part.points) whole.points.push_back(toFloat3(mesh.toWorld.point(toVec(point))));
+    for (const Float3& point : part.points)
+        whole.points.push_back(toFloat3(mesh.toWorld.point(toVec(point))));
     if (smooth) {
         for (const Float3& normal : part.normals)
             whole.normals.push_back(toFloat3(mesh.toWorld.normal(toVec(normal))));

@@ -98,6 +98,15 @@ KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }
 
+std::vector<std::string> ModuleHost::effectedBy(HxInstance instance) const {
+    std::vector<std::string> names;
+    const char* const* name = extension_ != nullptr && extension_->effectedBy != nullptr
+                                  ? extension_->effectedBy(instance)
+                                  : nullptr;
+    for (; name != nullptr && *name != nullptr; ++name) names.emplace_back(*name);
+    return names;
+}
+
 std::optional<KestrelPlace> ModuleHost::badWrite(HxInstance instance) const {
     KestrelPlace place{};
     if (extension_ == nullptr || extension_->badWrite == nullptr ||

@@ -43,6 +43,10 @@ public:
     /// asked last. Nothing when it has not, or that cannot be told.
     [[nodiscard]] std::optional<KestrelPlace> badWrite(HxInstance instance) const;
 
+    /// The names that the instance's script gave to effectedby(). Empty when it gave none, or that cannot be
+    /// told.
+    [[nodiscard]] std::vector<std::string> effectedBy(HxInstance instance) const;
+
     /// While a message of the module is shown: its place, then the lines that brought in that file, innermost
     /// first. Empty when that cannot be told.
     [[nodiscard]] std::vector<KestrelPlace> placeOfMessage() const;

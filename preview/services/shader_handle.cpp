@@ -44,6 +44,13 @@ std::optional<InstanceState> ShaderHandle::save(std::int32_t mode) const {
     return writer.take();
 }
 
+std::vector<HostItemID> ShaderHandle::usedItems() const {
+    std::vector<HostItemID> items;
+    const HostItemID* item = host_.shader().usedItems(instance_);
+    for (; item != nullptr && *item != 0; ++item) items.push_back(*item);
+    return items;
+}
+
 std::string ShaderHandle::describe() const {
     const char* text = host_.shader().describe(instance_);
     return text == nullptr ? std::string() : std::string(text);

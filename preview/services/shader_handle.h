@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kestrel::preview {
 
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] std::uint32_t flags() { return host_.shader().flags(instance_); }
     void cleanup() { host_.shader().cleanup(instance_); }
     [[nodiscard]] std::string describe() const;
+    /// The items that affect the surface. See ShaderHandlerRecord.usedItems: it may not come back.
+    [[nodiscard]] std::vector<HostItemID> usedItems() const;
     [[nodiscard]] HxInstance instance() const noexcept { return instance_; }
     /// See ModuleHost::aborted().
     [[nodiscard]] bool aborted() const { return host_.aborted(instance_); }

@@ -160,6 +160,20 @@ class Scenes(Command):
         self.assertEqual(json.loads(out)["sample"]["luminous"], 7)
 
 
+    def test_used_items_are_told_unless_that_would_never_end(self):
+        def shade(names, scene):
+            self.write(used_ks=f"create {{ effectedby({names}); }} process: sa {{ }}")
+            status, out, err = self.run_kestrel("shade", "used.ks", "--scene", scene, "--used-items")
+            return status, json.loads(out.decode().splitlines()[-1]).get("usedItems", "none"), err
+
+        self.assertEqual(shade('"Lamp", "Camera", "Box", "Nobody"', "scene.json")[:2], (0, ["Box", "Lamp", "Eye"]))
+        tower = str(EXAMPLES / "scenes" / "tower.gltf")
+        self.assertEqual(shade('"Tower"', tower)[:2], (0, ["Tower"]))
+        status, items, err = shade('"Sun", "Joint 1"', tower)
+        self.assertEqual((status, items), (1, "none"))
+        self.assertIn('neither the object "Tower" nor its bone "Joint 2"', err)
+
+
 class Frames(Command):
     def setUp(self):
         super().setUp()
