@@ -8,8 +8,10 @@ namespace kestrel::cli {
 
 namespace {
 
-/// The bone at which the module's walk would stay for ever: the first one that is not named, of an object that is not.
-const preview::BoneItem* endlessBone(const preview::SceneIndex& index, const std::vector<std::string>& named) {
+/// The bone at which the module's walk would stay for ever: the first one that is not named, of an object
+/// that is not.
+const preview::BoneItem* endlessBone(const preview::SceneIndex& index,
+                                     const std::vector<std::string>& named) {
     const std::unordered_set<std::string_view> names(named.begin(), named.end());
     for (const preview::BoneItem& bone : index.scene().bones) {
         const preview::Item* mesh = index.item(bone.mesh);
@@ -25,10 +27,11 @@ bool usedItems(ModuleSession& session, nlohmann::ordered_json& names) {
     names = nullptr;
     if (named.empty()) return true;
     if (const preview::BoneItem* bone = endlessBone(session.index(), named)) {
-        session.complain("the items that affect the surface are not asked for: effectedby() names neither the object \"" +
-                             session.index().item(bone->mesh)->name + "\" nor its bone \"" + bone->item.name +
-                             "\", and then the answer would never come",
-                         kExitScriptFailed);
+        session.complain(
+            "the items that affect the surface are not asked for: effectedby() names neither the object \"" +
+                session.index().item(bone->mesh)->name + "\" nor its bone \"" + bone->item.name +
+                "\", and then the answer would never come",
+            kExitScriptFailed);
         return false;
     }
     names = nlohmann::ordered_json::array();

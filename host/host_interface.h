@@ -20,8 +20,9 @@
  *               by instances that are not busy, each with a sample record of its own; from inside openPanel
  *               those may be called as well. From inside other operations call only what KestrelModule
  *               offers for it; whatever is called all the same does no harm. On a busy instance describe()
- *               answers, destroy() waits for the call in progress to end (its handle is not to be used any
- *               more), copies can be made of it, and all other calls do nothing and return 0 or null.
+ *               answers, save() writes which script it has and nothing more, destroy() waits for the call in
+ *               progress to end (its handle is not to be used any more), copies can be made of it, and all
+ *               other calls do nothing and return 0 or null.
  *   Texts       Are NUL-terminated. Who passes a text or a record keeps owning it, and the other side reads
  *               it during the call only; what is kept for longer says so.
  *   Failures    Are shown through the service "Info Messages". Callbacks that could return an error text

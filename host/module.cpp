@@ -79,6 +79,14 @@ const char* loadCallback(HxInstance handle, const LoadState* from) {
 
 const char* saveCallback(HxInstance handle, const SaveState* to) {
     if (to == nullptr || to->write == nullptr) return nullptr;
+    if (handle != nullptr && instanceOf(handle).context->busy) {
+        // A host may store its scene while a panel waits: the surface must not lose its script.
+        guarded(0, [&] {
+            saveScriptName(instanceOf(handle), *to);
+            return 0;
+        });
+        return nullptr;
+    }
     withInstance(handle, [&](ShaderInstance& instance) { saveInstance(instance, *to); });
     return nullptr;
 }

@@ -62,8 +62,8 @@ void loadInstance(PluginState& state, ShaderInstance& instance, const LoadState&
     callWithState(script, HostFunction::Load, scriptMode(from.mode), script.host.loadObject);
 }
 
-void saveInstance(ShaderInstance& instance, const SaveState& to) {
-    LoadedScript* script = instance.script();
+void saveScriptName(const ShaderInstance& instance, const SaveState& to) {
+    const LoadedScript* script = instance.script();
     if (script == nullptr) return;
     if (to.mode == HX_STATE_TEXT) {
         const std::string line = std::string(kLinePrefix) + script->path();
@@ -75,6 +75,12 @@ void saveInstance(ShaderInstance& instance, const SaveState& to) {
         to.write(to.handle, lengthBytes.data(), sizeof length);
         to.write(to.handle, script->path().c_str(), length);
     }
+}
+
+void saveInstance(ShaderInstance& instance, const SaveState& to) {
+    LoadedScript* script = instance.script();
+    if (script == nullptr) return;
+    saveScriptName(instance, to);
     const Lent<const SaveState> lent(script->host.saveState, &to);
     callWithState(*script, HostFunction::Save, scriptMode(to.mode), script->host.saveObject);
 }

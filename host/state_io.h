@@ -9,6 +9,9 @@ namespace kestrel {
 /// that names no script loads nothing, silently.
 void loadInstance(PluginState& state, ShaderInstance& instance, const LoadState& from);
 
+/// The part of a save that runs nothing of the script: its name. Nothing without a script.
+void saveScriptName(const ShaderInstance& instance, const SaveState& to);
+
 /// Writes the script's name and lets the script's `save` write the rest. Without a script nothing is written.
 void saveInstance(ShaderInstance& instance, const SaveState& to);
 

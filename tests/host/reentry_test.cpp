@@ -83,7 +83,7 @@ TEST_F(Reentry, ARunningInstanceIsLeftAlone) {
             EXPECT_EQ(host.handler.flags(each), 0u);
             EXPECT_EQ(host.handler.usedItems(each), nullptr);
             host.handler.save(each, &saving);
-            EXPECT_TRUE(saved.lines.empty());
+            EXPECT_EQ(saved.lines.size(), 1u) << "which script it has, without a run of its save";
             host.load(each, other);
             host.handler.copy(spare, each);
             EXPECT_EQ(host.edit(each), HXM_OK);
