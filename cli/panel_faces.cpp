@@ -60,12 +60,18 @@ public:
         if (next_ == answers_.size()) return false;
         const Json& given = answers_[next_++];
         const std::string problem = take(given, panel);
-        if (problem.empty()) return given.value("ok", true);
+        if (problem.empty()) return saysOk(given);
         complaint_("answer " + std::to_string(next_) + ", panel \"" + panel.title + "\": " + problem);
         return false;
     }
 
 private:
+    /// A control may be called "ok", too.
+    static bool saysOk(const Json& given) {
+        const auto ok = given.find("ok");
+        return ok == given.end() || !ok->is_boolean() || ok->get<bool>();
+    }
+
     /// All values are taken, or none. @return what is wrong
     std::string take(const Json& given, Panel& panel) {
         std::unordered_map<std::string, PanelControl*> byLabel;

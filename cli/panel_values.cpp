@@ -27,17 +27,29 @@ bool isSlider(const PanelControl& control) {
     return control.className == HX_CONTROL_SLIDER || control.className == HX_CONTROL_MINI_SLIDER;
 }
 
-std::string itemName(HostItemID id, const preview::SceneIndex& index) {
-    if (const preview::Item* item = index.item(id)) return item->name;
-    for (const preview::ImageItem& image : index.scene().images)
-        if (image.id == id) return image.name;
-    return {};
+bool listsImages(const PanelControl& control) {
+    return control.itemType == HX_LIST_IMAGES;
+}
+
+/// In a list of images an item is the image's place, from 1.
+std::string itemName(const PanelControl& control, HostItemID id, const preview::SceneIndex& index) {
+    const std::vector<preview::ImageItem>& images = index.scene().images;
+    if (listsImages(control)) return id <= images.size() ? images[id - 1].name : std::string();
+    const preview::Item* item = index.item(id);
+    return item != nullptr ? item->name : std::string();
+}
+
+HostItemID imageByName(const std::string& name, const std::vector<preview::ImageItem>& images) {
+    const auto found = std::find_if(images.begin(), images.end(),
+                                    [&](const preview::ImageItem& image) { return image.name == name; });
+    return found == images.end() ? 0 : static_cast<HostItemID>(found - images.begin() + 1);
 }
 
 /// The item that a list may select by its name; 0 when there is none.
 HostItemID itemByName(const PanelControl& control, const std::string& name,
                       const preview::SceneIndex& index) {
     const preview::Scene& scene = index.scene();
+    if (listsImages(control)) return imageByName(name, scene.images);
     const auto offered = [&control](std::int32_t type) {
         return control.itemType == HX_LIST_ALL || control.itemType == type;
     };
@@ -50,9 +62,6 @@ HostItemID itemByName(const PanelControl& control, const std::string& name,
     for (const HostItemID found : {search(scene.meshes, HX_MESH), search(scene.bones, HX_BONE),
                                    search(scene.lights, HX_LIGHT), search(scene.cameras, HX_CAMERA)})
         if (found != 0) return found;
-    if (control.itemType != HX_LIST_IMAGES) return 0;
-    for (const preview::ImageItem& image : scene.images)
-        if (image.name == name) return image.id;
     return 0;
 }
 
@@ -137,6 +146,7 @@ Json typedJson(const PanelControl& control, const std::string& text) {
 
 nlohmann::ordered_json valueAsJson(const PanelControl& control, const preview::SceneIndex& index) {
     struct Writer {
+        const PanelControl& control;
         const preview::SceneIndex& index;
         bool whole;
         bool truth;
@@ -149,10 +159,10 @@ nlohmann::ordered_json valueAsJson(const PanelControl& control, const preview::S
         }
         Json operator()(const std::string& text) const { return text; }
         Json operator()(const ItemChoice& choice) const {
-            return choice.item == 0 ? Json() : Json(itemName(choice.item, index));
+            return choice.item == 0 ? Json() : Json(itemName(control, choice.item, index));
         }
     };
-    return std::visit(Writer{index, control.integerComponents, control.className == HX_CONTROL_BOOL},
+    return std::visit(Writer{control, index, control.integerComponents, control.className == HX_CONTROL_BOOL},
                       control.value);
 }
 

@@ -32,7 +32,7 @@ public:
     Search(const EngineContext& ctx, const ItemInfo& items, std::string_view name)
         : ctx_(ctx), items_(items), name_(name) {}
 
-    [[nodiscard]] HostItemID find() const {
+    [[nodiscard]] HostItemID find() {
         for (HostItemID mesh = items_.first(HX_MESH, 0); goesOn(mesh); mesh = items_.next(mesh)) {
             if (isMeant(mesh)) return mesh;
             if (const HostItemID bone = among(HX_BONE, mesh)) return bone;
@@ -41,12 +41,15 @@ public:
     }
 
 private:
-    [[nodiscard]] HostItemID among(HxItemType type, HostItemID parent) const {
+    [[nodiscard]] HostItemID among(HxItemType type, HostItemID parent) {
         for (HostItemID item = items_.first(type, parent); goesOn(item); item = items_.next(item))
             if (isMeant(item)) return item;
         return 0;
     }
-    [[nodiscard]] bool goesOn(HostItemID item) const noexcept { return item != 0 && !ctx_.endRequested(); }
+    /// A host's list that leads in a circle ends, too.
+    [[nodiscard]] bool goesOn(HostItemID item) noexcept {
+        return item != 0 && !ctx_.endRequested() && ++visited_ < kMostItems;
+    }
     [[nodiscard]] bool isMeant(HostItemID item) const {
         const char* name = items_.name(item);
         return name != nullptr && name == name_;
@@ -55,6 +58,7 @@ private:
     const EngineContext& ctx_;
     const ItemInfo& items_;
     const std::string_view name_;
+    std::size_t visited_ = 0;
 };
 
 void firstOfKind(BuiltinCall& call, const ItemInfo& items, HxItemType kind) {

@@ -96,6 +96,19 @@ constexpr auto kFirstChild = [](ItemCall& call, auto firstChild) {
     resultChild(call, firstChild(call.item()));
 };
 
+/// Meant: arguments of firstChild() are told of as wrong types, and by another name.
+void failFirstChild(MethodCall& call) {
+    call.fail(MessageId::ItemArgumentType, 1, kItemName, "first");
+}
+
+void firstChild(MethodCall& methodCall) {
+    auto& call = static_cast<ItemCall&>(methodCall);
+    const auto operation = call.services.operation(&SceneServices::items, &ItemInfo::firstChild);
+    if (operation == nullptr || call.item() == 0) return call.resultNil();
+    if (call.argc != 0) return failFirstChild(call);
+    kFirstChild(call, operation);
+}
+
 constexpr auto kNextChild = [](ItemCall& call, auto nextChild) {
     if (call.self->childCursor == 0) return call.fail(MessageId::FirstChildPending);
     resultChild(call, nextChild(call.item(), call.self->childCursor));
@@ -172,8 +185,7 @@ constexpr auto get = onItem<&ItemInfo::param, 1, kGet<kCode>>;
 
 constexpr auto kItemMethods = std::to_array<MethodRow>({
     row("next", onItem<&ItemInfo::next, 0, kNext>, "item.next()", "The next item of its kind, or Nil."),
-    row("firstChild", onItem<&ItemInfo::firstChild, 0, kFirstChild>, "item.firstChild()",
-        "The first item that hangs on it, or Nil."),
+    row("firstChild", firstChild, "item.firstChild()", "The first item that hangs on it, or Nil."),
     row("nextChild", onItem<&ItemInfo::nextChild, 0, kNextChild>, "item.nextChild()",
         "The child behind the one that firstChild() or nextChild() of this value gave last, or Nil."),
     row("bone", onItem<&ItemInfo::first, 0, kFirstBone>, "item.bone()", "Its first bone, or Nil."),

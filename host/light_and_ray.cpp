@@ -61,14 +61,15 @@ void illuminateBuiltin(BuiltinCall& call) {
     if (!tripleArgument(call, 2, vector)) return;
     if (!tripleArgument(call, 1, point)) return;
     const ValueCell& light = call.arg(0);
-    if (light.type != HxObject || light.payload.object == nullptr) return call.failType(1);
+    const SceneItem* item =
+        light.type == HxObject ? static_cast<const SceneItem*>(light.payload.object) : nullptr;
+    if (item == nullptr || item->kind == kImageItem) return call.failType(1);
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->illuminate == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 
     Triple color{};
-    sample->illuminate(static_cast<const SceneItem*>(light.payload.object)->item, point.data(), vector.data(),
-                       color.data());
+    sample->illuminate(item->item, point.data(), vector.data(), color.data());
     std::array<ValueCell, 6> values;
     for (std::size_t i = 0; i < 3; ++i) {
         values[i] = ValueCell::ofNumber(vector[i]);

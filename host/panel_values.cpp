@@ -110,7 +110,7 @@ ItemFound givenItem(const EngineContext& ctx, const ValueCell& cell, std::int32_
     }
     const auto* item = cell.type == HxObject ? static_cast<const SceneItem*>(cell.payload.object) : nullptr;
     const bool wantsImage = itemType == HX_LIST_IMAGES;
-    if (item == nullptr || (item->kind == HX_LIST_IMAGES) != wantsImage) return ItemFound::WrongType;
+    if (item == nullptr || (item->kind == kImageItem) != wantsImage) return ItemFound::WrongType;
     out.value.item = item->item;
     return ItemFound::Yes;
 }
@@ -130,7 +130,7 @@ void resultValue(BuiltinCall& call, const PanelControl& control, const HxControl
         case ValueForm::Item:
             if (value.type != HXCV_ITEM) break;
             return call.result(control.itemType == HX_LIST_IMAGES
-                                   ? itemValue(call.ctx, HX_LIST_IMAGES, value.item)
+                                   ? itemValue(call.ctx, kImageItem, value.item)
                                    : itemValue(call.ctx, value.item));
         case ValueForm::None:
             break;

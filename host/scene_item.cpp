@@ -50,6 +50,11 @@ constexpr KindWording kBoneWording =
 constexpr KindWording kSceneWording =
     itemWording(MessageId::UnknownSceneMember, MessageId::PartOfSceneMember, MessageId::SceneReadOnly);
 
+bool isImage(const Variable& object) noexcept {
+    const auto* item = object.type == HxObject ? static_cast<const SceneItem*>(object.object) : nullptr;
+    return item != nullptr && item->kind == kImageItem;
+}
+
 }  // namespace
 
 // The first is that of image lists, which have what all items have, and no members.
@@ -77,6 +82,7 @@ const ObjectInterface& SceneItemKind::interfaceOf(const Variable& object) const 
         default:
             break;
     }
+    if (isImage(object)) return interfaces_[kAny];
     const SceneItem* item = sceneItem(object);
     switch (item != nullptr ? item->kind : HX_MESH) {
         case HX_LIGHT:
@@ -94,7 +100,7 @@ const ObjectInterface& SceneItemKind::interfaceOf(const Variable& object) const 
 
 bool SceneItemKind::beginRead(EngineContext& ctx, const MemberAccess& access) {
     if (access.object->type == HxObject) {
-        if (sceneItem(*access.object) != nullptr) return true;
+        if (sceneItem(*access.object) != nullptr || isImage(*access.object)) return true;
         ctx.stack.push(ValueCell::ofNil());
         return false;
     }
@@ -168,7 +174,9 @@ ValueCell itemValue(EngineContext& ctx, std::int32_t kind, HostItemID item) {
 
 ValueCell itemValue(EngineContext& ctx, HostItemID item) {
     const auto type = shaderContext(ctx).environment.scene.operation(&SceneServices::items, &ItemInfo::type);
-    return item != 0 && type != nullptr ? valueOf(ctx, type(item), item) : ValueCell::ofNil();
+    if (item == 0 || type == nullptr) return ValueCell::ofNil();
+    const std::int32_t kind = type(item);
+    return valueOf(ctx, kind == kImageItem ? HX_MESH : kind, item);
 }
 
 ValueCell sceneValue(EngineContext& ctx) {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string_view>
 
@@ -17,6 +18,9 @@ namespace kestrel {
 ///
 /// Records are counted and come from the script's pool. Meant: unlike those of user records, a function's
 /// local variables keep their items to the next call.
+/// The kind of an image that a panel's list gave. No type of a host: those that hosts give count as they are.
+inline constexpr std::int32_t kImageItem = std::numeric_limits<std::int32_t>::min();
+
 class SceneItemKind final : public ObjectKind {
 public:
     static constexpr std::int32_t kTags[] = {HxObject, BoneObj, LightObj, CameraObj, SceneObj, ImageListObj};
@@ -53,7 +57,7 @@ private:
 [[nodiscard]] inline SceneItem* sceneItem(const Variable& variable) noexcept {
     if (variable.type != HxObject) return nullptr;
     auto* item = static_cast<SceneItem*>(variable.object);
-    return item != nullptr && item->kind != HX_LIST_IMAGES ? item : nullptr;
+    return item != nullptr && item->kind != kImageItem ? item : nullptr;
 }
 
 /// A new value for an item of a kind that is known.

@@ -9,8 +9,6 @@ namespace kestrel {
 
 namespace {
 
-/// Far beyond any scene: a list that leads in a circle ends here.
-constexpr std::size_t kMostItems = std::size_t{1} << 24;
 constexpr const char* kCameraName = "Camera";
 
 class Walk {
@@ -22,14 +20,14 @@ public:
     /// @return false when it was ended
     [[nodiscard]] bool walk() {
         for (HostItemID mesh = items_.first(HX_MESH, 0); mesh != 0; mesh = items_.next(mesh)) {
-            if (!goesOn()) return false;
+            if (!goesOn() || !takesAnother()) return false;
             if (isNamed(mesh))
                 found_.push_back(mesh);
             else if (!walkBones(mesh))
                 return false;
         }
         for (HostItemID light = items_.first(HX_LIGHT, 0); light != 0; light = items_.next(light)) {
-            if (!goesOn()) return false;
+            if (!goesOn() || !takesAnother()) return false;
             if (isNamed(light)) found_.push_back(light);
         }
         if (names_.has(kCameraName)) {
@@ -45,6 +43,7 @@ private:
         while (bone != 0) {
             if (!goesOn()) return false;
             if (!isNamed(bone)) continue;
+            if (!takesAnother()) return false;
             found_.push_back(bone);
             bone = items_.next(bone);
         }
@@ -52,12 +51,15 @@ private:
     }
 
     [[nodiscard]] bool isNamed(HostItemID item) const { return names_.has(items_.name(item)); }
-    [[nodiscard]] bool goesOn() const noexcept { return !ctx_.endRequested() && found_.size() < kMostItems; }
+    [[nodiscard]] bool goesOn() const noexcept { return !ctx_.endRequested(); }
+    /// A host's list that leads in a circle ends.
+    [[nodiscard]] bool takesAnother() noexcept { return ++visited_ < kMostItems; }
 
     const EngineContext& ctx_;
     const ItemInfo& items_;
     const EffectedBy& names_;
     std::vector<HostItemID>& found_;
+    std::size_t visited_ = 0;
 };
 
 }  // namespace

@@ -51,6 +51,9 @@ std::int32_t FileDialog::request(const char* title, char* fileName, char* path, 
     // The full path is the longest of the three, so a failure leaves the caller's texts as they were.
     const bool fits = copyText(full, fullName, room) && copyText(platform::baseName(full), fileName, room) &&
                       copyText(directory, path, room);
+    if (!fits)
+        std::fprintf(stderr, "kestrel: error: %s: too long here: the path may have %d characters\n",
+                     answer.c_str(), size);
     return fits ? 1 : 0;
 }
 

@@ -59,17 +59,17 @@ Panel* PanelDesk::create(const char* title) {
 
 void PanelDesk::destroy(Panel* panel) {
     std::erase_if(panels_, [panel](const auto& known) { return known.get() == panel; });
-    draw_ = {};
 }
 
 bool PanelDesk::open(Panel* panel) {
     panel->lines.clear();
-    if (draw_.run != nullptr) draw_.run(panel, draw_.user);
+    if (panel->draw != nullptr) panel->draw(panel, panel->drawUser);
     return face_ != nullptr && face_->answer(*panel);
 }
 
-void PanelDesk::setDraw(Panel*, HxPanelDraw draw, void* user) {
-    draw_ = {draw, user};
+void PanelDesk::setDraw(Panel* panel, HxPanelDraw draw, void* user) {
+    panel->draw = draw;
+    panel->drawUser = user;
 }
 
 PanelControl* PanelDesk::add(Panel* panel, const char* className, const HxControlDescriptor* descriptor,

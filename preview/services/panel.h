@@ -53,6 +53,8 @@ struct Panel {
     std::int32_t height = 0;
     std::vector<std::unique_ptr<PanelControl>> controls;  ///< in the order in which the script added them
     std::vector<PanelLine> lines;
+    HxPanelDraw draw = nullptr;  ///< what the module draws on it, with its own pointer
+    void* drawUser = nullptr;
 };
 
 /// Answers panels in place of a window.
@@ -83,13 +85,8 @@ public:
     void getValue(PanelControl* control, HxControlValue* value);
 
 private:
-    struct Draw {
-        HxPanelDraw run = nullptr;
-        void* user = nullptr;
-    };
     PanelFace* face_ = nullptr;
     std::vector<std::unique_ptr<Panel>> panels_;
-    Draw draw_;
     std::string text_;  // what the latest getValue() handed out
 };
 

@@ -66,7 +66,7 @@ void setPanel(HxPanel panel, std::int32_t attribute, std::int32_t value) {
     if (std::int32_t* place = panel == nullptr ? nullptr : member(*panelOf(panel), attribute)) *place = value;
 }
 void setPanelDraw(HxPanel panel, HxPanelDraw draw, void* user) {
-    if (current != nullptr) current->setDraw(panelOf(panel), draw, user);
+    if (current != nullptr && panel != nullptr) current->setDraw(panelOf(panel), draw, user);
 }
 void screenSize(std::int32_t* width, std::int32_t* height) {
     *width = kScreenWidth;

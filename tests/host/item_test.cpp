@@ -227,7 +227,7 @@ TEST_F(Items, RefuseWrongArguments) {
     for (const auto& [item, call, message] :
          {Case{"MESH", "next(1)", count("(HxObject).next()")},
           Case{"SCENE", "next(1)", count("(HxObject).next()")},
-          Case{"MESH", "firstChild(1)", count("(HxObject).firstChild()")},
+          Case{"MESH", "firstChild(1)", type(1, "(HxObject).first()")},
           Case{"MESH", "nextChild(1)", count("(HxObject).nextChild()")},
           Case{"MESH", "bone(1)", count("(HxObject).bone()")},
           Case{"MESH", "param(1)", count("(HxObject).param()")},

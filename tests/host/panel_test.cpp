@@ -451,10 +451,11 @@ TEST(Panels, AnImageHasNothingToAskFor) {
     FakeHost host;
     const FakeItems scene(host);
     EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); g = ctlimageitems('g', 'ash.png'); i = getvalue(g); n = i.name;\n"
-                         "m = i.next(); setvalue(g, i); info(i == nil, n == nil, m == nil);\n"
+                         "reqbegin('t'); g = ctlimageitems('g', 'ash.png'); i = getvalue(g); i.name = 1;\n"
+                         "m = i.next(); setvalue(g, i); info(i == nil, m == nil);\n"
                          "k = ctlmeshitems('m', i); info(k == nil);"),
-              (Lines{"011", "Line 3, invalid object type used to initialize control ctlmeshitems()", "1"}));
+              (Lines{"Line 1, unknown ImageListInfo data member: options::i.name", "01",
+                     "Line 3, invalid object type used to initialize control ctlmeshitems()", "1"}));
 }
 
 TEST(Panels, TheExampleKeepsItsSettings) {

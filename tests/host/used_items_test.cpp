@@ -39,6 +39,15 @@ TEST_F(UsedItems, AreWhatTheScriptNames) {
     EXPECT_EQ(host.said(), Lines{});
 }
 
+TEST_F(UsedItems, AHostsListsThatLeadInCirclesEnd) {
+    host.scene.content[10].firstBone = 0;
+    host.scene.content[20].next = 20;
+    EXPECT_EQ(usedBy("\"Body\""), Found{0}) << "nothing is known of such a scene";
+    host.createWith("create { i = getfirstitem(\"nobody\"); info(i); }");
+    EXPECT_EQ(host.said(),
+              (Lines{"Line 1, invalid object name 'nobody' provided to getfirstitem()", "(nil)"}));
+}
+
 TEST_F(UsedItems, TheLastDeclarationCounts) {
     const HxInstance instance = host.createWith(
         "create { effectedby(\"Body\", \"Lamp\"); }\n"

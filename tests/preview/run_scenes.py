@@ -342,6 +342,23 @@ class Panels(Command):
         self.assertEqual((control["label"], control["class"], control["value"]), ("Number", "FloatControl", 3))
         self.assertTrue({"x", "y"} <= set(control))
 
+    def test_lists_offer_items_and_images_by_name(self):
+        scene = {**SCENE, "surfaces": {"Paint": {}, "Floor": {}},
+                 "images": [{"name": "Sky", "file": "a.png"}, {"name": "Bark", "file": "b.png"}]}
+        script = """options {
+            reqbegin("Lists");
+            a = ctlallitems("Any", "Floor"); m = ctlimageitems("Image", "Sky"); s = ctlimageitems("Same", "Bark");
+            reqpost();
+            x = getvalue(a); info(x.name); y = getvalue(m); z = getvalue(s); info(y == z);
+            reqend();
+        }
+        process: sa { }"""
+        self.write(scene_json=scene, lists_ks=script, answers_json=[{"Any": "Lamp", "Image": "Bark"}])
+        status, objects, err = self.objects("options", "lists.ks", "--scene", "scene.json", "--panel", "answers.json")
+        self.assertEqual(status, 0, err)
+        self.assertEqual([c["value"] for c in objects[0]["controls"]], ["Floor", "Sky", "Bark"])
+        self.assertEqual([o["line2"] for o in objects[1:]], ["Lamp", "1"])
+
     def test_the_example_answers_every_kind_of_control(self):
         script = str(EXAMPLES / "options_panel.ks")
         _, objects, _ = self.objects("options", script)
