@@ -135,7 +135,7 @@ void renderScript(const RenderCommand& options, Invocation& invocation) {
 void addWhatIsRendered(CLI::App& command, RenderCommand& options) {
     addSizeOption(command, "--size", options.size,
                   "Width and height in pixels (default: the scene's, or 512x512)");
-    command.add_option("--samples", options.samples, "Samples per pixel (default: the scene's, or 64)")
+    command.add_option("--samples", options.samples, "Samples per pixel (default: the scene's, or 16)")
         ->check(CLI::Range(1, 65536));
     addFrameOptions(command, options.module);
     options.frameOption = command.get_option("--frame");

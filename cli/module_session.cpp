@@ -81,7 +81,9 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
 
 void addFrameOptions(CLI::App& command, ModuleOptions& options) {
     command.add_option("--frame", options.frame, "Frame number for the script")->capture_default_str();
-    command.add_option("--time", options.time, "Time of the frame in seconds (default: frame / 30)")
+    command
+        .add_option("--time", options.time,
+                    "Time of the frame in seconds (default: frame / 30, or by the scene's frames per second)")
         ->check(CLI::Range(-kLongestTime, kLongestTime).description(""))
         ->type_name("SECONDS");
 }

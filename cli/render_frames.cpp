@@ -113,6 +113,8 @@ public:
             preview::renderFrame(session_.pose(), session_.shading(), options, task_.jobs, watcher);
         renderSeconds_ += secondsSince(start);
         statistics_ += result.statistics;
+        // An estimate must not be more than all there was.
+        statistics_.scriptSeconds = std::min(statistics_.scriptSeconds, statistics_.totalSeconds);
         bar_.clear();
         if (session_.interrupted()) session_.tellEnded(watcher.endedAt());
         if (!result.complete) invocation_.exitCode = std::max<int>(invocation_.exitCode, kExitScriptFailed);
