@@ -12,5 +12,5 @@ echo "render: building"
 cmake --preset release
 cmake --build --preset release --parallel "$(nproc)" --target kestrel kestrel_pt
 echo "render: $script -> $picture"
-build/release/bin/kestrel render "$script" -o "$picture" --size 512x512 --samples 4
+build/release/bin/kestrel render "$script" -o "$picture" --size 512x512 --samples 16
 echo "render: done, see $picture"
