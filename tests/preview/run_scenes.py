@@ -139,7 +139,7 @@ class Scenes(Command):
         self.picture("scene.json", *SMALL)
 
     def test_shipped_scenes_render_with_their_scripts(self):
-        for name in ("still_life.json", "tower.gltf"):
+        for name in ("still_life.json", "hero.json", "tower.gltf"):
             with self.subTest(name):
                 status, objects, err = self.objects("render", str(EXAMPLES / "scenes" / name), "-o", "p.png", *SMALL)
                 self.assertEqual(status, 0, (objects, err))
