@@ -102,17 +102,27 @@ std::optional<preview::Scene> preparedScene(const RenderCommand& options, Render
     return scene;
 }
 
+std::vector<std::string> inputsOf(const RenderCommand& options, const preview::Scene& scene) {
+    std::vector<std::string> files{options.module.file, options.scene.shape, scene.environment.filename};
+    for (const preview::SurfaceEntry& surface : scene.surfaces) files.push_back(surface.script);
+    for (const preview::MeshItem& mesh : scene.meshes) files.push_back(mesh.filename);
+    files.insert(files.end(), options.module.states.begin(), options.module.states.end());
+    return files;
+}
+
 void renderScript(const RenderCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, options.task.picture.output == "-");
     RenderTask task = options.task;
     std::string problem;
-    if (!checkOutput(task, problem)) {
+    std::optional<preview::Scene> scene = preparedScene(options, task, invocation);
+    if (!scene) return;
+    const bool looks = options.debugNan || !options.pixel.empty();
+    if (!looks && task.picture.output.empty()) problem = "render needs -o PICTURE, the file to write";
+    if (!looks && (!problem.empty() || !checkOutput(task, inputsOf(options, *scene), problem))) {
         std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
         invocation.exitCode = kExitUnusable;
         return;
     }
-    std::optional<preview::Scene> scene = preparedScene(options, task, invocation);
-    if (!scene) return;
     ModuleSession session(options.module, std::move(*scene), invocation);
     if (!session.setPicture(task.picture.output)) return;
     std::array<std::int32_t, 2> pixel{};
@@ -136,7 +146,7 @@ void addWhatIsRendered(CLI::App& command, RenderCommand& options) {
     addSizeOption(command, "--size", options.size,
                   "Width and height in pixels (default: the scene's, or 512x512)");
     command.add_option("--samples", options.samples, "Samples per pixel (default: the scene's, or 16)")
-        ->check(CLI::Range(1, 65536));
+        ->check(CLI::Range(1, 65536).description(""));
     addFrameOptions(command, options.module);
     options.frameOption = command.get_option("--frame");
     command
@@ -160,7 +170,7 @@ void addHow(CLI::App& command, RenderCommand& options) {
             "--jobs", options.task.jobs,
             "Worker processes, each with a module of its own; 1: none beside this process, so scripts keep "
             "what they remember from one picture to the next")
-        ->check(CLI::Range(1, 256))
+        ->check(CLI::Range(1, 256).description(""))
         ->default_str("all processors");
     command.add_flag("--skip-existing", options.task.skipExisting,
                      "Leaves out frames whose file is there already, for work that goes on");
@@ -168,7 +178,8 @@ void addHow(CLI::App& command, RenderCommand& options) {
                      "When Ctrl-C or the time limit ends the work, writes the picture as far as it is");
     command
         .add_option("--pixel", options.pixel,
-                    "Instead of a picture: what scripts saw and set at that pixel, sample by sample")
+                    "Instead of a picture: what scripts saw and set in the middle of that pixel, one surface "
+                    "after the other")
         ->type_name("X,Y");
     command.add_flag(
         "--debug-nan", options.debugNan,

@@ -14,7 +14,8 @@ namespace kestrel::cli {
 
 namespace {
 
-constexpr double kLongestTime = 1e9;  // seconds; keeps out what is no number or infinite
+constexpr double kLongestTime = 1e9;        // seconds; keeps out what is no number or infinite
+constexpr std::size_t kMostScripts = 1000;  // each has an instance with a stack of its own
 constexpr std::int64_t kLargestState = std::int64_t{256} << 20;
 
 bool personIsThere() {
@@ -48,7 +49,7 @@ Place placeOf(const std::vector<KestrelPlace>& levels) {
 std::vector<ScriptedSurface> scriptsOf(const preview::Scene& scene) {
     std::vector<ScriptedSurface> scripts;
     for (std::size_t i = 0; i < scene.surfaces.size(); ++i) {
-        if (!scene.surfaces[i].script.empty()) scripts.push_back({i, scene.surfaces[i].script, {}, {}});
+        if (!scene.surfaces[i].script.empty()) scripts.push_back({i, scene.surfaces[i].script, {}, {}, {}});
     }
     return scripts;
 }
@@ -95,7 +96,8 @@ void addStateOption(CLI::App& command, ModuleOptions& options) {
                     "scripts in a scene, for the surface of that name")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->type_name("[SURFACE=]FILE ...");
+        ->allow_extra_args(false)
+        ->type_name("[SURFACE=]FILE");
 }
 
 ModuleSession::ModuleSession(const ModuleOptions& options, preview::Scene scene, Invocation& invocation)
@@ -155,6 +157,12 @@ void ModuleSession::present(ShownMessage message) {
 }
 
 bool ModuleSession::filesUsable() {
+    if (scripts_.size() > kMostScripts) {
+        complain("the scene has " + std::to_string(scripts_.size()) + " surfaces with scripts; at most " +
+                     std::to_string(kMostScripts) + " are possible",
+                 kExitUnusable);
+        return false;
+    }
     bool usable = true;
     std::set<std::string> checked;
     for (const ScriptedSurface& script : scripts_) {
@@ -217,6 +225,7 @@ bool ModuleSession::readStates() {
         if (!requireReadable(file, invocation_)) return false;
         std::optional<std::string> bytes = readBytes(file, kLargestState);
         if (bytes) owner->settings = preview::stateFromBytes(std::move(*bytes));
+        owner->settingsFile = file;
         if (owner->settings) continue;
         complain(file + ": " +
                      (bytes ? "holds no settings of a script: they begin with \"Script \", or in the binary "
@@ -255,6 +264,10 @@ bool ModuleSession::load() {
         const bool ran = settle();
         if (!loaded) invocation_.exitCode = kExitScriptFailed;
         if (!loaded || !ran) return false;
+        if (const std::string problem = script.shader->settingsProblem(); !problem.empty()) {
+            complain(script.settingsFile + ": " + problem, kExitUnusable);
+            return false;
+        }
         shaders_[script.surface].shader = script.shader.get();
     }
     return true;

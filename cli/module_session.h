@@ -42,6 +42,7 @@ struct ScriptedSurface {
     std::size_t surface = 0;  ///< in Scene::surfaces
     std::string file;         ///< native path
     std::optional<preview::InstanceState> settings;
+    std::string settingsFile;  ///< where they come from
     std::unique_ptr<preview::ShaderHandle> shader;
 };
 

@@ -172,7 +172,7 @@ std::unique_ptr<preview::PanelFace> answersFromJson(const std::string& text, con
     Json answers;
     try {
         answers = Json::parse(text);
-    } catch (const Json::parse_error& problem) {
+    } catch (const Json::exception& problem) {
         error = problem.what();
         return nullptr;
     }

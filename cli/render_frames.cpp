@@ -23,6 +23,7 @@ using Json = nlohmann::ordered_json;
 // What a worker sends begins with one of these.
 constexpr char kMessage = 'm';  // a message, packed
 constexpr char kEndedAt = 'e';  // the line at which its script was ended
+constexpr char kFailure = 'f';  // why it cannot go on
 
 double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -56,11 +57,14 @@ public:
         session_.becomeWorker(
             [this](const ShownMessage& message) { channel_->send(kMessage + packMessage(message)); });
     }
+    void workFailed(std::string_view why) override { channel_->send(kFailure + std::string(why)); }
     void workerLine(std::string_view line) override {
         if (line.starts_with(kMessage)) {
             bar_.clear();
             if (std::optional<ShownMessage> message = unpackMessage(line.substr(1)))
                 session_.showRelayed(std::move(*message));
+        } else if (line.starts_with(kFailure)) {
+            session_.complain("a worker cannot go on: " + std::string(line.substr(1)), kExitScriptFailed);
         } else if (line.starts_with(kEndedAt)) {
             std::int32_t number = 0;
             std::from_chars(line.data() + 1, line.data() + line.size(), number);
@@ -113,15 +117,14 @@ public:
             preview::renderFrame(session_.pose(), session_.shading(), options, task_.jobs, watcher);
         renderSeconds_ += secondsSince(start);
         statistics_ += result.statistics;
-        // An estimate must not be more than all there was.
-        statistics_.scriptSeconds = std::min(statistics_.scriptSeconds, statistics_.totalSeconds);
         bar_.clear();
         if (session_.interrupted()) session_.tellEnded(watcher.endedAt());
         if (!result.complete) invocation_.exitCode = std::max<int>(invocation_.exitCode, kExitScriptFailed);
         const bool usable =
             result.complete || (task_.keepPartial && session_.interrupted() && result.passes > 0);
         if (!usable) return false;
-        finished_ = Finished{frame, name, encodePicture(cropped(result.image, options), name, task_.picture),
+        const std::string file = result.complete ? name : partialName(name);
+        finished_ = Finished{frame, file, encodePicture(cropped(result.image, options), file, task_.picture),
                              result.complete, preview::samplesOf(options, result.passes)};
         // A script's last words come after its only picture, which is none if it fails with them.
         return task_.frames.count() == 1 || (write() && result.complete);
@@ -142,7 +145,7 @@ public:
     /// @param ended  no script failed at the end
     void finish(bool ended) {
         session_.setBeforeMessage({});
-        if (ended || (finished_ && !finished_->complete)) write();
+        if (ended || (task_.keepPartial && session_.interrupted())) write();
         if (invocation_.json)
             reportJson();
         else if (statistics_.samples > 0)
@@ -157,6 +160,15 @@ private:
         bool complete = false;
         std::int32_t samples = 0;
     };
+
+    /// Among the files of many frames, or of work that goes on later, one that is only begun must not pass
+    /// for done.
+    [[nodiscard]] std::string partialName(const std::string& name) const {
+        if (task_.frames.count() == 1 && !task_.skipExisting) return name;
+        const std::filesystem::path path(name);
+        return (path.parent_path() / (path.stem().string() + ".partial" + path.extension().string()))
+            .string();
+    }
 
     [[nodiscard]] static preview::Image cropped(const preview::Image& image,
                                                 const preview::RenderOptions& options) {
@@ -195,16 +207,17 @@ private:
         json["scriptRuns"] = statistics_.scriptRuns;
         json["badRuns"] = statistics_.badRuns;
         json["seconds"] = renderSeconds_;
-        json["scriptSeconds"] = statistics_.scriptSeconds;
+        json["scriptSeconds"] = statistics_.scriptSeconds();
         json["rendererSeconds"] = statistics_.rendererSeconds();
         print(json);
     }
 
     /// Seconds in scripts and in the renderer are those of all workers together.
     void reportForPeople() {
-        const double perSecond = statistics_.scriptSeconds > 0.0
-                                     ? static_cast<double>(statistics_.scriptRuns) / statistics_.scriptSeconds
-                                     : 0.0;
+        const double perSecond =
+            statistics_.scriptSeconds() > 0.0
+                ? static_cast<double>(statistics_.scriptRuns) / statistics_.scriptSeconds()
+                : 0.0;
         session_.printer().finish();
         std::fprintf(stderr,
                      "%llu samples in %.2f s; scripts ran %llu times, %.0f times a second, %.2f s in "
@@ -212,7 +225,7 @@ private:
                      "the renderer\n",
                      static_cast<unsigned long long>(statistics_.samples), renderSeconds_,
                      static_cast<unsigned long long>(statistics_.scriptRuns), perSecond,
-                     statistics_.scriptSeconds, statistics_.rendererSeconds());
+                     statistics_.scriptSeconds(), statistics_.rendererSeconds());
         if (statistics_.badRuns == 0) return;
         std::fprintf(
             stderr,
@@ -232,14 +245,34 @@ private:
 
 }  // namespace
 
-bool checkOutput(const RenderTask& task, std::string& problem) {
-    return FramePattern::parse(task.picture.output, problem).has_value();
+bool checkOutput(const RenderTask& task, const std::vector<std::string>& inputs, std::string& problem) {
+    namespace fs = std::filesystem;
+    const std::optional<FramePattern> names = FramePattern::parse(task.picture.output, problem);
+    if (!names) return false;
+    const std::string name = names->name(task.frames.first);
+    if (name == "-") return true;
+    std::error_code error;
+    const fs::path path(name);
+    const std::string ending = path.extension().string();
+    const bool special = fs::exists(path, error) && !fs::is_regular_file(path, error);
+    if (special && fs::is_directory(path, error)) {
+        problem = name + ": is a directory";
+    } else if (!special && !ending.empty() && ending != ".png" && ending != ".PNG" && !isExr(name)) {
+        problem = name + ": pictures are PNG (.png) or OpenEXR (.exr)";
+    } else if (!path.parent_path().empty() && !fs::is_directory(path.parent_path(), error)) {
+        problem = name + ": there is no directory " + path.parent_path().string();
+    }
+    for (const std::string& input : inputs) {
+        if (!special && fs::equivalent(path, input, error))
+            problem = name + ": is a file that the picture is made from";
+    }
+    return problem.empty();
 }
 
 bool checkNames(const RenderTask& task, ModuleSession& session) {
     std::string problem;
     const std::optional<FramePattern> names = FramePattern::parse(task.picture.output, problem);
-    if (task.frames.count() <= 1 || names->numbered()) return true;
+    if (task.frames.count() <= 1 || !names || names->numbered()) return true;
     session.complain(
         "-o " + task.picture.output + ": several frames need a place for their number, such as out.%04d.png",
         kExitUnusable);

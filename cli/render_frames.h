@@ -7,6 +7,7 @@
 #include "preview/render/renderer.h"
 
 #include <string>
+#include <vector>
 
 namespace kestrel::cli {
 
@@ -19,9 +20,11 @@ struct RenderTask {
     bool depthOfField = false;
 };
 
-/// Whether the name of the output can be used at all.
+/// Whether the name of the output can be used at all: its form, its ending, its directory, and that it is
+/// none of the files that the picture is made from.
 /// @param problem  receives a plain sentence when not
-[[nodiscard]] bool checkOutput(const RenderTask& task, std::string& problem);
+[[nodiscard]] bool checkOutput(const RenderTask& task, const std::vector<std::string>& inputs,
+                               std::string& problem);
 /// Whether every frame has a name of its own; says so when not.
 [[nodiscard]] bool checkNames(const RenderTask& task, ModuleSession& session);
 

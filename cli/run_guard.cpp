@@ -13,14 +13,16 @@ namespace {
 // A signal handler can only reach what lies outside every object.
 std::atomic<volatile std::int32_t*> requestedByInterrupt{nullptr};
 volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t inWorker = 0;
 
 static_assert(std::atomic<volatile std::int32_t*>::is_always_lock_free, "the handler must not take a lock");
 
 extern "C" void onInterrupt(int) {
     interrupted = 1;
     if (volatile std::int32_t* requested = requestedByInterrupt.load()) *requested = 1;
-    // Whoever presses a second time wants the process gone, whatever it waits for.
-    std::signal(SIGINT, SIG_DFL);
+    // Whoever presses a second time wants the process gone, whatever it waits for. A worker gets its parent's
+    // interrupt beside that of the terminal.
+    if (inWorker == 0) std::signal(SIGINT, SIG_DFL);
 }
 
 }  // namespace
@@ -38,6 +40,11 @@ RunGuard::RunGuard(volatile std::int32_t& requested, double seconds) : seconds_(
             requested = 1;
         }
     });
+}
+
+void RunGuard::becomeWorker() noexcept {
+    worker_ = true;
+    inWorker = 1;
 }
 
 RunGuard::~RunGuard() {

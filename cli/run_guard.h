@@ -22,7 +22,7 @@ public:
     [[nodiscard]] bool triggered() const;
     /// In a worker, which has no timer of its own: from now on only interrupts count, and the parent sends
     /// them.
-    void becomeWorker() noexcept { worker_ = true; }
+    void becomeWorker() noexcept;
     /// Why the run was ended, for the plain error: "time limit of 2 s reached" or "interrupted".
     [[nodiscard]] std::string reason() const;
 

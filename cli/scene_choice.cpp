@@ -51,7 +51,7 @@ bool dressSurfaces(preview::Scene& scene, const std::vector<std::string>& overri
     std::unordered_map<std::string_view, std::size_t> byName;
     for (std::size_t i = 0; i < scene.surfaces.size(); ++i) byName.emplace(scene.surfaces[i].name, i);
     for (const std::string& argument : overrides) {
-        const std::size_t equals = argument.find('=');
+        const std::size_t equals = argument.rfind('=');
         const auto found = byName.find(std::string_view(argument).substr(0, equals));
         if (equals == std::string::npos || equals + 1 == argument.size()) {
             refuse("--surface " + argument + ": write NAME=FILE.ks", invocation);
@@ -119,7 +119,8 @@ void addPictureSceneOptions(CLI::App& command, SceneChoice& choice) {
                     "file")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->type_name("NAME=FILE.ks ...");
+        ->allow_extra_args(false)
+        ->type_name("NAME=FILE.ks");
 }
 
 std::optional<preview::Scene> sceneToRender(const std::string& file, const SceneChoice& choice,

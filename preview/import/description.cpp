@@ -48,8 +48,8 @@ void readSettings(const JsonValue& json, SceneSettings& settings) {
         settings.framesPerSecond = rate->number(0.01, 10000.0);
     if (const auto size = json.find("size")) {
         if (size->size() != 2) size->fail("must be width and height");
-        settings.width = static_cast<std::int32_t>(size->at(0).integer(1, 65536));
-        settings.height = static_cast<std::int32_t>(size->at(1).integer(1, 65536));
+        settings.width = static_cast<std::int32_t>(size->at(0).integer(1, 8192));
+        settings.height = static_cast<std::int32_t>(size->at(1).integer(1, 8192));
     }
     if (const auto aspect = json.find("pixelAspect")) settings.pixelAspect = aspect->number(0.01, 100.0);
     if (const auto samples = json.find("samples")) readSamples(*samples, settings);

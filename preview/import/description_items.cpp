@@ -171,12 +171,25 @@ void ItemReader::readShape(const JsonValue& shape, const JsonValue& json, MeshIt
     mesh.surfaces = {surface ? surfaceNamed(*surface) : surfaceOfFile({mesh.item.name, {}, {}})};
 }
 
+namespace {
+
+/// What is wrong with a mesh file is told with the place that asks for it.
+MeshFile readMeshAt(const JsonValue& place, const std::string& path, bool hasBones, Budget& budget) {
+    try {
+        return readMeshFile(path, hasBones, budget);
+    } catch (const ImportError& problem) {
+        place.fail(problem.what());
+    }
+}
+
+}  // namespace
+
 void ItemReader::readMeshFileOf(const JsonValue& file, const JsonValue& json, MeshItem& mesh) {
     if (const auto size = json.find("size")) size->fail("only shapes have a size");
     mesh.filename = pathBeside(file.file(), file.text());
     const std::optional<JsonValue> bones = json.find("bones");
     const bool hasBones = bones && bones->size() > 0;
-    MeshFile source = readMeshFile(mesh.filename, hasBones, budget_);
+    MeshFile source = readMeshAt(file, mesh.filename, hasBones, budget_);
     mesh.points = source.points;
     mesh.polygons = source.polygons;
     const std::optional<JsonValue> all = json.find("surface");

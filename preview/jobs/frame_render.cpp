@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <new>
@@ -23,6 +24,8 @@ constexpr milliseconds kLook{50};
 /// A script that does not end at an interrupt, because it waits inside the system, is ended after this.
 constexpr milliseconds kPatience{3000};
 constexpr std::int32_t kNoTile = -1;
+/// So that an interrupt is seen soon.
+constexpr std::int32_t kMostPerPass = 16;
 
 /// What all workers of a picture share. It lies in shared memory, so it holds no pointers.
 struct Board {
@@ -79,11 +82,13 @@ public:
     void run(std::size_t worker, FrameWatcher& watcher, const std::function<bool()>& goOn) {
         Board::Worker& own = board_->workers[worker];
         const std::chrono::nanoseconds start = platform::processorTime();
+        const platform::SharedMemory memory(pixels_ * sizeof(Float3));  // costs what is touched
+        const std::span scratch(reinterpret_cast<Float3*>(memory.bytes().data()), pixels_);
         while (!board_->stop.load()) {
             const std::uint64_t ticket = board_->next.fetch_add(1);
             if (ticket >= tickets()) break;
             own.tile = static_cast<std::int32_t>(ticket % tiles_.size());
-            renderTicket(ticket, watcher);
+            renderTicket(ticket, watcher, scratch);
             own.statistics = shading_.statistics();
             own.statistics.totalSeconds =
                 std::chrono::duration<double>(platform::processorTime() - start).count();
@@ -107,7 +112,8 @@ public:
     }
 
 private:
-    void renderTicket(std::uint64_t ticket, FrameWatcher& watcher) {
+    /// @param scratch  of the whole picture: what is half done when a worker ends must not be in the sums
+    void renderTicket(std::uint64_t ticket, FrameWatcher& watcher, std::span<Float3> scratch) {
         const auto pass = static_cast<std::int32_t>(ticket / tiles_.size());
         const std::size_t tile = ticket % tiles_.size();
         // Sums grow in the order of the samples, so the tile's pass before must be there.
@@ -116,38 +122,27 @@ private:
             std::this_thread::sleep_for(milliseconds(1));
         }
         const SamplePass& samples = passes_[static_cast<std::size_t>(pass)];
-        const std::vector<Float3> before = rowsOf(tiles_[tile]);
-        renderTile(pose_, shading_, options_, tiles_[tile], samples.first, samples.count, sums_);
+        copyTile(tiles_[tile], sums_, scratch);
+        renderTile(pose_, shading_, options_, tiles_[tile], samples.first, samples.count, scratch);
         if (watcher.scriptFailed()) {  // it may have left off in the middle of a sample
-            restore(tiles_[tile], before);
             board_->failed = board_->stop = true;
             return;
         }
+        copyTile(tiles_[tile], scratch, sums_);
         tilePasses_[tile].store(pass + 1, std::memory_order_release);
         board_->finished.fetch_add(1);
     }
 
-    [[nodiscard]] std::span<Float3> row(const Tile& tile, std::int32_t y) const {
-        return sums_.subspan(static_cast<std::size_t>(y) * static_cast<std::size_t>(options_.width) +
-                                 static_cast<std::size_t>(tile.x0),
-                             static_cast<std::size_t>(tile.x1 - tile.x0));
+    /// The pixels of a tile's row in a picture.
+    [[nodiscard]] std::span<Float3> row(const Tile& tile, std::int32_t y, std::span<Float3> picture) const {
+        return picture.subspan(static_cast<std::size_t>(y) * static_cast<std::size_t>(options_.width) +
+                                   static_cast<std::size_t>(tile.x0),
+                               static_cast<std::size_t>(tile.x1 - tile.x0));
     }
 
-    [[nodiscard]] std::vector<Float3> rowsOf(const Tile& tile) const {
-        std::vector<Float3> pixels;
-        for (std::int32_t y = tile.y0; y < tile.y1; ++y) {
-            const std::span<Float3> pixelRow = row(tile, y);
-            pixels.insert(pixels.end(), pixelRow.begin(), pixelRow.end());
-        }
-        return pixels;
-    }
-
-    void restore(const Tile& tile, std::span<const Float3> pixels) const {
-        for (std::int32_t y = tile.y0; y < tile.y1; ++y) {
-            const std::span<Float3> pixelRow = row(tile, y);
-            std::copy_n(pixels.begin(), pixelRow.size(), pixelRow.begin());
-            pixels = pixels.subspan(pixelRow.size());
-        }
+    void copyTile(const Tile& tile, std::span<Float3> from, std::span<Float3> to) const {
+        for (std::int32_t y = tile.y0; y < tile.y1; ++y)
+            std::ranges::copy(row(tile, y, from), row(tile, y, to).begin());
     }
 
     void average(const Tile& tile, std::int32_t passes, Image& image) const {
@@ -155,7 +150,7 @@ private:
         const double share = 1.0 / (last.first + last.count);
         for (std::int32_t y = tile.y0; y < tile.y1; ++y) {
             for (std::int32_t x = tile.x0; x < tile.x1; ++x) {
-                image.at(x, y) = toVec(row(tile, y)[static_cast<std::size_t>(x - tile.x0)]) * share;
+                image.at(x, y) = toVec(row(tile, y, sums_)[static_cast<std::size_t>(x - tile.x0)]) * share;
             }
         }
     }
@@ -227,7 +222,7 @@ private:
 std::vector<SamplePass> samplePasses(std::int32_t samples) {
     std::vector<SamplePass> passes;
     for (std::int32_t done = 0; done < samples;) {
-        const std::int32_t count = std::min(std::max(done, 1), samples - done);
+        const std::int32_t count = std::min({std::max(done, 1), kMostPerPass, samples - done});
         passes.push_back({done, count});
         done += count;
     }
@@ -261,7 +256,12 @@ FrameResult renderFrame(const Pose& pose, Shading& shading, const RenderOptions&
     const std::size_t started =
         workers.start(wanted, [&](std::size_t index, const platform::WorkerChannel& channel) {
             watcher.enterWorker(channel);
-            work.run(index, watcher, [] { return true; });
+            try {
+                work.run(index, watcher, [] { return true; });
+            } catch (const std::exception& failure) {
+                watcher.workFailed(failure.what());
+                return 1;
+            }
             return work.board().failed.load() ? 1 : 0;
         });
     if (started == 0) return renderHere(work, watcher);

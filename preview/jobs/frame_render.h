@@ -27,6 +27,8 @@ public:
 
     /// The first thing that a worker does.
     virtual void enterWorker(const platform::WorkerChannel& channel) = 0;
+    /// In a worker: it cannot go on, for lack of memory for example.
+    virtual void workFailed(std::string_view why) = 0;
     /// What a worker sent through its channel.
     virtual void workerLine(std::string_view line) = 0;
     /// A worker was ended by a signal, such as that of a crash.
@@ -37,7 +39,7 @@ public:
 struct FrameResult {
     Image image;
     bool complete = false;  ///< every sample of every pixel is there, and no script failed
-    bool failed = false;    ///< a script failed, or a worker died
+    bool failed = false;    ///< a script failed or was ended, or a worker died
     std::int32_t passes =
         0;  ///< that cover the whole picture; the image shows what there is of the next as well
     RenderStatistics statistics;

@@ -26,11 +26,18 @@ struct RenderStatistics {
     std::uint64_t scriptRuns = 0;  ///< samples that a script shaded
     std::uint64_t badRuns = 0;     ///< of these, the ones that left a number that is not finite
     std::uint64_t badSamples =
-        0;                       ///< rays from the camera whose light was no number, and which count as black
-    double scriptSeconds = 0.0;  ///< in scripts, estimated from some of their runs
-    double totalSeconds = 0.0;   ///< of processor time, as far as whoever renders adds it
+        0;  ///< rays from the camera whose light was no number, and which count as black
+    std::uint64_t timedRuns = 0;  ///< of the scripts' runs, those that were timed
+    double timedSeconds = 0.0;
+    double totalSeconds = 0.0;  ///< of processor time, as far as whoever renders adds it
 
-    [[nodiscard]] double rendererSeconds() const { return std::max(0.0, totalSeconds - scriptSeconds); }
+    /// In scripts, estimated from the runs that were timed.
+    [[nodiscard]] double scriptSeconds() const {
+        if (timedRuns == 0) return 0.0;
+        return std::min(totalSeconds,
+                        timedSeconds * static_cast<double>(scriptRuns) / static_cast<double>(timedRuns));
+    }
+    [[nodiscard]] double rendererSeconds() const { return totalSeconds - scriptSeconds(); }
     RenderStatistics& operator+=(const RenderStatistics& other);
 };
 

@@ -47,13 +47,17 @@ InstanceState withScript(const InstanceState& state, std::string_view systemPath
 }
 
 StateReader::StateReader(const InstanceState& state)
-    : rest_(state.bytes), load_{state.mode, this, state.mode == HX_STATE_TEXT ? readText : readBinary} {}
+    : rest_(state.bytes),
+      size_(state.bytes.size()),
+      load_{state.mode, this, state.mode == HX_STATE_TEXT ? readText : readBinary} {}
 
 /// A line that does not fit goes on with the next read, so that nothing is lost.
 std::int32_t StateReader::readText(void* handle, char* buffer, std::int32_t size) {
-    std::string_view& rest = static_cast<StateReader*>(handle)->rest_;
+    auto& reader = *static_cast<StateReader*>(handle);
+    std::string_view& rest = reader.rest_;
     if (rest.empty() || size <= 1) return -1;
     const std::size_t end = std::min(rest.find('\n'), rest.size());
+    if (end == rest.size()) reader.problem_ = "is cut short: its last line has no end";
     const std::size_t count = std::min(end, static_cast<std::size_t>(size - 1));
     std::memcpy(buffer, rest.data(), count);
     buffer[count] = '\0';
@@ -63,8 +67,13 @@ std::int32_t StateReader::readText(void* handle, char* buffer, std::int32_t size
 }
 
 std::int32_t StateReader::readBinary(void* handle, char* buffer, std::int32_t size) {
-    std::string_view& rest = static_cast<StateReader*>(handle)->rest_;
-    const std::size_t count = std::min(rest.size(), static_cast<std::size_t>(std::max(size, 0)));
+    auto& reader = *static_cast<StateReader*>(handle);
+    std::string_view& rest = reader.rest_;
+    const auto wanted = static_cast<std::size_t>(std::max(size, 0));
+    const std::size_t count = std::min(rest.size(), wanted);
+    if (count > 0 && count < wanted)
+        reader.problem_ =
+            "is cut short: it ends within what begins at byte " + std::to_string(reader.size_ - rest.size());
     std::memcpy(buffer, rest.data(), count);
     rest.remove_prefix(count);
     return static_cast<std::int32_t>(count);

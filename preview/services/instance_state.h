@@ -28,12 +28,17 @@ class StateReader {
 public:
     explicit StateReader(const InstanceState& state);
     [[nodiscard]] const LoadState* loadState() const noexcept { return &load_; }
+    /// What is wrong with the state as far as it was read: it ends in the middle of a line or a number.
+    /// Empty: nothing.
+    [[nodiscard]] const std::string& problem() const noexcept { return problem_; }
 
 private:
     static std::int32_t readText(void* handle, char* buffer, std::int32_t size);
     static std::int32_t readBinary(void* handle, char* buffer, std::int32_t size);
 
     std::string_view rest_;
+    std::size_t size_;
+    std::string problem_;
     LoadState load_;
 };
 

@@ -34,6 +34,7 @@ bool ShaderHandle::loadScript(const std::string& nativePath, const InstanceState
     const InstanceState state = withScript(settings, platform::systemPath(nativePath));
     const StateReader reader(state);
     host_.shader().load(instance_, reader.loadState());
+    settingsProblem_ = reader.problem();
     return hasScript();
 }
 

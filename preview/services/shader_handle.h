@@ -27,6 +27,8 @@ public:
     /// The same with the settings that the script stored earlier.
     /// @param settings  the script that they name does not matter
     [[nodiscard]] bool loadScript(const std::string& nativePath, const InstanceState& settings);
+    /// What was wrong with the settings of the latest load, such as that they end too soon; empty: nothing.
+    [[nodiscard]] const std::string& settingsProblem() const noexcept { return settingsProblem_; }
     /// What the host would store in its scene. Runs the script's `save`.
     /// @param mode  HxStateMode
     /// @return nothing when the script wrote without end
@@ -52,6 +54,7 @@ private:
 
     const ModuleHost& host_;
     HxInstance instance_;
+    std::string settingsProblem_;
     void (*evaluate_)(HxInstance, ShadingSample*);
 };
 
