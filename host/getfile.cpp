@@ -1,8 +1,8 @@
 // getfile: the user chooses a file.
 #include "host/host_builtins.h"
-#include "host/panel_values.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
+#include "host/text_argument.h"
 #include "platform/environment.h"
 
 #include <algorithm>

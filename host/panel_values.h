@@ -3,6 +3,7 @@
 
 #include "engine/context/builtin.h"
 #include "host/requester.h"
+#include "host/text_argument.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -20,11 +21,6 @@ namespace kestrel {
 /// A number of a script as a whole number for the host.
 [[nodiscard]] inline std::int32_t wholeNumber(const ValueCell& numeric) noexcept {
     return saturated(truncate(numeric.payload.number));
-}
-
-/// A text argument, of which there may be none behind the cell.
-[[nodiscard]] inline const char* textOf(const ValueCell& text) noexcept {
-    return text.payload.text != nullptr ? text.payload.text : "";
 }
 
 /// A value for the host, with the text that it refers to, so it stays where it is.

@@ -5,6 +5,7 @@
 #include "engine/values/format.h"
 #include "host/shader_context.h"
 #include "host/state_bytes.h"
+#include "host/text_argument.h"
 
 #include <algorithm>
 #include <optional>
@@ -64,8 +65,10 @@ void read(MethodCall& call) {
         reader.end();
         return resultNil(call);
     }
-    reader.goOn();
-    if (count == 0) return resultNil(call);  // meant: an empty line, and not the end
+    if (count == 0) {  // meant: an empty line, and the one thing after which it is not the end any more
+        reader.goOn();
+        return resultNil(call);
+    }
     const std::string_view line(buffer.data(), std::min(static_cast<std::size_t>(count), kStateLine));
     call.resultText(line.substr(0, line.find('\n')));
 }
@@ -144,7 +147,7 @@ std::optional<double> numberArgument(const MethodCall& call) {
     if (call.argc != 1) return std::nullopt;
     const ValueCell& value = call.arg(0);
     if (value.isNumeric()) return value.payload.number;
-    if (value.isText()) return parseDouble(value.payload.text);
+    if (value.isText()) return parseDouble(textOf(value));
     return std::nullopt;
 }
 
@@ -185,7 +188,7 @@ void writeByte(MethodCall& call) {
     const std::optional<double> value = numberArgument(call);
     if (!value) return call.failNamed(MessageId::StateValueType);
     const ValueCell& given = call.arg(0);
-    writeItem(call, given.isText() ? given.payload.text[0] : static_cast<char>(truncate32(*value)));
+    writeItem(call, given.isText() ? *textOf(given) : static_cast<char>(truncate32(*value)));
     resultNil(call);
 }
 
@@ -212,7 +215,7 @@ void writeVector(MethodCall& call) {
 
 void writeString(MethodCall& call) {
     if (!call.arg(0).isText()) return call.failNamed(MessageId::StateValueType);
-    const std::string_view text = call.arg(0).payload.text;
+    const std::string_view text = textOf(call.arg(0));
     writeItem(call, static_cast<std::int32_t>(text.size()));
     if (!text.empty()) write(call, text);
     resultNil(call);
@@ -288,6 +291,7 @@ void StateObjectKind::runMethod(EngineContext& ctx, const CodeNode& call, Variab
     MethodCall method(ctx, call, object, row);
     const std::optional<std::int32_t> mode = currentMode(ctx, object);
     if (!mode) return resultNil(method);
+    if (!row.counts.accepts(method.argc)) return finish(method);  // says so, whatever the mode
     const bool text = *mode == HX_STATE_TEXT;
     if (row.detail == kText && !text) return method.failNamed(MessageId::StateIsBinary);
     if (row.detail == kBinary && text) return method.failNamed(MessageId::StateIsText);

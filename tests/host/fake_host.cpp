@@ -65,6 +65,7 @@ const ServerRecord& server(const KestrelModule& module, std::string_view classNa
 std::int32_t readState(void* handle, char* buffer, std::int32_t size) {
     auto& state = *static_cast<MemoryState*>(handle);
     const bool ofName = ++state.reads <= (state.mode == HX_STATE_TEXT ? 1 : 2);
+    if (state.reads == state.endsBefore) return -1;
     const std::int32_t overstated = ofName ? 0 : state.overstated;
     if (state.mode == HX_STATE_TEXT) {
         if (state.lines.empty()) return -1;

@@ -87,6 +87,7 @@ struct MemoryState {
     std::size_t atOnce = SIZE_MAX;  ///< the most bytes that a binary read gives
     std::int32_t overstated = 0;    ///< how many more the reads after the script's name say that they gave
     int reads = 0;
+    int endsBefore = 0;  ///< this read, counted from 1, meets the end of the data all the same
 
     [[nodiscard]] LoadState loading();
     [[nodiscard]] SaveState saving();

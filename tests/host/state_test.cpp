@@ -238,6 +238,14 @@ TEST(State, LinesAreReadOneByOne) {
                        "x = state.read(); info(x == nil, state.eof()); state.parse(','); info('end');",
                        text({"a 1", "", "cut\nhere", std::string(600, 'x')})),
               (Lines{"a 1", "10", "cut", "511 89", "11", "end"}));
+    // A host may go on after the end. Only an empty line takes back that it was met.
+    MemoryState paused = text({"a", "", "b"});
+    paused.endsBefore = 2;
+    EXPECT_EQ(loadedBy(host,
+                       "x = state.read(); info(state.eof()); info(state.read(), state.eof());"
+                       "x = state.read(); info(x == nil, state.eof()); info(state.read(), state.eof());",
+                       paused),
+              (Lines{"1", "a1", "10", "b0"}));
 }
 
 TEST(State, WrongUsesAreNilAndTouchNothing) {
@@ -263,6 +271,8 @@ TEST(State, WrongUsesAreNilAndTouchNothing) {
             loadedBy(host, "x = state." + std::string(method) + "(); info(x == nil);", binary("abcd")),
             (Lines{"Line 1, illegal operation on binary file: (HXIO)state." + std::string(method) + "()",
                    "1"}));
+    EXPECT_EQ(loadedBy(host, "x = state.read(1); info(x == nil);", binary("abcd")),
+              (Lines{"Line 1, invalid argument count to (HXIO)state.read()", "1"}));
     for (const Case& c : std::initializer_list<Case>{
              {"writeln('x')", "illegal operation on binary file: (HXIO)state.writeln()"},
              {"writeNumber(nil)", "invalid data type provided: (HXIO)state.writeNumber()"},

@@ -1,0 +1,13 @@
+// Text arguments of built-ins and methods.
+#pragma once
+
+#include "engine/values/value.h"
+
+namespace kestrel {
+
+/// A text argument, of which there may be none behind the cell.
+[[nodiscard]] inline const char* textOf(const ValueCell& text) noexcept {
+    return text.payload.text != nullptr ? text.payload.text : "";
+}
+
+}  // namespace kestrel
