@@ -126,6 +126,8 @@ void setvalueBuiltin(BuiltinCall& call) {
                 break;
             case ItemFound::NoSuchName:
                 return call.fail(MessageId::ItemNotFound, textOf(value), call.name);
+            case ItemFound::RunEnds:
+                return call.result(ValueCell::ofNil());
             case ItemFound::WrongType:
                 return call.failType(2);
         }

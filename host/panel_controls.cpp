@@ -57,8 +57,8 @@ public:
         std::vector<const char*> choices;
         for (const std::string& choice : choices_) choices.push_back(choice.c_str());
         choices.push_back(nullptr);
-        descriptor_.width = class_->width;
-        descriptor_.integerComponents = class_->integerComponents ? 1 : 0;
+        descriptor_.width = kind_.width;
+        descriptor_.integerComponents = class_->value == ValueForm::WholeVector ? 1 : 0;
         descriptor_.choices = hasChoices_ ? choices.data() : nullptr;
         entry_.value = class_->value;
         entry_.shift = kind_.shift;
@@ -105,12 +105,16 @@ private:
             case ItemFound::WrongType:
                 call_.fail(MessageId::InitialItemType, call_.name);
                 return false;
+            case ItemFound::RunEnds:
+                call_.result(ValueCell::ofNil());
+                return false;
         }
         return false;
     }
 
     bool readValueOrThree() {
-        if (class_->value != ValueForm::Vector) return counted(2, 2) && label() && ofForm() && readInitial();
+        const bool vector = class_->value == ValueForm::Vector || class_->value == ValueForm::WholeVector;
+        if (!vector) return counted(2, 2) && label() && ofForm() && readInitial();
         if (args_.count() != 2 && args_.count() != 4) return failCount();
         if (!label()) return false;
         if (args_.count() == 4) return readThree();
@@ -122,22 +126,22 @@ private:
     bool ofForm() { return class_->value != ValueForm::Text || args_[kValue].isText() || failType(kValue); }
 
     bool readThree() {
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 3; ++i)
             if (!number(kValue + i)) return false;
-            initial_.value.vector[i] = args_[kValue + i].payload.number;
-        }
-        initial_.value.type = HXCV_VECTOR;
-        return true;
+        return initialOf(args_[kValue], args_[kValue + 1], args_[kValue + 2]);
     }
 
     bool readThree(const std::vector<const ValueCell*>& numbers) {
         if (numbers.size() != 3) return failType(kValue);
-        for (std::size_t i = 0; i < 3; ++i) {
-            if (!numbers[i]->isNumeric()) return failType(kValue);
-            initial_.value.vector[i] = numbers[i]->payload.number;
-        }
-        initial_.value.type = HXCV_VECTOR;
-        return true;
+        for (const ValueCell* number : numbers)
+            if (!number->isNumeric()) return failType(kValue);
+        return initialOf(*numbers[0], *numbers[1], *numbers[2]);
+    }
+
+    /// The initial value of three numbers.
+    bool initialOf(const ValueCell& x, const ValueCell& y, const ValueCell& z) {
+        const VectorValue vector{x.payload.number, y.payload.number, z.payload.number};
+        return givenValue(call_.ctx, ValueCell::ofVector(vector), class_->value, initial_);
     }
 
     bool readRange() {
@@ -151,14 +155,11 @@ private:
         const auto items = args_.items(kChoices);
         if (!items) return failType(kChoices);
         hasChoices_ = true;
-        // Meant: only these end at the first element without a choice.
+        // Meant: only these end at the first element that is not set; an empty text is a choice.
         const bool mayEnd = kind_.arguments == ControlArguments::Added && args_.isArray(kChoices);
         for (const ValueCell* item : *items) {
-            const bool text = item->isText();
-            const bool empty =
-                item->type == Nil || item->type == Uninitialized || (text && *textOf(*item) == '\0');
-            if (mayEnd && empty) break;
-            if (!text) {
+            if (mayEnd && (item->type == Nil || item->type == Uninitialized)) break;
+            if (!item->isText()) {
                 call_.fail(MessageId::ChoiceType, choices_.size() + 1, kind_.calledAs());
                 return false;
             }

@@ -8,34 +8,34 @@ namespace kestrel {
 
 using enum ValueForm;
 
-const ControlClass kEditClass{HX_CONTROL_EDIT, Text, 20, false};
-const ControlClass kNumClass{HX_CONTROL_NUM, Whole, 0, false};
-const ControlClass kFloatClass{HX_CONTROL_FLOAT, Number, 0, false};
-const ControlClass kVectorClass{HX_CONTROL_FVEC, Vector, 0, false};
-const ControlClass kChoiceClass{HX_CONTROL_CHOICE, Whole, 0, false};
+const ControlClass kEditClass{HX_CONTROL_EDIT, Text};
+const ControlClass kNumClass{HX_CONTROL_NUM, Whole};
+const ControlClass kFloatClass{HX_CONTROL_FLOAT, Number};
+const ControlClass kVectorClass{HX_CONTROL_FVEC, Vector};
+const ControlClass kChoiceClass{HX_CONTROL_CHOICE, Whole};
 
 namespace {
 
-constexpr ControlClass kFileClass{HX_CONTROL_FILE, Text, 30, false};
-constexpr ControlClass kBoolClass{HX_CONTROL_BOOL, Flag, 0, false};
-constexpr ControlClass kColorClass{HX_CONTROL_VEC, Vector, 0, true};
-constexpr ControlClass kMiniRgbClass{HX_CONTROL_MINI_RGB, Vector, 0, true};
-constexpr ControlClass kMiniHsvClass{HX_CONTROL_MINI_HSV, Vector, 0, false};
-constexpr ControlClass kPopupClass{HX_CONTROL_POPUP, Whole, 0, false};
-constexpr ControlClass kSliderClass{HX_CONTROL_SLIDER, Whole, 100, false};
-constexpr ControlClass kMiniSliderClass{HX_CONTROL_MINI_SLIDER, Whole, 100, false};
-constexpr ControlClass kListClass{HX_CONTROL_LIST, Item, 0, false};
-constexpr ControlClass kSeparatorClass{HX_CONTROL_INFO, None, 0, false};
-constexpr ControlClass kTextClass{HX_CONTROL_TEXT, None, 0, false};
+constexpr ControlClass kFileClass{HX_CONTROL_FILE, Text};
+constexpr ControlClass kBoolClass{HX_CONTROL_BOOL, Flag};
+constexpr ControlClass kColorClass{HX_CONTROL_VEC, WholeVector};
+constexpr ControlClass kMiniRgbClass{HX_CONTROL_MINI_RGB, WholeVector};
+constexpr ControlClass kMiniHsvClass{HX_CONTROL_MINI_HSV, Vector};
+constexpr ControlClass kPopupClass{HX_CONTROL_POPUP, Whole};
+constexpr ControlClass kSliderClass{HX_CONTROL_SLIDER, Whole};
+constexpr ControlClass kMiniSliderClass{HX_CONTROL_MINI_SLIDER, Whole};
+constexpr ControlClass kListClass{HX_CONTROL_LIST, Item};
+constexpr ControlClass kSeparatorClass{HX_CONTROL_INFO, None};
+constexpr ControlClass kTextClass{HX_CONTROL_TEXT, None};
 
 using enum ControlArguments;
 using enum LabelShift;
 
 /// One row per built-in.
 constexpr ControlKind kKinds[] = {
-    {"ctlstring", &kEditClass, Value, Align, HX_LIST_ALL},
+    {"ctlstring", &kEditClass, Value, Align, HX_LIST_ALL, 20},
     {"ctlsurface", &kEditClass, Value, Align, HX_LIST_ALL},
-    {"ctlfilename", &kFileClass, Value, Align, HX_LIST_ALL},
+    {"ctlfilename", &kFileClass, Value, Align, HX_LIST_ALL, 30},
     {"ctlinteger", &kNumClass, Value, Align, HX_LIST_ALL},
     {"ctlfont", &kNumClass, Value, Align, HX_LIST_ALL},
     {"ctlcheckbox", &kBoolClass, Value, LabelShift::Whole, HX_LIST_ALL},
@@ -47,8 +47,8 @@ constexpr ControlKind kKinds[] = {
     {"ctlhsv", &kMiniHsvClass, Value, NotAtAll, HX_LIST_ALL},
     {"ctlchoice", &kChoiceClass, Choice, Align, HX_LIST_ALL},
     {"ctlpopup", &kPopupClass, Popup, Align, HX_LIST_ALL},
-    {"ctlslider", &kSliderClass, Slider, Align, HX_LIST_ALL},
-    {"ctlminislider", &kMiniSliderClass, Slider, Align, HX_LIST_ALL},
+    {"ctlslider", &kSliderClass, Slider, Align, HX_LIST_ALL, 100},
+    {"ctlminislider", &kMiniSliderClass, Slider, Align, HX_LIST_ALL, 100},
     {"ctlallitems", &kListClass, Items, Align, HX_LIST_ALL},
     {"ctlmeshitems", &kListClass, Items, Align, HX_MESH},
     {"ctlcameraitems", &kListClass, Items, Align, HX_CAMERA},

@@ -9,14 +9,12 @@
 namespace kestrel {
 
 /// What a control holds.
-enum class ValueForm { None, Whole, Flag, Number, Vector, Text, Item };
+enum class ValueForm { None, Whole, Flag, Number, Vector, WholeVector, Text, Item };
 
 /// What a class of controls is like, whoever makes one of it.
 struct ControlClass {
     const char* name;  ///< the host's
     ValueForm value;
-    std::int32_t width;  ///< of the field: characters for texts, pixels for sliders; 0: as usual
-    bool integerComponents;
 };
 
 /// The arguments by which a script makes a control, behind its label.
@@ -46,6 +44,7 @@ struct ControlKind {
     ControlArguments arguments;
     LabelShift shift;
     std::int32_t itemType;
+    std::int32_t width = 0;  ///< of the field: characters for texts, pixels for sliders; 0: as usual
     /// The built-in as messages about its arguments call it.
     [[nodiscard]] constexpr std::string_view calledAs() const noexcept {
         return arguments == ControlArguments::Added ? "addcontrol" : name;  // meant: one name for all of them

@@ -49,13 +49,15 @@ bool givenNumber(const ValueCell& cell, ValueForm form, HxControlValue& out) {
     return true;
 }
 
-bool givenVector(const ValueCell& cell, HxControlValue& out) {
+bool givenVector(const ValueCell& cell, ValueForm form, HxControlValue& out) {
     if (cell.type != Vector) return false;
     out.type = HXCV_VECTOR;
     const VectorValue& v = cell.payload.vec;
     out.vector[0] = v.x;
     out.vector[1] = v.y;
     out.vector[2] = v.z;
+    if (form == ValueForm::WholeVector)
+        for (double& component : out.vector) component = saturated(truncate(component));
     return true;
 }
 
@@ -87,7 +89,8 @@ bool givenValue(const EngineContext& ctx, const ValueCell& cell, ValueForm form,
         case ValueForm::Number:
             return givenNumber(cell, form, out.value);
         case ValueForm::Vector:
-            return givenVector(cell, out.value);
+        case ValueForm::WholeVector:
+            return givenVector(cell, form, out.value);
         case ValueForm::Text: {
             if (!cell.isText() && !cell.isNumeric() && cell.type != Vector) return false;
             out.text = valueText(ctx, cell).value_or("");
@@ -106,7 +109,8 @@ ItemFound givenItem(const EngineContext& ctx, const ValueCell& cell, std::int32_
     out.value.type = HXCV_ITEM;
     if (cell.isText()) {
         out.value.item = itemNamed(ctx, textOf(cell), itemType);
-        return out.value.item != 0 ? ItemFound::Yes : ItemFound::NoSuchName;
+        if (out.value.item != 0) return ItemFound::Yes;
+        return ctx.endRequested() ? ItemFound::RunEnds : ItemFound::NoSuchName;
     }
     const auto* item = cell.type == HxObject ? static_cast<const SceneItem*>(cell.payload.object) : nullptr;
     const bool wantsImage = itemType == HX_LIST_IMAGES;
@@ -122,6 +126,7 @@ void resultValue(BuiltinCall& call, const PanelControl& control, const HxControl
         case ValueForm::Number:
             return resultNumberOf(call, control.value, value);
         case ValueForm::Vector:
+        case ValueForm::WholeVector:
             if (value.type != HXCV_VECTOR) break;
             return call.resultVector({value.vector[0], value.vector[1], value.vector[2]});
         case ValueForm::Text:

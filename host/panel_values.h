@@ -39,7 +39,12 @@ struct GivenValue {
                               GivenValue& out);
 
 /// An item that a script gives for a list: by its value or its name.
-enum class ItemFound { Yes, NoSuchName, WrongType };
+enum class ItemFound {
+    Yes,
+    NoSuchName,
+    WrongType,
+    RunEnds  ///< whoever watches the run wants it to end, so nobody has looked to the end
+};
 [[nodiscard]] ItemFound givenItem(const EngineContext& ctx, const ValueCell& cell, std::int32_t itemType,
                                   GivenValue& out);
 

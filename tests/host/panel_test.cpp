@@ -111,7 +111,7 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
     };
     for (const Case& c : std::initializer_list<Case>{
              {"ctlstring('l', 'text')", "EditControl l width 20 = text text", "text"},
-             {"ctlsurface('l', 's')", "EditControl l width 20 = text s", "s"},
+             {"ctlsurface('l', 's')", "EditControl l = text s", "s"},
              {"ctlfilename('l', 'f')", "FileControl l width 30 = text f", "f"},
              {"ctlinteger('l', -2.9)", "NumControl l = integer -2", "-2"},
              {"ctlinteger('l', 5000000000.0)", "NumControl l = integer 2147483647", "2147483647"},
@@ -125,6 +125,10 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
              {"ctlvector('l', @1, 2, 3@)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
              {"ctlcolor('l', three())", "VecControl l integers = vector 7 8 9", "<7,8,9>"},
              {"ctlrgb('l', <1, 2, 3>)", "MiniRGBControl l integers = vector 1 2 3", "<1,2,3>"},
+             {"ctlcolor('l', <1.9, -2.9, 1>)", "VecControl l integers = vector 1 -2 1", "<1,-2,1>"},
+             {"ctlrgb('l', 0.5, 3000000000.0, 2)", "MiniRGBControl l integers = vector 0 2.14748e+09 2",
+              "<0,2.14748e+09,2>"},
+             {"ctlrgb('l', @0.5, 1.5, 2@)", "MiniRGBControl l integers = vector 0 1 2", "<0,1,2>"},
              {"ctlhsv('l', <1, 2, 3>)", "MiniHSVControl l = vector 1 2 3", "<1,2,3>"},
              {"ctlchoice('l', 2, @'a', 'b'@)", "ChoiceControl l choices a b = integer 2", "2"},
              {"ctlchoice('l', 0, names, 3)", "ChoiceControl l choices x y flag = integer 0", "0"},
@@ -144,13 +148,15 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
              {"addcontrol('l', 3)", "NumControl l = integer 3", "3"},
              {"addcontrol('l', 3.5)", "FloatControl l = number 3.5", "3.5"},
              {"addcontrol('l', <1, 2, 3>)", "FVecControl l = vector 1 2 3", "<1,2,3>"},
-             {"addcontrol('l', 'text')", "EditControl l width 20 = text text", "text"},
+             {"addcontrol('l', 'text')", "EditControl l = text text", "text"},
              {"addcontrol('l', 2, @'a', 'b'@, 1)", "ChoiceControl l choices a b flag = integer 2", "2"},
              {"addcontrol('l', 1, holes)", "ChoiceControl l choices x = integer 1", "1"},
+             {"addcontrol('l', 1, nils)", "ChoiceControl l choices x = integer 1", "1"},
+             {"addcontrol('l', 1, blanks)", "ChoiceControl l choices x  y = integer 1", "1"},
              {"addrgb('l', <1, 2, 3>)", "MiniRGBControl l integers = vector 1 2 3", "<1,2,3>"},
-             {"addhsv('l', <1, 2, 3>)", "MiniHSVControl l = vector 1 2 3", "<1,2,3>"},
+             {"addhsv('l', <1.5, 2, 3>)", "MiniHSVControl l = vector 1.5 2 3", "<1.5,2,3>"},
              {"addcheckbox('l', 0)", "BoolControl l = integer 0", "0"},
-             {"addfilename('l', 'f')", "FileControl l width 30 = text f", "f"},
+             {"addfilename('l', 'f')", "FileControl l = text f", "f"},
              {"additems('l', 'cube')", "HXListControl l = item 10", "10 0"},
          }) {
         std::string seen;
@@ -161,6 +167,8 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
         const Lines said = optionsSay(
             host,
             "var names[2]; names[1] = 'x'; names[2] = 'y'; var holes[3]; holes[1] = 'x'; holes[3] = 'y';"
+            "var nils[3]; nils[1] = 'x'; nils[2] = nil; nils[3] = 'y';"
+            "var blanks[3]; blanks[1] = 'x'; blanks[2] = ''; blanks[3] = 'y';"
             "reqbegin('t'); c = " +
                 std::string(c.call) + "; r = reqpost(); v = getvalue(c); if(v == nil) info('nil');\n" +
                 "else info(v); reqend();",
@@ -326,8 +334,9 @@ TEST(Panels, ValuesGoBothWays) {
                          "b = ctlcheckbox('b', 0); setvalue(b, -3); info(getvalue(b));"
                          "\nm = ctlallitems('m', 'cube'); k = ctlallitems('k'); setvalue(k, getvalue(m));"
                          "info(getvalue(k) == getvalue(m)); setvalue(m, nil); info(getvalue(m) == nil);"
-                         "setvalue(m, 'lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"),
-              (Lines{"2", "3", "bc", "1.5bc", "<4,5,6>", "1", "1", "1", "7"}));
+                         "setvalue(m, 'lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"
+                         "c = addrgb('c', <0, 0, 0>); setvalue(c, <4.9, -5.9, 6>); info(getvalue(c));"),
+              (Lines{"2", "3", "bc", "1.5bc", "<4,5,6>", "1", "1", "1", "7", "<4,-5,6>"}));
     EXPECT_EQ(
         optionsSay(host,
                    "reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
@@ -343,6 +352,28 @@ TEST(Panels, ValuesGoBothWays) {
             "Line 2, invalid argument 1 type to ctlposition()",
             "Line 2, invalid argument 2 type to ctlposition()",
             "Line 2, invalid argument 2 type to reqsize()", "111"}));
+}
+
+TEST(Panels, ASearchThatIsToEndFindsNothingAndSaysNothing) {
+    static FakeHost* searched;
+    for (const std::string kind : {"ctlallitems", "ctlimageitems"}) {
+        for (const std::string& call : {kind + "('l', 'none')", std::string("setvalue(c, 'none')")}) {
+            FakeHost host;
+            searched = &host;
+            FakeItems scene(host);
+            scene.items.next = [](HostItemID item) {
+                searched->module().watch->requested = 1;
+                return item;
+            };
+            scene.list.next = [](HxImageID image) {
+                searched->module().watch->requested = 1;
+                return image;
+            };
+            EXPECT_EQ(optionsSay(host, "reqbegin('t'); c = " + kind + "('l'); x = " + call + ";"), Lines{})
+                << call;
+            EXPECT_EQ(host.module().watch->requested, 1) << call;
+        }
+    }
 }
 
 TEST(Panels, WhatTheHostHasNoValueForIsNil) {
