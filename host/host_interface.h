@@ -483,7 +483,9 @@ typedef struct ImageList {
 
 /* Panels with controls, by which a script asks its user: mostly from its `options`. The service is looked up
  * with HX_USE_KEEP by the latest lookup function each time a script begins a panel, and released with
- * HX_USE_RELEASE when it ends it; the record is used in between only. There is one panel at a time.
+ * HX_USE_RELEASE when it ends it; the record is used in between only. There is one panel at a time, which
+ * belongs to the script that began it: to others it is as if there were none, until one of them begins its
+ * own and ends it.
  *
  * Everything is measured in pixels, from the top left corner of the screen for panels and of the panel for
  * controls. An operation may be null; then the module does without: without `createPanel` or `openPanel`
@@ -564,7 +566,8 @@ typedef struct PanelServices {
     HxPanel (*createPanel)(const char* title);
 
     /* Ends a panel with all its controls. It is never called from inside the panel's openPanel: a script that
-     * is unloaded while its panel waits lets go of it when the wait is over. */
+     * is unloaded while its panel waits lets go of it when the wait is over. What it had to draw has been
+     * taken away before. */
     void (*destroyPanel)(HxPanel panel);
 
     /* Shows the panel and waits for the user. `flags` are HXPF_MODAL | HXPF_CANCEL. Returns 1 for OK and 0
@@ -576,7 +579,8 @@ typedef struct PanelServices {
     int32_t (*getPanel)(HxPanel panel, int32_t attribute);
     void (*setPanel)(HxPanel panel, int32_t attribute, int32_t value);
 
-    /* What to run when the panel is drawn; replaces what was set before. `user` is the module's. */
+    /* What to run when the panel is drawn; replaces what was set before. `user` is the module's. A null
+     * `draw` is allowed: then nothing is run any more. */
     void (*setPanelDraw)(HxPanel panel, HxPanelDraw draw, void* user);
 
     void (*screenSize)(int32_t* width, int32_t* height);

@@ -14,6 +14,7 @@ std::unique_ptr<HostPanel> HostPanel::create(const PanelFinder& find, const char
 }
 
 HostPanel::~HostPanel() {
+    setDraw(nullptr, nullptr);
     if (service_.destroyPanel != nullptr) service_.destroyPanel(panel_);
     find_(HX_USE_RELEASE);
 }

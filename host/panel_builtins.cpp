@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 
 namespace kestrel {
 
@@ -17,11 +18,11 @@ namespace {
 /// The control whose number is the first argument.
 /// @return null after the call has failed
 PanelControl* controlArgument(BuiltinCall& call, RequesterPanel& panel) {
-    const ValueCell& number = call.arg(0);
-    if (number.isNumeric()) {
-        const auto found =
-            std::ranges::find(panel.controls, truncate(number.payload.number), &PanelControl::number);
-        if (found != panel.controls.end()) return &*found;
+    const ValueCell& argument = call.arg(0);
+    if (argument.isNumeric()) {
+        const std::int64_t number = truncate(argument.payload.number);
+        const auto found = std::ranges::lower_bound(panel.controls, number, {}, &PanelControl::number);
+        if (found != panel.controls.end() && found->number == number) return &*found;
     }
     call.failType(1);
     return nullptr;
@@ -37,17 +38,14 @@ bool areNumbers(BuiltinCall& call) {
     return true;
 }
 
-/// A panel that the host shows.
-class Waiting {
-public:
-    explicit Waiting(RequesterPanel& panel) noexcept : panel_(panel) { panel.waiting = true; }
-    ~Waiting() { panel_.waiting = false; }
-    Waiting(const Waiting&) = delete;
-    Waiting& operator=(const Waiting&) = delete;
-
-private:
-    RequesterPanel& panel_;
-};
+/// Two numbers from argument `first` on.
+/// @return nothing when both are -1, by which a script takes back what it had set
+std::optional<PanelPlace> placeArgument(const BuiltinCall& call, int first) {
+    constexpr std::int32_t kNotSet = -1;
+    const PanelPlace place{wholeNumber(call.arg(first)), wholeNumber(call.arg(first + 1))};
+    if (place.x == kNotSet && place.y == kNotSet) return std::nullopt;
+    return place;
+}
 
 }  // namespace
 
@@ -56,7 +54,7 @@ Requester& requesterOf(const EngineContext& ctx) noexcept {
 }
 
 std::shared_ptr<RequesterPanel> openPanel(BuiltinCall& call) {
-    std::shared_ptr<RequesterPanel> panel = requesterOf(call.ctx).panel();
+    std::shared_ptr<RequesterPanel> panel = requesterOf(call.ctx).panelOf(&shaderContext(call.ctx));
     if (panel == nullptr) call.fail(MessageId::NoPanel, call.name);
     return panel;
 }
@@ -69,14 +67,14 @@ void reqbeginBuiltin(BuiltinCall& call) {
 }
 
 void reqendBuiltin(BuiltinCall& call) {
-    requesterOf(call.ctx).end();
+    requesterOf(call.ctx).endOf(&shaderContext(call.ctx));
     call.none();
 }
 
 void reqsizeBuiltin(BuiltinCall& call) {
     const std::shared_ptr<RequesterPanel> panel = openPanel(call);
     if (panel == nullptr || !areNumbers(call)) return;
-    panel->size = PanelPlace{wholeNumber(call.arg(0)), wholeNumber(call.arg(1))};
+    panel->size = placeArgument(call, 0);
     call.none();
 }
 
@@ -85,43 +83,41 @@ void ctlpositionBuiltin(BuiltinCall& call) {
     if (panel == nullptr || !areNumbers(call)) return;
     PanelControl* control = controlArgument(call, *panel);
     if (control == nullptr) return;
-    control->place = PanelPlace{wholeNumber(call.arg(1)), wholeNumber(call.arg(2))};
+    control->place = placeArgument(call, 1);
     call.none();
 }
 
 void reqpostBuiltin(BuiltinCall& call) {
     const std::shared_ptr<RequesterPanel> panel = openPanel(call);
     if (panel == nullptr) return;
-    // The host lets another script run while it shows the panel; that cannot show it once more.
-    if (panel->waiting) return call.result(ValueCell::ofNil());
     layOut(*panel);
-    const Waiting waiting(*panel);
     call.resultInteger(panel->host->open());
 }
 
 void getvalueBuiltin(BuiltinCall& call) {
     const std::shared_ptr<RequesterPanel> panel = openPanel(call);
     if (panel == nullptr) return;
-    const PanelControl* control = controlArgument(call, *panel);
-    if (control == nullptr) return;
-    if (control->value == ValueForm::None) return call.result(ValueCell::ofNil());
-    resultValue(call, *control, panel->host->value(control->handle));
+    const PanelControl* found = controlArgument(call, *panel);
+    if (found == nullptr) return;
+    const PanelControl control = *found;
+    if (control.value == ValueForm::None) return call.result(ValueCell::ofNil());
+    resultValue(call, control, panel->host->value(control.handle));
 }
 
 void setvalueBuiltin(BuiltinCall& call) {
     const std::shared_ptr<RequesterPanel> panel = openPanel(call);
     if (panel == nullptr) return;
-    const PanelControl* control = controlArgument(call, *panel);
-    if (control == nullptr) return;
-    const HxControl handle = control->handle;
+    const PanelControl* found = controlArgument(call, *panel);
+    if (found == nullptr) return;
+    const PanelControl control = *found;
     const ValueCell& value = call.arg(1);
     GivenValue given;
-    if (control->value != ValueForm::Item) {
-        if (!givenValue(call.ctx, value, control->value, given)) return call.failType(2);
+    if (control.value != ValueForm::Item) {
+        if (!givenValue(call.ctx, value, control.value, given)) return call.failType(2);
     } else if (value.type == Nil) {
         given.value.type = HXCV_ITEM;  // nothing is selected
     } else {
-        switch (givenItem(call.ctx, value, control->itemType, given)) {
+        switch (givenItem(call.ctx, value, control.itemType, given)) {
             case ItemFound::Yes:
                 break;
             case ItemFound::NoSuchName:
@@ -132,7 +128,7 @@ void setvalueBuiltin(BuiltinCall& call) {
                 return call.failType(2);
         }
     }
-    panel->host->setValue(handle, given.value);
+    panel->host->setValue(control.handle, given.value);
     call.none();
 }
 

@@ -10,8 +10,8 @@ namespace kestrel {
 
 [[nodiscard]] Requester& requesterOf(const EngineContext& ctx) noexcept;
 
-/// The panel that is open, which stays as long as the caller holds it.
-/// @return null after the call has failed, since there is none
+/// The panel that the script has open, which stays as long as the caller holds it.
+/// @return null after the call has failed, since there is none; another script's does not count
 [[nodiscard]] std::shared_ptr<RequesterPanel> openPanel(BuiltinCall& call);
 
 }  // namespace kestrel

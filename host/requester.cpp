@@ -6,7 +6,7 @@
 namespace kestrel {
 
 bool Requester::begin(const std::string& title, const void* owner) {
-    end();
+    panel_.reset();
     auto panel = std::make_shared<RequesterPanel>();
     panel->owner = owner;
     panel->host = HostPanel::create(find_, title.c_str());

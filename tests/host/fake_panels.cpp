@@ -26,6 +26,7 @@ HxPanel createPanel(const char* title) {
 
 void destroyPanel(HxPanel panel) {
     EXPECT_FALSE(panelOf(panel).open) << "destroyed while it is shown";
+    EXPECT_EQ(panelOf(panel).draw, nullptr) << "what it draws is not the script's any more";
     fake->log.push_back("destroy " + panelOf(panel).title);
     std::erase_if(fake->panels, [panel](const auto& known) { return known.get() == panel; });
 }

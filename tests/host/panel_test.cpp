@@ -310,16 +310,35 @@ TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
               Lines{"0"});
 }
 
+TEST(Panels, PlacesAndSizesCanBeTakenBack) {
+    FakeHost host;
+    std::string places;
+    host.panels.answer = [&](FakePanel& panel) {
+        places += panel.place(0) + " " + panel.place(1) + " wide " +
+                  std::to_string(panel.attributes[HXPA_WIDTH]) + "; ";
+        return 1;
+    };
+    EXPECT_EQ(optionsSay(host,
+                         "reqbegin('t'); a = ctlinteger('long', 1); b = ctlinteger('b', 2);"
+                         "reqsize(-1, -1.9); ctlposition(b, -1, -1); reqpost();"
+                         "reqsize(400, -1); ctlposition(a, -1, 70); ctlposition(b, 30, -1); reqpost();"
+                         "reqsize(-1, -1); reqpost(); ctlposition(a, -1, -1); ctlposition(b, -1, -1);"
+                         "reqpost(); reqend();"),
+              Lines{});
+    EXPECT_EQ(places, "5,0 35,20 wide 300; -1,70 30,-1 wide 400; -1,70 30,-1 wide 400; 5,0 35,20 wide 400; ");
+}
+
 TEST(Panels, SeparatorsAreDrawnByTheModule) {
     FakeHost host;
     EXPECT_EQ(optionsSay(host,
                          "reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
+                         "e = ctlsep(300, -1); e = ctlsep(1, 0); e = ctlsep(1, -7);"
                          "d = ctlsep(1, 2); ctlposition(d, 8, 90); reqpost(); reqend();"),
               Lines{});
     // The panel is 300 wide; half the height of a control is 5.
-    EXPECT_EQ(host.panels.log,
-              (Lines{"create t", "redraw", "redraw", "redraw", "redraw", "open t", "line 0 5 300",
-                     "line 20 25 55", "line 30 45 270", "line 8 95 100", "destroy t"}));
+    EXPECT_EQ(host.panels.log, (Lines{"create t", "redraw", "redraw", "redraw", "redraw", "redraw", "redraw",
+                                      "redraw", "open t", "line 0 5 300", "line 20 25 55", "line 30 45 270",
+                                      "line 8 95 100", "destroy t"}));
 }
 
 TEST(Panels, ValuesGoBothWays) {
@@ -438,9 +457,9 @@ TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
                "v = getvalue(c); info('over ', v == nil); reqend(); }"),
         "one.ks");
     const HxInstance second = host.createWith(
-        quoted(
-            "options { x = reqpost(); info(x == nil); reqbegin('two'); ctlinteger('d', 2); r = reqpost();\n"
-            "info('two ', r); }"),
+        quoted("options { x = reqpost(); info(x == nil); reqend(); reqbegin('two'); ctlinteger('d', 2);\n"
+               "r = reqpost();"
+               "info('two ', r); }"),
         "two.ks");
     host.panels.answer = [&](FakePanel& panel) {
         if (panel.title == "two") return 5;
@@ -450,9 +469,10 @@ TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
         return 4;
     };
     EXPECT_EQ(host.edit(first), HXM_OK);
-    EXPECT_EQ(host.said(),
-              (Lines{"1", "two 5", "one 4",
-                     "Line 2, illegal call to getvalue(): requestor has not been initialized", "over 1"}));
+    EXPECT_EQ(
+        host.said(),
+        (Lines{"Line 1, illegal call to reqpost(): requestor has not been initialized", "1", "two 5", "one 4",
+               "Line 2, illegal call to getvalue(): requestor has not been initialized", "over 1"}));
     EXPECT_EQ(host.panels.log,
               (Lines{"create one", "open one", "create two", "open two", "destroy two", "destroy one"}));
 }
