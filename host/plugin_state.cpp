@@ -46,6 +46,20 @@ std::optional<std::string> hostDirectory(const DirectoryInfoService* service, co
     return path != nullptr ? std::optional<std::string>(path) : std::nullopt;
 }
 
+/// Ends the state with the module, but not while instances live: ending their scripts would call into a host
+/// that has left without destroying them, and may be half gone. Nothing is lost by it: the store is written
+/// at once, and the C library closes what scripts have open.
+struct Kept {
+    Kept() : state(*new PluginState) {}
+    ~Kept() {
+        if (state.instances.empty()) delete &state;
+    }
+    Kept(const Kept&) = delete;
+    Kept& operator=(const Kept&) = delete;
+
+    PluginState& state;
+};
+
 }  // namespace
 
 void HostMessages::show(const Message& message) {
@@ -90,8 +104,8 @@ PluginState::PluginState() {
 }
 
 PluginState& pluginState() {
-    static PluginState state;
-    return state;
+    static const Kept kept;
+    return kept.state;
 }
 
 }  // namespace kestrel

@@ -2,6 +2,8 @@
 #include "tests/host/fake_host.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -143,6 +145,16 @@ TEST_F(PanelReentry, NothingIsDrawnOfAPanelThatEnds) {
     EXPECT_EQ(host.edit(instance), HXM_OK);
     EXPECT_EQ(host.panels.log, (Lines{"create one", "redraw", "redraw", "open one", "line 0 25 300",
                                       "line 1 45 2", "destroy one"}));
+}
+
+TEST_F(PanelReentry, AHostThatLeavesWithoutDestroyingIsNotCalledAnyMore) {
+    const HxInstance instance =
+        host.createWith("options { reqbegin(\"one\"); f = File(\"left.txt\", \"w\"); f.write(\"kept\"); }");
+    EXPECT_EQ(host.edit(instance), HXM_OK);
+    host.panels.services.destroyPanel = [](HxPanel) { std::_Exit(3); };
+    EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), "");
+    host.panels.services = plain;
+    EXPECT_EQ(std::filesystem::file_size("left.txt"), 4u);
 }
 
 }  // namespace
