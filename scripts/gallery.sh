@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Renders the scripts of examples/ and the scene hero.json to docs/gallery/NAME.png with the optimised build, which it
-# builds when it is missing. All of them take half an hour on one core.
+# builds when it is missing. All of them take twenty minutes of one core.
 #   scripts/gallery.sh [NAME ...]        (default: all)
 # KESTREL names another command than the release preset's, SAMPLES another number of samples per pixel.
 # pngquant (a Debian package, installed when it is missing) gives the small pictures 256 colors, where nobody sees it: a
