@@ -100,7 +100,8 @@ TEST_F(Descriptions, NameTheFileThePlaceAndWhatIsWrong) {
               "s.json:/lights/0/size/1: must be more than 0");
     EXPECT_EQ(wrong(R"({"lights": [{"type": "point", "cone": 5}]})"),
               "s.json:/lights/0/cone: only spot lights have this");
-    EXPECT_EQ(wrong(R"({"meshes": [{"file": "none.obj"}]})"), "none.obj: cannot be read, or is not a file");
+    EXPECT_EQ(wrong(R"({"meshes": [{"file": "none.obj"}]})"),
+              "s.json:/meshes/0/file: none.obj: cannot be read, or is not a file");
     EXPECT_EQ(wrong(R"({"meshes": [{"shape": "cube", "surface": "x"}]})"),
               "s.json:/meshes/0/surface: there is no surface \"x\"");
     EXPECT_EQ(

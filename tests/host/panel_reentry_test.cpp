@@ -39,7 +39,8 @@ protected:
     ~PanelReentry() override { interruption = nullptr; }
 
     [[nodiscard]] bool there(const std::string& title) const {
-        return std::ranges::any_of(host.panels.panels, [&](const auto& panel) { return panel->title == title; });
+        return std::ranges::any_of(host.panels.panels,
+                                   [&](const auto& panel) { return panel->title == title; });
     }
 
     FakeHost host;
@@ -92,9 +93,10 @@ TEST_F(PanelReentry, AnothersPanelIsOutOfReach) {
         for (const std::string call :
              {"ctlinteger(\"l\", 1)", "addtext(\"l\", \"x\")", "reqpost()", "reqsize(1, 2)",
               "ctlposition(1, 2, 3)", "getvalue(1)", "setvalue(1, 2)"}) {
-            const HxInstance other =
-                host.createWith("options { reqend(); x = " + call + "; info(x == nil); }\n"
-                                "process: sa { info(\"shades\"); }", "other.ks");
+            const HxInstance other = host.createWith("options { reqend(); x = " + call +
+                                                         "; info(x == nil); }\n"
+                                                         "process: sa { info(\"shades\"); }",
+                                                     "other.ks");
             ShadingSample sample{};
             host.handler.evaluate(other, &sample);
             EXPECT_EQ(host.edit(other), HXM_OK);

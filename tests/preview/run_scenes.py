@@ -129,6 +129,11 @@ class Scenes(Command):
             status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, *options)
             if options[0] != "--shape":
                 self.assertEqual(status, 2, (options, err))
+        for output in ("paint.ks", "scene.json", "p.jpg", "nowhere/p.png", ".", "%d%d.png"):
+            status, _, err = self.run_kestrel("render", "scene.json", "-o", output, *SMALL)
+            self.assertEqual(status, 2, (output, err))
+        self.assertEqual((self.folder / "paint.ks").read_text(), PAINT)
+        self.assertEqual(self.run_kestrel("render", "paint.ks")[0], 2)
         self.assertEqual(self.run_kestrel("render", "paint.ks", "-o", "p.png", "--shape", "teapot")[0], 2)
 
     def test_a_zero_size_light_and_a_flat_mesh_still_make_a_picture(self):
@@ -328,10 +333,12 @@ class Panels(Command):
             self.assertEqual(status, 2, name)
             self.assertIn(name, err)
         self.assertFalse((self.folder / "p.png").exists())
-        # Cut short behind the script: the script's load meets the end of the data.
-        (self.folder / "cut").write_bytes(b"\x09\0\0\0RINGS.KS\0\x40\xf0")
-        status, _, _ = self.run_kestrel("shade", "rings.ks", "--state", "cut")
-        self.assertEqual(status, 0)
+        # Cut short behind the script's name.
+        for data, place in ((b"\x09\0\0\0RINGS.KS\0\x40\xf0", "begins at byte"), (b"Script RINGS.KS\n7.", "last line")):
+            (self.folder / "cut").write_bytes(data)
+            status, _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", "cut", *SMALL)
+            self.assertEqual(status, 2)
+            self.assertRegex(err, f"cut: is cut short.*{place}")
 
     def test_json_messages_tell_each_panel_with_its_controls(self):
         status, objects, _ = self.objects("options", "rings.ks")
