@@ -17,6 +17,16 @@ if(KESTREL_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# A program of tests. Their framework is most of what the compiler reads in them, so it is read once; and how fast tests
+# themselves run makes no difference.
+function(kestrel_test_program NAME)
+    find_package(GTest REQUIRED)
+    add_executable(${NAME} ${ARGN})
+    target_compile_options(${NAME} PRIVATE ${KESTREL_WARNINGS} $<$<CONFIG:Release>:-O0>)
+    target_precompile_headers(${NAME} PRIVATE <gtest/gtest.h>)
+    target_link_libraries(${NAME} PRIVATE GTest::gtest_main)
+endfunction()
+
 # kestrel_library(folder SOURCES ... [GENERATED ...] [LINK ...] [TESTS ...])
 # Generated sources (scanner, parser) are built without our warnings. TESTS are the x_test.cpp files beside the sources;
 # they become one program `folder_test`. Another, `folder_link`, takes every object of the library and links it with LINK
@@ -37,10 +47,8 @@ function(kestrel_library NAME)
         target_link_libraries(${NAME}_link PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,kestrel_${NAME}>)
     endif()
     if(KESTREL_TESTS AND ARG_TESTS)
-        find_package(GTest REQUIRED)
-        add_executable(${NAME}_test ${ARG_TESTS})
-        target_compile_options(${NAME}_test PRIVATE ${KESTREL_WARNINGS})
-        target_link_libraries(${NAME}_test PRIVATE kestrel_${NAME} GTest::gtest_main)
+        kestrel_test_program(${NAME}_test ${ARG_TESTS})
+        target_link_libraries(${NAME}_test PRIVATE kestrel_${NAME})
         add_test(NAME unit.${NAME} COMMAND ${NAME}_test)
     endif()
 endfunction()
