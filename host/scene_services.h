@@ -8,7 +8,7 @@
 namespace kestrel {
 
 /// Far beyond any scene: whoever follows a host's list gives up here.
-inline constexpr std::size_t kMostItems = std::size_t{1} << 24;
+inline constexpr std::size_t kMostItems = std::size_t{1} << 18;
 
 /// The host's services about its scene. A null service, or a service without the operation that is asked for,
 /// answers every question with Nil.

@@ -234,14 +234,14 @@ class Frames(Command):
         self.assertFalse((self.folder / "p.png").exists())
 
     def test_interrupt_keeps_what_is_there_only_when_asked(self):
-        slow = "process: sa { x = 0; for i = 1 to 3000 do { x = x + i; } sa.luminous = 1; }"
+        slow = "process: sa { x = 0; for i = 1 to 30 do { x = x + i; } sa.luminous = 1; }"
         self.write(paint_ks=slow)
         for options, expected in (([], False), (["--keep-partial"], True)):
             name = "kept.png" if expected else "none.png"
             process = subprocess.Popen(
                 [self.kestrel, "render", "scene.json", "-o", name, "--size", "16x16", "--samples", "60000", *options],
                 cwd=self.folder, stderr=subprocess.PIPE, stdout=subprocess.PIPE)
-            time.sleep(1.5)
+            time.sleep(3)
             process.send_signal(signal.SIGINT)
             _, err = process.communicate(timeout=harness.TIME_LIMIT)
             self.assertEqual(process.returncode, 1, err)
