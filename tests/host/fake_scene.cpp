@@ -65,11 +65,16 @@ constexpr ObjectInfo kObjects{
     atTime<1>,
 };
 
+void store2(double* first, double a, double* second, double b) {
+    *first = a;
+    *second = b;
+}
+
 constexpr BoneInfo kBones{
     [](HostItemID) { return scene->bits; },
     [](HostItemID item, std::int32_t code, double out[3]) { store(out, item, code, -1); },
     [](HostItemID) { return 1.5; },
-    [](HostItemID, double* inner, double* outer) { *inner = 0.25, *outer = 0.75; },
+    [](HostItemID, double* inner, double* outer) { store2(inner, 0.25, outer, 0.75); },
 };
 
 constexpr LightInfo kLights{
@@ -80,7 +85,7 @@ constexpr LightInfo kLights{
         std::copy_n(scene->color, 3, out);
     },
     [](HostItemID) { return std::int32_t{2}; },
-    [](HostItemID, double* radius, double* edge) { *radius = 0.5, *edge = 0.125; },
+    [](HostItemID, double* radius, double* edge) { store2(radius, 0.5, edge, 0.125); },
 };
 
 constexpr CameraInfo kCameras{
@@ -90,7 +95,7 @@ constexpr CameraInfo kCameras{
     atTime<4>,
     atTime<5>,
     [](HostItemID, double time, double* horizontal, double* vertical) {
-        *horizontal = time, *vertical = 0.5;
+        store2(horizontal, time, vertical, 0.5);
     },
 };
 
