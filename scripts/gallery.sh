@@ -8,12 +8,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-kestrel=${KESTREL:-build/release/bin/kestrel}
-if [[ ! -x "$kestrel" ]]; then
-    cmake --preset release
-    cmake --build --preset release --parallel "$(nproc)" --target kestrel kestrel_pt
-fi
 . scripts/need.sh
+need_kestrel
 need pngquant
 
 # What suits a material better than a ball in a bright studio.

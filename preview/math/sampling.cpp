@@ -19,7 +19,7 @@ constexpr std::uint32_t hashed(std::uint32_t v) {
     return v ^ (v >> 16);
 }
 
-/// A permutation in which each bit depends on the seed and the bits below it alone: an Owen scramble of
+/// A permutation in which each bit depends on `seed` and the bits below it alone: an Owen scramble of
 /// numbers whose bits are reversed.
 constexpr std::uint32_t scrambledUpwards(std::uint32_t v, std::uint32_t seed) {
     v ^= v * 0x3d20adeaU;
