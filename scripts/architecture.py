@@ -17,7 +17,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
-FOLDERS = ("platform", "engine", "frontend", "builtins", "host", "reference", "preview", "cli")  # from the ground up
+FOLDERS = ("platform", "engine", "frontend", "builtins", "ipc", "host", "reference", "preview", "cli")  # from the ground up
 DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
