@@ -9,9 +9,9 @@
 
 namespace kestrel::platform {
 
-/// A block of memory with a name, by which other programs of the same user find it. Whoever made it is its
-/// owner until it lets go or ends, however that happens. The last program that has the block open takes its
-/// name away.
+/// A block of memory with a name, by which other programs of the same user find it. Whoever made it owns it,
+/// as does who joins it, until it lets go or ends, however that happens. The last program that has the block
+/// open takes its name away.
 ///
 /// A block that belongs to another user, or that others may write, is none. Names may hold any characters.
 class NamedMemory {
@@ -20,6 +20,9 @@ public:
     /// still have that block open keep it, and see superseded().
     /// @return nothing when the owner of that name lives, or the block cannot be made
     [[nodiscard]] static std::optional<NamedMemory> create(std::string_view name, std::size_t size);
+    /// Opens a block that has an owner and owns it, too.
+    /// @return nothing when there is no such block
+    [[nodiscard]] static std::optional<NamedMemory> join(std::string_view name);
     /// Opens a block as it is.
     /// @return nothing when there is no such block
     [[nodiscard]] static std::optional<NamedMemory> open(std::string_view name);
@@ -29,7 +32,7 @@ public:
     ~NamedMemory();
 
     [[nodiscard]] std::span<std::byte> bytes() const noexcept { return bytes_; }
-    /// True while a program that made the block, or took it over, has it open.
+    /// True while anybody owns the block.
     [[nodiscard]] bool ownerLives() const;
     /// True when the name does not lead here any more.
     [[nodiscard]] bool superseded() const;

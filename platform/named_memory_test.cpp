@@ -4,7 +4,6 @@
 #include "platform/workers.h"
 
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <atomic>
@@ -64,7 +63,8 @@ TEST(NamedMemory, LeadsSeveralUsersToTheSameBytesUntilTheLastLeaves) {
     }
     EXPECT_FALSE(NamedMemory::open(name));
     EXPECT_FALSE(NamedMemory::create("", 10));
-    EXPECT_TRUE(NamedMemory::create(ownName(std::string(400, 'x').c_str()), 10)) << "long names are names, too";
+    EXPECT_TRUE(NamedMemory::create(ownName(std::string(400, 'x').c_str()), 10))
+        << "long names are names, too";
 }
 
 TEST(NamedMemory, WhatADeadProgramLeftIsReplaced) {
@@ -107,7 +107,8 @@ TEST(NamedSemaphore, OneHolderAtATimeAndACountOfAtMostOne) {
     one->release();
     one->release();
     EXPECT_EQ(two->acquire(nullptr), Wait::Acquired);
-    EXPECT_EQ(one->acquire(nullptr, milliseconds(1)), Wait::TimedOut) << "released twice, it still lets in one";
+    EXPECT_EQ(one->acquire(nullptr, milliseconds(1)), Wait::TimedOut)
+        << "released twice, it still lets in one";
     EXPECT_TRUE(two->remove());
     EXPECT_EQ(one->acquire(nullptr), Wait::Removed);
     EXPECT_FALSE(one->remove());
@@ -115,7 +116,8 @@ TEST(NamedSemaphore, OneHolderAtATimeAndACountOfAtMostOne) {
 }
 
 TEST(NamedSemaphore, AReleaseWakesWhoeverWaitsForIt) {
-    std::optional<NamedSemaphore> semaphore = NamedSemaphore::create(ownName("wake"), NamedSemaphore::Count::Taken);
+    std::optional<NamedSemaphore> semaphore =
+        NamedSemaphore::create(ownName("wake"), NamedSemaphore::Count::Taken);
     ASSERT_TRUE(semaphore);
     const std::uint32_t seen = semaphore->releases();
     std::thread other([&] {

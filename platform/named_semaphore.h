@@ -40,8 +40,8 @@ public:
         TimedOut,
         Removed,  ///< somebody took the semaphore away; the name may lead to another by now
     };
-    /// Waits until nobody holds the semaphore, and holds it. Whether the holder lives, and the flag, are looked
-    /// at ten times a second.
+    /// Waits until nobody holds the semaphore, and holds it. Whether the holder lives, and the flag, are
+    /// looked at ten times a second.
     [[nodiscard]] Wait acquire(CancelFlag requested, std::optional<std::chrono::milliseconds> longest = {});
     /// Lets the next one in. Nothing happens when nobody holds the semaphore, as its count is at most 1.
     void release();
@@ -49,8 +49,8 @@ public:
     /// @return false then
     bool remove();
 
-    /// Counts the releases. Whoever waits for another program to act looks at the count, looks whether that has
-    /// acted, and waits for the count to change.
+    /// Counts the releases. Whoever waits for another program to act looks at the count, looks whether that
+    /// has acted, and waits for the count to change.
     [[nodiscard]] std::uint32_t releases() const noexcept;
     /// Waits until there was a release after `seen` was looked up, at most that long.
     void waitForRelease(std::uint32_t seen, std::chrono::milliseconds longest) const;
@@ -61,7 +61,8 @@ private:
         std::int32_t process = 0;
         std::uint32_t started = 0;
     };
-    NamedSemaphore(std::string object, Shared* shared) noexcept : object_(std::move(object)), shared_(shared) {}
+    NamedSemaphore(std::string object, Shared* shared) noexcept
+        : object_(std::move(object)), shared_(shared) {}
     [[nodiscard]] static std::optional<NamedSemaphore> map(std::string object, int descriptor);
     static void clearName(const std::string& object);
     [[nodiscard]] std::uint64_t self();

@@ -1,6 +1,6 @@
-// The system forgets a program's locks when it ends, however that happens. So who owns a block, and who has it
-// open, is told by locks on its object: of byte 0 by the owner, of byte 1 by everybody who has it open. Whoever
-// takes the name away locks byte 2 meanwhile. What a lock covers need not exist.
+// The system forgets a program's locks when it ends, however that happens. So who owns a block, and who has
+// it open, is told by locks on its object: of byte 0 by the owners, of byte 1 by everybody who has it open.
+// Whoever takes the name away locks byte 2 meanwhile. What a lock covers need not exist.
 #include "platform/named_memory.h"
 
 #include "platform/posix/named_objects.h"
@@ -41,13 +41,16 @@ std::optional<NamedMemory> NamedMemory::create(std::string_view name, std::size_
             continue;
         }
         // Until this lock, another may take the block for one whose owner is gone, and be its owner's heir.
-        if (!lockObject(file.get(), Lock::Alone, kOwnerByte) || !lockSoon(file.get(), Lock::Shared, kUserByte)) continue;
+        if (!lockObject(file.get(), Lock::Alone, kOwnerByte) ||
+            !lockSoon(file.get(), Lock::Shared, kUserByte))
+            continue;
         if (!objectNamed(file.get())) continue;
         void* memory = reserveObject(file.get(), size) ? mapObject(file.get(), size) : MAP_FAILED;
         if (memory == MAP_FAILED) {
             takeNameAway(file.get(), object);
             return std::nullopt;
         }
+        lockObject(file.get(), Lock::Shared, kOwnerByte);  // from now on others may join
         return NamedMemory(std::move(object), file.release(), {static_cast<std::byte*>(memory), size}, true);
     }
     return std::nullopt;
@@ -66,6 +69,15 @@ std::optional<NamedMemory> NamedMemory::open(std::string_view name) {
         return NamedMemory(std::move(object), file.release(), {static_cast<std::byte*>(memory), size}, false);
     }
     return std::nullopt;
+}
+
+std::optional<NamedMemory> NamedMemory::join(std::string_view name) {
+    std::optional<NamedMemory> block = open(name);
+    if (!block || !block->ownerLives()) return std::nullopt;
+    // Who made it may be at that still.
+    block->owner_ = lockSoon(block->descriptor_, Lock::Shared, kOwnerByte);
+    if (!block->owner_ || block->superseded()) return std::nullopt;
+    return block;
 }
 
 NamedMemory::NamedMemory(std::string object, int descriptor, std::span<std::byte> bytes, bool owner) noexcept

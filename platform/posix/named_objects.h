@@ -1,12 +1,12 @@
 // What the named objects of this system have in common; for its own files only.
 #pragma once
 
+#include <sys/mman.h>
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
-
-#include <sys/mman.h>
-#include <sys/types.h>
 
 namespace kestrel::platform {
 
@@ -41,8 +41,8 @@ private:
 [[nodiscard]] std::size_t objectSize(int descriptor);
 /// True while the object has its name.
 [[nodiscard]] bool objectNamed(int descriptor);
-/// The system forgets a program's locks when it ends, however that happens. They belong to the open descriptor and
-/// its copies; what they cover need not exist.
+/// The system forgets a program's locks when it ends, however that happens. They belong to the open
+/// descriptor and its copies; what they cover need not exist.
 enum class Lock { None, Shared, Alone };
 bool lockObject(int descriptor, Lock lock, off_t byte) noexcept;
 /// The same for locks that others hold only for a moment.
@@ -52,8 +52,8 @@ bool lockSoon(int descriptor, Lock lock, off_t byte);
 
 /// Who takes an object's name away holds the lock of this byte.
 inline constexpr off_t kNameByte = 2;
-/// Takes an object's name away. An object has one name, and nobody takes it without the lock: so as long as the
-/// object has a name, it is this one.
+/// Takes an object's name away. An object has one name, and nobody takes it without the lock: so as long as
+/// the object has a name, it is this one.
 void takeNameAway(int descriptor, const std::string& object);
 
 /// How often to try where others make and remove objects of the same name.

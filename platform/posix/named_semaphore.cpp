@@ -21,9 +21,9 @@ namespace kestrel::platform {
 
 /// Zeros are a free semaphore.
 struct NamedSemaphore::Shared {
-    std::atomic<std::uint64_t> holder;     ///< kFree, kRemoved, or number and start of the program
-    std::atomic<std::uint32_t> releases;   ///< what waiting programs sleep on
-    std::atomic<std::uint32_t> waiting;    ///< how many do; too high when one was killed, which costs a call
+    std::atomic<std::uint64_t> holder;    ///< kFree, kRemoved, or number and start of the program
+    std::atomic<std::uint32_t> releases;  ///< what waiting programs sleep on
+    std::atomic<std::uint32_t> waiting;   ///< how many do; too high when one was killed, which costs a call
 };
 
 namespace {
@@ -63,8 +63,8 @@ ProcessStatus statusOf(std::int32_t process) {
     const std::size_t size = std::fread(text.data(), 1, text.size() - 1, file);
     std::fclose(file);
     text[size] = '\0';
-    // The program's name stands in parentheses and may hold anything. Behind it: the state is the first word, the
-    // start the 20th.
+    // The program's name stands in parentheses and may hold anything. Behind it: the state is the first word,
+    // the start the 20th.
     const char* at = std::strrchr(text.data(), ')');
     if (at == nullptr || at[1] == '\0') return {};
     ProcessStatus status{true, at[2], 0};
@@ -77,8 +77,8 @@ std::uint64_t holderWord(std::int32_t process, std::uint32_t started) noexcept {
     return std::uint64_t{static_cast<std::uint32_t>(process)} << 32U | started;
 }
 
-/// A program that ended but was not waited for yet counts as gone, and so does one whose number another has by
-/// now.
+/// A program that ended but was not waited for yet counts as gone, and so does one whose number another has
+/// by now.
 bool isGone(std::uint64_t holder) {
     const auto process = static_cast<std::int32_t>(holder >> 32U);
     if (process <= 0) return true;
@@ -99,7 +99,8 @@ std::optional<NamedSemaphore> NamedSemaphore::map(std::string object, int descri
 }
 
 void NamedSemaphore::clearName(const std::string& object) {
-    // Whoever removed the semaphore may have died before its name was gone; and by now the name may be another's.
+    // Whoever removed the semaphore may have died before its name was gone; and by now the name may be
+    // another's.
     const ObjectFile file(openObject(object));
     if (!file || objectSize(file.get()) < sizeof(Shared)) return;
     void* memory = mapObject(file.get(), sizeof(Shared));
@@ -204,7 +205,8 @@ NamedSemaphore::Wait NamedSemaphore::acquire(CancelFlag requested,
 
 void NamedSemaphore::release() {
     std::uint64_t holder = shared_->holder;
-    if (holder == kFree || holder == kRemoved || !shared_->holder.compare_exchange_strong(holder, kFree)) return;
+    if (holder == kFree || holder == kRemoved || !shared_->holder.compare_exchange_strong(holder, kFree))
+        return;
     ++shared_->releases;
     if (shared_->waiting != 0) wakeAll(shared_->releases);
 }
