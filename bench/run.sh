@@ -19,3 +19,5 @@ cmake --build "$build" --target kestrel kestrel_pt kestrel_bench >&2
 python3 bench/table.py "$build/bin"
 echo
 python3 bench/builtins.py "$build/bin"
+echo
+python3 bench/queues.py "$build/bin"

@@ -18,6 +18,7 @@ bool checkFile(const std::string& file, const Invocation& invocation) {
     CompileOptions options;
     CompileInfo info;
     options.reportEndless = true;
+    options.declareOnly = true;
     options.info = &info;
     const bool good = session.compile(file, options) && session.check();
     for (const SourcePos& pos : info.nestedConditionals) {

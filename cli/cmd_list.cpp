@@ -23,6 +23,7 @@ int list(const ListOptions& options, const Invocation& invocation) {
     ScriptSession session(printer);
     CompileOptions compileOptions;
     compileOptions.reportEndless = true;
+    compileOptions.declareOnly = true;
     bool good = session.compile(options.file, compileOptions);
     const bool nothing = good && session.context().program->code.head == nullptr;
     if (nothing) good = session.check();  // what is missing says more than an empty listing

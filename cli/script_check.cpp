@@ -36,6 +36,7 @@ ScriptCheck precheck(const std::string& nativePath, const std::vector<std::strin
     CompileInfo info;
     CompileOptions options;
     options.reportEndless = true;
+    options.declareOnly = true;
     options.info = &info;
     static_cast<void>(session.compile(nativePath, options));
     check.safe_ = !info.endless;

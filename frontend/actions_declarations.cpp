@@ -117,7 +117,8 @@ void Compiler::endQueueItem(const SourcePos& where) {
 }
 
 void Compiler::endQueue(Variable* name, const SourcePos& where) {
-    if (options_.native != nullptr && options_.native->createQueue(ctx_, name->name, queueVariables_)) return;
+    ScriptQueues* queues = ctx_.scriptQueues();
+    if (queues != nullptr && queues->declare(name->name, queueVariables_, options_.declareOnly)) return;
     report(where, MessageId::QueueNotCreated, name->name);
 }
 

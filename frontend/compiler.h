@@ -24,7 +24,9 @@ struct CompileOptions {
     /// is read for ever, by design. With this option the compile ends instead with a plain error at the place
     /// where that begins: what the command line uses.
     bool reportEndless = false;
-    NativeServices* native = nullptr;  ///< agent classes, queues, compiled libraries; may be null
+    /// Declared queues are not made, so that nobody else notices: for a script that will not run.
+    bool declareOnly = false;
+    NativeServices* native = nullptr;  ///< agent classes, compiled libraries; may be null
     CompileInfo* info = nullptr;       ///< may be null
 };
 

@@ -21,15 +21,41 @@ public:
         for (CodeNode* n = code.head; n != nullptr; n = n->next)
             if ((n->flags & kNodeUnresolved) != 0 && n->operand.variable->name == exported) n->flags = 0;
     }
-    bool createQueue(EngineContext&, std::string_view, std::span<Variable* const> variables) override {
-        for (const Variable* v : variables)
-            slots += std::string(v->name) + ':' + std::to_string(v->number) + ' ';
-        return true;
-    }
     std::vector<std::string> classes;
     std::vector<std::string> libraries;
     std::string exported;
+};
+
+/// Notes what is declared.
+class FakeQueues final : public QueueService {
+public:
+    std::unique_ptr<ScriptQueues> forScript(EngineContext&) override {
+        return std::make_unique<Script>(slots);
+    }
     std::string slots;
+
+private:
+    class Script final : public ScriptQueues {
+    public:
+        explicit Script(std::string& slots) : slots_(slots) {}
+        bool declare(std::string_view queue, std::span<Variable* const> variables, bool pretend) override {
+            slots_ += std::string(queue) + (pretend ? "? " : " ");
+            for (const Variable* v : variables)
+                slots_ += std::string(v->name) + ':' + std::to_string(v->number) + ' ';
+            return true;
+        }
+        QueueVariableId refer(std::string_view, std::string_view) override { return 0; }
+        [[nodiscard]] std::int64_t elements(QueueVariableId) const override { return -1; }
+        [[nodiscard]] const char* name(QueueVariableId) const override { return ""; }
+        ValueCell read(QueueVariableId, std::int64_t) override { return ValueCell::ofNil(); }
+        void write(QueueVariableId, std::int64_t, const ValueCell&) override {}
+        bool writeIfStill(QueueVariableId, std::int64_t, const ValueCell&, const ValueCell&) override {
+            return true;
+        }
+
+    private:
+        std::string& slots_;
+    };
 };
 
 using DeclarationTest = CompileTest;
@@ -111,13 +137,15 @@ TEST_F(DeclarationTest, NativeDeclarationsNeedTheirServices) {
 
 TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
     FakeNative native;
+    FakeQueues queues;
     options_.native = &native;
+    ctx_.services.queues = &queues;
     native.exported = "outside";
     EXPECT_EQ(compile("library \"x.dll\";\nexpose a, b[3] as Q;\nuse \"ball\" as class Ball;\n"
                       "use \"toy\" as class Toy build on Ball;\nmain { Ball(); outside(); }\n"),
               0)
         << messages();
-    EXPECT_EQ(native.slots, "a:0.000000 b:3.000000 ");
+    EXPECT_EQ(queues.slots, "Q a:0.000000 b:3.000000 ");
     EXPECT_EQ(native.libraries, std::vector<std::string>{"x.dll"});
     EXPECT_EQ(code().substr(0, 9), "FUNC main") << "exposed items have no code";
 
@@ -141,6 +169,8 @@ TEST_F(DeclarationTest, NativeDeclarationsUseTheirServices) {
     EXPECT_EQ(collector_.places.at(0).column, 3);
     EXPECT_EQ(compile("declare record Ball { a; }\n"), 0)
         << "the class check is the wrong way round, as designed";
+    ctx_.reset();
+    ctx_.services.queues = nullptr;
 }
 
 TEST_F(DeclarationTest, OnlyCalledLibraryProceduresAreLinked) {

@@ -1,14 +1,13 @@
-// What declarations of native things (agent classes, queues, compiled libraries) need from the layers above.
+// What declarations of native things (agent classes, compiled libraries) need from the layers above.
 #pragma once
 
 #include "engine/context/context.h"
 
-#include <span>
 #include <string_view>
 
 namespace kestrel {
 
-/// Handed to compileScript. Without one no class or compiled library can be loaded and no queue be made.
+/// Handed to compileScript. Without one no class or compiled library can be loaded.
 class NativeServices {
 public:
     virtual ~NativeServices() = default;
@@ -26,10 +25,6 @@ public:
     /// Binds those calls that still carry kNodeUnresolved to functions that a compiled library exports:
     /// clears the node's flags and sets the callee's nativeEntry. Reports its own failures.
     virtual void bindLibrary(EngineContext& ctx, std::string_view library, LinkedList<CodeNode>& code) = 0;
-    /// Creates a queue with one slot per variable; an array variable's `number` is its size.
-    /// @return false when it cannot be created
-    virtual bool createQueue(EngineContext& ctx, std::string_view name,
-                             std::span<Variable* const> variables) = 0;
 };
 
 }  // namespace kestrel

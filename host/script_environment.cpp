@@ -20,6 +20,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.watch = watch_;
     services.store = &store;
     services.process = &process;
+    services.queues = &queues;
     services.host = &host;
     return services;
 }

@@ -12,6 +12,7 @@
 #include "host/requester.h"
 #include "host/scene_services.h"
 #include "host/shader_context.h"
+#include "ipc/queues.h"
 #include "platform/registry.h"
 
 #include <cstdint>
@@ -46,6 +47,7 @@ public:
     PersistentStore store{registry};
     LibraryPath libraryPath;
     ProcessState process;
+    Queues queues;
     Requester requester{findPanels};
 
 private:

@@ -70,7 +70,8 @@ struct SharedBlockHeader {
     std::int32_t zero;
 };
 
-// Counted from the block's start, the fields of record k stand at 280*k + 8 (state), + 12, ... + 32 (payload).
+// Counted from the block's start, the fields of record k stand at 280*k + 8 (state), + 12, ... + 32
+// (payload).
 inline constexpr std::size_t kSharedRecordSize = 280;
 static_assert(sizeof(SharedBlockHeader) == 8);
 static_assert(sizeof(SharedRecord) == kSharedRecordSize);

@@ -17,7 +17,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
-FOLDERS = ("platform", "engine", "frontend", "builtins", "ipc", "host", "reference", "preview", "cli")  # from the ground up
+FOLDERS = (  # from the ground up
+    "platform", "engine", "frontend", "builtins", "ipc", "host", "reference", "preview", "cli")
 DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
@@ -164,7 +165,7 @@ def faults(includes, links, rooms):
 # ---- the picture ----
 
 LINE, CORNER, GAP, LANE = "#7d858c", 7, 46, 16
-COLORS = {"platform": "#d8cdb8", "engine": "#bcd3e8", "frontend": "#c6dfc0", "builtins": "#f0d9b0",
+COLORS = {"platform": "#d8cdb8", "engine": "#bcd3e8", "frontend": "#c6dfc0", "builtins": "#f0d9b0", "ipc": "#dfe3c8",
           "host": "#e6c3bb", "reference": "#e9dfc4", "preview": "#d7c8e6", "cli": "#cfd4d8"}
 
 
@@ -207,7 +208,8 @@ def layout(rooms):
     y = host.bottom + GAP
     built = Box(left + 190, y, main - left - 190, header + 3 * row + 2 * 28 + 14)
     boxes["builtins"] = built
-    boxes["frontend"] = Box(left, y, 160, built.h)
+    boxes["frontend"] = Box(left, y, 160, 100)
+    boxes["ipc"] = Box(left, y + 122, 160, built.h - 122)
     stacked = rooms["engine"]
     boxes["engine"] = engine = Box(left, built.bottom + GAP, main - left, header + len(stacked) * (row + 16))
     boxes["preview"] = Box(main + 60, reference.y, width - main - 60, engine.bottom - reference.y)

@@ -18,7 +18,13 @@ void EngineContext::pushText(std::string_view text) {
     if (const char* copy = pool.strdup(text)) stack.push(ValueCell::ofTemp(copy));
 }
 
+ScriptQueues* EngineContext::scriptQueues() {
+    if (queues == nullptr && services.queues != nullptr) queues = services.queues->forScript(*this);
+    return queues.get();
+}
+
 void EngineContext::reset() {
+    queues.reset();
     stack.forgetTo(0);  // the pool takes the texts with it
     resources.clear();
     arrays.clear();

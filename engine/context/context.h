@@ -1,6 +1,7 @@
 // All state of one script: program, stack, pool, counters, options. Nothing of the engine is global.
 #pragma once
 
+#include "engine/context/script_queues.h"
 #include "engine/program/program.h"
 #include "engine/report/reporter.h"
 #include "engine/values/eval_stack.h"
@@ -76,6 +77,7 @@ struct EngineServices {
     RunWatch* watch = nullptr;               ///< null: runs are never ended from outside
     PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
     ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
+    QueueService* queues = nullptr;          ///< null: there are no queues
     void* host = nullptr;  ///< what host-side built-ins find again; the engine never looks at it
 };
 
@@ -145,7 +147,8 @@ public:
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
     std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds
     std::vector<std::unique_ptr<ScriptResource>>
-        resources;  ///< let go before the pool, in which they keep texts
+        resources;                         ///< let go before the pool, in which they keep texts
+    std::unique_ptr<ScriptQueues> queues;  ///< null until it is asked for
 
     /// Reports a message about the line being run. One that aborts sets the abort flag first.
     template <class... Args>
@@ -179,6 +182,9 @@ public:
     [[nodiscard]] bool endRequested() const noexcept {
         return services.watch != nullptr && services.watch->requested != 0;
     }
+
+    /// The script's queues; null where there are none.
+    [[nodiscard]] ScriptQueues* scriptQueues();
 
     /// Pushes a text made by the engine: a pool copy owned by the cell. Nothing is pushed when memory is
     /// exhausted.

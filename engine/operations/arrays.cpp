@@ -4,6 +4,7 @@
 #include "engine/operations/array_file.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
+#include "engine/operations/slots.h"
 #include "engine/program/node_modes.h"
 
 #include <algorithm>
@@ -299,15 +300,20 @@ const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
         case kReference:
             ctx.stack.push(ValueCell::ofNode(Array, node));
             return node;
+        case kSlotRead:
+            readSlotElement(ctx, *node);
+            return node;
         case kMemberRead:
             readMember(ctx, *node, true);
             return node->next;
         case kMemberReference:
             ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
             return node;
-        default:
+        default: {
+            const FreshVariable fresh(ctx, *node->variable);
             indexValue(ctx, *node->variable);
             return node;
+        }
     }
 }
 

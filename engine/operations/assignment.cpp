@@ -3,6 +3,7 @@
 #include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/members.h"
+#include "engine/operations/slots.h"
 #include "engine/values/record_instance.h"
 
 #include <algorithm>
@@ -249,8 +250,18 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
         case VarRef:
             assignVariable(ctx, targetVariable(*target.payload.node), value);
             return;
-        case Array:
-            storeElement(ctx, elementTarget(ctx, *target.payload.node, reference), value);
+        case Array: {
+            const CodeNode& node = *target.payload.node;
+            if (node.slot != 0) {
+                assignSlotElement(ctx, node, reference, value);
+                return;
+            }
+            const FreshVariable fresh(ctx, targetVariable(node));
+            storeElement(ctx, elementTarget(ctx, node, reference), value);
+            return;
+        }
+        case IpcSlotRef:
+            assignSlot(ctx, *target.payload.node, value);
             return;
         case RecordMemberRef:
             if (position > 0 && !isStorable(value.type)) {
@@ -328,8 +339,14 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
     }
     const ValueCell target = ctx.stack.at(reference);
     const int start = referenceStart(ctx, reference);
+    const bool named = target.type == IpcSlotRef || (target.type == Array && target.payload.node->slot != 0);
     if (target.type == BlockMark) {
         distributeToBlock(ctx, start, reference, values);
+    } else if (named && (target.type == IpcSlotRef || !isList) &&
+               distributeToSlots(ctx, *target.payload.node, values.first, values.count)) {
+        // done
+    } else if (named) {
+        illegalType(ctx);
     } else if (target.type == VarRef || (target.type == Array && !isList)) {
         // Several returned values fill the array that the reference names, also where it names an element.
         Variable& variable = targetVariable(*target.payload.node);

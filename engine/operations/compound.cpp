@@ -3,6 +3,7 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/slots.h"
 
 #include <cmath>
 
@@ -96,6 +97,10 @@ void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variabl
 void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode,
                     const ValueCell& value) {
     const Variable& variable = targetVariable(indexNode);
+    if (indexNode.slot != 0) {
+        combineSlotElement(ctx, indexNode, node.op, value);
+        return;
+    }
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
         ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
@@ -121,6 +126,9 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
             return;
         case Array:
             combineElement(ctx, node, *target.payload.node, value);
+            return;
+        case IpcSlotRef:
+            combineSlot(ctx, *target.payload.node, node.op, value);
             return;
         case MemberRef:
         case IndexedMemberRef:

@@ -1,6 +1,7 @@
 #include "engine/operations/increment.h"
 
 #include "engine/operations/arrays.h"
+#include "engine/operations/slots.h"
 
 namespace kestrel {
 
@@ -36,6 +37,10 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
 
 void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op) {
     Variable& variable = targetVariable(naming);
+    if (naming.slot != 0) {
+        incrementSlotElement(ctx, naming, op);
+        return;
+    }
     ArrayRecord* array = variable.array();
     if (array == nullptr) {
         ctx.report(MessageId::UndeclaredArray, variable.name);
@@ -51,15 +56,19 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
     }
 }
 
-bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot) {
-    const double step = incrementStep(op);
-    const ValueCell old = slot;
-    if (slot.isNumeric())
-        slot.payload.number += step;
-    else if (slot.type == Vector)
-        addStep(slot.payload.vec, step);
+bool countUp(ValueCell& value, double step) noexcept {
+    if (value.isNumeric())
+        value.payload.number += step;
+    else if (value.type == Vector)
+        addStep(value.payload.vec, step);
     else
         return false;
+    return true;
+}
+
+bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot) {
+    const ValueCell old = slot;
+    if (!countUp(slot, incrementStep(op))) return false;
     ctx.stack.push(isPostfix(op) ? old : slot);
     return true;
 }

@@ -10,6 +10,9 @@ namespace kestrel {
 void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
 /// The same for the element that the index list on top of the stack names; drops the list.
 void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
+/// Changes a number, or the parts of a vector, by `step`.
+/// @return false for other kinds; nothing has happened then
+bool countUp(ValueCell& value, double step) noexcept;
 /// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what
 /// the operator leaves.
 /// @return false for other kinds; nothing has happened then

@@ -2,6 +2,7 @@
 
 #include "engine/context/kind_table.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/slots.h"
 
 #include <cstdint>
 
@@ -59,6 +60,7 @@ MemberAccess accessOf(const CodeNode& memberNode, Variable& object) noexcept {
 void readMember(EngineContext& ctx, const CodeNode& memberNode, bool indexed) {
     MemberAccess access = accessOf(memberNode, targetVariable(objectNode(memberNode)));
     if (indexed && !takeMemberIndex(ctx, access.index)) return;
+    const FreshVariable fresh(ctx, *access.object);
     ctx.kinds().of(access.object->type).readMember(ctx, access);
 }
 
@@ -76,10 +78,12 @@ void writeMemberOnTop(EngineContext& ctx, const ValueCell& value, int op) {
     ctx.stack.forgetTo(ctx.stack.size() - 1);  // a reference owns nothing
     MemberAccess access = accessOf(memberNode, targetVariable(objectNode(memberNode)));
     if (indexed && !takeMemberIndex(ctx, access.index)) return;
+    const FreshVariable fresh(ctx, *access.object);
     ctx.kinds().of(access.object->type).writeMember(ctx, access, value, op);
 }
 
 void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
+    const FreshVariable fresh(ctx, object);
     ctx.kinds().of(object.type).callMethod(ctx, object, call);
 }
 

@@ -13,9 +13,9 @@ enum NodeMode : std::uint8_t {
     kMemberReference,  ///< object.member as a target
     kRecordRead,       ///< record->member: read it now
     kRecordReference,  ///< record->member as a target
-    kSlotRead,         ///< queue$slot
-    kSlotReference,
-    kDeclare,  ///< OP_INDEX of a declaration
+    kSlotRead,         ///< a variable, or an element, in a queue: read it now
+    kSlotReference,    ///< a variable in a queue as a target (for an element that is kReference)
+    kDeclare,          ///< OP_INDEX of a declaration
 };
 
 /// OP_NEG and OP_NOT: the statement forms `-x;` and `!x;` that change the variable in place.

@@ -36,7 +36,7 @@ struct Variable {
     double number = 0.0;
     void* object = nullptr;  ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
     VectorValue vec;
-    std::int32_t queue = 0;  ///< non-zero: bound to a shared-memory queue slot
+    std::int32_t queue = 0;  ///< the queue's variable that it is bound to (ScriptQueues); 0: none
     std::uint8_t flags = 0;
     std::int32_t declared = 1;        ///< 0: first met by use in strict mode
     FunctionRecord* owner = nullptr;  ///< null for globals
@@ -129,6 +129,7 @@ struct CodeNode {
     CodeNode* successor =
         nullptr;               ///< link: the next instruction that does something (markers are passed over)
     std::uint8_t mode = 0;     ///< link: how the instructions that follow make this one behave (node_modes.h)
+    std::int32_t slot = 0;     ///< link: the queue's variable that it names (ScriptQueues); 0: none
     CodeNode* link = nullptr;  ///< link: jump target or loop top
     CodeNode* body = nullptr;  ///< link: OP_FORTEST's OP_FORBODY
     Variable* variable = nullptr;                 ///< link: operand variable with "::" resolved

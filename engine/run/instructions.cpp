@@ -7,6 +7,7 @@
 #include "engine/operations/increment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/slots.h"
 #include "engine/program/node_modes.h"
 
 namespace kestrel {
@@ -85,8 +86,10 @@ const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
             ctx.stack.pushNode(RecordMemberRef, node);
             return node;
         case kSlotRead:
+            readSlot(ctx, *node);
+            return node;
         case kSlotReference:
-            ctx.report(MessageId::UnknownQueue, node->variable->ownerName(), node->variable->name);
+            ctx.stack.pushNode(IpcSlotRef, node);
             return node;
         default:
             loadVariable(ctx, *node->variable);
@@ -105,6 +108,10 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
         case Array:
             ctx.stack.drop(1);
             incrementElement(ctx, *reference.payload.node, node.op);
+            return;
+        case IpcSlotRef:
+            ctx.stack.drop(1);
+            incrementSlot(ctx, *reference.payload.node, node.op);
             return;
         case MemberRef:
         case IndexedMemberRef:
@@ -126,6 +133,7 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
     if (node.mode == kStatementForm && ctx.stack.size() == 1) {
         Variable& variable = targetVariable(*node.prev);
         ctx.stack.drop(1);
+        const FreshVariable fresh(ctx, variable);
         if (variable.type == String || variable.type == TempString) {
             ctx.report(MessageId::TextNegated, variable.name);
             return;
@@ -158,6 +166,7 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
     if (node.mode == kStatementForm) {
         Variable& variable = targetVariable(*node.prev);
         ctx.stack.drop(1);
+        const FreshVariable fresh(ctx, variable);
         if (variable.type != Integer && variable.type != Number) {
             ctx.report(MessageId::NoNumberInverted, variable.name);
             return;

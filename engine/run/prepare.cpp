@@ -2,6 +2,7 @@
 
 #include "engine/context/builtin.h"
 #include "engine/context/kind_table.h"
+#include "engine/context/script_queues.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
@@ -192,6 +193,24 @@ private:
         return inBlock_ && indexDepth_ == 0;
     }
 
+    /// queue$name, and what the script itself has exposed.
+    bool linkSlot(CodeNode& node, NodeMode reference) const {
+        if (ctx_.scriptQueues() == nullptr) return false;
+        const Variable& variable = *node.variable;
+        if (linkMember(node, OP_IPCREF, kSlotRead, reference)) {
+            const CodeNode* queue = isPostfix(node.next->op) ? node.next->next : node.next;
+            node.slot = ctx_.queues->refer(queue->operand.variable->name, variable.name);
+            return true;
+        }
+        // The index of an exposed plain variable means a character of its text.
+        if (variable.queue == 0 || (node.op == OP_INDEX && ctx_.queues->elements(variable.queue) == 0))
+            return false;
+        node.mode =
+            opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember() ? reference : kSlotRead;
+        node.slot = variable.queue;
+        return true;
+    }
+
     void linkVariable(CodeNode& node) {
         node.variable = node.operand.variable;
         if ((node.flags & kNodeGlobalRef) != 0) {
@@ -199,7 +218,7 @@ private:
         }
         if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) return;
         if (linkMember(node, OP_RECORD, kRecordRead, kRecordReference)) return;
-        if (linkMember(node, OP_IPCREF, kSlotRead, kSlotReference)) return;
+        if (linkSlot(node, kSlotReference)) return;
         if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) node.mode = kReference;
     }
 
@@ -211,6 +230,8 @@ private:
         if (opIs(node.next, OP_ENDDECL)) {
             node.mode = kDeclare;
         } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) {
+            return;
+        } else if (linkSlot(node, kReference)) {
             return;
         } else if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) {
             node.mode = kReference;
