@@ -1,4 +1,5 @@
-// One queue: a block of shared memory with a slot for each variable and, behind them, entries with their values.
+// One queue: a block of shared memory with a slot for each variable and, behind them, entries with their
+// values.
 #pragma once
 
 #include "ipc/shared_record.h"
@@ -29,14 +30,14 @@ inline constexpr std::size_t kMostQueueSlots = 4096;
 
 /// A queue as one program sees it.
 ///
-/// Record k is 280*k bytes behind the header. Variable slots (state 100) come first, in order of declaration; an
-/// entry (state 200) holds the value of the slot that its `owner` names, whose `next` names the entry. Free
-/// records have the state -1. An entry is taken by setting its `owner`, so that two programs that write different
-/// variables at once never take the same.
+/// Record k is 280*k bytes behind the header. Variable slots (state 100) come first, in order of declaration;
+/// an entry (state 200) holds the value of the slot that its `owner` names, whose `next` names the entry.
+/// Free records have the state -1. An entry is taken by setting its `owner`, so that two programs that write
+/// different variables at once never take the same.
 class QueueBlock {
 public:
-    /// Makes a queue, or joins one of that name whose slots are the same in the same order. One whose owners are
-    /// gone is replaced.
+    /// Makes a queue, or joins one of that name whose slots are the same in the same order. One whose owners
+    /// are gone is replaced.
     /// @return null when it cannot be made or joined
     [[nodiscard]] static std::unique_ptr<QueueBlock> create(std::string_view queue,
                                                             std::span<const std::string> slots);
@@ -52,10 +53,12 @@ public:
     /// True when another queue has taken the name.
     [[nodiscard]] bool superseded() const { return memory_.superseded(); }
 
-    /// Keeps all programs but this one away from a slot. Whoever has it calls nothing that may come back here.
+    /// Keeps all programs but this one away from a slot. Whoever has it calls nothing that may come back
+    /// here.
     class Hold {
     public:
-        Hold(platform::NamedSemaphore& semaphore, bool recovered) : semaphore_(semaphore), recovered_(recovered) {}
+        Hold(platform::NamedSemaphore& semaphore, bool recovered)
+            : semaphore_(semaphore), recovered_(recovered) {}
         ~Hold() { semaphore_.release(); }
         Hold(const Hold&) = delete;
         Hold& operator=(const Hold&) = delete;
@@ -72,7 +75,8 @@ public:
 
     /// While it is held: the slot's value; null when it has none.
     [[nodiscard]] const SharedRecord* value(std::int32_t slot) const;
-    /// While it is held: gives the slot the kind and payload of a record. They are lost when no entry is free.
+    /// While it is held: gives the slot the kind and payload of a record. They are lost when no entry is
+    /// free.
     void replace(std::int32_t slot, const SharedRecord& value);
 
 private:

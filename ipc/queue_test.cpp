@@ -1,10 +1,8 @@
-#include "ipc/queues.h"
-
 #include "engine/test_support.h"
+#include "ipc/queues.h"
 #include "platform/workers.h"
 
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <array>
@@ -105,7 +103,8 @@ TEST_F(QueueTest, TheBytesAreAsOtherProgramsExpectThem) {
     EXPECT_TRUE(NamedSemaphore::open("KXL_" + a + "_SEM")) << "the test's own view of the block was the last";
     EXPECT_TRUE(NamedSemaphore::open("KXL_" + a + "_SEM")->remove());
     for (const char* element : {"1", "2"})
-        EXPECT_TRUE(NamedSemaphore::open(slotSemaphoreName(element + ("@@" + own("v") + "@@") + element))->remove());
+        EXPECT_TRUE(
+            NamedSemaphore::open(slotSemaphoreName(element + ("@@" + own("v") + "@@") + element))->remove());
 }
 
 TEST_F(QueueTest, EveryKindOfValueStaysUntilItIsReplaced) {
@@ -197,9 +196,11 @@ TEST_F(QueueTest, AProgramThatDiesInTheMiddleBlocksNobody) {
     EXPECT_EQ(takeMessages(), "");
     workers.kill();
     EXPECT_EQ(shown(*script.made, a), "1");
-    EXPECT_NE(takeMessages().find("a program ended in the middle of its access to " + own("a")), std::string::npos);
+    EXPECT_NE(takeMessages().find("a program ended in the middle of its access to " + own("a")),
+              std::string::npos);
     std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
-    EXPECT_EQ(sharedRecords(memory->bytes())[3].state == -1 || sharedRecords(memory->bytes())[3].owner == 1, true);
+    EXPECT_EQ(sharedRecords(memory->bytes())[3].state == -1 || sharedRecords(memory->bytes())[3].owner == 1,
+              true);
     ctx.services.watch = nullptr;
 }
 
@@ -241,16 +242,18 @@ TEST_F(QueueTest, AMillionAccessesOfFourProgramsLoseAndMixNothing) {
                                 for (int i = 0; i < kRounds; ++i) {
                                     ValueCell old = ValueCell::ofNil();
                                     do old = script.made->read(sum, 0);
-                                    while (!script.made->writeIfStill(sum, 0, old,
-                                                                      ValueCell::ofInteger(old.payload.number + 1)));
+                                    while (!script.made->writeIfStill(
+                                        sum, 0, old, ValueCell::ofInteger(old.payload.number + 1)));
                                     script.made->write(text, 0, ValueCell::ofText(own.c_str()));
                                     const ValueCell seen = script.made->read(text, 0);
                                     const std::string_view all = seen.isText() ? seen.payload.text : "";
-                                    if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos) return 1;
+                                    if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos)
+                                        return 1;
                                     ctx.stack.release(seen);
                                     for (int k = 0; k < 3; ++k) {
                                         script.made->write(mine, element, ValueCell::ofNumber(i + k));
-                                        if (script.made->read(mine, element).payload.number != i + k) return 2;
+                                        if (script.made->read(mine, element).payload.number != i + k)
+                                            return 2;
                                     }
                                 }
                                 return 0;

@@ -99,10 +99,13 @@ private:
         std::string name;
         std::int64_t elements = -1;
         std::shared_ptr<QueueBlock> block;  // null until it is found
-        std::vector<std::int32_t> slots;    // of the elements used so far, the plain variable first; -2: not looked up
+        std::vector<std::int32_t>
+            slots;  // of the elements used so far, the plain variable first; -2: not looked up
     };
 
-    [[nodiscard]] const Named& find(QueueVariableId id) const { return named_[static_cast<std::size_t>(id - 1)]; }
+    [[nodiscard]] const Named& find(QueueVariableId id) const {
+        return named_[static_cast<std::size_t>(id - 1)];
+    }
     QueueVariableId add(Named named);
     [[nodiscard]] std::int32_t slotOf(Named& named, std::int64_t element);
     template <class Work>

@@ -11,8 +11,8 @@
 
 namespace kestrel {
 
-/// The queues that scripts of this process name without having declared them: each is opened once. Those that they
-/// declare are their own.
+/// The queues that scripts of this process name without having declared them: each is opened once. Those that
+/// they declare are their own.
 class Queues final : public QueueService {
 public:
     [[nodiscard]] std::unique_ptr<ScriptQueues> forScript(EngineContext& ctx) override;

@@ -24,15 +24,15 @@ class ScriptQueues {
 public:
     virtual ~ScriptQueues() = default;
 
-    /// Makes a queue of these variables and binds them to it (Variable::queue). An array variable's `number` is
-    /// its size, and is 0 afterwards.
+    /// Makes a queue of these variables and binds them to it (Variable::queue). An array variable's `number`
+    /// is its size, and is 0 afterwards.
     /// @param pretend  binds only: nothing is made, and nobody else sees anything
     /// @return false when the queue cannot be made; nothing is bound then
     virtual bool declare(std::string_view queue, std::span<Variable* const> variables, bool pretend) = 0;
     /// A variable or array by its name, in a queue that need not exist (yet).
     [[nodiscard]] virtual QueueVariableId refer(std::string_view queue, std::string_view variable) = 0;
-    /// The number of elements of an array that this script has declared, 0 for a plain variable, -1 when it is
-    /// not declared here.
+    /// The number of elements of an array that this script has declared, 0 for a plain variable, -1 when it
+    /// is not declared here.
     [[nodiscard]] virtual std::int64_t elements(QueueVariableId id) const = 0;
     /// The variable's name.
     [[nodiscard]] virtual const char* name(QueueVariableId id) const = 0;
@@ -42,12 +42,12 @@ public:
     [[nodiscard]] virtual ValueCell read(QueueVariableId id, std::int64_t element) = 0;
     /// The value stays the caller's. Texts are cut at 255 characters, integers at 32 bits.
     virtual void write(QueueVariableId id, std::int64_t element, const ValueCell& value) = 0;
-    /// The same, unless another program has written a value since this one was read: so a change that depends on
-    /// the old value is tried again instead of undoing the other's.
+    /// The same, unless another program has written a value since this one was read: so a change that depends
+    /// on the old value is tried again instead of undoing the other's.
     /// @param expected  what read() gave
     /// @return false when the value is another by now; nothing is written then
-    [[nodiscard]] virtual bool writeIfStill(QueueVariableId id, std::int64_t element, const ValueCell& expected,
-                                            const ValueCell& value) = 0;
+    [[nodiscard]] virtual bool writeIfStill(QueueVariableId id, std::int64_t element,
+                                            const ValueCell& expected, const ValueCell& value) = 0;
 };
 
 /// Makes them.

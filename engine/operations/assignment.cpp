@@ -150,9 +150,8 @@ constexpr std::int64_t kEveryElement = -2;
 std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const ElementTarget& target) {
     const Variable& variable = target.variable;
     if (target.list.count == 1) {
-        const std::optional<std::int64_t> index = indexAt(ctx, variable, target.list, 0);
-        if (!index) return -1;
-        if (*index == -1) return kEveryElement;
+        const ValueCell& index = ctx.stack.at(target.list.end - 1);
+        if (index.isNumeric() && truncate(index.payload.number) == -1) return kEveryElement;
     }
     if (target.list.count != array.dimCount) {
         ctx.report(MessageId::DimensionCount, target.list.count, variable.name, array.dimCount);

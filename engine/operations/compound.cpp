@@ -44,15 +44,19 @@ void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const Val
     static_cast<void>(combineNumbers(ctx, op, variable.number, number, variable.number));
 }
 
-void combineVectorVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
-    ValueCell result;
-    if (!combine(ctx, op, ValueCell::ofVector(variable.vec), value, result)) return;
-    if (result.type == Vector) {
-        variable.vec = result.payload.vec;
-    } else {  // the dot product
-        variable.type = Number;
-        variable.number = result.payload.number;
+/// A vector stays one: "&=" and "^=" with another work on components, where `&` and `^` give the dot and the
+/// cross product. Meant.
+bool combineVector(EngineContext& ctx, int op, VectorValue& vec, const ValueCell& value) {
+    if (value.type == Vector && (op == OP_BITAND || op == OP_XOR)) {
+        const VectorValue& other = value.payload.vec;
+        return combineNumbers(ctx, op, vec.x, other.x, vec.x) &&
+               combineNumbers(ctx, op, vec.y, other.y, vec.y) &&
+               combineNumbers(ctx, op, vec.z, other.z, vec.z);
     }
+    ValueCell result;
+    if (!combine(ctx, op, ValueCell::ofVector(vec), value, result)) return false;
+    vec = result.payload.vec;
+    return true;
 }
 
 void combineTextVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
@@ -85,7 +89,7 @@ void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variabl
             combineTextVariable(ctx, op, variable, value);
             return;
         case Vector:
-            combineVectorVariable(ctx, op, variable, value);
+            static_cast<void>(combineVector(ctx, op, variable.vec, value));
             return;
         default:
             combineNumberOnly(ctx, op, variable, value);
@@ -172,12 +176,8 @@ bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& v
         case Number:
         case Integer:
             return combineNumberInto(ctx, plain, slot, value);
-        case Vector: {
-            ValueCell result;
-            if (!combine(ctx, plain, slot, value, result)) return false;
-            slot = result;
-            return true;
-        }
+        case Vector:
+            return combineVector(ctx, plain, slot.payload.vec, value);
         case String:
         case TempString: {
             ValueCell result;

@@ -189,7 +189,8 @@ void FreshVariable::refresh() {
 void FreshVariable::writeBack() {
     if (ctx_.queues == nullptr || ctx_.queues->elements(variable_.queue) != 0) return;
     const ValueCell after = variableCell(variable_);
-    const bool same = after.type == before_.type && std::memcmp(&after.payload, &before_.payload, sizeof after.payload) == 0;
+    const bool same = after.type == before_.type &&
+                      std::memcmp(&after.payload, &before_.payload, sizeof after.payload) == 0;
     if (same) return;
     if (fitsQueue(after.type))
         ctx_.queues->write(variable_.queue, 0, after);

@@ -5,8 +5,9 @@
 
 namespace kestrel {
 
-// Each takes the node that names the variable or element (CodeNode::slot). A variable that the script has exposed
-// takes an assigned value itself, too; what counts is the one in the queue. What a queue cannot hold is reported.
+// Each takes the node that names the variable or element (CodeNode::slot). A variable that the script has
+// exposed takes an assigned value itself, too; what counts is the one in the queue. What a queue cannot hold
+// is reported.
 
 /// Pushes the value of a variable in a queue.
 void readSlot(EngineContext& ctx, const CodeNode& node);
