@@ -44,6 +44,18 @@ std::string readSetting(PersistentStore& store, Settings settings, std::string_v
 }
 
 void LibraryPath::load() {
+    outdated_ = true;
+    // What was never set is stored as such, whether a script looks for something or not.
+    if (settings_ == Settings::Store) read();
+}
+
+std::span<const std::string> LibraryPath::directories() {
+    if (outdated_) read();
+    return directories_;
+}
+
+void LibraryPath::read() {
+    outdated_ = false;
     directories_.clear();
     std::string value = readSetting(store_, settings_, kMasterScope, kPathSetting);
     if (value == kNoSetting) value = readSetting(store_, settings_, kGlobalScope, kPathSetting);
@@ -56,6 +68,7 @@ void LibraryPath::load() {
 }
 
 void LibraryPath::add(std::string_view directory) {
+    if (outdated_) read();
     if (directories_.size() < kMaxDirectories) directories_.emplace_back(directory);
     if (settings_ == Settings::ReadOnly) return;
     // What is stored may be longer than what load() takes, and must not lose its end.

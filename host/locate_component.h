@@ -27,17 +27,21 @@ inline constexpr std::string_view kNoSetting = "(none)";
 class LibraryPath {
 public:
     LibraryPath(PersistentStore& store, Settings settings) : store_(store), settings_(settings) {}
-    /// Rebuilds the list from the store.
+    /// Rebuilds the list from the store: at once, or where settings stay as they are, when it is first asked
+    /// for.
     void load();
     /// Appends a directory to the list and to the stored setting.
     void add(std::string_view directory);
 
-    [[nodiscard]] std::span<const std::string> directories() const noexcept { return directories_; }
+    [[nodiscard]] std::span<const std::string> directories();
 
 private:
+    void read();
+
     PersistentStore& store_;
     Settings settings_;
     std::vector<std::string> directories_;
+    bool outdated_ = false;
 };
 
 /// Finds components on the library path or by asking the user.

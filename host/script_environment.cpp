@@ -9,7 +9,9 @@ ShaderContext::~ShaderContext() {
 }
 
 ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings)
-    : libraryPath(store, settings), messages_(messages), watch_(watch), builtins_(hostBuiltins()) {}
+    : libraryPath(store, settings), messages_(messages), watch_(watch), builtins_(hostBuiltins()) {
+    if (watch != nullptr) registry.setCancel(&watch->requested);
+}
 
 EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     EngineServices services;

@@ -1,15 +1,18 @@
 // The store is one SQLite table. A key exists when it has a row with the empty name; that row's text stays
 // NULL until the key's unnamed value is set, so one table carries keys and values.
 //
-// The default journal with synchronous=FULL makes every statement durable; several processes wait for each
-// other by the busy timeout. Every write takes its lock before it reads (BEGIN IMMEDIATE), so two writers
-// never deadlock.
+// The default journal with synchronous=FULL makes every statement durable. Several processes wait for each
+// other, but not for long: one that stands still with the store locked, say in a debugger, must not hold up a
+// render. Every write takes its lock before it reads (BEGIN IMMEDIATE), so two writers never deadlock.
 #include "platform/registry.h"
 
 #include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/paths.h"
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <system_error>
@@ -18,7 +21,15 @@ namespace kestrel::platform {
 
 namespace {
 
-constexpr int kBusyMilliseconds = 20000;
+using Clock = std::chrono::steady_clock;
+
+/// How long one operation waits for others.
+constexpr std::chrono::seconds kPatience{2};
+/// How long a store for which that was not enough counts as unavailable.
+constexpr std::chrono::seconds kRest{5};
+constexpr std::chrono::milliseconds kBetweenTries{10};
+
+constexpr std::string_view kDirectory = "kestrel";
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS registry ("
@@ -96,7 +107,7 @@ std::string userDatabasePath() {
     } else {
         return "";
     }
-    return directory + "/kestrel/registry.db";
+    return directory.append("/").append(kDirectory).append("/registry.db");
 }
 
 std::string rootedKey(Hive hive, std::string_view key) {
@@ -113,6 +124,9 @@ struct Registry::Impl {
     std::string path;
     Connection connection;
     std::uint32_t owner = 0;  ///< the process that opened the connection
+    CancelFlag cancel = nullptr;
+    Clock::time_point deadline;   ///< of the operation in progress
+    Clock::time_point restUntil;  ///< the store counts as unavailable until then
 
     /// A connection must not be used, not even closed, by a child process: the child forgets it and opens its
     /// own.
@@ -120,24 +134,48 @@ struct Registry::Impl {
         if (connection != nullptr && owner != processId()) static_cast<void>(connection.release());
     }
 
+    /// Begins an operation.
     /// @return the open connection with the table in place, or null; a later call tries again
     sqlite3* database() {
+        const Clock::time_point now = Clock::now();
+        if (now < restUntil) return nullptr;
+        deadline = now + kPatience;
         abandonAfterFork();
         if (connection == nullptr) open();
         return connection.get();
     }
 
 private:
+    /// SQLite asks when another process has the lock. @return 0 to give up
+    static int waitForOthers(void* self, int) {
+        auto& store = *static_cast<Impl*>(self);
+        if (Clock::now() < store.deadline && pause(kBetweenTries, store.cancel)) return 1;
+        store.restUntil = Clock::now() + kRest;
+        return 0;
+    }
+
+    /// The store is its user's alone, whatever the file mode mask says. Its journal takes the file's mode.
+    void makePrivate() const {
+        namespace fs = std::filesystem;
+        std::error_code ignored;
+        const fs::path directory = fs::path(path).parent_path();
+        // A directory that is not ours keeps its mode: somebody else's file may be named as the store.
+        if (fs::create_directories(directory, ignored) || directory.filename() == kDirectory)
+            fs::permissions(directory, fs::perms::owner_all, ignored);
+        static_cast<void>(createFile(systemPath(path)));
+        constexpr fs::perms kOthers = fs::perms::group_all | fs::perms::others_all;
+        fs::permissions(path, kOthers, fs::perm_options::remove, ignored);
+    }
+
     void open() {
         if (path.empty()) return;
-        std::error_code ignored;
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+        makePrivate();
         sqlite3* raw = nullptr;
         const int result =
             sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
         Connection opened(raw);
         if (result != SQLITE_OK) return;
-        sqlite3_busy_timeout(raw, kBusyMilliseconds);
+        sqlite3_busy_handler(raw, waitForOthers, this);
         // A store that can only be read still answers when its table is there.
         const bool ready = Statement(raw, "SELECT 1 FROM registry LIMIT 1").step() != SQLITE_ERROR;
         if (!ready && !execute(raw, kSchema)) return;
@@ -152,6 +190,10 @@ Registry::Registry() : Registry(userDatabasePath()) {}
 Registry::Registry(std::string databasePath) : impl_(std::make_unique<Impl>(std::move(databasePath))) {}
 
 Registry::~Registry() = default;
+
+void Registry::setCancel(CancelFlag requested) noexcept {
+    impl_->cancel = requested;
+}
 
 bool Registry::createKey(Hive hive, std::string_view key) {
     sqlite3* db = impl_->database();

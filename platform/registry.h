@@ -1,6 +1,8 @@
 // A per-user store of texts by key path and value name: what stands in for the system registry.
 #pragma once
 
+#include "platform/clock.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,7 +14,8 @@ enum class Hive { CurrentUser, LocalMachine };
 
 /// One database for the user, safe for several processes at once, made on first use. Key paths are
 /// "\"-separated and, like value names, compare without regard to case. Nothing here throws: a store that
-/// cannot be opened or written makes the operation fail.
+/// cannot be opened or written makes the operation fail. So does one that another process keeps locked for
+/// two seconds, which is not asked again for the next five. No other user may look into the store.
 class Registry {
 public:
     /// The user's store: $XDG_DATA_HOME/kestrel/registry.db, by default below ~/.local/share.
@@ -22,6 +25,9 @@ public:
     ~Registry();
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
+
+    /// Ends waiting for other processes.
+    void setCancel(CancelFlag requested) noexcept;
 
     /// Creates the key and, level by level, the keys above it that are missing. @return true when it exists
     /// afterwards

@@ -3,9 +3,12 @@
 #include "platform/environment.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -53,7 +56,7 @@ TEST_F(RegistryStore, ValuesLiveInKeysAndOutliveTheProcess) {
 
 TEST_F(RegistryStore, ProcessesThatStoreAtOnceLoseNothing) {
     constexpr int kProcesses = 4;
-    constexpr int kValues = 25;
+    constexpr int kValues = 10;
     Registry shared(database_);
     ASSERT_TRUE(shared.createKey(kUser, "before the fork"));  // children must not use this connection
     for (int p = 0; p < kProcesses; ++p) {
@@ -87,6 +90,39 @@ TEST_F(RegistryStore, AStoreThatCannotBeUsedFailsCleanly) {
         EXPECT_FALSE(registry.setValue(kUser, "Key", "a", "1")) << path;
         EXPECT_EQ(registry.value(kUser, "Key", "a"), std::nullopt) << path;
     }
+}
+
+TEST_F(RegistryStore, AStoreThatStaysLockedIsGivenUp) {
+    Registry registry(database_);
+    ASSERT_TRUE(registry.createKey(kUser, "Key"));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(database_.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_FALSE(registry.keyExists(kUser, "Key"));
+        EXPECT_FALSE(registry.setValue(kUser, "Key", "a", "1"));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+        << "waited for once, not for each";
+    Registry cancelled(database_);
+    const std::int32_t flag = 1;
+    cancelled.setCancel(&flag);
+    for (int i = 0; i < 10; ++i) EXPECT_FALSE(cancelled.keyExists(kUser, "Key"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(other);
+    EXPECT_TRUE(Registry(database_).keyExists(kUser, "Key"));
+}
+
+TEST_F(RegistryStore, NobodyElseLooksIntoIt) {
+    const mode_t mask = umask(0);
+    setEnvironment("XDG_DATA_HOME", root_.string());
+    EXPECT_TRUE(Registry().createKey(kUser, "Key"));
+    umask(mask);
+    EXPECT_EQ(fs::status(root_ / "kestrel").permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(root_ / "kestrel" / "registry.db").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(RegistryStore, TheUsersStoreFollowsTheDataDirectory) {
