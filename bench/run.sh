@@ -21,3 +21,5 @@ echo
 python3 bench/builtins.py "$build/bin"
 echo
 python3 bench/queues.py "$build/bin"
+echo
+python3 bench/compile.py "$build/bin"

@@ -126,6 +126,8 @@ void Compiler::beginProcedure(Variable* name, const SourcePos& where) {
     phase_ = ParsePhase::ProcedureBody;
     name->type = OP_FUNC;  // 43: the name of a function
     currentFunction_ = addfunc(name->name);
+    localIndex_.reset();
+    parameterIndex_.reset();
     currentFunction_->pos = where;
     CodeNode* entry = newCode(OP_FUNC, where);
     entry->operand.variable = name;

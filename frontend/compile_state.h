@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace kestrel {
@@ -209,7 +210,6 @@ private:
     void preprocessingFailed();
     /// @return false when the error limit is exceeded
     bool checkUnresolved();
-    [[nodiscard]] bool isRecordName(std::string_view name) noexcept;
     void reportSummary();
 
     // diagnostics.cpp
@@ -267,12 +267,18 @@ private:
     // Libraries. In library mode new globals, functions and code go to the lists below, which hold what was
     // compiled since the last procedure of a library.
     bool libraryMode_ = false;
-    bool firstEnd_ = true;               // the main script's end has not been met yet
-    std::vector<Library> libraries_;     // a stack: the last one pushed is read first
-    std::vector<CodeNode*> unresolved_;  // calls of the main script to names that it doesn't define
+    bool firstEnd_ = true;            // the main script's end has not been met yet
+    std::vector<Library> libraries_;  // a stack: the last one pushed is read first
+    std::unordered_map<std::string_view, std::vector<CodeNode*>>
+        unresolved_;  // calls of the main script to names that it doesn't define, in order
     LinkedList<Variable> libraryGlobals_;
     LinkedList<CodeNode> libraryCode_;
     LinkedList<FunctionRecord> libraryFunctions_;
+
+    // Names are found through these.
+    NameIndex<Variable> libraryGlobalIndex_;
+    NameIndex<Variable> localIndex_;  // of the current function
+    NameIndex<Variable> parameterIndex_;
 
     // Statements
     std::vector<CodeNode*> jumps_;  // open if, else, loop, switch, select

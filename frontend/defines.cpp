@@ -61,40 +61,60 @@ std::string DefineTable::add(std::string_view name, std::string_view replacement
     std::vector<ColumnSpan> columns;
     std::string endless = replaceIn(define.replacement, columns);
     if (define.replacement.size() > kReplacementLimit) define.replacement.resize(kReplacementLimit);
+    byLength_[define.name.size()][define.name].push_back(defines_.size());
     defines_.push_back(std::move(define));
     return endless;
+}
+
+void DefineTable::findIn(std::string_view line, std::set<std::size_t>& found) const {
+    for (const auto& [length, names] : byLength_)
+        for (std::size_t at = 0; at + length <= line.size(); ++at)
+            if (const auto name = names.find(line.substr(at, length)); name != names.end())
+                found.insert(name->second.begin(), name->second.end());
 }
 
 std::string DefineTable::replaceIn(std::string& line, std::vector<ColumnSpan>& columns) {
     columns.clear();
     std::string endless;
-    for (auto define = defines_.rbegin(); define != defines_.rend(); ++define) {
-        if (define->endless || line.find(define->name) == std::string::npos) continue;
-        // The spans are those of the line before this define changed it: they go stale with the first
-        // replacement, and scripts have come to live with that.
-        const std::vector<Span> spans = quotedSpans(line);
-        const bool containsItself = define->replacement.find(define->name) != std::string::npos;
-        int replacements = 0;
-        std::size_t at = 0;
-        while ((at = line.find(define->name, at)) != std::string::npos) {
-            if (insideSpan(spans, at)) {
-                at += define->name.size();
-                continue;
-            }
-            if (containsItself || ++replacements > kReplacementsPerLine || line.size() > kEndlessLength) {
-                define->endless = true;
-                endless = define->name;
-                break;
-            }
-            replaceAt(line, columns, at, define->name.size(), define->replacement);
-            at = 0;
+    // The latest goes first. What one brings in is there for those before it.
+    std::set<std::size_t> found;
+    findIn(line, found);
+    for (auto next = found.rbegin(); next != found.rend(); next = found.rbegin()) {
+        const std::size_t index = *next;
+        Define& define = defines_[index];
+        if (!define.endless && replaceOne(define, line, columns)) {
+            if (define.endless) endless = define.name;
+            findIn(line, found);
         }
+        found.erase(found.lower_bound(index), found.end());
     }
     if (line.size() > kLineLimit) {
         line.resize(kLineLimit);
         if (!columns.empty()) columns.resize(kLineLimit);
     }
     return endless;
+}
+
+bool DefineTable::replaceOne(Define& define, std::string& line, std::vector<ColumnSpan>& columns) {
+    // The spans are those of the line before this define changed it: they go stale with the first
+    // replacement, and scripts have come to live with that.
+    const std::vector<Span> spans = quotedSpans(line);
+    const bool containsItself = define.replacement.find(define.name) != std::string::npos;
+    int replacements = 0;
+    std::size_t at = 0;
+    while ((at = line.find(define.name, at)) != std::string::npos) {
+        if (insideSpan(spans, at)) {
+            at += define.name.size();
+            continue;
+        }
+        if (containsItself || ++replacements > kReplacementsPerLine || line.size() > kEndlessLength) {
+            define.endless = true;
+            return true;
+        }
+        replaceAt(line, columns, at, define.name.size(), define.replacement);
+        at = 0;
+    }
+    return replacements > 0;
 }
 
 }  // namespace kestrel

@@ -3,6 +3,9 @@
 
 #include "frontend/line_map.h"
 
+#include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +32,16 @@ private:
         std::string replacement;
         bool endless = false;
     };
+
+    /// Adds the defines whose names the line holds.
+    void findIn(std::string_view line, std::set<std::size_t>& found) const;
+    /// @return true when the line has changed, or the define has turned out to be endless
+    static bool replaceOne(Define& define, std::string& line, std::vector<ColumnSpan>& columns);
+
     std::vector<Define> defines_;
+    /// Where each name stands in defines_, names of one length together: a line is looked through once for
+    /// each length, however many names there are.
+    std::map<std::size_t, std::map<std::string, std::vector<std::size_t>, std::less<>>> byLength_;
 };
 
 }  // namespace kestrel

@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 namespace kestrel {
@@ -64,20 +65,17 @@ void Compiler::parse() {
     }
 }
 
-bool Compiler::isRecordName(std::string_view name) noexcept {
-    const std::uint32_t hash = nameHash(name);
-    for (const RecordTemplate* record = program().records.head; record != nullptr; record = record->next)
-        if (record->hash == hash) return true;
-    return false;
-}
-
 bool Compiler::checkUnresolved() {
+    // By their hashes: another name with the same one passes, too. Meant.
+    std::unordered_set<std::uint32_t> records;
+    for (const RecordTemplate* record = program().records.head; record != nullptr; record = record->next)
+        records.insert(record->hash);
     for (const CodeNode* node = program().code.head; node != nullptr; node = node->next) {
         if (node->op != OP_CALL || (node->flags & kNodeUnresolved) == 0) continue;
         if (node->next != nullptr && node->next->op == OP_MEMBER) continue;
         const char* name = node->operand.variable->name;
         if (options_.native != nullptr && options_.native->isClass(ctx_, name)) continue;
-        if (isRecordName(name)) continue;
+        if (records.contains(nameHash(name))) continue;
         ctx_.reporter.place = &node->pos;
         ctx_.report(MessageId::UnknownCall, name);
         ctx_.reporter.place = nullptr;

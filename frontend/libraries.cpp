@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <utility>
@@ -38,7 +39,7 @@ void Compiler::listUnresolvedCalls() {
             node->flags = 0;
         } else {
             node->flags |= kNodeUnresolved;
-            unresolved_.push_back(node);
+            unresolved_[name].push_back(node);
         }
     }
 }
@@ -99,14 +100,18 @@ bool Compiler::bringsItselfIn(const Library& library, const std::string& path) c
 
 void Compiler::linkLibraryProcedure(const FunctionRecord& function) {
     // Only the first call of a procedure counts as resolved by linking it, by design.
-    for (CodeNode* call : unresolved_) {
-        if ((call->flags & kNodeUnresolved) == 0) continue;
-        if (std::string_view(call->operand.variable->name) != function.name) continue;
-        call->flags = 0;
-        program().globals.splice(libraryGlobals_);
-        program().code.splice(libraryCode_);
-        program().functions.splice(libraryFunctions_);
-        return;
+    libraryGlobalIndex_.reset();
+    const auto calls = unresolved_.find(function.name);
+    if (calls != unresolved_.end()) {
+        const auto open = [](const CodeNode* call) { return (call->flags & kNodeUnresolved) != 0; };
+        const auto call = std::ranges::find_if(calls->second, open);
+        if (call != calls->second.end()) {
+            (*call)->flags = 0;
+            program().globals.splice(libraryGlobals_);
+            program().code.splice(libraryCode_);
+            program().functions.splice(libraryFunctions_);
+            return;
+        }
     }
     libraryGlobals_ = {};
     libraryCode_ = {};

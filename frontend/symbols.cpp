@@ -5,16 +5,6 @@
 
 namespace kestrel {
 
-namespace {
-
-Variable* find(const LinkedList<Variable>& list, std::string_view name) noexcept {
-    for (Variable* v = list.head; v != nullptr; v = v->next)
-        if (name == v->name) return v;
-    return nullptr;
-}
-
-}  // namespace
-
 /// Allocates a record of the program. Without memory the input is skipped, so that the parse runs out and
 /// ends.
 template <class T>
@@ -59,12 +49,12 @@ Variable* Compiler::symlook(std::string_view name) {
         if (declaring_ && !assigning_) {
             // A repeated declaration is silently the same variable.
             declaring_ = false;
-            if (Variable* known = find(function.params, name)) return known;
-            if (Variable* known = find(function.locals, name)) return known;
+            if (Variable* known = parameterIndex_.find(function.params.head, name)) return known;
+            if (Variable* known = localIndex_.find(function.locals.head, name)) return known;
             return addLocal(name);
         }
         if (phase_ == ParsePhase::ParameterList) {
-            if (Variable* known = find(function.params, name)) return known;
+            if (Variable* known = parameterIndex_.find(function.params.head, name)) return known;
             Variable* param = newSymbol(name);
             if (param == nullptr) return nullptr;
             param->type = OP_CALL;  // 24, until a value is bound
@@ -72,12 +62,12 @@ Variable* Compiler::symlook(std::string_view name) {
             function.params.append(param);
             return param;
         }
-        if (Variable* known = find(function.locals, name)) return known;
-        if (Variable* known = find(function.params, name)) return known;
+        if (Variable* known = localIndex_.find(function.locals.head, name)) return known;
+        if (Variable* known = parameterIndex_.find(function.params.head, name)) return known;
     }
-    if (Variable* known = find(program().globals, name)) return known;
+    if (Variable* known = program().findGlobal(name)) return known;
     if (libraryMode_) {
-        if (Variable* known = find(libraryGlobals_, name)) return known;
+        if (Variable* known = libraryGlobalIndex_.find(libraryGlobals_.head, name)) return known;
     }
     // A built-in's name becomes a global that a call can name; strict mode makes no locals by mere use.
     if (currentFunction_ != nullptr && !ctx_.options.strict && ctx_.services.builtins->find(name) == nullptr)

@@ -5,17 +5,6 @@
 
 namespace kestrel {
 
-namespace {
-
-template <class T>
-T* findByName(T* head, std::string_view name) noexcept {
-    for (T* item = head; item != nullptr; item = item->next)
-        if (name == item->name) return item;
-    return nullptr;
-}
-
-}  // namespace
-
 std::int32_t RecordTemplate::positionOf(NameId wanted) const noexcept {
     const auto found =
         std::lower_bound(fieldsByName.begin(), fieldsByName.end(), wanted,
@@ -38,18 +27,17 @@ void Program::nameFields(const NameTable& kindNames) {
     }
 }
 
-FunctionRecord* Program::findFunction(std::string_view name) const noexcept {
-    return findByName(functions.head, name);
+FunctionRecord* Program::findFunction(std::string_view name) const {
+    return functionIndex_.find(functions.head, name);
 }
 
-Variable* Program::findGlobal(std::string_view name) const noexcept {
-    return findByName(globals.head, name);
+Variable* Program::findGlobal(std::string_view name) const {
+    return globalIndex_.find(globals.head, name);
 }
 
-RecordTemplate* Program::findRecord(std::string_view name) const noexcept {
-    for (RecordTemplate* record = records.head; record != nullptr; record = record->next)
-        if (name == record->name->name) return record;
-    return nullptr;
+RecordTemplate* Program::findRecord(std::string_view name) const {
+    return recordIndex_.find(records.head, name,
+                             [](const RecordTemplate& r) { return std::string_view(r.name->name); });
 }
 
 }  // namespace kestrel

@@ -1,6 +1,7 @@
 // The compiled program: symbols, functions, record declarations and the one list of instruction nodes.
 #pragma once
 
+#include "engine/program/name_index.h"
 #include "engine/program/names.h"
 #include "engine/program/opcodes.h"
 #include "engine/report/message.h"
@@ -132,8 +133,9 @@ struct CodeNode {
     std::int32_t slot = 0;     ///< link: the queue's variable that it names (ScriptQueues); 0: none
     CodeNode* link = nullptr;  ///< link: jump target or loop top
     CodeNode* body = nullptr;  ///< link: OP_FORTEST's OP_FORBODY
-    Variable* variable = nullptr;                 ///< link: operand variable with "::" resolved
-    FunctionRecord* callee = nullptr;             ///< link: OP_CALL to a script function
+    Variable* variable = nullptr;  ///< link: operand variable with "::" resolved
+    FunctionRecord* callee =
+        nullptr;  ///< link: OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
     const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in
     const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
 };
@@ -215,13 +217,16 @@ public:
     }
     /// Numbers the names of all record fields, going on from the names of the kinds of objects.
     void nameFields(const NameTable& kindNames);
-    /// @return the first function of that exact name, or null
-    [[nodiscard]] FunctionRecord* findFunction(std::string_view name) const noexcept;
-    [[nodiscard]] Variable* findGlobal(std::string_view name) const noexcept;
-    [[nodiscard]] RecordTemplate* findRecord(std::string_view name) const noexcept;
+    /// @return the first of that exact name, or null. The lists they look in only grow.
+    [[nodiscard]] FunctionRecord* findFunction(std::string_view name) const;
+    [[nodiscard]] Variable* findGlobal(std::string_view name) const;
+    [[nodiscard]] RecordTemplate* findRecord(std::string_view name) const;
 
 private:
     std::pmr::monotonic_buffer_resource arena_{64 * 1024};
+    mutable NameIndex<FunctionRecord> functionIndex_;
+    mutable NameIndex<Variable> globalIndex_;
+    mutable NameIndex<RecordTemplate> recordIndex_;
 };
 
 }  // namespace kestrel

@@ -37,8 +37,10 @@ public:
 
     void link() {
         program_.nameFields(ctx_.kinds().names());
-        for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
+        for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next) {
             f->end = findForward(f->entry, OP_ENDFUNC);
+            f->entry->callee = f;
+        }
         for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
         linkSuccessors();
     }
@@ -60,7 +62,7 @@ private:
                 linkIndex(node);
                 break;
             case OP_FUNC:
-                current_ = functionAt(node);
+                current_ = node.callee;
                 break;
             case OP_ENDFUNC:
                 current_ = nullptr;
@@ -249,12 +251,6 @@ private:
         node.callee = program_.findFunction(name);
         if (node.callee == nullptr) node.builtin = ctx_.services.builtins->find(name);
         if (node.callee == nullptr && node.builtin == nullptr) node.constructor = program_.findRecord(name);
-    }
-
-    [[nodiscard]] FunctionRecord* functionAt(const CodeNode& entry) const noexcept {
-        FunctionRecord* f = program_.functions.head;
-        while (f != nullptr && f->entry != &entry) f = f->next;
-        return f;
     }
 
     EngineContext& ctx_;
