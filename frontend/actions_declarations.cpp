@@ -94,6 +94,10 @@ void Compiler::endQueueItem(const SourcePos& where) {
     emissionSuspended_ = false;
     if (entries_.size() == 1 && entries_.front().op == OP_VAR) {
         Variable* variable = entries_.front().operand.variable;
+        if ((variable->flags & kVarConst) != 0) {
+            report(where, MessageId::ExposedItem);
+            return;
+        }
         variable->type = kQueueType;
         variable->number = 0.0;
         queueVariables_.push_back(variable);

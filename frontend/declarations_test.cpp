@@ -46,8 +46,8 @@ private:
         }
         QueueVariableId refer(std::string_view, std::string_view) override { return 0; }
         [[nodiscard]] std::int64_t elements(QueueVariableId) const override { return -1; }
-        [[nodiscard]] const char* name(QueueVariableId) const override { return ""; }
-        ValueCell read(QueueVariableId, std::int64_t) override { return ValueCell::ofNil(); }
+        [[nodiscard]] std::int64_t lookUpElements(QueueVariableId) override { return -1; }
+        bool read(QueueVariableId, std::int64_t, ValueCell&) override { return false; }
         void write(QueueVariableId, std::int64_t, const ValueCell&) override {}
         bool writeIfStill(QueueVariableId, std::int64_t, const ValueCell&, const ValueCell&) override {
             return true;

@@ -15,6 +15,7 @@ constexpr std::int32_t kVariableSlot = 100;
 constexpr std::int32_t kEntry = 200;
 constexpr std::int32_t kFreeRecord = -1;
 constexpr std::int32_t kNone = -1;
+constexpr std::string_view kSemaphoreEnd = "_SEM";
 
 constexpr int kTries = 100;
 constexpr std::chrono::milliseconds kBetweenTries{5};
@@ -51,11 +52,12 @@ std::string elementSlotName(std::string_view variable, std::int64_t element) {
 }
 
 std::string slotSemaphoreName(std::string_view slot) {
-    return "KXL_" + std::string(slot) + "_SEM";
+    return "KXL_" + std::string(slot).append(kSemaphoreEnd);
 }
 
 std::unique_ptr<QueueBlock> QueueBlock::create(std::string_view queue, std::span<const std::string> slots) {
-    if (slots.empty() || slots.size() > kMostQueueSlots) return nullptr;
+    // A block of such a name could be taken for a semaphore.
+    if (slots.empty() || slots.size() > kMostQueueSlots || queue.ends_with(kSemaphoreEnd)) return nullptr;
     const std::string name = queueBlockName(queue);
     for (int i = 0; i < kTries; ++i) {
         if (std::optional<NamedMemory> made = NamedMemory::create(name, blockSize(slots.size()))) {
@@ -79,7 +81,8 @@ std::unique_ptr<QueueBlock> QueueBlock::open(std::string_view queue) {
     if (!there || !isReady(*there)) return nullptr;
     std::unique_ptr<QueueBlock> block(new QueueBlock(*std::move(there)));
     block->indexSlots();
-    return block;
+    // What dead programs left is no queue. Looking at it takes it away, when nobody else has it.
+    return block->memory_.ownerLives() ? std::move(block) : nullptr;
 }
 
 QueueBlock::QueueBlock(NamedMemory memory) : memory_(std::move(memory)) {}
@@ -145,7 +148,6 @@ void QueueBlock::hold(std::int32_t slot, platform::CancelFlag requested, std::op
                 return;
             case NamedSemaphore::Wait::Recovered:
                 hold.emplace(*taken, true);
-                freeLost(slot);
                 return;
             case NamedSemaphore::Wait::Removed:
                 // The last user of another queue with a variable of that name took it along.
@@ -175,6 +177,10 @@ void QueueBlock::replace(std::int32_t slot, const SharedRecord& value) {
         old = next;
     }
     SharedRecord* entry = take(slot);
+    if (entry == nullptr) {
+        freeLost(slot);
+        entry = take(slot);
+    }
     if (entry == nullptr) return;
     entry->next = kNone;
     entry->kind = value.kind;
@@ -195,22 +201,33 @@ void QueueBlock::free(std::int32_t index) {
 SharedRecord* QueueBlock::take(std::int32_t slot) {
     for (std::size_t i = static_cast<std::size_t>(slot) + 1; i < records_.size(); ++i) {
         SharedRecord& entry = records_[i];
-        if (shared(entry.state).load() != kFreeRecord) continue;
+        if (shared(entry.state).load() == kVariableSlot) continue;
+        // The variable has no value now, so one that it owns is what a program that died left.
         std::int32_t owner = kNone;
-        if (!shared(entry.owner).compare_exchange_strong(owner, slot)) continue;
+        const bool lost = shared(entry.owner).load() == slot;
+        if (!lost && (shared(entry.state).load() != kFreeRecord ||
+                      !shared(entry.owner).compare_exchange_strong(owner, slot)))
+            continue;
         shared(entry.state).store(kEntry);
         return &entry;
     }
     return nullptr;
 }
 
-/// Frees what a program that died in the middle of its access had taken.
+/// Frees what programs that died in the middle of a write had taken for other variables. That costs a look at
+/// all of them, so it is done when there is nothing free: there is an entry for each variable.
 void QueueBlock::freeLost(std::int32_t slot) {
-    const std::int32_t head = records_[static_cast<std::size_t>(slot)].next;
-    for (std::size_t i = 0; i < records_.size(); ++i) {
-        const auto index = static_cast<std::int32_t>(i);
-        if (index != head && records_[i].state != kVariableSlot && shared(records_[i].owner).load() == slot)
-            free(index);
+    for (std::int32_t other = 0; static_cast<std::size_t>(other) < names_.size(); ++other) {
+        NamedSemaphore* taken = other != slot ? semaphore(other) : nullptr;
+        if (taken == nullptr) continue;
+        // Not waited for: whoever has it may be waiting for this one.
+        const NamedSemaphore::Wait outcome = taken->acquire(nullptr, std::chrono::milliseconds(0));
+        if (outcome != NamedSemaphore::Wait::Acquired && outcome != NamedSemaphore::Wait::Recovered) continue;
+        const std::int32_t head = records_[static_cast<std::size_t>(other)].next;
+        for (std::size_t i = names_.size(); i < records_.size(); ++i)
+            if (static_cast<std::int32_t>(i) != head && shared(records_[i].owner).load() == other)
+                free(static_cast<std::int32_t>(i));
+        taken->release();
     }
 }
 

@@ -46,7 +46,8 @@ protected:
     };
 
     std::string shown(ScriptQueues& queues, QueueVariableId id, std::int64_t element = 0) {
-        const ValueCell value = queues.read(id, element);
+        ValueCell value;
+        queues.read(id, element, value);
         const std::string text = show(value);
         ctx.stack.release(value);
         return text;
@@ -198,10 +199,66 @@ TEST_F(QueueTest, AProgramThatDiesInTheMiddleBlocksNobody) {
     EXPECT_EQ(shown(*script.made, a), "1");
     EXPECT_NE(takeMessages().find("a program ended in the middle of its access to " + own("a")),
               std::string::npos);
-    std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
-    EXPECT_EQ(sharedRecords(memory->bytes())[3].state == -1 || sharedRecords(memory->bytes())[3].owner == 1,
-              true);
     ctx.services.watch = nullptr;
+}
+
+TEST_F(QueueTest, WhatDeadProgramsTookIsFoundAgain) {
+    // The dead program's semaphore is recovered by an access to another queue, which knows nothing of this
+    // one.
+    const std::string queue = own("Q");
+    Script script(queues_, ctx);
+    Script other(queues_, ctx);
+    ASSERT_TRUE(script.expose(queue, {{own("a"), 0}, {own("b"), 0}}));
+    ASSERT_TRUE(other.expose(own("R"), {{own("a"), 0}}));
+    std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
+    for (const std::size_t taken : {2U, 3U}) {
+        sharedRecords(memory->bytes())[taken].owner = 0;  // as if it had died there
+        script.made->write(script.variables[1].queue, 0, ValueCell::ofNumber(2));
+        script.made->write(script.variables[0].queue, 0, ValueCell::ofNumber(1));
+        script.made->write(script.variables[1].queue, 0, ValueCell::ofNumber(3));
+        EXPECT_EQ(shown(*script.made, script.variables[1].queue), "3");
+        EXPECT_EQ(shown(*script.made, script.variables[0].queue), "1");
+    }
+    for (SharedRecord& record : sharedRecords(memory->bytes()).subspan(2)) record.owner = 0;
+    script.made->write(script.variables[1].queue, 0, ValueCell::ofNumber(4));
+    EXPECT_EQ(shown(*script.made, script.variables[1].queue), "4") << "freed for another variable, too";
+}
+
+TEST_F(QueueTest, ADeadQueueIsNoneAndADeclaredOneOutlivesItsName) {
+    const std::string queue = own("Q");
+    const std::string a = own("a");  // before there is another process
+    Workers workers;
+    ASSERT_EQ(workers.start(1,
+                            [&](std::size_t, const platform::WorkerChannel& channel) {
+                                Script script(queues_, ctx);
+                                if (!script.expose(queue, {{a, 0}})) return 1;
+                                script.made->write(script.variables[0].queue, 0, ValueCell::ofNumber(1));
+                                channel.send("made");
+                                platform::pause(milliseconds(60'000), nullptr);
+                                return 0;
+                            }),
+              1U);
+    static_cast<void>(workers.wait(milliseconds(10'000)));
+    Script reader(queues_, ctx);
+    const QueueVariableId id = reader.made->refer(queue, a);
+    EXPECT_EQ(shown(*reader.made, id), "1");
+    workers.kill();
+    while (workers.running()) static_cast<void>(workers.wait(milliseconds(1000)));
+    EXPECT_EQ(shown(*reader.made, id), "1") << "who has it open goes on";
+    Script late(queues_, ctx);
+    EXPECT_EQ(QueueBlock::open(queue), nullptr) << "nobody owns it";
+    reader.made.reset();
+    EXPECT_FALSE(NamedMemory::open("KXL_" + queue));
+    EXPECT_FALSE(NamedSemaphore::open(slotSemaphoreName(a)));
+
+    ASSERT_TRUE(late.expose(queue, {{a, 0}}));
+    std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
+    EXPECT_FALSE(late.expose(own("a_SEM"), {{own("b"), 0}}))
+        << "its block would be the semaphore of a variable";
+    ASSERT_EQ(unlink(("/dev/shm/KXL_" + queue).c_str()), 0);
+    EXPECT_TRUE(memory->superseded());
+    late.made->write(late.made->refer(queue, a), 0, ValueCell::ofNumber(2));
+    EXPECT_EQ(shown(*late.made, late.made->refer(queue, a)), "2") << "its own variables are still there";
 }
 
 TEST_F(QueueTest, NonsenseInTheBlockIsSurvived) {
@@ -217,6 +274,16 @@ TEST_F(QueueTest, NonsenseInTheBlockIsSurvived) {
         records[1].next = junk;
         std::memset(records[1].payload.data(), 'x', records[1].payload.size());
         EXPECT_NE(shown(*script.made, a), "");
+        for (const std::int32_t kind : {3, 7, -1}) {
+            records[0].next = 1;
+            records[1].owner = 0;
+            records[1].kind = kind;
+            ValueCell read;
+            script.made->read(a, 0, read);
+            EXPECT_TRUE(script.made->writeIfStill(a, 0, read, ValueCell::ofNumber(1)))
+                << "what was read is still there";
+            ctx.stack.release(read);
+        }
         script.made->write(a, 0, ValueCell::ofNumber(1));
     }
     std::memset(memory->bytes().data(), 0xff, memory->bytes().size());
@@ -241,19 +308,20 @@ TEST_F(QueueTest, AMillionAccessesOfFourProgramsLoseAndMixNothing) {
                                 const auto element = static_cast<std::int64_t>(index + 1);
                                 for (int i = 0; i < kRounds; ++i) {
                                     ValueCell old = ValueCell::ofNil();
-                                    do old = script.made->read(sum, 0);
+                                    do script.made->read(sum, 0, old);
                                     while (!script.made->writeIfStill(
                                         sum, 0, old, ValueCell::ofInteger(old.payload.number + 1)));
                                     script.made->write(text, 0, ValueCell::ofText(own.c_str()));
-                                    const ValueCell seen = script.made->read(text, 0);
+                                    ValueCell seen;
+                                    script.made->read(text, 0, seen);
                                     const std::string_view all = seen.isText() ? seen.payload.text : "";
                                     if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos)
                                         return 1;
                                     ctx.stack.release(seen);
                                     for (int k = 0; k < 3; ++k) {
                                         script.made->write(mine, element, ValueCell::ofNumber(i + k));
-                                        if (script.made->read(mine, element).payload.number != i + k)
-                                            return 2;
+                                        script.made->read(mine, element, seen);
+                                        if (seen.payload.number != i + k) return 2;
                                     }
                                 }
                                 return 0;

@@ -55,28 +55,34 @@ SharedRecord recordOf(const ValueCell& value) {
         case Nil:
             entry.kind = kSharedNil;
             break;
-        default:
+        default:  // refused before, with a message (fitsQueue)
             entry.kind = kSharedNone;
             break;
     }
     return entry;
 }
 
-/// A variable without a value reads as Nil.
-bool equalValues(const SharedRecord* entry, const SharedRecord& value) {
-    if (entry == nullptr || entry->kind == kSharedNone) return value.kind == kSharedNil;
-    if (entry->kind != value.kind) return false;
-    switch (entry->kind) {
+/// What a kind reads as.
+std::int32_t kindOf(const SharedRecord& entry) noexcept {
+    return entry.kind >= kSharedInteger && entry.kind <= kSharedVector ? entry.kind : kSharedNil;
+}
+
+bool equalValues(const SharedRecord& a, const SharedRecord& b) noexcept {
+    const auto sameBytes = [&](std::size_t size) {
+        return std::memcmp(a.payload.data(), b.payload.data(), size) == 0;
+    };
+    if (kindOf(a) != kindOf(b)) return false;
+    switch (kindOf(a)) {
+        case kSharedInteger:
+            return sameBytes(sizeof(std::int32_t));
+        case kSharedNumber:
+            return sameBytes(sizeof(double));
         case kSharedText:
-            return entry->text() == value.text();
-        case kSharedNil:
+            return a.text() == b.text();
+        case kSharedVector:
+            return sameBytes(3 * sizeof(double));
+        default:
             return true;
-        default: {
-            const std::size_t size = entry->kind == kSharedInteger  ? sizeof(std::int32_t)
-                                     : entry->kind == kSharedNumber ? sizeof(double)
-                                                                    : 3 * sizeof(double);
-            return std::memcmp(entry->payload.data(), value.payload.data(), size) == 0;
-        }
     }
 }
 
@@ -87,8 +93,8 @@ public:
     bool declare(std::string_view queue, std::span<Variable* const> variables, bool pretend) override;
     QueueVariableId refer(std::string_view queue, std::string_view variable) override;
     [[nodiscard]] std::int64_t elements(QueueVariableId id) const override { return find(id).elements; }
-    [[nodiscard]] const char* name(QueueVariableId id) const override { return find(id).name.c_str(); }
-    ValueCell read(QueueVariableId id, std::int64_t element) override;
+    [[nodiscard]] std::int64_t lookUpElements(QueueVariableId id) override;
+    bool read(QueueVariableId id, std::int64_t element, ValueCell& value) override;
     void write(QueueVariableId id, std::int64_t element, const ValueCell& value) override;
     bool writeIfStill(QueueVariableId id, std::int64_t element, const ValueCell& expected,
                       const ValueCell& value) override;
@@ -108,13 +114,20 @@ private:
     }
     QueueVariableId add(Named named);
     [[nodiscard]] std::int32_t slotOf(Named& named, std::int64_t element);
+    [[nodiscard]] static std::string labelOf(const Named& named, std::int64_t element) {
+        return element > 0 ? named.name + '[' + std::to_string(element) + ']' : named.name;
+    }
+    /// @return false when there is no such queue
+    bool reach(Named& named);
+    /// @return false when there is no such variable, or it cannot be had
     template <class Work>
-    void access(QueueVariableId id, std::int64_t element, const Work& work);
+    bool access(QueueVariableId id, std::int64_t element, const Work& work);
 
     Queues& all_;
     EngineContext& ctx_;
     std::vector<Named> named_;
     std::unordered_map<std::string, QueueVariableId> byName_;
+    bool toldUnreachable_ = false;
 };
 
 constexpr std::int32_t kNotLookedUp = -2;
@@ -139,6 +152,7 @@ bool QueuesOfScript::declare(std::string_view queue, std::span<Variable* const> 
         for (std::int64_t k = 1; k <= count; ++k) slots.push_back(elementSlotName(variable->name, k));
         if (slots.size() > kMostQueueSlots) return false;
     }
+    if (slots.empty()) return false;
     std::shared_ptr<QueueBlock> block;
     if (!pretend) {
         block = QueueBlock::create(queue, slots);
@@ -166,34 +180,58 @@ std::int32_t QueuesOfScript::slotOf(Named& named, std::int64_t element) {
     return slot;
 }
 
+bool QueuesOfScript::reach(Named& named) {
+    // A script's own queue stays its own, whatever becomes of the name.
+    const bool declared = named.elements >= 0;
+    if (named.block != nullptr && (declared || !named.block->superseded())) return true;
+    if (declared) return false;
+    named.block = all_.find(named.queue);
+    named.slots.clear();
+    return named.block != nullptr;
+}
+
 template <class Work>
-void QueuesOfScript::access(QueueVariableId id, std::int64_t element, const Work& work) {
+bool QueuesOfScript::access(QueueVariableId id, std::int64_t element, const Work& work) {
     Named& named = named_[static_cast<std::size_t>(id - 1)];
-    if (named.block == nullptr || named.block->superseded()) {
-        named.block = all_.find(named.queue);
-        named.slots.clear();
-        if (named.block == nullptr) return;
-    }
+    if (!reach(named)) return false;
     const std::int32_t slot = slotOf(named, element);
-    if (slot < 0) return;
+    if (slot < 0) return false;
+    bool held = false;
     bool recovered = false;
     {
         std::optional<QueueBlock::Hold> hold;
         named.block->hold(slot, ctx_.cancelFlag(), hold);
-        if (!hold) return;
-        recovered = hold->recovered();
-        work(*named.block, slot);
+        held = hold.has_value();
+        if (held) {
+            recovered = hold->recovered();
+            work(*named.block, slot);
+        }
     }
-    if (recovered) ctx_.report(MessageId::QueueRecovered, std::string(named.name), std::string(named.queue));
+    // Only now: whoever is told may run another script.
+    if (recovered) ctx_.report(MessageId::QueueRecovered, labelOf(named, element));
+    if (!held && !ctx_.endRequested() && !std::exchange(toldUnreachable_, true))
+        ctx_.report(MessageId::QueueUnreachable, labelOf(named, element), named.queue);
+    return held;
 }
 
-ValueCell QueuesOfScript::read(QueueVariableId id, std::int64_t element) {
+std::int64_t QueuesOfScript::lookUpElements(QueueVariableId id) {
+    Named& named = named_[static_cast<std::size_t>(id - 1)];
+    if (named.elements >= 0) return named.elements;
+    if (!reach(named)) return -1;
+    if (slotOf(named, 0) >= 0) return 0;
+    std::int64_t count = 0;
+    while (slotOf(named, count + 1) >= 0) ++count;
+    return count > 0 ? count : -1;
+}
+
+bool QueuesOfScript::read(QueueVariableId id, std::int64_t element, ValueCell& value) {
     // What makes the value may report, and who is told may run another script: not while the slot is held.
     SharedRecord copy{};
-    access(id, element, [&](const QueueBlock& block, std::int32_t slot) {
+    const bool found = access(id, element, [&](const QueueBlock& block, std::int32_t slot) {
         if (const SharedRecord* entry = block.value(slot)) copy = *entry;
     });
-    return valueOf(ctx_, copy);
+    value = valueOf(ctx_, copy);
+    return found;
 }
 
 void QueuesOfScript::write(QueueVariableId id, std::int64_t element, const ValueCell& value) {
@@ -207,7 +245,8 @@ bool QueuesOfScript::writeIfStill(QueueVariableId id, std::int64_t element, cons
     const SharedRecord after = recordOf(value);
     bool same = true;
     access(id, element, [&](QueueBlock& block, std::int32_t slot) {
-        same = equalValues(block.value(slot), before);
+        const SharedRecord* entry = block.value(slot);
+        same = equalValues(entry != nullptr ? *entry : SharedRecord{}, before);
         if (same) block.replace(slot, after);
     });
     return same;

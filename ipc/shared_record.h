@@ -35,12 +35,10 @@ struct SharedRecord {
 
     [[nodiscard]] std::int32_t integer() const noexcept { return get<std::int32_t>(0); }
     [[nodiscard]] double number(std::size_t index = 0) const noexcept { return get<double>(index); }
-    /// The text, which ends at the payload's end when whoever wrote it left no NUL.
+    /// The text, of at most 255 characters also when whoever wrote it left no NUL.
     [[nodiscard]] std::string_view text() const noexcept {
-        const void* end = std::memchr(payload.data(), '\0', payload.size());
-        return {payload.data(), end != nullptr
-                                    ? static_cast<std::size_t>(static_cast<const char*>(end) - payload.data())
-                                    : payload.size()};
+        const std::string_view all(payload.data(), kTextLength);
+        return all.substr(0, all.find('\0'));
     }
     void setInteger(std::int32_t value) noexcept { set(0, value); }
     void setNumber(double value, std::size_t index = 0) noexcept { set(index, value); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -48,7 +49,9 @@ private:
     int descriptor_ = -1;
     std::span<std::byte> bytes_;
     bool owner_ = false;
+    bool left_ = false;
     bool last_ = false;
+    std::int32_t process_ = 0;  // a copy of the program that opened the block leaves its name alone
 };
 
 }  // namespace kestrel::platform

@@ -86,6 +86,22 @@ TEST(NamedMemory, WhatADeadProgramLeftIsReplaced) {
     EXPECT_TRUE(NamedMemory::open(name)) << "who leaves the old block leaves the new one alone";
 }
 
+TEST(NamedMemory, ACopyOfTheProgramLeavesTheNameAlone) {
+    const std::string name = ownName("copied");
+    std::optional<NamedMemory> owner = NamedMemory::create(name, 100);
+    ASSERT_TRUE(owner);
+    Workers workers;
+    ASSERT_EQ(workers.start(1,
+                            [&](std::size_t, const WorkerChannel&) {
+                                owner.reset();
+                                return 0;
+                            }),
+              1U);
+    while (workers.running()) static_cast<void>(workers.wait(milliseconds(1000)));
+    EXPECT_FALSE(owner->superseded());
+    EXPECT_TRUE(NamedMemory::open(name)->ownerLives());
+}
+
 TEST(NamedMemory, OnlyThisUsersObjectsAreOpened) {
     const std::string name = ownName("planted");
     const std::string path = "/dev/shm/" + name;
@@ -139,10 +155,8 @@ TEST(NamedSemaphore, WhatADeadProgramHeldIsRecovered) {
     EXPECT_EQ(semaphore->acquire(nullptr), Wait::Recovered);
     semaphore->release();
     EXPECT_EQ(semaphore->acquire(nullptr), Wait::Acquired);
-    inProgramThatDies([&] {
-        semaphore->release();
-        static_cast<void>(semaphore->acquire(nullptr));
-    });
+    semaphore->release();
+    inProgramThatDies([&] { static_cast<void>(semaphore->acquire(nullptr)); });
     EXPECT_TRUE(semaphore->remove()) << "nobody alive holds it";
     EXPECT_FALSE(NamedSemaphore::open(name));
 }

@@ -41,9 +41,9 @@ public:
         Removed,  ///< somebody took the semaphore away; the name may lead to another by now
     };
     /// Waits until nobody holds the semaphore, and holds it. Whether the holder lives, and the flag, are
-    /// looked at ten times a second.
+    /// looked at ten times a second: a shorter wait notices neither.
     [[nodiscard]] Wait acquire(CancelFlag requested, std::optional<std::chrono::milliseconds> longest = {});
-    /// Lets the next one in. Nothing happens when nobody holds the semaphore, as its count is at most 1.
+    /// Lets the next one in. Nothing happens when this program does not hold the semaphore.
     void release();
     /// Takes the semaphore away from everybody and its name with it. Held by another, it stays.
     /// @return false then

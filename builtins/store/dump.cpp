@@ -3,6 +3,7 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/file_names.h"
+#include "engine/operations/slots.h"
 #include "engine/operations/text.h"
 #include "engine/values/format.h"
 #include "platform/files.h"
@@ -61,6 +62,7 @@ private:
     }
 
     void entry(std::string_view owner, Variable& variable) {
+        const FreshVariable fresh(ctx_, variable);
         std::string label(owner);
         label.append("::").append(variable.name);
         label.resize(kValueColumn, ' ');  // one that reaches the value's column is cut there

@@ -18,8 +18,9 @@ using QueueVariableId = std::int32_t;
 
 /// The queues of one script. Gone with the script: then those that it made end for it.
 ///
-/// Every access waits while another program is at the same variable, and gives up when the run is to end. One
-/// that finds no queue, or no such variable in it, has no effect: a read gives Nil then.
+/// Every access waits while another program is at a variable of the same name, in whatever queue, and gives
+/// up when the run is to end. One that finds no queue, or no such variable in it, has no effect: a read gives
+/// Nil then.
 class ScriptQueues {
 public:
     virtual ~ScriptQueues() = default;
@@ -34,12 +35,13 @@ public:
     /// The number of elements of an array that this script has declared, 0 for a plain variable, -1 when it
     /// is not declared here.
     [[nodiscard]] virtual std::int64_t elements(QueueVariableId id) const = 0;
-    /// The variable's name.
-    [[nodiscard]] virtual const char* name(QueueVariableId id) const = 0;
+    /// The same, also of one that another script has declared.
+    [[nodiscard]] virtual std::int64_t lookUpElements(QueueVariableId id) = 0;
 
     /// @param element  of an array, from 1; 0 for a plain variable
-    /// @return the value; a text is the caller's (TempString)
-    [[nodiscard]] virtual ValueCell read(QueueVariableId id, std::int64_t element) = 0;
+    /// @param value    receives the value; a text is the caller's (TempString)
+    /// @return false when there is no such variable; the value is Nil then
+    virtual bool read(QueueVariableId id, std::int64_t element, ValueCell& value) = 0;
     /// The value stays the caller's. Texts are cut at 255 characters, integers at 32 bits.
     virtual void write(QueueVariableId id, std::int64_t element, const ValueCell& value) = 0;
     /// The same, unless another program has written a value since this one was read: so a change that depends

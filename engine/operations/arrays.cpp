@@ -28,12 +28,6 @@ bool forEachIndex(EngineContext& ctx, const IndexList& list, Visit visit) {
     return true;
 }
 
-bool requireList(EngineContext& ctx, const IndexList& list) {
-    if (list.first >= ctx.base()) return true;
-    ctx.report(MessageId::StackEmpty);
-    return false;
-}
-
 bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
     if (cell.isNumeric()) return true;
     ctx.report(MessageId::IndexType, variable.name);
@@ -164,6 +158,12 @@ bool fits(EngineContext& ctx, std::int64_t count) {
 }
 
 }  // namespace
+
+bool requireList(EngineContext& ctx, const IndexList& list) {
+    if (list.first >= ctx.base()) return true;
+    ctx.report(MessageId::StackEmpty);
+    return false;
+}
 
 ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill) {
     std::int64_t count = 1;

@@ -50,6 +50,9 @@ struct IndexList {
 /// The list that ends below stack index `end`.
 [[nodiscard]] IndexList indexListBelow(EngineContext& ctx, int end);
 
+/// False, after reporting, when there is no list: an index behind a call has none.
+[[nodiscard]] bool requireList(EngineContext& ctx, const IndexList& list);
+
 /// The k-th index (from 0), truncated. Reports one that is no number, or missing, and gives nothing.
 [[nodiscard]] std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable,
                                                   const IndexList& list, int k);

@@ -251,11 +251,12 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             return;
         case Array: {
             const CodeNode& node = *target.payload.node;
-            if (node.slot != 0) {
+            if (node.queueVariable != 0) {
                 assignSlotElement(ctx, node, reference, value);
                 return;
             }
             const FreshVariable fresh(ctx, targetVariable(node));
+            if (refusesElements(ctx, targetVariable(node))) return;
             storeElement(ctx, elementTarget(ctx, node, reference), value);
             return;
         }
@@ -338,7 +339,8 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
     }
     const ValueCell target = ctx.stack.at(reference);
     const int start = referenceStart(ctx, reference);
-    const bool named = target.type == IpcSlotRef || (target.type == Array && target.payload.node->slot != 0);
+    const bool named =
+        target.type == IpcSlotRef || (target.type == Array && target.payload.node->queueVariable != 0);
     if (target.type == BlockMark) {
         distributeToBlock(ctx, start, reference, values);
     } else if (named && (target.type == IpcSlotRef || !isList) &&

@@ -67,33 +67,14 @@ void combineTextVariable(EngineContext& ctx, int op, Variable& variable, const V
     ctx.stack.release(result);
 }
 
-void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variable, const ValueCell& value) {
-    const int op = plainOperator(node.op);
-    switch (variable.type) {
-        case Array:
-            if (const ArrayRecord* array = variable.array(); array != nullptr) {
-                ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
-            } else {
-                ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
-            }
-            return;
-        case Integer:
-            if (value.type == Integer)
-                static_cast<void>(
-                    combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
-            else
-                combineNumberOnly(ctx, op, variable, value);
-            return;
-        case String:
-        case TempString:
-            combineTextVariable(ctx, op, variable, value);
-            return;
-        case Vector:
-            static_cast<void>(combineVector(ctx, op, variable.vec, value));
-            return;
-        default:
-            combineNumberOnly(ctx, op, variable, value);
-            return;
+void combineTargetVariable(EngineContext& ctx, const CodeNode& node, Variable& variable,
+                           const ValueCell& value) {
+    if (variable.type != Array) {
+        combineVariable(ctx, node.op, variable, value);
+    } else if (const ArrayRecord* array = variable.array(); array != nullptr) {
+        ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
+    } else {
+        ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
     }
 }
 
@@ -101,7 +82,7 @@ void combineVariable(EngineContext& ctx, const CodeNode& node, Variable& variabl
 void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode,
                     const ValueCell& value) {
     const Variable& variable = targetVariable(indexNode);
-    if (indexNode.slot != 0) {
+    if (indexNode.queueVariable != 0) {
         combineSlotElement(ctx, indexNode, node.op, value);
         return;
     }
@@ -126,7 +107,7 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
                    const ValueCell& value) {
     switch (target.type) {
         case VarRef:
-            combineVariable(ctx, node, targetVariable(*target.payload.node), value);
+            combineTargetVariable(ctx, node, targetVariable(*target.payload.node), value);
             return;
         case Array:
             combineElement(ctx, node, *target.payload.node, value);
@@ -169,6 +150,29 @@ bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueC
 }
 
 }  // namespace
+
+void combineVariable(EngineContext& ctx, int code, Variable& variable, const ValueCell& value) {
+    const int op = plainOperator(code);
+    switch (variable.type) {
+        case Integer:
+            if (value.type == Integer)
+                static_cast<void>(
+                    combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
+            else
+                combineNumberOnly(ctx, op, variable, value);
+            return;
+        case String:
+        case TempString:
+            combineTextVariable(ctx, op, variable, value);
+            return;
+        case Vector:
+            static_cast<void>(combineVector(ctx, op, variable.vec, value));
+            return;
+        default:
+            combineNumberOnly(ctx, op, variable, value);
+            return;
+    }
+}
 
 bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
     const int plain = plainOperator(op);

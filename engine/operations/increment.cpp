@@ -37,7 +37,7 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
 
 void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op) {
     Variable& variable = targetVariable(naming);
-    if (naming.slot != 0) {
+    if (naming.queueVariable != 0) {
         incrementSlotElement(ctx, naming, op);
         return;
     }

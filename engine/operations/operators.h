@@ -128,6 +128,11 @@ bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell&
 /// these
 bool combineNumbers(EngineContext& ctx, int op, double left, double right, double& result);
 
+/// Combines a value into a variable that holds no array, as compound assignment does: the kind of what it
+/// holds decides, and stays.
+/// @param code  the compound assignment or its plain operator
+void combineVariable(EngineContext& ctx, int code, Variable& variable, const ValueCell& value);
+
 /// Combines a value into one that is stored in an element or a record member, as compound assignment does:
 /// Number, Integer, Vector and text slots change, others stay. Owned texts are replaced by retained copies.
 /// @param op  the compound assignment or its plain operator

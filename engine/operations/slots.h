@@ -3,6 +3,8 @@
 
 #include "engine/context/context.h"
 
+#include <optional>
+
 namespace kestrel {
 
 // Each takes the node that names the variable or element (CodeNode::slot). A variable that the script has
@@ -31,8 +33,13 @@ void combineSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t o
 void incrementSlot(EngineContext& ctx, const CodeNode& node, std::int32_t op);
 void incrementSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t op);
 
+/// True, after reporting, for an exposed variable that holds no text: it has no elements, and cannot become
+/// an array.
+bool refusesElements(EngineContext& ctx, const Variable& variable);
+
 /// For operations on a variable itself (its methods, its members, its characters): an exposed one takes the
-/// queue's value before, and the queue takes the variable's afterwards when it was changed.
+/// queue's value before, and the queue takes the variable's afterwards when it was changed. Another program's
+/// value that comes between is lost. An exposed array takes the values of all elements and gives none back.
 class FreshVariable {
 public:
     FreshVariable(EngineContext& ctx, Variable& variable) : ctx_(ctx), variable_(variable) {
@@ -40,7 +47,7 @@ public:
             refresh();
     }
     ~FreshVariable() {
-        if (variable_.queue != 0) [[unlikely]]
+        if (before_) [[unlikely]]
             writeBack();
     }
     FreshVariable(const FreshVariable&) = delete;
@@ -48,11 +55,12 @@ public:
 
 private:
     void refresh();
-    void writeBack();
+    void refreshArray(std::int64_t count);
+    void writeBack() noexcept;
 
     EngineContext& ctx_;
     Variable& variable_;
-    ValueCell before_;
+    std::optional<ValueCell> before_;  // what was taken
 };
 
 }  // namespace kestrel

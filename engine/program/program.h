@@ -128,12 +128,12 @@ struct CodeNode {
     NameId name = kNoName;  ///< link: the name of a data member or method, interned
     std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (opcodes.h)
     CodeNode* successor =
-        nullptr;               ///< link: the next instruction that does something (markers are passed over)
-    std::uint8_t mode = 0;     ///< link: how the instructions that follow make this one behave (node_modes.h)
-    std::int32_t slot = 0;     ///< link: the queue's variable that it names (ScriptQueues); 0: none
-    CodeNode* link = nullptr;  ///< link: jump target or loop top
-    CodeNode* body = nullptr;  ///< link: OP_FORTEST's OP_FORBODY
-    Variable* variable = nullptr;  ///< link: operand variable with "::" resolved
+        nullptr;            ///< link: the next instruction that does something (markers are passed over)
+    std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (node_modes.h)
+    std::int32_t queueVariable = 0;  ///< link: the variable of a queue that it names (ScriptQueues); 0: none
+    CodeNode* link = nullptr;        ///< link: jump target or loop top
+    CodeNode* body = nullptr;        ///< link: OP_FORTEST's OP_FORBODY
+    Variable* variable = nullptr;    ///< link: operand variable with "::" resolved
     FunctionRecord* callee =
         nullptr;  ///< link: OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
     const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in

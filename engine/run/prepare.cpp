@@ -201,7 +201,7 @@ private:
         const Variable& variable = *node.variable;
         if (linkMember(node, OP_IPCREF, kSlotRead, reference)) {
             const CodeNode* queue = isPostfix(node.next->op) ? node.next->next : node.next;
-            node.slot = ctx_.queues->refer(queue->operand.variable->name, variable.name);
+            node.queueVariable = ctx_.queues->refer(queue->operand.variable->name, variable.name);
             return true;
         }
         // The index of an exposed plain variable means a character of its text.
@@ -209,7 +209,7 @@ private:
             return false;
         node.mode =
             opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember() ? reference : kSlotRead;
-        node.slot = variable.queue;
+        node.queueVariable = variable.queue;
         return true;
     }
 

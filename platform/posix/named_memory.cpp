@@ -81,14 +81,16 @@ std::optional<NamedMemory> NamedMemory::join(std::string_view name) {
 }
 
 NamedMemory::NamedMemory(std::string object, int descriptor, std::span<std::byte> bytes, bool owner) noexcept
-    : object_(std::move(object)), descriptor_(descriptor), bytes_(bytes), owner_(owner) {}
+    : object_(std::move(object)), descriptor_(descriptor), bytes_(bytes), owner_(owner), process_(getpid()) {}
 
 NamedMemory::NamedMemory(NamedMemory&& other) noexcept
     : object_(std::move(other.object_)),
       descriptor_(std::exchange(other.descriptor_, -1)),
       bytes_(std::exchange(other.bytes_, {})),
       owner_(other.owner_),
-      last_(other.last_) {}
+      left_(other.left_),
+      last_(other.last_),
+      process_(other.process_) {}
 
 NamedMemory& NamedMemory::operator=(NamedMemory&& other) noexcept {
     if (this == &other) return *this;
@@ -97,7 +99,9 @@ NamedMemory& NamedMemory::operator=(NamedMemory&& other) noexcept {
     descriptor_ = std::exchange(other.descriptor_, -1);
     bytes_ = std::exchange(other.bytes_, {});
     owner_ = other.owner_;
+    left_ = other.left_;
     last_ = other.last_;
+    process_ = other.process_;
     return *this;
 }
 
@@ -107,7 +111,7 @@ NamedMemory::~NamedMemory() {
 
 void NamedMemory::close() noexcept {
     if (descriptor_ < 0) return;
-    if (last_ || leave()) takeNameAway(descriptor_, object_);
+    if (process_ == getpid() && (left_ ? last_ : leave())) takeNameAway(descriptor_, object_);
     munmap(bytes_.data(), bytes_.size());
     ::close(std::exchange(descriptor_, -1));
 }
@@ -122,6 +126,9 @@ bool NamedMemory::superseded() const {
 }
 
 bool NamedMemory::leave() {
+    left_ = true;
+    // Locks belong to a copy of this program, too; what it does with them is done for both.
+    if (process_ != getpid()) return false;
     // Unlocked first: of two that leave at the same time one finds the other gone.
     lockObject(descriptor_, Lock::None, kUserByte);
     last_ = lockObject(descriptor_, Lock::Alone, kUserByte);

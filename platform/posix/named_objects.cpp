@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
@@ -81,7 +82,9 @@ int createObject(const std::string& object) {
 }
 
 bool reserveObject(int descriptor, std::size_t size) {
-    return posix_fallocate(descriptor, 0, static_cast<off_t>(size)) == 0;
+    int error = EINTR;
+    while (error == EINTR) error = posix_fallocate(descriptor, 0, static_cast<off_t>(size));
+    return error == 0;
 }
 
 std::size_t objectSize(int descriptor) {

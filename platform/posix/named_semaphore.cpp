@@ -83,7 +83,9 @@ bool isGone(std::uint64_t holder) {
     const auto process = static_cast<std::int32_t>(holder >> 32U);
     if (process <= 0) return true;
     const ProcessStatus status = statusOf(process);
-    if (!status.known) return kill(process, 0) != 0 && errno == ESRCH;
+    // A start of 0 is that of a program that could not find out its own.
+    if (!status.known || static_cast<std::uint32_t>(holder) == 0)
+        return kill(process, 0) != 0 && errno == ESRCH;
     return status.state == 'Z' || status.state == 'X' || status.started != static_cast<std::uint32_t>(holder);
 }
 
@@ -119,10 +121,12 @@ std::optional<NamedSemaphore> NamedSemaphore::openOrCreate(std::string_view name
     const std::string object = objectName(name);
     for (int i = 0; i < kObjectTries; ++i) {
         int descriptor = openObject(object);
-        if (descriptor < 0) descriptor = createObject(object);
+        const bool isNew = descriptor < 0;
+        if (isNew) descriptor = createObject(object);
         if (descriptor < 0 && errno != EEXIST) return std::nullopt;
         if (descriptor < 0) continue;
         std::optional<NamedSemaphore> made = map(object, descriptor);
+        if (!made && isNew) shm_unlink(object.c_str());
         if (!made || made->shared_->holder != kRemoved) return made;
         clearName(object);
     }
@@ -134,11 +138,12 @@ std::optional<NamedSemaphore> NamedSemaphore::create(std::string_view name, Coun
     for (int i = 0; i < kObjectTries; ++i) {
         if (const int descriptor = createObject(object); descriptor >= 0) {
             std::optional<NamedSemaphore> made = map(object, descriptor);
-            if (!made)
-                shm_unlink(object.c_str());
-            else if (count == Count::Taken)
-                made->shared_->holder = made->self();
-            return made;
+            if (!made) shm_unlink(object.c_str());
+            if (!made || count == Count::Free) return made;
+            // From the moment of its making others may have it.
+            std::uint64_t holder = kFree;
+            if (made->shared_->holder.compare_exchange_strong(holder, made->self())) return made;
+            return std::nullopt;
         }
         if (errno != EEXIST) return std::nullopt;
         std::optional<NamedSemaphore> old = open(name);
@@ -167,7 +172,7 @@ NamedSemaphore::~NamedSemaphore() {
 
 std::uint64_t NamedSemaphore::self() {
     const std::int32_t process = getpid();
-    if (self_.process != process) self_ = {process, statusOf(process).started};
+    if (self_.process != process || self_.started == 0) self_ = {process, statusOf(process).started};
     return holderWord(self_.process, self_.started);
 }
 
