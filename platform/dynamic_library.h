@@ -8,7 +8,8 @@ namespace kestrel::platform {
 
 class DynamicLibrary {
 public:
-    /// @param nativePath  file to load
+    /// @param nativePath  file to load. A name without a "/" is left to the system, which looks in its own
+    /// directories for libraries and never in the current one.
     /// @param error       receives the reason when it fails
     /// @return null when it cannot be loaded
     [[nodiscard]] static std::unique_ptr<DynamicLibrary> open(const std::string& nativePath,
@@ -19,6 +20,10 @@ public:
 
     /// @return null when the library exports no such symbol
     [[nodiscard]] void* symbol(const char* name) const;
+    /// The address of a function that the library itself exports: none of its data, and nothing of the
+    /// libraries that it uses, which symbol() finds as well.
+    /// @return null when there is none
+    [[nodiscard]] void* function(const char* name) const;
 
 private:
     explicit DynamicLibrary(void* handle) : handle_(handle) {}
