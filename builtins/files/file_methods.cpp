@@ -216,19 +216,8 @@ void openFile(BuiltinCall& call) {
     const char* mode = modeArgument(call, 1);
     if (mode == nullptr) return call.fail(MessageId::ArgumentType, 2, "File");
     if (!call.arg(0).isText()) return call.fail(MessageId::ArgumentType, 1, "File");
-    // Records stay until the script is unloaded, so one that opens files again and again must end somewhere.
-    constexpr std::size_t kMostResources = 1'000'000;
-    EngineContext& ctx = call.ctx;
-    if (ctx.resources.size() >= kMostResources) {
-        ctx.report(MessageId::MemoryExhausted);
-        return call.result(ValueCell::ofNil());
-    }
-    auto record = std::make_unique<FileRecord>();
-    if (!record->open(ctx, convertSeparators(ctx, call.arg(0).payload.text), mode))
-        return call.result(ValueCell::ofNil());
-    const ValueCell file = fileCell(*record);
-    ctx.resources.push_back(std::move(record));
-    call.result(file);
+    FileRecord* record = openScriptFile(call.ctx, call.arg(0).payload.text, mode);
+    call.result(record != nullptr ? fileCell(*record) : ValueCell::ofNil());
 }
 
 void fileExists(BuiltinCall& call) {

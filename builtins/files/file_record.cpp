@@ -1,5 +1,7 @@
 #include "builtins/files/file_record.h"
 
+#include "engine/operations/file_names.h"
+
 #include <array>
 #include <optional>
 #include <utility>
@@ -83,6 +85,20 @@ int FileRecord::close() {
 void FileRecord::flush() noexcept {
     if (file != nullptr && file->direction == OpenFile::Direction::Writing)
         platform::flushFile(file->stream.get());
+}
+
+FileRecord* openScriptFile(EngineContext& ctx, std::string_view name, std::string_view mode) {
+    // Records stay until the script is unloaded, so one that opens files again and again must end somewhere.
+    constexpr std::size_t kMostResources = 1'000'000;
+    if (ctx.resources.size() >= kMostResources) {
+        ctx.report(MessageId::MemoryExhausted);
+        return nullptr;
+    }
+    auto record = std::make_unique<FileRecord>();
+    if (!record->open(ctx, convertSeparators(ctx, name), mode)) return nullptr;
+    FileRecord* const opened = record.get();
+    ctx.resources.push_back(std::move(record));
+    return opened;
 }
 
 }  // namespace kestrel::builtins

@@ -61,6 +61,11 @@ struct FileRecord final : ScriptResource {
     void flush() noexcept override;
 };
 
+/// Opens a file for a new value of the script.
+/// @param name  as scripts write it
+/// @return null when it does not open, and after reporting that there are too many
+[[nodiscard]] FileRecord* openScriptFile(EngineContext& ctx, std::string_view name, std::string_view mode);
+
 /// The record behind a FileObj's payload; null where there is none.
 [[nodiscard]] inline FileRecord* fileRecord(void* object) noexcept {
     return static_cast<FileRecord*>(object);
