@@ -20,6 +20,7 @@ namespace kestrel {
 class EngineContext;
 class KindTable;
 class BuiltinTable;
+class NativeCallees;
 class PersistentStore;
 struct ProcessState;
 struct ArrayRecord;
@@ -78,6 +79,7 @@ struct EngineServices {
     PersistentStore* store = nullptr;        ///< null: nothing can be stored, nothing is found
     ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
     QueueService* queues = nullptr;          ///< null: there are no queues
+    NativeCallees* natives = nullptr;        ///< null: scripts bring in no libraries
     void* host = nullptr;  ///< what host-side built-ins find again; the engine never looks at it
 };
 

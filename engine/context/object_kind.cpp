@@ -165,6 +165,8 @@ void* ObjectKind::assigned(EngineContext&, void* object) {
     return object;
 }
 
+void ObjectKind::named(void*, const Variable&) {}
+
 void ObjectKind::hold(EngineContext&, void*) {}
 
 void ObjectKind::drop(EngineContext&, void*) {}

@@ -28,7 +28,7 @@ struct RecordMember;
 struct MemberAccess {
     Variable* object;    ///< the variable named before the '.'
     const char* member;  ///< as the script wrote it
-    NameId name;         ///< the same interned; kNoName for a name that no kind has
+    NameId name;         ///< the same interned
     std::int64_t index;  ///< -1 without an index
     /// Owner of the object variable, as messages name it: the function's name, "" for a global.
     [[nodiscard]] const char* owner() const noexcept { return object->ownerName(); }
@@ -171,6 +171,9 @@ struct KindTraits {
     bool counted = false;
     /// A function's locals let go at its end; those of other kinds keep what they hold to the next call.
     bool endsWithCall = false;
+    /// So they do however the activation ends, and in functions that the host calls; parameters let go when
+    /// no activation of the function is left. Such a kind marks the functions that it concerns in named().
+    bool endsWithActivation = false;
     /// append() may add it to an array.
     bool appendable = false;
 };
@@ -220,6 +223,8 @@ public:
     // ---- holders: variables, elements and members
     /// What a variable gets when it is assigned this object; the variable holds it already.
     [[nodiscard]] virtual void* assigned(EngineContext& ctx, void* object);
+    /// A variable or parameter has been given the object.
+    virtual void named(void* object, const Variable& variable);
     virtual void hold(EngineContext& ctx, void* object);
     virtual void drop(EngineContext& ctx, void* object);
     /// Releases the objects that nobody holds and no cell on the stack refers to. Run when there are many:

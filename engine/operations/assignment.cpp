@@ -500,7 +500,9 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
         default:
             if (!isObjectKind(value.type)) return illegalType(ctx);
             // First the new one: only the variable's old object may hold it.
-            void* const object = ctx.kinds().of(value.type).assigned(ctx, value.payload.object);
+            ObjectKind& kind = ctx.kinds().of(value.type);
+            void* const object = kind.assigned(ctx, value.payload.object);
+            kind.named(object, variable);
             releaseVariableValue(ctx, variable);
             variable.object = object;
             break;

@@ -20,6 +20,7 @@ namespace kestrel {
 struct BuiltinEntry;
 struct FunctionRecord;
 struct RecordTemplate;
+class NativeCallee;
 
 enum VariableFlag : std::uint8_t {
     kVarConst = 1,  ///< "++"/"--" on it are refused at compile time
@@ -43,7 +44,6 @@ struct Variable {
     FunctionRecord* owner = nullptr;  ///< null for globals
     Variable* next = nullptr;
     Variable* prev = nullptr;
-    void* nativeEntry = nullptr;  ///< exported function of a compiled library
     SourcePos pos;
 
     [[nodiscard]] const char* text() const noexcept { return static_cast<const char*>(object); }
@@ -91,6 +91,7 @@ struct FunctionRecord {
     CodeNode* end = nullptr;    ///< link: the first OP_ENDFUNC after it
     LinkedList<Variable> locals;
     LinkedList<Variable> params;
+    bool ownsObjects = false;  ///< its variables may hold objects that end with the activation (KindTraits)
     FunctionRecord* next = nullptr;
     FunctionRecord* prev = nullptr;
     SourcePos pos;
@@ -138,6 +139,7 @@ struct CodeNode {
         nullptr;  ///< link: OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
     const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in
     const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
+    NativeCallee* native = nullptr;               ///< link: OP_CALL to code of a library
 };
 
 /// The variable that a node names, with "::" resolved once the program is linked.
@@ -197,7 +199,8 @@ public:
     LinkedList<FunctionRecord> functions;
     LinkedList<RecordTemplate> records;
     SourceFiles files;
-    NameTable names;  ///< link: of all data members and methods, and of the fields of this program's records
+    NameTable names;  ///< link: those of the kinds of objects, then all that this program names after a dot
+                      ///< or arrow
 
     template <class T>
     [[nodiscard]] T* make() {
@@ -215,7 +218,8 @@ public:
         std::uninitialized_value_construct_n(items, count);
         return {items, count};
     }
-    /// Numbers the names of all record fields, going on from the names of the kinds of objects.
+    /// Numbers the names of all record fields, going on from the names of the kinds of objects. The names of
+    /// members and methods that the code uses follow when it is linked.
     void nameFields(const NameTable& kindNames);
     /// @return the first of that exact name, or null. The lists they look in only grow.
     [[nodiscard]] FunctionRecord* findFunction(std::string_view name) const;

@@ -2,12 +2,15 @@
 
 #include "engine/context/builtin.h"
 #include "engine/context/kind_table.h"
+#include "engine/context/native_callee.h"
 #include "engine/kinds/record_kind.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
+
+#include <algorithm>
 
 namespace kestrel {
 
@@ -49,6 +52,12 @@ void callBuiltin(EngineContext& ctx, const CodeNode& node) {
     entry.handler(call);
 }
 
+void callNative(EngineContext& ctx, const CodeNode& node) {
+    if (!ctx.need(node.argc)) return;
+    BuiltinCall call(ctx, node, node.operand.variable->name);
+    node.native->call(call);
+}
+
 /// The name of a record declaration called as a function: an instance with the declared members, the first of
 /// them replaced by the arguments in order.
 void construct(EngineContext& ctx, const CodeNode& node) {
@@ -74,6 +83,8 @@ void callOther(EngineContext& ctx, const CodeNode& node) {
         callBuiltin(ctx, node);
     } else if (node.constructor != nullptr) {
         construct(ctx, node);
+    } else if (node.native != nullptr) {
+        callNative(ctx, node);
     } else {
         ctx.report(MessageId::FunctionNotFound, node.operand.variable->name);
         dropArguments(ctx, node.argc);
@@ -94,6 +105,14 @@ bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* 
     parameter.flags = source->flags;
     if (source->holdsText()) parameter.object = ctx.pool.keep(source->text());
     return true;
+}
+
+void bindObject(EngineContext& ctx, Variable& parameter, const ValueCell& cell) {
+    ObjectKind& kind = ctx.kinds().of(cell.type);
+    kind.hold(ctx, cell.payload.object);
+    kind.named(cell.payload.object, parameter);
+    parameter.type = cell.type;
+    parameter.object = cell.payload.object;
 }
 
 /// @return false when binding has to stop
@@ -132,9 +151,7 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
             return true;
         default:
             if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
-            ctx.kinds().of(cell.type).hold(ctx, cell.payload.object);
-            parameter.type = cell.type;
-            parameter.object = cell.payload.object;
+            bindObject(ctx, parameter, cell);
             return true;
     }
 }
@@ -186,6 +203,18 @@ void releaseLocalObjects(EngineContext& ctx, FunctionRecord& function) {
     }
 }
 
+void endObjectsOf(EngineContext& ctx, const LinkedList<Variable>& variables) {
+    for (Variable* variable = variables.head; variable != nullptr; variable = variable->next) {
+        if (!isObjectKind(variable->type)) continue;
+        ObjectKind& kind = ctx.kinds().of(variable->type);
+        if (!kind.traits().endsWithActivation) continue;
+        void* const object = variable->object;
+        variable->type = Nil;
+        variable->object = nullptr;
+        kind.drop(ctx, object);
+    }
+}
+
 }  // namespace
 
 const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
@@ -198,6 +227,14 @@ const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
     callOther(ctx, *node);
     pollWatch(ctx);
     return node;
+}
+
+void endOwnedObjects(EngineContext& ctx, FunctionRecord& function) {
+    endObjectsOf(ctx, function.locals);
+    // A function that calls itself goes on with the parameters that its inner activation was given.
+    const auto runsStill = [&function](const CallRecord& call) { return call.function == &function; };
+    function.ownsObjects = std::any_of(ctx.run.calls.rbegin(), ctx.run.calls.rend(), runsStill);
+    if (!function.ownsObjects) endObjectsOf(ctx, function.params);
 }
 
 void executeFunctionEntry(EngineContext& ctx) {
@@ -246,6 +283,7 @@ const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
     ctx.run.trimCalls(ctx.run.calls.size() - 1);
     refillCaller(ctx);
     releaseLocalObjects(ctx, function);
+    releaseOwnedObjects(ctx, function);
     return caller;
 }
 

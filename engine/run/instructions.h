@@ -55,6 +55,12 @@ void executeFunctionEntry(EngineContext& ctx);
 const CodeNode* executeReturn(EngineContext& ctx, const CodeNode* node);
 /// OP_ENDFUNC. @return the calling node
 const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node);
+/// Lets the variables of a function whose activation is over let go of the objects that end with it.
+void endOwnedObjects(EngineContext& ctx, FunctionRecord& function);
+inline void releaseOwnedObjects(EngineContext& ctx, FunctionRecord& function) {
+    if (function.ownsObjects) [[unlikely]]
+        endOwnedObjects(ctx, function);
+}
 /// Drops what a function leaves that did not end with `return`.
 void settleResults(EngineContext& ctx);
 

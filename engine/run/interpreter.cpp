@@ -443,8 +443,12 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     ctx.run.frames.emplace_back();
     executeRun(ctx, start, end);
     // A run that was ended from the middle of a call leaves frames and call records behind.
+    while (ctx.run.calls.size() > calls) {
+        FunctionRecord& left = *ctx.run.calls.back().function;
+        ctx.run.trimCalls(ctx.run.calls.size() - 1);
+        releaseOwnedObjects(ctx, left);
+    }
     ctx.run.frames.resize(depth);
-    ctx.run.trimCalls(calls);
     return ctx.run.abort;
 }
 
@@ -469,6 +473,7 @@ bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueC
     // More arguments than parameters bind the first ones; fewer leave the rest to the entry's count check.
     const bool failed = run(ctx, function.entry, function.end);
     ctx.run.trimCalls(calls);
+    releaseOwnedObjects(ctx, function);
     ctx.reporter.place = nullptr;
     return failed;
 }

@@ -2,6 +2,7 @@
 
 #include "engine/context/builtin.h"
 #include "engine/context/kind_table.h"
+#include "engine/context/native_callee.h"
 #include "engine/context/script_queues.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
@@ -182,12 +183,11 @@ private:
 
     /// For `name` of object.member, record->member or queue$slot: reads and references, by what follows. A
     /// postfix "++" stands between the member and its object.
-    [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read,
-                                  NodeMode reference) const noexcept {
+    [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read, NodeMode reference) {
         const bool postfix = node.next != nullptr && isPostfix(node.next->op);
         if (!opIs(postfix ? node.next->next : node.next, op)) return false;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
-        node.name = program_.names.find(node.variable->name);
+        node.name = program_.names.intern(node.variable->name);
         return true;
     }
 
@@ -196,7 +196,7 @@ private:
     }
 
     /// queue$name, and what the script itself has exposed.
-    bool linkSlot(CodeNode& node, NodeMode reference) const {
+    bool linkSlot(CodeNode& node, NodeMode reference) {
         if (ctx_.scriptQueues() == nullptr) return false;
         const Variable& variable = *node.variable;
         if (linkMember(node, OP_IPCREF, kSlotRead, reference)) {
@@ -244,13 +244,16 @@ private:
         if (opIs(node.next, OP_MEMBER)) {
             node.mode = kMethodCall;
             node.variable = node.next->operand.variable;
-            node.name = program_.names.find(node.operand.variable->name);
+            node.name = program_.names.intern(node.operand.variable->name);
             return;
         }
         const char* name = node.operand.variable->name;
         node.callee = program_.findFunction(name);
-        if (node.callee == nullptr) node.builtin = ctx_.services.builtins->find(name);
-        if (node.callee == nullptr && node.builtin == nullptr) node.constructor = program_.findRecord(name);
+        if (node.callee != nullptr) return;
+        node.builtin = ctx_.services.builtins->find(name);
+        if (node.builtin != nullptr) return;
+        if (ctx_.services.natives != nullptr) node.native = ctx_.services.natives->find(name);
+        if (node.native == nullptr) node.constructor = program_.findRecord(name);
     }
 
     EngineContext& ctx_;
