@@ -45,7 +45,10 @@ void Compiler::endUse(const SourcePos& where) {
         report(where, MessageId::ClassNotLoaded, use.name->name);
         return;
     }
-    if (!options_.native->loadClass(ctx_, use.library, use.name->name) || use.base == nullptr) return;
+    ctx_.reporter.place = &where;
+    const bool added = options_.native->loadClass(ctx_, use.library, use.name->name);
+    ctx_.reporter.place = nullptr;
+    if (!added || use.base == nullptr) return;
     if (!options_.native->setBase(ctx_, use.base->name))
         report(where, MessageId::BaseClassUnknown, use.base->name);
 }

@@ -55,7 +55,9 @@ bool Compiler::nextInputFile() {
         libraries_.pop_back();
         const bool compiled = isCompiledLibrary(library.name);
         if (compiled && options_.native != nullptr) {
+            ctx_.reporter.place = &library.where;
             options_.native->bindLibrary(ctx_, library.name, program().code);
+            ctx_.reporter.place = nullptr;
             continue;
         }
         if (!compiled && openLibrary(library)) return true;

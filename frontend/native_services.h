@@ -23,7 +23,7 @@ public:
     /// @return false when there is no such class
     virtual bool setBase(EngineContext& ctx, std::string_view base) = 0;
     /// Binds those calls that still carry kNodeUnresolved to functions that a compiled library exports:
-    /// clears the node's flags and sets the callee's nativeEntry. Reports its own failures.
+    /// clears the node's flags. Reports its own failures.
     virtual void bindLibrary(EngineContext& ctx, std::string_view library, LinkedList<CodeNode>& code) = 0;
 };
 

@@ -51,7 +51,8 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     engine.reporter.state.scriptPath = platform::upperCase(systemPath);
     engine.scriptFile = systemPath;
     engine.instanceNumber = instanceNumber;
-    if (compileScript(engine, systemPath) != 0 || !checkProgram(engine)) return false;
+    if (compileScript(engine, systemPath, {.native = &host.native}) != 0 || !checkProgram(engine))
+        return false;
     linkProgram(engine);
     {
         const CallScope scope(engine);

@@ -2,6 +2,7 @@
 // here.
 #pragma once
 
+#include "agents/agent_kind.h"
 #include "builtins/files/file_methods.h"
 #include "engine/kinds/engine_kinds.h"
 #include "host/scene_item.h"
@@ -21,7 +22,8 @@ public:
     [[nodiscard]] const KindTable& table() const noexcept { return engine_.table; }
 
 private:
-    std::tuple<builtins::FileKind, ShaderObjectKind, SceneItemKind, StateObjectKind> kinds_;
+    std::tuple<builtins::FileKind, ShaderObjectKind, SceneItemKind, StateObjectKind, agents::AgentKind>
+        kinds_;
     EngineKinds engine_;
 };
 

@@ -23,6 +23,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.store = &store;
     services.process = &process;
     services.queues = &queues;
+    services.natives = &host.native;
     services.host = &host;
     return services;
 }

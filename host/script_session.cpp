@@ -42,7 +42,9 @@ bool ScriptSession::compile(const std::string& nativePath, const CompileOptions&
     engine.reset();
     engine.reporter.state.scriptPath = platform::upperCase(path);
     engine.scriptFile = path;
-    return compileScript(engine, path, options) == 0;
+    CompileOptions all = options;
+    all.native = &parts_->host.native;
+    return compileScript(engine, path, all) == 0;
 }
 
 bool ScriptSession::check() {

@@ -2,6 +2,7 @@
 // context.
 #pragma once
 
+#include "agents/native_code.h"
 #include "engine/context/context.h"
 #include "host/effected_by.h"
 #include "host/host_interface.h"
@@ -39,6 +40,7 @@ struct ShaderContext {
     // Scripts may keep the object that they were handed, so it lives as long as they do.
     StateObject loadObject{true, false};
     StateObject saveObject{false, false};
+    agents::NativeCode native;          ///< classes and compiled libraries of the script
     SceneItemPool items;                ///< behind the script's values of type HxObject
     EffectedBy effectedBy;              ///< what the surface depends on, as the script says
     std::vector<HostItemID> usedItems;  ///< what the latest `usedItems` gave out

@@ -18,7 +18,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
 FOLDERS = (  # from the ground up
-    "platform", "engine", "frontend", "builtins", "ipc", "host", "reference", "preview", "cli")
+    "platform", "engine", "frontend", "builtins", "ipc", "agents", "host", "reference", "preview", "cli")
 DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
@@ -27,8 +27,9 @@ PUBLIC = {INTERFACE, "host/sample_members.def"}  # what the header and the table
 DOORS = {"preview": PUBLIC, "cli": PUBLIC | {"host/script_session.h"}}  # all that they see of host/
 
 SOURCE = re.compile(r"\.(h|c|cpp|y|l|def)$")
-ONLY_FOR_TESTS = re.compile(r"(_test\.cpp|/test_\w+\.h|_fixture\.h|/fake_\w+\.c)$")
+ONLY_FOR_TESTS = re.compile(r"(_test\.cpp|/test_\w+\.h|_fixture\.h|/fake_\w+\.(c|cpp))$")
 GENERATED = {"grammar.tab.h"}
+SDK = {"sdk/kestrel_agent.h": "agents/"}  # headers for others, and who includes them here
 
 STANDARD = set(
     """algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono climits clocale
@@ -144,7 +145,10 @@ def faults(includes, links, rooms):
     for name, lines in includes.items():
         for line, target, quoted in lines:
             where = f"{name}:{line}: {target}: "
-            if quoted and target in includes:
+            if quoted and target in SDK:
+                if not name.startswith(SDK[target]):
+                    yield where + f"only {SDK[target]} includes it"
+            elif quoted and target in includes:
                 reason = wrong_way(name, target, links, rooms)
                 if reason:
                     yield where + reason
@@ -166,6 +170,7 @@ def faults(includes, links, rooms):
 
 LINE, CORNER, GAP, LANE = "#7d858c", 7, 46, 16
 COLORS = {"platform": "#d8cdb8", "engine": "#bcd3e8", "frontend": "#c6dfc0", "builtins": "#f0d9b0", "ipc": "#dfe3c8",
+          "agents": "#e8d3dd",
           "host": "#e6c3bb", "reference": "#e9dfc4", "preview": "#d7c8e6", "cli": "#cfd4d8"}
 
 
@@ -205,7 +210,8 @@ def layout(rooms):
     beside = left + 44  # the host leaves room for what goes from the reference to the folders below it
     boxes["host"] = host = Box(beside, reference.bottom + GAP, main - beside, 70)
     boxes[INTERFACE] = Box(main - 190, host.y + 12, 178, host.h - 24)
-    y = host.bottom + GAP
+    boxes["agents"] = agents = Box(left + 116, host.bottom + GAP, 230, 56)
+    y = agents.bottom + GAP
     built = Box(left + 190, y, main - left - 190, header + 3 * row + 2 * 28 + 14)
     boxes["builtins"] = built
     boxes["frontend"] = Box(left, y, 160, 100)
@@ -278,8 +284,8 @@ def folder_arrows(boxes, arrows):
         if from_x < to_x and free:
             drawn.append(path([(free[0], a.bottom), (free[0], b.y)]))
         elif source == "reference" and target == "builtins":
-            x, level = a.x + 30, boxes["host"].bottom + 18
-            drawn.append(path([(x, a.bottom), (x, level), (b.x + 40, level), (b.x + 40, b.y)]))
+            x, level, beside = a.x + 30, boxes["host"].bottom + 18, boxes["agents"].right + 20
+            drawn.append(path([(x, a.bottom), (x, level), (beside, level), (beside, b.y)]))
         elif a.x < boxes["builtins"].x:
             left.append((source, target))
         else:
