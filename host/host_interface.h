@@ -106,7 +106,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455334u
+#define KESTREL_EXTENSION_MAGIC 0x4b455335u
 
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
@@ -142,6 +142,12 @@ typedef struct KestrelModule {
     /* Where the instance's script first wrote a number into a sample that is not finite (NaN, infinite) since
      * this was asked last. Returns 0 when it has not, and leaves `out`. May be null. */
     int32_t (*badWrite)(void* instance, KestrelPlace* out);
+    /* Gives the script that is loaded next a debugger link of that name, whatever its debug pragma says. It
+     * then pauses at its first line. Null takes back what no script has got yet. May be null. */
+    void (*setDebugLink)(const char* name);
+    /* 1 while a debugger can reach the instance's script: by that, or by the script's debug pragma. Such a
+     * script should run in one process, as copies have no link. May be null. */
+    int32_t (*debugged)(void* instance);
 } KestrelModule;
 
 /* ---- scene items ---- */

@@ -3,9 +3,11 @@
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "frontend/compiler.h"
+#include "host/attach_debugger.h"
 #include "platform/paths.h"
 
 #include <exception>
+#include <utility>
 
 namespace kestrel {
 
@@ -54,6 +56,7 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     if (compileScript(engine, systemPath, {.native = &host.native}) != 0 || !checkProgram(engine))
         return false;
     linkProgram(engine);
+    attachDebugger(engine, std::exchange(host.environment.debugLink, {}));
     {
         const CallScope scope(engine);
         runTopLevel(engine);

@@ -160,6 +160,18 @@ std::int32_t badWriteOf(void* handle, KestrelPlace* out) {
     return tellPlace(pos, script->engine.program->files, out);
 }
 
+void setDebugLink(const char* name) {
+    guarded(0, [&] {
+        pluginState().environment.debugLink = name != nullptr ? name : "";
+        return 0;
+    });
+}
+
+std::int32_t debugged(void* handle) {
+    const LoadedScript* script = handle != nullptr ? instanceOf(handle).script() : nullptr;
+    return script != nullptr && script->engine.run.hook != nullptr ? 1 : 0;
+}
+
 // ---- activation ----
 
 template <class Service>
@@ -265,5 +277,7 @@ KestrelModule _mod_descrip = {
     kestrel::nameOfMessage,
     kestrel::effectedByNames,
     kestrel::badWriteOf,
+    kestrel::setDebugLink,
+    kestrel::debugged,
 };
 }

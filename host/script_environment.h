@@ -41,7 +41,8 @@ public:
     PanelFinder findPanels;                       ///< empty: there are no panels
     std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
     SceneServices scene;                          ///< nulls: the host has no scene
-    std::string configurationFile;                ///< where a configuration would be; nothing reads one yet
+    std::string debugLink;          ///< of the script that is loaded next, in place of what its pragma says
+    std::string configurationFile;  ///< where a configuration would be; nothing reads one yet
 
     platform::Registry registry;
     PersistentStore store{registry};

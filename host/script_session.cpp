@@ -2,6 +2,7 @@
 
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
+#include "host/attach_debugger.h"
 #include "host/loaded_script.h"
 #include "host/script_environment.h"
 #include "platform/paths.h"
@@ -51,8 +52,9 @@ bool ScriptSession::check() {
     return checkProgram(parts_->engine);
 }
 
-bool ScriptSession::prepare() {
+bool ScriptSession::prepare(std::string_view debugLink) {
     linkProgram(parts_->engine);
+    attachDebugger(parts_->engine, debugLink);
     const CallScope scope(parts_->engine);
     runTopLevel(parts_->engine);
     return parts_->engine.run.abort;

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace kestrel {
 
@@ -38,9 +39,11 @@ public:
     /// After a successful compile: whether the script may run, with messages when not.
     [[nodiscard]] bool check();
 
-    /// After a successful compile: makes the program ready and runs its code outside functions.
+    /// After a successful compile: makes the program ready, opens its debugger link if it has one, and runs
+    /// its code outside functions.
+    /// @param debugLink  name of the link; empty: as the script's debug pragma says
     /// @return the abort flag (false = success)
-    bool prepare();
+    bool prepare(std::string_view debugLink = {});
 
     /// After prepare(): runs the function "main" with its handlers. Without a "main" nothing happens.
     /// @return the abort flag (false = success)

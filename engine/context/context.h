@@ -49,6 +49,8 @@ public:
 class LineHook {
 public:
     virtual ~LineHook() = default;
+    /// A run begins at `start`: the entry of a function that the host calls, or code outside functions.
+    virtual void runBegins(EngineContext& /*ctx*/, const CodeNode& /*start*/) {}
     virtual void line(EngineContext& ctx, const CodeNode& node) = 0;
 };
 

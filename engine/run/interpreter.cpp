@@ -24,6 +24,8 @@
 #include "engine/program/verifier.h"
 #include "engine/run/instructions.h"
 
+#include <utility>
+
 namespace kestrel {
 
 namespace {
@@ -74,12 +76,6 @@ private:
     int statementsLeft_ = kSweepInterval;
     std::size_t atOnceBytes_ = kSweepAtOnceBytes;
 };
-
-/// The line hook is not told of loops that go round, nor of the start of a function.
-bool hooked(const CodeNode& node) noexcept {
-    const OpcodeInfo* info = opcodeInfo(node.op);
-    return info == nullptr || (info->flow != OpFlow::LoopEnd && info->flow != OpFlow::Enter);
-}
 
 /// What debug builds remember of the stack while an instruction runs.
 struct StackBefore {
@@ -160,6 +156,17 @@ bool assignStatement(EngineContext& ctx) {
     return true;
 }
 
+/// The line hook sees the node at which a run ends like any other; nobody else does.
+void tellEnd(EngineContext& ctx, const CodeNode& node) {
+    const std::int32_t line = std::exchange(ctx.run.currentLine, node.line);
+    const CodeNode* const last = std::exchange(ctx.run.node, &node);
+    const SourcePos* const place = std::exchange(ctx.reporter.place, &node.pos);
+    ctx.run.hook->line(ctx, node);
+    ctx.run.currentLine = line;
+    ctx.run.node = last;
+    ctx.reporter.place = place;
+}
+
 template <bool kHooked>
 void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     RunState& run = ctx.run;
@@ -174,7 +181,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         run.node = node;
         ctx.reporter.place = &node->pos;
         if constexpr (kHooked) {
-            if (node->line != previousLine && hooked(*node) && run.hook != nullptr)
+            if (node->line != previousLine && beginsLine(*node) && run.hook != nullptr)
                 run.hook->line(ctx, *node);
             previousLine = node->line;
             if (run.stop) return;
@@ -412,7 +419,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     }
     if constexpr (kHooked) {
         // Runs end at the start or the end of a function, of which it is told here.
-        if (node != nullptr && run.hook != nullptr && node->line != previousLine) run.hook->line(ctx, *node);
+        if (node != nullptr && run.hook != nullptr && node->line != previousLine) tellEnd(ctx, *node);
     }
     settleResults(ctx);
 }
@@ -420,6 +427,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
 void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     ctx.run.abort = false;
     ctx.run.stop = false;
+    if (ctx.run.hook != nullptr && start != nullptr) ctx.run.hook->runBegins(ctx, *start);
     if (ctx.run.hook != nullptr)
         execute<true>(ctx, start, end);
     else
@@ -436,6 +444,11 @@ void runHandler(EngineContext& ctx, std::string_view name) {
 }
 
 }  // namespace
+
+bool beginsLine(const CodeNode& node) noexcept {
+    const OpcodeInfo* info = opcodeInfo(node.op);
+    return info == nullptr || (info->flow != OpFlow::LoopEnd && info->flow != OpFlow::Enter);
+}
 
 bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     const std::size_t depth = ctx.run.frames.size();

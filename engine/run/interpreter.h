@@ -20,6 +20,10 @@ bool runMain(EngineContext& ctx);
 /// @return the abort flag
 bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args);
 
+/// True for instructions that a line hook is told of when they begin another line: not for loops that go
+/// round, nor for the start of a function.
+[[nodiscard]] bool beginsLine(const CodeNode& node) noexcept;
+
 /// Empties the stack after a call from the host and purges the pool when its counters say so.
 void finishCall(EngineContext& ctx);
 

@@ -1,0 +1,257 @@
+#include "ipc/debug_values.h"
+
+#include "engine/operations/arrays.h"
+#include "engine/operations/assignment.h"
+#include "engine/operations/text.h"
+#include "engine/values/record_instance.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace kestrel::debug {
+
+namespace {
+
+Variable* findIn(const LinkedList<Variable>& list, std::string_view name) noexcept {
+    Variable* variable = list.head;
+    while (variable != nullptr && variable->name != name) variable = variable->next;
+    return variable;
+}
+
+Variable* findIn(const Program& program, std::string_view function, std::string_view name) {
+    if (function.empty()) return program.findGlobal(name);
+    const FunctionRecord* record = program.findFunction(function);
+    if (record == nullptr) return nullptr;
+    Variable* local = findIn(record->locals, name);
+    return local != nullptr ? local : findIn(record->params, name);
+}
+
+/// What a variable holds, as a cell that is never an array without a record.
+ValueCell cellOf(Variable& variable) noexcept {
+    ValueCell cell;
+    cell.type = Uninitialized;
+    if (variable.type == Array) {
+        if (ArrayRecord* array = variable.array()) cell = ValueCell::ofArray(array, &variable);
+    } else if (variable.holdsText() || isObjectKind(variable.type) || isInlineKind(variable.type)) {
+        cell = variableCell(variable);
+    }
+    return cell;
+}
+
+ArrayRecord* arrayIn(const ValueCell& value) noexcept {
+    return value.type == ArrayRef || value.type == NewArray ? value.payload.array : nullptr;
+}
+
+RecordInstance* recordIn(const ValueCell& value) noexcept {
+    return value.type == UserRecord ? value.payload.record : nullptr;
+}
+
+/// Takes "[i]" or "[i,j]" off the text. @return the element's position, nothing when there is none
+std::optional<std::size_t> takeIndex(const ArrayRecord& array, std::string_view& rest) {
+    const std::size_t end = rest.find(']');
+    if (end == std::string_view::npos) return std::nullopt;
+    const char* at = rest.data() + 1;
+    const char* const stop = rest.data() + end;
+    std::int64_t position = 0;
+    int given = 0;
+    while (true) {
+        std::int64_t index = 0;
+        const auto [next, error] = std::from_chars(at, stop, index);
+        const bool several = array.dimCount > 1;
+        const std::int64_t size = several && given < array.dimCount ? array.dims[static_cast<std::size_t>(given)] : array.count();
+        if (error != std::errc() || index < 1 || index > size) return std::nullopt;
+        position = position * size + index - 1;
+        ++given;
+        if (next == stop) break;
+        if (*next != ',') return std::nullopt;
+        at = next + 1;
+    }
+    rest.remove_prefix(end + 1);
+    if (given != std::max(array.dimCount, 1) || position >= array.count()) return std::nullopt;
+    return static_cast<std::size_t>(position);
+}
+
+ValueCell* takeField(RecordInstance& record, std::string_view& rest) {
+    rest.remove_prefix(2);
+    const std::string_view name = rest.substr(0, std::min(rest.find('['), rest.find("->")));
+    rest.remove_prefix(name.size());
+    const auto found = std::ranges::find(record.members, name, [](const RecordMember& member) { return std::string_view(member.name); });
+    return found != record.members.end() ? &found->value : nullptr;
+}
+
+std::string indexText(const ArrayRecord& array, std::size_t position) {
+    if (array.dimCount <= 1) return "[" + std::to_string(position + 1) + "]";
+    std::string text;
+    for (int i = array.dimCount; i-- > 0;) {
+        const auto size = static_cast<std::size_t>(std::max(array.dims[static_cast<std::size_t>(i)], 1));
+        text.insert(0, (i > 0 ? "," : "[") + std::to_string(position % size + 1));
+        position /= size;
+    }
+    return text + "]";
+}
+
+/// True for what a script means by a global: no name of a function or a type, nothing of the language's own.
+bool isGlobalOfScript(const Program& program, const Variable& global) {
+    return (global.flags & (kVarPredefined | kVarInlineConst)) == 0 && program.findFunction(global.name) == nullptr &&
+           program.findRecord(global.name) == nullptr;
+}
+
+}  // namespace
+
+Variable* findVariable(const Program& program, std::string_view reference) {
+    const std::size_t at = reference.find(kScope);
+    if (at == std::string_view::npos) return nullptr;
+    return findIn(program, reference.substr(0, at), reference.substr(at + kScope.size()));
+}
+
+std::optional<ValuePlace> findValue(const Program& program, std::string_view reference) {
+    const std::size_t scope = reference.find(kScope);
+    if (scope == std::string_view::npos) return std::nullopt;
+    const std::size_t parts = std::min({reference.find('[', scope), reference.find("->", scope), reference.size()});
+    ValuePlace place{findVariable(program, reference.substr(0, parts)), nullptr};
+    if (place.variable == nullptr) return std::nullopt;
+    for (std::string_view rest = reference.substr(parts); !rest.empty();) {
+        const ValueCell value = valueAt(place);
+        ArrayRecord* array = arrayIn(value);
+        RecordInstance* record = recordIn(value);
+        if (rest.starts_with('[') && array != nullptr) {
+            const std::optional<std::size_t> position = takeIndex(*array, rest);
+            if (!position) return std::nullopt;
+            place.part = &array->elements[*position];
+        } else if (rest.starts_with("->") && record != nullptr) {
+            place.part = takeField(*record, rest);
+            if (place.part == nullptr) return std::nullopt;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return place;
+}
+
+ValueCell valueAt(const ValuePlace& place) noexcept {
+    return place.part != nullptr ? borrowValue(*place.part) : cellOf(*place.variable);
+}
+
+void putValue(SharedRecord& record, const ValueCell& value) {
+    switch (value.type) {
+        case Integer:
+            record.kind = kSharedInteger;
+            record.setInteger(truncate32(value.payload.number));
+            break;
+        case Number:
+            record.kind = kSharedNumber;
+            record.setNumber(value.payload.number);
+            break;
+        case String:
+        case TempString:
+            record.kind = kSharedText;
+            record.setText(value.payload.text != nullptr ? value.payload.text : "");
+            break;
+        case Vector:
+            record.kind = kSharedVector;
+            record.setNumber(value.payload.vec.x, 0);
+            record.setNumber(value.payload.vec.y, 1);
+            record.setNumber(value.payload.vec.z, 2);
+            break;
+        case Nil:
+            record.kind = kSharedNil;
+            break;
+        default:
+            break;
+    }
+}
+
+bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text) {
+    ValueCell value;
+    switch (record.kind) {
+        case kSharedInteger:
+            value = ValueCell::ofInteger(record.integer());
+            break;
+        case kSharedNumber:
+            value = ValueCell::ofNumber(record.number());
+            break;
+        case kSharedText:
+            value = ValueCell::ofText(text);
+            break;
+        case kSharedVector:
+            value = ValueCell::ofVector({record.number(0), record.number(1), record.number(2)});
+            break;
+        case kSharedNil:
+            value = ValueCell::ofNil();
+            break;
+        default:
+            return false;
+    }
+    if (place.part != nullptr) {
+        storeValue(ctx, *place.part, value);
+        return true;
+    }
+    if (place.variable->type == Array) {  // without the warning that a script's own assignment gets
+        place.variable->type = Uninitialized;
+        place.variable->object = nullptr;
+    }
+    assignVariable(ctx, *place.variable, value);
+    return true;
+}
+
+std::optional<ValueList> ValueList::of(const Program& program, std::string_view reference) {
+    ValueList list;
+    if (reference == kScope) {
+        for (Variable* global = program.globals.head; global != nullptr; global = global->next)
+            if (isGlobalOfScript(program, *global)) list.variables_.push_back(global);
+        list.size_ = list.variables_.size();
+        return list;
+    }
+    if (reference.ends_with(kScope)) {
+        const FunctionRecord* function = program.findFunction(reference.substr(0, reference.size() - kScope.size()));
+        if (function == nullptr) return std::nullopt;
+        for (const LinkedList<Variable>* variables : {&function->params, &function->locals})
+            for (Variable* v = variables->head; v != nullptr; v = v->next) list.variables_.push_back(v);
+        list.size_ = list.variables_.size();
+        return list;
+    }
+    const std::optional<ValuePlace> place = findValue(program, reference);
+    if (!place) return std::nullopt;
+    const ValueCell value = valueAt(*place);
+    if ((list.array_ = arrayIn(value)) != nullptr) list.size_ = list.array_->elements.size();
+    if ((list.record_ = recordIn(value)) != nullptr) list.size_ = list.record_->members.size();
+    return list;
+}
+
+std::string ValueList::nameOf(std::size_t index) const {
+    if (array_ != nullptr) return indexText(*array_, index);
+    if (record_ != nullptr) return std::string("->") + record_->members[index].name;
+    return variables_[index]->name;
+}
+
+ValueCell ValueList::valueOf(std::size_t index) const noexcept {
+    if (array_ != nullptr) return borrowValue(array_->elements[index]);
+    if (record_ != nullptr) return borrowValue(record_->members[index].value);
+    return cellOf(*variables_[index]);
+}
+
+void putShape(const EngineContext& ctx, SharedRecord& record, const ValueCell& value) {
+    record.setText("");
+    putValue(record, value);
+    record.next = 0;
+    record.owner = static_cast<std::int32_t>(ValueShape::Plain);
+    if (value.isText()) {
+        record.next = value.payload.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.payload.text)) : 0;
+    } else if (value.type == Uninitialized) {
+        record.owner = static_cast<std::int32_t>(ValueShape::Nothing);
+    } else if (const ArrayRecord* array = arrayIn(value)) {
+        record.owner = static_cast<std::int32_t>(ValueShape::Array);
+        record.next = static_cast<std::int32_t>(array->count());
+        record.setText(dimensionText(*array));
+    } else if (const RecordInstance* instance = recordIn(value)) {
+        record.owner = static_cast<std::int32_t>(ValueShape::Record);
+        record.next = static_cast<std::int32_t>(instance->members.size());
+        record.setText(instance->declaration->name->name);
+    } else if (isObjectKind(value.type)) {
+        record.owner = static_cast<std::int32_t>(ValueShape::Object);
+        record.setText(objectText(ctx, TextUse::Dump, value).value_or(""));
+    }
+}
+
+}  // namespace kestrel::debug
