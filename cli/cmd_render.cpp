@@ -133,7 +133,9 @@ void renderScript(const RenderCommand& options, Invocation& invocation) {
                          kExitUnusable);
         return;
     }
-    if (!checkNames(task, session) || !session.open() || !session.load() || !session.begin()) return;
+    if (!checkNames(task, session) || !session.open() || !session.load()) return;
+    if (session.debugged()) task.jobs = 1;  // a debugger reaches this process only
+    if (!session.begin()) return;
     if (!options.pixel.empty())
         showPixel(session, task, pixel[0], pixel[1], invocation.json);
     else if (options.debugNan)

@@ -33,6 +33,7 @@ public:
     /// @param services  of the scene around the script; may be null
     Run(const std::string& file, const Invocation& invocation, HostGlobal services)
         : file_(file),
+          debugLink_(invocation.debugLink),
           printer_(invocation.json, file),
           session_(printer_, &watch_, {}, services),
           guard_(watch_.requested, invocation.timeout) {}
@@ -44,7 +45,9 @@ public:
         const bool compiled = session_.compile(file_, options) && session_.check();
         if (ended() || !compiled) return kExitScriptFailed;
 
-        bool aborted = session_.prepare();
+        const std::string& link = session_.context().options.debugName;
+        if (debugLink_.empty() && !link.empty()) printer_.hint(kDebugLinkRule, debugLinkHint(link));
+        bool aborted = session_.prepare(debugLink_);
         if (ended()) return kExitScriptFailed;
         if (session_.context().program->findFunction("main") != nullptr) {
             aborted = session_.runMain();
@@ -68,6 +71,7 @@ private:
     }
 
     const std::string file_;
+    const std::string debugLink_;
     MessagePrinter printer_;
     RunWatch watch_;
     ScriptSession session_;
@@ -99,6 +103,7 @@ void addRunCommand(CLI::App& app, Invocation& invocation) {
     command->add_option("FILE", options->file, "The script")->required()->type_name("");
     addMessagesOption(*command, invocation);
     addTimeoutOption(*command, invocation);
+    addDebugLinkOption(*command, invocation);
     command
         ->add_option(
             "--scene", options->scene,

@@ -23,8 +23,9 @@ enum ExitCode : int {
 
 /// One run of the command: the options that commands share, and its outcome.
 struct Invocation {
-    bool json = false;     ///< --messages=json
-    double timeout = 0.0;  ///< --timeout, seconds; 0 = none
+    bool json = false;        ///< --messages=json
+    double timeout = 0.0;     ///< --timeout, seconds; 0 = none
+    std::string debugLink{};  ///< --debug-link: the link of the script, whatever its pragma says; empty: none
     int exitCode = kExitSuccess;
 };
 
@@ -32,6 +33,9 @@ struct Invocation {
 void addMessagesOption(CLI::App& command, Invocation& invocation);
 /// Adds `--timeout SECONDS` (every command that runs script text).
 void addTimeoutOption(CLI::App& command, Invocation& invocation);
+
+/// Adds `--debug-link NAME`, which only `kestrel debug` gives.
+void addDebugLinkOption(CLI::App& command, Invocation& invocation);
 
 /// Checks that `nativePath` names a file that can be read; otherwise tells so, naming the file, and sets the
 /// exit status to kExitUnusable. Every command does this for each file it is given before it does anything
@@ -47,6 +51,10 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation);
 /// @param outputIsData  true when the command itself writes data there; JSON messages count as such anyway
 void prepareForPrograms(const Invocation& invocation, bool outputIsData);
 
+/// The hint about a script that waits for a debugger, and its rule.
+inline constexpr const char* kDebugLinkRule = "debug-link";
+[[nodiscard]] std::string debugLinkHint(const std::string& link);
+
 void addCheckCommand(CLI::App& app, Invocation& invocation);
 void addListCommand(CLI::App& app, Invocation& invocation);
 void addRunCommand(CLI::App& app, Invocation& invocation);
@@ -55,5 +63,6 @@ void addRenderCommand(CLI::App& app, Invocation& invocation);
 void addBenchCommand(CLI::App& app, Invocation& invocation);
 void addOptionsCommand(CLI::App& app, Invocation& invocation);
 void addHelpCommand(CLI::App& app, Invocation& invocation);
+void addDebugCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace kestrel::cli

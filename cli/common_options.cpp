@@ -55,6 +55,14 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation) {
         ->type_name("SECONDS");
 }
 
+void addDebugLinkOption(CLI::App& command, Invocation& invocation) {
+    command.add_option("--debug-link", invocation.debugLink)->group("");
+}
+
+std::string debugLinkHint(const std::string& link) {
+    return "the script pauses until a debugger lets it go on: kestrel debug " + link;
+}
+
 bool requireReadable(const std::string& nativePath, Invocation& invocation) {
     const char* reason = unusable(nativePath);
     if (reason == nullptr) return true;

@@ -20,6 +20,7 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addRenderCommand(app, invocation);
     addBenchCommand(app, invocation);
     addOptionsCommand(app, invocation);
+    addDebugCommand(app, invocation);
     addHelpCommand(app, invocation);
 }
 

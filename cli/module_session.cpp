@@ -78,6 +78,7 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
         ->type_name("ANSWERS.json");
     addMessagesOption(command, invocation);
     addTimeoutOption(command, invocation);
+    addDebugLinkOption(command, invocation);
 }
 
 void addFrameOptions(CLI::App& command, ModuleOptions& options) {
@@ -172,7 +173,11 @@ bool ModuleSession::filesUsable() {
     if (!usable) return false;
     for (const std::string& file : checked) {
         const ScriptCheck check = precheck(file, options_.choose);
-        if (check.safe()) continue;
+        if (check.safe()) {
+            if (invocation_.debugLink.empty() && !check.debugLink().empty())
+                printer_.hint(kDebugLinkRule, debugLinkHint(check.debugLink()));
+            continue;
+        }
         check.complain(printer_);
         invocation_.exitCode = kExitScriptFailed;
         return false;
@@ -245,6 +250,10 @@ bool ModuleSession::open() {
         complain(problem, kExitUnusable);
         return false;
     }
+    if (!invocation_.debugLink.empty() && !module_->setDebugLink(invocation_.debugLink)) {
+        complain("the module has no debugger link", kExitUnusable);
+        return false;
+    }
     KestrelRunWatch* watch = module_->watch();
     guard_ =
         std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);
@@ -314,6 +323,12 @@ bool ModuleSession::end() {
     fine = settle() && fine;
     printer_.finish();
     return fine && !aborted_;
+}
+
+bool ModuleSession::debugged() const {
+    return std::ranges::any_of(scripts_, [](const ScriptedSurface& script) {
+        return script.shader != nullptr && script.shader->debugged();
+    });
 }
 
 bool ModuleSession::failed() {

@@ -69,6 +69,9 @@ public:
     /// Calls cleanup and destroys the instances. False when a script was ended or aborted at any time.
     [[nodiscard]] bool end();
 
+    /// True while a debugger can reach one of the scripts.
+    [[nodiscard]] bool debugged() const;
+
     /// True when a run of script code was ended from outside or ended with a fatal error, up to now.
     [[nodiscard]] bool failed();
     /// False when the time limit or an interrupt ended a script.

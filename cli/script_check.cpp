@@ -39,6 +39,8 @@ ScriptCheck precheck(const std::string& nativePath, const std::vector<std::strin
     options.declareOnly = true;
     options.info = &info;
     static_cast<void>(session.compile(nativePath, options));
+    check.debugLink_ = session.context().options.debugName;
+    check.hasMain_ = session.context().program->findFunction("main") != nullptr;
     check.safe_ = !info.endless;
     return check;
 }

@@ -16,12 +16,17 @@ public:
     /// False: the script must not reach the module, because loading it would never end. Tell the user with
     /// complain(), then stop with kExitScriptFailed.
     [[nodiscard]] bool safe() const noexcept { return safe_; }
+    /// The name of the script's debugger link; empty: it has none.
+    [[nodiscard]] const std::string& debugLink() const noexcept { return debugLink_; }
+    [[nodiscard]] bool hasMain() const noexcept { return hasMain_; }
     /// Shows why the script is not safe.
     void complain(MessagePrinter& printer) const;
 
 private:
     friend ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components);
     bool safe_ = true;
+    bool hasMain_ = false;
+    std::string debugLink_;
     std::vector<ShownMessage> diagnostics_;
 };
 

@@ -72,7 +72,8 @@ std::optional<DebugClient::Objects> DebugClient::openAll(std::string_view link) 
     return Objects{std::move(*commands), std::move(*replies), std::move(*events), std::move(*semaphore)};
 }
 
-std::optional<DebugClient> DebugClient::attach(std::string_view link, milliseconds longest, platform::CancelFlag requested) {
+std::optional<DebugClient> DebugClient::attach(std::string_view link, milliseconds longest,
+                                               platform::CancelFlag requested) {
     const steady_clock::time_point end = steady_clock::now() + longest;
     while (true) {
         if (std::optional<Objects> objects = openAll(link)) {
@@ -80,7 +81,8 @@ std::optional<DebugClient> DebugClient::attach(std::string_view link, millisecon
             client.setCancel(requested);
             // The semaphore is free once the script has laid out the blocks.
             const NamedSemaphore::Wait result = client.objects_->semaphore.acquire(requested, kPoll);
-            const bool held = result == NamedSemaphore::Wait::Acquired || result == NamedSemaphore::Wait::Recovered;
+            const bool held =
+                result == NamedSemaphore::Wait::Acquired || result == NamedSemaphore::Wait::Recovered;
             if (held) {
                 client.commands_ = sharedRecords(client.objects_->commands.bytes());
                 client.replies_ = sharedRecords(client.objects_->replies.bytes());
@@ -107,6 +109,14 @@ DebugClient::~DebugClient() {
 
 bool DebugClient::alive() const {
     return objects_->commands.ownerLives();
+}
+
+bool DebugClient::died() {
+    if (alive()) return false;
+    const NamedSemaphore::Wait result = objects_->semaphore.acquire(nullptr, kPoll * 2);
+    if (result == NamedSemaphore::Wait::Acquired || result == NamedSemaphore::Wait::Recovered)
+        objects_->semaphore.release();
+    return result != NamedSemaphore::Wait::Removed;
 }
 
 std::optional<Event> DebugClient::nextEvent() {
@@ -150,9 +160,11 @@ Answer::Outcome DebugClient::awaitConsumption() {
     while (true) {
         const std::uint32_t seen = objects_->semaphore.releases();
         const bool living = alive();
-        if (stateOf(commands_[0]).load(std::memory_order_acquire) != kCommandState) return Answer::Outcome::Done;
+        if (stateOf(commands_[0]).load(std::memory_order_acquire) != kCommandState)
+            return Answer::Outcome::Done;
         if (!living) return Answer::Outcome::Ended;
-        if (steady_clock::now() >= end || (requested_ != nullptr && *requested_ != 0)) return Answer::Outcome::Busy;
+        if (steady_clock::now() >= end || (requested_ != nullptr && *requested_ != 0))
+            return Answer::Outcome::Busy;
         objects_->semaphore.waitForRelease(seen, kPoll);
     }
 }
@@ -240,8 +252,8 @@ Answer DebugClient::removeStop(std::int32_t number) {
 /// Asks for a list until all of it, or as much as is wanted, is there.
 /// @param take  takes an entry off the records that are left; nothing when there is none
 template <class TakeEntry>
-Answer DebugClient::list(Command command, std::span<const SharedRecord> before, std::size_t first, std::size_t most,
-                         std::size_t& total, TakeEntry take) {
+Answer DebugClient::list(Command command, std::span<const SharedRecord> before, std::size_t first,
+                         std::size_t most, std::size_t& total, TakeEntry take) {
     std::vector<SharedRecord> operands(before.begin(), before.end());
     operands.emplace_back();
     std::size_t got = 0;
@@ -261,7 +273,8 @@ Answer DebugClient::files(std::vector<std::string>& paths) {
     std::size_t total = 0;
     paths.clear();
     return list(Command::Files, {}, 0, 100000, total, [&](std::span<const SharedRecord>& rest) {
-        if (rest.empty() || rest[0].next < 1 || static_cast<std::size_t>(rest[0].next) > rest.size()) return false;
+        if (rest.empty() || rest[0].next < 1 || static_cast<std::size_t>(rest[0].next) > rest.size())
+            return false;
         const auto pieces = static_cast<std::size_t>(rest[0].next);
         std::string path;
         for (const SharedRecord& piece : rest.first(pieces)) path += piece.text();
@@ -320,12 +333,14 @@ Answer DebugClient::text(std::string_view reference, std::size_t most, std::stri
     if (std::optional<Answer> problem = tooLong(reference)) return *problem;
     most = std::min(most, kMostText);
     while (true) {
-        const std::array operands{textRecord(reference), integerRecord(static_cast<std::int64_t>(text.size()))};
+        const std::array operands{textRecord(reference),
+                                  integerRecord(static_cast<std::int64_t>(text.size()))};
         const Reply reply = ask(Command::Text, operands);
         if (!reply.answer.done()) return reply.answer;
         const auto length = static_cast<std::size_t>(std::max(reply.records[0].integer(), 0));
         const std::size_t before = text.size();
-        for (std::size_t i = 1; i < kRecords && text.size() < length && reply.records[i].kind == kSharedText; ++i)
+        for (std::size_t i = 1; i < kRecords && text.size() < length && reply.records[i].kind == kSharedText;
+             ++i)
             text += reply.records[i].text();
         if (text.size() >= std::min(length, most) || text.size() == before) break;
     }
@@ -339,14 +354,16 @@ Answer DebugClient::assign(std::string_view reference, const DebugValue& value) 
     std::vector<SharedRecord> operands{textRecord(reference), {}};
     operands[1].kind = value.kind;
     if (value.kind == kSharedInteger) operands[1].setInteger(value.integer);
-    for (std::size_t i = 0; (value.kind == kSharedNumber && i < 1) || (value.kind == kSharedVector && i < 3); ++i)
+    for (std::size_t i = 0; (value.kind == kSharedNumber && i < 1) || (value.kind == kSharedVector && i < 3);
+         ++i)
         operands[1].setNumber(value.numbers[i], i);
     if (value.kind == kSharedText) {
         const std::string_view text = value.text;
         if (text.find('\0') != std::string_view::npos || text.size() > kPiece * (kRecords - 3))
             return {Answer::Outcome::Refused, "a text cannot be as long as this, nor hold a NUL character"};
         operands[1].setText(text);
-        for (std::size_t at = kPiece; at < text.size(); at += kPiece) operands.push_back(textRecord(text.substr(at)));
+        for (std::size_t at = kPiece; at < text.size(); at += kPiece)
+            operands.push_back(textRecord(text.substr(at)));
         operands[1].next = static_cast<std::int32_t>(operands.size()) - 2;
     }
     return ask(Command::Assign, operands).answer;

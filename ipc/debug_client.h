@@ -39,8 +39,8 @@ struct DebugValue {
     SharedKind kind = kSharedNone;  ///< of plain values
     std::int32_t integer = 0;
     std::array<double, 3> numbers{};  ///< kSharedNumber: the first; kSharedVector: all
-    std::string text{};               ///< kSharedText; sizes of an array; name of a record; what an object says of itself
-    std::size_t size = 0;             ///< length of the whole text, number of elements or fields
+    std::string text{};  ///< kSharedText; sizes of an array; name of a record; what an object says of itself
+    std::size_t size = 0;  ///< length of the whole text, number of elements or fields
     [[nodiscard]] bool textCut() const noexcept { return kind == kSharedText && text.size() < size; }
     [[nodiscard]] bool hasParts() const noexcept {
         return (shape == ValueShape::Array || shape == ValueShape::Record) && size > 0;
@@ -78,7 +78,8 @@ public:
 
     /// Attaches to the script that has a link of that name, which may still be about to appear.
     /// @return nothing when there is none in that time, or `requested` said so, or it is no link of this kind
-    [[nodiscard]] static std::optional<DebugClient> attach(std::string_view link, std::chrono::milliseconds longest,
+    [[nodiscard]] static std::optional<DebugClient> attach(std::string_view link,
+                                                           std::chrono::milliseconds longest,
                                                            platform::CancelFlag requested = nullptr);
     DebugClient(DebugClient&&) noexcept = default;
     DebugClient& operator=(DebugClient&&) noexcept = default;
@@ -87,6 +88,8 @@ public:
 
     /// False once the script has been unloaded or its program has died.
     [[nodiscard]] bool alive() const;
+    /// After its end: whether its program died, instead of unloading it.
+    [[nodiscard]] bool died();
     /// What the last event of that kind said.
     [[nodiscard]] bool paused() const noexcept { return paused_; }
     /// Ends waiting for answers and events.
@@ -94,7 +97,8 @@ public:
 
     // ---- what happens: messages, and pauses. The first events may be from before this debugger came.
     [[nodiscard]] std::optional<Event> nextEvent();
-    /// Waits for one. @return nothing when the time is up, the flag said so, or the script has ended (alive())
+    /// Waits for one. @return nothing when the time is up, the flag said so, or the script has ended
+    /// (alive())
     [[nodiscard]] std::optional<Event> waitForEvent(std::chrono::milliseconds longest);
     [[nodiscard]] std::int64_t takeMissedEvents() noexcept { return events_.takeMissed(); }
 
@@ -110,7 +114,8 @@ public:
     [[nodiscard]] Answer stopAtLine(const DebugPlace& place, DebugStop& stop);
     [[nodiscard]] Answer stopAtFunction(std::string_view name, DebugStop& stop);
     /// @param sample  the how-many-th sample of the pixel from now on, from 1
-    [[nodiscard]] Answer stopAtPixel(std::int32_t column, std::int32_t row, std::int32_t sample, DebugStop& stop);
+    [[nodiscard]] Answer stopAtPixel(std::int32_t column, std::int32_t row, std::int32_t sample,
+                                     DebugStop& stop);
     [[nodiscard]] Answer stopAtErrors(bool on);
     /// @param number  0: all of them
     [[nodiscard]] Answer removeStop(std::int32_t number);
@@ -150,8 +155,8 @@ private:
     [[nodiscard]] bool write(Command command, std::span<const SharedRecord> operands);
     [[nodiscard]] Answer::Outcome awaitConsumption();
     template <class TakeEntry>
-    [[nodiscard]] Answer list(Command command, std::span<const SharedRecord> before, std::size_t first, std::size_t most,
-                              std::size_t& total, TakeEntry take);
+    [[nodiscard]] Answer list(Command command, std::span<const SharedRecord> before, std::size_t first,
+                              std::size_t most, std::size_t& total, TakeEntry take);
 
     std::unique_ptr<Objects> objects_;  // null in one that was moved from
     std::span<SharedRecord> commands_;

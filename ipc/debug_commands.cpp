@@ -129,28 +129,51 @@ private:
 
     void carryOut(Command command) {
         switch (command) {
-            case Command::Change: return change();
-            case Command::Report: return report();
-            case Command::Step: return step();
-            case Command::Status: return status();
-            case Command::Break: return pauseHere(true);
-            case Command::Terminate: return terminate();
-            case Command::Run: return run();
-            case Command::Pause: return pauseHere(false);
-            case Command::End: return end();
-            case Command::Detach: return detach();
-            case Command::StopAtLine: return stopAtLine();
-            case Command::StopAtFunction: return stopAtFunction();
-            case Command::StopAtPixel: return stopAtPixel();
-            case Command::StopAtErrors: state_.stops.atErrors = number(0) != 0; return;
-            case Command::Clear: return clear();
-            case Command::Files: return files();
-            case Command::Functions: return functions();
-            case Command::Frames: return frames();
-            case Command::Values: return values();
-            case Command::Value: return value();
-            case Command::Text: return text();
-            case Command::Assign: return assign();
+            case Command::Change:
+                return change();
+            case Command::Report:
+                return report();
+            case Command::Step:
+                return step();
+            case Command::Status:
+                return status();
+            case Command::Break:
+                return pauseHere(true);
+            case Command::Terminate:
+                return terminate();
+            case Command::Run:
+                return run();
+            case Command::Pause:
+                return pauseHere(false);
+            case Command::End:
+                return end();
+            case Command::Detach:
+                return detach();
+            case Command::StopAtLine:
+                return stopAtLine();
+            case Command::StopAtFunction:
+                return stopAtFunction();
+            case Command::StopAtPixel:
+                return stopAtPixel();
+            case Command::StopAtErrors:
+                state_.stops.atErrors = number(0) != 0;
+                return;
+            case Command::Clear:
+                return clear();
+            case Command::Files:
+                return files();
+            case Command::Functions:
+                return functions();
+            case Command::Frames:
+                return frames();
+            case Command::Values:
+                return values();
+            case Command::Value:
+                return value();
+            case Command::Text:
+                return text();
+            case Command::Assign:
+                return assign();
         }
     }
 
@@ -213,6 +236,7 @@ private:
 
     void end() {
         state_.ending = true;
+        state_.stops.removeAll();
         ctx_.run.stop = true;
         ctx_.run.abort = true;
         resume();
@@ -270,7 +294,8 @@ private:
     }
 
     static std::size_t piecesOf(std::string_view text) {
-        return std::clamp<std::size_t>((text.size() + SharedRecord::kTextLength - 1) / SharedRecord::kTextLength, 1, kRecords - 1);
+        return std::clamp<std::size_t>(
+            (text.size() + SharedRecord::kTextLength - 1) / SharedRecord::kTextLength, 1, kRecords - 1);
     }
 
     static void addPieces(ReplyList& list, std::string_view text) {
@@ -285,7 +310,8 @@ private:
 
     void functions() {
         std::vector<const FunctionRecord*> all;
-        for (const FunctionRecord* f = ctx_.program->functions.head; f != nullptr; f = f->next) all.push_back(f);
+        for (const FunctionRecord* f = ctx_.program->functions.head; f != nullptr; f = f->next)
+            all.push_back(f);
         ReplyList list(reply_, all.size(), number(0));
         while (const std::optional<std::size_t> index = list.next(3)) {
             list.addText(all[*index]->name);
@@ -328,7 +354,8 @@ private:
         if (!value.isText() || value.payload.text == nullptr) return fail("Not a text");
         const std::string_view all = value.payload.text;
         put(0, static_cast<std::int32_t>(all.size()));
-        const std::size_t offset = std::min<std::size_t>(static_cast<std::size_t>(std::max(number(1), 0)), all.size());
+        const std::size_t offset =
+            std::min<std::size_t>(static_cast<std::size_t>(std::max(number(1), 0)), all.size());
         const std::string_view rest = all.substr(offset);
         for (std::size_t i = 0; i + 1 < kRecords && i * SharedRecord::kTextLength < rest.size(); ++i)
             put(i + 1, rest.substr(i * SharedRecord::kTextLength));

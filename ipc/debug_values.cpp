@@ -3,11 +3,12 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/text.h"
+#include "engine/program/node_modes.h"
 #include "engine/values/record_instance.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
+#include <unordered_set>
 
 namespace kestrel::debug {
 
@@ -59,7 +60,8 @@ std::optional<std::size_t> takeIndex(const ArrayRecord& array, std::string_view&
         std::int64_t index = 0;
         const auto [next, error] = std::from_chars(at, stop, index);
         const bool several = array.dimCount > 1;
-        const std::int64_t size = several && given < array.dimCount ? array.dims[static_cast<std::size_t>(given)] : array.count();
+        const std::int64_t size =
+            several && given < array.dimCount ? array.dims[static_cast<std::size_t>(given)] : array.count();
         if (error != std::errc() || index < 1 || index > size) return std::nullopt;
         position = position * size + index - 1;
         ++given;
@@ -76,7 +78,8 @@ ValueCell* takeField(RecordInstance& record, std::string_view& rest) {
     rest.remove_prefix(2);
     const std::string_view name = rest.substr(0, std::min(rest.find('['), rest.find("->")));
     rest.remove_prefix(name.size());
-    const auto found = std::ranges::find(record.members, name, [](const RecordMember& member) { return std::string_view(member.name); });
+    const auto found = std::ranges::find(
+        record.members, name, [](const RecordMember& member) { return std::string_view(member.name); });
     return found != record.members.end() ? &found->value : nullptr;
 }
 
@@ -91,10 +94,34 @@ std::string indexText(const ArrayRecord& array, std::size_t position) {
     return text + "]";
 }
 
+/// The compiler makes symbols for all names. Those of data members, methods and functions never hold a value.
+class NamesOfVariables {
+public:
+    explicit NamesOfVariables(const Program& program) {
+        for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
+            if (node->op == OP_MEMBER || node->op == OP_RECORD || node->op == OP_IPCREF)
+                used_.insert(node->operand.variable);
+            else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(*node))
+                used_.insert(&targetVariable(*node));
+        }
+    }
+    [[nodiscard]] bool has(Variable& variable) const {
+        return cellOf(variable).type != Uninitialized || used_.contains(&variable);
+    }
+
+private:
+    static bool namesMember(const CodeNode& node) noexcept {
+        return node.mode == kMemberRead || node.mode == kMemberReference || node.mode == kRecordRead ||
+               node.mode == kRecordReference || node.mode == kSlotRead || node.mode == kSlotReference;
+    }
+    std::unordered_set<const Variable*> used_;
+};
+
 /// True for what a script means by a global: no name of a function or a type, nothing of the language's own.
 bool isGlobalOfScript(const Program& program, const Variable& global) {
-    return (global.flags & (kVarPredefined | kVarInlineConst)) == 0 && program.findFunction(global.name) == nullptr &&
-           program.findRecord(global.name) == nullptr;
+    return (global.flags & (kVarPredefined | kVarInlineConst)) == 0 &&
+           program.findFunction(global.name) == nullptr && program.findRecord(global.name) == nullptr &&
+           global.pos.known();
 }
 
 }  // namespace
@@ -108,7 +135,8 @@ Variable* findVariable(const Program& program, std::string_view reference) {
 std::optional<ValuePlace> findValue(const Program& program, std::string_view reference) {
     const std::size_t scope = reference.find(kScope);
     if (scope == std::string_view::npos) return std::nullopt;
-    const std::size_t parts = std::min({reference.find('[', scope), reference.find("->", scope), reference.size()});
+    const std::size_t parts =
+        std::min({reference.find('[', scope), reference.find("->", scope), reference.size()});
     ValuePlace place{findVariable(program, reference.substr(0, parts)), nullptr};
     if (place.variable == nullptr) return std::nullopt;
     for (std::string_view rest = reference.substr(parts); !rest.empty();) {
@@ -198,16 +226,20 @@ bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& r
 std::optional<ValueList> ValueList::of(const Program& program, std::string_view reference) {
     ValueList list;
     if (reference == kScope) {
+        const NamesOfVariables names(program);
         for (Variable* global = program.globals.head; global != nullptr; global = global->next)
-            if (isGlobalOfScript(program, *global)) list.variables_.push_back(global);
+            if (isGlobalOfScript(program, *global) && names.has(*global)) list.variables_.push_back(global);
         list.size_ = list.variables_.size();
         return list;
     }
     if (reference.ends_with(kScope)) {
-        const FunctionRecord* function = program.findFunction(reference.substr(0, reference.size() - kScope.size()));
+        const FunctionRecord* function =
+            program.findFunction(reference.substr(0, reference.size() - kScope.size()));
         if (function == nullptr) return std::nullopt;
-        for (const LinkedList<Variable>* variables : {&function->params, &function->locals})
-            for (Variable* v = variables->head; v != nullptr; v = v->next) list.variables_.push_back(v);
+        const NamesOfVariables names(program);
+        for (Variable* v = function->params.head; v != nullptr; v = v->next) list.variables_.push_back(v);
+        for (Variable* v = function->locals.head; v != nullptr; v = v->next)
+            if (names.has(*v)) list.variables_.push_back(v);
         list.size_ = list.variables_.size();
         return list;
     }
@@ -237,7 +269,8 @@ void putShape(const EngineContext& ctx, SharedRecord& record, const ValueCell& v
     record.next = 0;
     record.owner = static_cast<std::int32_t>(ValueShape::Plain);
     if (value.isText()) {
-        record.next = value.payload.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.payload.text)) : 0;
+        record.next =
+            value.payload.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.payload.text)) : 0;
     } else if (value.type == Uninitialized) {
         record.owner = static_cast<std::int32_t>(ValueShape::Nothing);
     } else if (const ArrayRecord* array = arrayIn(value)) {

@@ -43,6 +43,7 @@ STANDARD = set(
     .split())
 LIBRARIES = {  # other headers in angle brackets, and who may include them; platform/ may include any
     "CLI/CLI.hpp": "cli/",
+    "histedit.h": "cli/debugger/line_editor.cpp",
     "nlohmann/json.hpp": "cli/ preview/import/",
     "nlohmann/json_fwd.hpp": "cli/",
     "png.h": "preview/picture/",

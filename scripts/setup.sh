@@ -10,6 +10,7 @@ packages=(
     libembree-dev libpng-dev                   # preview: ray casting, pictures
     libopenexr-dev python3-imath               # pictures in OpenEXR; the latter completes the former's CMake files
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
+    libedit-dev                                # kestrel debug: editing a line, history
     libgtest-dev python3 python3-jsonschema    # tests
     git clang-format                           # the check that sources are formatted
 )

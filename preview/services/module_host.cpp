@@ -131,6 +131,16 @@ std::string ModuleHost::nameOfMessage() const {
     return name != nullptr ? name : "";
 }
 
+bool ModuleHost::setDebugLink(const std::string& name) const {
+    if (extension_ == nullptr || extension_->setDebugLink == nullptr) return false;
+    extension_->setDebugLink(name.c_str());
+    return true;
+}
+
+bool ModuleHost::debugged(HxInstance instance) const {
+    return extension_ != nullptr && extension_->debugged != nullptr && extension_->debugged(instance) != 0;
+}
+
 bool ModuleHost::aborted(HxInstance instance) const {
     return extension_ != nullptr && extension_->aborted != nullptr && extension_->aborted(instance) != 0;
 }

@@ -39,6 +39,11 @@ public:
     /// the instance that was destroyed last. False when that cannot be told.
     [[nodiscard]] bool aborted(HxInstance instance) const;
 
+    /// Gives the script that is loaded next a debugger link. @return false when the module cannot
+    [[nodiscard]] bool setDebugLink(const std::string& name) const;
+    /// True while a debugger can reach the instance's script.
+    [[nodiscard]] bool debugged(HxInstance instance) const;
+
     /// Where the instance's script has first written a number that is not finite into a sample since this was
     /// asked last. Nothing when it has not, or that cannot be told.
     [[nodiscard]] std::optional<KestrelPlace> badWrite(HxInstance instance) const;

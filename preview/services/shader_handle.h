@@ -47,6 +47,8 @@ public:
     [[nodiscard]] HxInstance instance() const noexcept { return instance_; }
     /// See ModuleHost::aborted().
     [[nodiscard]] bool aborted() const { return host_.aborted(instance_); }
+    /// See ModuleHost::debugged().
+    [[nodiscard]] bool debugged() const { return host_.debugged(instance_); }
 
 private:
     ShaderHandle(const ModuleHost& host, HxInstance instance);

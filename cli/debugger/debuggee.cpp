@@ -1,0 +1,90 @@
+#include "cli/debugger/debuggee.h"
+
+#include "cli/script_check.h"
+#include "platform/executable.h"
+
+#include <array>
+#include <cstdint>
+#include <random>
+#include <utility>
+
+namespace kestrel::cli {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kLook{50};
+
+std::string unguessableName() {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::random_device random;
+    std::string name = "run-";
+    for (int i = 0; i < 4; ++i) {
+        std::uint32_t bits = random();
+        for (int digit = 0; digit < 8; ++digit, bits >>= 4U) name += kDigits[bits & 15U];
+    }
+    return name;
+}
+
+std::vector<std::string> commandLine(const Launch& launch, const std::string& link) {
+    std::string as = launch.as;
+    if (as.empty()) as = precheck(launch.file).hasMain() ? "run" : "shade";
+    std::vector<std::string> words{platform::executableDirectory() + "/kestrel", as, launch.file,
+                                   "--debug-link", link};
+    if (launch.json) words.emplace_back("--messages=json");
+    words.insert(words.end(), launch.more.begin(), launch.more.end());
+    return words;
+}
+
+}  // namespace
+
+std::unique_ptr<Debuggee> Debuggee::attach(const std::string& link, milliseconds longest,
+                                           platform::CancelFlag requested, std::string& problem) {
+    std::optional<debug::DebugClient> client = debug::DebugClient::attach(link, longest, requested);
+    if (!client) {
+        problem = "there is no script with the debugger link \"" + link + "\"";
+        return nullptr;
+    }
+    return std::unique_ptr<Debuggee>(new Debuggee(std::move(*client), std::nullopt));
+}
+
+std::unique_ptr<Debuggee> Debuggee::start(const Launch& launch, platform::CancelFlag requested,
+                                          std::string& problem, std::optional<int>& status) {
+    const std::string link = unguessableName();
+    platform::ProcessOptions options;
+    options.detached = true;
+    options.ownGroup = true;
+    std::optional<platform::Process> process = platform::Process::start(commandLine(launch, link), options);
+    if (!process) {
+        problem = "cannot start the kestrel command";
+        return nullptr;
+    }
+    while (true) {
+        if (std::optional<debug::DebugClient> client = debug::DebugClient::attach(link, kLook, requested))
+            return std::unique_ptr<Debuggee>(new Debuggee(std::move(*client), std::move(process)));
+        status = process->poll();
+        if (status) return nullptr;
+        if (requested != nullptr && *requested != 0) break;
+    }
+    static_cast<void>(process->kill());
+    problem = "interrupted before the script had started";
+    return nullptr;
+}
+
+int Debuggee::finish(platform::CancelFlag requested) {
+    return process_->finish(requested);
+}
+
+int Debuggee::finishWithin(milliseconds longest) {
+    const steady_clock::time_point end = steady_clock::now() + longest;
+    while (steady_clock::now() < end) {
+        if (const std::optional<int> status = process_->poll()) return *status;
+        static_cast<void>(platform::pause(kLook, nullptr));
+    }
+    static_cast<void>(process_->kill());
+    return process_->finish(nullptr);
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,38 @@
+#include "cli/debugger/interrupt.h"
+
+#include <csignal>
+#include <utility>
+
+namespace kestrel::cli {
+
+namespace {
+
+// A signal handler can only reach what lies outside every object.
+volatile std::int32_t interrupted = 0;
+
+extern "C" void onDebuggerInterrupt(int) {
+    interrupted = 1;
+}
+
+}  // namespace
+
+Interrupt::Interrupt() {
+    interrupted = 0;
+    std::signal(SIGINT, onDebuggerInterrupt);
+}
+
+Interrupt::~Interrupt() {
+    std::signal(SIGINT, SIG_DFL);
+}
+
+platform::CancelFlag Interrupt::flag() const noexcept {
+    return &interrupted;
+}
+
+bool Interrupt::take() noexcept {
+    if (interrupted == 0) return false;
+    interrupted = 0;
+    return true;
+}
+
+}  // namespace kestrel::cli
