@@ -2,6 +2,7 @@
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/processes.h"
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
@@ -56,7 +57,13 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation) {
 }
 
 void addDebugLinkOption(CLI::App& command, Invocation& invocation) {
-    command.add_option("--debug-link", invocation.debugLink)->group("");
+    command
+        .add_option_function<std::string>("--debug-link",
+                                          [&invocation](const std::string& link) {
+                                              invocation.debugLink = link;
+                                              platform::endWithParent();  // nobody else knows the name
+                                          })
+        ->group("");
 }
 
 std::string debugLinkHint(const std::string& link) {

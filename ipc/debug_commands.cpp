@@ -1,6 +1,6 @@
 #include "ipc/debug_commands.h"
 
-#include "engine/run/interpreter.h"
+#include "engine/operations/slots.h"
 #include "ipc/debug_values.h"
 
 #include <algorithm>
@@ -184,6 +184,7 @@ private:
         Variable* variable = findVariable(*ctx_.program, reference);
         if (variable == nullptr) return unknown(reference);
         if (refusesChanges()) return;
+        const FreshVariable fresh(ctx_, *variable);
         const SharedRecord& value = operand(1);
         const std::string text(value.text().substr(0, SharedRecord::kTextLength));
         setValue(ctx_, {variable, nullptr}, value, text.c_str());
@@ -193,6 +194,7 @@ private:
         const std::string_view reference = operand(0).text();
         Variable* variable = findVariable(*ctx_.program, reference);
         if (variable == nullptr) return unknown(reference);
+        const FreshVariable fresh(ctx_, *variable);
         putValue(reply_[0], valueAt({variable, nullptr}));
     }
 
@@ -334,6 +336,8 @@ private:
         if (!all) return unknown(reference);
         ReplyList list(reply_, all->size(), number(1));
         while (const std::optional<std::size_t> index = list.next(2)) {
+            std::optional<FreshVariable> fresh;
+            if (Variable* variable = all->variable(*index)) fresh.emplace(ctx_, *variable);
             list.addText(all->nameOf(*index));
             putShape(ctx_, list.add(), all->valueOf(*index));
         }
@@ -343,6 +347,7 @@ private:
         const std::string_view reference = operand(0).text();
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
+        const FreshVariable fresh(ctx_, *place->variable);
         putShape(ctx_, reply_[1], valueAt(*place));
     }
 
@@ -350,6 +355,7 @@ private:
         const std::string_view reference = operand(0).text();
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
+        const FreshVariable fresh(ctx_, *place->variable);
         const ValueCell value = valueAt(*place);
         if (!value.isText() || value.payload.text == nullptr) return fail("Not a text");
         const std::string_view all = value.payload.text;
@@ -368,6 +374,7 @@ private:
         if ((place->variable->flags & (kVarInlineConst | kVarPredefined)) != 0)
             return fail("The value of a constant is part of the code");
         if (refusesChanges()) return;
+        const FreshVariable fresh(ctx_, *place->variable);
         const SharedRecord& value = operand(1);
         std::string text(value.text().substr(0, SharedRecord::kTextLength));
         const auto more = static_cast<std::size_t>(std::clamp<std::int32_t>(value.next, 0, kRecords));

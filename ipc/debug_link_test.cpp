@@ -1,5 +1,5 @@
-// Both ends of the debugger link: a foreign debugger that knows the six original commands and writes its records
-// without touching the semaphore first, and our own client.
+// Both ends of the debugger link: a foreign debugger that knows the six original commands and writes its
+// records without touching the semaphore first, and our own client.
 #include "host/script_session.h"
 #include "ipc/debug_client.h"
 #include "platform/environment.h"
@@ -7,16 +7,18 @@
 #include "platform/named_semaphore.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace kestrel::debug {
@@ -47,8 +49,7 @@ public:
             ScriptSession session(recorder, &watch);
             if (session.compile(path_.string()) && session.check()) {
                 hooked = true;
-                session.prepare(byPragma ? "" : link);
-                aborted = session.runMain();
+                aborted = session.prepare(byPragma ? "" : link) || session.runMain();
             }
             session.unload();
             ended = true;
@@ -91,9 +92,14 @@ public:
     [[nodiscard]] std::span<SharedRecord> in() { return sharedRecords(in_->bytes()); }
     [[nodiscard]] std::span<SharedRecord> out() { return sharedRecords(out_->bytes()); }
     NamedSemaphore& semaphore() { return *semaphore_; }
+    void letGo() {
+        in_.reset();
+        out_.reset();
+    }
     NamedMemory& inBlock() { return *in_; }
     NamedMemory& outBlock() { return *out_; }
 
+    void forgetReply() { std::atomic_ref<std::int32_t>(out()[0].state).store(0); }
     void write(std::size_t at, std::string_view command, const std::vector<SharedRecord>& operands = {}) {
         for (std::size_t i = 0; i < operands.size(); ++i) in()[at + 1 + i] = operands[i];
         in()[at].setText(command);
@@ -101,7 +107,7 @@ public:
     }
     /// Writes a command and waits for its reply. @return the reply's state; 0 when there was none
     std::int32_t command(std::string_view name, const std::vector<SharedRecord>& operands = {}) {
-        std::atomic_ref<std::int32_t>(out()[0].state).store(0);
+        forgetReply();
         write(0, name, operands);
         return reply();
     }
@@ -224,8 +230,9 @@ TEST(DebugLink, foreignDebuggerUsesTheSixCommands) {
     EXPECT_EQ(debugger.command("CHANGE", {text("main::i"), value}), 1);
 
     // A batch: BREAK ends it, so the step behind it is never taken; one before it is taken back.
-    debugger.write(0, "BREAK");
+    debugger.forgetReply();
     debugger.write(5, "STEP", {integer(1)});
+    debugger.write(0, "BREAK");
     EXPECT_EQ(debugger.reply(), 1);
     EXPECT_EQ(debugger.line(), 13);
     EXPECT_EQ(debugger.command("STEP", {integer(0)}), 1);
@@ -290,6 +297,262 @@ TEST(DebugLink, ourClientStopsLooksAndChanges) {
     script.join();
     EXPECT_FALSE(script.aborted);
     EXPECT_EQ(script.recorder.lines, std::vector<std::string>{"84"});
+}
+
+/// Runs until a line is reached at which the debugger tells that the script has paused.
+std::optional<Event> nextPause(DebugClient& client) {
+    std::optional<Event> event;
+    do event = client.waitForEvent(3s);
+    while (event && event->type != EventType::Paused);
+    return event;
+}
+
+constexpr const char* kEndless = R"(process: s { }
+main
+{
+    i = 0;
+    while (i >= 0)
+    {
+        i = i + 1;
+    }
+    info("out");
+}
+)";
+
+TEST(DebugLink, freeRunEndsWithAnyOfTheSix) {
+    const std::string link = uniqueLink();
+    RunningScript script(kEndless, link);
+    ForeignDebugger debugger(link);
+    ASSERT_TRUE(debugger.attached());
+    EXPECT_EQ(debugger.command("STEP", {integer(-3)}), 1);
+    std::this_thread::sleep_for(20ms);
+    // Not in the first record, and something unknown before it.
+    debugger.forgetReply();
+    debugger.write(0, "NONSENSE");
+    debugger.write(70, "STATUS");
+    EXPECT_EQ(debugger.reply(), 1);
+    EXPECT_EQ(debugger.out()[3].text(), "main");
+    const int line = debugger.line();
+    EXPECT_EQ(debugger.line(), line);  // it has paused
+    // A long step looks at nothing until it is done; then it pauses.
+    EXPECT_EQ(debugger.command("STEP", {integer(1000)}), 1);
+    EXPECT_GE(debugger.line(), 6);
+    // A batch is written under the semaphore by those that want it taken as a whole: its last command wins.
+    EXPECT_EQ(debugger.semaphore().acquire(nullptr), NamedSemaphore::Wait::Acquired);
+    debugger.forgetReply();
+    debugger.write(0, "STEP", {integer(0)});
+    debugger.write(2, "BREAK");
+    debugger.semaphore().release();
+    EXPECT_EQ(debugger.reply(), 1);
+    const int paused = debugger.line();
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(debugger.line(), paused);
+    EXPECT_EQ(debugger.command("BREAK"), 1);
+    EXPECT_EQ(debugger.command("TERMINATE"), 1);
+    script.join();
+    EXPECT_FALSE(script.aborted);
+    debugger.letGo();
+    EXPECT_FALSE(NamedMemory::open(commandBlockName(link)));
+    EXPECT_FALSE(NamedSemaphore::open(semaphoreName(link)));
+}
+
+TEST(DebugLink, wildBytesDoNoHarm) {
+    const std::string link = uniqueLink();
+    RunningScript script(kEndless, link);
+    ForeignDebugger debugger(link);
+    ASSERT_TRUE(debugger.attached());
+    const std::span<std::byte> block = debugger.inBlock().bytes();
+    for (const int fill : {0xff, 0x41, 0x64}) {
+        std::memset(block.data() + 8, fill, block.size() - 8);
+        for (std::size_t i = 0; i < kRecords; ++i)
+            reinterpret_cast<SharedRecord*>(block.data() + 8)[i].state = 100;
+        std::this_thread::sleep_for(120ms);
+    }
+    // Names without an end, operands behind the last record, counts that are none.
+    auto* records = reinterpret_cast<SharedRecord*>(block.data() + 8);
+    std::memset(block.data(), 0x7f, block.size());
+    for (const CommandRow& row : kCommands) {
+        if (row.command == Command::End || row.command == Command::Terminate || row.command == Command::Run ||
+            row.command == Command::Step || row.command == Command::Detach)
+            continue;
+        for (const std::size_t at : {std::size_t{0}, kRecords - 1}) {
+            records[at].payload.fill('\x7f');
+            row.name.copy(records[at].payload.data(), row.name.size());
+            records[at].payload[row.name.size()] = '\0';
+            EXPECT_EQ(debugger.semaphore().acquire(nullptr), NamedSemaphore::Wait::Acquired);
+            std::atomic_ref<std::int32_t>(records[at].state).store(100);
+            debugger.semaphore().release();  // which wakes the script
+            for (int i = 0; i < 200 && records[at].state == 100; ++i) std::this_thread::sleep_for(5ms);
+            EXPECT_EQ(records[at].state, 0) << row.name;
+        }
+    }
+    std::memset(block.data(), 0, block.size());
+    EXPECT_EQ(debugger.line(), 5);
+}
+
+TEST(DebugLink, debuggerThatDiesWithTheSemaphoreIsRecovered) {
+    const std::string link = uniqueLink();
+    RunningScript script(kScript, link);
+    ForeignDebugger debugger(link);
+    ASSERT_TRUE(debugger.attached());
+    const pid_t child = fork();
+    if (child == 0) {
+        static_cast<void>(debugger.semaphore().acquire(nullptr));
+        _exit(0);
+    }
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(debugger.line(), 2);
+}
+
+TEST(DebugLink, nobodyComes) {
+    const std::string link = uniqueLink();
+    RunningScript first(kScript, link);
+    ForeignDebugger debugger(link);  // only looks
+    ASSERT_TRUE(debugger.attached());
+    {
+        RunningScript second(kScript,
+                             link);  // the name is taken: it has no link, and its user sees its messages
+        second.join();
+        EXPECT_EQ(second.recorder.lines, (std::vector<std::string>{"x", "4"}));
+    }
+    EXPECT_FALSE(first.ended);
+    first.watch.requested = 1;
+    const auto start = std::chrono::steady_clock::now();
+    first.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+    EXPECT_EQ(first.watch.line, 2);
+}
+
+TEST(DebugLink, stepsGoOverAndOut) {
+    const std::string link = uniqueLink();
+    RunningScript script(kScript, link, false);
+    std::optional<DebugClient> client = DebugClient::attach(link, 3s);
+    ASSERT_TRUE(client && nextPause(*client));
+    const auto go = [&](RunMode mode, int count = 1) {
+        EXPECT_TRUE(client->run(mode, count).done());
+        const std::optional<Event> event = nextPause(*client);
+        return event ? event->line : -1;
+    };
+    EXPECT_EQ(go(RunMode::Line), 11);
+    EXPECT_EQ(go(RunMode::Line, 2), 13);
+    EXPECT_EQ(go(RunMode::Line), 4);
+    EXPECT_EQ(go(RunMode::Line), 6);
+    EXPECT_EQ(go(RunMode::Out), 13);
+    EXPECT_EQ(go(RunMode::Over), 14);
+    EXPECT_EQ(go(RunMode::Over), 15);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        DebugValue value;
+        EXPECT_TRUE(client->value("::total", value).done());
+        EXPECT_EQ(value.integer, 4);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms) << "answers do not wait for the poll";
+    EXPECT_TRUE(client->end().done());
+    script.join();
+    EXPECT_TRUE(script.aborted);
+    EXPECT_FALSE(client->alive());
+    EXPECT_FALSE(client->died());
+}
+
+TEST(DebugLink, partsAndLongTextsCanBeSeenAndChanged) {
+    const std::string link = uniqueLink();
+    RunningScript script(R"(declare record Point { x, y; }
+process: s { }
+main
+{
+    var a[100], m[2, 3];
+    p = Point();
+    p->y = "field";
+    t = "0123456789";
+    for (i = 1; i <= 100; i++) { a[i] = i; t = t + "abcdefghij"; }
+    m[2, 1] = <1, 2, 3>;
+    info(t + "!");
+    info(p->y);
+    z = 0;
+    x = 1 / z;
+}
+)",
+                         link, false);
+    std::optional<DebugClient> client = DebugClient::attach(link, 3s);
+    ASSERT_TRUE(client && nextPause(*client));
+    DebugStop stop;
+    ASSERT_TRUE(client->stopAtLine({0, 12}, stop).done());
+    ASSERT_TRUE(client->run(RunMode::Freely).done());
+    ASSERT_TRUE(nextPause(*client));
+
+    std::vector<DebugVariable> parts;
+    std::size_t total = 0;
+    ASSERT_TRUE(client->values("main::a", 40, 50, parts, total).done());
+    EXPECT_EQ(total, 100u);
+    ASSERT_EQ(parts.size(), 50u);
+    EXPECT_EQ(parts[0].name, "[41]");
+    EXPECT_EQ(parts[49].value.integer, 90);
+    ASSERT_TRUE(client->values("main::m", 0, 10, parts, total).done());
+    ASSERT_EQ(parts.size(), 6u);
+    EXPECT_EQ(parts[3].name, "[2,1]");
+    EXPECT_EQ(parts[3].value.numbers[2], 3.0);
+    ASSERT_TRUE(client->values("main::p", 0, 10, parts, total).done());
+    ASSERT_EQ(parts.size(), 2u);
+    EXPECT_EQ(parts[1].name, "->y");
+    EXPECT_EQ(parts[1].value.text, "field");
+    DebugValue value;
+    ASSERT_TRUE(client->value("main::t", value).done());
+    EXPECT_TRUE(value.textCut());
+    EXPECT_EQ(value.size, 1010u);
+    std::string whole;
+    ASSERT_TRUE(client->text("main::t", 100000, whole).done());
+    EXPECT_EQ(whole.size(), 1010u);
+    EXPECT_TRUE(whole.starts_with("0123456789abc") && whole.ends_with("ghij"));
+
+    value = {};
+    value.kind = kSharedText;
+    value.text = std::string(600, 'z');
+    EXPECT_TRUE(client->assign("main::t", value).done());
+    value.text = "changed";
+    EXPECT_TRUE(client->assign("main::p->y", value).done());
+    for (const char* unknown : {"main::a[0]", "main::a[101]", "main::a[", "main::m[1]", "main::m[1,4]",
+                                "main::p->z", "main::t->y", "nowhere::t", "main::t[1]", "a"}) {
+        const Answer answer = client->assign(unknown, value);
+        EXPECT_EQ(answer.problem, std::string(kUnknownReference) + unknown);
+    }
+
+    // Where an error is reported the script pauses in the middle of an instruction.
+    ASSERT_TRUE(client->stopAtErrors(true).done());
+    ASSERT_TRUE(client->run(RunMode::Freely).done());
+    const std::optional<Event> event = nextPause(*client);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->reason, PauseReason::Error);
+    EXPECT_EQ(event->line, 15);
+    EXPECT_EQ(client->assign("main::t", value).outcome, Answer::Outcome::Refused);
+    ASSERT_TRUE(client->detach().done());
+    script.join();
+    EXPECT_TRUE(script.aborted);
+}
+
+TEST(DebugLink, aFloodOfMessagesIsCounted) {
+    const std::string link = uniqueLink();
+    RunningScript script(R"(process: s { }
+main
+{
+    for (i = 1; i <= 1000; i++) { info(string(i)); }
+    info("last");
+}
+)",
+                         link, false);
+    std::optional<DebugClient> client = DebugClient::attach(link, 3s);
+    ASSERT_TRUE(client && nextPause(*client));
+    DebugStop stop;
+    ASSERT_TRUE(client->stopAtLine({0, 6}, stop).done());
+    ASSERT_TRUE(client->run(RunMode::Line, 1000000).done());
+    // Nobody reads meanwhile.
+    for (int i = 0; i < 100 && client->ask(Command::Frames).records[3].integer() != 6; ++i)
+        std::this_thread::sleep_for(10ms);
+    std::vector<std::string> texts;
+    for (std::optional<Event> event = client->nextEvent(); event; event = client->nextEvent())
+        if (event->type == EventType::Information) texts.push_back(event->text);
+    ASSERT_FALSE(texts.empty());
+    EXPECT_EQ(texts.back(), "1000");
+    EXPECT_GT(client->takeMissedEvents(), 800);
 }
 
 }  // namespace

@@ -13,9 +13,11 @@ constexpr std::size_t kMostPixels = 1000;  // each is looked at for each sample
 /// The first instruction of a function behind its parameters that a run can pause at.
 const CodeNode* bodyOf(const FunctionRecord& function) noexcept {
     const CodeNode* node = function.entry != nullptr ? function.entry->next : nullptr;
-    for (std::int32_t i = 0; i < function.paramCount && node != nullptr && node->op == OP_DECL && node->link != nullptr; ++i)
+    for (std::int32_t i = 0;
+         i < function.paramCount && node != nullptr && node->op == OP_DECL && node->link != nullptr; ++i)
         node = node->link->next;
-    while (node != nullptr && node != function.end && (!beginsLine(*node) || !node->pos.known())) node = node->next;
+    while (node != nullptr && node != function.end && (!beginsLine(*node) || !node->pos.known()))
+        node = node->next;
     return node != nullptr && node->pos.known() ? node : nullptr;
 }
 
@@ -25,7 +27,8 @@ std::optional<LinePlace> lineWithCode(const Program& program, LinePlace place) {
     std::optional<LinePlace> found;
     const auto consider = [&](const CodeNode& node) {
         const SourcePos& pos = node.pos;
-        if (pos.known() && pos.file == place.file && pos.line >= place.line && (!found || pos.line < found->line))
+        if (pos.known() && pos.file == place.file && pos.line >= place.line &&
+            (!found || pos.line < found->line))
             found = {pos.file, pos.line};
     };
     for (const CodeNode* node = program.code.head; node != nullptr; node = node->next)
@@ -60,9 +63,10 @@ std::int32_t Stops::addPixel(Pixel pixel, std::int32_t sample) {
 }
 
 bool Stops::remove(std::int32_t number) {
-    const bool known = std::erase_if(lines_, [&](const LineStop& stop) { return stop.number == number; }) +
-                           std::erase_if(pixels_, [&](const PixelStop& stop) { return stop.number == number; }) >
-                       0;
+    const bool known =
+        std::erase_if(lines_, [&](const LineStop& stop) { return stop.number == number; }) +
+            std::erase_if(pixels_, [&](const PixelStop& stop) { return stop.number == number; }) >
+        0;
     markLines();
     return known;
 }
@@ -79,6 +83,9 @@ void Stops::step(const EngineContext& ctx, RunMode mode, std::int32_t count) {
     mode_ = mode;
     linesLeft_ = std::max(count, 1);
     depth_ = ctx.run.calls.size();
+    wasDeeper_ = false;
+    from_ = {};
+    if (const CodeNode* node = ctx.run.node) from_ = {node->pos.file, node->pos.line};
     arm();
 }
 
@@ -109,11 +116,19 @@ std::int32_t Stops::stopAt(const SourcePos& pos) const noexcept {
     return file < numbers_.size() && line < numbers_[file].size() ? numbers_[file][line] : 0;
 }
 
-bool Stops::stepEnds(const EngineContext& ctx) {
+bool Stops::stepEnds(const EngineContext& ctx, const CodeNode& node) {
     const std::size_t depth = ctx.run.calls.size();
-    if (mode_ == RunMode::Freely || (mode_ == RunMode::Over && depth > depth_) || (mode_ == RunMode::Out && depth >= depth_))
+    if (mode_ == RunMode::Freely || (mode_ == RunMode::Out && depth >= depth_)) return false;
+    if (mode_ == RunMode::Over && depth > depth_) {
+        wasDeeper_ = true;
         return false;
-    if (mode_ == RunMode::Out) depth_ = depth;
+    }
+    // Back from a call the rest of its line follows, which is no other line.
+    const LinePlace here{node.pos.file, node.pos.line};
+    if (mode_ == RunMode::Over && std::exchange(wasDeeper_, false) && depth == depth_ && here == from_)
+        return false;
+    depth_ = depth;
+    from_ = here;
     return --linesLeft_ <= 0;
 }
 
@@ -124,7 +139,7 @@ std::optional<Stops::Reached> Stops::look(const EngineContext& ctx, const CodeNo
     else if (const std::int32_t number = stopAt(node.pos); number != 0)
         reached = {PauseReason::Stop, number};
     // Code outside functions ends where the first of them begins.
-    if (node.op != OP_FUNC && stepEnds(ctx) && !reached) reached = {PauseReason::Step, 0};
+    if (node.op != OP_FUNC && stepEnds(ctx, node) && !reached) reached = {PauseReason::Step, 0};
     if (reached) {
         pixelReached_ = 0;
         stopStepping();
@@ -134,7 +149,8 @@ std::optional<Stops::Reached> Stops::look(const EngineContext& ctx, const CodeNo
 
 void Stops::runBegins(const EngineContext& ctx, const CodeNode& start) {
     // What was stepped through is over: the next line is in another call from the host.
-    if (mode_ != RunMode::Freely && ctx.run.calls.size() <= std::max<std::size_t>(depth_, 1)) mode_ = RunMode::Line;
+    if (mode_ != RunMode::Freely && ctx.run.calls.size() <= std::max<std::size_t>(depth_, 1))
+        mode_ = RunMode::Line;
     if (pixels_.empty() || ctx.run.calls.empty()) return;
     const FunctionRecord& function = *ctx.run.calls.back().function;
     if (function.entry != &start || std::string_view(function.name) != "process") return;

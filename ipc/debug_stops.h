@@ -25,6 +25,7 @@ using PixelFinder = std::function<std::optional<Pixel>()>;
 struct LinePlace {
     std::int32_t file = -1;
     std::int32_t line = 0;
+    bool operator==(const LinePlace&) const = default;
 };
 
 /// The first line with code from `place` on.
@@ -73,7 +74,7 @@ private:
     };
 
     [[nodiscard]] std::optional<Reached> look(const EngineContext& ctx, const CodeNode& node);
-    [[nodiscard]] bool stepEnds(const EngineContext& ctx);
+    [[nodiscard]] bool stepEnds(const EngineContext& ctx, const CodeNode& node);
     [[nodiscard]] std::int32_t stopAt(const SourcePos& pos) const noexcept;
     void markLines();
     void arm() noexcept;
@@ -86,6 +87,8 @@ private:
     RunMode mode_ = RunMode::Freely;
     std::int32_t linesLeft_ = 0;
     std::size_t depth_ = 0;
+    LinePlace from_;          ///< where the step began
+    bool wasDeeper_ = false;  ///< a call has been passed over since
     std::int32_t lastNumber_ = 0;
     bool armed_ = false;  ///< there is anything to look for
 };

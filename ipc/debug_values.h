@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrel::debug {
 
@@ -43,6 +44,10 @@ public:
     /// What is appended to the reference for an entry.
     [[nodiscard]] std::string nameOf(std::size_t index) const;
     [[nodiscard]] ValueCell valueOf(std::size_t index) const noexcept;
+    /// The variable that an entry is; null for elements and fields.
+    [[nodiscard]] Variable* variable(std::size_t index) const noexcept {
+        return index < variables_.size() ? variables_[index] : nullptr;
+    }
 
 private:
     std::vector<Variable*> variables_;

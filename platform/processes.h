@@ -61,6 +61,9 @@ private:
     std::optional<int> exitCode_;  // known once the program has ended
 };
 
+/// From now on this program is interrupted, as by Ctrl-C, when the thread that started it ends.
+void endWithParent();
+
 /// The words of a command line: blanks separate them, double quotes hold together what stands between them
 /// and vanish.
 [[nodiscard]] std::vector<std::string> splitCommandLine(std::string_view line);

@@ -68,7 +68,7 @@ std::unique_ptr<Debuggee> Debuggee::start(const Launch& launch, platform::Cancel
         if (status) return nullptr;
         if (requested != nullptr && *requested != 0) break;
     }
-    static_cast<void>(process->kill());
+    // It ends with this program, and takes away what it shares.
     problem = "interrupted before the script had started";
     return nullptr;
 }

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -166,6 +167,12 @@ int Process::finish(CancelFlag requested) {
         code = wait(nullptr);
     }
     return *code;
+}
+
+void endWithParent() {
+    prctl(PR_SET_PDEATHSIG, SIGINT);
+    signal(SIGPIPE, SIG_IGN);           // what is said then may reach nobody any more
+    if (getppid() == 1) raise(SIGINT);  // it was faster
 }
 
 std::vector<std::string> splitCommandLine(std::string_view line) {

@@ -1,0 +1,239 @@
+#!/usr/bin/env python3
+"""Drives `kestrel debug` as its users do: sessions from --script, from a pipe, with interrupts and with crashes.
+
+    run_debug.py --kestrel BUILD/bin/kestrel --examples DIR
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import harness
+
+KESTREL = None
+EXAMPLES = None
+MAIN = """process: s { }
+twice: x
+{
+    y = x * 2;
+    return y;
+}
+main
+{
+    i = 1;
+    info("x");
+    total = twice(i);
+    info(string(total));
+}
+"""
+ENDLESS = """process: s { }
+main
+{
+    i = 0;
+    while (1)
+    {
+        i = i + 1;
+    }
+}
+"""
+
+
+def shared_objects():
+    return sorted(name for name in os.listdir("/dev/shm") if "KXL_DEBUG" in name)
+
+
+class Debugging(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.before = shared_objects()
+
+    def tearDown(self):
+        for _ in range(20):  # other tests may run beside this one
+            if set(shared_objects()) <= set(self.before):
+                return
+            time.sleep(0.2)
+        left = [name for name in shared_objects() if name not in self.before and self.link_part in name]
+        self.assertEqual(left, [])
+
+    link_part = "run-"
+
+    def script(self, text, name="script.ks"):
+        path = pathlib.Path(self.folder.name, name)
+        path.write_text(text, encoding="utf-8")
+        return str(path)
+
+    def debug(self, *arguments):
+        status, out, err = harness.run([KESTREL, "debug", *arguments], self.folder.name)
+        return status, out.decode(), err.decode()
+
+    def objects(self, *arguments):
+        status, out, err = self.debug("--messages=json", *arguments)
+        return status, [json.loads(line) for line in out.splitlines()], err
+
+    def start(self, *arguments, **streams):
+        process = subprocess.Popen([KESTREL, *arguments], text=True, stdout=subprocess.PIPE, **streams)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_session_on_an_example(self):
+        status, shown, _ = self.objects(
+            "--run", str(EXAMPLES / "brick.ks"), "--script", str(EXAMPLES / "debug_brick.txt"))
+        stops = [entry for entry in shown if entry.get("kind") == "stopped"]
+        self.assertEqual([stop["reason"] for stop in stops], ["entry", "breakpoint", "step"])
+        self.assertEqual(stops[1]["function"], "process")
+        values = {entry["name"]: entry for entry in shown if entry.get("kind") == "value"}
+        self.assertEqual(values["px"], {"kind": "value", "name": "px", "type": "number", "value": 0.0})
+        self.assertEqual(values["py"]["value"], 0.5)
+        sample = next(entry["sample"] for entry in shown if "sample" in entry)
+        plain = json.loads(harness.run([KESTREL, "shade", str(EXAMPLES / "brick.ks")], self.folder.name)[1])
+        self.assertNotEqual(sample["color"], plain["sample"]["color"], "the changed local has an effect")
+        self.assertEqual(shown[-1], {"kind": "ended", "died": False, "status": 0})
+        self.assertEqual(status, 0)
+
+    def test_break_print_change_continue_terminate(self):
+        status, shown, _ = self.objects(
+            "--run", str(EXAMPLES / "brick.ks"), "--as", "shade", "--script",
+            "break 58; continue; print px; set px = 7.5; print px; continue; print px; terminate", "--", "--grid", "2x2")
+        self.assertEqual([e["value"] for e in shown if e.get("kind") == "value"], [0.25, 7.5, 7.5, 0.75])
+        self.assertEqual([e.get("breakpoint") for e in shown if e.get("kind") == "stopped"], [None, 1, 1])
+        self.assertEqual(shown[-1]["kind"], "ended")
+        self.assertEqual(status, 0)
+
+    def test_what_people_see(self):
+        status, out, err = self.debug("--run", self.script(MAIN), "--script",
+                                      "b twice; c; bt; p; set x = 21; finish; n; status; messages; c")
+        self.assertEqual(out, """main(), script.ks:9
+9\t    i = 1;
+Breakpoint 1: twice, script.ks:4
+x
+Breakpoint 1, twice(), script.ks:4
+4\t    y = x * 2;
+#0  twice(), script.ks:4
+#1  main(), script.ks:11
+x = 1
+y = (no value yet)
+x = 21
+main(), script.ks:11
+11\t    total = twice(i);
+main(), script.ks:12
+12\t    info(string(total));
+main(), script.ks:12
+12\t    info(string(total));
+x
+42
+The script's program has ended with status 0.
+""")
+        self.assertEqual((status, err), (0, ""))
+
+    def test_status(self):
+        failing = self.script("process: s { }\nmain\n{\n    x = 0;\n    x = 1 / x;\n}\n", "fails.ks")
+        self.assertEqual(self.debug("--run", failing, "--script", "continue")[0], 1)
+        status, out, err = self.debug("--run", failing, "--script", "break error; continue; terminate")
+        self.assertIn("Error, main(), fails.ks:5", out)
+        self.assertEqual(status, 0)
+        for commands in ("nonsense", "print nothing_of_that_name", "break 4000", "set x", "step 0", "break pixel 1"):
+            with self.subTest(commands):
+                self.assertEqual(self.debug("--run", failing, "--script", commands)[0], 2)
+        broken = self.script("process: s { x = ; }\n", "broken.ks")
+        self.assertEqual(self.debug("--run", broken, "--script", "continue")[0], 1)
+        self.assertEqual(self.debug("--run", self.folder.name + "/none.ks")[0], 2)
+        self.assertEqual(self.debug("no-such-link-anywhere", "--wait", "0.2")[0], 2)
+        self.assertEqual(self.debug()[0], 2)
+
+    def test_commands_from_a_file_and_a_pipe(self):
+        commands = self.script("# what to do\nbreak 12\ncontinue\nprint total\nquit\n", "commands.txt")
+        status, out, _ = self.debug("--run", self.script(MAIN), "--script", commands)
+        self.assertIn("total = 2\n", out)
+        self.assertTrue(out.endswith("2\nThe script's program has ended with status 0.\n"), out)
+        self.assertEqual(status, 0)
+        done = subprocess.run([KESTREL, "debug", "--run", self.script(MAIN)], input="break 12\nc\np total\nset total = <1, 2, 3>\n",
+                              capture_output=True, text=True, timeout=60)
+        self.assertIn("total = <1, 2, 3>\n1 2 3\n", done.stdout)
+        self.assertEqual(done.returncode, 0)
+
+    def test_pixels(self):
+        shader = self.script("n = 0;\nprocess: s\n{\n    n = n + 1;\n    s.diffuse = n;\n}\n", "pixels.ks")
+        status, shown, _ = self.objects("--run", shader, "--as", "shade", "--script",
+                                        "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
+        self.assertEqual([entry["value"] for entry in shown if entry.get("kind") == "value"], [6])
+        self.assertEqual(status, 0)
+        picture = self.folder.name + "/out.png"
+        status, shown, _ = self.objects("--run", shader, "--as", "render", "--script",
+                                        "break pixel 8 8 3; continue; where; continue", "--",
+                                        "--size", "16x16", "--samples", "4", "-o", picture, "--jobs", "2")
+        self.assertEqual([e["reason"] for e in shown if e.get("kind") == "stopped"], ["entry", "breakpoint"])
+        self.assertEqual(status, 0)
+        self.assertTrue(os.path.exists(picture))
+
+    def test_attaching_by_the_name_of_the_pragma(self):
+        link = f"attach test {os.getpid()}"
+        self.link_part = "attach"
+        path = self.script(f'#debug "{link}"\n' + MAIN)
+        script = self.start("run", path, stderr=subprocess.PIPE)
+        status, out, err = self.debug(link, "--script", "break 13; continue; print total; quit")
+        told, hint = script.communicate(timeout=30)
+        self.assertIn("total = 2\n", out)
+        self.assertEqual((status, script.returncode, told), (0, 0, "2\n"))
+        self.assertIn("kestrel debug " + link, hint)
+        # Leaving without quitting leaves it paused, for the next one.
+        script = self.start("run", path, "--timeout", "20", stderr=subprocess.DEVNULL)
+        first = self.start("debug", link, stdin=subprocess.PIPE)
+        first.stdout.readline()
+        first.kill()
+        first.wait()
+        status, out, err = self.debug(link, "--script", "next; terminate")
+        self.assertEqual((status, script.wait(timeout=30)), (0, 1), out + err)
+
+    def interactive(self, text):
+        process = self.start("debug", "--run", self.script(text), stdin=subprocess.PIPE, stderr=subprocess.STDOUT)
+        process.stdout.readline()  # paused at its first line
+        process.stdin.write("continue\n")
+        process.stdin.flush()
+        time.sleep(0.5)
+        child = subprocess.run(["ps", "-o", "pid=", "--ppid", str(process.pid)], capture_output=True, text=True).stdout
+        return process, int(child)
+
+    def test_interrupt_pauses(self):
+        process, _ = self.interactive(ENDLESS)
+        process.send_signal(signal.SIGINT)
+        time.sleep(0.5)
+        out, _ = process.communicate("set i = 5\nprint i\nterminate\n", timeout=30)
+        self.assertRegex(out, r"Paused, main\(\), script.ks:\d\n(.*\n)*i = 5\n")
+        self.assertEqual(process.returncode, 0)
+
+    def test_script_that_dies(self):
+        process, child = self.interactive(ENDLESS)
+        os.kill(child, signal.SIGKILL)
+        out, _ = process.communicate(timeout=30)
+        self.assertIn("was ended by signal 9", out)
+        self.assertEqual(process.returncode, 1)
+
+    def test_debugger_that_dies(self):
+        process, child = self.interactive(ENDLESS)
+        process.kill()
+        process.wait()
+        for _ in range(100):
+            if not os.path.exists(f"/proc/{child}"):
+                return
+            time.sleep(0.1)
+        self.fail("the script that it had started runs on")
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--kestrel", required=True)
+    parser.add_argument("--examples", required=True, type=pathlib.Path)
+    arguments, rest = parser.parse_known_args()
+    KESTREL, EXAMPLES = os.path.abspath(arguments.kestrel), arguments.examples.resolve()
+    unittest.main(argv=[sys.argv[0], *rest])
