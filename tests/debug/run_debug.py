@@ -200,8 +200,11 @@ The script's program has ended with status 0.
         process.stdout.readline()  # paused at its first line
         process.stdin.write("continue\n")
         process.stdin.flush()
-        time.sleep(0.5)
-        child = subprocess.run(["ps", "-o", "pid=", "--ppid", str(process.pid)], capture_output=True, text=True).stdout
+        child = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().split()[0]
+        for _ in range(300):  # until the endless loop has begun
+            if int(pathlib.Path(f"/proc/{child}/stat").read_text().rpartition(")")[2].split()[11]) > 10:
+                break
+            time.sleep(0.1)
         return process, int(child)
 
     def test_interrupt_pauses(self):
