@@ -26,7 +26,11 @@ bool checkVersion(EngineContext& ctx, const platform::DynamicLibrary& library, s
     if (version == nullptr) return true;
     std::int32_t major = 0;
     std::int32_t minor = 0;
-    guarded(ctx, "version", [&] { version(&major, &minor); });
+    const auto ask = [&] {
+        version(&major, &minor);
+        return true;
+    };
+    if (!guarded(ctx, "version", ask)) return false;
     if (major >= 0 && major < kRefusedMajor && minor >= 0 && minor < kRefusedMinor) return true;
     ctx.report(MessageId::AgentVersion, file, major, minor);
     return false;
@@ -97,7 +101,7 @@ const AgentClass* AgentClass::memberOwner(NameId id, const char* name) {
 }
 
 bool AgentClass::owns(KestrelOwns ask, const char* name) const {
-    return guarded(agents_.exchange.ctx, name_, [&] { return ask(name); }) != 0;
+    return guarded(agents_.exchange.ctx, name_, [&] { return ask(name); }).value_or(0) != 0;
 }
 
 KestrelFunction AgentClass::exported(const char* name) const noexcept {
@@ -125,7 +129,7 @@ AgentMethod AgentClass::resolveAlias(const char* name) const {
     std::array<char, KESTREL_ALIAS_SIZE> buffer{};
     if (alias_ == nullptr || std::strlen(name) >= buffer.size()) return {.state = State::Unknown};
     std::strcpy(buffer.data(), name);
-    if (guarded(agents_.exchange.ctx, name_, [&] { return alias_(buffer.data()); }) == 0)
+    if (guarded(agents_.exchange.ctx, name_, [&] { return alias_(buffer.data()); }).value_or(0) == 0)
         return {.state = State::Unknown};
     buffer.back() = '\0';
     const KestrelFunction function = exported(buffer.data());
@@ -136,25 +140,29 @@ AgentMethod AgentClass::resolveAlias(const char* name) const {
 // ---- its library ----
 
 void* AgentClass::construct(const KestrelCall& call) const {
-    return guarded(agents_.exchange.ctx, name_, [&] { return constructor_(&call); });
+    return guarded(agents_.exchange.ctx, name_, [&] { return constructor_(&call); }).value_or(nullptr);
 }
 
 void AgentClass::destroy(void* instance) const {
-    guarded(agents_.exchange.ctx, name_, [&] { destructor_(instance); });
+    static_cast<void>(guarded(agents_.exchange.ctx, name_, [&] {
+        destructor_(instance);
+        return true;
+    }));
 }
 
-void* AgentClass::dataOf(void* instance) const {
+std::optional<void*> AgentClass::dataOf(void* instance) const {
     if (instData_ == nullptr) return instance;
     return guarded(agents_.exchange.ctx, name_, [&] { return instData_(instance); });
 }
 
-const KestrelRecord* AgentClass::returnData(const KestrelCall& call, const char* member,
-                                            std::int32_t index) const {
+std::optional<const KestrelRecord*> AgentClass::returnData(const KestrelCall& call, const char* member,
+                                                           std::int32_t index) const {
     return guarded(agents_.exchange.ctx, name_, [&] { return returnData_(&call, member, index); });
 }
 
-std::int32_t AgentClass::assignData(const KestrelCall& call, const char* member, std::int32_t index,
-                                    std::int32_t operation, const KestrelRecord& value) const {
+std::optional<std::int32_t> AgentClass::assignData(const KestrelCall& call, const char* member,
+                                                   std::int32_t index, std::int32_t operation,
+                                                   const KestrelRecord& value) const {
     return guarded(agents_.exchange.ctx, name_,
                    [&] { return assignData_(&call, member, index, operation, &value); });
 }

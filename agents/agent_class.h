@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -66,16 +67,18 @@ public:
     [[nodiscard]] const AgentClass* memberOwner(NameId id, const char* name);
 
     // ---- its library
+    // ---- each gives nothing, after reporting, when an exception leaves it
     [[nodiscard]] void* construct(const KestrelCall& call) const;
     void destroy(void* instance) const;
     /// @return what "instdata" makes of an instance, or that itself
-    [[nodiscard]] void* dataOf(void* instance) const;
+    [[nodiscard]] std::optional<void*> dataOf(void* instance) const;
     [[nodiscard]] bool returnsData() const noexcept { return returnData_ != nullptr; }
     [[nodiscard]] bool assignsData() const noexcept { return assignData_ != nullptr; }
-    [[nodiscard]] const KestrelRecord* returnData(const KestrelCall& call, const char* member,
-                                                  std::int32_t index) const;
-    [[nodiscard]] std::int32_t assignData(const KestrelCall& call, const char* member, std::int32_t index,
-                                          std::int32_t operation, const KestrelRecord& value) const;
+    [[nodiscard]] std::optional<const KestrelRecord*> returnData(const KestrelCall& call, const char* member,
+                                                                 std::int32_t index) const;
+    [[nodiscard]] std::optional<std::int32_t> assignData(const KestrelCall& call, const char* member,
+                                                         std::int32_t index, std::int32_t operation,
+                                                         const KestrelRecord& value) const;
 
     void call(BuiltinCall& call) override;
 

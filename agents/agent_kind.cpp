@@ -1,7 +1,6 @@
 #include "agents/agent_kind.h"
 
 #include "agents/agent_pool.h"
-#include "agents/native_code.h"
 #include "engine/operations/operators.h"
 
 #include <algorithm>
@@ -56,15 +55,20 @@ std::int32_t nativeIndex(std::int64_t index) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(index, Limits::min(), Limits::max()));
 }
 
-/// Reads a member that the class has.
+/// What "assigndata" says, beside its codes: an exception has been reported, and nothing more is to be said.
+constexpr std::int32_t kAssignmentFailed = -1;
+
+/// Reads a member that the class has. One that fails with an exception is Nil.
 std::optional<ValueCell> memberValue(const Agent& agent, const AgentClass& owner,
                                      const MemberAccess& access) {
     if (!owner.returnsData()) return std::nullopt;
     Exchange& exchange = owner.agents().exchange;
     exchange.begin();
-    KestrelCall call = agent.callFor(owner);
-    exchange.end(call);
-    return exchange.single(owner.returnData(call, access.member, nativeIndex(access.index)));
+    std::optional<KestrelCall> call = agent.callFor(owner);
+    if (!call) return ValueCell::ofNil();
+    exchange.end(*call);
+    const auto result = owner.returnData(*call, access.member, nativeIndex(access.index));
+    return result ? exchange.single(*result) : ValueCell::ofNil();
 }
 
 /// Assigns a member that the class has.
@@ -74,9 +78,13 @@ std::int32_t assignMember(const Agent& agent, const AgentClass& owner, const Mem
     Exchange& exchange = owner.agents().exchange;
     exchange.begin();
     if (!exchange.add(value)) return KESTREL_BAD_TYPE;
-    KestrelCall call = agent.callFor(owner);
-    exchange.end(call);
-    return owner.assignData(call, access.member, nativeIndex(access.index), op, *call.arguments);
+    std::optional<KestrelCall> call = agent.callFor(owner);
+    if (!call) return kAssignmentFailed;
+    exchange.end(*call);
+    const auto outcome =
+        owner.assignData(*call, access.member, nativeIndex(access.index), op, *call->arguments);
+    if (!outcome) return kAssignmentFailed;
+    return *outcome == kAssignmentFailed ? KESTREL_ASSIGNED : *outcome;
 }
 
 void reportOutcome(EngineContext& ctx, const MemberAccess& access, std::int32_t outcome) {
@@ -90,7 +98,7 @@ void reportOutcome(EngineContext& ctx, const MemberAccess& access, std::int32_t 
 }
 
 bool succeeded(std::int32_t outcome) noexcept {
-    return outcome < KESTREL_BAD_TYPE || outcome > KESTREL_BAD_OPERATION;
+    return outcome != kAssignmentFailed && (outcome < KESTREL_BAD_TYPE || outcome > KESTREL_BAD_OPERATION);
 }
 
 /// "++" and "--": what the expression yields is what the member reads as before or afterwards.
@@ -112,12 +120,14 @@ void runNative(BuiltinCall& call, const Agent& agent, const AgentMethod& method)
     exchange.begin();
     if (method.aliased) exchange.addText(call.name);
     if (!exchange.addAll(call)) return call.result(ValueCell::ofNil());
-    KestrelCall native = agent.callFor(*method.owner);
-    exchange.end(native);
-    const KestrelRecord* const results = guarded(call.ctx, call.name, [&] {
-        return method.function(native.argument_count, native.arguments, &native);
+    std::optional<KestrelCall> native = agent.callFor(*method.owner);
+    if (!native) return call.result(ValueCell::ofNil());
+    exchange.end(*native);
+    const std::optional<const KestrelRecord*> results = guarded(call.ctx, call.name, [&] {
+        return method.function(native->argument_count, native->arguments, &*native);
     });
-    exchange.finish(call, results);
+    if (!results) return call.result(ValueCell::ofNil());
+    exchange.finish(call, *results);
 }
 
 }  // namespace
@@ -144,7 +154,7 @@ bool AgentKind::refusedInLists(const void* object, const Variable&, std::string_
                                std::string_view& name) const {
     const auto* agent = static_cast<const Agent*>(object);
     label = "ObjectAgent";
-    name = agent->name != nullptr ? agent->name : kNoNameYet;
+    name = agent != nullptr && agent->name != nullptr ? agent->name : kNoNameYet;
     return true;
 }
 
@@ -167,7 +177,7 @@ void AgentKind::drop(EngineContext&, void* object) {
 }
 
 void AgentKind::sweep(EngineContext& ctx) {
-    if (ctx.services.natives != nullptr) static_cast<NativeCode*>(ctx.services.natives)->sweep();
+    if (ctx.services.natives != nullptr) ctx.services.natives->sweep();
 }
 
 bool AgentKind::beginRead(EngineContext& ctx, const MemberAccess& access) {

@@ -10,17 +10,21 @@ namespace {
 
 /// Far beyond any use; a script that keeps more has gone astray.
 constexpr std::size_t kMostAgents = 1'000'000;
-/// An object may have a lot behind it, so a few that nobody holds are reason enough for a sweep.
-constexpr std::size_t kLooseWeight = 32;
+/// An object may have a lot behind it, so a single one that nobody holds is reason enough for a sweep.
+constexpr std::size_t kLooseWeight = 1000;
 
 }  // namespace
 
-KestrelCall Agent::callFor(const AgentClass& owner) const {
+std::optional<KestrelCall> Agent::callFor(const AgentClass& owner) const {
     KestrelCall call{};
     call.class_name = owner.name().c_str();
     call.instance = parts[owner.depth()];
-    call.data = owner.dataOf(call.instance);
-    if (owner.base() != nullptr) call.base = owner.base()->dataOf(parts[owner.depth() - 1]);
+    const std::optional<void*> data = owner.dataOf(call.instance);
+    std::optional<void*> base = nullptr;
+    if (data && owner.base() != nullptr) base = owner.base()->dataOf(parts[owner.depth() - 1]);
+    if (!data || !base) return std::nullopt;
+    call.data = *data;
+    call.base = *base;
     return call;
 }
 
@@ -41,8 +45,10 @@ Agent* AgentPool::make(AgentClass& agentClass, BuiltinCall& call) {
     Agent& agent = enter(agentClass);
     for (const AgentClass* part : agentClass.chain()) {
         native.class_name = part->name().c_str();
-        native.base = part->base() != nullptr ? part->base()->dataOf(agent.parts.back()) : nullptr;
-        void* const instance = part->construct(native);
+        std::optional<void*> base = nullptr;
+        if (part->base() != nullptr) base = part->base()->dataOf(agent.parts.back());
+        native.base = base.value_or(nullptr);
+        void* const instance = base ? part->construct(native) : nullptr;
         if (instance == nullptr) {
             end(agent);
             ctx.report(MessageId::AgentNotCreated, agentClass.name());
@@ -58,7 +64,8 @@ Agent& AgentPool::enter(AgentClass& agentClass) {
     auto agent = std::make_unique<Agent>();
     agent->agentClass = &agentClass;
     agent->parts.reserve(agentClass.chain().size());
-    loose_.reserve(std::max(loose_.size() + 1, loose_.capacity()));
+    // Every object may become loose, and that must not fail.
+    if (loose_.capacity() <= agents_.size()) loose_.reserve(2 * agents_.size() + 1);
     agent->index = agents_.size();
     agents_.push_back(std::move(agent));
     setLoose(*agents_.back());

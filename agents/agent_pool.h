@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace kestrel::agents {
@@ -21,7 +22,8 @@ struct Agent {
     std::size_t looseIndex = 0;  ///< position among those that nobody holds
 
     /// The call context for a class of the chain, without services and arguments.
-    [[nodiscard]] KestrelCall callFor(const AgentClass& owner) const;
+    /// @return nothing, after reporting, when the library fails to tell the object's data
+    [[nodiscard]] std::optional<KestrelCall> callFor(const AgentClass& owner) const;
 };
 
 /// All objects of one script. They are counted by their holders: variables, elements and members. One that

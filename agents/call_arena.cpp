@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace kestrel::agents {
 
 namespace {
 
 constexpr std::size_t kFirstPiece = 4096;
-constexpr std::size_t kKept = std::size_t{1} << 20;  ///< more than this is given back after a call
+constexpr std::size_t kKept = std::size_t{16} << 20;   ///< more than this is given back after a call
+constexpr std::size_t kMost = std::size_t{256} << 20;  ///< of one call
 constexpr std::size_t kAlign = alignof(double);
 
 }  // namespace
@@ -22,8 +25,13 @@ void* CallArena::take(std::size_t size) {
     if (current_ == pieces_.size()) {
         const std::size_t last = pieces_.empty() ? kFirstPiece / 2 : pieces_.back().size;
         const std::size_t room = std::max(wanted, std::min(2 * last, kKept / 2));
+        std::size_t total = room;
+        for (const Piece& piece : pieces_) total += piece.size;
+        if (wanted > kMost || total > kMost) throw std::bad_alloc();
         // One byte more, always zero: where the texts of an earlier call end at the latest.
-        pieces_.push_back({std::make_unique<char[]>(room + 1), room});
+        Piece piece{std::make_unique_for_overwrite<char[]>(room + 1), room};
+        piece.bytes[room] = '\0';
+        pieces_.push_back(std::move(piece));
     }
     char* const block = pieces_[current_].bytes.get() + used_;
     used_ += wanted;

@@ -171,7 +171,7 @@ std::optional<ValueCell> Exchange::value(const KestrelRecord& record) {
         case KESTREL_VECTOR:
             return ValueCell::ofVector(
                 {record.value.vector[0], record.value.vector[1], record.value.vector[2]});
-        case KESTREL_FILE:
+        case KESTREL_FILE:  // also as the value of a member
             return fileOf(record.value.file);
         case KESTREL_NIL:
             return ValueCell::ofNil();
@@ -192,10 +192,21 @@ ValueCell Exchange::fileOf(const KestrelFile& file) {
     return opened != nullptr ? builtins::fileCell(*opened) : ValueCell::ofNil();
 }
 
-void Exchange::release(std::span<const KestrelRecord> records) noexcept {
-    for (const KestrelRecord& record : records)
-        if (record.type == KESTREL_STRING) services.release(record.value.text);
-    services.release(records.data());
+void Exchange::release(std::span<const KestrelRecord> records) {
+    // First they are all looked up: a text may lie in the block of the records, even at its start.
+    const auto note = [this](const void* block) {
+        if (services.sizeOf(block)) blocks_.push_back(block);
+    };
+    blocks_.clear();
+    for (const KestrelRecord& record : records) {
+        if (record.type == KESTREL_STRING) note(record.value.text);
+        if (record.type == KESTREL_FILE && record.value.file.file == nullptr) {
+            note(record.value.file.name);
+            note(record.value.file.mode);
+        }
+    }
+    note(records.data());
+    for (const void* block : blocks_) services.release(block);
 }
 
 }  // namespace kestrel::agents

@@ -18,11 +18,11 @@
 
 namespace kestrel::agents {
 
-/// Runs native code. A C++ exception that leaves it is reported and ends there.
+/// Runs native code, which returns something. A C++ exception that leaves it is reported and ends there.
 /// @param what  for the message
-/// @return what the code returned, or zero
+/// @return nothing when there was one
 template <class Work>
-auto guarded(EngineContext& ctx, std::string_view what, Work work) -> decltype(work()) {
+auto guarded(EngineContext& ctx, std::string_view what, Work work) -> std::optional<decltype(work())> {
     try {
         return work();
     } catch (const std::exception& fault) {
@@ -30,7 +30,7 @@ auto guarded(EngineContext& ctx, std::string_view what, Work work) -> decltype(w
     } catch (...) {
         ctx.report(MessageId::NativeCodeFailed, what, "unknown exception");
     }
-    return decltype(work())();
+    return std::nullopt;
 }
 
 /// What one script exchanges with its libraries: the memory is used again for each call.
@@ -70,12 +70,13 @@ private:
     [[nodiscard]] std::optional<ValueCell> value(const KestrelRecord& record);
     [[nodiscard]] std::string_view textOf(const char* text) const noexcept;
     [[nodiscard]] ValueCell fileOf(const KestrelFile& file);
-    void release(std::span<const KestrelRecord> records) noexcept;
+    void release(std::span<const KestrelRecord> records);
 
     CallArena arena_;
     std::vector<KestrelRecord> arguments_;
     std::vector<builtins::FileRecord*> lentFiles_;  ///< in the arguments
     std::vector<ValueCell> results_;
+    std::vector<const void*> blocks_;  ///< of ours, in the results
 };
 
 }  // namespace kestrel::agents

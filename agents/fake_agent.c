@@ -76,10 +76,10 @@ int32_t ownmethod(const char* name) {
 #ifdef FAKE_PLAIN
     static const char* const names[] = {"who", "below", NULL};
 #else
-    static const char* const names[] = {"echo",    "describe", "who",        "nothing", "strange", "endless",
-                                        "unended", "keep",     "kept",       "misuse",  "say",     "open",
-                                        "lent",    "forged",   "listed",     "table",   "count",   "below",
-                                        "greedy",  "lost",     "destructor", "puts",    NULL};
+    static const char* const names[] = {
+        "echo",   "describe", "who",        "nothing", "strange", "endless", "unended", "keep",  "kept",
+        "misuse", "say",      "open",       "lent",    "forged",  "listed",  "table",   "count", "below",
+        "greedy", "lost",     "destructor", "puts",    "inside",  "files",   NULL};
     if (strcmp(name, "below") == 0) return 0;
 #endif
     return is_one_of(name, names);
@@ -277,6 +277,30 @@ METHOD(unended) {
     results[0] = kestrel_text(text);
     results[1] = kestrel_integer(2);
     return results;
+}
+
+/* One block holds the text, at its start, and the records behind it. */
+METHOD(inside) {
+    struct Block {
+        char text[400000];
+        KestrelRecord records[4];
+    }* block = (struct Block*)call->services->allocate(call->services, sizeof(struct Block));
+    UNUSED;
+    memset(block, 0, sizeof *block);
+    memcpy(block->text, "within", 7);
+    block->records[0] = kestrel_text(block->text);
+    block->records[1] = kestrel_text(block->text);
+    block->records[2] = kestrel_integer(3);
+    return block->records;
+}
+
+/* Whether what came with the file of the result before has been released, which is another one now. */
+METHOD(files) {
+    KestrelRecord file = kestrel_record(KESTREL_FILE);
+    UNUSED;
+    file.value.file.name = (const char*)call->services->allocate(call->services, 1 << 20);
+    memcpy((char*)file.value.file.name, "none", 5);
+    return kestrel_result(call->services, file);
 }
 
 METHOD(keep) {

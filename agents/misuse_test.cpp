@@ -13,6 +13,8 @@ TEST_F(AgentMisuse, UnknownRecordsArePassedOver) {
 TEST_F(AgentMisuse, AnEndThatIsMissingIsNoticed) {
     EXPECT_EQ(body("x = a.endless(); info(x.isNil());"), "E more than 64 results from endless\nI 1\n");
     EXPECT_EQ(body("(x, y) = a.unended(); info(x, y);"), "I abc2\n") << "the block tells where it ends";
+    EXPECT_EQ(body("(x, y, z) = a.inside(); info(x, y, z);"), "I withinwithin3\n")
+        << "released once, at the end";
     std::string many;
     for (int i = 0; i < 65; ++i) many += std::to_string(i) + ",";
     EXPECT_EQ(body("x = a.echo(" + many + " 65); info(x.isNil());"),
@@ -61,13 +63,28 @@ TEST_F(AgentMisuse, AConstructorThatRefusesGivesNil) {
 }
 
 TEST_F(AgentMisuse, ExceptionsEndAtTheEdgeOfNativeCode) {
-    EXPECT_EQ(
-        run(use("fake_throwing", "Top") + "g = 0;\nmain { g = Top(); g.blow(1); x = g.member; info('on'); }"),
-        "E native code failed in blow: thrown\nE native code failed in Top: thrown\n"
-        "E unknown ObjectAgent data member: ::g.member\nI on\n");
+    EXPECT_EQ(run(use("fake_throwing", "Top") +
+                  "g = 0;\nmain { g = Top(); x = g.blow(1); info(x.isNil()); x = g.member; info('on'); }"),
+              "E native code failed in blow: thrown\nI 1\nE native code failed in Top: thrown\n"
+              "E unknown ObjectAgent data member: ::g.member\nI on\n");
     collector_.text.clear();
     unload();
     EXPECT_EQ(collector_.text, "E native code failed in Top: thrown\n");
+}
+
+TEST_F(AgentMisuse, WhatComesWithAFileIsReleased) {
+    EXPECT_EQ(body("for (i = 0; i < 3000; i++) x = a.files(); info(x.isNil());"), "I 1\n")
+        << "3 GB otherwise";
+}
+
+TEST_F(AgentMisuse, AVersionThatThrowsIsRefused) {
+    run(use("fake_throwing_version", "Top") + "main { info('none'); }");
+    EXPECT_EQ(collector_.text, "E native code failed in version: thrown\nI none\n");
+}
+
+TEST_F(AgentMisuse, DataThatCannotBeToldKeepsTheMethodFromRunning) {
+    EXPECT_EQ(run(use("fake_throwing_data", "Top") + "main { g = Top(); x = g.blow(1); info(x.isNil()); }"),
+              "E native code failed in Top: thrown\nI 1\nE native code failed in Top: thrown\n");
 }
 
 }  // namespace kestrel::agents::test

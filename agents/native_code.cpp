@@ -30,9 +30,10 @@ public:
         KestrelCall native{};
         native.class_name = "";
         exchange_.end(native);
-        const KestrelRecord* const results = guarded(
+        const std::optional<const KestrelRecord*> results = guarded(
             call.ctx, call.name, [&] { return function_(native.argument_count, native.arguments, &native); });
-        exchange_.finish(call, results);
+        if (!results) return call.result(ValueCell::ofNil());
+        exchange_.finish(call, *results);
     }
 
 private:

@@ -7,10 +7,11 @@ namespace kestrel {
 
 void attachDebugger(EngineContext& engine, std::string_view link) {
     const ShaderContext& host = shaderContext(engine);
-    openDebugLink(engine, !link.empty() ? link : engine.options.debugName, [&host]() -> std::optional<debug::Pixel> {
-        if (host.sample == nullptr) return std::nullopt;
-        return debug::Pixel{host.sample->sx, host.sample->sy};
-    });
+    openDebugLink(engine, !link.empty() ? link : engine.options.debugName,
+                  [&host]() -> std::optional<debug::Pixel> {
+                      if (host.sample == nullptr) return std::nullopt;
+                      return debug::Pixel{host.sample->sx, host.sample->sy};
+                  });
 }
 
 }  // namespace kestrel

@@ -21,7 +21,7 @@ struct DebugState {
     std::string pending{};       ///< the latest message, with its kind, until a STATUS has taken it
     bool ending = false;         ///< every run ends at its first line
     bool attached = false;       ///< a debugger that knows our own commands is there
-    bool takesMessages = true;  ///< messages go to the debugger
+    bool takesMessages = true;   ///< messages go to the debugger
     bool reporting = false;      ///< in the middle of an instruction: no value may change
 };
 
@@ -29,6 +29,7 @@ struct DebugState {
 /// @param commands  a copy of the command block's records
 /// @param reply     the records of the reply, which have been reset
 /// @return true when the script goes on
-[[nodiscard]] bool obey(DebugState& state, std::span<const SharedRecord> commands, std::span<SharedRecord> reply);
+[[nodiscard]] bool obey(DebugState& state, std::span<const SharedRecord> commands,
+                        std::span<SharedRecord> reply);
 
 }  // namespace kestrel::debug

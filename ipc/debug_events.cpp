@@ -33,7 +33,8 @@ void EventWriter::put(SharedRecord record) {
 void EventWriter::write(const Event& event) {
     if (ring_.size() < kEventRecords) return;
     const std::string_view text = event.text;
-    const std::size_t pieces = std::min<std::size_t>((text.size() + SharedRecord::kTextLength) / SharedRecord::kTextLength, 8);
+    const std::size_t pieces =
+        std::min<std::size_t>((text.size() + SharedRecord::kTextLength) / SharedRecord::kTextLength, 8);
     SharedRecord record{};
     record.reserved = static_cast<std::int32_t>(event.type);
     record.owner = event.line;
@@ -62,7 +63,8 @@ EventReader::Look EventReader::look(std::int32_t number, SharedRecord& record) c
     if (before == 0 || before == lapBefore) return Look::NotYet;
     record = place;
     std::atomic_thread_fence(std::memory_order_acquire);
-    return before == number && state.load(std::memory_order_relaxed) == number ? Look::Found : Look::Overwritten;
+    return before == number && state.load(std::memory_order_relaxed) == number ? Look::Found
+                                                                               : Look::Overwritten;
 }
 
 void EventReader::catchUp() {

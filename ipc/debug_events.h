@@ -36,7 +36,8 @@ class EventReader {
 public:
     EventReader() = default;
     explicit EventReader(std::span<SharedRecord> ring) : ring_(ring) {}
-    /// The next event; nothing when there is none yet. What was overwritten before it could be read is counted.
+    /// The next event; nothing when there is none yet. What was overwritten before it could be read is
+    /// counted.
     [[nodiscard]] std::optional<Event> next();
     /// How many records have been missed since this was asked last.
     [[nodiscard]] std::int64_t takeMissed() noexcept { return std::exchange(missed_, 0); }

@@ -25,8 +25,8 @@ using platform::NamedMemory;
 using platform::NamedSemaphore;
 
 constexpr std::chrono::milliseconds kPoll{100};
-/// With a debugger that releases the semaphore when it has written something, the rest of the command block is looked
-/// at only now and then.
+/// With a debugger that releases the semaphore when it has written something, the rest of the command block
+/// is looked at only now and then.
 constexpr int kLinesBetweenLooks = 64;
 
 struct SharedObjects {
@@ -50,9 +50,11 @@ std::optional<SharedObjects> makeShared(std::string_view link) {
     if (!replies) return std::nullopt;
     std::optional<NamedMemory> events = NamedMemory::create(eventBlockName(link), kEventBlockSize);
     if (!events) return std::nullopt;
-    std::optional<NamedSemaphore> semaphore = NamedSemaphore::create(semaphoreName(link), NamedSemaphore::Count::Taken);
+    std::optional<NamedSemaphore> semaphore =
+        NamedSemaphore::create(semaphoreName(link), NamedSemaphore::Count::Taken);
     if (!semaphore) return std::nullopt;
-    return SharedObjects{std::move(*commands), std::move(*replies), std::move(*events), std::move(*semaphore)};
+    return SharedObjects{std::move(*commands), std::move(*replies), std::move(*events),
+                         std::move(*semaphore)};
 }
 
 char letterOf(MessageKind kind) {
@@ -94,7 +96,8 @@ public:
 
     ~DebugLink() override {
         disconnect();
-        if (platform::processId() != process_) return;  // the names belong to the process that this is a copy of
+        if (platform::processId() != process_)
+            return;  // the names belong to the process that this is a copy of
         // The debugger may be reading its last reply.
         static_cast<void>(shared_.semaphore.acquire(nullptr, kPoll));
         static_cast<void>(shared_.semaphore.remove());
@@ -201,7 +204,8 @@ private:
     [[nodiscard]] After obeyBatch() {
         switch (shared_.semaphore.acquire(state_.ctx.cancelFlag())) {
             case NamedSemaphore::Wait::Acquired:
-            case NamedSemaphore::Wait::Recovered:  // a command counts once its state is written, which comes last
+            case NamedSemaphore::Wait::Recovered:  // a command counts once its state is written, which comes
+                                                   // last
                 break;
             case NamedSemaphore::Wait::Cancelled:
             case NamedSemaphore::Wait::TimedOut:

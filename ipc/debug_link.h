@@ -8,11 +8,12 @@
 
 namespace kestrel {
 
-/// Opens the link that a debugger finds by its name, for a script that is ready to run: from then on it pauses at
-/// its first line, and its messages go to the debugger. The link belongs to the script's context and ends when
-/// the script is unloaded. Copies of the process have none.
+/// Opens the link that a debugger finds by its name, for a script that is ready to run: from then on it
+/// pauses at its first line, and its messages go to the debugger. The link belongs to the script's context
+/// and ends when the script is unloaded. Copies of the process have none.
 /// @param pixel  tells the pixel of the sample that is being shaded; may be empty
-/// @return false when there is no link: the name is empty or a living script has it, or memory cannot be shared
+/// @return false when there is no link: the name is empty or a living script has it, or memory cannot be
+/// shared
 bool openDebugLink(EngineContext& ctx, std::string_view name, debug::PixelFinder pixel = {});
 
 }  // namespace kestrel

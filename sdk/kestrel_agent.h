@@ -63,7 +63,7 @@ extern "C" {
 
 enum {
     KESTREL_END = 0,     /* behind the last record of an array */
-    KESTREL_INTEGER = 1, /* value.number, without a fraction */
+    KESTREL_INTEGER = 1, /* value.number; `n += 0.5` leaves a script's integer one, with a fraction */
     KESTREL_NUMBER = 2,  /* value.number */
     KESTREL_STRING = 3,  /* value.text */
     KESTREL_VECTOR = 4,  /* value.vector */
@@ -152,9 +152,10 @@ KESTREL_AGENT_ASSERT(offsetof(KestrelCall, services) == 3 * sizeof(void*), "clas
  * arrays and Nil are passed; arguments of other kinds (objects, records) are left out, also of the count. Of
  * an array only elements that are numbers, texts or vectors are passed and counted, in order.
  *
- * Returns the results: records and a KESTREL_END behind them, or null for none. One is the value of the call,
- * several are what a function with several results returns. At most KESTREL_MOST_RESULTS; more are an error,
- * and the call is Nil. Records of unknown types, and arrays, are passed over.
+ * Returns the results: records and a KESTREL_END behind them, or null for none. A script that uses the value
+ * of a call without one ends there, so return kestrel_nil() where something went wrong. One is the value of
+ * the call, several are what a function with several results returns. At most KESTREL_MOST_RESULTS; more are
+ * an error, and the call is Nil. Records of unknown types, and arrays, are passed over.
  *
  * Who owns results: Kestrel copies all of it before anything else happens. Then it releases what came from
  * `allocate` and `duplicate`, the record array as well as texts in it: these must not be used again. Anything
@@ -221,10 +222,10 @@ enum {
 /* "instdata", optional: the data of an object, for `data` of its calls; lets an `instance` be a handle. */
 typedef void* (*KestrelInstData)(void* instance);
 
-/* "alias", optional: asked about a method that is not exported under its own name. `name` is a copy in a
- * buffer of KESTREL_ALIAS_SIZE bytes; it writes the name of the exported function to call over it and returns
- * nonzero, or returns 0. That function gets the name as the script wrote it as an extra first argument. Names
- * that do not fit are not asked about. */
+/* "alias", optional: asked once about each name that "ownmethod" does not know, or that is not exported.
+ * `name` is a copy in a buffer of KESTREL_ALIAS_SIZE bytes; it writes the name of the exported function to
+ * call over it and returns nonzero, or returns 0. That function gets the name as the script wrote it as an
+ * extra first argument. Names that do not fit are not asked about. */
 #define KESTREL_ALIAS_SIZE 256
 typedef int32_t (*KestrelAlias)(char* name);
 
@@ -263,7 +264,8 @@ static inline KestrelRecord kestrel_number(double value) {
     record.value.number = value;
     return record;
 }
-/* The text is not copied. */
+/* The text is not copied: it must be there until Kestrel has copied the results, so not in a variable of the
+ * function. See kestrel_text_result(). */
 static inline KestrelRecord kestrel_text(const char* text) {
     KestrelRecord record = kestrel_record(KESTREL_STRING);
     record.value.text = text;
@@ -289,6 +291,11 @@ static inline const KestrelRecord* kestrel_result(const KestrelServices* service
     KestrelRecord* records = kestrel_results(services, 1);
     if (records) records[0] = value;
     return records;
+}
+
+/* One result that is a text, of which a copy is made now. */
+static inline const KestrelRecord* kestrel_text_result(const KestrelServices* services, const char* text) {
+    return kestrel_result(services, kestrel_text(services->duplicate(services, text)));
 }
 
 static inline int kestrel_is_number(const KestrelRecord* record) {

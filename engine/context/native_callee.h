@@ -21,6 +21,8 @@ public:
     virtual ~NativeCallees() = default;
     /// @return null when nothing has the name
     [[nodiscard]] virtual NativeCallee* find(std::string_view name) = 0;
+    /// Ends what nobody holds and no value on the stack refers to.
+    virtual void sweep() = 0;
 };
 
 }  // namespace kestrel

@@ -1,8 +1,10 @@
 // A library of functions in C. Scripts see
 //
-//     x = smoothstep(0, 1, t);       0 to 1, easing in and out, while t goes from the first number to the
-//     second f = fresnel(cosine, ior);      how much a surface mirrors, by the cosine of the angle and its
-//     refraction index m = mean(1, 2, a);             of numbers and of the numbers in arrays
+// clang-format off
+//     x = smoothstep(0, 1, t);       0 to 1, easing in and out, while t goes from the first number to the second
+//     f = fresnel(cosine, ior);      how much a surface mirrors, by the cosine of the angle and its refraction index
+//     m = mean(1, 2, a);             of numbers and of the numbers in arrays
+// clang-format on
 #include "sdk/kestrel_agent.h"
 
 #include <math.h>

@@ -1,9 +1,12 @@
 // A class in C++: a gradient of colors. Scripts see
 //
-//     g = Gradient(<0,0,0>, <1,1,1>);   colors at equal distances from 0 to 1; none is a gradient without
-//     colors g.add(0.3, <1,0,0>);              another one at a position color = g.at(0.25); the color at a
-//     position, as a Vector g.smooth = 1;                     eases in and out of each color g.color[2] =
-//     <0,1,0>;             the colors, in order; g.size says how many there are
+// clang-format off
+//     g = Gradient(<0,0,0>, <1,1,1>);   colors at equal distances from 0 to 1; none is a gradient without colors
+//     g.add(0.3, <1,0,0>);              another one at a position
+//     color = g.at(0.25);               the color at a position, as a Vector
+//     g.smooth = 1;                     eases in and out of each color
+//     g.color[2] = <0,1,0>;             the colors, in order; g.size says how many there are
+// clang-format on
 #include "sdk/kestrel_agent.h"
 
 #include <algorithm>

@@ -1,9 +1,10 @@
 // A class in C: points strewn at random through space, one in each cell of a grid. Scripts see
 //
-//     p = Points(seed);                                a number of your choice; the same one gives the same
-//     points (nearest, second, cell) = p.distances(sa.oPos);  to the nearest two, and a number from 0 to 1 of
-//     the nearest p.jitter = 0.5;                                  how far points leave the middle of their
-//     cell, 0 to 1
+// clang-format off
+//     p = Points(seed);                                a number of your choice; the same one gives the same points
+//     (nearest, second, cell) = p.distances(sa.oPos);  to the nearest two, and a number from 0 to 1 of the nearest
+//     p.jitter = 0.5;                                  how far points leave the middle of their cell, 0 to 1
+// clang-format on
 #include "sdk/kestrel_agent.h"
 
 #include <math.h>
@@ -84,12 +85,18 @@ static void look(const Points* points, const double at[3], const int32_t cell[3]
     }
 }
 
+static const KestrelRecord* nothing(const KestrelServices* services, int32_t count) {
+    KestrelRecord* results = kestrel_results(services, count);
+    for (int32_t i = 0; results != NULL && i < count; ++i) results[i] = kestrel_nil();
+    return results;
+}
+
 KESTREL_AGENT const KestrelRecord* distances(int32_t count, const KestrelRecord* arguments,
                                              const KestrelCall* call) {
     double found[3] = {HUGE_VAL, HUGE_VAL, 0};
     if (count != 1 || arguments[0].type != KESTREL_VECTOR) {
         call->services->error(call->services, "distances() takes a position");
-        return NULL;
+        return nothing(call->services, 3);  // the script goes on with it
     }
     const double* at = arguments[0].value.vector;
     int32_t middle[3];

@@ -12,11 +12,12 @@ TEST(Agents, ObjectsEndWithTheCallThatMadeThemOrWithTheScript) {
     const auto* ended = static_cast<const int*>(dlsym(library, "fake_ended"));
     {
         FakeHost host;
-        const HxInstance first = host.createWith(
-            "use \"" KESTREL_FAKE_CLASS "\" as class Probe;\nkept = Probe(1);\n"
-            "add: object, x { object.value += x; }\n"
-            "process: sa { local = Probe(2); add(local, sa.luminous); sa.luminous = local.value + kept.value;\n"
-            "              if (sa.luminous > 102) x[5] += 1; }");
+        const HxInstance first = host.createWith("use \"" KESTREL_FAKE_CLASS
+                                                 "\" as class Probe;\nkept = Probe(1);\n"
+                                                 "add: object, x { object.value += x; }\n"
+                                                 "process: sa { local = Probe(2); add(local, sa.luminous); "
+                                                 "sa.luminous = local.value + kept.value;\n"
+                                                 "              if (sa.luminous > 102) x[5] += 1; }");
         ShadingSample sample{};
         for (int i = 1; i <= 100; ++i) {
             sample.luminous = i;
