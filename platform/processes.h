@@ -1,6 +1,7 @@
 // Other programs: started, waited for, ended.
 #pragma once
 
+#include "platform/channels.h"
 #include "platform/clock.h"
 
 #include <cstdint>
@@ -21,6 +22,8 @@ struct ProcessOptions {
     std::string outputFile{};
     /// A descriptor that the program finds under the same number; -1 = none.
     int descriptor = -1;
+    /// What it writes to standard output and standard error is read from Process::output() and errors().
+    bool captured = false;
 };
 
 /// A program that was started. Whoever owns it takes notice of its end, by poll(), wait() or the destructor;
@@ -49,6 +52,10 @@ public:
     /// wait(); a program that still runs when the flag ends the wait is killed.
     int finish(CancelFlag requested);
 
+    /// What it writes, if that is captured; closed otherwise.
+    [[nodiscard]] Channel& output() noexcept { return output_; }
+    [[nodiscard]] Channel& errors() noexcept { return errors_; }
+
     /// The system's number of the program.
     [[nodiscard]] std::int64_t id() const noexcept { return id_; }
 
@@ -59,6 +66,8 @@ private:
     std::int64_t id_;
     bool ownGroup_;
     std::optional<int> exitCode_;  // known once the program has ended
+    Channel output_;
+    Channel errors_;
 };
 
 /// From now on this program is interrupted, as by Ctrl-C, when the thread that started it ends.

@@ -10,6 +10,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -78,6 +79,45 @@ TEST_F(Processes, ADetachedProgramInheritsNothingButItsOutputs) {
     EXPECT_EQ(exitCode({"sh", "-c", test + " && ! read line"}, {.detached = true}), 0);
     EXPECT_EQ(exitCode({"sh", "-c", test}), 1);
     close(extra);
+}
+
+TEST_F(Processes, CapturedOutputIsReadAsItComes) {
+    using std::chrono::milliseconds;
+    std::optional<Process> process = Process::start({"sh", "-c", "echo out; echo err >&2; cat; exit 3"},
+                                                    {.detached = true, .captured = true});
+    ASSERT_TRUE(process);
+    std::string output;
+    std::string errors;
+    while (process->output().isOpen() || process->errors().isOpen()) {
+        waitForChannels({&process->output(), &process->errors()}, nullptr, milliseconds(1000));
+        process->output().read(output, 2);
+        process->errors().read(errors, 100);
+    }
+    EXPECT_EQ(output, "out\n");
+    EXPECT_EQ(errors, "err\n");
+    EXPECT_EQ(process->wait(nullptr), 3);
+}
+
+TEST_F(Processes, AChannelTakesWhatFindsRoom) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    Channel reader(ends[0]);
+    Channel writer(ends[1]);
+    const std::string all(1000000, 'x');
+    std::string rest = all;
+    writer.write(rest);  // a pipe holds less, and nobody waits
+    EXPECT_GT(rest.size(), 0u);
+    EXPECT_LT(rest.size(), all.size());
+    std::string got;
+    while (!rest.empty() || got.size() < all.size()) {
+        reader.read(got, all.size());
+        writer.write(rest);
+    }
+    EXPECT_EQ(got, all);
+    EXPECT_TRUE(reader.isOpen());
+    writer.close();
+    reader.read(got, 10);
+    EXPECT_FALSE(reader.isOpen());
 }
 
 TEST_F(Processes, ACancelledWaitLeavesTheProgramToItsOwner) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -39,6 +40,10 @@ class ChildFiles : public Preparation {
 public:
     explicit ChildFiles(const ProcessOptions& options) {
         keep(posix_spawn_file_actions_init(&actions_));
+        if (options.captured) {
+            output_ = capture(STDOUT_FILENO);
+            errors_ = capture(STDERR_FILENO);
+        }
         if (options.detached)
             keep(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
         if (!options.outputFile.empty()) {
@@ -55,9 +60,23 @@ public:
     ChildFiles(const ChildFiles&) = delete;
     ChildFiles& operator=(const ChildFiles&) = delete;
     [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
+    /// The ends from which captured output is read.
+    [[nodiscard]] Channel& output() noexcept { return output_; }
+    [[nodiscard]] Channel& errors() noexcept { return errors_; }
 
 private:
+    [[nodiscard]] Channel capture(int stream) {
+        std::array<int, 2> ends{-1, -1};
+        keep(pipe2(ends.data(), O_CLOEXEC));
+        if (ends[1] >= 0) keep(posix_spawn_file_actions_adddup2(&actions_, ends[1], stream));
+        written_.emplace_back(ends[1]);
+        return Channel(ends[0]);
+    }
+
     posix_spawn_file_actions_t actions_{};
+    Channel output_;
+    Channel errors_;
+    std::vector<Channel> written_;  // the child's ends: closed here when it has them
 };
 
 class ChildAttributes : public Preparation {
@@ -98,22 +117,31 @@ std::optional<Process> Process::start(std::vector<std::string> words, const Proc
     arguments.push_back(nullptr);
 
     std::fflush(stdout);  // so that its output comes after ours
-    const ChildFiles files(options);
+    ChildFiles files(options);
     const ChildAttributes attributes(options);
     if (!files.complete() || !attributes.complete()) return std::nullopt;
     pid_t id = 0;
     if (posix_spawnp(&id, arguments.front(), files.get(), attributes.get(), arguments.data(), environ) != 0)
         return std::nullopt;
-    return Process(id, options.ownGroup);
+    Process process(id, options.ownGroup);
+    process.output_ = std::move(files.output());
+    process.errors_ = std::move(files.errors());
+    return process;
 }
 
 Process::Process(Process&& other) noexcept
-    : id_(std::exchange(other.id_, 0)), ownGroup_(other.ownGroup_), exitCode_(other.exitCode_) {}
+    : id_(std::exchange(other.id_, 0)),
+      ownGroup_(other.ownGroup_),
+      exitCode_(other.exitCode_),
+      output_(std::move(other.output_)),
+      errors_(std::move(other.errors_)) {}
 
 Process& Process::operator=(Process&& other) noexcept {
     std::swap(id_, other.id_);
     std::swap(ownGroup_, other.ownGroup_);
     std::swap(exitCode_, other.exitCode_);
+    std::swap(output_, other.output_);
+    std::swap(errors_, other.errors_);
     return *this;
 }
 
