@@ -139,7 +139,7 @@ std::optional<Event> DebugClient::waitForEvent(milliseconds longest) {
 }
 
 NamedSemaphore::Wait DebugClient::hold() {
-    return objects_->semaphore.acquire(requested_, kPatience);
+    return objects_->semaphore.acquire(requested_, patience_);
 }
 
 bool DebugClient::write(Command command, std::span<const SharedRecord> operands) {
@@ -156,7 +156,7 @@ bool DebugClient::write(Command command, std::span<const SharedRecord> operands)
 }
 
 Answer::Outcome DebugClient::awaitConsumption() {
-    const steady_clock::time_point end = steady_clock::now() + kPatience;
+    const steady_clock::time_point end = steady_clock::now() + patience_;
     while (true) {
         const std::uint32_t seen = objects_->semaphore.releases();
         const bool living = alive();
@@ -165,7 +165,7 @@ Answer::Outcome DebugClient::awaitConsumption() {
         if (!living) return Answer::Outcome::Ended;
         if (steady_clock::now() >= end || (requested_ != nullptr && *requested_ != 0))
             return Answer::Outcome::Busy;
-        objects_->semaphore.waitForRelease(seen, kPoll);
+        objects_->semaphore.waitForRelease(seen, std::min(patience_, kPoll));
     }
 }
 
@@ -216,6 +216,10 @@ Answer DebugClient::detach() {
     Answer answer = ask(Command::Detach).answer;
     if (answer.done()) paused_ = false;
     return answer;
+}
+
+void DebugClient::leaveBehind(Command command) {
+    static_cast<void>(write(command, {}));
 }
 
 Answer DebugClient::stopAtLine(const DebugPlace& place, DebugStop& stop) {
@@ -297,8 +301,14 @@ Answer DebugClient::functions(std::vector<DebugFunction>& functions) {
 
 Answer DebugClient::frames(std::vector<DebugFrame>& frames, std::size_t most) {
     std::size_t total = 0;
+    return this->frames(0, most, frames, total);
+}
+
+Answer DebugClient::frames(std::size_t first, std::size_t most, std::vector<DebugFrame>& frames,
+                           std::size_t& total) {
     frames.clear();
-    return list(Command::Frames, {}, 0, most, total, [&](std::span<const SharedRecord>& rest) {
+    total = 0;
+    return list(Command::Frames, {}, first, most, total, [&](std::span<const SharedRecord>& rest) {
         if (rest.size() < 3 || rest[0].kind != kSharedText) return false;
         frames.push_back({std::string(rest[0].text()), placeOf(rest[1], rest[2])});
         rest = rest.subspan(3);

@@ -92,6 +92,8 @@ public:
     [[nodiscard]] bool died();
     /// What the last event of that kind said.
     [[nodiscard]] bool paused() const noexcept { return paused_; }
+    /// How long requests wait from now on, where somebody else is not to wait for them.
+    void setPatience(std::chrono::milliseconds longest) noexcept { patience_ = longest; }
     /// Ends waiting for answers and events.
     void setCancel(platform::CancelFlag requested) noexcept { requested_ = requested; }
 
@@ -109,6 +111,9 @@ public:
     [[nodiscard]] Answer end();
     /// Leaves the script to itself: without stops, with its messages going to its own user.
     [[nodiscard]] Answer detach();
+    /// Leaves such a command behind, without operands, for whenever the script comes to its next line. The
+    /// last that a debugger does which cannot wait any longer.
+    void leaveBehind(Command command);
 
     // ---- stops
     [[nodiscard]] Answer stopAtLine(const DebugPlace& place, DebugStop& stop);
@@ -125,6 +130,9 @@ public:
     [[nodiscard]] Answer functions(std::vector<DebugFunction>& functions);
     /// Innermost first.
     [[nodiscard]] Answer frames(std::vector<DebugFrame>& frames, std::size_t most = 1000);
+    /// The same from one of them on.
+    [[nodiscard]] Answer frames(std::size_t first, std::size_t most, std::vector<DebugFrame>& frames,
+                                std::size_t& total);
     /// What a reference consists of (see debug_protocol.h), from one entry on.
     /// @param total  receives the number of all entries
     [[nodiscard]] Answer values(std::string_view reference, std::size_t first, std::size_t most,
@@ -163,6 +171,7 @@ private:
     std::span<SharedRecord> replies_;
     EventReader events_;
     platform::CancelFlag requested_ = nullptr;
+    std::chrono::milliseconds patience_ = kPatience;
     bool paused_ = false;
 };
 
