@@ -1,11 +1,5 @@
 #include "cli/debugger/debuggee.h"
 
-#include "cli/script_check.h"
-#include "platform/executable.h"
-
-#include <array>
-#include <cstdint>
-#include <random>
 #include <utility>
 
 namespace kestrel::cli {
@@ -16,27 +10,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kLook{50};
-
-std::string unguessableName() {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::random_device random;
-    std::string name = "run-";
-    for (int i = 0; i < 4; ++i) {
-        std::uint32_t bits = random();
-        for (int digit = 0; digit < 8; ++digit, bits >>= 4U) name += kDigits[bits & 15U];
-    }
-    return name;
-}
-
-std::vector<std::string> commandLine(const Launch& launch, const std::string& link) {
-    std::string as = launch.as;
-    if (as.empty()) as = precheck(launch.file).hasMain() ? "run" : "shade";
-    std::vector<std::string> words{platform::executableDirectory() + "/kestrel", as, launch.file,
-                                   "--debug-link", link};
-    if (launch.json) words.emplace_back("--messages=json");
-    words.insert(words.end(), launch.more.begin(), launch.more.end());
-    return words;
-}
 
 }  // namespace
 
@@ -52,11 +25,9 @@ std::unique_ptr<Debuggee> Debuggee::attach(const std::string& link, milliseconds
 
 std::unique_ptr<Debuggee> Debuggee::start(const Launch& launch, platform::CancelFlag requested,
                                           std::string& problem, std::optional<int>& status) {
-    const std::string link = unguessableName();
-    platform::ProcessOptions options;
-    options.detached = true;
-    options.ownGroup = true;
-    std::optional<platform::Process> process = platform::Process::start(commandLine(launch, link), options);
+    const std::string link = unguessableLink();
+    std::optional<platform::Process> process =
+        platform::Process::start(launchCommand(launch, link), launchOptions());
     if (!process) {
         problem = "cannot start the kestrel command";
         return nullptr;

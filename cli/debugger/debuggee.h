@@ -1,6 +1,7 @@
 // The script that is debugged: one that runs already, or one that is started for it.
 #pragma once
 
+#include "cli/debugger/launch.h"
 #include "ipc/debug_client.h"
 #include "platform/clock.h"
 #include "platform/processes.h"
@@ -9,17 +10,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace kestrel::cli {
-
-/// How a script is started.
-struct Launch {
-    std::string file;               ///< native path of the script
-    std::string as;                 ///< "run", "shade" or "render"; empty: run when it has a main, else shade
-    std::vector<std::string> more;  ///< further options of that command
-    bool json = false;              ///< the command shows its messages as JSON
-};
 
 class Debuggee {
 public:

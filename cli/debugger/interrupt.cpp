@@ -16,13 +16,15 @@ extern "C" void onDebuggerInterrupt(int) {
 
 }  // namespace
 
-Interrupt::Interrupt() {
+Interrupt::Interrupt(On on) : on_(on) {
     interrupted = 0;
     std::signal(SIGINT, onDebuggerInterrupt);
+    if (on_ == On::Termination) std::signal(SIGTERM, onDebuggerInterrupt);
 }
 
 Interrupt::~Interrupt() {
     std::signal(SIGINT, SIG_DFL);
+    if (on_ == On::Termination) std::signal(SIGTERM, SIG_DFL);
 }
 
 platform::CancelFlag Interrupt::flag() const noexcept {

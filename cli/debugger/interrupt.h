@@ -8,7 +8,11 @@ namespace kestrel::cli {
 /// While it lives, the interrupt signal sets a flag and does nothing else. One at a time.
 class Interrupt {
 public:
-    Interrupt();
+    enum class On {
+        Interrupt,
+        Termination,  ///< and on the signal by which other programs end this one
+    };
+    explicit Interrupt(On on = On::Interrupt);
     ~Interrupt();
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
@@ -16,6 +20,9 @@ public:
     [[nodiscard]] platform::CancelFlag flag() const noexcept;
     /// True once for each time that the user pressed it.
     [[nodiscard]] bool take() noexcept;
+
+private:
+    On on_;
 };
 
 }  // namespace kestrel::cli
