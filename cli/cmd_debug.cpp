@@ -1,6 +1,7 @@
 // kestrel debug: looks into a running script, line by line.
 
 #include "cli/commands.h"
+#include "cli/dap/server.h"
 #include "cli/debugger/debuggee.h"
 #include "cli/debugger/terminal.h"
 #include "platform/environment.h"
@@ -21,6 +22,7 @@ struct DebugCommand {
     std::string script;              ///< --run
     std::string as;
     std::string commands;  ///< --script
+    bool dap = false;
     double wait = 10.0;
 };
 
@@ -107,12 +109,24 @@ void addDebugCommand(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(0.0, 1e6).description(""))
         ->type_name("SECONDS")
         ->capture_default_str();
+    command
+        ->add_flag(
+            "--dap", options->dap,
+            "Serves an editor on standard input and output by the Debug Adapter Protocol; what to debug is "
+            "said there")
+        ->excludes(run);
     addMessagesOption(*command, invocation);
     command->footer(
         "Commands:\n" + Terminal::help() +
         "With --script the first command that fails ends the script and gives status 2. Otherwise the status "
         "of a\nscript that was started is the status; 0 after terminate. docs/debugging.md tells more.");
     command->callback([options, &invocation] {
+        if (options->dap && !options->words.empty())
+            return complain("--dap takes no LINK: the editor says what to debug", invocation, kExitUnusable);
+        if (options->dap) {
+            invocation.exitCode = dap::Server().run();
+            return;
+        }
         if (options->script.empty() && options->words.size() != 1)
             return complain("debug needs the LINK of a script, or --run FILE", invocation, kExitUnusable);
         debugScript(*options, invocation);
