@@ -134,11 +134,12 @@ const Breakpoint& Breakpoints::byId(int id) const {
     return *std::ranges::find(all_, id, &Breakpoint::id);
 }
 
-bool Breakpoints::anyAt(const debug::DebugPlace& place) const {
-    return std::ranges::any_of(all_, [&](const Breakpoint& breakpoint) {
+std::int32_t Breakpoints::stopAt(const debug::DebugPlace& place) const {
+    const auto found = std::ranges::find_if(all_, [&](const Breakpoint& breakpoint) {
         return breakpoint.stop.number != 0 && breakpoint.stop.place.known() &&
                breakpoint.stop.place.file == place.file && breakpoint.stop.place.line == place.line;
     });
+    return found != all_.end() ? found->stop.number : 0;
 }
 
 bool Breakpoints::anyConditions() const {

@@ -53,7 +53,8 @@ public:
     [[nodiscard]] bool pending() const;
 
     [[nodiscard]] const Breakpoint& byId(int id) const;
-    [[nodiscard]] bool anyAt(const debug::DebugPlace& place) const;
+    /// The number of the stop at a place; 0 when there is none.
+    [[nodiscard]] std::int32_t stopAt(const debug::DebugPlace& place) const;
     [[nodiscard]] bool anyConditions() const;
     /// Those of a stop that was reached whose conditions hold; the others have counted it. A condition that
     /// cannot be looked at holds: the user is to see why.

@@ -58,7 +58,7 @@ Incoming parsed(std::string_view text) {
     try {
         incoming.message = Json::parse(text.begin(), text.end(), count);
         if (!incoming.message.is_object()) incoming.problem = "A message is no JSON object.";
-    } catch (const Json::parse_error&) {
+    } catch (const Json::exception&) {  // also a number that is none of a machine's
         incoming.problem = "A message is no JSON.";
     } catch (const TooMuch& error) {
         incoming.problem = std::string("A message is refused: ") + error.what() + ".";

@@ -168,20 +168,29 @@ std::optional<Json> Server::setFunctionBreakpoints(const Json& request) {
 std::optional<Json> Server::setExceptionBreakpoints(const Json& request) {
     const Json& filters = listIn(request["arguments"], "filters");
     stops_.stopAtErrors(std::ranges::find(filters, Json(kErrorFilter)) != filters.end());
-    return tellStops({});
+    static_cast<void>(tellStops({}));
+    return Json::object();
 }
 
 /// Tells the script at once, if it listens; what it does not take now is told to the editor when it has.
 Json Server::tellStops(const std::vector<int>& ids) {
     std::vector<int> changed;
+    const auto tellOthers = [&] {  // of earlier requests
+        std::erase_if(changed, [&](int id) { return std::ranges::find(ids, id) != ids.end(); });
+        tellChanged(changed);
+    };
     try {
         tellScript(changed);
     } catch (const NotYet&) {
         // One that was started is about to come to its beginning.
-        if (target_.started() && !configured_ && !ids.empty()) throw;
+        if (target_.started() && !configured_ && !ids.empty()) {
+            tellOthers();
+            throw;
+        }
         busy_ = true;
     } catch (const Refused&) {  // it has ended
     }
+    tellOthers();
     Json list = Json::array();
     for (const int id : ids) list.push_back(describeStop(stops_.byId(id)));
     return {{"breakpoints", std::move(list)}};

@@ -23,6 +23,14 @@ constexpr milliseconds kLongestRunning{8};
 constexpr milliseconds kLongest{100};
 constexpr milliseconds kLastWords{2000};
 
+/// Optional arguments that are null are as good as left out.
+void dropNulls(Json& object) {
+    for (auto at = object.begin(); at != object.end();) {
+        if (at->is_object()) dropNulls(*at);
+        at = at->is_null() ? object.erase(at) : std::next(at);
+    }
+}
+
 }  // namespace
 
 const Server::Row Server::kRows[] = {
@@ -115,6 +123,7 @@ void Server::dispatch(Json request) {
     if (!request.value("seq", Json()).is_number_integer() || !request.value("command", Json()).is_string())
         return wire_.refuse(request, "a request has a seq and a command");
     if (!request.value("arguments", Json()).is_object()) request["arguments"] = Json::object();
+    dropNulls(request["arguments"]);
     const auto name = request["command"].get<std::string>();
     const Row* row = std::ranges::find(kRows, name, &Row::command);
     if (row == std::end(kRows)) return wire_.refuse(request, "there is no request \"" + name + "\"");

@@ -62,10 +62,12 @@ private:
     void followTarget();
     void followScript();
     void applyStops();
+    void tellChanged(const std::vector<int>& ids);
     void tellScript(std::vector<int>& changed);
     void pauseScript();
     void foundScript();
     void show(const debug::Event& event);
+    void passOver();
     void showOutput();
     void settlePause();
     void announcePause(const debug::Event& event, const std::vector<int>& breakpoints);
@@ -161,6 +163,7 @@ private:
     bool filesKnown_ = false;
     bool paused_ = false;
     bool pauseWanted_ = false;
+    bool pauseTold_ = false;                // to the script, which is about to pause, for whatever reason
     std::optional<debug::Event> pausedBy_;  // a pause that is still to be looked into
     std::string function_;                  // in which it is paused
     std::string lastError_;

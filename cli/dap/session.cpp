@@ -47,7 +47,7 @@ void Server::followTarget() {
         }
     }
     showOutput();
-    if (target_.client() != nullptr || target_.looking() || !target_.started()) return;
+    if (target_.client() != nullptr || target_.looking() || !target_.started() || wire_.congested()) return;
     if (const std::optional<int> status = target_.status()) {
         showOutput();
         finish(status);
@@ -56,9 +56,19 @@ void Server::followTarget() {
 
 void Server::foundScript() {
     wire_.respond(*std::exchange(starting_, std::nullopt), Json::object());
+    if (!target_.started()) passOver();
     live_ = active_ = true;
     wire_.event("thread", {{"reason", "started"}, {"threadId", 1}});
     wire_.event("initialized");
+}
+
+/// What happened before this debugger came, but for the pause in which it finds the script.
+void Server::passOver() {
+    while (const std::optional<Event> event = target_.client()->nextEvent()) {
+        if (event->type == EventType::Paused) pausedBy_ = event;
+        if (event->type == EventType::Resumed) pausedBy_.reset();
+    }
+    static_cast<void>(target_.client()->takeMissedEvents());
 }
 
 void Server::showOutput() {
@@ -91,28 +101,29 @@ void Server::followScript() {
         say("console", std::to_string(missed) + " messages came too fast and are lost");
     if (pausedBy_ && living) return settlePause();
     if (!living && !active_) return scriptEnded();
-    if (pauseWanted_ && !paused_ && configured_) pauseScript();
+    if (pauseWanted_ && !pauseTold_ && !paused_ && configured_) pauseScript();
 }
 
 void Server::pauseScript() {
     const Answer answer = target_.client()->pause();
-    if (answer.done()) pauseWanted_ = false;
+    pauseTold_ = answer.done();
     busy_ = busy_ || answer.outcome == Answer::Outcome::Busy;
 }
 
 void Server::applyStops() {
     std::vector<int> changed;
-    const auto tell = [&] {
-        for (const int id : changed)
-            wire_.event("breakpoint", {{"reason", "changed"}, {"breakpoint", describeStop(stops_.byId(id))}});
-    };
     try {
         tellScript(changed);
     } catch (...) {
-        tell();
+        tellChanged(changed);
         throw;
     }
-    tell();
+    tellChanged(changed);
+}
+
+void Server::tellChanged(const std::vector<int>& ids) {
+    for (const int id : ids)
+        wire_.event("breakpoint", {{"reason", "changed"}, {"breakpoint", describeStop(stops_.byId(id))}});
 }
 
 /// Learns what the script consists of, and tells it what it is to pause at.
@@ -182,8 +193,11 @@ void Server::settlePause() {
 
 /// Lets the script go on from where the user does not want it to pause.
 bool Server::goesOn(const Event& event, std::vector<int>& breakpoints) {
-    if (event.reason == PauseReason::Entry && !stopOnEntry_ && !pauseWanted_ &&
-        !stops_.anyAt({event.file, event.line})) {
+    if (event.reason == PauseReason::Entry) {
+        // Where it begins it pauses anyway; a breakpoint there is reached all the same.
+        if (const std::int32_t stop = stops_.stopAt({event.file, event.line}); stop != 0)
+            breakpoints = stops_.reached(*target_.client(), stop, function_);
+        if (stopOnEntry_ || pauseWanted_ || !breakpoints.empty()) return false;
         resume(RunMode::Freely, 1, false);
         return true;
     }
@@ -212,15 +226,14 @@ bool Server::stepGoesOn() {
 
 void Server::announcePause(const Event& event, const std::vector<int>& breakpoints) {
     paused_ = true;
-    pauseWanted_ = stopOnEntry_ = false;
+    pauseWanted_ = pauseTold_ = stopOnEntry_ = false;
     const auto* row = std::ranges::find(kReasons, event.reason, &ReasonRow::reason);
-    const bool atEntry = event.reason == PauseReason::Entry && stops_.anyAt({event.file, event.line});
-    Json body{{"reason", atEntry ? "breakpoint" : row->name},
+    Json body{{"reason", breakpoints.empty() ? row->name : "breakpoint"},
               {"description", row->description},
               {"threadId", 1},
               {"allThreadsStopped", true}};
     if (event.reason == PauseReason::Error) body["text"] = lastError_;
-    if (event.reason == PauseReason::Stop && !breakpoints.empty()) {
+    if (!breakpoints.empty()) {
         body["hitBreakpointIds"] = breakpoints;
         const Breakpoint& first = stops_.byId(breakpoints.front());
         if (first.kind == Breakpoint::Kind::Function) body["reason"] = "function breakpoint";
@@ -304,7 +317,7 @@ void Server::goOnLeaving() {
     }
     if (target_.started()) {
         // finish() forgets a program that has ended.
-        if (late || (target_.looking() && client == nullptr)) target_.kill();
+        if (late || client == nullptr) target_.kill();
         return;
     }
     if (client != nullptr && !endAsked_ && !late) return;

@@ -2,6 +2,8 @@
 
 #include "cli/dap/framing.h"
 
+#include <utility>
+
 namespace kestrel::cli::dap {
 
 namespace {
@@ -56,7 +58,7 @@ std::string Target::look() {
     } else if (steady_clock::now() >= *until_) {
         problem = "there is no script with the debugger link \"" + link_ + "\"";
     }
-    if (client_ || !problem.empty()) link_.clear();
+    if (client_ || !problem.empty()) known_ = std::exchange(link_, {});
     return problem;
 }
 
@@ -72,6 +74,9 @@ std::optional<int> Target::status() {
     const std::optional<int> status = process_ ? process_->poll() : std::nullopt;
     if (!status) return std::nullopt;
     if (!ended_) ended_ = steady_clock::now();
+    // What a program leaves that was killed: a client of it takes that away.
+    if (!client_ && !known_.empty())
+        static_cast<void>(debug::DebugClient::attach(std::exchange(known_, {}), milliseconds(0)));
     const bool open = process_->output().isOpen() || process_->errors().isOpen();
     return open && steady_clock::now() - *ended_ < kLastOutput ? std::nullopt : status;
 }

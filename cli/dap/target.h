@@ -52,6 +52,7 @@ private:
     std::optional<platform::Process> process_;
     std::optional<debug::DebugClient> client_;
     std::string link_;           // that is looked for
+    std::string known_;          // that was found
     std::optional<Time> until_;  // when looking for it ends
     std::optional<Time> ended_;  // when the program was seen to have ended
     Output unfinished_;

@@ -70,23 +70,25 @@ std::string referenceOf(DebugClient& client, const std::string& function, std::s
 }
 
 void Variables::clear() {
+    gone_ += static_cast<int>(holders_.size());
     holders_.clear();
     ids_.clear();
 }
 
 int Variables::idOf(Holder holder) {
-    const auto [entry, fresh] = ids_.try_emplace(holder.reference, static_cast<int>(holders_.size()) + 1);
+    const int next = gone_ + static_cast<int>(holders_.size()) + 1;
+    const auto [entry, fresh] = ids_.try_emplace(holder.reference, next);
     if (fresh)
         holders_.push_back(std::move(holder));
     else  // another value may have taken its place
-        holders_[static_cast<std::size_t>(entry->second - 1)] = std::move(holder);
+        holders_[static_cast<std::size_t>(entry->second - gone_ - 1)] = std::move(holder);
     return entry->second;
 }
 
 const Variables::Holder& Variables::holder(int id) const {
-    if (id < 1 || static_cast<std::size_t>(id) > holders_.size())
+    if (id <= gone_ || static_cast<std::size_t>(id - gone_) > holders_.size())
         throw Refused("the script has gone on since then");
-    return holders_[static_cast<std::size_t>(id - 1)];
+    return holders_[static_cast<std::size_t>(id - gone_ - 1)];
 }
 
 Json Variables::scope(DebugClient& client, const char* name, const std::string& reference) {

@@ -47,7 +47,8 @@ private:
     [[nodiscard]] Json describe(debug::DebugClient& client, const std::string& reference,
                                 debug::DebugValue value, const char* textName, std::size_t mostText);
 
-    std::vector<Holder> holders_;     // numbered from 1
+    std::vector<Holder> holders_;  // numbered from gone_ + 1
+    int gone_ = 0;                 // numbers that a script which went on has made useless: never given again
     std::map<std::string, int> ids_;  // by reference
 };
 

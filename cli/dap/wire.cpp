@@ -31,11 +31,16 @@ void Wire::respond(const Json& request, Json body) {
 }
 
 void Wire::refuse(const Json& request, const std::string& problem) {
-    // Braces in `format` would stand for variables.
-    Json error{{"id", 1}, {"format", "{problem}"}, {"variables", {{"problem", problem}}}, {"showUser", true}};
+    const Json command = request.value("command", Json(""));
+    // A name under the mouse that leads nowhere is nothing to raise an alarm about. Braces in `format` would
+    // stand for variables.
+    Json error{{"id", 1},
+               {"format", "{problem}"},
+               {"variables", {{"problem", problem}}},
+               {"showUser", command == "launch" || command == "attach"}};
     send({{"type", "response"},
           {"request_seq", request.value("seq", Json(0))},
-          {"command", request.value("command", Json(""))},
+          {"command", command},
           {"success", false},
           {"message", problem},
           {"body", {{"error", std::move(error)}}}});
