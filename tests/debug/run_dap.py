@@ -255,6 +255,35 @@ class Sessions(DebugTest):
         self.assertEqual(client.finish(), 0)
         self.assertLess(time.monotonic() - started, 10)
 
+    def test_pauses_and_breakpoints_where_they_meet(self):
+        # A pause that comes while the script sleeps, before a line whose breakpoint does not count.
+        text = "process: sa { }\nmain {\n  n = 0;\n  while(1) {\n    sleep(20);\n    n = n + 1;\n  }\n}\n"
+        for _ in range(3):
+            path, client = self.script(text), self.client()
+            client.begin("launch", {path: [{"line": 6, "condition": "n < 0"}]}, program=str(path))
+            time.sleep(0.1)
+            client.ask("pause", threadId=1)
+            client.event("stopped")
+            client.ask("disconnect")
+        # The first line is one like others.
+        path, client = self.script(text), self.client()
+        (first, ), = client.begin("launch", {path: [{"line": 3, "condition": "1 == 1"}]}, program=str(path)).values()
+        self.assertEqual(client.event("stopped")["hitBreakpointIds"], [first["id"]])
+        client.ask("disconnect")
+        path, client = self.script(MAIN), self.client()
+        client.begin("launch", {path: [{"line": LINE["y = x * 2;"], "hitCondition": "2"}],
+                                }, program=str(path), stopOnEntry=None, env={"NOTHING": None})
+        client.event("stopped")
+        self.assertEqual(client.variables(client.scope("Locals"))["x"]["value"], "2")
+        client.ask("disconnect", terminateDebuggee=None)
+
+    def test_a_script_without_debugging_ends_when_told(self):
+        path, client = self.script("process: sa { }\nmain { while(1) sleep(20); }\n"), self.client()
+        client.begin("launch", {}, program=str(path), noDebug=True)
+        time.sleep(0.3)
+        client.ask("terminate")
+        client.event("terminated")  # tearDown looks for what it left
+
     def test_attach_leaves_the_script_to_itself(self):
         text = ("process: sa { }\nmain\n{\n    n = 0;\n    while n < 100 do\n    {\n        n = n + 1;\n        sleep(20);\n"
                 '    }\n    info("all ", n);\n}\n')
@@ -360,6 +389,8 @@ class Robustness(DebugTest):
         client.output("no JSON")
         client.write(b"content-length:  2 \r\nOther: x\r\n\r\n[]")
         client.output("no JSON object")
+        client.write(b"Content-Length: 7\r\n\r\n[1e999]")
+        client.output("no JSON")
         deep = b"[" * 100000
         client.write(b"Content-Length: %d\r\n\r\n" % len(deep) + deep)
         client.output("refused")
