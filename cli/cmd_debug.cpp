@@ -118,8 +118,9 @@ void addDebugCommand(CLI::App& app, Invocation& invocation) {
     addMessagesOption(*command, invocation);
     command->footer(
         "Commands:\n" + Terminal::help() +
-        "With --script the first command that fails ends the script and gives status 2. Otherwise the status "
-        "of a\nscript that was started is the status; 0 after terminate. docs/debugging.md tells more.");
+        "With --script or a pipe, the first command that fails ends the session with status 2: a script that "
+        "was started\nends, any other is left to itself. Otherwise the status of a script that was started "
+        "is the status;\n0 after terminate. docs/debugging.md tells more.");
     command->callback([options, &invocation] {
         if (options->dap && !options->words.empty())
             return complain("--dap takes no LINK: the editor says what to debug", invocation, kExitUnusable);

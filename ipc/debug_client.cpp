@@ -90,6 +90,7 @@ std::optional<DebugClient> DebugClient::attach(std::string_view link, millisecon
                 SharedBlockHeader header{};
                 const std::span<std::byte> events = client.objects_->events.bytes();
                 std::memcpy(&header, events.data(), std::min(sizeof header, events.size()));
+                client.skipOldEvents();
                 client.objects_->semaphore.release();
                 if (client.commands_.size() >= kRecords && client.replies_.size() >= kRecords &&
                     header.zero == kProtocolVersion)
@@ -119,8 +120,19 @@ bool DebugClient::died() {
     return result != NamedSemaphore::Wait::Removed;
 }
 
+/// What another debugger was told is no news: only that the script is paused, if it is.
+void DebugClient::skipOldEvents() {
+    while (std::optional<Event> event = events_.next()) {
+        if (event->type == EventType::Paused)
+            lastPause_ = std::move(event);
+        else if (event->type == EventType::Resumed)
+            lastPause_.reset();
+    }
+    static_cast<void>(events_.takeMissed());
+}
+
 std::optional<Event> DebugClient::nextEvent() {
-    std::optional<Event> event = events_.next();
+    std::optional<Event> event = lastPause_ ? std::exchange(lastPause_, std::nullopt) : events_.next();
     if (event && event->type == EventType::Paused) paused_ = true;
     if (event && event->type == EventType::Resumed) paused_ = false;
     return event;
@@ -218,8 +230,8 @@ Answer DebugClient::detach() {
     return answer;
 }
 
-void DebugClient::leaveBehind(Command command) {
-    static_cast<void>(write(command, {}));
+bool DebugClient::leaveBehind(Command command) {
+    return write(command, {});
 }
 
 Answer DebugClient::stopAtLine(const DebugPlace& place, DebugStop& stop) {

@@ -97,7 +97,7 @@ public:
     /// Ends waiting for answers and events.
     void setCancel(platform::CancelFlag requested) noexcept { requested_ = requested; }
 
-    // ---- what happens: messages, and pauses. The first events may be from before this debugger came.
+    // ---- what happens from now on: messages, and pauses. For a script that is paused the first one says so.
     [[nodiscard]] std::optional<Event> nextEvent();
     /// Waits for one. @return nothing when the time is up, the flag said so, or the script has ended
     /// (alive())
@@ -111,9 +111,11 @@ public:
     [[nodiscard]] Answer end();
     /// Leaves the script to itself: without stops, with its messages going to its own user.
     [[nodiscard]] Answer detach();
-    /// Leaves such a command behind, without operands, for whenever the script comes to its next line. The
-    /// last that a debugger does which cannot wait any longer.
-    void leaveBehind(Command command);
+    /// Leaves such a command behind, without operands and without waiting, for whenever the script comes to
+    /// its next line: a wish to pause, or the last that a debugger does. What is asked for next takes its
+    /// place.
+    /// @return false when not even that was possible
+    bool leaveBehind(Command command);
 
     // ---- stops
     [[nodiscard]] Answer stopAtLine(const DebugPlace& place, DebugStop& stop);
@@ -159,6 +161,7 @@ private:
     };
     explicit DebugClient(Objects objects);
     [[nodiscard]] static std::optional<Objects> openAll(std::string_view link);
+    void skipOldEvents();
     [[nodiscard]] platform::NamedSemaphore::Wait hold();
     [[nodiscard]] bool write(Command command, std::span<const SharedRecord> operands);
     [[nodiscard]] Answer::Outcome awaitConsumption();
@@ -170,6 +173,7 @@ private:
     std::span<SharedRecord> commands_;
     std::span<SharedRecord> replies_;
     EventReader events_;
+    std::optional<Event> lastPause_;  ///< from before this debugger came
     platform::CancelFlag requested_ = nullptr;
     std::chrono::milliseconds patience_ = kPatience;
     bool paused_ = false;

@@ -211,7 +211,7 @@ private:
         put(2, run.currentLine);
         put(3, run.calls.empty() ? "" : run.calls.back().function->name);
         put(4, state_.pending);
-        put(5, run.returned ? 1 : 0);
+        put(5, run.activationEnded ? 1 : 0);
         state_.pending.clear();
     }
 

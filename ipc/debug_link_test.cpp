@@ -164,6 +164,14 @@ SharedRecord integer(std::int32_t value) {
     return record;
 }
 
+/// Runs until a line is reached at which the debugger tells that the script has paused.
+std::optional<Event> nextPause(DebugClient& client) {
+    std::optional<Event> event;
+    do event = client.waitForEvent(3s);
+    while (event && event->type != EventType::Paused);
+    return event;
+}
+
 TEST(DebugLink, foreignDebuggerUsesTheSixCommands) {
     const std::string link = uniqueLink();
     RunningScript script(kScript, link);
@@ -229,12 +237,19 @@ TEST(DebugLink, foreignDebuggerUsesTheSixCommands) {
     value.setNumber(2.5);
     EXPECT_EQ(debugger.command("CHANGE", {text("main::i"), value}), 1);
 
+    // The return flag is set at the line to which a function has returned, and at no other.
+    for (const auto& [line, flag] : {std::pair{4, 0}, {6, 0}, {7, 0}, {8, 0}, {13, 1}, {14, 0}}) {
+        EXPECT_EQ(debugger.command("STEP", {integer(1)}), 1);
+        EXPECT_EQ(debugger.line(), line);
+        EXPECT_EQ(debugger.out()[5].integer(), flag) << line;
+    }
+
     // A batch: BREAK ends it, so the step behind it is never taken; one before it is taken back.
     debugger.forgetReply();
     debugger.write(5, "STEP", {integer(1)});
     debugger.write(0, "BREAK");
     EXPECT_EQ(debugger.reply(), 1);
-    EXPECT_EQ(debugger.line(), 13);
+    EXPECT_EQ(debugger.line(), 14);
     EXPECT_EQ(debugger.command("STEP", {integer(0)}), 1);
     script.join();
     EXPECT_FALSE(script.aborted);
@@ -299,14 +314,6 @@ TEST(DebugLink, ourClientStopsLooksAndChanges) {
     EXPECT_EQ(script.recorder.lines, std::vector<std::string>{"84"});
 }
 
-/// Runs until a line is reached at which the debugger tells that the script has paused.
-std::optional<Event> nextPause(DebugClient& client) {
-    std::optional<Event> event;
-    do event = client.waitForEvent(3s);
-    while (event && event->type != EventType::Paused);
-    return event;
-}
-
 constexpr const char* kEndless = R"(process: s { }
 main
 {
@@ -354,6 +361,59 @@ TEST(DebugLink, freeRunEndsWithAnyOfTheSix) {
     debugger.letGo();
     EXPECT_FALSE(NamedMemory::open(commandBlockName(link)));
     EXPECT_FALSE(NamedSemaphore::open(semaphoreName(link)));
+}
+
+TEST(DebugLink, terminateIsNoFailure) {
+    const std::string link = uniqueLink();
+    RunningScript script(R"(process: s { }
+main
+{
+    info("never");
+}
+ONEXIT
+{
+    info("bye");
+}
+ONERROR
+{
+    info("failed");
+}
+)",
+                         link);
+    ForeignDebugger debugger(link);
+    ASSERT_TRUE(debugger.attached());
+    for (int i = 0; i < 5 && debugger.line() != 5; ++i) EXPECT_EQ(debugger.command("STEP", {integer(1)}), 1);
+    ASSERT_EQ(debugger.line(), 5);
+    EXPECT_EQ(debugger.command("TERMINATE"), 1);
+    EXPECT_EQ(debugger.line(), 9);
+    EXPECT_EQ(debugger.out()[3].text(), "ONEXIT");
+    EXPECT_EQ(debugger.command("STEP", {integer(1)}), 1);
+    EXPECT_EQ(debugger.line(), 10);
+    EXPECT_EQ(debugger.out()[4].text(), "I: bye");
+    EXPECT_EQ(debugger.command("STEP", {integer(0)}), 1);
+    script.join();
+    EXPECT_FALSE(script.aborted);
+}
+
+TEST(DebugLink, theNextDebuggerHearsOnlyWhatIs) {
+    const std::string link = uniqueLink();
+    RunningScript script(kScript, link, false);
+    {
+        std::optional<DebugClient> first = DebugClient::attach(link, 3s);
+        ASSERT_TRUE(first && nextPause(*first));
+        ASSERT_TRUE(first->run(RunMode::Line, 3).done());
+        ASSERT_TRUE(nextPause(*first));
+    }
+    std::optional<DebugClient> second = DebugClient::attach(link, 3s);
+    ASSERT_TRUE(second);
+    EXPECT_TRUE(second->leaveBehind(Command::Pause));
+    const std::optional<Event> event = second->waitForEvent(3s);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->type, EventType::Paused);
+    EXPECT_EQ(event->line, 13);
+    EXPECT_TRUE(second->paused());
+    EXPECT_FALSE(second->waitForEvent(300ms));
+    ASSERT_TRUE(second->end().done());
 }
 
 TEST(DebugLink, wildBytesDoNoHarm) {

@@ -134,9 +134,9 @@ bool Stops::stepEnds(const EngineContext& ctx, const CodeNode& node) {
 
 std::optional<Stops::Reached> Stops::look(const EngineContext& ctx, const CodeNode& node) {
     std::optional<Reached> reached;
-    if (pixelReached_ != 0)
-        reached = {PauseReason::Stop, pixelReached_};
-    else if (const std::int32_t number = stopAt(node.pos); number != 0)
+    if (pixelReached_ != 0) reached = {PauseReason::Stop, pixelReached_};
+    // The rest of a line, behind a call, has been stopped at before the call.
+    else if (const std::int32_t number = stopAt(node.pos); number != 0 && !ctx.run.activationEnded)
         reached = {PauseReason::Stop, number};
     // Code outside functions ends where the first of them begins.
     if (node.op != OP_FUNC && stepEnds(ctx, node) && !reached) reached = {PauseReason::Step, 0};

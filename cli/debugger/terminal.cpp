@@ -12,28 +12,27 @@ using namespace debug;  // NOLINT: nothing else is talked about here
 using std::chrono::milliseconds;
 
 constexpr milliseconds kWait{500};
+/// Long enough for a script that renders.
+constexpr milliseconds kBeforeTelling{2000};
 constexpr std::size_t kMostMessages = 1000;
 
 }  // namespace
 
 bool Terminal::begin() {
+    if (begun_) return true;
     std::vector<std::string> files;
-    const bool there = took(client_.files(files)) && took(client_.functions(functions_));
-    view_.emplace(json_, std::move(files));
-    return there;
+    begun_ = took(client_.files(files)) && took(client_.functions(functions_));
+    if (begun_) view_.emplace(json_, std::move(files));
+    return begun_;
 }
 
 int Terminal::run(std::unique_ptr<LineSource> lines) {
     lines_ = std::move(lines);
     view_.emplace(json_, std::vector<std::string>());
-    // A script that runs already is paused first: only at a line does it answer.
-    if (!debuggee_.started() && !took(client_.pause()))
-        view_->note("Waiting for the script to run; Ctrl-C asks for a command.");
-    if (begin()) {
-        waitForStop();
-    } else if (!client_.alive()) {
-        whenEnded();
-    }
+    // A script that runs already is paused first: only at a line does it answer. In a host that does not
+    // render there may be none for a long time.
+    pauseWanted_ = !debuggee_.started();
+    waitForStop();
     while (state_ == State::Asking) {
         std::optional<std::string> line = lines_->next();
         static_cast<void>(interrupt_.take());
@@ -42,14 +41,24 @@ int Terminal::run(std::unique_ptr<LineSource> lines) {
             carryOut(std::move(*line));
         else
             quitCommand({});
+        // A question that got no answer has taken the place of the wish.
+        if (pauseWanted_ && state_ == State::Asking) client_.leaveBehind(Command::Pause);
         if (failed_ && !lines_->interactive()) {
-            exitCode_ = kExitUnusable;
-            if (state_ == State::Asking) terminateCommand({});
+            if (state_ == State::Asking) abandon();
             exitCode_ = kExitUnusable;
             break;
         }
     }
     return exitCode_;
+}
+
+/// A script of our own ends with the commands that were meant for it; somebody else's must not suffer from a
+/// mistake.
+void Terminal::abandon() {
+    if (debuggee_.started())
+        terminateCommand({});
+    else
+        quitCommand({});
 }
 
 void Terminal::carryOut(std::string line) {
@@ -66,6 +75,8 @@ void Terminal::carryOut(std::string line) {
     if (row == nullptr) return fail("there is no command \"" + line.substr(0, end) + "\"; help lists them");
     last_ = row->repeats ? line : std::string();
     const std::size_t arguments = std::min(line.find_first_not_of(" \t", end), line.size());
+    pausedNow_ = showEvents();
+    if (state_ != State::Asking) return;
     (this->*row->run)(std::string_view(line).substr(arguments));
 }
 
@@ -96,14 +107,33 @@ void Terminal::show(const Event& event) {
     }
 }
 
-void Terminal::showEvents() {
+bool Terminal::showEvents() {
+    std::optional<Event> pause;
+    while (const std::optional<Event> event = client_.nextEvent()) {
+        show(*event);
+        if (event->type == EventType::Paused) pause = event;
+        if (event->type == EventType::Resumed) pause.reset();
+    }
+    view_->missed(client_.takeMissedEvents());
+    if (pause) whenStopped(*pause);
+    return pause.has_value();
+}
+
+void Terminal::showMessages() {
     while (const std::optional<Event> event = client_.nextEvent()) show(*event);
     view_->missed(client_.takeMissedEvents());
 }
 
 void Terminal::waitForStop() {
-    int interrupts = 0;
+    using Clock = std::chrono::steady_clock;
+    bool asked = false;
+    bool told = false;
+    Clock::time_point since = Clock::now();
     while (true) {
+        if (pauseWanted_ && !asked) {
+            asked = client_.leaveBehind(Command::Pause);
+            since = Clock::now();
+        }
         if (const std::optional<Event> event = client_.waitForEvent(kWait)) {
             show(*event);
             if (event->type != EventType::Paused) continue;
@@ -111,24 +141,35 @@ void Terminal::waitForStop() {
             return whenStopped(*event);
         }
         if (!client_.alive()) return whenEnded();
-        if (!interrupt_.take()) continue;
-        if (interrupts++ > 0) return view_->note("The script runs; pause stops it.");
-        if (const Answer answer = client_.pause(); !answer.done() && answer.outcome != Answer::Outcome::Ended)
-            view_->note("The script has not come to a new line yet; Ctrl-C again asks for a command.");
+        if (interrupt_.take()) {
+            if (pauseWanted_) return view_->note("The script runs; it pauses when it comes to a line.");
+            pauseWanted_ = true;
+        } else if (pauseWanted_ && !told && Clock::now() - since > kBeforeTelling) {
+            told = true;
+            view_->note("Waiting for the script to come to a line; Ctrl-C asks for a command.");
+        }
     }
 }
 
 void Terminal::whenStopped(const Event& event) {
-    std::vector<DebugFrame> frames;
+    pauseWanted_ = false;
     function_.clear();
     place_ = {event.file, event.line};
-    if (client_.frames(frames, 1).done() && !frames.empty()) function_ = frames.front().function;
     listed_ = 0;
-    view_->stopped(event, function_);
+    if (!begin() && !client_.alive()) return whenEnded();
+    std::vector<DebugFrame> frames;
+    if (client_.frames(frames, 1).done() && !frames.empty()) {
+        function_ = frames.front().function;
+        if (frames.front().place.known()) place_ = frames.front().place;
+    }
+    Event shown = event;
+    shown.file = place_.file;
+    shown.line = place_.line;
+    view_->stopped(shown, function_);
 }
 
 void Terminal::whenEnded() {
-    showEvents();
+    showMessages();
     state_ = State::Ended;
     const bool died = client_.died();
     int status = 0;

@@ -43,11 +43,15 @@ private:
 
     enum class State { Asking, Left, Ended };
 
+    /// Asks once for what stays the same.
     [[nodiscard]] bool begin();
     void carryOut(std::string line);
+    void abandon();
     /// Shows what happens until the script pauses, ends, or the user wants to type.
     void waitForStop();
-    void showEvents();
+    /// Shows what has happened. @return true when the script has paused
+    bool showEvents();
+    void showMessages();
     void show(const debug::Event& event);
     void whenStopped(const debug::Event& event);
     void whenEnded();
@@ -98,7 +102,10 @@ private:
     std::string last_;           ///< the command that an empty line repeats
     State state_ = State::Asking;
     int exitCode_ = 0;
-    bool failed_ = false;  ///< the last command did
+    bool begun_ = false;        ///< files and functions are known
+    bool pauseWanted_ = false;  ///< has been asked for and is still to come
+    bool pausedNow_ = false;    ///< has been shown only after the command was given
+    bool failed_ = false;       ///< the last command did
 };
 
 }  // namespace kestrel::cli

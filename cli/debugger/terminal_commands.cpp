@@ -94,7 +94,7 @@ const Terminal::Row* Terminal::rowOf(std::string_view word) {
 void Terminal::go(RunMode mode, std::string_view count) {
     const std::optional<std::int32_t> times = count.empty() ? 1 : wholeNumber(count);
     if (!times || *times < 1) return fail("the number of lines must be 1 or more");
-    showEvents();
+    if (pausedNow_) return;  // resuming would pass over what the user has only now been told
     if (!client_.paused() && client_.alive()) return waitForStop();
     if (const Answer answer = client_.run(mode, *times);
         took(answer) || answer.outcome == Answer::Outcome::Ended)
@@ -102,30 +102,35 @@ void Terminal::go(RunMode mode, std::string_view count) {
 }
 
 void Terminal::pauseCommand(std::string_view /*arguments*/) {
-    showEvents();
+    if (pausedNow_) return;
     if (client_.paused()) return fail("the script is paused");
-    if (took(client_.pause()) || !client_.alive()) waitForStop();
+    pauseWanted_ = true;
+    waitForStop();
 }
 
 void Terminal::quitCommand(std::string_view /*arguments*/) {
-    showEvents();
+    showMessages();
     state_ = State::Left;
     const Answer answer = client_.detach();
+    // It must not pause at a breakpoint of a debugger that has gone.
+    const bool later = answer.outcome == Answer::Outcome::Busy && client_.leaveBehind(Command::Detach);
     if (!debuggee_.started()) {
-        if (answer.outcome == Answer::Outcome::Ended) whenEnded();
+        if (later) return view_->note("The script is left to itself as soon as it comes to a line.");
+        if (answer.outcome == Answer::Outcome::Ended) return whenEnded();
         return static_cast<void>(took(answer));
     }
+    if (lines_->interactive() && client_.alive()) view_->note("The script runs on; Ctrl-C ends it.");
     // What it says from now on is shown by its own program.
     whenEnded();
 }
 
 void Terminal::terminateCommand(std::string_view /*arguments*/) {
     const Answer answer = client_.end();
-    showEvents();
+    showMessages();
     state_ = State::Left;
     if (!debuggee_.started()) return static_cast<void>(took(answer));
     const int status = debuggee_.finishWithin(answer.done() ? kEndPatience : std::chrono::milliseconds(0));
-    showEvents();
+    showMessages();
     view_->ended(true, status, false);
 }
 
@@ -285,7 +290,7 @@ void Terminal::listCommand(std::string_view arguments) {
 }
 
 void Terminal::statusCommand(std::string_view /*arguments*/) {
-    showEvents();
+    if (pausedNow_) return;
     if (!client_.paused()) return view_->note("The script runs.");
     Event event;
     event.type = EventType::Paused;

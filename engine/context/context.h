@@ -113,6 +113,7 @@ struct RunState {
     bool abort = false;     ///< a fatal error happened: the run ends after the current instruction
     bool stop = false;      ///< the debugger said so, or the time is up
     bool returned = false;  ///< a `return` is on its way to the function's end: its values are on the stack
+    bool activationEnded = false;    ///< with a hook: a function has ended just before this line
     std::int32_t currentLine = 1;    ///< what every "Line %d" prints
     const CodeNode* node = nullptr;  ///< the instruction being executed
     std::vector<Frame> frames;       ///< frames.back() is the running one

@@ -185,6 +185,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 run.hook->line(ctx, *node);
             previousLine = node->line;
             if (run.stop) return;
+            run.activationEnded = node->op == OP_ENDFUNC;
         }
         // Not even looked at where it is not compared: the loads would stay.
         [[maybe_unused]] const StackBefore before =
@@ -473,7 +474,8 @@ bool runMain(EngineContext& ctx) {
     ctx.run.trimCalls(0);
     invoke(ctx, *main, {});
     finishCall(ctx);
-    if (ctx.run.stop) return ctx.run.abort;
+    // Ended from outside nothing more runs. A `main` that the debugger only stopped has not failed.
+    if (ctx.run.stop && ctx.run.abort) return true;
     if (ctx.run.abort) runHandler(ctx, "ONERROR");
     runHandler(ctx, ctx.run.abort ? "ONERROR" : "ONEXIT");
     return ctx.run.abort;

@@ -190,10 +190,36 @@ The script's program has ended with status 0.
         script = self.start("run", path, "--timeout", "20", stderr=subprocess.DEVNULL)
         first = self.start("debug", link, stdin=subprocess.PIPE)
         first.stdout.readline()
+        first.stdin.write("break 12\ncontinue\n")
+        first.stdin.flush()
+        while ", script.ks:12" not in first.stdout.readline():
+            pass
         first.kill()
         first.wait()
-        status, out, err = self.debug(link, "--script", "next; terminate")
+        status, out, err = self.debug(link, "--script", "status; next; terminate")
+        self.assertEqual(re.findall(r"main\(\), script\.ks:(\d+)", out), ["12", "12", "13"])
         self.assertEqual((status, script.wait(timeout=30)), (0, 1), out + err)
+
+    def test_mistakes_leave_the_scripts_of_others_alone(self):
+        link = f"mistake test {os.getpid()}"
+        self.link_part = "mistake"
+        script = self.start("run", self.script(f'#debug "{link}"\n' + MAIN), stderr=subprocess.DEVNULL)
+        status, out, err = self.debug(link, "--script", "break 12; continue; print nothing_of_that_name; terminate")
+        self.assertEqual((status, script.wait(timeout=30)), (2, 0), out + err)
+        self.assertEqual(script.stdout.read(), "2\n")
+
+    def test_attaching_between_lines(self):
+        link = f"between test {os.getpid()}"
+        self.link_part = "between"
+        text = f'#debug "{link}"\nprocess: s {{ }}\nmain\n{{\n    i = 7;\n    sleep(6500);\n    i = 8;\n    info(string(i));\n}}\n'
+        script = self.start("run", self.script(text), stderr=subprocess.DEVNULL)
+        self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
+        status, out, err = self.debug(link, "--script", "print i; list; where; set i = 9; quit")
+        self.assertEqual((status, err), (0, ""))
+        self.assertIn("Waiting for the script to come to a line", out)
+        self.assertIn("Paused, main(), script.ks:7\n7\t    i = 8;\ni = 7\n", out)
+        self.assertIn("->7\t    i = 8;\n", out)
+        self.assertEqual(script.communicate(timeout=30)[0], "8\n")
 
     def interactive(self, text):
         process = self.start("debug", "--run", self.script(text), stdin=subprocess.PIPE, stderr=subprocess.STDOUT)
