@@ -46,8 +46,13 @@ public:
         if (ended() || !compiled) return kExitScriptFailed;
 
         const std::string& link = session_.context().options.debugName;
-        if (debugLink_.empty() && !link.empty()) printer_.hint(kDebugLinkRule, debugLinkHint(link));
-        bool aborted = session_.prepare(debugLink_);
+        const bool debugged = session_.openDebugLink(debugLink_);
+        if (!debugLink_.empty() && !debugged) {
+            printer_.plainError("the debugger link cannot be made");
+            return kExitUnusable;
+        }
+        if (debugLink_.empty() && !link.empty()) printer_.hint(kDebugLinkRule, debugLinkHint(link, debugged));
+        bool aborted = session_.prepare();
         if (ended()) return kExitScriptFailed;
         if (session_.context().program->findFunction("main") != nullptr) {
             aborted = session_.runMain();

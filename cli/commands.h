@@ -53,7 +53,8 @@ void prepareForPrograms(const Invocation& invocation, bool outputIsData);
 
 /// The hint about a script that waits for a debugger, and its rule.
 inline constexpr const char* kDebugLinkRule = "debug-link";
-[[nodiscard]] std::string debugLinkHint(const std::string& link);
+/// @param open  false: another script has the link
+[[nodiscard]] std::string debugLinkHint(const std::string& link, bool open);
 
 void addCheckCommand(CLI::App& app, Invocation& invocation);
 void addListCommand(CLI::App& app, Invocation& invocation);

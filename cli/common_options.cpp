@@ -66,7 +66,8 @@ void addDebugLinkOption(CLI::App& command, Invocation& invocation) {
         ->group("");
 }
 
-std::string debugLinkHint(const std::string& link) {
+std::string debugLinkHint(const std::string& link, bool open) {
+    if (!open) return "another script has the debugger link \"" + link + "\"; this one runs without";
     return "the script pauses until a debugger lets it go on: kestrel debug " + link;
 }
 

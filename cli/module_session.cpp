@@ -2,6 +2,7 @@
 
 #include "cli/panel_faces.h"
 #include "cli/script_check.h"
+#include "ipc/debug_link.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/terminal.h"
@@ -175,7 +176,8 @@ bool ModuleSession::filesUsable() {
         const ScriptCheck check = precheck(file, options_.choose);
         if (check.safe()) {
             if (invocation_.debugLink.empty() && !check.debugLink().empty())
-                printer_.hint(kDebugLinkRule, debugLinkHint(check.debugLink()));
+                printer_.hint(kDebugLinkRule,
+                              debugLinkHint(check.debugLink(), !debugLinkTaken(check.debugLink())));
             continue;
         }
         check.complain(printer_);
@@ -278,6 +280,10 @@ bool ModuleSession::load() {
             return false;
         }
         shaders_[script.surface].shader = script.shader.get();
+    }
+    if (!invocation_.debugLink.empty() && !debugged()) {
+        complain("the debugger link cannot be made", kExitUnusable);
+        return false;
     }
     return true;
 }

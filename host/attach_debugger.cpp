@@ -5,13 +5,13 @@
 
 namespace kestrel {
 
-void attachDebugger(EngineContext& engine, std::string_view link) {
+bool attachDebugger(EngineContext& engine, std::string_view link) {
     const ShaderContext& host = shaderContext(engine);
-    openDebugLink(engine, !link.empty() ? link : engine.options.debugName,
-                  [&host]() -> std::optional<debug::Pixel> {
-                      if (host.sample == nullptr) return std::nullopt;
-                      return debug::Pixel{host.sample->sx, host.sample->sy};
-                  });
+    return openDebugLink(engine, !link.empty() ? link : engine.options.debugName,
+                         [&host]() -> std::optional<debug::Pixel> {
+                             if (host.sample == nullptr) return std::nullopt;
+                             return debug::Pixel{host.sample->sx, host.sample->sy};
+                         });
 }
 
 }  // namespace kestrel

@@ -47,6 +47,8 @@ std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment,
 }
 
 bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
+    // For this script, also when it does not compile.
+    const std::string debugLink = std::exchange(host.environment.debugLink, {});
     // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The
     // compile empties that list first, so by design they never take effect, and the setting is not read.
     engine.reset();
@@ -56,7 +58,7 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     if (compileScript(engine, systemPath, {.native = &host.native}) != 0 || !checkProgram(engine))
         return false;
     linkProgram(engine);
-    attachDebugger(engine, std::exchange(host.environment.debugLink, {}));
+    static_cast<void>(attachDebugger(engine, debugLink));  // the host can ask whether it has one
     {
         const CallScope scope(engine);
         runTopLevel(engine);

@@ -52,9 +52,12 @@ bool ScriptSession::check() {
     return checkProgram(parts_->engine);
 }
 
-bool ScriptSession::prepare(std::string_view debugLink) {
+bool ScriptSession::openDebugLink(std::string_view debugLink) {
+    return attachDebugger(parts_->engine, debugLink);
+}
+
+bool ScriptSession::prepare() {
     linkProgram(parts_->engine);
-    attachDebugger(parts_->engine, debugLink);
     const CallScope scope(parts_->engine);
     runTopLevel(parts_->engine);
     return parts_->engine.run.abort;

@@ -39,11 +39,14 @@ public:
     /// After a successful compile: whether the script may run, with messages when not.
     [[nodiscard]] bool check();
 
-    /// After a successful compile: makes the program ready, opens its debugger link if it has one, and runs
-    /// its code outside functions.
+    /// Before prepare(): lets debuggers find the script, which waits for one at its first line from then on.
     /// @param debugLink  name of the link; empty: as the script's debug pragma says
+    /// @return false when there is no link: nobody names one, or another script has it
+    [[nodiscard]] bool openDebugLink(std::string_view debugLink = {});
+
+    /// After a successful compile: makes the program ready and runs its code outside functions.
     /// @return the abort flag (false = success)
-    bool prepare(std::string_view debugLink = {});
+    bool prepare();
 
     /// After prepare(): runs the function "main" with its handlers. Without a "main" nothing happens.
     /// @return the abort flag (false = success)

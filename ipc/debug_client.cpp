@@ -92,10 +92,12 @@ std::optional<DebugClient> DebugClient::attach(std::string_view link, millisecon
                 std::memcpy(&header, events.data(), std::min(sizeof header, events.size()));
                 client.skipOldEvents();
                 client.objects_->semaphore.release();
-                if (client.commands_.size() >= kRecords && client.replies_.size() >= kRecords &&
+                // What a script that died has left may have been opened while the next one replaces it.
+                const bool current =
+                    !client.objects_->replies.superseded() && !client.objects_->events.superseded();
+                if (current && client.commands_.size() >= kRecords && client.replies_.size() >= kRecords &&
                     header.zero == kProtocolVersion)
                     return client;
-                return std::nullopt;
             }
         }
         if (steady_clock::now() >= end || !platform::pause(kRetry, requested)) return std::nullopt;

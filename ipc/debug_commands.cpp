@@ -1,7 +1,9 @@
 #include "ipc/debug_commands.h"
 
+#include "engine/context/script_queues.h"
+#include "engine/operations/arrays.h"
 #include "engine/operations/slots.h"
-#include "ipc/debug_values.h"
+#include "engine/values/array_record.h"
 
 #include <algorithm>
 #include <array>
@@ -88,13 +90,12 @@ public:
         for (std::size_t i = 0; i < commands_.size() && !ended_; ++i) {
             if (commands_[i].state != kCommandState) continue;
             const CommandRow* row = rowOf(commands_[i].text());
+            // Every command but ours ends a free run, even one that nobody knows.
+            if ((row == nullptr || row->original) && state_.countdown == DebugState::kFreeRun)
+                state_.countdown = 0;
             if (row == nullptr) continue;
             operands_ = commands_.subspan(i + 1);
-            if (row->original) {
-                if (state_.countdown == DebugState::kFreeRun) state_.countdown = 0;
-            } else {
-                state_.attached = true;
-            }
+            if (!row->original) state_.attached = true;
             succeed();
             carryOut(row->command);
             i += row->operands;
@@ -215,7 +216,8 @@ private:
         state_.pending.clear();
     }
 
-    /// A batch that has let the script go on, and then breaks, lets it go nowhere.
+    /// A batch that has let the script go on, and then breaks, lets it go nowhere. BREAK replies like every
+    /// other command, so that no debugger waits for a reply that never comes.
     void pauseHere(bool endsBatch) {
         state_.countdown = 0;
         state_.stops.stopStepping();
@@ -332,7 +334,10 @@ private:
 
     void values() {
         const std::string_view reference = operand(0).text();
-        const std::optional<ValueList> all = ValueList::of(*ctx_.program, reference);
+        std::optional<FreshVariable> base;
+        if (Variable* variable = findBase(*ctx_.program, reference)) base.emplace(ctx_, *variable);
+        if (!state_.names) state_.names.emplace(*ctx_.program);
+        const std::optional<ValueList> all = ValueList::of(*ctx_.program, *state_.names, reference);
         if (!all) return unknown(reference);
         ReplyList list(reply_, all->size(), number(1));
         while (const std::optional<std::size_t> index = list.next(2)) {
@@ -345,17 +350,21 @@ private:
 
     void value() {
         const std::string_view reference = operand(0).text();
+        Variable* base = findBase(*ctx_.program, reference);
+        if (base == nullptr) return unknown(reference);
+        const FreshVariable fresh(ctx_, *base);  // an array in a queue has its elements from then on
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
-        const FreshVariable fresh(ctx_, *place->variable);
         putShape(ctx_, reply_[1], valueAt(*place));
     }
 
     void text() {
         const std::string_view reference = operand(0).text();
+        Variable* base = findBase(*ctx_.program, reference);
+        if (base == nullptr) return unknown(reference);
+        const FreshVariable fresh(ctx_, *base);  // an array in a queue has its elements from then on
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
-        const FreshVariable fresh(ctx_, *place->variable);
         const ValueCell value = valueAt(*place);
         if (!value.isText() || value.payload.text == nullptr) return fail("Not a text");
         const std::string_view all = value.payload.text;
@@ -369,18 +378,30 @@ private:
 
     void assign() {
         const std::string_view reference = operand(0).text();
+        Variable* base = findBase(*ctx_.program, reference);
+        if (base == nullptr) return unknown(reference);
+        const FreshVariable fresh(ctx_, *base);
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
-        if ((place->variable->flags & (kVarInlineConst | kVarPredefined)) != 0)
+        if ((base->flags & (kVarInlineConst | kVarPredefined)) != 0)
             return fail("The value of a constant is part of the code");
         if (refusesChanges()) return;
-        const FreshVariable fresh(ctx_, *place->variable);
+        const bool inQueue = base->queue != 0 && base->array() != nullptr;
+        if (inQueue && place->part == nullptr)
+            return fail("Elements of this array have values, not the array");
         const SharedRecord& value = operand(1);
         std::string text(value.text().substr(0, SharedRecord::kTextLength));
         const auto more = static_cast<std::size_t>(std::clamp<std::int32_t>(value.next, 0, kRecords));
         for (std::size_t i = 0; value.kind == kSharedText && i < more; ++i)
             text += operand(2 + i).text().substr(0, SharedRecord::kTextLength);
-        if (!setValue(ctx_, *place, value, text.c_str())) fail("A value of no known kind");
+        if (!setValue(ctx_, *place, value, text.c_str())) return fail("A value of no known kind");
+        if (inQueue) writeElement(*base, *place->part);
+    }
+
+    /// FreshVariable gives no elements back.
+    void writeElement(const Variable& variable, const ValueCell& element) {
+        const auto position = &element - variable.array()->elements.data();
+        if (ctx_.queues != nullptr) ctx_.queues->write(variable.queue, position + 1, borrowValue(element));
     }
 
     /// While an instruction reports an error it may still look at what it works with.

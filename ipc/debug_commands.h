@@ -4,8 +4,10 @@
 #include "engine/context/context.h"
 #include "ipc/debug_protocol.h"
 #include "ipc/debug_stops.h"
+#include "ipc/debug_values.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -23,6 +25,7 @@ struct DebugState {
     bool attached = false;       ///< a debugger that knows our own commands is there
     bool takesMessages = true;   ///< messages go to the debugger
     bool reporting = false;      ///< in the middle of an instruction: no value may change
+    std::optional<NamesOfVariables> names{};  ///< once somebody has asked for lists of them
 };
 
 /// Carries out the commands of a batch.

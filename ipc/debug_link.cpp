@@ -28,6 +28,9 @@ constexpr std::chrono::milliseconds kPoll{100};
 /// With a debugger that releases the semaphore when it has written something, the rest of the command block
 /// is looked at only now and then.
 constexpr int kLinesBetweenLooks = 64;
+/// A debugger whose script has died may look at the semaphore just when the next script wants it.
+constexpr int kSemaphoreTries = 10;
+constexpr std::chrono::milliseconds kBetweenTries{10};
 
 struct SharedObjects {
     NamedMemory commands;
@@ -50,8 +53,11 @@ std::optional<SharedObjects> makeShared(std::string_view link) {
     if (!replies) return std::nullopt;
     std::optional<NamedMemory> events = NamedMemory::create(eventBlockName(link), kEventBlockSize);
     if (!events) return std::nullopt;
-    std::optional<NamedSemaphore> semaphore =
-        NamedSemaphore::create(semaphoreName(link), NamedSemaphore::Count::Taken);
+    std::optional<NamedSemaphore> semaphore;
+    for (int tries = 0; !semaphore && tries < kSemaphoreTries; ++tries) {
+        if (tries > 0) static_cast<void>(platform::pause(kBetweenTries, nullptr));
+        semaphore = NamedSemaphore::create(semaphoreName(link), NamedSemaphore::Count::Taken);
+    }
     if (!semaphore) return std::nullopt;
     return SharedObjects{std::move(*commands), std::move(*replies), std::move(*events),
                          std::move(*semaphore)};
@@ -133,7 +139,8 @@ public:
         event.type = eventOf(kind);
         event.text = text;
         tell(std::move(event));
-        if (kind != MessageKind::Error || !state_.stops.atErrors || state_.reporting) return;
+        // What a command of the debugger's reports is no place to pause: the debugger waits for its reply.
+        if (kind != MessageKind::Error || !state_.stops.atErrors || state_.reporting || obeying_) return;
         state_.reporting = true;
         state_.countdown = 0;
         state_.stops.stopStepping();
@@ -168,6 +175,7 @@ private:
 
     /// Returns when the script is to go on, or to end.
     void waitForDebugger(PauseReason reason, std::int32_t stop) {
+        if (platform::processId() != process_) return disconnect();  // a copy made in the middle of a run
         bool told = false;
         while (true) {
             const std::uint32_t seen = shared_.semaphore.releases();
@@ -221,18 +229,42 @@ private:
             record.owner = record.next = -1;
             record.kind = kSharedNone;
         }
+        Batch batch(*this);
         state_.takesMessages = true;
         const bool goesOn = obey(state_, batch_, reply_);
+        batch.done();
         state_.ctx.reporter.diversion = state_.takesMessages ? this : nullptr;
-        publish();
-        for (SharedRecord& record : commands_)
-            std::atomic_ref<std::int32_t>(record.state).store(0, std::memory_order_release);
-        shared_.semaphore.release();
         return goesOn ? After::GoesOn : After::Stays;
     }
 
+    /// While one is carried out the semaphore is held. However that ends, memory may run out, the debugger
+    /// gets its reply and the semaphore.
+    class Batch {
+    public:
+        explicit Batch(DebugLink& link) noexcept : link_(link) { link.obeying_ = true; }
+        ~Batch() {
+            link_.obeying_ = false;
+            if (!done_) {
+                link_.reply_[0].state = kFailed;
+                link_.reply_[0].kind = kSharedText;
+                link_.reply_[0].setText("Not enough memory");
+            }
+            link_.publish();
+            for (SharedRecord& record : link_.commands_)
+                std::atomic_ref<std::int32_t>(record.state).store(0, std::memory_order_release);
+            link_.shared_.semaphore.release();
+        }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+        void done() noexcept { done_ = true; }
+
+    private:
+        DebugLink& link_;
+        bool done_ = false;
+    };
+
     /// A debugger that waits for the state of record 0 finds all the rest written.
-    void publish() {
+    void publish() noexcept {
         const std::int32_t state = std::exchange(reply_[0].state, kNothingYet);
         std::ranges::copy(reply_, replies_.begin());
         std::atomic_ref<std::int32_t>(replies_[0].state).store(state, std::memory_order_release);
@@ -266,6 +298,7 @@ private:
     std::uint32_t releasesSeen_ = 0;
     int linesToLook_ = 1;
     bool begun_ = false;
+    bool obeying_ = false;
 };
 
 }  // namespace
@@ -276,6 +309,11 @@ bool openDebugLink(EngineContext& ctx, std::string_view name, PixelFinder pixel)
     if (!shared) return false;
     ctx.resources.push_back(std::make_unique<DebugLink>(ctx, std::move(*shared), std::move(pixel)));
     return true;
+}
+
+bool debugLinkTaken(std::string_view name) {
+    const std::optional<NamedMemory> commands = NamedMemory::open(commandBlockName(name));
+    return commands && commands->ownerLives();
 }
 
 }  // namespace kestrel

@@ -14,6 +14,9 @@ namespace kestrel {
 /// @param pixel  tells the pixel of the sample that is being shaded; may be empty
 /// @return false when there is no link: the name is empty or a living script has it, or memory cannot be
 /// shared
-bool openDebugLink(EngineContext& ctx, std::string_view name, debug::PixelFinder pixel = {});
+[[nodiscard]] bool openDebugLink(EngineContext& ctx, std::string_view name, debug::PixelFinder pixel = {});
+
+/// True while a living script has the link of that name.
+[[nodiscard]] bool debugLinkTaken(std::string_view name);
 
 }  // namespace kestrel

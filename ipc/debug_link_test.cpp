@@ -1,5 +1,6 @@
 // Both ends of the debugger link: a foreign debugger that knows the six original commands and writes its
 // records without touching the semaphore first, and our own client.
+#include "host/loaded_script.h"
 #include "host/script_session.h"
 #include "ipc/debug_client.h"
 #include "platform/environment.h"
@@ -49,7 +50,8 @@ public:
             ScriptSession session(recorder, &watch);
             if (session.compile(path_.string()) && session.check()) {
                 hooked = true;
-                aborted = session.prepare(byPragma ? "" : link) || session.runMain();
+                static_cast<void>(session.openDebugLink(byPragma ? "" : link));
+                aborted = session.prepare() || session.runMain();
             }
             session.unload();
             ended = true;
@@ -341,6 +343,14 @@ TEST(DebugLink, freeRunEndsWithAnyOfTheSix) {
     EXPECT_EQ(debugger.out()[3].text(), "main");
     const int line = debugger.line();
     EXPECT_EQ(debugger.line(), line);  // it has paused
+    // One that nobody knows is enough.
+    EXPECT_EQ(debugger.command("STEP", {integer(0)}), 1);
+    debugger.write(3, "NONSENSE");
+    for (int i = 0; i < 200 && debugger.in()[3].state == 100; ++i) std::this_thread::sleep_for(5ms);
+    EXPECT_EQ(debugger.command("REPORT", {text("main::i")}), 1);
+    const int count = debugger.out()[0].integer();
+    EXPECT_EQ(debugger.command("REPORT", {text("main::i")}), 1);
+    EXPECT_EQ(debugger.out()[0].integer(), count);
     // A long step looks at nothing until it is done; then it pauses.
     EXPECT_EQ(debugger.command("STEP", {integer(1000)}), 1);
     EXPECT_GE(debugger.line(), 6);
@@ -571,6 +581,7 @@ main
     value.text = "changed";
     EXPECT_TRUE(client->assign("main::p->y", value).done());
     for (const char* unknown : {"main::a[0]", "main::a[101]", "main::a[", "main::m[1]", "main::m[1,4]",
+                                "main::m[1,1,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6,6]",
                                 "main::p->z", "main::t->y", "nowhere::t", "main::t[1]", "a"}) {
         const Answer answer = client->assign(unknown, value);
         EXPECT_EQ(answer.problem, std::string(kUnknownReference) + unknown);
@@ -587,6 +598,54 @@ main
     ASSERT_TRUE(client->detach().done());
     script.join();
     EXPECT_TRUE(script.aborted);
+}
+
+TEST(DebugLink, arraysInQueuesCanBeSeenAndChanged) {
+    const std::string link = uniqueLink();
+    RunningScript script("expose v[3], p as Queue" + std::to_string(platform::processId()) + R"(;
+process: s { }
+main
+{
+    v[2] = 8;
+    p = 4;
+    x = 0;
+    info(string(v[2]));
+    info(string(p));
+}
+)",
+                         link, false);
+    std::optional<DebugClient> client = DebugClient::attach(link, 3s);
+    ASSERT_TRUE(client && nextPause(*client));
+    DebugStop stop;
+    ASSERT_TRUE(client->stopAtLine({0, 8}, stop).done());
+    ASSERT_TRUE(client->run(RunMode::Freely).done());
+    ASSERT_TRUE(nextPause(*client));
+    DebugValue value;
+    ASSERT_TRUE(client->value("::v[2]", value).done());
+    EXPECT_EQ(value.integer, 8);
+    std::vector<DebugVariable> parts;
+    std::size_t total = 0;
+    ASSERT_TRUE(client->values("::v", 0, 10, parts, total).done());
+    EXPECT_EQ(total, 3u);
+    value.integer = 21;
+    EXPECT_TRUE(client->assign("::v[2]", value).done());
+    EXPECT_TRUE(client->assign("::p", value).done());
+    EXPECT_EQ(client->assign("::v", value).outcome, Answer::Outcome::Refused);
+    EXPECT_EQ(client->assign("::v[4]", value).outcome, Answer::Outcome::Refused);
+    ASSERT_TRUE(client->detach().done());
+    script.join();
+    EXPECT_EQ(script.recorder.lines, (std::vector<std::string>{"21", "21"}));
+}
+
+TEST(DebugLink, aNameFromOutsideIsForOneScript) {
+    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / (uniqueLink() + ".ks");
+    std::ofstream(path) << "process: s { x = ; }\n";
+    Recorder recorder;
+    ScriptEnvironment environment(&recorder, nullptr, Settings::ReadOnly);
+    environment.debugLink = uniqueLink();
+    EXPECT_EQ(LoadedScript::load(environment, path.string(), 1), nullptr);
+    EXPECT_EQ(environment.debugLink, "");
+    std::filesystem::remove(path);
 }
 
 TEST(DebugLink, aFloodOfMessagesIsCounted) {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <unordered_set>
 
 namespace kestrel::debug {
 
@@ -48,6 +47,12 @@ RecordInstance* recordIn(const ValueCell& value) noexcept {
     return value.type == UserRecord ? value.payload.record : nullptr;
 }
 
+/// Where the parts of a reference begin.
+std::size_t partsOf(std::string_view reference) noexcept {
+    const std::size_t scope = std::min(reference.find(kScope), reference.size());
+    return std::min({reference.find('[', scope), reference.find("->", scope), reference.size()});
+}
+
 /// Takes "[i]" or "[i,j]" off the text. @return the element's position, nothing when there is none
 std::optional<std::size_t> takeIndex(const ArrayRecord& array, std::string_view& rest) {
     const std::size_t end = rest.find(']');
@@ -55,13 +60,14 @@ std::optional<std::size_t> takeIndex(const ArrayRecord& array, std::string_view&
     const char* at = rest.data() + 1;
     const char* const stop = rest.data() + end;
     std::int64_t position = 0;
+    const int wanted = std::max(array.dimCount, 1);
     int given = 0;
     while (true) {
+        if (given >= wanted) return std::nullopt;
         std::int64_t index = 0;
         const auto [next, error] = std::from_chars(at, stop, index);
         const bool several = array.dimCount > 1;
-        const std::int64_t size =
-            several && given < array.dimCount ? array.dims[static_cast<std::size_t>(given)] : array.count();
+        const std::int64_t size = several ? array.dims[static_cast<std::size_t>(given)] : array.count();
         if (error != std::errc() || index < 1 || index > size) return std::nullopt;
         position = position * size + index - 1;
         ++given;
@@ -70,7 +76,7 @@ std::optional<std::size_t> takeIndex(const ArrayRecord& array, std::string_view&
         at = next + 1;
     }
     rest.remove_prefix(end + 1);
-    if (given != std::max(array.dimCount, 1) || position >= array.count()) return std::nullopt;
+    if (given != wanted || position >= array.count()) return std::nullopt;
     return static_cast<std::size_t>(position);
 }
 
@@ -94,28 +100,10 @@ std::string indexText(const ArrayRecord& array, std::size_t position) {
     return text + "]";
 }
 
-/// The compiler makes symbols for all names. Those of data members, methods and functions never hold a value.
-class NamesOfVariables {
-public:
-    explicit NamesOfVariables(const Program& program) {
-        for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
-            if (node->op == OP_MEMBER || node->op == OP_RECORD || node->op == OP_IPCREF)
-                used_.insert(node->operand.variable);
-            else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(*node))
-                used_.insert(&targetVariable(*node));
-        }
-    }
-    [[nodiscard]] bool has(Variable& variable) const {
-        return cellOf(variable).type != Uninitialized || used_.contains(&variable);
-    }
-
-private:
-    static bool namesMember(const CodeNode& node) noexcept {
-        return node.mode == kMemberRead || node.mode == kMemberReference || node.mode == kRecordRead ||
-               node.mode == kRecordReference || node.mode == kSlotRead || node.mode == kSlotReference;
-    }
-    std::unordered_set<const Variable*> used_;
-};
+bool namesMember(const CodeNode& node) noexcept {
+    return node.mode == kMemberRead || node.mode == kMemberReference || node.mode == kRecordRead ||
+           node.mode == kRecordReference || node.mode == kSlotRead || node.mode == kSlotReference;
+}
 
 /// True for what a script means by a global: no name of a function or a type, nothing of the language's own.
 bool isGlobalOfScript(const Program& program, const Variable& global) {
@@ -126,17 +114,31 @@ bool isGlobalOfScript(const Program& program, const Variable& global) {
 
 }  // namespace
 
+NamesOfVariables::NamesOfVariables(const Program& program) {
+    for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
+        if (node->op == OP_MEMBER || node->op == OP_RECORD || node->op == OP_IPCREF)
+            used_.insert(node->operand.variable);
+        else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(*node))
+            used_.insert(&targetVariable(*node));
+    }
+}
+
+bool NamesOfVariables::has(Variable& variable) const {
+    return cellOf(variable).type != Uninitialized || used_.contains(&variable);
+}
+
 Variable* findVariable(const Program& program, std::string_view reference) {
     const std::size_t at = reference.find(kScope);
     if (at == std::string_view::npos) return nullptr;
     return findIn(program, reference.substr(0, at), reference.substr(at + kScope.size()));
 }
 
+Variable* findBase(const Program& program, std::string_view reference) {
+    return findVariable(program, reference.substr(0, partsOf(reference)));
+}
+
 std::optional<ValuePlace> findValue(const Program& program, std::string_view reference) {
-    const std::size_t scope = reference.find(kScope);
-    if (scope == std::string_view::npos) return std::nullopt;
-    const std::size_t parts =
-        std::min({reference.find('[', scope), reference.find("->", scope), reference.size()});
+    const std::size_t parts = partsOf(reference);
     ValuePlace place{findVariable(program, reference.substr(0, parts)), nullptr};
     if (place.variable == nullptr) return std::nullopt;
     for (std::string_view rest = reference.substr(parts); !rest.empty();) {
@@ -223,10 +225,10 @@ bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& r
     return true;
 }
 
-std::optional<ValueList> ValueList::of(const Program& program, std::string_view reference) {
+std::optional<ValueList> ValueList::of(const Program& program, const NamesOfVariables& names,
+                                       std::string_view reference) {
     ValueList list;
     if (reference == kScope) {
-        const NamesOfVariables names(program);
         for (Variable* global = program.globals.head; global != nullptr; global = global->next)
             if (isGlobalOfScript(program, *global) && names.has(*global)) list.variables_.push_back(global);
         list.size_ = list.variables_.size();
@@ -236,7 +238,6 @@ std::optional<ValueList> ValueList::of(const Program& program, std::string_view 
         const FunctionRecord* function =
             program.findFunction(reference.substr(0, reference.size() - kScope.size()));
         if (function == nullptr) return std::nullopt;
-        const NamesOfVariables names(program);
         for (Variable* v = function->params.head; v != nullptr; v = v->next) list.variables_.push_back(v);
         for (Variable* v = function->locals.head; v != nullptr; v = v->next)
             if (names.has(*v)) list.variables_.push_back(v);

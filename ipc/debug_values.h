@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace kestrel::debug {
@@ -20,6 +21,8 @@ struct ValuePlace {
 
 /// The variable behind "function::name" or "::name".
 [[nodiscard]] Variable* findVariable(const Program& program, std::string_view reference);
+/// The variable that a reference with parts begins at.
+[[nodiscard]] Variable* findBase(const Program& program, std::string_view reference);
 /// The same with parts behind it: "f::a[2]", "::r->next->x".
 [[nodiscard]] std::optional<ValuePlace> findValue(const Program& program, std::string_view reference);
 
@@ -33,12 +36,24 @@ void putValue(SharedRecord& record, const ValueCell& value);
 /// @return false when the record's kind is none of the five; nothing has changed then
 bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text);
 
+/// The compiler makes symbols for all names. Those of data members, methods and functions never hold a value.
+/// What the code uses is looked up once.
+class NamesOfVariables {
+public:
+    explicit NamesOfVariables(const Program& program);
+    [[nodiscard]] bool has(Variable& variable) const;
+
+private:
+    std::unordered_set<const Variable*> used_;
+};
+
 /// What a variable, an array, a record, a function or the globals consist of.
 class ValueList {
 public:
     /// @param reference  "f::", "::", or what findValue() takes
     /// @return nothing when it leads nowhere
-    [[nodiscard]] static std::optional<ValueList> of(const Program& program, std::string_view reference);
+    [[nodiscard]] static std::optional<ValueList> of(const Program& program, const NamesOfVariables& names,
+                                                     std::string_view reference);
 
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
     /// What is appended to the reference for an entry.

@@ -156,7 +156,9 @@ bool assignStatement(EngineContext& ctx) {
     return true;
 }
 
-/// The line hook sees the node at which a run ends like any other; nobody else does.
+/// The line hook sees the node at which a run ends like any other; nobody else does. A run that is cut short
+/// by an error does not come to it, so the hook is not called there: the script pauses where its code goes
+/// on.
 void tellEnd(EngineContext& ctx, const CodeNode& node) {
     const std::int32_t line = std::exchange(ctx.run.currentLine, node.line);
     const CodeNode* const last = std::exchange(ctx.run.node, &node);

@@ -208,6 +208,23 @@ The script's program has ended with status 0.
         self.assertEqual((status, script.wait(timeout=30)), (2, 0), out + err)
         self.assertEqual(script.stdout.read(), "2\n")
 
+    def test_a_second_script_with_the_link(self):
+        link = f"second test {os.getpid()}"
+        self.link_part = "second"
+        path = self.script(f'#debug "{link}"\n' + MAIN)
+        first = self.start("run", path, stderr=subprocess.PIPE)
+        self.assertIn("kestrel debug " + link, first.stderr.readline())
+        for command in ("run", "shade"):
+            second = self.start(command, path, "--timeout", "20", stderr=subprocess.PIPE)
+            _, err = second.communicate(timeout=30)
+            self.assertEqual(second.returncode, 0)
+            self.assertIn(f'another script has the debugger link "{link}"; this one runs without', err)
+            self.assertNotIn("kestrel debug " + link, err)
+        status, out, _ = harness.run([KESTREL, "run", path, "--debug-link", link], self.folder.name)
+        self.assertEqual((status, out), (2, b""))
+        self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
+        self.assertEqual(first.wait(timeout=30), 0)
+
     def test_attaching_between_lines(self):
         link = f"between test {os.getpid()}"
         self.link_part = "between"
