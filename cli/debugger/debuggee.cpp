@@ -17,7 +17,8 @@ std::unique_ptr<Debuggee> Debuggee::attach(const std::string& link, milliseconds
                                            platform::CancelFlag requested, std::string& problem) {
     std::optional<debug::DebugClient> client = debug::DebugClient::attach(link, longest, requested);
     if (!client) {
-        problem = "there is no script with the debugger link \"" + link + "\"";
+        const bool interrupted = requested != nullptr && *requested != 0;
+        problem = interrupted ? "interrupted" : "there is no script with the debugger link \"" + link + "\"";
         return nullptr;
     }
     return std::unique_ptr<Debuggee>(new Debuggee(std::move(*client), std::nullopt));

@@ -60,7 +60,12 @@ private:
     [[nodiscard]] bool took(const debug::Answer& answer);
 
     void go(debug::RunMode mode, std::string_view count);
+    [[nodiscard]] std::optional<std::int32_t> fileNamed(std::string_view name) const;
     [[nodiscard]] std::optional<debug::DebugPlace> placeNamed(std::string_view text) const;
+    /// Why a text names neither a place nor a function, if that can be told.
+    [[nodiscard]] std::string problemWithPlace(std::string_view text) const;
+    /// took() for what was asked about a variable of that name.
+    [[nodiscard]] bool tookValue(const debug::Answer& answer, std::string_view name);
     /// The reference that a user's name means: in the current function, else a global.
     [[nodiscard]] std::string referenceOf(std::string_view name);
     void addStop(const debug::Answer& answer, const debug::DebugStop& stop, std::string what);

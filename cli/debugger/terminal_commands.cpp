@@ -41,6 +41,16 @@ std::vector<std::string_view> words(std::string_view text) {
     return found;
 }
 
+/// What people know from other debuggers.
+struct OtherWord {
+    std::string_view word;
+    std::string_view name;
+};
+constexpr OtherWord kOtherWords[] = {
+    {"exit", "quit"}, {"backtrace", "where"}, {"stack", "where"}, {"kill", "terminate"}, {"run", "continue"}};
+/// Shorter beginnings of a command's name mean nothing: they could end a script by accident.
+constexpr std::size_t kShortestBeginning = 3;
+
 }  // namespace
 
 const Terminal::Row Terminal::kRows[] = {
@@ -83,10 +93,15 @@ const Terminal::Row Terminal::kRows[] = {
 };
 
 const Terminal::Row* Terminal::rowOf(std::string_view word) {
+    const auto* other = std::ranges::find(kOtherWords, word, &OtherWord::word);
+    if (other != std::end(kOtherWords)) word = other->name;
     const auto* row = std::ranges::find_if(kRows, [&](const Row& candidate) {
         return candidate.name == word || (!word.empty() && candidate.alias == word);
     });
-    return row != std::end(kRows) ? row : nullptr;
+    if (row != std::end(kRows)) return row;
+    const auto begins = [&](const Row& candidate) { return candidate.name.starts_with(word); };
+    const bool unique = word.size() >= kShortestBeginning && std::ranges::count_if(kRows, begins) == 1;
+    return unique ? std::ranges::find_if(kRows, begins) : nullptr;
 }
 
 // ---- going on
@@ -136,16 +151,28 @@ void Terminal::terminateCommand(std::string_view /*arguments*/) {
 
 // ---- stops
 
+std::optional<std::int32_t> Terminal::fileNamed(std::string_view name) const {
+    const std::vector<std::string>& files = view_->files();
+    const auto found = std::ranges::find_if(files, [&](const std::string& path) {
+        return path == name || std::filesystem::path(path).filename() == std::filesystem::path(name);
+    });
+    if (found == files.end()) return std::nullopt;
+    return static_cast<std::int32_t>(found - files.begin());
+}
+
+std::string Terminal::problemWithPlace(std::string_view text) const {
+    if (std::ranges::count(words(text), std::string_view("if")) > 0) return "conditions are not supported";
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string_view::npos || fileNamed(text.substr(0, colon))) return {};
+    return "there is no file " + std::string(text.substr(0, colon)) + " in this script";
+}
+
 std::optional<DebugPlace> Terminal::placeNamed(std::string_view text) const {
     DebugPlace place{place_.file >= 0 ? place_.file : 0, 0};
     if (const std::size_t colon = text.rfind(':'); colon != std::string_view::npos) {
-        const std::string_view name = text.substr(0, colon);
-        const std::vector<std::string>& files = view_->files();
-        const auto found = std::ranges::find_if(files, [&](const std::string& path) {
-            return path == name || std::filesystem::path(path).filename() == std::filesystem::path(name);
-        });
-        if (found == files.end()) return std::nullopt;
-        place.file = static_cast<std::int32_t>(found - files.begin());
+        const std::optional<std::int32_t> file = fileNamed(text.substr(0, colon));
+        if (!file) return std::nullopt;
+        place.file = *file;
         text.remove_prefix(colon + 1);
     }
     const std::optional<std::int32_t> line = wholeNumber(text);
@@ -176,6 +203,7 @@ void Terminal::breakCommand(std::string_view arguments) {
         const Answer answer = client_.stopAtLine(*place, stop);
         return addStop(answer, stop, "line " + std::to_string(place->line));
     }
+    if (const std::string problem = problemWithPlace(arguments); !problem.empty()) return fail(problem);
     const Answer answer = client_.stopAtFunction(arguments, stop);
     addStop(answer, stop, text);
 }
@@ -215,6 +243,8 @@ void Terminal::deleteCommand(std::string_view arguments) {
 }
 
 void Terminal::infoCommand(std::string_view arguments) {
+    if (arguments == "locals" || arguments == "args") return printCommand({});
+    if (arguments == "frame") return statusCommand({});
     if (arguments.empty() || !std::string_view("breakpoints").starts_with(arguments))
         return fail("write info breakpoints");
     view_->stops(stops_, atErrors_);
@@ -229,6 +259,17 @@ std::string Terminal::referenceOf(std::string_view name) {
     DebugValue value;
     if (!function_.empty() && client_.value(local, value).done()) return local;
     return std::string(kScope).append(name);
+}
+
+bool Terminal::tookValue(const Answer& answer, std::string_view name) {
+    if (answer.outcome != Answer::Outcome::Refused || !answer.problem.starts_with(kUnknownReference))
+        return took(answer);
+    const bool part = name.find('[') != std::string_view::npos || name.find("->") != std::string_view::npos;
+    std::string problem = std::string(part ? "there is no " : "there is no variable ").append(name);
+    if (name.find(kScope) == std::string_view::npos)
+        problem += function_.empty() ? " outside functions" : " in " + function_ + "() or outside functions";
+    fail(problem);
+    return false;
 }
 
 void Terminal::printAll(const std::string& scope) {
@@ -247,7 +288,8 @@ void Terminal::printAll(const std::string& scope) {
 void Terminal::printCommand(std::string_view arguments) {
     if (arguments.empty()) return printAll(function_ + std::string(kScope));
     ShownValue value;
-    if (took(fetchValue(client_, referenceOf(arguments), value))) view_->value(std::string(arguments), value);
+    if (tookValue(fetchValue(client_, referenceOf(arguments), value), arguments))
+        view_->value(std::string(arguments), value);
 }
 
 void Terminal::globalsCommand(std::string_view /*arguments*/) {
@@ -262,7 +304,7 @@ void Terminal::setCommand(std::string_view arguments) {
     if (name.empty() || !value)
         return fail("write set NAME = VALUE, where VALUE is 3, 2.5, \"text\", <1, 2, 3> or nil");
     const std::string reference = referenceOf(name);
-    if (!took(client_.assign(reference, *value))) return;
+    if (!tookValue(client_.assign(reference, *value), name)) return;
     ShownValue now;
     if (took(fetchValue(client_, reference, now))) view_->value(std::string(name), now);
 }
@@ -278,7 +320,9 @@ void Terminal::listCommand(std::string_view arguments) {
         const auto function = std::ranges::find(functions_, arguments, &DebugFunction::name);
         const std::optional<DebugPlace> place =
             function != functions_.end() ? function->place : placeNamed(arguments);
-        if (!place || !place->known()) return fail("there is no such line or function");
+        const std::string problem = place ? std::string() : problemWithPlace(arguments);
+        if (!place || !place->known())
+            return fail(problem.empty() ? "there is no such line or function" : problem);
         around = *place;
     }
     std::int32_t first = std::max(around.line - kListedLines / 2, 1);

@@ -208,6 +208,20 @@ The script's program has ended with status 0.
         self.assertEqual((status, script.wait(timeout=30)), (2, 0), out + err)
         self.assertEqual(script.stdout.read(), "2\n")
 
+    def test_words_and_answers_that_help(self):
+        status, out, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; info locals; info frame; exit")
+        self.assertIn("i = 1\n", out)
+        self.assertEqual((status, err), (0, ""))
+        for commands, problem in (("print none", "there is no variable none in main() or outside functions"),
+                                  ("set a[3] = 1", "there is no a[3] in main() or outside functions"),
+                                  ("break other.ks:3", "there is no file other.ks in this script"),
+                                  ("break 12 if total", "conditions are not supported"),
+                                  ("te", 'there is no command "te"; help lists them')):
+            with self.subTest(commands):
+                status, _, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; " + commands)
+                self.assertIn(problem + "\n", err)
+                self.assertEqual(status, 2)
+
     def test_a_second_script_with_the_link(self):
         link = f"second test {os.getpid()}"
         self.link_part = "second"
