@@ -16,6 +16,7 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kPoll{100};
 constexpr milliseconds kRetry{50};
+constexpr int kClaims = 5;
 constexpr std::size_t kMostText = std::size_t{64} << 20;
 
 std::atomic_ref<std::int32_t> stateOf(SharedRecord& record) noexcept {
@@ -69,11 +70,11 @@ std::optional<DebugClient::Objects> DebugClient::openAll(std::string_view link) 
     std::optional<NamedMemory> events = NamedMemory::open(eventBlockName(link));
     std::optional<NamedSemaphore> semaphore = NamedSemaphore::open(semaphoreName(link));
     if (!replies || !events || !semaphore) return std::nullopt;
-    return Objects{std::move(*commands), std::move(*replies), std::move(*events), std::move(*semaphore)};
+    return Objects{std::move(*commands), std::move(*replies), std::move(*events), std::move(*semaphore), {}};
 }
 
 std::optional<DebugClient> DebugClient::attach(std::string_view link, milliseconds longest,
-                                               platform::CancelFlag requested) {
+                                               platform::CancelFlag requested, bool* taken) {
     const steady_clock::time_point end = steady_clock::now() + longest;
     while (true) {
         if (std::optional<Objects> objects = openAll(link)) {
@@ -96,8 +97,11 @@ std::optional<DebugClient> DebugClient::attach(std::string_view link, millisecon
                 const bool current =
                     !client.objects_->replies.superseded() && !client.objects_->events.superseded();
                 if (current && client.commands_.size() >= kRecords && client.replies_.size() >= kRecords &&
-                    header.zero == kProtocolVersion)
-                    return client;
+                    header.zero == kProtocolVersion) {
+                    if (client.claim(link)) return client;
+                    if (taken != nullptr) *taken = true;
+                    return std::nullopt;
+                }
             }
         }
         if (steady_clock::now() >= end || !platform::pause(kRetry, requested)) return std::nullopt;
@@ -107,7 +111,9 @@ std::optional<DebugClient> DebugClient::attach(std::string_view link, millisecon
 DebugClient::DebugClient(Objects objects) : objects_(std::make_unique<Objects>(std::move(objects))) {}
 
 DebugClient::~DebugClient() {
-    if (objects_ && !alive()) static_cast<void>(objects_->semaphore.remove());
+    if (!objects_) return;
+    if (objects_->attached) static_cast<void>(objects_->attached->remove());
+    if (!alive()) static_cast<void>(objects_->semaphore.remove());
 }
 
 bool DebugClient::alive() const {
@@ -120,6 +126,21 @@ bool DebugClient::died() {
     if (result == NamedSemaphore::Wait::Acquired || result == NamedSemaphore::Wait::Recovered)
         objects_->semaphore.release();
     return result != NamedSemaphore::Wait::Removed;
+}
+
+/// Two debuggers would take each other's replies. One that died has let go.
+bool DebugClient::claim(std::string_view link) {
+    for (int tries = 0; tries < kClaims; ++tries) {
+        std::optional<NamedSemaphore> attached = NamedSemaphore::openOrCreate(attachedName(link));
+        if (!attached) return true;  // where that cannot be made, nobody else can make it either
+        const NamedSemaphore::Wait result = attached->acquire(requested_, kPoll * 2);
+        if (result == NamedSemaphore::Wait::Removed) continue;  // another one has just gone
+        if (result != NamedSemaphore::Wait::Acquired && result != NamedSemaphore::Wait::Recovered)
+            return false;
+        objects_->attached = std::move(attached);
+        return true;
+    }
+    return false;
 }
 
 /// What another debugger was told is no news: only that the script is paused, if it is.

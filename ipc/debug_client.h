@@ -77,10 +77,12 @@ public:
     static constexpr std::chrono::milliseconds kPatience{5000};
 
     /// Attaches to the script that has a link of that name, which may still be about to appear.
+    /// @param taken  becomes true when another debugger is attached, of those that use this class
     /// @return nothing when there is none in that time, or `requested` said so, or it is no link of this kind
     [[nodiscard]] static std::optional<DebugClient> attach(std::string_view link,
                                                            std::chrono::milliseconds longest,
-                                                           platform::CancelFlag requested = nullptr);
+                                                           platform::CancelFlag requested = nullptr,
+                                                           bool* taken = nullptr);
     DebugClient(DebugClient&&) noexcept = default;
     DebugClient& operator=(DebugClient&&) noexcept = default;
     /// Takes away what a script that died has left. One that lives stays as it is: see detach().
@@ -158,9 +160,12 @@ private:
         platform::NamedMemory replies;
         platform::NamedMemory events;
         platform::NamedSemaphore semaphore;
+        std::optional<platform::NamedSemaphore>
+            attached{};  ///< held: no other debugger of this kind is there
     };
     explicit DebugClient(Objects objects);
     [[nodiscard]] static std::optional<Objects> openAll(std::string_view link);
+    [[nodiscard]] bool claim(std::string_view link);
     void skipOldEvents();
     [[nodiscard]] platform::NamedSemaphore::Wait hold();
     [[nodiscard]] bool write(Command command, std::span<const SharedRecord> operands);

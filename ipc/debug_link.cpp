@@ -89,8 +89,9 @@ EventType eventOf(MessageKind kind) {
 
 class DebugLink final : public ScriptResource, public LineHook, public Reporter::Diversion {
 public:
-    DebugLink(EngineContext& ctx, SharedObjects shared, PixelFinder pixel)
-        : state_{ctx, Stops(std::move(pixel))},
+    DebugLink(EngineContext& ctx, std::string_view link, SharedObjects shared, PixelFinder pixel)
+        : link_(link),
+          state_{ctx, Stops(std::move(pixel))},
           shared_(std::move(shared)),
           commands_(layOut(shared_.commands, kRecords, 0)),
           replies_(layOut(shared_.replies, kRecords, 0)),
@@ -107,6 +108,9 @@ public:
         // The debugger may be reading its last reply.
         static_cast<void>(shared_.semaphore.acquire(nullptr, kPoll));
         static_cast<void>(shared_.semaphore.remove());
+        // A debugger that died has left this behind. One that lives takes it away itself.
+        if (std::optional<NamedSemaphore> attached = NamedSemaphore::open(attachedName(link_)))
+            static_cast<void>(attached->remove());
     }
 
     void runBegins(EngineContext& ctx, const CodeNode& start) override {
@@ -287,6 +291,7 @@ private:
             shared_.semaphore.release();
     }
 
+    const std::string link_;
     const std::uint32_t process_ = platform::processId();
     DebugState state_;
     SharedObjects shared_;
@@ -307,7 +312,7 @@ bool openDebugLink(EngineContext& ctx, std::string_view name, PixelFinder pixel)
     if (name.empty() || ctx.program == nullptr) return false;
     std::optional<SharedObjects> shared = makeShared(name);
     if (!shared) return false;
-    ctx.resources.push_back(std::make_unique<DebugLink>(ctx, std::move(*shared), std::move(pixel)));
+    ctx.resources.push_back(std::make_unique<DebugLink>(ctx, name, std::move(*shared), std::move(pixel)));
     return true;
 }
 

@@ -412,6 +412,9 @@ TEST(DebugLink, theNextDebuggerHearsOnlyWhatIs) {
         std::optional<DebugClient> first = DebugClient::attach(link, 3s);
         ASSERT_TRUE(first && nextPause(*first));
         ASSERT_TRUE(first->run(RunMode::Line, 3).done());
+        bool taken = false;
+        EXPECT_FALSE(DebugClient::attach(link, 0s, nullptr, &taken));
+        EXPECT_TRUE(taken) << "one at a time";
         ASSERT_TRUE(nextPause(*first));
     }
     std::optional<DebugClient> second = DebugClient::attach(link, 3s);

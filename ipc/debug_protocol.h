@@ -39,6 +39,10 @@ static_assert(sizeof(SharedBlockHeader) + kRecords * kSharedRecordSize <= kBlock
 [[nodiscard]] inline std::string semaphoreName(std::string_view link) {
     return std::string("KXL_DEBUG_SEMAPHORE_").append(link);
 }
+/// The semaphore that a debugger holds as long as it is attached. Only debuggers look at it.
+[[nodiscard]] inline std::string attachedName(std::string_view link) {
+    return std::string("KXL_DEBUG_ATTACHED_").append(link);
+}
 [[nodiscard]] inline std::string eventBlockName(std::string_view link) {
     return std::string("KXL_DEBUG_EVENTS_").append(link);
 }

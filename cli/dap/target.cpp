@@ -47,7 +47,8 @@ void Target::attach(std::string link, milliseconds longest) {
 }
 
 std::string Target::look() {
-    client_ = debug::DebugClient::attach(link_, milliseconds(0));
+    bool taken = false;
+    client_ = debug::DebugClient::attach(link_, milliseconds(0), nullptr, &taken);
     std::string problem;
     if (client_) {
         client_->setPatience(kPatience);
@@ -56,7 +57,8 @@ std::string Target::look() {
             problem = "the command ended with status " + std::to_string(*ended) +
                       " before the script could be debugged";
     } else if (steady_clock::now() >= *until_) {
-        problem = "there is no script with the debugger link \"" + link_ + "\"";
+        problem = taken ? "another debugger is attached to the script with the link \"" + link_ + "\""
+                        : "there is no script with the debugger link \"" + link_ + "\"";
     }
     if (client_ || !problem.empty()) known_ = std::exchange(link_, {});
     return problem;

@@ -15,10 +15,13 @@ constexpr milliseconds kLook{50};
 
 std::unique_ptr<Debuggee> Debuggee::attach(const std::string& link, milliseconds longest,
                                            platform::CancelFlag requested, std::string& problem) {
-    std::optional<debug::DebugClient> client = debug::DebugClient::attach(link, longest, requested);
+    bool taken = false;
+    std::optional<debug::DebugClient> client = debug::DebugClient::attach(link, longest, requested, &taken);
     if (!client) {
         const bool interrupted = requested != nullptr && *requested != 0;
-        problem = interrupted ? "interrupted" : "there is no script with the debugger link \"" + link + "\"";
+        problem = interrupted ? "interrupted"
+                  : taken     ? "another debugger is attached to the script with the link \"" + link + "\""
+                              : "there is no script with the debugger link \"" + link + "\"";
         return nullptr;
     }
     return std::unique_ptr<Debuggee>(new Debuggee(std::move(*client), std::nullopt));

@@ -194,6 +194,9 @@ The script's program has ended with status 0.
         first.stdin.flush()
         while ", script.ks:12" not in first.stdout.readline():
             pass
+        status, out, err = self.debug(link, "--script", "terminate")
+        self.assertEqual((status, out), (2, ""))
+        self.assertIn("another debugger is attached", err)
         first.kill()
         first.wait()
         status, out, err = self.debug(link, "--script", "status; next; terminate")
