@@ -26,7 +26,7 @@ public:
     // ---- while it is linked and runs
     [[nodiscard]] NativeCallee* find(std::string_view name) override;
     /// Ends the objects that nobody refers to.
-    void sweep();
+    void sweep() override;
 
 private:
     struct Loaded;

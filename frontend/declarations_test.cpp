@@ -37,7 +37,7 @@ public:
 private:
     class Script final : public ScriptQueues {
     public:
-        explicit Script(std::string& slots) : slots_(slots) {}
+        explicit Script(std::string& log) : slots_(log) {}
         bool declare(std::string_view queue, std::span<Variable* const> variables, bool pretend) override {
             slots_ += std::string(queue) + (pretend ? "? " : " ");
             for (const Variable* v : variables)
