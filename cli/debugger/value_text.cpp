@@ -115,7 +115,7 @@ std::string plainText(const DebugValue& value) {
 std::string partsText(const ShownValue& value) {
     std::string text = " {";
     for (const auto& [name, part] : value.parts) {
-        if (&part != &value.parts.front().second) text += ", ";
+        if (&part != &value.parts.front().value) text += ", ";
         if (name.starts_with("->")) text += name.substr(2) + " = ";
         text += valueText(part);
     }
@@ -141,8 +141,8 @@ void fetchParts(DebugClient& client, const std::string& reference, ShownValue& v
     std::size_t total = 0;
     if (!client.values(reference, 0, kMostParts, variables, total).done()) return;
     for (DebugVariable& variable : variables) {
-        value.parts.emplace_back(variable.name, ShownValue{std::move(variable.value), {}});
-        fetchParts(client, reference + variable.name, value.parts.back().second, level + 1);
+        value.parts.push_back({variable.name, {std::move(variable.value), {}}});
+        fetchParts(client, reference + variable.name, value.parts.back().value, level + 1);
     }
 }
 

@@ -13,10 +13,17 @@
 
 namespace kestrel::cli {
 
+struct ShownPart;
+
 /// A value with its first elements or fields.
 struct ShownValue {
     debug::DebugValue value;
-    std::vector<std::pair<std::string, ShownValue>> parts;  ///< by what is appended to the reference
+    std::vector<ShownPart> parts;
+};
+
+struct ShownPart {
+    std::string name;  ///< what is appended to the reference
+    ShownValue value;
 };
 
 /// `3`, `2.5`, `"text"` (with \n, \t, \", \\), `<1, 2, 3>`, `nil`.
