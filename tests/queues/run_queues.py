@@ -2,6 +2,7 @@
 """Scripts in several programs exchange values through a queue, also when one is killed in the middle."""
 
 import argparse
+import json
 import os
 import pathlib
 import signal
@@ -156,35 +157,41 @@ main {
 expose @count, @alive as @Q;
 main {
     @count = 0;
+    @alive = 0;
+    info("counts");
     for(k = 0; 1; k++) { @count += 1; @alive = k; }
 }
 """
-        killed = self.start("owner.ks", owner)
-        self.until(lambda: any("_SEM" in name for name in self.left()))
-        # Kill until it happened in the middle of an access; each time another one takes the queue over.
+
+        def start_owner():
+            started = self.start("owner.ks", owner, "--messages=json")
+            self.assertIn("counts", started.stdout.readline(), "a dead owner's queue can be taken over")
+            return started
+
+        killed = start_owner()
+        # Killed until it happened in the middle of an access; each time another one takes the queue over.
         survivor = self.start("survivor.ks", """
 main {
-    while(@Q$@alive == nil) sleep(1);
-    for(k = 0; @Q$@alive != "end"; k++) { @Q$@count += 1; last = @Q$@count; }
+    for(seen = @Q$@alive; seen.isNil(); seen = @Q$@alive) sleep(1);
+    for(k = 0; !seen.isStr(); k++) { @Q$@count += 1; last = @Q$@count; seen = @Q$@alive; }
     info("went on ", k > 0);
 }
-""")
+""", "--messages=json")
         for _ in range(20):
             time.sleep(0.03)
             killed.send_signal(signal.SIGKILL)
             killed.wait()
-            killed = self.start("owner.ks", owner)
-            time.sleep(0.05)
-            self.assertIsNone(killed.poll(), "a dead owner's queue can be taken over")
+            killed = start_owner()
+        time.sleep(0.5)  # the survivor has come, too
         killed.send_signal(signal.SIGKILL)
         killed.wait()
         last = self.start("last.ks", 'expose @count, @alive as @Q;\nmain { @alive = "end"; sleep(500); }\n')
         self.assertEqual(self.ends(last)[0], 0)
-        status, out, err = self.ends(survivor)
-        self.assertEqual((status, out), (0, "went on 1\n"), err)
-        for line in err.splitlines():  # whether one was hit is luck; what happens then, unit.ipc knows
-            if "warning:" in line:
-                self.assertIn("a program ended in the middle of its access", line)
+        status, out, _ = self.ends(survivor)
+        *warnings, end = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual((status, end["line2"]), (0, "went on 1"))
+        for warning in warnings:  # whether one was hit is luck; what happens then, unit.ipc knows
+            self.assertEqual((warning["kind"], warning["id"]), ("warning", "queue-recovered"))
         self.assertEqual(self.left(), [])
 
     def test_checking_makes_nothing_and_waiting_can_be_ended(self):
