@@ -4,6 +4,7 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/slots.h"
 #include "engine/values/array_record.h"
+#include "ipc/value_record.h"
 
 #include <algorithm>
 #include <array>

@@ -5,6 +5,7 @@
 #include "engine/operations/text.h"
 #include "engine/program/node_modes.h"
 #include "engine/values/record_instance.h"
+#include "ipc/value_record.h"
 
 #include <algorithm>
 #include <charconv>
@@ -161,35 +162,6 @@ std::optional<ValuePlace> findValue(const Program& program, std::string_view ref
 
 ValueCell valueAt(const ValuePlace& place) noexcept {
     return place.part != nullptr ? borrowValue(*place.part) : cellOf(*place.variable);
-}
-
-void putValue(SharedRecord& record, const ValueCell& value) {
-    switch (value.type) {
-        case Integer:
-            record.kind = kSharedInteger;
-            record.setInteger(truncate32(value.payload.number));
-            break;
-        case Number:
-            record.kind = kSharedNumber;
-            record.setNumber(value.payload.number);
-            break;
-        case String:
-        case TempString:
-            record.kind = kSharedText;
-            record.setText(value.payload.text != nullptr ? value.payload.text : "");
-            break;
-        case Vector:
-            record.kind = kSharedVector;
-            record.setNumber(value.payload.vec.x, 0);
-            record.setNumber(value.payload.vec.y, 1);
-            record.setNumber(value.payload.vec.z, 2);
-            break;
-        case Nil:
-            record.kind = kSharedNil;
-            break;
-        default:
-            break;
-    }
 }
 
 bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text) {

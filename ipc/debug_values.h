@@ -29,8 +29,6 @@ struct ValuePlace {
 /// A copy for looking at: texts are borrowed. Uninitialized for what has no value.
 [[nodiscard]] ValueCell valueAt(const ValuePlace& place) noexcept;
 
-/// Writes kind and payload of a value into a reply record; kinds without one leave both alone.
-void putValue(SharedRecord& record, const ValueCell& value);
 /// Gives a place the value of a command record with the language's own operations.
 /// @param text  takes the place of the record's text
 /// @return false when the record's kind is none of the five; nothing has changed then

@@ -1,6 +1,7 @@
 #include "ipc/queues.h"
 
 #include "engine/context/context.h"
+#include "ipc/value_record.h"
 
 #include <algorithm>
 #include <cstring>
@@ -29,36 +30,10 @@ ValueCell valueOf(EngineContext& ctx, const SharedRecord& entry) {
     }
 }
 
-/// Kind and payload.
+/// What does not fit was refused before, with a message (fitsQueue).
 SharedRecord recordOf(const ValueCell& value) {
     SharedRecord entry{};
-    switch (value.type) {
-        case Integer:
-            entry.kind = kSharedInteger;
-            entry.setInteger(truncate32(value.payload.number));
-            break;
-        case Number:
-            entry.kind = kSharedNumber;
-            entry.setNumber(value.payload.number);
-            break;
-        case String:
-        case TempString:
-            entry.kind = kSharedText;
-            entry.setText(value.payload.text != nullptr ? value.payload.text : "");
-            break;
-        case Vector:
-            entry.kind = kSharedVector;
-            entry.setNumber(value.payload.vec.x, 0);
-            entry.setNumber(value.payload.vec.y, 1);
-            entry.setNumber(value.payload.vec.z, 2);
-            break;
-        case Nil:
-            entry.kind = kSharedNil;
-            break;
-        default:  // refused before, with a message (fitsQueue)
-            entry.kind = kSharedNone;
-            break;
-    }
+    putValue(entry, value);
     return entry;
 }
 
