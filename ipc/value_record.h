@@ -6,8 +6,8 @@
 
 namespace kestrel {
 
-/// Writes kind and payload of a number, a text, a vector or Nil; texts are cut at 255 characters, integers at 32 bits.
-/// Other values leave the record as it is.
+/// Writes kind and payload of a number, a text, a vector or Nil; texts are cut at 255 characters, integers at
+/// 32 bits. Other values leave the record as it is.
 void putValue(SharedRecord& record, const ValueCell& value);
 
 }  // namespace kestrel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace kestrel::ascii {
@@ -23,6 +24,12 @@ namespace kestrel::ascii {
 }
 [[nodiscard]] constexpr char upper(char c) noexcept {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+/// Without blanks and tabs at both ends.
+[[nodiscard]] constexpr std::string_view trimmed(std::string_view text) noexcept {
+    const std::size_t first = text.find_first_not_of(" \t");
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 [[nodiscard]] constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),

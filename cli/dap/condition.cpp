@@ -3,6 +3,7 @@
 #include "cli/dap/asking.h"
 #include "cli/dap/variables.h"
 #include "cli/debugger/value_text.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -17,12 +18,6 @@ using namespace debug;  // NOLINT: values of a script are all that is compared h
 
 // Longer ones first.
 constexpr std::array<std::string_view, 6> kComparisons = {"==", "!=", "<=", ">=", "<", ">"};
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 std::string_view comparisonAt(std::string_view text) {
     const auto* found =
@@ -75,7 +70,7 @@ DebugValue operand(DebugClient& client, const std::string& function, const std::
 }  // namespace
 
 std::optional<Condition> Condition::parse(std::string_view text) {
-    text = trimmed(text);
+    text = ascii::trimmed(text);
     bool quoted = false;
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (quoted && text[at] == '\\') {
@@ -86,8 +81,8 @@ std::optional<Condition> Condition::parse(std::string_view text) {
             ++at;
         } else if (const std::string_view comparison = comparisonAt(text.substr(at));
                    !quoted && !comparison.empty()) {
-            const std::string_view left = trimmed(text.substr(0, at));
-            const std::string_view right = trimmed(text.substr(at + comparison.size()));
+            const std::string_view left = ascii::trimmed(text.substr(0, at));
+            const std::string_view right = ascii::trimmed(text.substr(at + comparison.size()));
             if (left.empty() || right.empty()) return std::nullopt;
             return Condition{std::string(left), std::string(comparison), std::string(right)};
         }
@@ -104,11 +99,11 @@ bool Condition::holds(DebugClient& client, const std::string& function) const {
 
 std::optional<HitCondition> HitCondition::parse(std::string_view text) {
     HitCondition condition;
-    text = trimmed(text);
+    text = ascii::trimmed(text);
     const std::string_view comparison = text.starts_with('%') ? std::string_view("%") : comparisonAt(text);
     if (comparison == "!=") return std::nullopt;
     if (!comparison.empty()) condition.comparison = comparison;
-    text = trimmed(text.substr(comparison.size()));
+    text = ascii::trimmed(text.substr(comparison.size()));
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), condition.number);
     if (error != std::errc() || end != text.data() + text.size() || condition.number < 1) return std::nullopt;
     return condition;

@@ -1,5 +1,7 @@
 #include "cli/dap/framing.h"
 
+#include "platform/ascii.h"
+
 #include <algorithm>
 #include <charconv>
 
@@ -15,16 +17,6 @@ constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::size_t kMostValues = 200000;
 constexpr int kDeepest = 64;
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-bool sameName(std::string_view a, std::string_view b) {
-    return std::ranges::equal(a, b, [](char x, char y) { return (x | 32) == (y | 32); });
-}
-
 /// The length that a header gives, without the line's end behind its last field.
 std::optional<std::uint64_t> lengthIn(std::string_view header) {
     std::optional<std::uint64_t> length;
@@ -34,8 +26,8 @@ std::optional<std::uint64_t> lengthIn(std::string_view header) {
         header.remove_prefix(std::min(end + 2, header.size()));
         const std::size_t colon = field.find(':');
         if (colon == std::string_view::npos) return std::nullopt;
-        if (!sameName(trimmed(field.substr(0, colon)), "Content-Length")) continue;
-        const std::string_view digits = trimmed(field.substr(colon + 1));
+        if (!ascii::equalIgnoringCase(ascii::trimmed(field.substr(0, colon)), "Content-Length")) continue;
+        const std::string_view digits = ascii::trimmed(field.substr(colon + 1));
         std::uint64_t number = 0;
         const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
         if (error != std::errc() || stop != digits.data() + digits.size()) return std::nullopt;

@@ -1,6 +1,7 @@
 // What the commands of the terminal do.
 #include "cli/commands.h"
 #include "cli/debugger/terminal.h"
+#include "platform/ascii.h"
 
 #include <algorithm>
 #include <array>
@@ -17,12 +18,6 @@ constexpr std::int32_t kListedLines = 11;
 constexpr std::size_t kMostListed = 200;
 constexpr std::chrono::milliseconds kEndPatience{5000};
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 /// A whole number, and nothing else.
 std::optional<std::int32_t> wholeNumber(std::string_view text) {
     std::int32_t number = 0;
@@ -33,7 +28,7 @@ std::optional<std::int32_t> wholeNumber(std::string_view text) {
 
 std::vector<std::string_view> words(std::string_view text) {
     std::vector<std::string_view> found;
-    for (text = trimmed(text); !text.empty(); text = trimmed(text)) {
+    for (text = ascii::trimmed(text); !text.empty(); text = ascii::trimmed(text)) {
         const std::size_t end = std::min(text.find_first_of(" \t"), text.size());
         found.push_back(text.substr(0, end));
         text.remove_prefix(end);
@@ -298,7 +293,7 @@ void Terminal::globalsCommand(std::string_view /*arguments*/) {
 
 void Terminal::setCommand(std::string_view arguments) {
     const std::size_t equals = arguments.find('=');
-    const std::string_view name = trimmed(arguments.substr(0, equals));
+    const std::string_view name = ascii::trimmed(arguments.substr(0, equals));
     const std::optional<DebugValue> value =
         equals != std::string_view::npos ? parseValue(arguments.substr(equals + 1)) : std::nullopt;
     if (name.empty() || !value)

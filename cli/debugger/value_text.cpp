@@ -1,5 +1,7 @@
 #include "cli/debugger/value_text.h"
 
+#include "platform/ascii.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -16,14 +18,8 @@ constexpr std::size_t kMostParts = 20;
 constexpr std::size_t kMostText = 10000;
 constexpr int kDeepest = 3;
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 std::optional<double> parseNumber(std::string_view text) {
-    text = trimmed(text);
+    text = ascii::trimmed(text);
     if (text.starts_with('+')) text.remove_prefix(1);
     double number = 0.0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -149,7 +145,7 @@ void fetchParts(DebugClient& client, const std::string& reference, ShownValue& v
 }  // namespace
 
 std::optional<DebugValue> parseValue(std::string_view text) {
-    text = trimmed(text);
+    text = ascii::trimmed(text);
     DebugValue value;
     if (text.empty()) return std::nullopt;
     if (text == "nil") {
