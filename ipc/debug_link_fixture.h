@@ -1,5 +1,5 @@
-// What tests of the debugger link share: a script that runs, and a foreign debugger that knows the six original commands and
-// writes its records without touching the semaphore first.
+// What tests of the debugger link share: a script that runs, and a foreign debugger that knows the six
+// original commands and writes its records without touching the semaphore first.
 #pragma once
 
 #include "host/loaded_script.h"
