@@ -3,11 +3,14 @@
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace kestrel {
 
 void Compiler::lineMarker(std::int32_t line) noexcept {
     // The newline that ends the marker's line adds one again.
-    currentLine() = static_cast<std::int32_t>(static_cast<std::uint32_t>(line) - 1U);
+    currentLine() = std::max(line, std::numeric_limits<std::int32_t>::min() + 1) - 1;
 }
 
 void Compiler::beginGlobalValue(Variable* name, const SourcePos& where) {

@@ -9,6 +9,7 @@
 #include "frontend/token.h"
 
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <span>
 #include <string>
@@ -70,6 +71,10 @@ public:
     // --- what the scanner keeps for everybody ---
 
     [[nodiscard]] std::int32_t& currentLine() noexcept { return ctx_.run.currentLine; }
+    /// Markers can set any number; one that has reached the end stays there.
+    void countLine() noexcept {
+        if (currentLine() < std::numeric_limits<std::int32_t>::max()) ++currentLine();
+    }
     void setLineText(std::string_view text) { lineText_.assign(text.substr(0, kLineTextLength)); }
     [[nodiscard]] const char* makeText(std::string_view text) { return program().makeText(text); }
     [[nodiscard]] bool watchRequested() const noexcept {

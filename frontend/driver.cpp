@@ -1,7 +1,6 @@
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
 #include "frontend/preprocessor.h"
-#include "platform/files.h"
 
 #include <algorithm>
 #include <memory>
@@ -44,16 +43,9 @@ void Compiler::preprocessAndParse(std::string_view path) {
         preprocessingFailed();
         return;
     }
-    std::optional<std::string> text = platform::readTextFile(script->path);
-    if (!text) {
-        ctx_.report(MessageId::TemporaryNotRead, path);
-        preprocessingFailed();
-        return;
-    }
-    scanner_.open(*std::move(text), std::move(script->map));
+    scanner_.open(std::move(script->text), std::move(script->map));
     ctx_.run.abort = false;
     parse();
-    if (script->path != path) platform::removeFile(script->path);
 }
 
 void Compiler::parse() {

@@ -16,6 +16,9 @@ namespace kestrel {
 namespace {
 
 constexpr std::size_t kInsertDepth = 30;
+/// Files that insert each other twice double with every level, which thirty of them would make endless.
+constexpr std::size_t kInsertedMegabytes = 16;
+constexpr std::size_t kInsertCost = 1024;
 constexpr std::size_t kDebugNameLength = 255;
 /// The version of the language that scripts can require.
 constexpr std::int64_t kMajorVersion = 1;
@@ -72,6 +75,11 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
     }
     if (!text) {
         directiveError(MessageId::InsertNotFound, name);
+        return;
+    }
+    insertedBytes_ += text->size() + kInsertCost;
+    if (insertedBytes_ > kInsertedMegabytes << 20) {
+        directiveError(MessageId::InsertsTooLarge, name, kInsertedMegabytes);
         return;
     }
     // The marker and the empty line that stands for the directive make diagnostics number an inserted file's

@@ -26,12 +26,13 @@ std::string_view skipBlanks(std::string_view text) noexcept {
     return start == std::string_view::npos ? std::string_view() : text.substr(start);
 }
 
-bool writeFile(const std::string& path, std::string_view text) {
-    platform::FileHandle file = platform::openFile(path, "w");
-    if (!file) return false;
-    bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-    written = std::fflush(file.get()) == 0 && written;
-    return written;
+/// Scripts are prepared in memory: a file in a directory that others share could be exchanged before it is
+/// read. That the directory can be written is still asked for, and without it nothing compiles. What somebody
+/// has put in the file's place stays as it is.
+bool temporaryFileIsPossible(const std::string& path) {
+    if (platform::createFile(path) == nullptr) return platform::nameTaken(path);
+    platform::removeFile(path);
+    return true;
 }
 
 }  // namespace
@@ -43,10 +44,9 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
         return std::nullopt;
     }
     addFile({.name = std::string(inputPath), .text = *std::move(text)}, inputPath, {});
-    const std::string outputPath = temporaryFileName();
-    // Opened before anything is read, so that a directory that can't be written is the only message.
-    if (!writeFile(outputPath, "")) {
-        ctx_.report(MessageId::TemporaryNotCreated, outputPath);
+    // Looked at before anything is read, so that a directory that can't be written is the only message.
+    if (const std::string path = temporaryFileName(); !temporaryFileIsPossible(path)) {
+        ctx_.report(MessageId::TemporaryNotCreated, path);
         return std::nullopt;
     }
 
@@ -62,19 +62,8 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
             break;
         }
     }
-    if (!finish(outputPath)) return std::nullopt;
-    return PreprocessedScript{outputPath, std::move(map_)};
-}
-
-bool Preprocessor::finish(const std::string& outputPath) {
-    if (failed_ || ctx_.run.abort) {
-        platform::removeFile(outputPath);
-        return false;
-    }
-    if (writeFile(outputPath, output_)) return true;
-    ctx_.report(MessageId::TemporaryNotCreated, outputPath);
-    platform::removeFile(outputPath);
-    return false;
+    if (failed_ || ctx_.run.abort) return std::nullopt;
+    return PreprocessedScript{std::move(output_), std::move(map_)};
 }
 
 void Preprocessor::addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy) {

@@ -15,8 +15,8 @@ namespace kestrel {
 
 /// What a run leaves behind.
 struct PreprocessedScript {
-    std::string path;  ///< the temporary file; the caller deletes it
-    LineMap map;       ///< where its lines come from
+    std::string text;
+    LineMap map;  ///< where its lines come from
 };
 
 /// One run. Pragmas change ctx.options and ctx.reporter.state as they are met, and stay in force afterwards.
@@ -25,8 +25,7 @@ public:
     /// @param files  receives the script and every file inserted
     Preprocessor(EngineContext& ctx, SourceFiles& files) : ctx_(ctx), files_(files) {}
 
-    /// @return nothing when a file cannot be opened or a directive is wrong (reported); no temporary file is
-    /// left then
+    /// @return nothing when a file cannot be opened or a directive is wrong (reported)
     std::optional<PreprocessedScript> run(std::string_view inputPath);
 
 private:
@@ -50,7 +49,6 @@ private:
     void endOfInsert();
     void put(std::string_view line);
     void putMarker(std::int32_t line);
-    [[nodiscard]] bool finish(const std::string& outputPath);
 
     /// Reports an error of the current directive.
     template <class... Args>
@@ -70,7 +68,8 @@ private:
     DefineTable defines_;
     std::string output_;
     LineMap map_;
-    std::int32_t lineLength_ = 0;  // of the current line, for its place
+    std::size_t insertedBytes_ = 0;  // of all inserts so far, with something for each
+    std::int32_t lineLength_ = 0;    // of the current line, for its place
     bool failed_ = false;
 };
 

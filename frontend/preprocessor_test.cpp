@@ -1,5 +1,6 @@
 #include "frontend/compile_fixture.h"
 #include "platform/environment.h"
+#include "platform/files.h"
 
 #include <optional>
 #include <tuple>
@@ -176,7 +177,7 @@ TEST_F(PreprocessorTest, ColumnsAreThoseOfTheSource) {
         << "510 characters are one line";
 }
 
-TEST_F(PreprocessorTest, TheTemporaryFileStandsInTmpAndGoesAfterwards) {
+TEST_F(PreprocessorTest, NothingIsWrittenThroughWhatStandsInTheTemporaryFilesPlace) {
     const std::optional<std::string> before = platform::environment("TMP");
     const std::filesystem::path temporary = directory_ / "tmp";
     std::filesystem::create_directories(temporary);
@@ -188,11 +189,41 @@ TEST_F(PreprocessorTest, TheTemporaryFileStandsInTmpAndGoesAfterwards) {
         EXPECT_GT(compile("#bad\n"), 0);
         EXPECT_TRUE(std::filesystem::is_empty(temporary));
     }
-    // A directory in its place can't be written.
+    write("precious", "main { ) }");
+    for (const char* target : {"precious", "none", "tmp"}) {
+        std::filesystem::create_symlink(directory_ / target, temporary / name);
+        EXPECT_EQ(compile("main { }\n"), 0) << target << messages();
+        EXPECT_TRUE(std::filesystem::is_symlink(temporary / name));
+        std::filesystem::remove(temporary / name);
+    }
+    EXPECT_EQ(platform::readTextFile(path("precious")), "main { ) }");
+    EXPECT_FALSE(std::filesystem::exists(directory_ / "none"));
+    std::ofstream(temporary / name) << "main { ) }";
+    EXPECT_EQ(compile("main { }\n"), 0) << "somebody's script is not taken for ours";
+    std::filesystem::remove(temporary / name);
+
+    const auto refused = [&](const std::string& directory) {
+        platform::setEnvironment("TMP", directory);
+        EXPECT_EQ(compile("main { }\n"), 2);
+        EXPECT_EQ(messages(), "E |Cannot create output file '" + directory + '\\' + name + "'\n");
+    };
     std::filesystem::create_directories(temporary / name);
-    EXPECT_EQ(compile("main { }\n"), 2);
-    EXPECT_EQ(messages(), "E |Cannot create output file '" + tmp + '\\' + name + "'\n");
+    refused(tmp);
+    refused(tmp + "\\none");
     platform::setEnvironment("TMP", before.value_or(""));
+}
+
+TEST_F(PreprocessorTest, FilesThatInsertEachOtherTwiceCannotGrowWithoutEnd) {
+    std::string twice = "a = 1;\n";
+    for (int level = 0; level < 25; ++level) {
+        const std::string name = "i" + std::to_string(level);
+        write(name, twice);
+        const std::string insert = "#insert \"" + path(name) + "\"\n";
+        twice = insert + insert;
+    }
+    ctx_.reporter.state.maxErrors = 3;
+    EXPECT_GT(compile(twice), 0);
+    EXPECT_NE(collector_.texts.at(0).find("would bring in more than 16 MB in all"), std::string::npos);
 }
 
 }  // namespace kestrel::test

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <limits>
 #include <new>
 #include <thread>
@@ -32,37 +31,27 @@ std::int32_t toInt32(std::string_view digits) noexcept {
 
 }  // namespace
 
-Scanner::Scanner(Compiler& compiler) : compiler_(compiler), flex_(newScannerState(this)) {
-    if (flex_ == nullptr) throw std::bad_alloc();
-}
+Scanner::Scanner(Compiler& compiler) : compiler_(compiler), flex_(newScannerState(this)) {}
 
 Scanner::~Scanner() {
     deleteScannerState(flex_);
 }
 
 void Scanner::open(std::string text, LineMap map) {
+    // The generated scanner works in the text itself, so that however long a token is, nothing is moved. It
+    // wants two zeros behind the text.
     text_ = std::move(text);
+    text_.append(2, '\0');
+    scanIn(flex_, text_.data(), text_.size());
     map_ = std::move(map);
-    used_ = 0;
     line_ = column_ = matchLine_ = matchColumn_ = 1;
-}
-
-void Scanner::skipInput() noexcept {
-    used_ = text_.size();
 }
 
 const Token& Scanner::next() {
     const std::int64_t number = token_.number + 1;
-    token_.code = scanToken(flex_);
+    token_.code = skipping_ ? endOfInput() : scanToken(flex_);
     token_.number = number;
     return token_;
-}
-
-std::size_t Scanner::read(char* buffer, std::size_t size) noexcept {
-    const std::size_t count = std::min(size, text_.size() - used_);
-    std::memcpy(buffer, text_.data() + used_, count);
-    used_ += count;
-    return count;
 }
 
 void Scanner::match(const char* text, std::size_t length) noexcept {
@@ -81,19 +70,21 @@ void Scanner::endLine() noexcept {
 void Scanner::startLine(std::string_view rest) {
     column_ -= static_cast<std::int32_t>(rest.size());
     endLine();
-    ++compiler_.currentLine();
+    compiler_.countLine();
     compiler_.setLineText(rest);
 }
 
 void Scanner::commentNewline() noexcept {
     // What is quoted in messages stays: after a "//" comment that is the commented line, by design.
     endLine();
-    ++compiler_.currentLine();
+    compiler_.countLine();
 }
 
 void Scanner::markLine(std::string_view digits) {
-    std::int32_t& line = compiler_.currentLine();
-    line = digits.empty() ? line + 1 : toInt32(digits);
+    if (digits.empty())
+        compiler_.countLine();
+    else
+        compiler_.currentLine() = toInt32(digits);
 }
 
 SourcePos Scanner::pos() const noexcept {
@@ -165,7 +156,7 @@ bool Scanner::literalCharacter(char c) {
 void Scanner::literalNewline() {
     compiler_.report(openingPos_, MessageId::NewlineInText);
     endLine();
-    ++compiler_.currentLine();
+    compiler_.countLine();
 }
 
 void Scanner::literalUnterminated() {

@@ -24,8 +24,8 @@ public:
 
     /// Goes on with this text. A literal or comment that is open stays open.
     void open(std::string text, LineMap map);
-    /// Skips the rest of the input.
-    void skipInput() noexcept;
+    /// Skips the rest of all input.
+    void skipInput() noexcept { skipping_ = true; }
 
     /// Scans the next token, going through the library chain at the end of each file. Its code is 0 at the
     /// end of all input.
@@ -35,8 +35,6 @@ public:
 
     // --- What the rules in scanner.l call ---
 
-    /// Supplies input to the generated scanner. @return number of bytes, 0 at the end
-    std::size_t read(char* buffer, std::size_t size) noexcept;
     /// A rule has matched this text.
     void match(const char* text, std::size_t length) noexcept;
     /// The match ended a line.
@@ -76,8 +74,8 @@ private:
 
     Compiler& compiler_;
     void* flex_ = nullptr;  // the generated scanner's state
-    std::string text_;      // input
-    std::size_t used_ = 0;
+    std::string text_;      // input, in which the generated scanner works
+    bool skipping_ = false;
     LineMap map_;
     std::int32_t line_ = 1;  // true line and column after the last match
     std::int32_t column_ = 1;

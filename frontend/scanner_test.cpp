@@ -48,6 +48,27 @@ TEST_F(ScannerTest, ALineAfterALineCommentQuotesTheCommentedLine) {
     EXPECT_EQ(collector_.places.at(0).line, 3);
 }
 
+TEST_F(ScannerTest, LineNumbersStayWhereTheyEnd) {
+    for (const std::string marker : {"@line 2147483647", "$$#2147483647", "$$#99999999999\n$$#"}) {
+        compile("a = 1;\n@" + marker + "\n");  // from the first column it would be a directive
+        compile(marker + "\n\n\nmain { ) }");
+    }
+    compile("a;\n @line 2147483647\n b;\n\n");
+    compile("a;\n $$#2147483647\n\n\nmain { ) }\n");
+    EXPECT_EQ(collector_.texts.at(0).substr(0, 34), "E In main, line 2147483647, found ");
+    compile("a;\n @line -2147483648\n\nmain { ) }\n");
+    EXPECT_FALSE(collector_.texts.empty());
+}
+
+TEST_F(ScannerTest, TokensMayBeOfAnyLength) {
+    // Libraries are scanned as they stand, so their lines are as long as they like.
+    const std::string much(300000, 'x');
+    write("lib.ks",
+          "/*" + much + "*/ foo { " + much + " = \"" + much.substr(0, 400) + "\"; } //" + much + "\n");
+    EXPECT_EQ(compile("library \"lib.ks\"; main { foo(); /*" + much + "*/ }\n"), 0) << messages();
+    EXPECT_NE(code().find(much.substr(0, 250)), std::string::npos);
+}
+
 TEST_F(ScannerTest, OpenLiteralsAndCommentsAreNamedWhereTheyOpen) {
     EXPECT_EQ(compile("main {\n  x = \"abc;\n}\n"), 2);
     EXPECT_EQ(collector_.texts.at(2),

@@ -74,6 +74,8 @@ bool readPiece(std::FILE* file, std::size_t most, std::string& piece);
 /// @return nothing when it cannot be opened or read
 [[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);
 
+/// True when anything has this name, and be it a link that leads nowhere. A directory does not count.
+[[nodiscard]] bool nameTaken(std::string_view systemPath);
 /// True for an existing file or directory.
 [[nodiscard]] bool pathExists(std::string_view systemPath);
 /// True for an existing file that is no directory.

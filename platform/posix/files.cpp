@@ -138,6 +138,11 @@ std::optional<std::string> readTextFile(std::string_view systemPath) {
     return text;
 }
 
+bool nameTaken(std::string_view systemPath) {
+    struct stat info;
+    return lstat(nativePath(systemPath).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
 bool pathExists(std::string_view systemPath) {
     return entryKind(nativePath(systemPath)) != EntryKind::None;
 }
