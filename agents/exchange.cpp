@@ -1,5 +1,6 @@
 #include "agents/exchange.h"
 
+#include "builtins/files/file_pool.h"
 #include "engine/values/array_record.h"
 
 #include <algorithm>

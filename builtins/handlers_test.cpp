@@ -130,7 +130,7 @@ TEST_F(HandlersTest, messagesJoinTheirPieces) {
 
 TEST_F(HandlersTest, everyArgumentErrorReportsAndYieldsOneNil) {
     ArrayRecord* array = makeElements({V(1, 1, 1)});
-    RecordInstance record;
+    RecordInstance record{ctx.pool};
     const ValueCell recordCell = ValueCell::ofObject(UserRecord, &record);
     const ValueCell v = V(1, 2, 3);
     const std::vector<Row> rows = {

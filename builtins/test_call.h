@@ -3,6 +3,7 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/files/file_methods.h"
+#include "builtins/files/file_pool.h"
 #include "builtins/store/persistent_store.h"
 #include "builtins/system/process_state.h"
 #include "engine/context/context.h"
@@ -47,12 +48,11 @@ protected:
 
     /// A value that refers to an open file of this name.
     ValueCell fileNamed(const char* path) {
-        auto record = std::make_unique<builtins::FileRecord>();
-        record->file = std::make_unique<builtins::OpenFile>(ctx);
-        record->file->path = path;
-        const ValueCell cell = builtins::fileCell(*record);
-        ctx.resources.push_back(std::move(record));
-        return cell;
+        builtins::FilePool& pool = builtins::FilePool::of(ctx);
+        builtins::FileRecord& record = pool.make();
+        record.file = std::make_unique<builtins::OpenFile>(pool);
+        record.file->path = path;
+        return builtins::fileCell(record);
     }
 
     /// Calls a function whose last argument may stand for several values; `argc` -1: as many as there are

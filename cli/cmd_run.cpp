@@ -23,7 +23,7 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
     }
     Place place;
     place.file = file;
-    place.line = watch.line > 0 ? watch.line : context.run.currentLine;
+    place.line = watch.line > 0 ? watch.line.load() : context.run.currentLine;
     return place;
 }
 

@@ -352,7 +352,7 @@ void ModuleSession::becomeWorker(std::function<void(const ShownMessage&)> relay)
 
 std::int32_t ModuleSession::endedAtLine() const {
     const KestrelRunWatch* watch = module_->watch();
-    return watch != nullptr ? watch->line : 0;
+    return watch != nullptr ? watch->line.load() : 0;
 }
 
 void ModuleSession::tellEnded(std::int32_t line) {

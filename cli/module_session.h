@@ -129,7 +129,7 @@ private:
     preview::PreviewServices services_;
     std::unique_ptr<preview::PanelFace> face_;
     std::unique_ptr<preview::ModuleHost> module_;
-    volatile std::int32_t unwatched_ = 0;  // for a module without a watch
+    platform::SharedFlag unwatched_{0};  // for a module without a watch
     std::unique_ptr<RunGuard> guard_;
     std::vector<ScriptedSurface> scripts_;
     std::vector<preview::SurfaceShader> shaders_;  // by surface

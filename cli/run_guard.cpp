@@ -11,15 +11,15 @@ namespace kestrel::cli {
 namespace {
 
 // A signal handler can only reach what lies outside every object.
-std::atomic<volatile std::int32_t*> requestedByInterrupt{nullptr};
+std::atomic<platform::SharedFlag*> requestedByInterrupt{nullptr};
 volatile std::sig_atomic_t interrupted = 0;
 volatile std::sig_atomic_t inWorker = 0;
 
-static_assert(std::atomic<volatile std::int32_t*>::is_always_lock_free, "the handler must not take a lock");
+static_assert(std::atomic<platform::SharedFlag*>::is_always_lock_free, "the handler must not take a lock");
 
 extern "C" void onInterrupt(int) {
     interrupted = 1;
-    if (volatile std::int32_t* requested = requestedByInterrupt.load()) *requested = 1;
+    if (platform::SharedFlag* requested = requestedByInterrupt.load()) *requested = 1;
     // Whoever presses a second time wants the process gone, whatever it waits for. A worker gets its parent's
     // interrupt beside that of the terminal.
     if (inWorker == 0) std::signal(SIGINT, SIG_DFL);
@@ -27,7 +27,7 @@ extern "C" void onInterrupt(int) {
 
 }  // namespace
 
-RunGuard::RunGuard(volatile std::int32_t& requested, double seconds) : seconds_(seconds) {
+RunGuard::RunGuard(platform::SharedFlag& requested, double seconds) : seconds_(seconds) {
     interrupted = 0;
     requestedByInterrupt.store(&requested);
     std::signal(SIGINT, onInterrupt);

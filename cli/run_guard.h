@@ -1,8 +1,9 @@
 // Ends a running script from outside: the time limit and Ctrl-C.
 #pragma once
 
+#include "platform/clock.h"
+
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -14,7 +15,7 @@ namespace kestrel::cli {
 class RunGuard {
 public:
     /// @param seconds  time limit in seconds, 0 = none
-    RunGuard(volatile std::int32_t& requested, double seconds);
+    RunGuard(platform::SharedFlag& requested, double seconds);
     ~RunGuard();
     RunGuard(const RunGuard&) = delete;
     RunGuard& operator=(const RunGuard&) = delete;

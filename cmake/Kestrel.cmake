@@ -11,10 +11,21 @@ elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         -Wmissing-variable-declarations -Wunused-member-function)
 endif()
 
+# Files beyond 2 GB on systems of 32 bits, too.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+
 if(KESTREL_SANITIZE)
     # -g1 is enough for the lines in their reports, and builds and links faster.
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     add_link_options(-fsanitize=address,undefined)
+endif()
+
+if(KESTREL_TINY_LIMITS)
+    add_compile_definitions(KESTREL_TINY_LIMITS)
+endif()
+if(KESTREL_COVERAGE)
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
 endif()
 
 # What nearly every source reads is read once for each target, where nothing is optimised: with optimisation g++ 12 takes

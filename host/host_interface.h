@@ -40,6 +40,10 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+#include <atomic>
+#endif
+
+#ifdef __cplusplus
 extern "C" {
 #endif
 
@@ -108,11 +112,20 @@ typedef struct ModuleDescriptor {
  * that nobody reads past the end of an older module's record. */
 #define KESTREL_EXTENSION_MAGIC 0x4b455335u
 
+/* A word of 32 bits that signal handlers and other threads may set. */
+#ifdef __cplusplus
+typedef std::atomic<int32_t> KestrelFlag;
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L && !defined(__STDC_NO_ATOMICS__)
+typedef _Atomic int32_t KestrelFlag;
+#else
+typedef volatile int32_t KestrelFlag;
+#endif
+
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
      * call, and every later run. The host sets it back to 0. */
-    volatile int32_t requested;
-    volatile int32_t line; /* where a script was ended; 0 while none was */
+    KestrelFlag requested;
+    KestrelFlag line; /* where a script was ended; 0 while none was */
 } KestrelRunWatch;
 
 /* A place in a source file: line and columns from 1, the end one past the last character; 0 = unknown. */
@@ -226,9 +239,9 @@ enum HxStateMode { HX_STATE_BINARY = 0, HX_STATE_TEXT = 1 };
  *   binary   a 32-bit number in the machine's byte order, the length of the path with its terminator; then
  *            the path with its terminator
  *
- * The module writes the full path in upper case, and reads relative and native ones as well. At most 8192
- * bytes count. Any mode but HX_STATE_TEXT is binary. `handle` is the host's; the module passes it back.
- * A state is used during load() or save() only.
+ * The module writes the full path in upper case, and reads relative and native ones as well. Of a binary
+ * state at most 8192 bytes count. Any mode but HX_STATE_TEXT is binary. `handle` is the host's; the module
+ * passes it back. A state is used during load() or save() only.
  *
  * What follows is the script's own: its `save` writes lines or bytes of any kind, and its `load` reads as
  * much of them as it likes. A host marks the end of a state by itself, since nothing in the state tells it.
@@ -239,8 +252,9 @@ typedef struct LoadState {
     void* handle;
     /* Text: stores one line without its newline, at most size - 1 characters and a terminator, and returns
      * its length. 0 is an empty line, of which those before the script's name are skipped; the end is
-     * negative, and 0 for ever never ends. Scripts read with a size of 512. Of a longer line the rest should
-     * come with the next read, so that nothing is lost; a host may drop it too.
+     * negative, and 0 for ever never ends. The line with the script's name is read with a size of 255, and
+     * scripts read with one of 512. Of a longer line the rest should come with the next read, so that nothing
+     * is lost (a long path is put together again); a host may drop it too.
      * Binary: stores up to `size` bytes, without a terminator, and returns how many; 0 at the end, and then
      * again each time. Fewer than are wanted are no end: the module asks for the rest. */
     int32_t (*read)(void* handle, char* buffer, int32_t size);
@@ -354,8 +368,9 @@ typedef struct InfoMessages {
 /* The file dialog. Called by "ShaderInterface" for a script; and while a script is compiled, for a file that
  * it needs and that is nowhere on the library path: then only a file of the very name `fileName` will do.
  *
- * The buffers are the module's; each takes `size` characters and a terminator. In `fileName` stands a name,
- * or patterns such as "*.ks;*.kxl"; in `path` where to start, maybe nothing, and on return the chosen
+ * The buffers are the module's; a host may write `size` characters into each, the terminator included. What
+ * stands in them before may be longer. In `fileName` stands a
+ * name, or patterns such as "*.ks;*.kxl"; in `path` where to start, maybe nothing, and on return the chosen
  * directory; `fullName` receives the full path of the choice. A result below 1 means cancelled, as does a
  * null function.
  */

@@ -4,14 +4,16 @@
 #include "host/plugin_state.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace kestrel {
 
 namespace {
 
-void releaseServices(const PluginState& state) {
-    if (state.hostGlobal == nullptr) return;
+/// Once: they are not looked up again, though they stay in use, and none that was not looked up is released.
+void releaseServices(PluginState& state) {
+    if (!std::exchange(state.holdsServices, false)) return;
     for (const char* name : {HX_SERVICE_FILE_REQUEST, HX_SERVICE_MESSAGES, HX_SERVICE_ITEM_INFO,
                              HX_SERVICE_OBJECT_INFO, HX_SERVICE_BONE_INFO, HX_SERVICE_LIGHT_INFO,
                              HX_SERVICE_CAMERA_INFO, HX_SERVICE_SCENE_INFO, HX_SERVICE_IMAGE_LIST})
@@ -70,6 +72,8 @@ Working::~Working() {
         ShaderInstance* const following = instance->nextEnding;
         try {
             endInstance(state_, *instance);
+        } catch (const std::bad_alloc&) {
+            state_.messages.showFailure(kServerName, "memory exhausted");
         } catch (const std::exception& failure) {
             state_.messages.showFailure(kServerName, failure.what());
         } catch (...) {

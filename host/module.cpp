@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace kestrel {
@@ -27,6 +28,8 @@ template <class Result, class Body>
 Result guarded(Result fallback, Body&& body) noexcept {
     try {
         return body();
+    } catch (const std::bad_alloc&) {
+        showFailure("memory exhausted");
     } catch (const std::exception& failure) {
         showFailure(failure.what());
     } catch (...) {
@@ -207,7 +210,10 @@ std::int32_t activateHandler(std::int32_t version, HostGlobal global, void* loca
     return guarded<std::int32_t>(HXM_MISSING_SERVICE, [&]() -> std::int32_t {
         PluginState& state = pluginState();
         state.hostGlobal = global;
-        if (state.activationCount == 0 && !acquireServices(state, global)) return HXM_MISSING_SERVICE;
+        if (state.activationCount == 0) {
+            if (!acquireServices(state, global)) return HXM_MISSING_SERVICE;
+            state.holdsServices = true;
+        }
         ++state.activationCount;
         state.activationNumber = static_cast<std::int16_t>(state.activationCount);
         if (local != nullptr) {

@@ -9,7 +9,7 @@ namespace kestrel {
 
 namespace {
 
-/// Room for what a dialog writes, well above the size that it is told.
+/// Room for what a dialog writes, well above the size that it is told: some forget the terminator, or worse.
 constexpr std::size_t kDialogBuffer = 4096;
 
 class DialogText {

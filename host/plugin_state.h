@@ -53,8 +53,9 @@ struct PluginState {
     std::int16_t activationNumber = 0;  ///< the latest count; stamped into new instances
     HostGlobal hostGlobal = nullptr;    ///< of the latest activation
     HostServices services;
-    bool endedAborted = false;  ///< the instance destroyed last left its script with the abort flag set
-    RunWatch watch;             ///< exported behind the module's descriptor
+    bool holdsServices = false;  ///< looked up and not released since
+    bool endedAborted = false;   ///< the instance destroyed last left its script with the abort flag set
+    RunWatch watch;              ///< exported behind the module's descriptor
     HostMessages messages{services};
     ScriptEnvironment environment{&messages, &watch, Settings::Store};
     std::list<ShaderInstance> instances;            ///< every live instance, in order of creation

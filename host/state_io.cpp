@@ -1,7 +1,9 @@
 #include "host/state_io.h"
 
 #include "host/lent.h"
+#include "host/locate_component.h"
 #include "host/state_bytes.h"
+#include "platform/files.h"
 
 #include <array>
 #include <cstdint>
@@ -15,8 +17,10 @@ namespace kestrel {
 namespace {
 
 constexpr std::string_view kLinePrefix = "Script ";
-/// Longer than any path, so that a scene's script is never refused for the length of its name.
-constexpr std::size_t kLongestLine = 8192;
+/// The buffer for the line with the script's name, and what a binary state may claim for it.
+constexpr std::size_t kLineBuffer = 255;
+constexpr std::size_t kLongestPiece = kLineBuffer - 1;
+constexpr std::size_t kLongestName = 8192;
 
 enum ScriptMode { kTextMode = 1, kBinaryMode = 2 };  // what a script's `load` and `save` are told
 
@@ -24,15 +28,30 @@ ScriptMode scriptMode(std::int32_t hostMode) {
     return hostMode == HX_STATE_TEXT ? kTextMode : kBinaryMode;
 }
 
-std::optional<std::string> readNameLine(const LoadState& from) {
-    std::vector<char> buffer(kLongestLine + 1);
+/// @return false at the end of the data
+bool readLinePiece(const LoadState& from, std::string& piece) {
+    std::array<char, kLineBuffer + 1> buffer{};  // room for a terminator that a host forgets
     std::int32_t count = 0;
-    while (count == 0) count = from.read(from.handle, buffer.data(), static_cast<std::int32_t>(kLongestLine));
-    buffer.back() = '\0';
-    std::string_view line = buffer.data();
-    line = line.substr(0, line.find_first_of("\r\n"));
-    if (count < 0 || !line.starts_with(kLinePrefix)) return std::nullopt;
-    return std::string(line.substr(kLinePrefix.size()));
+    while (count == 0) count = from.read(from.handle, buffer.data(), static_cast<std::int32_t>(kLineBuffer));
+    piece = buffer.data();
+    return count > 0;
+}
+
+std::string nameIn(std::string_view line) {
+    return std::string(line.substr(kLinePrefix.size(), line.find_first_of("\r\n") - kLinePrefix.size()));
+}
+
+std::optional<std::string> readNameLine(const LoadState& from) {
+    std::string line;
+    if (!readLinePiece(from, line) || !line.starts_with(kLinePrefix)) return std::nullopt;
+    // A long path comes in pieces. One that just fills the first must not take what is the script's.
+    bool goesOn = line.size() >= kLongestPiece;
+    while (goesOn && line.size() < kLongestName && !platform::fileExists(absoluteSystemPath(nameIn(line)))) {
+        std::string piece;
+        goesOn = readLinePiece(from, piece) && piece.size() >= kLongestPiece;
+        line += piece;
+    }
+    return nameIn(line);
 }
 
 std::optional<std::string> readNameBlock(const LoadState& from) {
@@ -40,7 +59,7 @@ std::optional<std::string> readNameBlock(const LoadState& from) {
     std::array<char, sizeof length> lengthBytes{};
     if (!readAll(from, lengthBytes.data(), lengthBytes.size())) return std::nullopt;
     std::memcpy(&length, lengthBytes.data(), sizeof length);
-    if (length < 1 || length > static_cast<std::int32_t>(kLongestLine)) return std::nullopt;
+    if (length < 1 || length > static_cast<std::int32_t>(kLongestName)) return std::nullopt;
     std::vector<char> name(static_cast<std::size_t>(length) + 1);
     if (!readAll(from, name.data(), static_cast<std::size_t>(length))) return std::nullopt;
     return std::string(name.data());

@@ -118,7 +118,7 @@ TEST(NamedSemaphore, OneHolderAtATimeAndACountOfAtMostOne) {
     std::optional<NamedSemaphore> two = NamedSemaphore::openOrCreate(name);
     ASSERT_TRUE(one && two);
     EXPECT_EQ(two->acquire(nullptr, milliseconds(1)), Wait::TimedOut) << "made with count 0";
-    const std::int32_t flag = 1;
+    const SharedFlag flag{1};
     EXPECT_EQ(two->acquire(&flag), Wait::Cancelled);
     one->release();
     one->release();

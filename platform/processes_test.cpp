@@ -121,7 +121,7 @@ TEST_F(Processes, AChannelTakesWhatFindsRoom) {
 }
 
 TEST_F(Processes, ACancelledWaitLeavesTheProgramToItsOwner) {
-    std::int32_t requested = 1;
+    SharedFlag requested{1};
     std::optional<Process> process = Process::start({"sleep", "60"});
     ASSERT_TRUE(process);
     EXPECT_EQ(process->wait(&requested), std::nullopt);
@@ -135,7 +135,7 @@ TEST_F(Processes, ACancelledWaitLeavesTheProgramToItsOwner) {
 TEST_F(Processes, ACancelledCommandEndsWithAllThatItStarted) {
     if (isTerminal(Stream::Input)) GTEST_SKIP() << "commands share the terminal's group";
     const std::string pidFile = (root_ / "pid").string();
-    volatile std::int32_t requested = 0;
+    SharedFlag requested{0};
     std::thread canceller([&] {
         while (!fs::exists(pidFile) || fs::file_size(pidFile) == 0) std::this_thread::yield();
         requested = 1;

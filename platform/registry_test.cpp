@@ -106,7 +106,7 @@ TEST_F(RegistryStore, AStoreThatStaysLockedIsGivenUp) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
         << "waited for once, not for each";
     Registry cancelled(database_);
-    const std::int32_t flag = 1;
+    const SharedFlag flag{1};
     cancelled.setCancel(&flag);
     for (int i = 0; i < 10; ++i) EXPECT_FALSE(cancelled.keyExists(kUser, "Key"));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));

@@ -129,7 +129,6 @@ TEST_F(FileErrorsTest, whatCannotBeOpenedIsNil) {
     EXPECT_FALSE(open(directory.string(), "r"));
     EXPECT_FALSE(open("", "w"));
     EXPECT_FALSE(open(path("none"), "r"));
-    EXPECT_TRUE(ctx.resources.empty());
     std::filesystem::permissions(path(), std::filesystem::perms::none);
     const bool readable = std::ifstream(path()).is_open();  // as it is to an administrator
     EXPECT_EQ(open(path(), "r"), readable);
@@ -157,6 +156,49 @@ TEST_F(FileErrorsTest, withoutAnIndexLinesHaveNoNumbers) {
     EXPECT_FALSE(ctx.run.abort);
     expectError("line", {I(1)}, "illegal invocation of (File)f.line() method");
     EXPECT_TRUE(ctx.run.abort);
+}
+
+TEST_F(FileErrorsTest, onlySoManyFilesAreOpenAtATime) {
+    ctx.run.currentLine = 12;
+    put("x\n");
+    std::vector<Variable> held(builtins::FilePool::kMostOpen);
+    for (Variable& variable : held)
+        assignVariable(ctx, variable, builtins::fileCell(*builtins::openScriptFile(ctx, path(), "r")));
+    EXPECT_FALSE(open(path(), "r"));
+    EXPECT_EQ(shown.back().line2, "Line 12, 256 files are open, which is as many as a script can have");
+    EXPECT_FALSE(ctx.run.abort);
+    shown.clear();
+
+    // One that is closed makes room, and so does one that nobody holds.
+    auto* first = builtins::fileRecord(held.front().object);
+    first->close();
+    EXPECT_TRUE(open(path(), "r"));
+    assignVariable(ctx, held.front(), nil());
+    assignVariable(ctx, held.back(), N(1));
+    EXPECT_EQ(call("File", {S(path().c_str()), S("r")}), "type 67");
+    EXPECT_TRUE(open(path(), "r")) << "as what the call before gave out is lost";
+    EXPECT_TRUE(shown.empty());
+    EXPECT_EQ(method("read"), "'x'");
+}
+
+TEST_F(FileErrorsTest, recordsOfLostFilesAreUsedAgain) {
+    put("x\n");
+    ASSERT_TRUE(open(path(), "r"));
+    Variable other;
+    assignVariable(ctx, other, builtins::fileCell(*builtins::fileRecord(object.object)));
+    assignVariable(ctx, object, nil());
+    for (int i = 0; i < 20'000; ++i) {
+        ASSERT_TRUE(open(path(), "r"));
+        method("close");
+        if (i % 100 == 0) files.sweep(ctx);
+    }
+    object.object = other.object;
+    EXPECT_EQ(method("read"), "'x'") << "still the first, and open";
+    EXPECT_LT(ctx.pool.liveBlocks(), 1000u);
+    std::size_t descriptors = 0;
+    for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+        ++descriptors;
+    EXPECT_LT(descriptors, 100u);
 }
 
 TEST_F(FileErrorsTest, endlessTextEndsTheRun) {

@@ -2,6 +2,7 @@
 
 #include "builtins/common/handlers.h"
 #include "builtins/common/joined_text.h"
+#include "builtins/files/file_pool.h"
 #include "engine/operations/file_names.h"
 #include "engine/operations/operators.h"
 
@@ -123,7 +124,8 @@ const char* modeArgument(const BuiltinCall& call, int i) noexcept {
 
 }  // namespace
 
-FileKind::FileKind() : ObjectKind(ObjectInterface("File", {}, kMethods, kWording), {.appendable = true}) {}
+FileKind::FileKind()
+    : ObjectKind(ObjectInterface("File", {}, kMethods, kWording), {.counted = true, .appendable = true}) {}
 
 bool FileKind::text(TextUse use, const void* object, ObjectText& out) const {
     out = {.before = "", .body = nameOf(object), .after = ""};
@@ -159,6 +161,23 @@ StoredAs FileKind::storedAs() const {
     return {.type = "fob", .scriptOnly = true};
 }
 
+void* FileKind::assigned(EngineContext& ctx, void* object) {
+    hold(ctx, object);
+    return object;
+}
+
+void FileKind::hold(EngineContext& ctx, void* object) {
+    FilePool::of(ctx).hold(fileRecord(object));
+}
+
+void FileKind::drop(EngineContext& ctx, void* object) {
+    FilePool::of(ctx).drop(fileRecord(object));
+}
+
+void FileKind::sweep(EngineContext& ctx) {
+    if (ctx.files != nullptr) FilePool::of(ctx).sweep();
+}
+
 void FileKind::runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) {
     FileRecord* record = fileRecord(object.object);
     if (record == nullptr || (record->file == nullptr && row.detail != kNothing)) {
@@ -181,7 +200,7 @@ void open(FileCall& call) {
     if (mode == nullptr) return call.failType(2);
     if (!call.arg(0).isText()) return call.failType(1);
     std::string path = convertSeparators(call.ctx, call.arg(0).payload.text);
-    call.resultInteger(call.record.open(call.ctx, std::move(path), mode) ? 1 : 0);
+    call.resultInteger(call.record.open(std::move(path), mode) ? 1 : 0);
 }
 
 void reopen(FileCall& call) {
@@ -193,7 +212,7 @@ void reopen(FileCall& call) {
     FileRecord& record = call.record;
     std::optional<std::string> delimiter = std::move(record.file->delimiter);
     const bool printNil = record.file->printNil;
-    const bool opened = record.open(call.ctx, std::string(record.file->path), mode);
+    const bool opened = record.open(std::string(record.file->path), mode);
     if (opened) {
         record.file->delimiter = std::move(delimiter);
         record.file->printNil = printNil;

@@ -43,6 +43,10 @@ public:
     [[nodiscard]] bool refusedInLists(const void* object, const Variable& target, std::string_view& label,
                                       std::string_view& name) const override;
     [[nodiscard]] StoredAs storedAs() const override;
+    [[nodiscard]] void* assigned(EngineContext& ctx, void* object) override;
+    void hold(EngineContext& ctx, void* object) override;
+    void drop(EngineContext& ctx, void* object) override;
+    void sweep(EngineContext& ctx) override;
 
 protected:
     void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) override;

@@ -1,8 +1,9 @@
 #include "builtins/files/file_record.h"
 
-#include "engine/operations/file_names.h"
+#include "builtins/files/file_pool.h"
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -31,6 +32,14 @@ LineIndex indexLines(const EngineContext& ctx, std::FILE* file) {
 
 }  // namespace
 
+OpenFile::OpenFile(FilePool& pool) : text(pool.context), pool_(pool) {
+    ++pool_.open_;
+}
+
+OpenFile::~OpenFile() {
+    --pool_.open_;
+}
+
 bool OpenFile::readable() const noexcept {
     return mode.front() == 'r' || mode.find('+') != std::string::npos;
 }
@@ -47,13 +56,14 @@ void OpenFile::turn(Direction next) {
     standsAtLine = -1;
 }
 
-bool FileRecord::open(EngineContext& ctx, std::string path, std::string_view mode) {
+bool FileRecord::open(std::string path, std::string_view mode) {
+    const EngineContext& ctx = pool.context;
     close();
-    if (mode.size() > kLongestMode) return false;
+    if (mode.size() > kLongestMode || !pool.mayOpen()) return false;
     platform::FileHandle opened = platform::openFile(path, mode);
     if (opened == nullptr) return false;
 
-    file = std::make_unique<OpenFile>(ctx);
+    file = std::make_unique<OpenFile>(pool);
     file->stream = std::move(opened);
     file->path = std::move(path);
     file->mode = mode;
@@ -85,20 +95,6 @@ int FileRecord::close() {
 void FileRecord::flush() noexcept {
     if (file != nullptr && file->direction == OpenFile::Direction::Writing)
         platform::flushFile(file->stream.get());
-}
-
-FileRecord* openScriptFile(EngineContext& ctx, std::string_view name, std::string_view mode) {
-    // Records stay until the script is unloaded, so one that opens files again and again must end somewhere.
-    constexpr std::size_t kMostResources = 1'000'000;
-    if (ctx.resources.size() >= kMostResources) {
-        ctx.report(MessageId::MemoryExhausted);
-        return nullptr;
-    }
-    auto record = std::make_unique<FileRecord>();
-    if (!record->open(ctx, convertSeparators(ctx, name), mode)) return nullptr;
-    FileRecord* const opened = record.get();
-    ctx.resources.push_back(std::move(record));
-    return opened;
 }
 
 }  // namespace kestrel::builtins

@@ -15,9 +15,14 @@
 
 namespace kestrel::builtins {
 
+class FilePool;
+
 /// The state of an open file.
 struct OpenFile {
-    explicit OpenFile(EngineContext& ctx) noexcept : text(ctx) {}
+    explicit OpenFile(FilePool& pool);
+    ~OpenFile();
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
 
     platform::FileHandle stream;
     std::string path;       ///< as scripts see it
@@ -45,26 +50,28 @@ struct OpenFile {
 
 private:
     void turn(Direction next);
+
+    FilePool& pool_;
 };
 
-/// What the payload of a FileObj points to. The script owns it until it is
-/// unloaded, because values that refer to it are not counted.
-struct FileRecord final : ScriptResource {
-    std::unique_ptr<OpenFile> file;  ///< null: closed
+/// What the payload of a FileObj points to. Variables, elements and members that hold it are counted.
+struct FileRecord {
+    explicit FileRecord(FilePool& owner) noexcept : pool(owner) {}
 
     /// Closes what is open, then opens the file and, for a text, looks where its lines begin.
     /// @param path  with separators converted
-    /// @return false when it does not open; the record is closed then
-    bool open(EngineContext& ctx, std::string path, std::string_view mode);
+    /// @return false when it does not open, also after reporting that too many are open; the record is closed
+    /// then
+    bool open(std::string path, std::string_view mode);
     /// @return 0, or -1 when not everything could be written
     int close();
-    void flush() noexcept override;
-};
+    void flush() noexcept;
 
-/// Opens a file for a new value of the script.
-/// @param name  as scripts write it
-/// @return null when it does not open, and after reporting that there are too many
-[[nodiscard]] FileRecord* openScriptFile(EngineContext& ctx, std::string_view name, std::string_view mode);
+    std::unique_ptr<OpenFile> file;  ///< null: closed
+    FilePool& pool;
+    std::int32_t holders = 0;
+    std::size_t looseIndex = 0;  ///< the pool's own
+};
 
 /// The record behind a FileObj's payload; null where there is none.
 [[nodiscard]] inline FileRecord* fileRecord(void* object) noexcept {

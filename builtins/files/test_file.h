@@ -3,6 +3,7 @@
 
 #include "builtins/files/file_methods.h"
 #include "builtins/test_call.h"
+#include "engine/operations/assignment.h"
 #include "platform/environment.h"
 
 #include <algorithm>
@@ -35,10 +36,11 @@ protected:
         return {std::istreambuf_iterator<char>(in), {}};
     }
 
-    /// Makes `f` the object that File() yields, if it yields one.
+    /// Makes `f` a file, as an assignment of what File() yields does, if it yields one.
     bool open(const std::string& file, const char* mode) {
-        if (call("File", {S(file.c_str()), S(mode)}) == "nil") return false;
-        object.object = static_cast<builtins::FileRecord*>(ctx.resources.back().get());
+        builtins::FileRecord* record = builtins::openScriptFile(ctx, file, mode);
+        if (record == nullptr) return false;
+        assignVariable(ctx, object, builtins::fileCell(*record));
         return true;
     }
     /// The object with a file of this content, opened in this mode.

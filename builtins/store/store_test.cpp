@@ -94,7 +94,7 @@ TEST_F(StoreTest, defaultsStandInForWhatWasNeverStored) {
 }
 
 TEST_F(StoreTest, recordsComeBackAsTheirMembers) {
-    RecordInstance record;
+    RecordInstance record{ctx.pool};
     for (const ValueCell& value : {N(0.5), I(3), S("name"), V(1, 2, 3), nil(), A(nullptr)}) {
         record.members.emplace_back();
         record.members.back().value = value;

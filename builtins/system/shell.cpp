@@ -8,6 +8,7 @@
 #include "platform/command_processor.h"
 #include "platform/environment.h"
 #include "platform/files.h"
+#include "platform/paths.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -35,12 +36,13 @@ public:
             if (attempt > 0) path_ += process;
             if (attempt > 1) path_ += "." + std::to_string(attempt);
             path_ += extension;
+            native_ = platform::nativePath(path_);  // before there is anything to remove
             file_ = platform::createFile(path_);
         }
         created_ = file_ != nullptr;
     }
     ~WorkFile() {
-        if (created_) platform::removeFile(path_);
+        if (created_) std::remove(native_.c_str());  // needs no memory
     }
     WorkFile(const WorkFile&) = delete;
     WorkFile& operator=(const WorkFile&) = delete;
@@ -56,6 +58,7 @@ public:
 private:
     static constexpr int kAttempts = 16;
     std::string path_;
+    std::string native_;
     platform::FileHandle file_;
     bool created_ = false;
 };

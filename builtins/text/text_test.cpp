@@ -94,7 +94,7 @@ TEST_F(TextTest, everyArgumentErrorReportsAndYieldsOneNil) {
     const ValueCell grid = ValueCell::ofArray(makeArray(ctx, sizes, Nil), &names[0]);
     const ValueCell list = ValueCell::ofArray(makeElements({N(1), N(2)}), &names[1]);
     const ValueCell none = ValueCell::ofArray(nullptr, &names[2]);
-    RecordInstance record;
+    RecordInstance record{ctx.pool};
     const ValueCell recordCell = ValueCell::ofObject(UserRecord, &record);
     const std::vector<Row> rows = {
         {"parse", {N(1), nil()}, "invalid argument 2 type to parse()"},

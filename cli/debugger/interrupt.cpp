@@ -8,7 +8,7 @@ namespace kestrel::cli {
 namespace {
 
 // A signal handler can only reach what lies outside every object.
-volatile std::int32_t interrupted = 0;
+platform::SharedFlag interrupted{0};
 
 extern "C" void onDebuggerInterrupt(int) {
     interrupted = 1;

@@ -27,6 +27,7 @@ void EngineContext::reset() {
     queues.reset();
     stack.forgetTo(0);  // the pool takes the texts with it
     resources.clear();
+    files = nullptr;
     arrays.clear();
     records.clear();
     looseObjects = 0;

@@ -58,8 +58,8 @@ public:
 /// stops at the next backward jump or call (after a built-in, which may have waited), storing the line it
 /// stopped at. The run's abort flag is set then; nothing is reported.
 struct RunWatch {
-    volatile std::int32_t requested = 0;
-    volatile std::int32_t line = 0;
+    platform::SharedFlag requested{0};
+    platform::SharedFlag line{0};
 };
 
 /// What a built-in keeps for a script and lets go of when it is unloaded: open files, references to programs.
@@ -148,11 +148,13 @@ public:
     std::uint32_t randomState = 1;                     ///< of random() and randu()
     std::string scriptFile;                            ///< path as handed to the compiler, letter case kept
     int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
-    std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every array of the script, until teardown
+    std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every one; collectArrays() says when it goes
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
     std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds
     std::vector<std::unique_ptr<ScriptResource>>
-        resources;                         ///< let go before the pool, in which they keep texts
+        resources;  ///< let go before the pool, in which they keep texts
+    ScriptResource* files =
+        nullptr;  ///< the one of `resources` that has the open files; null until there is one
     std::unique_ptr<ScriptQueues> queues;  ///< null until it is asked for
 
     /// Reports a message about the line being run. One that aborts sets the abort flag first.

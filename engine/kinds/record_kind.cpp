@@ -12,6 +12,9 @@ namespace kestrel {
 namespace {
 
 RecordInstance* registerRecord(EngineContext& ctx, std::unique_ptr<RecordInstance> record) {
+    // One too many is no matter: the run ends with it.
+    if (!record->memory.resize(sizeof(RecordInstance) + record->members.size() * sizeof(RecordMember)))
+        ctx.pool.exhausted();
     record->index = ctx.records.size();
     ++ctx.looseObjects;
     ctx.records.push_back(std::move(record));
@@ -52,7 +55,7 @@ RecordInstance* instance(void* object) noexcept {
 }  // namespace
 
 RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration) {
-    auto record = std::make_unique<RecordInstance>();
+    auto record = std::make_unique<RecordInstance>(ctx.pool);
     record->declaration = &declaration;
     record->members.reserve(static_cast<std::size_t>(declaration.fieldCount));
     for (const RecordField* field = declaration.fields.head; field != nullptr; field = field->next) {
@@ -63,7 +66,7 @@ RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration
 }
 
 RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source) {
-    auto record = std::make_unique<RecordInstance>();
+    auto record = std::make_unique<RecordInstance>(ctx.pool);
     record->declaration = source.declaration;
     record->members.reserve(source.members.size());
     for (const RecordMember& member : source.members) {

@@ -6,16 +6,13 @@
 #include "engine/operations/members.h"
 #include "engine/operations/slots.h"
 #include "engine/program/node_modes.h"
+#include "engine/values/limits.h"
 
 #include <algorithm>
 
 namespace kestrel {
 
 namespace {
-
-/// Elements that an array may have. More cells than this did not fit into the address space of 32 bits that
-/// scripts were written for.
-constexpr std::int64_t kMaxElements = 30'000'000;
 
 /// Calls visit(k, cell) for each index value of a list, until it says no.
 template <class Visit>
@@ -151,9 +148,15 @@ void declareArray(EngineContext& ctx, const CodeNode& node) {
     if (array != nullptr) adoptArray(ctx, node, *array);
 }
 
-bool fits(EngineContext& ctx, std::int64_t count) {
-    if (count <= kMaxElements) return true;
-    ctx.report(MessageId::MemoryExhausted);
+constexpr std::size_t bytesOf(std::size_t elements) noexcept {
+    return sizeof(ArrayRecord) + elements * sizeof(ValueCell);
+}
+
+/// Takes the memory for this many elements out of the script's budget.
+/// @return false after reporting that there is not so much
+bool charge(EngineContext& ctx, ArrayRecord& array, std::size_t elements) {
+    if (elements <= kMaxElements && array.memory.resize(bytesOf(elements))) return true;
+    ctx.pool.exhausted();
     return false;
 }
 
@@ -169,8 +172,9 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
     std::int64_t count = 1;
     for (const std::int64_t size : dims)
         if (__builtin_mul_overflow(count, size, &count)) count = kMaxElements + 1;
-    if (!fits(ctx, count)) return nullptr;
-    auto array = std::make_unique<ArrayRecord>();
+    const auto elements = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
+    auto array = std::make_unique<ArrayRecord>(ctx.pool);
+    if (!charge(ctx, *array, elements)) return nullptr;
     for (std::size_t k = 0; k < dims.size(); ++k) {
         array->dims[k] = static_cast<std::int32_t>(
             std::clamp<std::int64_t>(dims[k], std::numeric_limits<std::int32_t>::min(), kMaxElements));
@@ -179,18 +183,25 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
     array->owner = activeFunction(ctx);
     ValueCell fresh = ValueCell::ofNil();
     fresh.type = fill;
-    array->elements.assign(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), fresh);
-    array->index = ctx.arrays.size();
+    array->elements.assign(elements, fresh);
     ctx.arrays.push_back(std::move(array));
     return ctx.arrays.back().get();
 }
 
 bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
-    if (!fits(ctx, count)) return false;
     const auto size = static_cast<std::size_t>(count);
     for (std::size_t i = size; i < array.elements.size(); ++i) clearElement(ctx, array.elements[i]);
-    if (size > array.elements.capacity())
-        array.elements.reserve(std::max(size, array.elements.capacity() * 2));
+    if (size > array.elements.capacity()) {
+        const std::size_t room =
+            std::max(size, std::min(array.elements.capacity() * 2, static_cast<std::size_t>(kMaxElements)));
+        // Where there is no memory for later ones there may be some for those that are wanted.
+        if (room > size && array.memory.resize(bytesOf(room)))
+            array.elements.reserve(room);
+        else if (charge(ctx, array, size))
+            array.elements.reserve(size);
+        else
+            return false;
+    }
     array.elements.resize(size, ValueCell::ofNil());
     array.dims[0] = static_cast<std::int32_t>(count);
     return true;

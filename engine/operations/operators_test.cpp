@@ -30,7 +30,7 @@ protected:
         EXPECT_EQ(text, "");
         return "E";
     }
-    RecordInstance record_;
+    RecordInstance record_{ctx.pool};
 };
 
 TEST_F(Operators, GiveTheResultOfEveryPairOfTypes) {

@@ -22,19 +22,21 @@
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
+#include "engine/run/collector.h"
 #include "engine/run/instructions.h"
 
+#include <new>
 #include <utility>
 
 namespace kestrel {
 
 namespace {
 
-/// How often, in statements, a run that does not return to the host looks whether text that nobody borrows
-/// any more is worth releasing, and from how much on it is.
+/// How often, in statements, a run that does not return to the host looks whether texts that nobody borrows
+/// any more, and arrays that are lost, are worth releasing, and from how much on they are.
 constexpr int kSweepInterval = 256;
 constexpr std::size_t kSweepBytes = 1u << 20;
-/// With this much of it the run looks after every statement: a few large texts would fill the memory before.
+/// With this much of it the run looks after every statement: a few large ones would fill the memory before.
 constexpr std::size_t kSweepAtOnceBytes = 64u << 20;
 
 class StackBorrowers final : public Pool::Borrowers {
@@ -55,6 +57,7 @@ private:
 void sweep(EngineContext& ctx) {
     if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
     if (ctx.looseObjects > kSweepInterval) ctx.kinds().sweep(ctx);
+    if (ctx.pool.grownBytes() > kSweepBytes) collectArrays(ctx);
 }
 
 /// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
@@ -63,7 +66,8 @@ class Sweeper {
 public:
     explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
     void statementEnded() {
-        if (--statementsLeft_ > 0 && ctx_.pool.deferredBytes() < atOnceBytes_) [[likely]]
+        const Pool& pool = ctx_.pool;
+        if (--statementsLeft_ > 0 && pool.deferredBytes() + pool.grownBytes() < atOnceBytes_) [[likely]]
             return;
         sweep(ctx_);
         statementsLeft_ = kSweepInterval;
@@ -457,7 +461,12 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     const std::size_t depth = ctx.run.frames.size();
     const std::size_t calls = ctx.run.calls.size();
     ctx.run.frames.emplace_back();
-    executeRun(ctx, start, end);
+    try {
+        executeRun(ctx, start, end);
+    } catch (const std::bad_alloc&) {
+        ctx.run.returned = false;
+        ctx.report(MessageId::MemoryExhausted);
+    }
     // A run that was ended from the middle of a call leaves frames and call records behind.
     while (ctx.run.calls.size() > calls) {
         FunctionRecord& left = *ctx.run.calls.back().function;

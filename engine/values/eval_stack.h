@@ -1,6 +1,7 @@
-// The evaluation stack: 4096 cells, checked on every push.
+// The evaluation stack, checked on every push.
 #pragma once
 
+#include "engine/values/limits.h"
 #include "engine/values/pool.h"
 #include "engine/values/value.h"
 
@@ -8,8 +9,6 @@
 #include <memory>
 
 namespace kestrel {
-
-inline constexpr int kStackCells = 4096;
 
 class EvalStack {
 public:

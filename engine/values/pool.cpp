@@ -1,5 +1,7 @@
 #include "engine/values/pool.h"
 
+#include "engine/values/limits.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -14,7 +16,6 @@ namespace {
 /// A prime, so that addresses, all multiples of 16, spread over all buckets.
 constexpr std::size_t kBuckets = 30011;
 constexpr std::size_t kAlign = 16;
-constexpr std::size_t kDefaultLimit = std::size_t{2} << 30;
 constexpr std::size_t kMostBytes = SIZE_MAX / 2;  ///< keeps sums of sizes from wrapping around
 
 constexpr std::uint8_t kFlagClear = 1;     ///< cleared when it was allocated and not retained since
@@ -46,7 +47,7 @@ struct Pool::Impl {
     std::array<Header*, kBuckets> table{};
     Header* deferred = nullptr;
     Exhaustion* exhaustion = nullptr;
-    std::size_t limit = kDefaultLimit;
+    std::size_t limit = kMemoryLimit;
     std::size_t liveBlocks = 0;
     std::size_t liveBytes = 0;
     std::uint64_t allocations = 0;
@@ -82,10 +83,10 @@ Pool::~Pool() {
 
 void* Pool::alloc(std::size_t size, bool clear) {
     Impl& self = *impl_;
-    const std::size_t used = self.liveBytes + deferredBytes_;
-    if (size > self.limit || used >= self.limit) return self.fail();
+    const std::size_t room = freeBytes();
+    if (size > room) return self.fail();
     const std::size_t total = (size + sizeof(Header) + kAlign - 1) / kAlign * kAlign;
-    if (total > self.limit - used) return self.fail();
+    if (total > room) return self.fail();
     // malloc aligns for any type, as alignas(Header) asks.
     auto* header = static_cast<Header*>(clear ? std::calloc(1, total) : std::malloc(total));
     if (header == nullptr) return self.fail();
@@ -101,6 +102,26 @@ void* Pool::alloc(std::size_t size, bool clear) {
     ++self.liveBlocks;
     self.liveBytes += total;
     return header + 1;
+}
+
+std::size_t Pool::freeBytes() const noexcept {
+    const std::size_t used = impl_->liveBytes + deferredBytes_ + chargedBytes_;
+    return impl_->limit - std::min(impl_->limit, used);
+}
+
+bool Pool::Share::resize(std::size_t bytes) noexcept {
+    if (bytes > bytes_) {
+        const std::size_t more = bytes - bytes_;
+        if (more > pool_.freeBytes()) return false;
+        pool_.grownBytes_ += more;
+    }
+    pool_.chargedBytes_ += bytes - bytes_;  // wraps around where it shrinks
+    bytes_ = bytes;
+    return true;
+}
+
+void Pool::exhausted() {
+    impl_->fail();
 }
 
 char* Pool::strdup(std::string_view text) {

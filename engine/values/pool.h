@@ -54,18 +54,47 @@ public:
     /// Releases everything. The pool is usable again afterwards.
     void teardown() noexcept;
 
+    /// Memory of the script that lies elsewhere, such as the elements of its arrays, and counts against the
+    /// same limit.
+    class Share {
+    public:
+        explicit Share(Pool& pool) noexcept : pool_(pool) {}
+        ~Share() { pool_.chargedBytes_ -= bytes_; }
+        Share(const Share&) = delete;
+        Share& operator=(const Share&) = delete;
+
+        /// The whole size from now on.
+        /// @return false where more than the limit grants was wanted; nothing has changed then, nor been
+        /// reported
+        [[nodiscard]] bool resize(std::size_t bytes) noexcept;
+
+    private:
+        Pool& pool_;
+        std::size_t bytes_ = 0;
+    };
+    /// Reports that memory is exhausted.
+    void exhausted();
+
+    [[nodiscard]] std::size_t chargedBytes() const noexcept { return chargedBytes_; }
+    /// By how much shares have grown since collected(): what there may be to let go of elsewhere.
+    [[nodiscard]] std::size_t grownBytes() const noexcept { return grownBytes_; }
+    void collected() noexcept { grownBytes_ = 0; }
     [[nodiscard]] std::size_t deferredBytes() const noexcept { return deferredBytes_; }
     [[nodiscard]] std::size_t liveBlocks() const noexcept;
     [[nodiscard]] std::size_t liveBytes() const noexcept;
     [[nodiscard]] std::uint64_t allocations() const noexcept;
     [[nodiscard]] std::uint64_t releases() const noexcept;
-    /// Largest total that `alloc` grants, in bytes. Default 2 GiB, what a process of 32 bits could hold.
+    /// Largest total that `alloc` and shares grant, in bytes. kMemoryLimit at first.
     void setLimit(std::size_t bytes) noexcept;
 
 private:
     struct Impl;
+    [[nodiscard]] std::size_t freeBytes() const noexcept;
+
     std::unique_ptr<Impl> impl_;
-    std::size_t deferredBytes_ = 0;  // here, because it is looked at after every statement
+    std::size_t deferredBytes_ = 0;  // here, because these are looked at after every statement
+    std::size_t grownBytes_ = 0;
+    std::size_t chargedBytes_ = 0;
 };
 
 }  // namespace kestrel

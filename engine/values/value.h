@@ -109,7 +109,7 @@ struct NamedArray {
 struct ValueCell {
     std::int32_t type = Nil;
     std::int32_t reserved[5] = {0, 0, 0, 0, 0};  ///< for the cell's owner; the stack does not use them
-    union Payload {
+    union alignas(8) Payload {
         double number;
         VectorValue vec;
         const char* text;    ///< NUL-terminated

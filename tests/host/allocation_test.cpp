@@ -1,48 +1,7 @@
 // Shading must not allocate: counts every allocation of the process while a script that only computes is
 // evaluated.
+#include "tests/allocations/allocator.h"
 #include "tests/host/fake_host.h"
-
-#include <cstddef>
-#include <cstdlib>
-#include <new>
-
-namespace {
-std::size_t allocations = 0;
-}
-
-#if defined(__SANITIZE_ADDRESS__)
-// The sanitizer owns malloc; what goes through operator new still counts.
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* p = std::malloc(size)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-#else
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* p, std::size_t size);
-
-void* malloc(std::size_t size) {
-    ++allocations;
-    return __libc_malloc(size);
-}
-void* calloc(std::size_t count, std::size_t size) {
-    ++allocations;
-    return __libc_calloc(count, size);
-}
-void* realloc(void* p, std::size_t size) {
-    ++allocations;
-    return __libc_realloc(p, size);
-}
-}
-#endif
 
 namespace kestrel::test {
 namespace {
@@ -106,9 +65,9 @@ process: sa
         }
     };
     shade(1000);  // the first samples make what is kept
-    const std::size_t before = allocations;
+    const std::size_t before = allocations.made;
     shade(1000);
-    EXPECT_EQ(allocations - before, 0u);
+    EXPECT_EQ(allocations.made - before, 0u);
     EXPECT_EQ(host.shown(), Lines{});
     EXPECT_EQ(sample.mirror, 2.5);
     EXPECT_EQ(sample.specular, 11.0 * 2 + 255 + 640);

@@ -23,6 +23,7 @@ void record(const char* kind, const char* line1, const char* line2) {
     host->messages.push_back(std::move(text));
     const char* name = host->module().messageName();
     host->names.emplace_back(name != nullptr ? name : "(none)");
+    if (host->onMessage) host->onMessage();
 }
 
 std::int32_t fileRequest(const char* title, char* fileName, char* path, char* fullName, std::int32_t size) {

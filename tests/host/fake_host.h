@@ -38,6 +38,7 @@ public:
     std::string chosenFile;  ///< full path that the file dialog gives
     std::string chosenDirectory;
     FakeScene scene;
+    std::function<void()> onMessage;  ///< while a message is shown
 
     // What the module did.
     std::vector<std::string> lookups;   ///< "name use"

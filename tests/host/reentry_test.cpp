@@ -157,6 +157,54 @@ TEST_F(Reentry, AnythingMayBeCalledFromTheScenesOperations) {
     EXPECT_EQ(host.said(), (Lines{"Body<21,3,0>", "destroyed Body"}));
 }
 
+TEST_F(Reentry, AnythingMayBeCalledFromAMessageBox) {
+    const HxInstance spare = host.createWith("process: sa { sa.eta = 3; }", "spare.ks");
+    const std::string other = host.write("other.ks", "create { info(\"other\"); }");
+    for (const char* last :
+         {"create", "load 1", "init", "newtime", "flags", "process", "save 1", "destroy"}) {
+        SCOPED_TRACE(last);
+        const HxInstance instance = host.create();
+        HxInstance victim = instance;
+        host.onMessage = [&] {
+            ShadingSample within{};
+            host.handler.evaluate(instance, &within);
+            EXPECT_EQ(within.eta, 0.0);
+            host.handler.init(instance);
+            host.load(instance, other);
+            host.handler.copy(spare, instance);
+            host.handler.evaluate(spare, &within);
+            EXPECT_EQ(within.eta, 3.0) << "others are free";
+            if (host.messages.back().ends_with(last) && victim != nullptr)
+                host.destroy(std::exchange(victim, nullptr));
+        };
+        host.load(
+            instance,
+            host.write("shade.ks",
+                       "create { info(\"create\"); }\n"
+                       "load: m, io { info(\"load \", m); }\ninit { info(\"init\"); }\n"
+                       "newtime: f, t { info(\"newtime\"); }\nflags { info(\"flags\"); return COLOR; }\n"
+                       "process: sa { info(\"process\"); sa.eta = 0; }\n"
+                       "save: m, io { info(\"save \", m); }\ndestroy { info(\"destroy\"); }"));
+        ShadingSample sample{};
+        MemoryState saved(HX_STATE_TEXT);
+        const SaveState saving = saved.saving();
+        const auto alive = [&](auto&& call) {
+            if (victim != nullptr) call();
+        };
+        alive([&] { host.handler.init(instance); });
+        alive([&] { host.handler.newTime(instance, 1, 0.0); });
+        alive([&] { EXPECT_NE(host.handler.flags(instance), 0u); });
+        alive([&] { host.handler.evaluate(instance, &sample); });
+        alive([&] { host.handler.save(instance, &saving); });
+        alive([&] { host.destroy(std::exchange(victim, nullptr)); });
+        host.onMessage = nullptr;
+        const Lines said = host.said();
+        EXPECT_EQ(std::count(said.begin(), said.end(), "destroy"), 1);
+        EXPECT_EQ(std::count(said.begin(), said.end(), "other"), 0);
+        EXPECT_EQ(said.back(), "destroy");
+    }
+}
+
 TEST_F(Reentry, AnythingMayBeCalledFromAStateThatIsRead) {
     const HxInstance instance = host.createWith("destroy { info(\"destroyed\"); }", "first.ks");
     const std::string script = host.write("second.ks", "create { info(\"second\"); }");

@@ -6,10 +6,14 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <initializer_list>
 
 namespace kestrel::test {
 namespace {
+
+namespace fs = std::filesystem;
 
 std::string upper(std::string text) {
     for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -66,6 +70,44 @@ TEST(State, ABinaryStateCountsTheTerminatingZero) {
     const std::string length = nativeLength(static_cast<std::int32_t>(path.size() + 1));
     EXPECT_EQ(state.lines, (std::deque{length, upper(path) + '\0'}));
     EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
+}
+
+TEST(State, TheNameIsReadWithABufferOfItsOwnSize) {
+    FakeHost host;
+    const HxInstance instance = host.create();
+    std::vector<std::int32_t> sizes;
+    const LoadState state{HX_STATE_TEXT, &sizes, [](void* handle, char* buffer, std::int32_t size) {
+                              auto& asked = *static_cast<std::vector<std::int32_t>*>(handle);
+                              asked.push_back(size);
+                              if (asked.size() == 1) return 0;  // an empty line
+                              std::fill_n(buffer, size, 'x');   // and one without a terminator
+                              return size;
+                          }};
+    host.handler.load(instance, &state);
+    EXPECT_EQ(sizes, (std::vector<std::int32_t>{255, 255}));
+    EXPECT_EQ(host.shown(), Lines{});
+}
+
+TEST(State, ALongPathIsPutTogetherFromItsPieces) {
+    FakeHost host;
+    std::string folder = fs::current_path().string();
+    for (int i = 0; i < 3; ++i) folder += "/" + std::string(100, 'd');
+    fs::create_directories(folder);
+    // The longest first: no name may be the beginning of another that is there.
+    for (const std::size_t length :
+         {folder.size() + 10, std::size_t{248}, std::size_t{247}, std::size_t{246}}) {
+        const std::string path = length > folder.size()
+                                     ? folder + "/" + std::string(length - folder.size() - 1, 's')
+                                     : folder.substr(0, 230) + std::string(length - 230, 's');
+        std::ofstream(path) << "process: sa { }\nload: m, io { info(io.read()); }";
+        const HxInstance instance = host.create();
+        const std::string line = "Script " + path;
+        MemoryState state(HX_STATE_TEXT);
+        for (std::size_t at = 0; at < line.size(); at += 254) state.lines.push_back(line.substr(at, 254));
+        state.lines.push_back("of the script");
+        host.load(instance, state);
+        EXPECT_EQ(host.said(), Lines{"of the script"}) << length;
+    }
 }
 
 TEST(State, AStateThatNamesNoScriptLoadsNothing) {

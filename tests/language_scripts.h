@@ -1,0 +1,61 @@
+// The scripts of the language tests, for programs that run them in ways of their own.
+#pragma once
+
+#include "platform/environment.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace kestrel::test {
+
+struct LanguageScript {
+    std::filesystem::path file;  ///< that it stands in
+    std::string text;
+};
+
+/// All scripts. "// --- " begins another one of a file; what is above the first such line belongs to each.
+inline std::vector<LanguageScript> languageScripts() {
+    std::vector<LanguageScript> scripts;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTREL_LANGUAGE_TESTS)) {
+        if (entry.path().extension() != ".ks") continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        std::vector<std::string> texts(1);
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with("// --- ")) texts.push_back(texts.front());
+            texts.back() += line + '\n';
+        }
+        if (texts.size() > 1) texts.erase(texts.begin());
+        for (std::string& text : texts) scripts.push_back({entry.path(), std::move(text)});
+    }
+    return scripts;
+}
+
+/// A script in a directory of its own, which is current and empty otherwise at the beginning.
+class ScriptFolder {
+public:
+    explicit ScriptFolder(const LanguageScript& script)
+        : folder_(std::filesystem::path(testing::TempDir()) /
+                  ("kestrel-scripts-" + std::to_string(platform::processId()))) {
+        std::filesystem::remove_all(folder_);
+        std::filesystem::create_directories(folder_);
+        std::filesystem::current_path(folder_);
+        std::ofstream(file(), std::ios::binary) << script.text;
+    }
+    ~ScriptFolder() {
+        std::filesystem::current_path(testing::TempDir());
+        std::filesystem::remove_all(folder_);
+    }
+    ScriptFolder(const ScriptFolder&) = delete;
+    ScriptFolder& operator=(const ScriptFolder&) = delete;
+
+    [[nodiscard]] std::string file() const { return (folder_ / "script.ks").string(); }
+
+private:
+    std::filesystem::path folder_;
+};
+
+}  // namespace kestrel::test
