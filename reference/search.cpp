@@ -1,10 +1,10 @@
 #include "reference/search.h"
 
 #include "platform/ascii.h"
+#include "platform/near_names.h"
 
 #include <algorithm>
 #include <functional>
-#include <numeric>
 #include <utility>
 
 namespace kestrel::reference {
@@ -86,26 +86,13 @@ std::vector<Match> messagesLike(std::span<const Section> catalog, std::string_vi
     return found.empty() ? containing : found;
 }
 
-/// How many letters must be put in, left out or exchanged to make one text of the other, whatever their case.
-std::size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t exchanged = diagonal + (ascii::lower(a[i]) == ascii::lower(b[j]) ? 0 : 1);
-            diagonal = std::exchange(row[j + 1], std::min({exchanged, row[j] + 1, row[j + 1] + 1}));
-        }
-    }
-    return row.back();
-}
-
 /// How far a name is from what was asked for; a beginning counts as near.
 /// @return kOutOfSight for what was surely not meant
 std::size_t remoteness(std::string_view asked, std::string_view name) {
     constexpr std::size_t kLeastBeginning = 3;
-    const std::size_t away = distance(asked, name);
-    if (away <= std::max<std::size_t>(1, asked.size() / 3)) return away;
+    const std::size_t limit = std::max<std::size_t>(1, asked.size() / 3);
+    const std::size_t away = asked.size() > kLongestNearName ? kOutOfSight : editDistance(asked, name, limit);
+    if (away <= limit) return away;
     const bool begins =
         asked.size() >= kLeastBeginning && ascii::equalIgnoringCase(asked, name.substr(0, asked.size()));
     return begins ? 1 + name.size() - asked.size() : kOutOfSight;
