@@ -32,8 +32,8 @@ std::size_t editDistance(std::string_view a, std::string_view b, std::size_t lim
 }
 
 std::string_view nearestName(std::string_view word, std::span<const std::string_view> candidates) {
-    if (word.size() > kLongestNearName) return {};
     std::size_t limit = nearDistance(word);
+    if (limit == 0 || word.size() > kLongestNearName) return {};
     std::string_view nearest;
     for (const std::string_view candidate : candidates) {
         if (candidate == word) return {};
