@@ -2,6 +2,7 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
+#include "engine/operations/operand_advice.h"
 #include "engine/operations/operators.h"
 #include "engine/operations/slots.h"
 
@@ -36,12 +37,21 @@ bool numberSlot(EngineContext& ctx, int op, const ValueCell& value, double& numb
     return false;
 }
 
+/// What a variable without text or vector holds, for a hint.
+ValueCell cellOf(const Variable& variable) noexcept {
+    if (variable.type == Number || variable.type == Integer) return ValueCell::ofNumber(variable.number);
+    ValueCell cell;
+    cell.type = variable.type == Uninitialized ? VarRef : variable.type;
+    return cell;
+}
+
 /// Only the number changes, never the type, whatever that is: an Integer may end up with a fraction, a
 /// variable that was never assigned stays without a value. Meant.
 void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
     double number = 0.0;
-    if (!numberSlot(ctx, op, value, number)) return;
-    static_cast<void>(combineNumbers(ctx, op, variable.number, number, variable.number));
+    if (!numberSlot(ctx, op, value, number) ||
+        !combineNumbers(ctx, op, variable.number, number, variable.number))
+        adviseOnOperands(ctx, op, cellOf(variable), value);
 }
 
 /// A vector stays one: "&=" and "^=" with another work on components, where `&` and `^` give the dot and the
@@ -155,11 +165,10 @@ void combineVariable(EngineContext& ctx, int code, Variable& variable, const Val
     const int op = plainOperator(code);
     switch (variable.type) {
         case Integer:
-            if (value.type == Integer)
-                static_cast<void>(
-                    combineIntegers(ctx, op, variable.number, value.payload.number, variable.number));
-            else
+            if (value.type != Integer)
                 combineNumberOnly(ctx, op, variable, value);
+            else if (!combineIntegers(ctx, op, variable.number, value.payload.number, variable.number))
+                adviseOnOperands(ctx, op, cellOf(variable), value);
             return;
         case String:
         case TempString:

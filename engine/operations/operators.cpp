@@ -1,6 +1,7 @@
 #include "engine/operations/operators.h"
 
 #include "engine/context/kind_table.h"
+#include "engine/operations/operand_advice.h"
 #include "engine/operations/text.h"
 #include "engine/operations/text_buffer.h"
 
@@ -288,6 +289,8 @@ bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell&
     const Outcome outcome = plain ? applyOperator(ctx, op, left, right, result)
                                   : applyOperator(ctx, op, valueOf(left), valueOf(right), result);
     if (outcome == Outcome::NoRule) ctx.report(MessageId::OperandTypes);
+    const bool byZero = outcome == Outcome::Reported && left.isNumeric() && right.isNumeric();
+    if (outcome == Outcome::NoRule || byZero) adviseOnOperands(ctx, op, left, right);
     return outcome == Outcome::Done;
 }
 

@@ -51,6 +51,23 @@ inline constexpr std::string_view kMessageTexts[] = {
 struct NumberArg {};
 struct TextArg {};
 
+/// Does not compile when a text asks for arguments of other kinds than these.
+template <class... Kinds>
+consteval void checkArguments(std::string_view text) {
+    constexpr char kGiven[] = {(std::is_same_v<Kinds, NumberArg> ? 'd' : 's')..., '\0'};
+    std::string_view given = kGiven;
+    while (text.find('%') != std::string_view::npos) {
+        text.remove_prefix(text.find('%') + 1);
+        if (!given.starts_with(text.front())) throw "the arguments do not fit the text";
+        given.remove_prefix(1);
+    }
+    if (!given.empty()) throw "more arguments than the text has places";
+}
+
+/// What kind an argument of a call is.
+template <class Arg>
+using ArgKind = typename std::conditional<std::is_arithmetic_v<Arg>, NumberArg, TextArg>::type;
+
 /// The id of a message that takes arguments of these kinds, in this order. An id whose text asks for others
 /// does not compile.
 template <class... Kinds>
@@ -58,15 +75,7 @@ class MessageTaking {
 public:
     consteval MessageTaking(MessageId id)  // NOLINT: implicit on purpose
         : id_(id) {
-        constexpr char kGiven[] = {(std::is_same_v<Kinds, NumberArg> ? 'd' : 's')..., '\0'};
-        std::string_view given = kGiven;
-        std::string_view rest = kMessageTexts[static_cast<std::size_t>(id)];
-        while (rest.find('%') != std::string_view::npos) {
-            rest.remove_prefix(rest.find('%') + 1);
-            if (!given.starts_with(rest.front())) throw "the arguments do not fit the text of the message";
-            given.remove_prefix(1);
-        }
-        if (!given.empty()) throw "more arguments than the text of the message has places";
+        checkArguments<Kinds...>(kMessageTexts[static_cast<std::size_t>(id)]);
     }
     [[nodiscard]] constexpr MessageId id() const noexcept { return id_; }
 
@@ -76,7 +85,6 @@ private:
 
 /// The same for the arguments of a call, which say what the kinds are.
 template <class... Args>
-using MessageFor =
-    MessageTaking<typename std::conditional<std::is_arithmetic_v<Args>, NumberArg, TextArg>::type...>;
+using MessageFor = MessageTaking<ArgKind<Args>...>;
 
 }  // namespace kestrel

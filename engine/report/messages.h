@@ -41,4 +41,19 @@ struct MessageRow {
 /// @return null for a name that no message has
 [[nodiscard]] const MessageRow* findMessage(std::string_view name) noexcept;
 
+/// True when the words of an enumerator, in lower case and joined by "-", are the name.
+constexpr bool isNameOf(std::string_view enumerator, std::string_view name) {
+    for (std::size_t i = 0; i < enumerator.size(); ++i) {
+        const bool capital = enumerator[i] >= 'A' && enumerator[i] <= 'Z';
+        if (capital && i > 0) {
+            if (!name.starts_with('-')) return false;
+            name.remove_prefix(1);
+        }
+        const char letter = capital ? static_cast<char>(enumerator[i] - 'A' + 'a') : enumerator[i];
+        if (!name.starts_with(letter)) return false;
+        name.remove_prefix(1);
+    }
+    return name.empty();
+}
+
 }  // namespace kestrel

@@ -96,6 +96,23 @@ void Reporter::showSplit(MessageId id, MessageKind kind, std::string text) {
     }
 }
 
+void Reporter::hintArgs(const SourcePos& where, HintId id, FormatArgs args) {
+    if (++state.hintCount > kHintLimit) {
+        hints->advise({HintId::MoreHints, std::string(hintRow(HintId::MoreHints).text), {}, files});
+        return;
+    }
+    hints->advise({id, formatMessage(hintRow(id).text, args), where, files});
+}
+
+bool Reporter::firstHintAt(const SourcePos& where) {
+    const auto same = [&where](const SourcePos& p) {
+        return p.file == where.file && p.line == where.line && p.column == where.column;
+    };
+    if (std::ranges::any_of(state.hintPlaces, same)) return false;
+    state.hintPlaces.push_back(where);  // bounded, as hints are
+    return true;
+}
+
 void Reporter::showNotice(MessageId id, std::optional<std::string> line2) {
     if (sink_ == nullptr) return;
     const MessageRow& row = messageRow(id);

@@ -1,6 +1,7 @@
 // The one reporter: formats, counts and routes every message of the system.
 #pragma once
 
+#include "engine/report/hints.h"
 #include "engine/report/message.h"
 #include "engine/report/message_format.h"
 
@@ -8,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrel {
 
@@ -19,7 +21,9 @@ struct ReportState {
     std::int32_t maxWarnings = 25;  ///< pragma "warnings" with a number
     bool warningsShown = true;      ///< pragma "warnings" without one
     bool reportUnused = false;      ///< pragma "unused", only under strict
-    std::string scriptPath;         ///< upper case; first line of one-line messages
+    std::int32_t hintCount = 0;
+    std::vector<SourcePos> hintPlaces;  ///< where something went wrong while running, and a hint said why
+    std::string scriptPath;             ///< upper case; first line of one-line messages
 };
 
 /// What the prefix of a message says. Which of the fields it needs stands in the table.
@@ -65,7 +69,24 @@ public:
     /// Shows the row's text as it stands, with a second line of its own, outside the counters and formats.
     void showNotice(MessageId id, std::optional<std::string> line2);
 
+    /// Gives advice about a place; nothing without somebody who wants any, and nothing beyond kHintLimit.
+    template <class... Args>
+    void hint(const SourcePos& where, HintFor<Args...> hint, const Args&... args) {
+        if (hintsWanted()) hintArgs(where, hint.id(), {FormatArg(args)...});
+    }
+    void hintArgs(const SourcePos& where, HintId id, FormatArgs args);
+    /// True the first time for each place: what is explained once need not be explained again.
+    [[nodiscard]] bool firstHintAt(const SourcePos& where);
+    /// False where what it takes to find out about a hint is wasted.
+    [[nodiscard]] bool hintsWanted() const noexcept {
+        return hints != nullptr && state.hintCount <= kHintLimit;
+    }
+
+    /// A script with a thousand mistakes is not helped by a thousand hints.
+    static constexpr std::int32_t kHintLimit = 50;
+
     ReportState state;
+    HintSink* hints = nullptr;           ///< who wants advice: the command; null in hosts
     bool* abortFlag = nullptr;           ///< set by the owner; may be null
     const std::int32_t* line = nullptr;  ///< the line being run; may be null
     const SourcePos* place = nullptr;    ///< true place for the next messages; may be null
