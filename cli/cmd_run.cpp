@@ -42,6 +42,7 @@ public:
     int execute() {
         CompileOptions options;
         options.reportEndless = true;
+        session_.context().reporter.hints = &printer_;
         const bool compiled = session_.compile(file_, options) && session_.check();
         if (ended() || !compiled) return kExitScriptFailed;
 
@@ -51,15 +52,15 @@ public:
             printer_.plainError("the debugger link cannot be made");
             return kExitUnusable;
         }
-        if (debugLink_.empty() && !link.empty()) printer_.hint(kDebugLinkRule, debugLinkHint(link, debugged));
+        if (debugLink_.empty() && !link.empty())
+            printer_.hint(HintId::DebugLink, debugLinkHint(link, debugged));
         bool aborted = session_.prepare();
         if (ended()) return kExitScriptFailed;
         if (session_.context().program->findFunction("main") != nullptr) {
             aborted = session_.runMain();
             if (ended()) return kExitScriptFailed;
         } else if (!aborted) {
-            printer_.hint("no-main",
-                          "the script has no function \"main\"; only its code outside functions has run");
+            printer_.hint(HintId::NoMain);
         }
         session_.unload();
         return aborted ? kExitScriptFailed : kExitSuccess;

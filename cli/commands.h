@@ -51,8 +51,7 @@ void addDebugLinkOption(CLI::App& command, Invocation& invocation);
 /// @param outputIsData  true when the command itself writes data there; JSON messages count as such anyway
 void prepareForPrograms(const Invocation& invocation, bool outputIsData);
 
-/// The hint about a script that waits for a debugger, and its rule.
-inline constexpr const char* kDebugLinkRule = "debug-link";
+/// What the hint about a script that waits for a debugger says.
 /// @param open  false: another script has the link
 [[nodiscard]] std::string debugLinkHint(const std::string& link, bool open);
 

@@ -102,6 +102,12 @@ Kind kindOf(MessageKind kind) {
     return Kind::Info;
 }
 
+/// The second line of the compiler's messages is a line of the script: the one that was read last.
+bool quotesSource(const ShownMessage& message) {
+    const MessageRow* row = findMessage(message.id);
+    return row != nullptr && row->prefix == MessagePrefix::Source;
+}
+
 bool sameMessage(const ShownMessage& a, const ShownMessage& b) {
     return a.kind == b.kind && a.line1 == b.line1 && a.line2 == b.line2 && a.rule == b.rule &&
            (a.kind == Kind::Info || (a.place.file == b.place.file && a.place.line == b.place.line &&
@@ -143,6 +149,15 @@ ShownMessage shownMessage(const Message& message) {
     shown.line2 = message.line2;
     shown.id = messageRow(message.id).name;
     if (message.files != nullptr) shown.place = resolvePlace(message.where, *message.files);
+    return shown;
+}
+
+ShownMessage shownHint(const Hint& hint) {
+    ShownMessage shown;
+    shown.kind = Kind::Hint;
+    shown.line1 = hint.text;
+    shown.rule = hintRow(hint.id).rule;
+    if (hint.files != nullptr) shown.place = resolvePlace(hint.where, *hint.files);
     return shown;
 }
 
@@ -189,13 +204,16 @@ void MessagePrinter::plainError(std::string_view text, Place place) {
     show(std::move(message));
 }
 
-void MessagePrinter::hint(std::string_view rule, std::string_view text, Place place) {
-    ShownMessage message;
-    message.kind = Kind::Hint;
-    message.line1 = text;
-    message.rule = rule;
-    message.place = std::move(place);
-    show(std::move(message));
+void MessagePrinter::advise(const Hint& hint) {
+    show(shownHint(hint));
+}
+
+void MessagePrinter::hint(HintId id) {
+    hint(id, hintRow(id).text);
+}
+
+void MessagePrinter::hint(HintId id, std::string_view text) {
+    show(shownHint({id, std::string(text), {}, nullptr}));
 }
 
 void MessagePrinter::finish() {
@@ -263,7 +281,10 @@ void MessagePrinter::showForPeople(const ShownMessage& message) {
                        palette.reset;
     if (!message.rule.empty()) text += " [" + message.rule + "]";
     text += "\n";
-    if (message.line2 && !oneLine) text += "    " + printable(*message.line2) + "\n";
+    // The line at the place says more than the one that the compiler read last.
+    const bool replaced = quotesSource(message) && message.place.known() &&
+                          sourceLine(message.place.file, message.place.line) != nullptr;
+    if (message.line2 && !oneLine && !replaced) text += "    " + printable(*message.line2) + "\n";
     std::fputs(text.c_str(), out);
     writeSource(out, colour, message.place);
     std::fflush(out);

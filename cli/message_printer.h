@@ -1,6 +1,7 @@
 // How the command shows messages: for people, or as JSON lines for machines.
 #pragma once
 
+#include "engine/report/hints.h"
 #include "engine/report/message.h"
 
 #include <cstdio>
@@ -40,6 +41,8 @@ struct ShownMessage {
 
 /// A message of the engine with its place resolved.
 [[nodiscard]] ShownMessage shownMessage(const Message& message);
+/// The same for a hint.
+[[nodiscard]] ShownMessage shownHint(const Hint& hint);
 
 /// Shows messages in order, each flushed.
 ///
@@ -51,7 +54,7 @@ struct ShownMessage {
 /// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then the message's
 /// "id" or a hint's "rule", then file, line, column, endColumn where known. Bytes that are no valid UTF-8 are
 /// replaced.
-class MessagePrinter final : public MessageSink {
+class MessagePrinter final : public MessageSink, public HintSink {
 public:
     /// @param json        true: JSON lines
     /// @param nativePath  the script, as the user wrote it (may be empty)
@@ -67,12 +70,16 @@ public:
 
     /// A message from the engine.
     void show(const Message& message) override;
+    /// A hint from the engine.
+    void advise(const Hint& hint) override;
     /// A message whose place is known already, or one from a host's message service (place unknown).
     void show(ShownMessage message);
     /// An error of the command itself, such as a time limit.
     void plainError(std::string_view text, Place place = {});
-    /// Advice that is no message of the system.
-    void hint(std::string_view rule, std::string_view text, Place place = {});
+    /// Advice of the command itself: a row of the table.
+    void hint(HintId id);
+    /// The same for a row whose text is a single %s.
+    void hint(HintId id, std::string_view text);
 
     /// Ends a run of identical messages: writes its count. Called by the destructor too; call it before
     /// writing to standard output or standard error yourself.

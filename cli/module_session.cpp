@@ -175,8 +175,9 @@ bool ModuleSession::filesUsable() {
     for (const std::string& file : checked) {
         const ScriptCheck check = precheck(file, options_.choose);
         if (check.safe()) {
+            hints_[file] = check.hints();
             if (invocation_.debugLink.empty() && !check.debugLink().empty())
-                printer_.hint(kDebugLinkRule,
+                printer_.hint(HintId::DebugLink,
                               debugLinkHint(check.debugLink(), !debugLinkTaken(check.debugLink())));
             continue;
         }
@@ -273,6 +274,7 @@ bool ModuleSession::load() {
         const bool loaded = script.settings ? script.shader->loadScript(script.file, *script.settings)
                                             : script.shader->loadScript(script.file);
         const bool ran = settle();
+        for (ShownMessage& hint : std::exchange(hints_[script.file], {})) printer_.show(std::move(hint));
         if (!loaded) invocation_.exitCode = kExitScriptFailed;
         if (!loaded || !ran) return false;
         if (const std::string problem = script.shader->settingsProblem(); !problem.empty()) {

@@ -12,6 +12,7 @@
 #include "preview/services/shader_handle.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -132,7 +133,8 @@ private:
     platform::SharedFlag unwatched_{0};  // for a module without a watch
     std::unique_ptr<RunGuard> guard_;
     std::vector<ScriptedSurface> scripts_;
-    std::vector<preview::SurfaceShader> shaders_;  // by surface
+    std::map<std::string, std::vector<ShownMessage>> hints_;  // by script, until it is loaded
+    std::vector<preview::SurfaceShader> shaders_;             // by surface
     std::unique_ptr<preview::Pose> pose_;
     std::unique_ptr<preview::RayCaster> caster_;
     std::unique_ptr<preview::Shading> shading_;

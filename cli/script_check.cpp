@@ -9,13 +9,16 @@ namespace kestrel::cli {
 namespace {
 
 /// Keeps what a compile reports.
-class Recorder final : public MessageSink {
+class Recorder final : public MessageSink, public HintSink {
 public:
-    explicit Recorder(std::vector<ShownMessage>& messages) : messages_(messages) {}
+    Recorder(std::vector<ShownMessage>& messages, std::vector<ShownMessage>& hints)
+        : messages_(messages), hints_(hints) {}
     void show(const Message& message) override { messages_.push_back(shownMessage(message)); }
+    void advise(const Hint& hint) override { hints_.push_back(shownHint(hint)); }
 
 private:
     std::vector<ShownMessage>& messages_;
+    std::vector<ShownMessage>& hints_;
 };
 
 /// Answers with the files of the command line, in order, as the command itself will.
@@ -31,13 +34,14 @@ FileRequester answerWith(const std::vector<std::string>& components) {
 
 ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components) {
     ScriptCheck check;
-    Recorder recorder(check.diagnostics_);
+    Recorder recorder(check.diagnostics_, check.hints_);
     ScriptSession session(recorder, nullptr, answerWith(components));
     CompileInfo info;
     CompileOptions options;
     options.reportEndless = true;
     options.declareOnly = true;
     options.info = &info;
+    session.context().reporter.hints = &recorder;
     static_cast<void>(session.compile(nativePath, options));
     check.debugLink_ = session.context().options.debugName;
     check.hasMain_ = session.context().program->findFunction("main") != nullptr;

@@ -19,6 +19,8 @@ public:
     /// The name of the script's debugger link; empty: it has none.
     [[nodiscard]] const std::string& debugLink() const noexcept { return debugLink_; }
     [[nodiscard]] bool hasMain() const noexcept { return hasMain_; }
+    /// The compile's hints, which the module has nobody to give to.
+    [[nodiscard]] const std::vector<ShownMessage>& hints() const noexcept { return hints_; }
     /// Shows why the script is not safe.
     void complain(MessagePrinter& printer) const;
 
@@ -28,6 +30,7 @@ private:
     bool hasMain_ = false;
     std::string debugLink_;
     std::vector<ShownMessage> diagnostics_;
+    std::vector<ShownMessage> hints_;
 };
 
 /// Compiles a script without showing anything and without running anything of it.

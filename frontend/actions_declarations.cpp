@@ -44,6 +44,7 @@ void Compiler::beginUse(const char* library, Variable* name, const SourcePos& wh
 
 void Compiler::endUse(const SourcePos& where) {
     const PendingUse& use = pendingUse_;
+    usesClasses_ = true;
     if (options_.native == nullptr) {
         report(where, MessageId::ClassNotLoaded, use.name->name);
         return;

@@ -185,8 +185,8 @@ void Compiler::increment(std::int32_t op, const SourcePos& where) {
 // ---- Conditionals ----
 
 void Compiler::beginConditional(const SourcePos& where) {
-    if (conditionalDepth_++ > 0 && options_.info != nullptr)
-        options_.info->nestedConditionals.push_back(where);
+    // By design its jumps are linked wrongly.
+    if (conditionalDepth_++ > 0) ctx_.reporter.hint(where, HintId::NestedConditional);
     hasElse_ = false;
     conditionalIf_ = entries_.size();
     add(OP_IF, where);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "engine/context/builtin.h"
+#include "engine/kinds/engine_kinds.h"
 #include "frontend/compiler.h"
 #include "frontend/listing.h"
 #include "platform/paths.h"
@@ -23,7 +24,7 @@ struct SourceCase {
     const char* expected;
 };
 
-class Collector : public MessageSink {
+class Collector : public MessageSink, public HintSink {
 public:
     /// "E line1|line2", the kind's letter first.
     void show(const Message& message) override {
@@ -32,8 +33,14 @@ public:
                         message.line1 + '|' + message.line2.value_or(""));
         places.push_back(message.where);
     }
+    /// "LINE:COLUMN rule".
+    void advise(const Hint& hint) override {
+        hints.push_back(std::to_string(hint.where.line) + ':' + std::to_string(hint.where.column) + ' ' +
+                        std::string(hintRow(hint.id).rule));
+    }
     std::vector<std::string> texts;
     std::vector<SourcePos> places;
+    std::vector<std::string> hints;
 };
 
 class CompileTest : public testing::Test {
@@ -43,6 +50,7 @@ protected:
         directory_ = std::filesystem::path(testing::TempDir()) /
                      (std::string("kestrel-") + info->test_suite_name() + '-' + info->name());
         std::filesystem::create_directories(directory_);
+        ctx_.reporter.hints = &collector_;
     }
     ~CompileTest() override { std::filesystem::remove_all(directory_); }
 
@@ -58,6 +66,7 @@ protected:
         ctx_.reset();
         collector_.texts.clear();
         collector_.places.clear();
+        collector_.hints.clear();
         info_ = {};
         options_.info = &info_;
         options_.reportEndless = true;
@@ -100,10 +109,17 @@ protected:
         for (const std::string& text : collector_.texts) result += text + '\n';
         return result;
     }
+    /// All hints, "; " between them.
+    [[nodiscard]] std::string hints() const {
+        std::string result;
+        for (const std::string& hint : collector_.hints) result += (result.empty() ? "" : "; ") + hint;
+        return result;
+    }
     [[nodiscard]] Variable* global(std::string_view name) const { return ctx_.program->findGlobal(name); }
 
     std::filesystem::path directory_;
     Collector collector_;
+    EngineKinds kinds_;
     EngineContext ctx_;
     CompileInfo info_;
     CompileOptions options_;
@@ -116,6 +132,7 @@ private:
         EngineServices services;
         services.messages = &collector_;
         services.builtins = &table;
+        services.kinds = &kinds_.table;
         return services;
     }
 };

@@ -6,6 +6,7 @@
 #include "frontend/compiler.h"
 #include "frontend/parser.h"
 #include "frontend/scanner.h"
+#include "frontend/syntax_advice.h"
 #include "frontend/token.h"
 
 #include <cstdint>
@@ -45,6 +46,14 @@ public:
         reportFile(where, message.id(), {FormatArg(args)...});
         endInput();
     }
+    /// Beside the message of a syntax error.
+    void adviseOnSyntaxError();
+    /// A text goes on over the end of its line.
+    void adviseOnOpenText(const SourcePos& where) { syntaxAdvice_.openText(where); }
+    /// What a text holds that went on over the end of a line.
+    void keepLostNames(std::string_view text) { syntaxAdvice_.keepLostNames(text); }
+    /// After the compile.
+    void advise();
     /// The place of the token read last.
     [[nodiscard]] SourcePos lastPlace() const noexcept { return scanner_.token().pos; }
     [[nodiscard]] const CompileOptions& options() const noexcept { return options_; }
@@ -254,6 +263,9 @@ private:
     CompileOptions options_;
     Scanner scanner_;
     Parser parser_;
+    SyntaxAdvice syntaxAdvice_{ctx_.reporter};
+    bool usesClasses_ = false;     // whether or not they were loaded
+    bool libraryMissing_ = false;  // so a call that names no function may be right
 
     std::int32_t errorCount_ = 0;
     bool endless_ = false;  // reportEndless() has ended the compile

@@ -4,7 +4,6 @@
 #include "engine/context/context.h"
 
 #include <string_view>
-#include <vector>
 
 namespace kestrel {
 
@@ -12,9 +11,6 @@ class NativeServices;
 
 /// What a compile found out beside the program.
 struct CompileInfo {
-    /// Every conditional "?" inside another one of the same expression: by design its jumps are linked
-    /// wrongly.
-    std::vector<SourcePos> nestedConditionals;
     /// The script would keep the compile busy for ever (set under CompileOptions::reportEndless only).
     bool endless = false;
 };

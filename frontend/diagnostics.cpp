@@ -1,5 +1,6 @@
 #include "engine/report/reporter.h"
 #include "frontend/compile_state.h"
+#include "frontend/program_advice.h"
 
 #include <algorithm>
 #include <utility>
@@ -47,6 +48,14 @@ void Compiler::reportFile(const SourcePos& where, MessageId id, FormatArgs args)
         where.file > 0 ? program().files[static_cast<std::size_t>(where.file)].path : mainPath_;
     ctx_.reporter.reportArgs(id, {.line = where.line, .file = file}, args);
     ++errorCount_;
+}
+
+void Compiler::adviseOnSyntaxError() {
+    syntaxAdvice_.syntaxError(currentFunction_ != nullptr);
+}
+
+void Compiler::advise() {
+    if (!aborted() && !endless_) adviseOnProgram(ctx_, syntaxAdvice_, usesClasses_);
 }
 
 void Compiler::endInput() {

@@ -1,6 +1,7 @@
 #include "frontend/compile_state.h"
 #include "frontend/native_services.h"
 #include "frontend/preprocessor.h"
+#include "frontend/program_advice.h"
 
 #include <algorithm>
 #include <memory>
@@ -53,6 +54,7 @@ void Compiler::parse() {
     while (status == Parser::Status::More && !aborted()) {
         const Token& token = scanner_.next();
         if (aborted() || endless_) return;
+        if (ctx_.reporter.hints != nullptr) syntaxAdvice_.next(token);
         status = parser_.push(token);
     }
 }
@@ -70,6 +72,7 @@ bool Compiler::checkUnresolved() {
         if (records.contains(nameHash(name))) continue;
         ctx_.reporter.place = &node->pos;
         ctx_.report(MessageId::UnknownCall, name);
+        if (!libraryMissing_) adviseOnUnknownCall(ctx_, *node);
         ctx_.reporter.place = nullptr;
         if (aborted()) return false;
         ++errorCount_;
@@ -85,7 +88,9 @@ void Compiler::reportSummary() {
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options) {
     try {
         Compiler compiler(ctx, options);
-        return compiler.compile(systemPath);
+        const int errors = compiler.compile(systemPath);
+        compiler.advise();
+        return errors;
     } catch (const std::bad_alloc&) {  // where no action of its own handles it
         ctx.report(MessageId::MemoryExhausted);
         return ctx.reporter.state.errorCount;

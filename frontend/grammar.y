@@ -570,6 +570,7 @@ static int yyreport_syntax_error(const yypcontext_t* place, kestrel::Compiler& c
         c.report(c.lastPlace(), MessageId::SyntaxError);
     else
         c.report(c.lastPlace(), MessageId::UnexpectedToken, expectedTokens(tableStart));
+    c.adviseOnSyntaxError();
     return 0;
 }
 

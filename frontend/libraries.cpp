@@ -56,13 +56,16 @@ bool Compiler::nextInputFile() {
         const bool compiled = isCompiledLibrary(library.name);
         if (compiled && options_.native != nullptr) {
             ctx_.reporter.place = &library.where;
+            const std::int32_t warnings = ctx_.reporter.state.warningCount;
             options_.native->bindLibrary(ctx_, library.name, program().code);
+            libraryMissing_ = libraryMissing_ || ctx_.reporter.state.warningCount != warnings;
             ctx_.reporter.place = nullptr;
             continue;
         }
         if (!compiled && openLibrary(library)) return true;
         ctx_.reporter.place = &library.where;
         ctx_.report(MessageId::LibraryNotFound, currentLine(), library.name);
+        libraryMissing_ = true;
         ctx_.reporter.place = nullptr;
         // A script library that is missing ends the chain, by design; a compiled one does not.
         if (!compiled) return false;

@@ -2,8 +2,11 @@
 
 #include "engine/operations/file_names.h"
 #include "engine/values/format.h"
+#include "frontend/foreign_names.h"
 #include "frontend/preprocessor.h"
+#include "platform/ascii.h"
 #include "platform/files.h"
+#include "platform/near_names.h"
 
 #include <algorithm>
 #include <array>
@@ -51,6 +54,26 @@ std::string twoDigits(double value) {
 }
 
 }  // namespace
+
+void Preprocessor::adviseOnDirective(std::string_view text) const {
+    if (!ctx_.reporter.hintsWanted()) return;
+    static constexpr std::string_view kNames[] = {
+#define KESTREL_PRAGMA(name, ...) name,
+#include "frontend/pragmas.def"
+#undef KESTREL_PRAGMA
+    };
+    const auto* end = std::ranges::find_if_not(text, [](char c) { return ascii::isLetter(c); });
+    const std::string_view word(text.data(), static_cast<std::size_t>(end - text.begin()));
+    const std::string_view instead = insteadOfForeign(ForeignKind::Directive, word);
+    const std::string_view near = nearestName(word, kNames);
+    if (!instead.empty()) {
+        ctx_.reporter.hint(currentPlace(), HintId::ForeignDirective, word, instead);
+    } else if (!near.empty()) {
+        ctx_.reporter.hint(currentPlace(), HintId::UnknownDirective, word, near);
+    } else {
+        ctx_.reporter.hint(currentPlace(), HintId::ForeignDirective, word, "a comment begins with //");
+    }
+}
 
 void Preprocessor::pragmaDefine(std::string_view argument) {
     const std::size_t nameEnd = std::min(argument.find_first_of(" \t"), argument.size());

@@ -127,6 +127,7 @@ void Preprocessor::directive(std::string_view line) {
         return;
     }
     directiveError(MessageId::UnknownDirective, line);
+    adviseOnDirective(text);
 }
 
 void Preprocessor::ordinaryLine(std::string& line) {

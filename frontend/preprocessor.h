@@ -45,6 +45,8 @@ private:
     bool readLine(std::string& line);
     void processLine(std::string& line);
     void directive(std::string_view line);
+    /// The hint about a directive that has no handler.
+    void adviseOnDirective(std::string_view text) const;
     void ordinaryLine(std::string& line);
     void endOfInsert();
     void put(std::string_view line);

@@ -141,6 +141,7 @@ int Scanner::identifier() {
 
 void Scanner::openLiteral() {
     openingPos_ = pos();
+    openText_ = false;
     literal_.clear();
     token_.first = '"';
     token_.pos = openingPos_;
@@ -155,6 +156,8 @@ bool Scanner::literalCharacter(char c) {
 
 void Scanner::literalNewline() {
     compiler_.report(openingPos_, MessageId::NewlineInText);
+    if (!openText_) compiler_.adviseOnOpenText(openingPos_);
+    openText_ = true;
     endLine();
     compiler_.countLine();
 }
@@ -167,6 +170,7 @@ void Scanner::literalUnterminated() {
 int Scanner::closeLiteral() {
     token_.first = '"';
     token_.pos = openPos();
+    if (openText_) compiler_.keepLostNames(literal_);
     token_.value.text = compiler_.makeText(literal_);
     return static_cast<int>(NamedToken::StringLiteral);
 }

@@ -85,8 +85,9 @@ private:
     std::int32_t matchColumn_ = 1;
     Token token_;
     std::string literal_;
-    SourcePos openingPos_;  // of the literal or comment
-    bool ended_ = false;    // the library chain has said that nothing is left
+    bool openText_ = false;  // the literal goes on over the end of its line
+    SourcePos openingPos_;   // of the literal or comment
+    bool ended_ = false;     // the library chain has said that nothing is left
 };
 
 }  // namespace kestrel

@@ -1,0 +1,135 @@
+// Hints: where they appear, and where they must not.
+
+#include "frontend/compile_fixture.h"
+#include "frontend/foreign_names.h"
+
+namespace kestrel::test {
+namespace {
+
+using AdviceTest = CompileTest;
+
+TEST_F(AdviceTest, SyntaxErrorsAreExplainedByTheTokensBeforeThem) {
+    constexpr SourceCase kCases[] = {
+        {"main { x = 3; y = x-1; }", "1:20 negative-number"},
+        {"main { x = 3; y = (x) -1; }", "1:23 negative-number"},
+        {"main { x = 'ab'; }", "1:12 single-quotes"},
+        {"main { float x = 1; }", "1:8 foreign-word"},
+        {"main { for (int i = 1; i < 3; i++) ; }", "1:13 foreign-word"},
+        {"void main { }", "1:1 foreign-word"},
+        {"main(a) { }", "1:5 parameters-in-parentheses"},
+        {"main { x = 1;\nother: a { }", "2:1 function-in-function"},
+        {"main { x = 1\ny = 2; }", "1:13 missing-semicolon"},
+        {"x = 1\nmain { }", "1:6 missing-semicolon"},
+        {"main { x = sin((1 + 2; }", "1:16 unclosed-bracket"},
+        {"main { x = 1; if (x) { x = 2; }", "1:6 unclosed-brace"},
+        {"main { x = 1; if x > 1 { x = 2; } }", "1:15 condition-without-brackets"},
+        {"main { x = 1; if x > 1 x = 2; }", "1:15 condition-without-brackets"},
+        {"main { x = 1; if (x > 1) x = 2 y = 3; }", ""},
+        {"main { x = 1; while (x) && (x) { x = 2; } }", "1:15 condition-without-brackets"},
+        {"main { x = 1; if (x == 1 && x = 2) x = 3; }", "1:31 assignment-in-condition"},
+        // Nothing is known about these.
+        {"main { x = ; }", ""},
+        {"main { x = 1 2; }", ""},
+        {"main { x = sin(1\n2); }", ""},
+    };
+    for (const SourceCase& c : kCases) {
+        compile(c.source);
+        EXPECT_EQ(hints(), c.expected) << c.source;
+    }
+}
+
+TEST_F(AdviceTest, WhatTheParserMistakesAfterAnErrorIsNotExplained) {
+    // The head of the loop ends at its first semicolon, so the function ends with the loop's block.
+    compile("main {\n  for (int i = 1; i < 3; i++) {\n    x = i;\n  }\n  sin(1);\n}\nother: a { }\n");
+    EXPECT_EQ(hints(), "2:8 foreign-word");
+    // From an open text on everything is read the wrong way round.
+    compile("main {\n  x = \"open;\n  y = \"shut\";\n  z = 'a-1';\n}\n");
+    EXPECT_EQ(hints(), "2:7 unclosed-text");
+}
+
+TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
+    constexpr SourceCase kCases[] = {
+        {"var count = 1; main { x = coutn + coutn; x = coutn; }", "1:27 never-assigned"},
+        {"#strict\nvar count;\nmain { var x = count; }", "3:16 never-assigned"},
+        {"main { x++; }", "1:8 never-assigned"},
+        {"main { x = a[1]; }", "1:12 never-assigned"},
+        {"main { x = ::g; } var g;", "1:12 never-assigned"},
+        // Whoever gives a value in any way.
+        {"main { (a, b) = two(); c = a + b; } two { return 1, 2; }", ""},
+        {"main { var a[3]; x = a[1]; }", ""},
+        {"main { a[2] = 1; x = a[1]; }", ""},
+        {"main { for (i = 1; i < 3; i++) x = i; for k = 1 to 3 do x = k; }", ""},
+        {"main: a, b { x = a + b[1]; }", ""},
+        {"main { x = PI + Z; y = INSTANCE; const c = 2; z = c; }", ""},
+        {"expose shared, many[4] as Queue; main { x = shared + many[1] + Queue$other; }", ""},
+        {"declare record R { a, b; } main { r = R(1); x = r->a; r->b = 2; }", ""},
+        {"main { x = ::g; } g = 1;", ""},
+        {"main { x += 1; }", ""},
+        // It may have been assigned in a statement that was lost, or elsewhere before the parser went astray.
+        {"main { x = 3 -2; y = x; }", "1:14 negative-number"},
+    };
+    for (const SourceCase& c : kCases) {
+        compile(c.source);
+        EXPECT_EQ(hints(), c.expected) << c.source;
+    }
+}
+
+TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
+    constexpr SourceCase kCases[] = {
+        {"main { x = sin(1, 2); }", "1:12 argument-count"},
+        {"main { f(1); } f: a, b { x = a + b; }", "1:8 argument-count"},
+        {"main { f(two()); f(1, 2, 3); } f: a, b { x = a + b; } two { return 1, 2; }", ""},
+        {"main { x = sine(1); }", "1:12 unknown-function"},
+        {"main { x = clamp(1, 2, 3); y = xyzzyplugh(1); }", "1:12 foreign-function"},
+        {"clamp: x { return x; } main { y = clamp(1); }", ""},
+        {"main { x = 1; if (x = 2) y = x; }", "1:21 assignment-in-condition"},
+        {"main { x = 1; while (x = f()) y = x; if (x == 2) y = 1; } f { return 0; }", ""},
+        {"main { x = 1; x == 2; if (x) x < 3; }", "1:17 comparison-as-statement; 1:32 comparison-as-statement"},
+        {"main { for (i = 1; i < 3; i++) x = i == 2; return x == 1; }", ""},
+        {"main { x = <1, 2, 3>; y = x[0]; z = x.r; x.sorta(); }",
+         "1:27 index-from-zero; 1:39 unknown-member; 1:44 unknown-method"},
+        {"main { x = <1, 2, 3>; y = x.x; z = x.isNil(); var a[2]; a[2] = 0; }", ""},
+        {"declare record R { a; } main { r = R(1); x = r.a; y = r->aa; }", "1:48 record-member; 1:58 unknown-field"},
+        {"#include \"x\"\n", "1:1 foreign-directive"},
+        {"#strickt\n", "1:1 unknown-directive"},
+        {"# A remark.\n", "1:1 foreign-directive"},
+    };
+    for (const SourceCase& c : kCases) {
+        compile(c.source);
+        EXPECT_EQ(hints(), c.expected) << c.source;
+    }
+}
+
+TEST_F(AdviceTest, LibraryFunctionsAreLinkedForOneCallOnly) {
+    write("twice.ks", "twice: x { return 2 * x; }\n");
+    compile("library \"twice.ks\"; main { a = twice(1);\n b = twice(2); c = twice(3); }");
+    EXPECT_EQ(hints(), "2:6 library-called-twice; 2:20 library-called-twice");
+}
+
+TEST_F(AdviceTest, ThereIsAnEndToAdvice) {
+    std::string script = "main {\n";
+    for (int i = 0; i < 1000; ++i) script += "x = name" + std::to_string(i) + "x;\n";
+    compile(script + "}");
+    ASSERT_EQ(collector_.hints.size(), 51U);
+    EXPECT_EQ(collector_.hints.back(), "0:0 more-hints");
+}
+
+TEST_F(AdviceTest, MessagesDoNotDependOnWhetherSomebodyWantsHints) {
+    constexpr const char* kScript = "main { x = 3 -2; y = clamp(1); if (x = 2) y == 1; 'a; }";
+    const int errors = compile(kScript);
+    const std::string said = messages();
+    EXPECT_NE(hints(), "");
+    ctx_.reporter.hints = nullptr;
+    EXPECT_EQ(compile(kScript), errors);
+    EXPECT_EQ(messages(), said);
+}
+
+TEST(ForeignNames, AreFoundInTheirKindOnly) {
+    EXPECT_EQ(insteadOfForeign(ForeignKind::Function, "dot"), "dot3d(a, b)");
+    EXPECT_EQ(insteadOfForeign(ForeignKind::Word, "dot"), "");
+    EXPECT_EQ(insteadOfForeign(ForeignKind::Function, "dot3d"), "");
+    EXPECT_EQ(insteadOfForeign(ForeignKind::Directive, "include"), "write #insert \"file\"");
+}
+
+}  // namespace
+}  // namespace kestrel::test

@@ -1,0 +1,136 @@
+#include "frontend/member_advice.h"
+
+#include "engine/context/kind_table.h"
+#include "frontend/foreign_names.h"
+#include "platform/near_names.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace kestrel {
+
+namespace {
+
+bool opIs(const CodeNode* node, std::int32_t op) noexcept {
+    return node != nullptr && node->op == op;
+}
+
+/// An index that is a plain 0, as the only one: DimMark, SepMark, 0, index.
+bool indexIsZero(const CodeNode& node) noexcept {
+    const CodeNode* value = node.prev;
+    return node.op == OP_INDEX && (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) &&
+           value->operand.number == 0.0 && opIs(value->prev, OP_SEP);
+}
+
+template <class Row>
+std::string_view nearestRow(std::string_view word, std::span<ObjectKind* const> kinds,
+                            std::span<const Row> (ObjectInterface::*rows)() const noexcept) {
+    std::vector<std::string_view> names;
+    for (ObjectKind* kind : kinds) {
+        for (const ObjectInterface& interface : kind->interfaces())
+            for (const Row& row : (interface.*rows)()) names.push_back(row.name);
+    }
+    return nearestName(word, names);
+}
+
+}  // namespace
+
+std::string didYouMean(std::string_view name) {
+    return name.empty() ? std::string() : "; did you mean " + std::string(name) + "?";
+}
+
+MemberAdvice::MemberAdvice(EngineContext& ctx, bool usesClasses) : ctx_(ctx), anyMember_(usesClasses) {
+    ObjectKind& kind = ctx.kinds().of(ShaderObj);
+    const std::span<ObjectInterface> interfaces = kind.interfaces();
+    if (!interfaces.empty() && !interfaces.front().members().empty()) sample_ = &interfaces.front();
+    for (const RecordTemplate* record = ctx.program->records.head; record != nullptr; record = record->next)
+        for (const RecordField* field = record->fields.head; field != nullptr; field = field->next)
+            fields_.insert(field->name->name);
+}
+
+void MemberAdvice::enter(const Variable& name) {
+    const FunctionRecord* function = ctx_.program->findFunction(name.name);
+    const bool process = function != nullptr && std::string_view(name.name) == "process";
+    sampleVariable_ = process && sample_ != nullptr ? function->params.head : nullptr;
+}
+
+bool MemberAdvice::look(const CodeNode& node) {
+    const CodeNode* next = node.next;
+    const bool counted = next != nullptr && isPostfix(next->op);
+    const CodeNode* marker = counted ? next->next : next;
+    if (opIs(marker, OP_IPCREF)) return true;
+    if (opIs(marker, OP_RECORD)) {
+        field(node);
+        return true;
+    }
+    if (!opIs(marker, OP_MEMBER)) {
+        if (!opIs(next, OP_ENDDECL)) indexFromZero(node, node.operand.variable->name);
+        return false;
+    }
+    const Variable& owner = *marker->operand.variable;
+    if (&owner == sampleVariable_) {
+        ofSample(node, owner, counted || opIs(marker->next, OP_ASSIGNMARK));
+    } else if (!anyMember_) {
+        ofObject(node, owner);
+    }
+    return true;
+}
+
+void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool assigned) {
+    const std::string_view name = node.operand.variable->name;
+    const std::span<const MemberRow> rows = sample_->members();
+    const auto row = std::ranges::find(rows, name, &MemberRow::name);
+    if (row == rows.end()) {
+        std::vector<std::string_view> names;
+        for (const MemberRow& known : rows) names.push_back(known.name);
+        ctx_.reporter.hint(node.pos, HintId::UnknownMember, name, didYouMean(nearestName(name, names)));
+    } else if (row->type == MemberType::Nothing) {
+        ctx_.reporter.hint(node.pos, HintId::MemberWithoutValue, owner.name, name);
+    } else if (row->elements > 1 && node.op == OP_VAR) {
+        if (assigned)
+            ctx_.reporter.hint(node.pos, HintId::WholeMemberAssigned, owner.name, name, owner.name, name,
+                               row->elements);
+        else
+            ctx_.reporter.hint(node.pos, HintId::WholeMemberRead, owner.name, name, owner.name, name,
+                               row->elements);
+    } else if (row->elements > 1) {
+        indexFromZero(node, std::string(owner.name) + "." + std::string(name));
+    }
+}
+
+void MemberAdvice::ofObject(const CodeNode& node, const Variable& owner) {
+    const char* name = node.operand.variable->name;
+    if (ctx_.kinds().names().find(name) != kNoName) return;
+    if (isField(name)) {
+        ctx_.reporter.hint(node.pos, HintId::RecordMember, name, owner.name, name);
+        return;
+    }
+    const std::string_view instead = insteadOfForeign(ForeignKind::Member, name);
+    ctx_.reporter.hint(node.pos, HintId::UnknownMember, name,
+                       instead.empty()
+                           ? didYouMean(nearestRow(name, ctx_.kinds().all(), &ObjectInterface::members))
+                           : ": " + std::string(instead));
+}
+
+void MemberAdvice::field(const CodeNode& node) {
+    const char* name = node.operand.variable->name;
+    if (isField(name)) return;
+    const std::vector<std::string_view> names(fields_.begin(), fields_.end());
+    ctx_.reporter.hint(node.pos, HintId::UnknownField, name, didYouMean(nearestName(name, names)));
+}
+
+void MemberAdvice::indexFromZero(const CodeNode& node, const std::string& what) {
+    if (indexIsZero(node)) ctx_.reporter.hint(node.pos, HintId::IndexFromZero, what);
+}
+
+bool MemberAdvice::lookAtMethod(const CodeNode& node) {
+    if (!opIs(node.next, OP_MEMBER)) return opIs(node.next, OP_IPCREF) || opIs(node.next, OP_RECORD);
+    const char* name = node.operand.variable->name;
+    if (!anyMember_ && ctx_.kinds().names().find(name) == kNoName) {
+        ctx_.reporter.hint(node.pos, HintId::UnknownMethod, name,
+                           didYouMean(nearestRow(name, ctx_.kinds().all(), &ObjectInterface::methods)));
+    }
+    return true;
+}
+
+}  // namespace kestrel

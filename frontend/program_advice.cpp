@@ -1,0 +1,248 @@
+#include "frontend/program_advice.h"
+
+#include "engine/context/builtin.h"
+#include "engine/context/kind_table.h"
+#include "frontend/foreign_names.h"
+#include "frontend/member_advice.h"
+#include "frontend/syntax_advice.h"
+#include "platform/near_names.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace kestrel {
+
+namespace {
+
+bool opIs(const CodeNode* node, std::int32_t op) noexcept {
+    return node != nullptr && node->op == op;
+}
+
+bool isComparison(std::int32_t op) noexcept {
+    return (op >= OP_LT && op <= OP_GE) || op == OP_EQ || op == OP_NE;
+}
+
+/// True for the last node of a condition's code.
+bool endsCondition(const CodeNode& node) noexcept {
+    switch (node.next != nullptr ? node.next->op : 0) {
+        case OP_IF:
+        case OP_WHILE:
+        case OP_FORTEST:
+        case OP_ENDDOWHILE:
+        case OP_WHEN:
+            return true;
+        default:
+            return false;
+    }
+}
+
+/// A method or the call of a function: what it gives is often kept and tested at once.
+bool isCall(const CodeNode* node) noexcept {
+    return opIs(node, OP_CALL) || (opIs(node, OP_MEMBER) && opIs(node->prev, OP_CALL));
+}
+
+class ProgramAdvice {
+public:
+    ProgramAdvice(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses)
+        : ctx_(ctx), program_(*ctx.program), syntax_(syntax), members_(ctx, usesClasses) {
+        for (const FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
+            for (const Variable* p = f->params.head; p != nullptr; p = p->next) givenValues_.insert(p);
+    }
+
+    void give() {
+        for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next)
+            look(*node);
+        neverAssigned();
+    }
+
+private:
+    [[nodiscard]] bool wanted() const noexcept { return ctx_.reporter.hintsWanted(); }
+
+    void look(const CodeNode& node) {
+        switch (node.op) {
+            case OP_VAR:
+            case OP_INDEX:
+                if (!members_.look(node)) use(node);
+                break;
+            case OP_MEMBER:
+            case OP_RECORD:
+                reads(*node.operand.variable, node);
+                break;
+            case OP_CALL:
+                if (!members_.lookAtMethod(node)) call(node);
+                break;
+            case OP_BLOCK:
+                block(node);
+                break;
+            case OP_FUNC:
+                members_.enter(*node.operand.variable);
+                scriptCalls_ = 0;
+                break;
+            case OP_ENDSTMT:
+                scriptCalls_ = 0;
+                break;
+            case OP_ASSIGN:
+                if (endsCondition(node) && !isCall(node.prev))
+                    ctx_.reporter.hint(node.pos, HintId::AssignmentInCondition);
+                break;
+            default:
+                comparison(node);
+                break;
+        }
+    }
+
+    void comparison(const CodeNode& node) {
+        const bool statement = opIs(node.next, OP_ENDSTMT) || opIs(node.next, OP_ENDDECL);
+        // What is left of the head of a loop after a syntax error looks like one.
+        if (isComparison(node.op) && statement && !syntax_.failedInLine(node.pos))
+            ctx_.reporter.hint(node.pos, HintId::ComparisonAsStatement);
+    }
+
+    // ---- names: who gives them a value, and who reads them
+
+    /// A variable or an element of one, no member.
+    void use(const CodeNode& node) {
+        const Variable& variable = target(node);
+        const bool declared = opIs(node.prev, OP_DECL) && opIs(node.next, OP_ENDDECL);
+        const bool array = node.op == OP_INDEX && opIs(node.next, OP_ENDDECL);
+        if (opIs(node.next, OP_ASSIGNMARK) || inBlock_ || array) {
+            assigned_.insert(variable.name);
+            givenValues_.insert(&variable);
+        } else if (!declared) {
+            reads(variable, node);
+        }
+    }
+
+    void reads(const Variable& variable, const CodeNode& node) {
+        if (seen_.insert(&variable).second) reads_.push_back({&variable, node.pos});
+    }
+
+    /// With "::" resolved.
+    const Variable& target(const CodeNode& node) {
+        if ((node.flags & kNodeGlobalRef) == 0) return *node.operand.variable;
+        const Variable* global = program_.findGlobal(node.operand.variable->name);
+        return global != nullptr ? *global : *node.operand.variable;
+    }
+
+    /// "(a, b) = ...": everything in it is assigned.
+    void block(const CodeNode& node) {
+        if (inBlock_) {
+            inBlock_ = false;
+            return;
+        }
+        const CodeNode* close = node.next;
+        while (close != nullptr && close->op != OP_BLOCK && close->op != OP_ENDSTMT) close = close->next;
+        inBlock_ = opIs(close, OP_BLOCK) && opIs(close->next, OP_ASSIGNMARK);
+    }
+
+    /// Values that come from elsewhere: the language, whoever calls, other programs.
+    [[nodiscard]] static bool hasValue(const Variable& variable) noexcept {
+        constexpr std::uint8_t kGiven = kVarConst | kVarPredefined | kVarInlineConst;
+        constexpr std::int32_t kExposed = 1;
+        return (variable.flags & kGiven) != 0 || variable.type == kExposed || variable.number != 0.0;
+    }
+
+    void neverAssigned() {
+        for (const auto& [variable, where] : reads_) {
+            if (!wanted()) return;
+            if (givenValues_.contains(variable) || hasValue(*variable)) continue;
+            // Syntax errors leave holes: then a name counts as assigned wherever it may have been.
+            if (syntax_.failed() && (assigned_.contains(variable->name) || syntax_.isLost(variable->name)))
+                continue;
+            if (program_.findFunction(variable->name) != nullptr) continue;
+            ctx_.reporter.hint(where, HintId::NeverAssigned, variable->name,
+                               didYouMean(nearVariable(*variable)));
+        }
+    }
+
+    std::string_view nearVariable(const Variable& variable) const {
+        std::vector<std::string_view> names;
+        const auto add = [&](const LinkedList<Variable>& list) {
+            for (const Variable* v = list.head; v != nullptr; v = v->next) {
+                if (givenValues_.contains(v) || hasValue(*v)) names.emplace_back(v->name);
+            }
+        };
+        if (variable.owner != nullptr) {
+            add(variable.owner->locals);
+            add(variable.owner->params);
+        }
+        add(program_.globals);
+        return nearestName(variable.name, names);
+    }
+
+    // ---- calls
+
+    void call(const CodeNode& node) {
+        const char* name = node.operand.variable->name;
+        if (const FunctionRecord* function = program_.findFunction(name)) {
+            // A call among the arguments may bring several values.
+            if (node.argc < function->paramCount && scriptCalls_ == 0)
+                argumentCount(node, std::string(name) + "()", function->paramCount);
+            ++scriptCalls_;
+            return;
+        }
+        const BuiltinEntry* builtin = ctx_.services.builtins->find(name);
+        if (builtin == nullptr) {
+            ++scriptCalls_;  // of a library, perhaps
+        } else if (builtin->family == BuiltinFamily::Later) {
+            ctx_.reporter.hint(node.pos, HintId::NotAvailable, name);
+        } else if (builtin->argCount >= 0 && builtin->argCount != node.argc) {
+            const std::string_view form = builtin->signature;
+            argumentCount(node, form.empty() ? std::string(name) + "()" : std::string(form),
+                          builtin->argCount);
+        }
+    }
+
+    void argumentCount(const CodeNode& node, const std::string& form, int wanted) {
+        ctx_.reporter.hint(node.pos, HintId::ArgumentCount, form, wanted, wanted == 1 ? "" : "s", node.argc);
+    }
+
+    struct Read {
+        const Variable* variable;
+        SourcePos where;
+    };
+
+    EngineContext& ctx_;
+    Program& program_;
+    const SyntaxAdvice& syntax_;
+    MemberAdvice members_;
+    std::vector<Read> reads_;  // of each variable the first
+    std::unordered_set<const Variable*> seen_;
+    std::unordered_set<const Variable*> givenValues_;
+    std::unordered_set<std::string_view> assigned_;  // their names
+    bool inBlock_ = false;
+    int scriptCalls_ = 0;  // in the statement so far
+};
+
+}  // namespace
+
+void adviseOnProgram(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses) {
+    if (ctx.reporter.hintsWanted()) ProgramAdvice(ctx, syntax, usesClasses).give();
+}
+
+void adviseOnUnknownCall(EngineContext& ctx, const CodeNode& call) {
+    if (!ctx.reporter.hintsWanted()) return;
+    const char* name = call.operand.variable->name;
+    if (ctx.program->findFunction(name) != nullptr) {
+        ctx.reporter.hint(call.pos, HintId::LibraryCalledTwice, name);
+        return;
+    }
+    const std::string_view instead = insteadOfForeign(ForeignKind::Function, name);
+    if (!instead.empty()) {
+        ctx.reporter.hint(call.pos, HintId::ForeignFunction, name, instead);
+        return;
+    }
+    std::vector<std::string_view> names;
+    for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next)
+        names.emplace_back(f->name);
+    for (const BuiltinEntry& row : ctx.services.builtins->rows()) names.push_back(row.name);
+    for (const RecordTemplate* r = ctx.program->records.head; r != nullptr; r = r->next)
+        names.emplace_back(r->name->name);
+    const std::string_view near = nearestName(name, names);
+    if (!near.empty()) ctx.reporter.hint(call.pos, HintId::UnknownFunction, name, near);
+}
+
+}  // namespace kestrel

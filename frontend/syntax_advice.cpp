@@ -1,0 +1,244 @@
+#include "frontend/syntax_advice.h"
+
+#include "engine/program/program.h"
+#include "engine/values/format.h"
+#include "frontend/compile_state.h"
+#include "frontend/foreign_names.h"
+#include "grammar.tab.h"
+#include "platform/ascii.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+bool isName(const Token& token) noexcept {
+    return token.code == TK_NAME;
+}
+
+/// An operand can end with the token, so what follows has to be an operator or the end.
+bool endsOperand(const Token& token) noexcept {
+    switch (token.code) {
+        case TK_NAME:
+        case TK_NUMBER:
+        case TK_INTEGER:
+        case TK_STRLIT:
+        case TK_NIL:
+        case TK_TRUEX:
+        case TK_FALSEX:
+        case TK_INCR:
+        case TK_DECR:
+        case ')':
+        case ']':
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool beginsStatement(const Token& token) noexcept {
+    switch (token.code) {
+        case TK_NAME:
+        case TK_IF:
+        case TK_WHILE:
+        case TK_FOR:
+        case TK_DO:
+        case TK_SWITCH:
+        case TK_SELECT:
+        case TK_RETURN:
+        case TK_BREAK:
+        case TK_CONTINUE:
+        case TK_VAR:
+        case TK_ELSE:
+        case TK_XEND:
+        case '}':
+            return true;
+        default:
+            return false;
+    }
+}
+
+/// A short operand as it is written; "x" for others.
+std::string written(const Token& token) {
+    if (isName(token)) return token.value.symbol->name;
+    if (token.code == TK_INTEGER) return std::to_string(token.value.integer);
+    if (token.code == TK_NUMBER) return formatG(token.value.number);
+    return "x";
+}
+
+}  // namespace
+
+void SyntaxAdvice::next(const Token& token) {
+    previous_ = token_;
+    token_ = token;
+    if (statementBegins_) first_ = token;
+    statementBegins_ = false;
+    follow(token);
+    if (isName(token)) names_.emplace_back(token.value.symbol->name);
+}
+
+/// Keeps track of what is open.
+void SyntaxAdvice::follow(const Token& token) {
+    switch (previous_.code) {  // the token before has been parsed, so its statement is over
+        case ';':
+            if (!brackets_.empty()) break;  // in the head of a for
+            endStatement();
+            first_ = token;
+            break;
+        case '{':
+        case '}':
+        case TK_XBEGIN:
+        case TK_XEND:
+        case TK_THEN:
+        case TK_DO:
+        case TK_ELSE:
+            brackets_.clear();
+            endStatement();
+            first_ = token;
+            break;
+        case '(':
+        case '[':
+            brackets_.push_back(previous_);
+            break;
+        case ')':
+        case ']':
+            if (!brackets_.empty()) brackets_.pop_back();
+            break;
+        default:
+            break;
+    }
+    if (previous_.code == '{') braces_.push_back(previous_.pos);
+    if (previous_.code == '}' && !braces_.empty()) braces_.pop_back();
+    if (previous_.number == control_.number) controlHasBracket_ = token.code == '(';
+    if (token.code == TK_IF || token.code == TK_WHILE) control_ = token;
+}
+
+void SyntaxAdvice::endStatement() {
+    if (errorInStatement_)
+        for (const std::string_view name : names_) lost_.emplace(name);
+    errorInStatement_ = false;
+    names_.clear();
+    control_.code = 0;
+}
+
+void SyntaxAdvice::openText(const SourcePos& where) {
+    if (!textOpen_) reporter_.hint(where, HintId::UnclosedText);
+    textOpen_ = failed_ = true;
+}
+
+void SyntaxAdvice::keepLostNames(std::string_view text) {
+    const auto inName = [](char c) { return ascii::isLetter(c) || ascii::isDigit(c) || c == '_'; };
+    std::string name;
+    for (const char c : text) {
+        if (inName(c)) {
+            name += c;
+        } else if (!name.empty()) {
+            lost_.insert(std::exchange(name, {}));
+        }
+    }
+    lost_.insert(name);
+}
+
+void SyntaxAdvice::syntaxError(bool inFunction) {
+    failed_ = errorInStatement_ = true;
+    errorLines_.emplace(token_.pos.file, token_.pos.line);
+    // After an earlier error the parser can be elsewhere than the script: then less can be explained.
+    const bool astray = inFunction == braces_.empty() && token_.code != 0;
+    if (reporter_.hintsWanted() && !textOpen_ && !explainToken() && !astray) explainStatement();
+    brackets_.clear();  // said once
+    if (token_.code == 0) endStatement();
+}
+
+bool SyntaxAdvice::explainToken() {
+    return negativeNumber() || singleQuotes() || foreignWord() || functionHead();
+}
+
+void SyntaxAdvice::explainStatement() {
+    static_cast<void>(functionInFunction() || condition() || unclosed() || missingSemicolon());
+}
+
+bool SyntaxAdvice::negativeNumber() {
+    const bool number = token_.code == TK_NUMBER || token_.code == TK_INTEGER;
+    if (!number || token_.first != '-' || !endsOperand(previous_)) return false;
+    const std::string digits = written(token_);
+    reporter_.hint(token_.pos, HintId::NegativeNumber, written(previous_),
+                   digits.starts_with('-') ? digits.substr(1) : digits);
+    return true;
+}
+
+bool SyntaxAdvice::singleQuotes() {
+    if (token_.code != '\'') return false;
+    reporter_.hint(token_.pos, HintId::SingleQuotes);
+    return true;
+}
+
+bool SyntaxAdvice::foreignWord() {
+    const auto tell = [this](const Token& word) {
+        if (!isName(word)) return false;
+        const std::string_view instead = insteadOfForeign(ForeignKind::Word, word.value.symbol->name);
+        if (instead.empty()) return false;
+        reporter_.hint(word.pos, HintId::ForeignWord, word.value.symbol->name, instead);
+        return true;
+    };
+    // "for (int i = 1; ..." has it inside a statement.
+    return (isName(token_) && tell(previous_)) || (first_.number != token_.number && tell(first_));
+}
+
+bool SyntaxAdvice::functionHead() {
+    if (!isName(previous_) || token_.code != '(' || !braces_.empty()) return false;
+    const char* name = previous_.value.symbol->name;
+    reporter_.hint(token_.pos, HintId::ParametersInParentheses, name, name);
+    return true;
+}
+
+bool SyntaxAdvice::functionInFunction() {
+    const bool head = token_.code == ':' || token_.code == '{';
+    if (!head || !isName(previous_) || first_.number != previous_.number || braces_.empty()) return false;
+    reporter_.hint(previous_.pos, HintId::FunctionInFunction, previous_.value.symbol->name);
+    return true;
+}
+
+bool SyntaxAdvice::condition() {
+    if (control_.code == 0) return false;
+    if (token_.code == '=' && !brackets_.empty()) {
+        reporter_.hint(token_.pos, HintId::AssignmentInCondition);
+        return true;
+    }
+    const bool ended = token_.code == '{' || (beginsStatement(token_) && !controlHasBracket_);
+    const bool goesOn = (token_.code == TK_AND_OP || token_.code == TK_OR_OP) && previous_.code == ')';
+    if (!endsOperand(previous_) || (!ended && !goesOn) || !brackets_.empty()) return false;
+    if (control_.code == TK_IF) {
+        reporter_.hint(control_.pos, HintId::ConditionWithoutBrackets, "if", "if ... then");
+    } else {
+        reporter_.hint(control_.pos, HintId::ConditionWithoutBrackets, "while", "while ... do");
+    }
+    return true;
+}
+
+bool SyntaxAdvice::unclosed() {
+    if (token_.code == 0 && !braces_.empty()) {
+        reporter_.hint(braces_.back(), HintId::UnclosedBrace);
+        return true;
+    }
+    const bool ended = token_.code == ';' || token_.code == '{' || token_.code == '}';
+    if (!ended || brackets_.empty()) return false;
+    const char bracket[] = {static_cast<char>(brackets_.back().code), '\0'};
+    reporter_.hint(brackets_.back().pos, HintId::UnclosedBracket, static_cast<const char*>(bracket));
+    return true;
+}
+
+bool SyntaxAdvice::missingSemicolon() {
+    const bool laterLine =
+        token_.code != 0 && token_.pos.file == previous_.pos.file && token_.pos.line > previous_.pos.line;
+    if (!laterLine || !brackets_.empty() || !endsOperand(previous_) || !beginsStatement(token_)) return false;
+    SourcePos behind = previous_.pos;
+    behind.column = behind.endColumn;
+    ++behind.endColumn;
+    reporter_.hint(behind, HintId::MissingSemicolon);
+    return true;
+}
+
+}  // namespace kestrel

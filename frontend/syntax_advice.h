@@ -1,0 +1,70 @@
+// Hints beside syntax errors: what the last tokens say about what was meant.
+#pragma once
+
+#include "engine/report/reporter.h"
+#include "frontend/token.h"
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace kestrel {
+
+/// Watches the tokens of a compile whose hints somebody wants.
+class SyntaxAdvice {
+public:
+    explicit SyntaxAdvice(Reporter& reporter) : reporter_(reporter) {}
+
+    /// Before each token is parsed.
+    void next(const Token& token);
+    /// The parser has reported that the token last given does not fit.
+    void syntaxError(bool inFunction);
+    /// A text goes on over the end of its line. The first one is probably not closed, and what follows it is
+    /// read the wrong way round: no syntax error can be explained from there on.
+    void openText(const SourcePos& where);
+    /// What such a text holds was probably meant as script.
+    void keepLostNames(std::string_view text);
+    [[nodiscard]] bool failed() const noexcept { return failed_; }
+    [[nodiscard]] bool failedInLine(const SourcePos& where) const {
+        return errorLines_.contains({where.file, where.line});
+    }
+    /// True for a name in a statement of which the error left nothing: it may have been assigned there.
+    [[nodiscard]] bool isLost(const std::string& name) const { return lost_.contains(name); }
+
+private:
+    void endStatement();
+    void follow(const Token& token);
+    bool explainToken();
+    void explainStatement();
+
+    // The rules. Each returns true when it is the one that fits.
+    bool negativeNumber();
+    bool singleQuotes();
+    bool foreignWord();
+    bool functionHead();
+    bool functionInFunction();
+    bool condition();
+    bool unclosed();
+    bool missingSemicolon();
+
+    Reporter& reporter_;
+    Token previous_;
+    Token token_;
+    Token first_;                  // of the statement
+    Token control_;                // its last if or while; code 0: none
+    bool statementBegins_ = true;  // the next token is the first of a statement
+    bool errorInStatement_ = false;
+    bool controlHasBracket_ = false;
+    bool failed_ = false;
+    std::set<std::pair<std::int32_t, std::int32_t>> errorLines_;  // file and line
+    bool textOpen_ = false;
+    std::vector<Token> brackets_;          // open ( and [
+    std::vector<SourcePos> braces_;        // open {
+    std::vector<std::string_view> names_;  // in the statement
+    std::unordered_set<std::string> lost_;
+};
+
+}  // namespace kestrel
