@@ -2,8 +2,10 @@
 
 #include "builtins/builtin_table.h"
 #include "builtins/common/subjects.h"
+#include "engine/report/hints.h"
 #include "engine/report/message.h"
 #include "engine/report/messages.h"
+#include "frontend/foreign_names.h"
 #include "host/host_builtins.h"
 #include "host/object_kinds.h"
 #include "platform/ascii.h"
@@ -209,10 +211,56 @@ Section messages() {
     return section;
 }
 
+Section hints() {
+    Section section{
+        "hints",
+        "Hints",
+        "Hint",
+        "Advice that the command gives beside the messages: `kestrel check` finds nearly all of it without "
+        "running the script. With --messages=json a hint has the kind \"hint\", and its name is its rule.",
+        {"Rule", "Text", "When and why"},
+        {{"", {}}}};
+    section.formsAreTexts = true;
+    for (const HintRow& row : hintRows())
+        section.groups.front().entries.push_back(makeEntry(row.rule, row.text, row.help));
+    return section;
+}
+
+Section foreignNames() {
+    std::vector<Entry> functions;
+    std::vector<Entry> words;
+    std::vector<Entry> members;
+    std::vector<Entry> directives;
+    const auto add = [&](ForeignKind kind, std::string_view name, std::string_view instead) {
+        const bool isWord = kind == ForeignKind::Word;
+        std::vector<Entry>& entries = kind == ForeignKind::Function    ? functions
+                                      : isWord                         ? words
+                                      : kind == ForeignKind::Directive ? directives
+                                                                       : members;
+        entries.push_back(makeEntry(name, name, instead));
+    };
+#define KESTREL_FOREIGN(kind, name, instead) add(ForeignKind::kind, name, instead);
+#include "frontend/foreign_names.def"
+#undef KESTREL_FOREIGN
+    return {"foreign",
+            "Names of other languages",
+            "Name of another language",
+            "What they are called here. Hints say so where a script uses one of them.",
+            {"Elsewhere", "", "Here"},
+            {{"Functions", std::move(functions)},
+             {"Beginnings of statements", std::move(words)},
+             {"Behind a dot", std::move(members)},
+             {"Behind #", std::move(directives)}},
+            false,
+            false,
+            true};
+}
+
 }  // namespace
 
 std::vector<Section> makeCatalog() {
-    return {keywords(), functions(), members(), directives(), constants(), messages()};
+    return {keywords(),  functions(), members(), directives(),
+            constants(), messages(),  hints(),   foreignNames()};
 }
 
 }  // namespace kestrel::reference

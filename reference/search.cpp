@@ -157,6 +157,7 @@ std::vector<std::string> nearNames(std::span<const Section> catalog, std::string
     const std::string_view asked = bareName(name);
     std::vector<std::pair<std::size_t, std::string>> near;
     for (const Match& match : everything(catalog)) {
+        if (match.section->elsewhere) continue;
         const std::string_view whole = match.entry->name;
         const std::size_t away = std::min(remoteness(asked, whole), remoteness(asked, memberName(whole)));
         if (away < kOutOfSight) near.emplace_back(away, whole);
