@@ -2,6 +2,7 @@
 
 #include "platform/dynamic_library.h"
 #include "platform/environment.h"
+#include "platform/memory_file.h"
 #include "platform/paths.h"
 
 #include <gtest/gtest.h>
@@ -42,6 +43,25 @@ TEST(Files, ADirectoryExistsButIsNoFile) {
     EXPECT_FALSE(fileExists(directory));
     EXPECT_EQ(openFile(directory, "r"), nullptr);
     EXPECT_FALSE(pathExists(""));
+}
+
+TEST(Files, AFileInMemoryIsFoundByItsPathCannotBeChangedAndGoesWithItsOwner) {
+    std::optional<MemoryFile> made = MemoryFile::create("a\nb");
+    ASSERT_TRUE(made);
+    const MemoryFile file = *std::move(made);
+    const std::string path = systemPath(file.path());
+    EXPECT_EQ(readTextFile(path), "a\nb");
+    EXPECT_EQ(readTextFile(upperCase(path)), "a\nb") << "the form in which messages and states have it";
+    const FileHandle writable = openFile(path, "r+");
+    EXPECT_TRUE(writable == nullptr || std::fputs("x", writable.get()) < 0 || !flushFile(writable.get()));
+    EXPECT_EQ(openFile(path, "w"), nullptr);
+    EXPECT_EQ(readTextFile(path), "a\nb");
+    std::optional<MemoryFile> empty = MemoryFile::create("");
+    ASSERT_TRUE(empty);
+    const std::string gone = systemPath(empty->path());
+    EXPECT_EQ(readTextFile(gone), "");
+    empty.reset();
+    EXPECT_FALSE(pathExists(gone));
 }
 
 TEST(Files, OnlyKnownLettersOfAModeMeanSomething) {

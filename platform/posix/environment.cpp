@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -19,6 +20,16 @@ std::optional<std::string> environment(const char* name) {
 
 void setEnvironment(const char* name, const std::string& value) {
     setenv(name, value.c_str(), 1);
+}
+
+std::vector<std::string> directoriesOfList(std::string_view nativeList) {
+    std::vector<std::string> directories;
+    while (!nativeList.empty()) {
+        const std::size_t end = std::min(nativeList.find(kListSeparator), nativeList.size());
+        if (end > 0) directories.push_back(systemPath(nativeList.substr(0, end)));
+        nativeList.remove_prefix(std::min(end + 1, nativeList.size()));
+    }
+    return directories;
 }
 
 std::string currentDirectory() {
