@@ -221,7 +221,7 @@ private:
     // driver.cpp
     void preprocessAndParse(std::string_view path);
     void parse();
-    void preprocessingFailed();
+    void giveUp();
     /// @return false when the error limit is exceeded
     bool checkUnresolved();
     void reportSummary();

@@ -31,7 +31,7 @@ int Compiler::compile(std::string_view path) {
     return errorCount_;
 }
 
-void Compiler::preprocessingFailed() {
+void Compiler::giveUp() {
     abandon();
     ++ctx_.reporter.state.errorCount;
     ++errorCount_;
@@ -41,7 +41,7 @@ void Compiler::preprocessAndParse(std::string_view path) {
     Preprocessor preprocessor(ctx_, program().files);
     std::optional<PreprocessedScript> script = preprocessor.run(path);
     if (!script) {
-        preprocessingFailed();
+        giveUp();
         return;
     }
     scanner_.open(std::move(script->text), std::move(script->map));
@@ -54,6 +54,7 @@ void Compiler::parse() {
     while (status == Parser::Status::More && !aborted()) {
         const Token& token = scanner_.next();
         if (aborted() || endless_) return;
+        if (ctx_.endRequested()) return giveUp();
         if (ctx_.reporter.hints != nullptr) syntaxAdvice_.next(token);
         status = parser_.push(token);
     }

@@ -53,7 +53,7 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
     map_.addPlain(0, 1, 0);
     putMarker(1);
     std::string line;
-    while (!ctx_.run.abort) {
+    while (!ctx_.run.abort && !ctx_.endRequested()) {
         if (readLine(line)) {
             processLine(line);
         } else if (inputs_.size() > 1) {
@@ -62,7 +62,7 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
             break;
         }
     }
-    if (failed_ || ctx_.run.abort) return std::nullopt;
+    if (failed_ || ctx_.run.abort || ctx_.endRequested()) return std::nullopt;
     return PreprocessedScript{std::move(output_), std::move(map_)};
 }
 

@@ -56,7 +56,7 @@ public:
 
 /// Lets whoever runs a script from outside end it: set `requested` (from a signal handler, say) and the run
 /// stops at the next backward jump or call (after a built-in, which may have waited), storing the line it
-/// stopped at. The run's abort flag is set then; nothing is reported.
+/// stopped at. The run's abort flag is set then; nothing is reported. A compile fails in the same way.
 struct RunWatch {
     platform::SharedFlag requested{0};
     platform::SharedFlag line{0};
