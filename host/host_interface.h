@@ -110,7 +110,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455335u
+#define KESTREL_EXTENSION_MAGIC 0x4b455336u
 
 /* A word of 32 bits that signal handlers and other threads may set. */
 #ifdef __cplusplus
@@ -123,7 +123,7 @@ typedef volatile int32_t KestrelFlag;
 
 typedef struct KestrelRunWatch {
     /* Set to 1, from a signal handler or another thread too, this ends the running script at its next loop or
-     * call, and every later run. The host sets it back to 0. */
+     * call, and every later run and load. The host sets it back to 0. */
     KestrelFlag requested;
     KestrelFlag line; /* where a script was ended; 0 while none was */
 } KestrelRunWatch;
@@ -161,6 +161,10 @@ typedef struct KestrelModule {
     /* 1 while a debugger can reach the instance's script: by that, or by the script's debug pragma. Such a
      * script should run in one process, as copies have no link. May be null. */
     int32_t (*debugged)(void* instance);
+    /* "NAME=VALUE": every script that is loaded from now on and has a global of that name finds this value in
+     * it when its code outside functions runs, and again when that has ended. VALUE is a number, a Vector
+     * "<x,y,z>" or a text. Null takes back all of them. Returns 0 when it is no such text. May be null. */
+    int32_t (*preset)(const char* assignment);
 } KestrelModule;
 
 /* ---- scene items ---- */

@@ -61,7 +61,9 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     static_cast<void>(attachDebugger(engine, debugLink));  // the host can ask whether it has one
     {
         const CallScope scope(engine);
+        applyPresets(engine, host.environment.presets);
         runTopLevel(engine);
+        applyPresets(engine, host.environment.presets);
     }
     for (std::size_t i = 0; i < kHostFunctions; ++i)
         functions_[i] = engine.program->findFunction(kFunctionNames[i]);

@@ -56,7 +56,7 @@ std::span<const std::string> LibraryPath::directories() {
 
 void LibraryPath::read() {
     outdated_ = false;
-    directories_.clear();
+    directories_ = platform::directoriesOfList(platform::environment(kSearchPathVariable).value_or(""));
     std::string value = readSetting(store_, settings_, kMasterScope, kPathSetting);
     if (value == kNoSetting) value = readSetting(store_, settings_, kGlobalScope, kPathSetting);
     if (value == kNoSetting) return;

@@ -22,8 +22,12 @@ inline constexpr std::string_view kNoSetting = "(none)";
 [[nodiscard]] std::string readSetting(PersistentStore& store, Settings settings, std::string_view scope,
                                       std::string_view name);
 
-/// The directories in which components of scripts are looked for: stored in the user's store, kept for the
-/// process.
+/// Directories in which components of scripts are looked for before all others, as PATH has them for
+/// programs.
+inline constexpr const char* kSearchPathVariable = "KESTREL_PATH";
+
+/// The directories in which components of scripts are looked for: those of the environment, then what the
+/// user's store has; kept for the process.
 class LibraryPath {
 public:
     LibraryPath(PersistentStore& store, Settings settings) : store_(store), settings_(settings) {}
@@ -40,7 +44,7 @@ private:
 
     PersistentStore& store_;
     Settings settings_;
-    std::vector<std::string> directories_;
+    std::vector<std::string> directories_;  // those of the environment are not stored
     bool outdated_ = false;
 };
 

@@ -9,7 +9,10 @@
 #include <cstddef>
 #include <exception>
 #include <new>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace kestrel {
 
@@ -170,6 +173,18 @@ void setDebugLink(const char* name) {
     });
 }
 
+std::int32_t preset(const char* assignment) {
+    return guarded<std::int32_t>(0, [&] {
+        std::vector<Preset>& presets = pluginState().environment.presets;
+        if (assignment == nullptr) presets.clear();
+        std::string problem;
+        std::optional<Preset> parsed =
+            assignment != nullptr ? parsePreset(assignment, problem) : std::nullopt;
+        if (parsed) presets.push_back(*std::move(parsed));
+        return assignment == nullptr || parsed ? 1 : 0;
+    });
+}
+
 std::int32_t debugged(void* handle) {
     const LoadedScript* script = handle != nullptr ? instanceOf(handle).script() : nullptr;
     return script != nullptr && script->engine.run.hook != nullptr ? 1 : 0;
@@ -285,5 +300,6 @@ KestrelModule _mod_descrip = {
     kestrel::badWriteOf,
     kestrel::setDebugLink,
     kestrel::debugged,
+    kestrel::preset,
 };
 }

@@ -9,6 +9,7 @@
 #include "host/host_interface.h"
 #include "host/locate_component.h"
 #include "host/object_kinds.h"
+#include "host/presets.h"
 #include "host/requester.h"
 #include "host/scene_services.h"
 #include "host/shader_context.h"
@@ -19,6 +20,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kestrel {
 
@@ -42,6 +44,7 @@ public:
     std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
     SceneServices scene;                          ///< nulls: the host has no scene
     std::string debugLink;          ///< of the script that is loaded next, in place of what its pragma says
+    std::vector<Preset> presets;    ///< of all scripts that are loaded from now on
     std::string configurationFile;  ///< where a configuration would be; nothing reads one yet
 
     platform::Registry registry;

@@ -5,11 +5,21 @@
 #include "host/attach_debugger.h"
 #include "host/loaded_script.h"
 #include "host/script_environment.h"
+#include "platform/environment.h"
 #include "platform/paths.h"
 
+#include <filesystem>
 #include <utility>
 
 namespace kestrel {
+
+void searchFirst(std::span<const std::string> nativeDirectories) {
+    std::string list;
+    for (const std::string& directory : nativeDirectories)
+        list += std::filesystem::absolute(directory).string() + platform::kListSeparator;
+    list += platform::environment(kSearchPathVariable).value_or("");
+    platform::setEnvironment(kSearchPathVariable, list);
+}
 
 struct ScriptSession::Parts {
     Parts(MessageSink& messages, RunWatch* watch) : environment(&messages, watch, Settings::ReadOnly) {}
@@ -17,6 +27,12 @@ struct ScriptSession::Parts {
     ScriptEnvironment environment;
     ShaderContext host{environment};
     EngineContext engine{environment.services(host)};
+    bool linked = false;
+
+    void link() {
+        if (!linked) linkProgram(engine);
+        linked = true;
+    }
 };
 
 ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequester requester,
@@ -41,6 +57,7 @@ bool ScriptSession::compile(const std::string& nativePath, const CompileOptions&
     EngineContext& engine = parts_->engine;
     const std::string path = platform::systemPath(nativePath);
     engine.reset();
+    parts_->linked = false;
     engine.reporter.state.scriptPath = platform::upperCase(path);
     engine.scriptFile = path;
     CompileOptions all = options;
@@ -52,14 +69,25 @@ bool ScriptSession::check() {
     return checkProgram(parts_->engine);
 }
 
+std::vector<std::string> ScriptSession::globals() {
+    parts_->link();
+    return presettableGlobals(*parts_->engine.program);
+}
+
+void ScriptSession::setPresets(std::vector<Preset> presets) {
+    parts_->environment.presets = std::move(presets);
+}
+
 bool ScriptSession::openDebugLink(std::string_view debugLink) {
     return attachDebugger(parts_->engine, debugLink);
 }
 
 bool ScriptSession::prepare() {
-    linkProgram(parts_->engine);
+    parts_->link();
     const CallScope scope(parts_->engine);
+    applyPresets(parts_->engine, parts_->environment.presets);
     runTopLevel(parts_->engine);
+    applyPresets(parts_->engine, parts_->environment.presets);
     return parts_->engine.run.abort;
 }
 

@@ -5,12 +5,20 @@
 #include "frontend/compiler.h"
 #include "host/file_request.h"
 #include "host/host_interface.h"
+#include "host/presets.h"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrel {
+
+/// Looks for components of scripts in these directories before all others, in this process and in programs
+/// that it starts: puts them ahead in the environment variable KESTREL_PATH.
+/// @param nativeDirectories  without platform::kListSeparator in their absolute paths
+void searchFirst(std::span<const std::string> nativeDirectories);
 
 /// One script in a context of its own, with all built-ins, the library path of the user's store and the
 /// shading object (which has no sample here, so its members read as Nil). Nothing is shared with the module
@@ -38,6 +46,12 @@ public:
 
     /// After a successful compile: whether the script may run, with messages when not.
     [[nodiscard]] bool check();
+
+    /// After a successful compile: resolves the program, which prepare() does otherwise.
+    /// @return the names that presets can be for
+    [[nodiscard]] std::vector<std::string> globals();
+    /// Before prepare(): values for globals, in place of those that its code outside functions assigns.
+    void setPresets(std::vector<Preset> presets);
 
     /// Before prepare(): lets debuggers find the script, which waits for one at its first line from then on.
     /// @param debugLink  name of the link; empty: as the script's debug pragma says

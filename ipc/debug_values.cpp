@@ -106,14 +106,13 @@ bool namesMember(const CodeNode& node) noexcept {
            node.mode == kRecordReference || node.mode == kSlotRead || node.mode == kSlotReference;
 }
 
-/// True for what a script means by a global: no name of a function or a type, nothing of the language's own.
+}  // namespace
+
 bool isGlobalOfScript(const Program& program, const Variable& global) {
     return (global.flags & (kVarPredefined | kVarInlineConst)) == 0 &&
            program.findFunction(global.name) == nullptr && program.findRecord(global.name) == nullptr &&
            global.pos.known();
 }
-
-}  // namespace
 
 NamesOfVariables::NamesOfVariables(const Program& program) {
     for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {

@@ -34,6 +34,9 @@ struct ValuePlace {
 /// @return false when the record's kind is none of the five; nothing has changed then
 bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text);
 
+/// True for what a script means by a global: no name of a function or a type, nothing of the language's own.
+[[nodiscard]] bool isGlobalOfScript(const Program& program, const Variable& global);
+
 /// The compiler makes symbols for all names. Those of data members, methods and functions never hold a value.
 /// What the code uses is looked up once.
 class NamesOfVariables {

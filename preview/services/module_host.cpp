@@ -137,6 +137,11 @@ bool ModuleHost::setDebugLink(const std::string& name) const {
     return true;
 }
 
+bool ModuleHost::preset(const std::string& assignment) const {
+    return extension_ != nullptr && extension_->preset != nullptr &&
+           extension_->preset(assignment.c_str()) != 0;
+}
+
 bool ModuleHost::debugged(HxInstance instance) const {
     return extension_ != nullptr && extension_->debugged != nullptr && extension_->debugged(instance) != 0;
 }

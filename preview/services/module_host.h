@@ -41,6 +41,9 @@ public:
 
     /// Gives the script that is loaded next a debugger link. @return false when the module cannot
     [[nodiscard]] bool setDebugLink(const std::string& name) const;
+    /// Gives a global of all scripts that are loaded from now on a value: "NAME=VALUE".
+    /// @return false when the module cannot, or the text is none
+    [[nodiscard]] bool preset(const std::string& assignment) const;
     /// True while a debugger can reach the instance's script.
     [[nodiscard]] bool debugged(HxInstance instance) const;
 
