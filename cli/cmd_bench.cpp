@@ -4,6 +4,7 @@
 #include "cli/module_session.h"
 #include "cli/sample_grid.h"
 #include "cli/scene_choice.h"
+#include "cli/text_script.h"
 #include "platform/environment.h"
 
 #include <CLI/CLI.hpp>
@@ -142,7 +143,9 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         "The checksum (FNV-1a over wNorm to roughness of all samples of the first pass) is the same wherever "
         "the script\n"
         "computes the same.");
-    command->callback([options, &invocation] { benchScript(*options, invocation); });
+    command->callback([options, &invocation] {
+        if (takeStandardInput(options->module.file, invocation)) benchScript(*options, invocation);
+    });
 }
 
 }  // namespace kestrel::cli

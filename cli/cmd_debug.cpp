@@ -26,11 +26,6 @@ struct DebugCommand {
     double wait = 10.0;
 };
 
-void complain(const std::string& text, Invocation& invocation, ExitCode exitCode) {
-    std::fprintf(stderr, "kestrel: error: %s\n", text.c_str());
-    invocation.exitCode = exitCode;
-}
-
 std::unique_ptr<Debuggee> debuggeeOf(const DebugCommand& options, const Interrupt& interrupt,
                                      Invocation& invocation) {
     std::string problem;
@@ -38,7 +33,7 @@ std::unique_ptr<Debuggee> debuggeeOf(const DebugCommand& options, const Interrup
         const auto longest = std::chrono::milliseconds(static_cast<std::int64_t>(options.wait * 1000));
         std::unique_ptr<Debuggee> debuggee =
             Debuggee::attach(options.words.front(), longest, interrupt.flag(), problem);
-        if (debuggee == nullptr) complain(problem, invocation, kExitUnusable);
+        if (debuggee == nullptr) complain(invocation, problem);
         return debuggee;
     }
     std::optional<int> status;
@@ -46,9 +41,9 @@ std::unique_ptr<Debuggee> debuggeeOf(const DebugCommand& options, const Interrup
     std::unique_ptr<Debuggee> debuggee = Debuggee::start(launch, interrupt.flag(), problem, status);
     if (debuggee != nullptr) return debuggee;
     if (!status)
-        complain(problem, invocation, kExitUnusable);
+        complain(invocation, problem);
     else if (*status == kExitSuccess)
-        complain("the command ended before it ran anything of the script", invocation, kExitUnusable);
+        complain(invocation, "the command ended before it ran anything of the script");
     else
         invocation.exitCode = *status == kExitUnusable ? kExitUnusable : kExitScriptFailed;
     return nullptr;
@@ -66,8 +61,7 @@ void debugScript(const DebugCommand& options, Invocation& invocation) {
     if (!options.script.empty() && !requireReadable(options.script, invocation)) return;
     Terminal* terminal = nullptr;
     std::unique_ptr<LineSource> lines = linesOf(options, terminal);
-    if (lines == nullptr)
-        return complain("--script " + options.commands + ": cannot be read", invocation, kExitUnusable);
+    if (lines == nullptr) return complain(invocation, "--script " + options.commands + ": cannot be read");
     Interrupt interrupt;
     const std::unique_ptr<Debuggee> debuggee = debuggeeOf(options, interrupt, invocation);
     if (debuggee == nullptr) return;
@@ -106,7 +100,7 @@ void addDebugCommand(CLI::App& app, Invocation& invocation) {
         ->expected(1)
         ->type_name("COMMANDS");
     command->add_option("--wait", options->wait, "With LINK: how long to wait for the script to appear")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(numberIn(0.0, 1e6, "seconds"))
         ->type_name("SECONDS")
         ->capture_default_str();
     command
@@ -123,13 +117,13 @@ void addDebugCommand(CLI::App& app, Invocation& invocation) {
         "is the status;\n0 after terminate. docs/debugging.md tells more.");
     command->callback([options, &invocation] {
         if (options->dap && !options->words.empty())
-            return complain("--dap takes no LINK: the editor says what to debug", invocation, kExitUnusable);
+            return complain(invocation, "--dap takes no LINK: the editor says what to debug");
         if (options->dap) {
             invocation.exitCode = dap::Server().run();
             return;
         }
         if (options->script.empty() && options->words.size() != 1)
-            return complain("debug needs the LINK of a script, or --run FILE", invocation, kExitUnusable);
+            return complain(invocation, "debug needs the LINK of a script, or --run FILE");
         debugScript(*options, invocation);
     });
 }

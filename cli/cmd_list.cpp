@@ -3,10 +3,13 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
 #include "cli/output_file.h"
+#include "cli/run_guard.h"
+#include "cli/text_script.h"
 #include "frontend/listing.h"
 #include "host/script_session.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <memory>
 
 namespace kestrel::cli {
@@ -18,36 +21,52 @@ struct ListOptions {
     std::string output = "-";
 };
 
-int list(const ListOptions& options, const Invocation& invocation) {
+int list(const ListOptions& options, Invocation& invocation) {
+    const std::array inputs{options.file};
+    if (const std::string problem = outputProblem(options.output, {.inputs = inputs}); !problem.empty()) {
+        complain(invocation, problem);
+        return kExitUnusable;
+    }
     MessagePrinter printer(invocation.json, options.file);
-    ScriptSession session(printer);
+    printer.setTextScript(invocation.textScript);
+    RunWatch watch;
+    ScriptSession session(printer, &watch);
+    const RunGuard guard(watch.requested, invocation.timeout);
     CompileOptions compileOptions;
     compileOptions.reportEndless = true;
     compileOptions.declareOnly = true;
     bool good = session.compile(options.file, compileOptions);
     const bool nothing = good && session.context().program->code.head == nullptr;
     if (nothing) good = session.check();  // what is missing says more than an empty listing
+    if (guard.triggered())
+        printer.plainError(guard.reason() + ", list ended",
+                           {options.file, session.context().run.currentLine, 0, 0, {}});
     printer.finish();
-    if (!good) return kExitScriptFailed;
-    return writeOutput(options.output, listProgram(*session.context().program)) ? kExitSuccess
-                                                                                : kExitUnusable;
+    if (!good || guard.triggered()) return kExitScriptFailed;
+    const std::string listing = listProgram(*session.context().program);
+    if (!writeOutput(options.output, listing, invocation)) return kExitUnusable;
+    if (options.output != "-") tellWritten({.name = options.output, .bytes = listing.size()}, invocation);
+    return kExitSuccess;
 }
 
 }  // namespace
 
 void addListCommand(CLI::App& app, Invocation& invocation) {
-    CLI::App* command = app.add_subcommand(
-        "list",
-        "Shows a script's compiled code, one instruction per line, with tabs between four fields:\n"
-        "index, source line, opcode, operand");
+    CLI::App* command =
+        app.add_subcommand("list",
+                           "Shows a script's compiled code, one instruction per line;\n"
+                           "four fields with tabs between: index, source line, opcode, operand");
     const auto options = std::make_shared<ListOptions>();
-    command->add_option("FILE", options->file, "The script")->required()->type_name("");
+    command->add_option("FILE", options->file, "The script; - is standard input")->required()->type_name("");
     command->add_option("-o,--output", options->output, "File to write the listing to, - for standard output")
         ->type_name("FILE")
         ->capture_default_str();
     addMessagesOption(*command, invocation);
+    addTimeoutOption(*command, invocation);
+    addSearchOption(*command);
     command->callback([options, &invocation] {
-        if (requireReadable(options->file, invocation)) invocation.exitCode = list(*options, invocation);
+        if (takeStandardInput(options->file, invocation) && requireReadable(options->file, invocation))
+            invocation.exitCode = list(*options, invocation);
     });
 }
 

@@ -4,8 +4,10 @@
 #include "cli/module_session.h"
 #include "cli/output_file.h"
 #include "cli/scene_choice.h"
+#include "cli/text_script.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <filesystem>
 #include <memory>
 
@@ -35,6 +37,10 @@ std::int32_t stateMode(const OptionsCommand& options, const std::optional<previe
 
 void editSettings(OptionsCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, false);
+    const std::array inputs{options.module.file};
+    const std::string problem =
+        options.state.empty() ? std::string() : outputProblem(options.state, {.inputs = inputs});
+    if (!problem.empty()) return complain(invocation, problem);
     startFrom(options);
     std::optional<preview::Scene> scene = sceneAround(options.module.file, options.scene, invocation);
     if (!scene) return;
@@ -49,7 +55,8 @@ void editSettings(OptionsCommand& options, Invocation& invocation) {
             session.complain(options.state + ": the script wrote more than 1 GB of settings", kExitUnusable);
     }
     const bool ended = session.end();
-    if (ended && state && !writeOutput(options.state, state->bytes)) invocation.exitCode = kExitUnusable;
+    if (ended && state && writeOutput(options.state, state->bytes, invocation))
+        tellWritten({.name = options.state, .bytes = state->bytes.size()}, invocation);
 }
 
 }  // namespace
@@ -76,7 +83,9 @@ void addOptionsCommand(CLI::App& app, Invocation& invocation) {
         "settings `kestrel render --state` and `kestrel shade --state` give back to its load. A script "
         "without\n"
         "options is said to have no modifiable parameters.");
-    command->callback([options, &invocation] { editSettings(*options, invocation); });
+    command->callback([options, &invocation] {
+        if (takeStandardInput(options->module.file, invocation)) editSettings(*options, invocation);
+    });
 }
 
 }  // namespace kestrel::cli

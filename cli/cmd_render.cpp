@@ -8,6 +8,7 @@
 #include "cli/render_probe.h"
 #include "cli/sample_grid.h"
 #include "cli/scene_choice.h"
+#include "cli/text_script.h"
 #include "platform/workers.h"
 
 #include <CLI/CLI.hpp>
@@ -86,8 +87,7 @@ std::optional<preview::Scene> preparedScene(const RenderCommand& options, Render
     std::optional<preview::Scene> scene = sceneToRender(options.module.file, options.scene, invocation);
     if (!scene) return std::nullopt;
     const auto refuse = [&](const std::string& problem) -> std::optional<preview::Scene> {
-        std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
-        invocation.exitCode = kExitUnusable;
+        complain(invocation, problem);
         return std::nullopt;
     };
     preview::SceneSettings& settings = scene->settings;
@@ -118,11 +118,8 @@ void renderScript(const RenderCommand& options, Invocation& invocation) {
     if (!scene) return;
     const bool looks = options.debugNan || !options.pixel.empty();
     if (!looks && task.picture.output.empty()) problem = "render needs -o PICTURE, the file to write";
-    if (!looks && (!problem.empty() || !checkOutput(task, inputsOf(options, *scene), problem))) {
-        std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
-        invocation.exitCode = kExitUnusable;
-        return;
-    }
+    if (!looks && (!problem.empty() || !checkOutput(task, inputsOf(options, *scene), problem)))
+        return complain(invocation, problem);
     ModuleSession session(options.module, std::move(*scene), invocation);
     if (!session.setPicture(task.picture.output)) return;
     std::array<std::int32_t, 2> pixel{};
@@ -198,6 +195,7 @@ void addRenderCommand(CLI::App& app, Invocation& invocation) {
     options->task.jobs = platform::processorCount();
     addModuleOptions(*command, options->module, invocation,
                      "A script, or a scene: JSON (see docs/scenes.md), glTF (.gltf, .glb) or OBJ");
+    addParamOption(*command, invocation);
     addPictureOptions(*command, options->task.picture);
     addPictureSceneOptions(*command, options->scene);
     addWhatIsRendered(*command, *options);
@@ -215,7 +213,9 @@ void addRenderCommand(CLI::App& app, Invocation& invocation) {
         "a last one of the kind \"statistics\" tells what was done. KESTREL_MODULE names another module than "
         "the\n"
         "kestrel-pt.so beside the command.");
-    command->callback([options, &invocation] { renderScript(*options, invocation); });
+    command->callback([options, &invocation] {
+        if (takeStandardInput(options->module.file, invocation)) renderScript(*options, invocation);
+    });
 }
 
 }  // namespace kestrel::cli

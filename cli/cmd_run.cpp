@@ -4,10 +4,14 @@
 #include "cli/message_printer.h"
 #include "cli/run_guard.h"
 #include "cli/scene_access.h"
+#include "cli/text_script.h"
 #include "host/script_session.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace kestrel::cli {
 
@@ -31,12 +35,15 @@ Place stoppedAt(const EngineContext& context, const RunWatch& watch, const std::
 class Run {
 public:
     /// @param services  of the scene around the script; may be null
-    Run(const std::string& file, const Invocation& invocation, HostGlobal services)
+    Run(const std::string& file, Invocation& invocation, HostGlobal services)
         : file_(file),
           debugLink_(invocation.debugLink),
+          invocation_(invocation),
           printer_(invocation.json, file),
           session_(printer_, &watch_, {}, services),
-          guard_(watch_.requested, invocation.timeout) {}
+          guard_(watch_.requested, invocation.timeout) {
+        printer_.setTextScript(invocation.textScript);
+    }
 
     /// @return the exit status
     int execute() {
@@ -45,6 +52,7 @@ public:
         session_.context().reporter.hints = &printer_;
         const bool compiled = session_.compile(file_, options) && session_.check();
         if (ended() || !compiled) return kExitScriptFailed;
+        if (!takePresets()) return kExitUnusable;
 
         const std::string& link = session_.context().options.debugName;
         const bool debugged = session_.openDebugLink(debugLink_);
@@ -67,6 +75,16 @@ public:
     }
 
 private:
+    [[nodiscard]] bool takePresets() {
+        if (!checkParams(session_.globals(), invocation_)) return false;
+        std::vector<Preset> presets;
+        std::string ignored;
+        for (const std::string& assignment : invocation_.presets)
+            if (std::optional<Preset> preset = parsePreset(assignment, ignored)) presets.push_back(*preset);
+        session_.setPresets(std::move(presets));
+        return true;
+    }
+
     /// True, after telling so, when the time limit or the user has ended what ran last.
     bool ended() {
         if (!guard_.triggered()) return false;
@@ -78,6 +96,7 @@ private:
 
     const std::string file_;
     const std::string debugLink_;
+    Invocation& invocation_;
     MessagePrinter printer_;
     RunWatch watch_;
     ScriptSession session_;
@@ -106,9 +125,11 @@ void addRunCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
         "run", "Loads a script, runs its code outside functions and then its function \"main\"");
     const auto options = std::make_shared<RunCommand>();
-    command->add_option("FILE", options->file, "The script")->required()->type_name("");
+    command->add_option("FILE", options->file, "The script; - is standard input")->required()->type_name("");
     addMessagesOption(*command, invocation);
     addTimeoutOption(*command, invocation);
+    addSearchOption(*command);
+    addParamOption(*command, invocation);
     addDebugLinkOption(*command, invocation);
     command
         ->add_option(
@@ -116,7 +137,8 @@ void addRunCommand(CLI::App& app, Invocation& invocation) {
             "The scene that the script finds: a scene in JSON, a glTF file, or an OBJ file (default: none)")
         ->type_name("SCENE");
     command->callback([options, &invocation] {
-        if (requireReadable(options->file, invocation)) run(*options, invocation);
+        if (takeStandardInput(options->file, invocation) && requireReadable(options->file, invocation))
+            run(*options, invocation);
     });
 }
 

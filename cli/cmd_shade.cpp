@@ -6,11 +6,14 @@
 #include "cli/sample_grid.h"
 #include "cli/sample_json.h"
 #include "cli/scene_choice.h"
+#include "cli/text_script.h"
 #include "cli/used_items.h"
 #include "preview/picture/image.h"
 #include "preview/services/sample_members.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -20,12 +23,15 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr std::array<std::string_view, 1> kEndings{".png"};
+
 struct ShadeCommand {
     ModuleOptions module;
     SceneChoice scene;
     std::vector<std::string> presets;
     GridSize grid;
     std::string output;
+    std::string expression;
     bool usedItems = false;
 };
 
@@ -58,8 +64,21 @@ void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& samp
     }
 }
 
+void writePicture(const ShadeCommand& options, const preview::Image& image, Invocation& invocation) {
+    const std::string bytes = preview::encodePng(image);
+    if (writeOutput(options.output, bytes, invocation))
+        tellWritten({options.output, bytes.size(), options.grid.width, options.grid.height}, invocation);
+}
+
 void shadeScript(const ShadeCommand& options, Invocation& invocation) {
     prepareForPrograms(invocation, true);
+    if (!options.output.empty()) {
+        const std::array inputs{options.module.file, options.scene.scene};
+        const std::string problem = outputProblem(
+            options.output,
+            {.endings = kEndings, .kinds = "shade writes PNG pictures (.png)", .inputs = inputs});
+        if (!problem.empty()) return complain(invocation, problem);
+    }
     std::optional<preview::Scene> scene = sceneAround(options.module.file, options.scene, invocation);
     if (!scene) return;
     ModuleSession session(options.module, std::move(*scene), invocation);
@@ -82,12 +101,13 @@ void shadeScript(const ShadeCommand& options, Invocation& invocation) {
     line["sample"] = sampleJson(*sample);
     line["flags"] = session.mask();
     line["describe"] = session.shader().describe();
+    if (invocation.textScript != nullptr)
+        line["describe"] = invocation.textScript->shownDescription(session.shader().describe());
     if (options.usedItems && !ended && !usedItems(session, line["usedItems"])) line.erase("usedItems");
     const bool fine = session.end();
+    if (session.errorReported()) invocation.exitCode = std::max<int>(invocation.exitCode, kExitScriptFailed);
     if (ended || !session.running()) return;
-    if (fine && image && !writeOutput(options.output, preview::encodePng(*image))) {
-        invocation.exitCode = kExitUnusable;
-    }
+    if (fine && image) writePicture(options, *image, invocation);
     const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace);
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", text.c_str());
 }
@@ -99,6 +119,16 @@ void addShadeCommand(CLI::App& app, Invocation& invocation) {
         "shade", "Evaluates one sample, or a grid, through the module; the values as JSON");
     const auto options = std::make_shared<ShadeCommand>();
     addModuleOptions(*command, options->module, invocation);
+    CLI::Option* file = command->get_option("FILE")->required(false);
+    command
+        ->add_option(
+            "--expr", options->expression,
+            std::string("In place of FILE: an expression; a number becomes a grey color, a Vector the "
+                        "color. It sees ") +
+                kExpressionHelp)
+        ->excludes(file)
+        ->type_name("CODE");
+    addParamOption(*command, invocation);
     command
         ->add_option(
             "--set", options->presets,
@@ -130,14 +160,21 @@ void addShadeCommand(CLI::App& app, Invocation& invocation) {
         "is {\"sample\":{...},\"flags\":N,\"describe\":\"...\"} with every member of the (last) sample; a "
         "number that\n"
         "is not finite is null. After a failed load there is no such line and the status is 1; it is 1 too "
-        "when a run\n"
-        "of script code was aborted.\n"
+        "when the\n"
+        "script reported an error, whether or not that ended its run.\n"
         "illuminate() and raytrace() are answered by the scene of `kestrel render`, in which the sphere "
         "keeps its\n"
         "plain surface: a unit sphere around (0, 1, 0) with item 257, a ground at y = 0 with item 258, and "
         "the lights\n"
         "513 (key, at (-4.8, 6, -4.2)) and 514 (rim, at (5.2, 3, 2.6)).");
-    command->callback([options, &invocation] { shadeScript(*options, invocation); });
+    command->callback([options, command, &invocation] {
+        std::string& script = options->module.file;
+        if (command->get_option("--expr")->count() > 0)
+            script = makeExpressionScript(options->expression, invocation);
+        else if (script.empty())
+            return complain(invocation, "FILE is required, or --expr CODE");
+        if (!script.empty() && takeStandardInput(script, invocation)) shadeScript(*options, invocation);
+    });
 }
 
 }  // namespace kestrel::cli

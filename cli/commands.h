@@ -4,13 +4,18 @@
 // does the work and leaves the exit status in Invocation::exitCode. Both references outlive the callback.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace CLI {
 class App;
-}
+class Validator;
+}  // namespace CLI
 
 namespace kestrel::cli {
 
@@ -21,18 +26,39 @@ enum ExitCode : int {
     kExitUnusable = 2,      ///< wrong usage, or a file that cannot be read or written
 };
 
+class TextScript;
+
 /// One run of the command: the options that commands share, and its outcome.
 struct Invocation {
-    bool json = false;        ///< --messages=json
-    double timeout = 0.0;     ///< --timeout, seconds; 0 = none
+    bool json = false;                               ///< --messages=json
+    double timeout = 0.0;                            ///< --timeout, seconds; 0 = none
+    std::vector<std::string> presets{};              ///< --param, in order: "NAME=VALUE"
+    std::shared_ptr<const TextScript> textScript{};  ///< the script, when it is in no file of the user
     std::string debugLink{};  ///< --debug-link: the link of the script, whatever its pragma says; empty: none
     int exitCode = kExitSuccess;
+    std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
 };
+
+/// Tells an error of the command itself, in the voice of all of them: "kestrel: error: TEXT" for people, an
+/// object of the kind "error" as JSON. The exit status becomes `exitCode`, unless it is higher already.
+void complain(Invocation& invocation, std::string_view text, ExitCode exitCode = kExitUnusable);
+
+/// Accepts a finite number from `least` to `most`; says what `unit` it counts otherwise.
+[[nodiscard]] CLI::Validator numberIn(double least, double most, const std::string& unit);
 
 /// Adds `--messages=people|json` (every command).
 void addMessagesOption(CLI::App& command, Invocation& invocation);
-/// Adds `--timeout SECONDS` (every command that runs script text).
+/// Adds `--timeout SECONDS` (every command that compiles or runs script text).
 void addTimeoutOption(CLI::App& command, Invocation& invocation);
+
+/// Adds `-I DIR` (every command that compiles scripts).
+void addSearchOption(CLI::App& command);
+/// Adds `--param NAME=VALUE` (commands that run scripts).
+void addParamOption(CLI::App& command, Invocation& invocation);
+/// Whether a script has the globals that `--param` names: else an error, with the name that may have been
+/// meant.
+/// @param globals  of all scripts that are loaded
+[[nodiscard]] bool checkParams(const std::vector<std::string>& globals, Invocation& invocation);
 
 /// Adds `--debug-link NAME`, which only `kestrel debug` gives.
 void addDebugLinkOption(CLI::App& command, Invocation& invocation);

@@ -1,12 +1,17 @@
 #include "cli/commands.h"
+#include "cli/message_printer.h"
+#include "engine/values/format.h"
+#include "host/script_session.h"
 #include "platform/environment.h"
 #include "platform/files.h"
+#include "platform/near_names.h"
 #include "platform/paths.h"
 #include "platform/processes.h"
 #include "platform/terminal.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -31,6 +36,24 @@ const char* unusable(const std::string& nativePath) {
 
 }  // namespace
 
+void complain(Invocation& invocation, std::string_view text, ExitCode exitCode) {
+    MessagePrinter(invocation.json, {}).plainError(text);
+    invocation.exitCode = std::max<int>(invocation.exitCode, exitCode);
+}
+
+CLI::Validator numberIn(double least, double most, const std::string& unit) {
+    // CLI::Range takes NaN for a number of every range.
+    return CLI::Validator(
+        [least, most, unit](const std::string& text) {
+            double number = 0.0;
+            const bool read = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
+            if (!read) return "\"" + text + "\" is not a number of " + unit;
+            if (number >= least && number <= most) return std::string();
+            return "\"" + text + "\" is not from " + formatG(least) + " to " + formatG(most) + " " + unit;
+        },
+        "");
+}
+
 void addMessagesOption(CLI::App& command, Invocation& invocation) {
     command
         .add_option_function<std::string>(
@@ -44,16 +67,65 @@ void addMessagesOption(CLI::App& command, Invocation& invocation) {
 void addTimeoutOption(CLI::App& command, Invocation& invocation) {
     command
         .add_option("--timeout", invocation.timeout,
-                    "Ends a script that runs longer than this, in seconds (default: no limit)")
+                    "Ends a script that takes longer than this, in seconds (default: no limit)")
+        ->check(numberIn(0.0, kLongestTimeout, "seconds"))
+        ->type_name("SECONDS");
+}
+
+void addSearchOption(CLI::App& command) {
+    command
+        .add_option_function<std::vector<std::string>>(
+            "-I,--include", [](const std::vector<std::string>& directories) { searchFirst(directories); },
+            "Looks for inserted files and libraries in this directory, before those of KESTREL_PATH; can be "
+            "given several times")
         ->check(CLI::Validator(
-            [](const std::string& text) {
-                double seconds = 0.0;
-                const bool good =
-                    CLI::detail::lexical_cast(text, seconds) && seconds >= 0.0 && seconds <= kLongestTimeout;
-                return good ? std::string() : "\"" + text + "\" is not a number of seconds";
+            [](const std::string& directory) {
+                std::error_code error;
+                if (!std::filesystem::is_directory(directory, error)) return directory + " is no directory";
+                const bool listed =
+                    std::filesystem::absolute(directory, error).string().find(platform::kListSeparator) ==
+                    std::string::npos;
+                return listed ? std::string() : directory + ": its path must not have a colon in it";
             },
             ""))
-        ->type_name("SECONDS");
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false)
+        ->type_name("DIR");
+}
+
+void addParamOption(CLI::App& command, Invocation& invocation) {
+    command
+        .add_option(
+            "--param", invocation.presets,
+            "Gives a global variable of the script a value, in place of what its code outside functions "
+            "assigns: a number, a Vector <x,y,z>, or else a text; can be given several times")
+        ->check(CLI::Validator(
+            [](const std::string& assignment) {
+                std::string problem;
+                return parsePreset(assignment, problem) ? std::string() : assignment + ": " + problem;
+            },
+            ""))
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false)
+        ->type_name("NAME=VALUE");
+}
+
+bool checkParams(const std::vector<std::string>& globals, Invocation& invocation) {
+    const std::vector<std::string_view> names(globals.begin(), globals.end());
+    bool known = true;
+    for (const std::string& assignment : invocation.presets) {
+        std::string ignored;
+        const std::string name = parsePreset(assignment, ignored).value_or(Preset{}).name;
+        if (std::ranges::find(names, name) != names.end()) continue;
+        known = false;
+        std::string problem = "--param " + assignment + ": the script has no global variable '" + name + "'";
+        const std::string_view nearest = nearestName(name, names);
+        if (!nearest.empty()) problem.append(". Did you mean ").append(nearest).append("?");
+        complain(invocation, problem);
+    }
+    return known;
 }
 
 void addDebugLinkOption(CLI::App& command, Invocation& invocation) {
@@ -74,8 +146,7 @@ std::string debugLinkHint(const std::string& link, bool open) {
 bool requireReadable(const std::string& nativePath, Invocation& invocation) {
     const char* reason = unusable(nativePath);
     if (reason == nullptr) return true;
-    std::fprintf(stderr, "kestrel: error: %s: %s\n", nativePath.c_str(), reason);
-    invocation.exitCode = std::max<int>(invocation.exitCode, kExitUnusable);
+    complain(invocation, nativePath + ": " + reason);
     return false;
 }
 

@@ -1,5 +1,6 @@
 #include "cli/frame_output.h"
 
+#include "cli/commands.h"
 #include "preview/picture/exr.h"
 
 #include <CLI/CLI.hpp>
@@ -26,7 +27,7 @@ void addPictureOptions(CLI::App& command, PictureOptions& options) {
     command
         .add_option("--exposure", options.tone.exposure,
                     "Brightens a PNG by that many stops (each doubles the light)")
-        ->check(CLI::Range(-30.0, 30.0).description(""))
+        ->check(numberIn(-30.0, 30.0, "stops"))
         ->type_name("STOPS")
         ->default_str("0");
     command.add_flag("--float", options.fullFloat, "OpenEXR with 32-bit numbers instead of 16");

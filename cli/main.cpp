@@ -1,10 +1,12 @@
 // The `kestrel` command: hands the command line to the subcommands.
 
 #include "cli/commands.h"
+#include "cli/usage.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -24,23 +26,30 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addHelpCommand(app, invocation);
 }
 
-std::string usageProblem(const CLI::App* app, const CLI::Error& error) {
-    std::string problem = error.what();
-    const std::vector<std::string> rest = app->remaining();
-    if (app->get_subcommands().empty() && !rest.empty() && !rest.front().starts_with('-')) {
-        problem = "There is no command '" + rest.front() + "'";
-    }
-    return problem + "\nRun with --help for more information.\n";
+/// @return the exit status
+int refuseUsage(const CLI::App& app, const CLI::ParseError& error, Invocation& invocation) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+    complain(invocation, usageProblem(app, error));
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    if (!invocation.json) std::fprintf(stderr, "`kestrel%s --help` tells what there is.\n", command.c_str());
+    return kExitUnusable;
 }
 
-int runCommand(int argc, char** argv) {
-    Invocation invocation;
+/// What has been said is lost where it was not written, whatever came of the work.
+void checkStandardOutput(Invocation& invocation) {
+    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (written || invocation.exitCode != kExitSuccess) return;
+    std::fputs("kestrel: error: standard output: cannot be written\n", stderr);
+    invocation.exitCode = kExitUnusable;
+}
+
+int runCommand(int argc, char** argv, Invocation& invocation) {
     CLI::App app{"Compiles, runs and renders Kestrel surface scripts."};
     app.name("kestrel");
     app.set_version_flag("--version", std::string("kestrel ") + KESTREL_VERSION,
                          "Prints the version and exits");
     app.require_subcommand(1);
-    app.failure_message(usageProblem);
     app.footer(
         "Exit status: 0 success; 1 the script failed (compile error, or its run was aborted);\n"
         "2 wrong usage, or a file that cannot be used.\n"
@@ -49,23 +58,24 @@ int runCommand(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kExitSuccess : kExitUnusable;
+        return refuseUsage(app, error, invocation);
     }
-    const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (!written && invocation.exitCode == kExitSuccess) {
-        std::fputs("kestrel: error: standard output: cannot be written\n", stderr);
-        invocation.exitCode = kExitUnusable;
-    }
+    checkStandardOutput(invocation);
     return invocation.exitCode;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    Invocation invocation;
     try {
-        return runCommand(argc, argv);
+        invocation.json = asksForJson(argc, argv);
+        return runCommand(argc, argv, invocation);
+    } catch (const std::bad_alloc&) {
+        complain(invocation, "memory exhausted", kExitScriptFailed);  // what the work had is free again
+        return kExitScriptFailed;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kestrel: error: %s\n", error.what());
+        complain(invocation, error.what());
         return kExitUnusable;
     }
 }

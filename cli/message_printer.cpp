@@ -1,5 +1,6 @@
 #include "cli/message_printer.h"
 
+#include "cli/text_script.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
 #include "platform/terminal.h"
@@ -165,6 +166,23 @@ MessagePrinter::MessagePrinter(bool json, std::string nativePath) : json_(json) 
     addScript(nativePath);
 }
 
+void MessagePrinter::setTextScript(std::shared_ptr<const TextScript> script) {
+    textScript_ = std::move(script);
+    if (textScript_ != nullptr) scripts_.emplace(textScript_->name(), textScript_->name());
+}
+
+bool MessagePrinter::inText(const Place& place) const {
+    return textScript_ != nullptr && place.file == textScript_->path();
+}
+
+std::string MessagePrinter::shownFile(const Place& place) const {
+    return inText(place) ? textScript_->name() : displayPath(place.file);
+}
+
+int MessagePrinter::shownLine(const Place& place) const {
+    return inText(place) ? textScript_->shownLine(place.line) : place.line;
+}
+
 void MessagePrinter::addScript(const std::string& nativePath) {
     if (!nativePath.empty())
         scripts_.emplace(platform::upperCase(platform::systemPath(nativePath)), nativePath);
@@ -182,6 +200,10 @@ void MessagePrinter::show(ShownMessage message) {
     if (relay_) {
         relay_(message);
         return;
+    }
+    if (textScript_ != nullptr) {
+        message.line1 = textScript_->shown(std::move(message.line1));
+        if (message.line2) message.line2 = textScript_->shown(*std::move(message.line2));
     }
     if (json_) {
         showJson(message);
@@ -235,8 +257,8 @@ void MessagePrinter::showJson(const ShownMessage& message) const {
     if (!message.id.empty()) json["id"] = message.id;
     if (!message.rule.empty()) json["rule"] = message.rule;
     if (message.place.known()) {
-        json["file"] = absolutePath(message.place.file);
-        json["line"] = message.place.line;
+        json["file"] = inText(message.place) ? textScript_->name() : absolutePath(message.place.file);
+        json["line"] = shownLine(message.place);
         if (message.place.column > 0) {
             json["column"] = message.place.column;
             json["endColumn"] = std::max(message.place.endColumn, message.place.column + 1);
@@ -269,11 +291,13 @@ void MessagePrinter::showForPeople(const ShownMessage& message) {
     const Palette palette = paletteOf(message.kind, colour);
     std::string where;
     if (message.place.known()) {
-        where = displayPath(message.place.file) + ":" + std::to_string(message.place.line) + ":";
+        where = shownFile(message.place) + ":" + std::to_string(shownLine(message.place)) + ":";
         if (message.place.column > 0) where += std::to_string(message.place.column) + ":";
         where += " ";
     } else if (oneLine) {
         where = *script + ": ";
+    } else if (message.id.empty() && message.kind == Kind::Error) {
+        where = "kestrel: ";
     }
     const std::string& first = oneLine ? *message.line2 : message.line1;
     std::string text = std::string(palette.bold) + printable(where) + palette.reset + palette.label +
@@ -299,7 +323,7 @@ void MessagePrinter::writeSource(std::FILE* out, bool colour, const Place& place
         const int first = column > kWindow ? column - kWindow / 2 : 1;
         const std::string shown =
             printable(std::string_view(*source).substr(static_cast<std::size_t>(first - 1), kWindow));
-        std::fprintf(out, "%s%5d |%s %s\n", palette.faint, place.line, palette.reset, shown.c_str());
+        std::fprintf(out, "%s%5d |%s %s\n", palette.faint, shownLine(place), palette.reset, shown.c_str());
         if (column > 0) {
             const std::size_t start = static_cast<std::size_t>(column - first);
             const int last = std::clamp(place.endColumn, column + 1, std::max(length + 1, column + 1));
@@ -315,7 +339,7 @@ void MessagePrinter::writeSource(std::FILE* out, bool colour, const Place& place
     }
     for (const Place& outer : place.broughtInBy) {
         std::fprintf(out, "%s      = brought in by %s:%d%s\n", palette.faint,
-                     printable(displayPath(outer.file)).c_str(), outer.line, palette.reset);
+                     printable(shownFile(outer)).c_str(), shownLine(outer), palette.reset);
     }
 }
 

@@ -7,12 +7,15 @@
 #include <cstdio>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kestrel::cli {
+
+class TextScript;
 
 /// A place in a file, ready to be shown: native path, lines and columns from 1 (0 = unknown).
 struct Place {
@@ -63,6 +66,8 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
+    /// The script that is in no file of the user: messages name it as he knows it. May be null.
+    void setTextScript(std::shared_ptr<const TextScript> script);
     /// Another script whose messages come here.
     void addScript(const std::string& nativePath);
     /// Hands everything over instead of showing it, for a process whose parent shows it.
@@ -74,7 +79,7 @@ public:
     void advise(const Hint& hint) override;
     /// A message whose place is known already, or one from a host's message service (place unknown).
     void show(ShownMessage message);
-    /// An error of the command itself, such as a time limit.
+    /// An error of the command itself, such as a time limit: "kestrel: error: ..." when it has no place.
     void plainError(std::string_view text, Place place = {});
     /// Advice of the command itself: a row of the table.
     void hint(HintId id);
@@ -88,6 +93,10 @@ public:
 private:
     void showForPeople(const ShownMessage& message);
     void showJson(const ShownMessage& message) const;
+    [[nodiscard]] bool inText(const Place& place) const;
+    /// File and line as the user knows them.
+    [[nodiscard]] std::string shownFile(const Place& place) const;
+    [[nodiscard]] int shownLine(const Place& place) const;
     void writeSource(std::FILE* out, bool colour, const Place& place);
     [[nodiscard]] const std::string* sourceLine(const std::string& file, int line);
     /// The script, as the user wrote it, whose path is all of a message's first line; null for other lines.
@@ -96,6 +105,7 @@ private:
     const bool json_;
     // By the system's path in upper case, as one-line messages show it: as the user wrote it.
     std::map<std::string, std::string, std::less<>> scripts_;
+    std::shared_ptr<const TextScript> textScript_;
     std::function<void(const ShownMessage&)> relay_;
     std::optional<ShownMessage> last_;
     int repeats_ = 0;

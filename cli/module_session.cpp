@@ -15,7 +15,7 @@ namespace kestrel::cli {
 
 namespace {
 
-constexpr double kLongestTime = 1e9;        // seconds; keeps out what is no number or infinite
+constexpr double kLongestTime = 1e9;        // seconds
 constexpr std::size_t kMostScripts = 1000;  // each has an instance with a stack of its own
 constexpr std::int64_t kLargestState = std::int64_t{256} << 20;
 
@@ -59,7 +59,9 @@ std::vector<ScriptedSurface> scriptsOf(const preview::Scene& scene) {
 
 void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation,
                       const std::string& fileHelp) {
-    command.add_option("FILE", options.file, fileHelp)->required()->type_name("");
+    command.add_option("FILE", options.file, fileHelp + "; - reads a script from standard input")
+        ->required()
+        ->type_name("");
     command
         .add_option(
             "--choose", options.choose,
@@ -79,6 +81,7 @@ void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& inv
         ->type_name("ANSWERS.json");
     addMessagesOption(command, invocation);
     addTimeoutOption(command, invocation);
+    addSearchOption(command);
     addDebugLinkOption(command, invocation);
 }
 
@@ -87,7 +90,7 @@ void addFrameOptions(CLI::App& command, ModuleOptions& options) {
     command
         .add_option("--time", options.time,
                     "Time of the frame in seconds (default: frame / 30, or by the scene's frames per second)")
-        ->check(CLI::Range(-kLongestTime, kLongestTime).description(""))
+        ->check(numberIn(-kLongestTime, kLongestTime, "seconds"))
         ->type_name("SECONDS");
 }
 
@@ -114,6 +117,7 @@ ModuleSession::ModuleSession(const ModuleOptions& options, preview::Scene scene,
                 }),
       scripts_(scriptsOf(scene_)),
       shaders_(scene_.surfaces.size()) {
+    printer_.setTextScript(invocation.textScript);
     for (const ScriptedSurface& script : scripts_) printer_.addScript(script.file);
 }
 
@@ -140,6 +144,7 @@ void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const
     if (beforeMessage_) beforeMessage_();
     ShownMessage message;
     message.kind = shownKind(kind);
+    if (message.kind == ShownMessage::Kind::Error) errorReported_ = true;
     if (line1 != nullptr) message.line1 = line1;
     if (line2 != nullptr) message.line2 = line2;
     if (module_ != nullptr) {
@@ -172,20 +177,33 @@ bool ModuleSession::filesUsable() {
     }
     for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
     if (!usable) return false;
-    for (const std::string& file : checked) {
-        const ScriptCheck check = precheck(file, options_.choose);
-        if (check.safe()) {
-            hints_[file] = check.hints();
-            if (invocation_.debugLink.empty() && !check.debugLink().empty())
-                printer_.hint(HintId::DebugLink,
-                              debugLinkHint(check.debugLink(), !debugLinkTaken(check.debugLink())));
-            continue;
+    return checkScripts({checked.begin(), checked.end()});
+}
+
+bool ModuleSession::checkScripts(const std::vector<std::string>& files) {
+    RunWatch watch;
+    const RunGuard guard(watch.requested, invocation_.timeout);
+    std::vector<std::string> globals;
+    bool compile = true;
+    for (const std::string& file : files) {
+        const ScriptCheck check = precheck(file, options_.choose, &watch);
+        if (guard.triggered()) {
+            complain(file + ": " + guard.reason() + ", compile ended", kExitScriptFailed);
+            return false;
         }
-        check.complain(printer_);
-        invocation_.exitCode = kExitScriptFailed;
-        return false;
+        if (!check.safe()) {
+            check.complain(printer_);
+            invocation_.exitCode = kExitScriptFailed;
+            return false;
+        }
+        hints_[file] = check.hints();
+        if (invocation_.debugLink.empty() && !check.debugLink().empty())
+            printer_.hint(HintId::DebugLink,
+                          debugLinkHint(check.debugLink(), !debugLinkTaken(check.debugLink())));
+        compile = compile && check.compiles();
+        globals.insert(globals.end(), check.globals().begin(), check.globals().end());
     }
-    return true;
+    return !compile || checkParams(globals, invocation_);  // what does not compile is told by the module
 }
 
 bool ModuleSession::setFace() {
@@ -255,6 +273,11 @@ bool ModuleSession::open() {
     }
     if (!invocation_.debugLink.empty() && !module_->setDebugLink(invocation_.debugLink)) {
         complain("the module has no debugger link", kExitUnusable);
+        return false;
+    }
+    for (const std::string& assignment : invocation_.presets) {
+        if (module_->preset(assignment)) continue;
+        complain("the module takes no --param", kExitUnusable);
         return false;
     }
     KestrelRunWatch* watch = module_->watch();

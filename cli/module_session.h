@@ -30,7 +30,7 @@ struct ModuleOptions {
     std::optional<double> time;  ///< default: by the frame and the scene's frames per second
 };
 
-/// Adds FILE, `--choose`, `--panel`, `--messages` and `--timeout`.
+/// Adds FILE, `--choose`, `--panel`, `--messages`, `--timeout` and `-I`.
 void addModuleOptions(CLI::App& command, ModuleOptions& options, Invocation& invocation,
                       const std::string& fileHelp = "The script");
 /// Adds `--frame` and `--time`.
@@ -75,6 +75,8 @@ public:
 
     /// True when a run of script code was ended from outside or ended with a fatal error, up to now.
     [[nodiscard]] bool failed();
+    /// True when a script has reported an error, which need not have ended its run.
+    [[nodiscard]] bool errorReported() const noexcept { return errorReported_; }
     /// False when the time limit or an interrupt ended a script.
     [[nodiscard]] bool running() { return settle(); }
 
@@ -114,6 +116,7 @@ public:
 
 private:
     [[nodiscard]] bool filesUsable();
+    [[nodiscard]] bool checkScripts(const std::vector<std::string>& files);
     [[nodiscard]] bool setFace();
     [[nodiscard]] bool readStates();
     void show(preview::HostMessageKind kind, const char* line1, const char* line2);
@@ -141,6 +144,7 @@ private:
     std::function<void()> beforeMessage_;
     bool outputTaken_ = false;
     bool aborted_ = false;
+    bool errorReported_ = false;
     bool worker_ = false;
     bool endToldAbout_ = false;
 };

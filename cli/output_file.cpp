@@ -1,73 +1,100 @@
 #include "cli/output_file.h"
 
+#include "platform/ascii.h"
+#include "platform/replace_file.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
-#include <random>
+#include <nlohmann/json.hpp>
 
 namespace kestrel::cli {
 
 namespace {
 
-struct Closer {
-    void operator()(std::FILE* f) const noexcept { std::fclose(f); }
-};
+namespace fs = std::filesystem;
 
-bool writeAll(std::FILE* out, std::string_view bytes) {
-    return std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size() && std::fflush(out) == 0;
+std::string writeToStandardOutput(std::string_view bytes) {
+    const bool written =
+        std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() && std::fflush(stdout) == 0;
+    return written ? std::string() : std::strerror(errno);
 }
 
-/// Writes into something that is there: a device, a pipe.
-bool writeThrough(const std::string& nativePath, std::string_view bytes) {
-    const std::unique_ptr<std::FILE, Closer> out{std::fopen(nativePath.c_str(), "wb")};
-    return out && writeAll(out.get(), bytes);
+std::string sizeText(std::size_t bytes) {
+    constexpr double kThousand = 1000.0;
+    const auto size = static_cast<double>(bytes);
+    char text[40];
+    if (size < kThousand)
+        std::snprintf(text, sizeof text, "%.0f bytes", size);
+    else if (size < kThousand * kThousand)
+        std::snprintf(text, sizeof text, "%.1f kB", size / kThousand);
+    else
+        std::snprintf(text, sizeof text, "%.1f MB", size / (kThousand * kThousand));
+    return text;
 }
 
-/// Makes a new file beside `target`. Its name cannot be guessed, and nothing that has it already is opened.
-/// @return its name, empty when it could not be made or filled
-std::string writeBeside(const std::string& target, std::string_view bytes) {
-    std::random_device random;
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        const std::string name = target + "." + std::to_string(random()) + ".tmp";
-        const std::unique_ptr<std::FILE, Closer> out{std::fopen(name.c_str(), "wbx")};
-        if (!out && errno == EEXIST) continue;
-        if (out && writeAll(out.get(), bytes)) return name;
-        const int error = errno;
-        if (out) std::remove(name.c_str());
-        errno = error;
-        break;
-    }
-    return {};
+std::string absolutePath(const std::string& nativePath) {
+    std::error_code error;
+    const fs::path path = fs::absolute(nativePath, error);
+    return error || nativePath == "-" ? nativePath : path.lexically_normal().string();
 }
 
-bool failed(const std::string& nativePath) {
-    std::fprintf(stderr, "kestrel: error: %s: cannot be written: %s\n", nativePath.c_str(),
-                 std::strerror(errno));
-    return false;
+bool hasEnding(const fs::path& path, const OutputRules& rules) {
+    const std::string ending = path.extension().string();
+    if (ending.empty() || rules.endings.empty()) return true;
+    return std::ranges::any_of(
+        rules.endings, [&](std::string_view allowed) { return ascii::equalIgnoringCase(ending, allowed); });
 }
 
 }  // namespace
 
-bool writeOutput(const std::string& nativePath, std::string_view bytes) {
-    if (nativePath == "-") return writeAll(stdout, bytes) || failed("standard output");
-
+std::string outputProblem(const std::string& nativePath, const OutputRules& rules) {
+    if (nativePath == "-") return {};
+    if (nativePath.empty()) return "-o wants the name of a file";
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(nativePath, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        // A device or a pipe must be written through, not replaced.
-        return writeThrough(nativePath, bytes) || failed(nativePath);
+    const bool special = fs::exists(nativePath, error) && !fs::is_regular_file(nativePath, error);
+    if (!special && !hasEnding(nativePath, rules)) return nativePath + ": " + std::string(rules.kinds);
+    if (const std::string problem = platform::whyNotReplaceable(nativePath); !problem.empty())
+        return nativePath + ": " + problem;
+    for (const std::string& input : rules.inputs) {
+        if (!special && fs::equivalent(nativePath, input, error))
+            return nativePath + ": is a file that the output is made from";
     }
-    std::filesystem::path target = std::filesystem::weakly_canonical(nativePath, error);
-    if (error) target = nativePath;
-    const std::string temporary = writeBeside(target.string(), bytes);
-    if (temporary.empty()) return failed(nativePath);
-    std::filesystem::rename(temporary, target, error);
-    if (!error) return true;
-    std::remove(temporary.c_str());
-    errno = error.value();
-    return failed(nativePath);
+    return {};
+}
+
+bool writeOutput(const std::string& nativePath, std::string_view bytes, Invocation& invocation) {
+    const bool standard = nativePath == "-";
+    const std::string problem =
+        standard ? writeToStandardOutput(bytes) : platform::replaceFile(nativePath, bytes);
+    if (problem.empty()) return true;
+    complain(invocation, (standard ? "standard output" : nativePath) + ": cannot be written: " + problem);
+    return false;
+}
+
+void tellWritten(const Written& written, const Invocation& invocation) {
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - invocation.started).count();
+    if (!invocation.json) {
+        std::string text = "wrote " + (written.name == "-" ? "standard output" : written.name) + ": ";
+        if (written.width > 0)
+            text += std::to_string(written.width) + "x" + std::to_string(written.height) + " pixels, ";
+        std::fprintf(stderr, "%s%s, in %.2f s\n", text.c_str(), sizeText(written.bytes).c_str(), seconds);
+        return;
+    }
+    nlohmann::ordered_json json;
+    json["kind"] = "output";
+    json["file"] = absolutePath(written.name);
+    json["bytes"] = written.bytes;
+    if (written.width > 0) {
+        json["width"] = written.width;
+        json["height"] = written.height;
+    }
+    json["seconds"] = seconds;
+    std::printf("%s\n", json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+    std::fflush(stdout);
 }
 
 }  // namespace kestrel::cli

@@ -6,6 +6,7 @@
 #include "platform/terminal.h"
 #include "preview/jobs/frame_render.h"
 
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <filesystem>
@@ -19,6 +20,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Json = nlohmann::ordered_json;
+
+constexpr std::array<std::string_view, 2> kEndings{".png", ".exr"};
 
 // What a worker sends begins with one of these.
 constexpr char kMessage = 'm';  // a message, packed
@@ -106,7 +109,7 @@ public:
         const std::string name = names_.name(frame);
         std::error_code error;
         if (task_.skipExisting && std::filesystem::is_regular_file(name, error)) {
-            report(frame, name, "skipped", 0);
+            report(frame, name, "skipped", 0, 0);
             return true;
         }
         if (!session_.beginFrame(frame, session_.seconds(frame))) return false;
@@ -124,8 +127,11 @@ public:
             result.complete || (task_.keepPartial && session_.interrupted() && result.passes > 0);
         if (!usable) return false;
         const std::string file = result.complete ? name : partialName(name);
-        finished_ = Finished{frame, file, encodePicture(cropped(result.image, options), file, task_.picture),
-                             result.complete, preview::samplesOf(options, result.passes)};
+        const preview::Image image = cropped(result.image, options);
+        finished_ = Finished{frame, file, encodePicture(image, file, task_.picture), result.complete,
+                             preview::samplesOf(options, result.passes)};
+        written_.width = image.width();
+        written_.height = image.height();
         // A script's last words come after its only picture, which is none if it fails with them.
         return task_.frames.count() == 1 || (write() && result.complete);
     }
@@ -134,11 +140,12 @@ public:
     bool write() {
         if (!finished_) return true;
         const Finished picture = *std::exchange(finished_, std::nullopt);
-        if (!writeOutput(picture.name, picture.bytes)) {
-            invocation_.exitCode = kExitUnusable;
-            return false;
-        }
-        report(picture.frame, picture.name, picture.complete ? "written" : "partial", picture.samples);
+        if (!writeOutput(picture.name, picture.bytes, invocation_)) return false;
+        if (count_++ == 0) written_.name = picture.name;
+        lastName_ = picture.name;
+        written_.bytes += picture.bytes.size();
+        report(picture.frame, picture.name, picture.complete ? "written" : "partial", picture.samples,
+               picture.bytes.size());
         return true;
     }
 
@@ -150,6 +157,11 @@ public:
             reportJson();
         else if (statistics_.samples > 0)
             reportForPeople();
+        if (!invocation_.json && count_ > 0) {
+            if (count_ > 1)
+                written_.name = std::to_string(count_) + " pictures, " + written_.name + " to " + lastName_;
+            tellWritten(written_, invocation_);
+        }
     }
 
 private:
@@ -182,7 +194,8 @@ private:
         return result;
     }
 
-    void report(std::int32_t frame, const std::string& name, const char* what, std::int32_t samples) {
+    void report(std::int32_t frame, const std::string& name, const char* what, std::int32_t samples,
+                std::size_t bytes) {
         if (!invocation_.json) return;
         Json json;
         json["kind"] = "frame";
@@ -190,6 +203,7 @@ private:
         json["file"] = name;
         json["result"] = what;
         if (samples > 0) json["samples"] = samples;
+        if (bytes > 0) json["bytes"] = bytes;
         print(json);
     }
 
@@ -241,31 +255,19 @@ private:
     std::optional<Finished> finished_;
     preview::RenderStatistics statistics_;
     double renderSeconds_ = 0.0;
+    Written written_;       // the first picture's name, all pictures' bytes
+    std::string lastName_;  // of those
+    std::int64_t count_ = 0;
 };
 
 }  // namespace
 
 bool checkOutput(const RenderTask& task, const std::vector<std::string>& inputs, std::string& problem) {
-    namespace fs = std::filesystem;
     const std::optional<FramePattern> names = FramePattern::parse(task.picture.output, problem);
     if (!names) return false;
-    const std::string name = names->name(task.frames.first);
-    if (name == "-") return true;
-    std::error_code error;
-    const fs::path path(name);
-    const std::string ending = path.extension().string();
-    const bool special = fs::exists(path, error) && !fs::is_regular_file(path, error);
-    if (special && fs::is_directory(path, error)) {
-        problem = name + ": is a directory";
-    } else if (!special && !ending.empty() && ending != ".png" && ending != ".PNG" && !isExr(name)) {
-        problem = name + ": pictures are PNG (.png) or OpenEXR (.exr)";
-    } else if (!path.parent_path().empty() && !fs::is_directory(path.parent_path(), error)) {
-        problem = name + ": there is no directory " + path.parent_path().string();
-    }
-    for (const std::string& input : inputs) {
-        if (!special && fs::equivalent(path, input, error))
-            problem = name + ": is a file that the picture is made from";
-    }
+    problem = outputProblem(
+        names->name(task.frames.first),
+        {.endings = kEndings, .kinds = "pictures are PNG (.png) or OpenEXR (.exr)", .inputs = inputs});
     return problem.empty();
 }
 

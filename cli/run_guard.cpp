@@ -2,6 +2,7 @@
 
 #include "engine/values/format.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -12,25 +13,32 @@ namespace {
 
 // A signal handler can only reach what lies outside every object.
 std::atomic<platform::SharedFlag*> requestedByInterrupt{nullptr};
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t endedBy = 0;  // the signal; 0: none
 volatile std::sig_atomic_t inWorker = 0;
 
 static_assert(std::atomic<platform::SharedFlag*>::is_always_lock_free, "the handler must not take a lock");
 
-extern "C" void onInterrupt(int) {
-    interrupted = 1;
+constexpr std::array<int, 3> kSignals{SIGINT, SIGTERM, SIGHUP};
+
+extern "C" void onEnd(int signal) {
+    endedBy = signal;
     if (platform::SharedFlag* requested = requestedByInterrupt.load()) *requested = 1;
     // Whoever presses a second time wants the process gone, whatever it waits for. A worker gets its parent's
     // interrupt beside that of the terminal.
-    if (inWorker == 0) std::signal(SIGINT, SIG_DFL);
+    if (inWorker == 0) std::signal(signal, SIG_DFL);
 }
 
 }  // namespace
 
 RunGuard::RunGuard(platform::SharedFlag& requested, double seconds) : seconds_(seconds) {
-    interrupted = 0;
+    endedBy = 0;
     requestedByInterrupt.store(&requested);
-    std::signal(SIGINT, onInterrupt);
+    for (const int signal : kSignals) {
+        const bool ignored = std::signal(signal, onEnd) == SIG_IGN;
+        if (signal != SIGHUP || !ignored) continue;
+        hangUpIgnored_ = true;
+        std::signal(SIGHUP, SIG_IGN);
+    }
     if (seconds_ <= 0.0) return;
     timer_ = std::thread([this, &requested] {
         std::unique_lock lock(mutex_);
@@ -56,19 +64,29 @@ RunGuard::~RunGuard() {
         wake_.notify_all();
         timer_.join();
     }
-    std::signal(SIGINT, SIG_DFL);
+    for (const int signal : kSignals)
+        std::signal(signal, signal == SIGHUP && hangUpIgnored_ ? SIG_IGN : SIG_DFL);
     requestedByInterrupt.store(nullptr);
 }
 
 bool RunGuard::triggered() const {
     // The thread that may hold the lock does not exist in a worker.
-    if (worker_) return interrupted != 0;
+    if (worker_) return endedBy != 0;
     const std::lock_guard lock(mutex_);
-    return timedOut_ || interrupted != 0;
+    return timedOut_ || endedBy != 0;
 }
 
 std::string RunGuard::reason() const {
-    if (interrupted != 0) return "interrupted";
+    switch (endedBy) {
+        case 0:
+            break;
+        case SIGTERM:
+            return "terminated";
+        case SIGHUP:
+            return "terminal gone";
+        default:
+            return "interrupted";
+    }
     return "time limit of " + formatG(seconds_) + " s reached";
 }
 

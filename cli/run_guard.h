@@ -1,4 +1,4 @@
-// Ends a running script from outside: the time limit and Ctrl-C.
+// Ends a running script from outside: the time limit, Ctrl-C, and whoever ends the command.
 #pragma once
 
 #include "platform/clock.h"
@@ -10,8 +10,10 @@
 
 namespace kestrel::cli {
 
-/// While it lives, a time limit and the interrupt signal (Ctrl-C) set `requested`, the flag of a RunWatch or
-/// of a module's KestrelRunWatch. A second interrupt ends the process in the usual way. One at a time.
+/// While it lives, a time limit and the signals of Ctrl-C (SIGINT), of a polite end (SIGTERM) and of a
+/// terminal that goes (SIGHUP, unless it was ignored, as by nohup) set `requested`, the flag of a RunWatch or
+/// of a module's KestrelRunWatch. So programs that a script waits for end with it, and no half-made file
+/// stays. A second signal ends the process in the usual way. One at a time.
 class RunGuard {
 public:
     /// @param seconds  time limit in seconds, 0 = none
@@ -24,7 +26,7 @@ public:
     /// In a worker, which has no timer of its own: from now on only interrupts count, and the parent sends
     /// them.
     void becomeWorker() noexcept;
-    /// Why the run was ended, for the plain error: "time limit of 2 s reached" or "interrupted".
+    /// Why the run was ended, for the plain error: "time limit of 2 s reached", "interrupted", "terminated".
     [[nodiscard]] std::string reason() const;
 
 private:
@@ -35,6 +37,7 @@ private:
     bool done_ = false;
     bool timedOut_ = false;
     std::thread timer_;
+    bool hangUpIgnored_ = false;
 };
 
 }  // namespace kestrel::cli

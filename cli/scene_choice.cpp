@@ -25,8 +25,7 @@ constexpr std::array<std::pair<std::string_view, preview::PreviewShape>, 4> kSha
 }};
 
 std::nullopt_t refuse(const std::string& problem, Invocation& invocation) {
-    std::fprintf(stderr, "kestrel: error: %s\n", problem.c_str());
-    invocation.exitCode = kExitUnusable;
+    complain(invocation, problem);
     return std::nullopt;
 }
 

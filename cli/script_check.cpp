@@ -32,17 +32,19 @@ FileRequester answerWith(const std::vector<std::string>& components) {
 
 }  // namespace
 
-ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components) {
+ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components,
+                     RunWatch* watch) {
     ScriptCheck check;
     Recorder recorder(check.diagnostics_, check.hints_);
-    ScriptSession session(recorder, nullptr, answerWith(components));
+    ScriptSession session(recorder, watch, answerWith(components));
     CompileInfo info;
     CompileOptions options;
     options.reportEndless = true;
     options.declareOnly = true;
     options.info = &info;
     session.context().reporter.hints = &recorder;
-    static_cast<void>(session.compile(nativePath, options));
+    check.compiles_ = session.compile(nativePath, options);
+    if (check.compiles_) check.globals_ = session.globals();
     check.debugLink_ = session.context().options.debugName;
     check.hasMain_ = session.context().program->findFunction("main") != nullptr;
     check.safe_ = !info.endless;

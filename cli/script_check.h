@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/message_printer.h"
+#include "engine/context/context.h"
 
 #include <string>
 #include <vector>
@@ -21,13 +22,19 @@ public:
     [[nodiscard]] bool hasMain() const noexcept { return hasMain_; }
     /// The compile's hints, which the module has nobody to give to.
     [[nodiscard]] const std::vector<ShownMessage>& hints() const noexcept { return hints_; }
+    /// The global variables of a script that compiles.
+    [[nodiscard]] const std::vector<std::string>& globals() const noexcept { return globals_; }
+    [[nodiscard]] bool compiles() const noexcept { return compiles_; }
     /// Shows why the script is not safe.
     void complain(MessagePrinter& printer) const;
 
 private:
-    friend ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components);
+    friend ScriptCheck precheck(const std::string& nativePath, const std::vector<std::string>& components,
+                                RunWatch* watch);
     bool safe_ = true;
     bool hasMain_ = false;
+    bool compiles_ = false;
+    std::vector<std::string> globals_;
     std::string debugLink_;
     std::vector<ShownMessage> diagnostics_;
     std::vector<ShownMessage> hints_;
@@ -35,8 +42,10 @@ private:
 
 /// Compiles a script without showing anything and without running anything of it.
 /// @param nativePath  a readable file (see requireReadable())
+/// @param watch       lets the caller end the compile, which then has failed; may be null
 /// @param components  files that answer the file requester, in order, as the command's `--choose` options do
 [[nodiscard]] ScriptCheck precheck(const std::string& nativePath,
-                                   const std::vector<std::string>& components = {});
+                                   const std::vector<std::string>& components = {},
+                                   RunWatch* watch = nullptr);
 
 }  // namespace kestrel::cli

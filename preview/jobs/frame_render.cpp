@@ -258,6 +258,9 @@ FrameResult renderFrame(const Pose& pose, Shading& shading, const RenderOptions&
             watcher.enterWorker(channel);
             try {
                 work.run(index, watcher, [] { return true; });
+            } catch (const std::bad_alloc&) {
+                watcher.workFailed("memory exhausted");
+                return 1;
             } catch (const std::exception& failure) {
                 watcher.workFailed(failure.what());
                 return 1;

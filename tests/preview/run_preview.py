@@ -3,6 +3,7 @@
 import argparse
 import json
 import pathlib
+import resource
 import signal
 import subprocess
 import sys
@@ -131,7 +132,7 @@ class Shade(Command):
         getLight { return nil; }"""
         status, _, err = self.run_command("shade", script)
         self.assertIn("invalid argument 1 type to illuminate()", err)
-        self.assertEqual(status, 0, "a built-in that fails does not end the run")
+        self.assertEqual(status, 1, "a built-in that fails does not end the run, but it is an error")
         ray = self.shade("process: sa { (sa.luminous) = raytrace(<0,3,0>, <0,-2,0>); }")
         self.assertAlmostEqual(ray["sample"]["luminous"], 1.0, 12)
 
@@ -146,7 +147,11 @@ class Shade(Command):
             ("comment never closed", "process: sa { }\n/* open\n", [], 1, False),
             ("endless", ENDLESS, ["--timeout", "0.3"], 1, False),
             ("bad preset", FIXED, ["--set", "color=1"], 2, False),
+            ("an error that ends nothing", "process: sa { sa.luminous = 1 / 0; }", [], 1, True),
+            ("a warning", "process: sa { warn(\"w\"); }", [], 0, True),
             ("picture without grid", FIXED, ["-o", "x.png"], 2, False),
+            ("picture of another form", FIXED, ["--grid", "2x2", "-o", "x.jpg"], 2, False),
+            ("picture over the script", FIXED, ["--grid", "2x2", "-o", "script.ks"], 2, False),
             ("missing choice", FIXED, ["--choose", "nowhere.ks"], 2, False),
             ("two things on stdout", FIXED, ["--grid", "2x2", "-o", "-", "--messages=json"], 2, False),
         ]
@@ -208,8 +213,32 @@ class Render(Command):
         self.assertIn(b"interrupted", err)
         self.assertFalse((self.folder / "p.png").exists())
 
+    def test_a_picture_keeps_the_permissions_of_the_old_one(self):
+        picture = self.folder / "p.png"
+        picture.write_text("old")
+        picture.chmod(0o600)
+        for _ in range(2):
+            self.assertEqual(self.run_command("render", FIXED, "-o", "p.png", "--size", "4x4")[0], 0)
+            self.assertEqual(picture.stat().st_mode & 0o777, 0o600)
+            picture.chmod(0o600)
+
+    def test_memory_that_runs_out_is_an_error_of_the_command(self):
+        if b"__asan_init" in pathlib.Path(self.kestrel).read_bytes():
+            self.skipTest("a sanitizer needs all the addresses there are")
+        (self.folder / "script.ks").write_text(FIXED)
+
+        def little_memory():
+            resource.setrlimit(resource.RLIMIT_AS, (1 << 30, 1 << 30))
+        for options, line in ((["-o", "p.png"], b"kestrel: error: memory exhausted\n"),
+                              (["-o", "p.png", "--messages=json"],
+                               b'{"kind":"error","line1":"memory exhausted","line2":null}\n')):
+            done = subprocess.run([self.kestrel, "shade", "script.ks", "--grid", "8192x8192", *options],
+                                  cwd=self.folder, capture_output=True, preexec_fn=little_memory,
+                                  timeout=harness.TIME_LIMIT)
+            self.assertEqual((done.returncode, done.stdout + done.stderr), (1, line))
+
     def test_unusable_places_and_sizes(self):
-        for options in (["-o", "nowhere/p.png"], ["-o", "p.png", "--size", "0x3"], ["-o", "p.png", "--size", "3"],
+        for options in (["-o", "nowhere/p.png"], ["-o", "."], ["-o", "p.jpg"], ["-o", "p.png", "--size", "0x3"], ["-o", "p.png", "--size", "3"],
                         ["-o", "p.png", "--samples", "0"], []):
             status, _, err = self.run_command("render", FIXED, "--size", "4x4", *options)
             self.assertEqual(status, 2, (options, err))

@@ -1,0 +1,128 @@
+#include "cli/text_script.h"
+
+#include "cli/commands.h"
+#include "platform/ascii.h"
+#include "platform/paths.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+namespace kestrel::cli {
+
+namespace {
+
+constexpr std::size_t kLargestScript = std::size_t{64}
+                                       << 20;  // keeps `- < /dev/zero` from eating the machine
+
+// The expression has lines of its own.
+constexpr std::string_view kBeforeExpression =
+    "frame = 0;\n"
+    "time = 0;\n"
+    "newtime: f, t { frame = f; time = t; }\n"
+    "process: sa\n"
+    "{\n"
+    "    P = <sa.oPos[1], sa.oPos[2], sa.oPos[3]>;\n"
+    "    N = <sa.wNorm[1], sa.wNorm[2], sa.wNorm[3]>;\n"
+    "    u = sa.oPos[1];\n"
+    "    v = sa.oPos[2];\n"
+    "    value =\n";
+constexpr std::string_view kAfterExpression =
+    "\n"
+    "    ;\n"
+    "    isVector = size(value) == 3;\n"
+    "    sa.color[1] = isVector ? value.x : value;\n"
+    "    sa.color[2] = isVector ? value.y : value;\n"
+    "    sa.color[3] = isVector ? value.z : value;\n"
+    "}\n";
+
+void replaceAll(std::string& text, std::string_view what, std::string_view with) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
+}
+
+/// @return empty after telling what is wrong
+std::string keep(std::string_view text, std::string name, int linesBefore, Invocation& invocation) {
+    std::optional<platform::MemoryFile> file = platform::MemoryFile::create(text);
+    if (!file) {
+        complain(invocation, name + ": there is no room for it in memory, or no /proc");
+        return {};
+    }
+    invocation.textScript =
+        std::make_shared<const TextScript>(*std::move(file), std::move(name), linesBefore);
+    return invocation.textScript->path();
+}
+
+std::optional<std::string> readStandardInput(std::string& problem) {
+    std::string text;
+    char block[16384];
+    while (const std::size_t n = std::fread(block, 1, sizeof block, stdin)) {
+        text.append(block, n);
+        if (text.size() <= kLargestScript) continue;
+        problem = "is larger than 64 MB";
+        return std::nullopt;
+    }
+    if (std::ferror(stdin) == 0) return text;
+    problem = "cannot be read";
+    return std::nullopt;
+}
+
+}  // namespace
+
+TextScript::TextScript(platform::MemoryFile file, std::string name, int linesBefore)
+    : file_(std::move(file)), name_(std::move(name)), linesBefore_(linesBefore) {}
+
+std::string TextScript::shown(std::string text) const {
+    if (linesBefore_ > 0) renumber(text);
+    const std::string system = platform::systemPath(path());
+    replaceAll(text, platform::upperCase(system), name_);
+    replaceAll(text, system, name_);
+    replaceAll(text, path(), name_);
+    return text;
+}
+
+void TextScript::renumber(std::string& text) const {
+    constexpr std::string_view kWord = "ine ";  // "Line 3, ..." or "In process, line 3, ..."
+    const std::size_t at = text.find(kWord);
+    if (at == std::string::npos) return;
+    const char* const begin = text.data() + at + kWord.size();
+    int line = 0;
+    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), line);
+    if (error == std::errc())
+        text.replace(at + kWord.size(), static_cast<std::size_t>(end - begin),
+                     std::to_string(shownLine(line)));
+}
+
+std::string TextScript::shownDescription(std::string text) const {
+    const std::string system = platform::systemPath(path());
+    const std::string byFile = " - " + platform::upperCase(platform::baseName(system));
+    if (text.ends_with(byFile)) text.replace(text.size() - byFile.size(), byFile.size(), " - " + name_);
+    return text;
+}
+
+bool takeStandardInput(std::string& file, Invocation& invocation) {
+    if (file != kStandardInput) return true;
+    std::string problem;
+    const std::optional<std::string> text = readStandardInput(problem);
+    if (!text) {
+        complain(invocation, "standard input: " + problem);
+        return false;
+    }
+    file = keep(*text, "<stdin>", 0, invocation);
+    return !file.empty();
+}
+
+std::string makeExpressionScript(std::string_view expression, Invocation& invocation) {
+    if (std::ranges::all_of(expression, [](char c) { return ascii::isSpace(c); })) {
+        complain(invocation, "--expr is empty; write an expression such as 'sin(u * 20)'");
+        return {};
+    }
+    std::string text(kBeforeExpression);
+    text.append(expression).append(kAfterExpression);
+    const auto lines = std::ranges::count(kBeforeExpression, '\n');
+    return keep(text, "<expr>", static_cast<int>(lines), invocation);
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,20 @@
+// What is wrong with a command line.
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+class Error;
+}  // namespace CLI
+
+namespace kestrel::cli {
+
+/// A plain sentence for a command line that cannot be understood, with the name that may have been meant.
+/// @param app  as it stands after it has tried
+[[nodiscard]] std::string usageProblem(const CLI::App& app, const CLI::Error& error);
+
+/// Whether the command line asks for JSON, told before it has been understood.
+[[nodiscard]] bool asksForJson(int argc, char** argv);
+
+}  // namespace kestrel::cli

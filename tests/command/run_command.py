@@ -1,0 +1,270 @@
+"""Drives what all commands of `kestrel` have in common, as a user does at a shell."""
+
+import argparse
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import harness  # noqa: E402
+
+RED = "process: sa { sa.color[1] = 1; sa.color[2] = 0; sa.color[3] = 0; }\n"
+DEFAULTS = """
+radius = 0.3; tint = <0,0,1>; label = "plain"; twice = 2 * radius;
+process: sa { sa.luminous = radius; sa.color[1] = tint.x; }
+main { info(radius, " ", tint, " ", label, " ", twice); }
+"""
+
+
+class Command(unittest.TestCase):
+    kestrel = None
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.folder = pathlib.Path(directory.name).resolve()
+        self.environment = {k: v for k, v in os.environ.items() if not k.startswith("KESTREL_")}
+        self.environment |= {"HOME": str(self.folder), "XDG_DATA_HOME": str(self.folder / "store"), "LC_ALL": "C"}
+
+    def write(self, name, text):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+        return name
+
+    def start(self, *words, **options):
+        return subprocess.Popen([self.kestrel, *words], cwd=self.folder, env=self.environment, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+
+    def run_command(self, *words, stdin="", status=0):
+        process = self.start(*words, stdin=subprocess.PIPE)
+        out, err = process.communicate(stdin, timeout=harness.TIME_LIMIT)
+        self.assertEqual(process.returncode, status, (words, out, err))
+        return out, err
+
+
+class Input(Command):
+    def test_every_command_reads_a_script_from_standard_input(self):
+        script = RED + 'main { info("hello"); }\n'
+        self.assertEqual(self.run_command("check", "-", stdin=script), ("", ""))
+        self.assertIn("OP_CALL", self.run_command("list", "-", stdin=script)[0])
+        self.assertEqual(self.run_command("run", "-", stdin=script)[0], "hello\n")
+        line = json.loads(self.run_command("shade", "-", stdin=script)[0])
+        self.assertEqual((line["sample"]["color"], line["describe"]), ([1, 0, 0], "Kestrel/PT - <stdin>"))
+        self.run_command("render", "-", "-o", "p.png", "--size", "8x8", "--samples", "1", "--jobs", "2", stdin=script)
+        self.run_command("bench", "-", "--grid", "2x2", "--passes", "1", stdin=script)
+        self.assertEqual(sorted(p.name for p in self.folder.iterdir()), ["p.png", "store"])
+
+    def test_messages_name_standard_input_and_quote_its_lines(self):
+        for command in ("check", "run", "shade", "list"):
+            with self.subTest(command):
+                _, err = self.run_command(command, "-", stdin="process: sa { }\nmain { x = ; }\n", status=1)
+                self.assertTrue(err.startswith("<stdin>:2:12: error: "), err)
+                self.assertIn("    2 | main { x = ; }\n", err)
+        for command, status in (("run", 0), ("shade", 1)):
+            _, err = self.run_command(command, "-", stdin="process: sa {}\nmain {}\nx = 1 / 0;\n", status=status)
+            self.assertIn("<stdin>:3:", err)
+            out, _ = self.run_command(command, "-", "--messages=json", stdin="x = ;", status=1)
+            self.assertNotIn("/proc", out.lower())
+            self.assertNotIn("\\\\PROC", out)
+            self.assertEqual(json.loads(out.splitlines()[0])["file"], "<stdin>")
+
+    def test_components_of_standard_input_lie_in_the_current_directory(self):
+        self.write("part.ks", "helper { return 7; }\n")
+        script = '@insert "part.ks"\nprocess: sa { }\nmain { info(helper()); }'
+        self.assertEqual(self.run_command("run", "-", stdin=script)[0], "7\n")
+
+    def test_standard_input_that_is_no_script(self):
+        self.assertIn("which can be read once", self.run_command("check", "-", "-", status=2)[1])
+        for bad, problem in (("/dev/zero", "larger than 64 MB"), (self.folder, "cannot be read")):
+            stream = os.open(bad, os.O_RDONLY)
+            process = self.start("run", "-", stdin=stream)
+            os.close(stream)
+            self.assertIn(problem, process.communicate(timeout=harness.TIME_LIMIT)[1])
+            self.assertEqual(process.returncode, 2)
+        self.run_command("run", "-", stdin="", status=1)
+        self.write("-", RED)
+        self.run_command("check", "./-")
+
+    def test_an_expression_becomes_a_color(self):
+        def color(code, *options):
+            return json.loads(self.run_command("shade", "--expr", code, *options)[0])["sample"]["color"]
+        self.assertEqual(color("0.25 + 0.5"), [0.75] * 3)
+        self.assertEqual(color("P * 2", "--set", "oPos=0.1,0.2,0.3"), [0.2, 0.4, 0.6])
+        self.assertEqual(color("<N.y, u + v, sa.mirror>", "--set", "wNorm=0,1,0", "--set", "mirror=0.5", "--set",
+                               "oPos=1,2,3"), [1, 3, 0.5])
+        self.assertEqual(color("frame + time / 100", "--frame", "3", "--time", "50"), [3.5] * 3)
+        self.assertEqual(color("u", "--grid", "4x1"), [0.875] * 3)
+        self.assertEqual(color("1\n+\n1"), [2] * 3)
+
+    def test_an_expression_has_places_of_its_own(self):
+        _, err = self.run_command("shade", "--expr", "1 + ) 2", status=1)
+        self.assertTrue(err.startswith("<expr>:1:5: error: In process, line 1, found"), err)
+        self.assertIn("    1 | 1 + ) 2\n", err)
+        _, err = self.run_command("shade", "--expr", "1 +\n1 / 0", status=1)
+        self.assertTrue(err.startswith("<expr>:2:"), err)
+        self.run_command("shade", "--expr", '"text"', status=1)
+        self.run_command("shade", "--expr", "1", self.write("a.ks", RED), status=2)
+        self.assertIn("--expr is empty", self.run_command("shade", "--expr", " \n", status=2)[1])
+        self.assertIn("FILE is required", self.run_command("shade", status=2)[1])
+
+    def test_search_path_of_the_command_line_comes_before_that_of_the_environment(self):
+        for folder, value in (("one", 1), ("two", 2), ("three", 3)):
+            self.write(f"{folder}/part.ks", f"helper {{ return {value}; }}\n")
+        self.write("three/lib.ks", "fromLib { return 4; }\n")
+        script = self.write("main.ks", '@insert "part.ks"\nlibrary "lib.ks";\nprocess: sa { }\n'
+                                       "both { info(helper(), fromLib()); }\nmain { both(); }\n"
+                                       "create { both(); }\n")
+        self.environment["KESTREL_PATH"] = f"{self.folder}/two::{self.folder}/three"
+        for command in ("run", "shade"):
+            self.assertEqual(self.run_command(command, script)[0].splitlines()[0], "24")
+            self.assertEqual(self.run_command(command, script, "-I", "one", "-Ithree")[0].splitlines()[0], "14")
+        self.run_command("check", script, "-I", "one")
+        del self.environment["KESTREL_PATH"]
+        self.run_command("check", script, "-I", "one", status=1)
+        self.assertIn("none is no directory", self.run_command("check", script, "-I", "none", status=2)[1])
+        (self.folder / "a:b").mkdir()
+        self.run_command("check", script, "-I", "a:b", status=2)
+
+
+class Parameters(Command):
+    def test_a_parameter_takes_the_place_of_a_default(self):
+        script = self.write("a.ks", DEFAULTS)
+        self.assertEqual(self.run_command("run", script)[0], "0.3 <0,0,1> plain 0.6\n")
+        out, _ = self.run_command("run", script, "--param", "radius=2", "--param", "tint=<1, 0.5, -1e-1>", "--param",
+                                  "label=two words")
+        self.assertEqual(out, "2 <1,0.5,-0.1> two words 0.6\n")
+        self.assertEqual(self.run_command("run", script, "--param", 'label="3"')[0], "0.3 <0,0,1> 3 0.6\n")
+        line = json.loads(self.run_command("shade", script, "--param", "radius=0.5", "--param", "tint=<.25,0,0>")[0])
+        self.assertEqual((line["sample"]["luminous"], line["sample"]["color"][0]), (0.5, 0.25))
+
+    def test_a_parameter_is_there_before_code_outside_functions_runs(self):
+        script = self.write("a.ks", "extent = extent == nil ? 1 : extent;\nhalf = extent / 2;\nprocess: sa { }\n"
+                                    "main { info(extent, \" \", half); }\n")
+        self.assertEqual(self.run_command("run", script)[0], "1 0.5\n")
+        self.assertEqual(self.run_command("run", script, "--param", "extent=5")[0], "5 2.5\n")
+
+    def test_render_gives_it_to_the_scripts_that_have_it(self):
+        script = self.write("a.ks", "glow = 0;\nflags { return COLOR; }\nprocess: sa { sa.color[1] = glow; "
+                                    "sa.color[2] = glow; sa.color[3] = glow; }\n")
+        def picture(*options):
+            self.run_command("render", script, "-o", "p.png", "--size", "8x8", "--samples", "1", "--jobs", "2", *options)
+            return (self.folder / "p.png").read_bytes()
+        self.assertNotEqual(picture(), picture("--param", "glow=1"))
+
+    def test_names_and_values_that_are_none(self):
+        script = self.write("a.ks", DEFAULTS)
+        for command in (["run"], ["shade"], ["render", "-o", "p.png"]):
+            _, err = self.run_command(*command, script, "--param", "radious=1", status=2)
+            self.assertIn("--param radious=1: the script has no global variable 'radious'. Did you mean radius?", err)
+        for name in ("main", "PI", "color", "oPos", "sa"):
+            self.run_command("run", script, "--param", f"{name}=1", status=2)
+        for text in ("radius", "=1", "1a=2", "radius=nan", "radius=-inf", "radius=1e999", "tint=<1,nan,2>"):
+            _, err = self.run_command("run", script, "--param", text, status=2)
+            self.assertTrue(err.startswith(f"kestrel: error: --param: {text}: "), err)
+        self.assertFalse((self.folder / "p.png").exists())
+
+
+class Output(Command):
+    def test_a_last_line_says_what_was_written(self):
+        script = self.write("a.ks", RED)
+        size = r"\d+(\.\d)? (bytes|kB)"
+        _, err = self.run_command("render", script, "-o", "p.png", "--size", "8x4", "--samples", "1")
+        self.assertRegex(err.splitlines()[-1], rf"^wrote p\.png: 8x4 pixels, {size}, in \d+\.\d\d s$")
+        _, err = self.run_command("render", script, "-o", "f%d.png", "--frames", "1-3", "--size", "4x4", "--samples", "1")
+        self.assertRegex(err.splitlines()[-1], rf"^wrote 3 pictures, f1\.png to f3\.png: 4x4 pixels, {size}, in ")
+        _, err = self.run_command("list", script, "-o", "a.txt")
+        self.assertRegex(err, rf"^wrote a\.txt: {(self.folder / 'a.txt').stat().st_size} bytes, in ")
+        self.assertEqual(self.run_command("list", script)[1], "")
+        out, err = self.run_command("shade", script, "--grid", "3x2", "-o", "g.png", "--messages=json")
+        written, sample = (json.loads(line) for line in out.splitlines())
+        self.assertEqual(err, "")
+        self.assertGreater(written.pop("seconds"), 0)
+        self.assertEqual(written, {"kind": "output", "file": str(self.folder / "g.png"), "width": 3, "height": 2,
+                                   "bytes": (self.folder / "g.png").stat().st_size})
+        self.assertIn("sample", sample)
+
+    def test_what_cannot_be_written_is_refused_before_the_script_runs(self):
+        script = self.write("a.ks", 'create { info("ran"); }\n' + RED)
+        (self.folder / "dir").mkdir()
+        for command in (["render"], ["shade", "--grid", "2x2"], ["list"]):
+            for name in ("dir", "none/p.png", "a.ks", "p.gif" if command != ["list"] else "dir/"):
+                with self.subTest(command=command, name=name):
+                    out, err = self.run_command(*command, script, "-o", name, status=2)
+                    self.assertEqual(out, "")
+                    self.assertTrue(err.startswith(f"kestrel: error: {name}: "), err)
+
+    def test_a_full_disk_and_a_closed_pipe_are_errors(self):
+        script = self.write("a.ks", RED)
+        _, err = self.run_command("render", script, "-o", "/dev/full", "--size", "4x4", "--samples", "1", status=2)
+        self.assertIn("kestrel: error: /dev/full: cannot be written: No space left on device", err)
+        process = self.start("list", script, stdin=subprocess.DEVNULL)
+        process.stdout.close()
+        process.wait(timeout=harness.TIME_LIMIT)
+        self.assertIn(process.returncode, (2, -signal.SIGPIPE))
+        process.stderr.close()
+
+
+class Ending(Command):
+    WAITS = 'process: sa { }\nmain { info("started"); system("sleep 60 & echo $! > pid; wait"); }\n'
+
+    def test_every_polite_signal_ends_a_run_and_the_program_it_waits_for(self):
+        script = self.write("a.ks", self.WAITS)
+        for number, word in ((signal.SIGINT, "interrupted"), (signal.SIGTERM, "terminated"),
+                             (signal.SIGHUP, "terminal gone")):
+            with self.subTest(word):
+                process = self.start("run", script, stdin=subprocess.DEVNULL)
+                self.assertEqual(process.stdout.readline(), "started\n")
+                while not (self.folder / "pid").exists() or not (self.folder / "pid").read_text():
+                    time.sleep(0.01)
+                process.send_signal(number)
+                _, err = process.communicate(timeout=harness.TIME_LIMIT)
+                self.assertEqual(process.returncode, 1, err)
+                self.assertIn(word + ", run ended", err)
+                started = int((self.folder / "pid").read_text())
+                while pathlib.Path(f"/proc/{started}/stat").exists() and " Z " not in pathlib.Path(
+                        f"/proc/{started}/stat").read_text():
+                    time.sleep(0.01)
+                (self.folder / "pid").unlink()
+
+    def test_a_hang_up_that_is_ignored_stays_ignored(self):
+        script = self.write("a.ks", 'process: sa { }\nmain { info("started"); sleep(300); info("done"); }\n')
+        process = self.start("run", script, stdin=subprocess.DEVNULL,
+                             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        self.assertEqual(process.stdout.readline(), "started\n")
+        process.send_signal(signal.SIGHUP)
+        out, err = process.communicate(timeout=harness.TIME_LIMIT)
+        self.assertEqual((process.returncode, out), (0, "done\n"), err)
+
+    def test_a_signal_leaves_no_half_made_picture(self):
+        script = self.write("a.ks", 'init { info("started"); }\nprocess: sa { i = 0; while (1) { i = i + 1; } }\n')
+        process = self.start("render", script, "-o", "p.png", "--jobs", "2", stdin=subprocess.DEVNULL)
+        self.assertEqual(process.stdout.readline(), "started\n")
+        process.send_signal(signal.SIGTERM)
+        _, err = process.communicate(timeout=harness.TIME_LIMIT)
+        self.assertEqual(process.returncode, 1, err)
+        self.assertIn("terminated", err)
+        self.assertEqual(sorted(p.name for p in self.folder.iterdir()), ["a.ks", "store"])
+
+    def test_the_time_limit_reaches_the_compiler(self):
+        script = self.write("a.ks", "process: sa {\n" + "x = 1 + 2;\n" * 400000 + "}\n")
+        for command in ("check", "list", "run", "shade"):
+            with self.subTest(command):
+                out, err = self.run_command(command, script, "--timeout", "0.05", status=1)
+                self.assertEqual(out, "")
+                self.assertIn("time limit of 0.05 s reached", err)
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
+    parser.add_argument("suites", nargs="*", help="suites or single tests")
+    args = parser.parse_args()
+    Command.kestrel = str(args.kestrel.resolve())
+    unittest.main(argv=[sys.argv[0], *args.suites])
