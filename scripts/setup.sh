@@ -12,6 +12,7 @@ packages=(
     libcli11-dev nlohmann-json3-dev            # the command: options, JSON
     libedit-dev                                # kestrel debug: editing a line, history
     libgtest-dev python3 python3-jsonschema    # tests
+    dpkg-dev                                   # cpack: what a Debian package needs
     git clang-format                           # the check that sources are formatted
 )
 if [[ "${1:-}" == "--bench" ]]; then

@@ -4,6 +4,7 @@
 #include "platform/executable.h"
 #include "preview/services/services.h"
 
+#include <filesystem>
 #include <string_view>
 
 namespace kestrel::preview {
@@ -34,7 +35,12 @@ std::string activationProblem(std::int32_t result) {
 
 std::string defaultModulePath() {
     if (auto chosen = platform::environment("KESTREL_MODULE"); chosen && !chosen->empty()) return *chosen;
-    return platform::executableDirectory() + "/kestrel-pt.so";
+    const std::string directory = platform::executableDirectory() + "/";
+    const std::string beside = directory + "kestrel-pt.so";
+    const std::string installed = directory + KESTREL_INSTALLED_MODULE;
+    std::error_code error;
+    return !std::filesystem::exists(beside, error) && std::filesystem::exists(installed, error) ? installed
+                                                                                                : beside;
 }
 
 std::unique_ptr<ModuleHost> ModuleHost::open(const std::string& modulePath, const PreviewServices& services,

@@ -77,7 +77,7 @@ private:
 };
 
 /// The module to load: what the environment variable KESTREL_MODULE names, else kestrel-pt.so beside the
-/// running program.
+/// running program, or where both are installed.
 [[nodiscard]] std::string defaultModulePath();
 
 }  // namespace kestrel::preview
