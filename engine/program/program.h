@@ -106,14 +106,19 @@ enum NodeFlag : std::uint8_t {
     kNodeUnresolved = 0x20,  ///< call not yet resolved
 };
 
-/// One instruction. The first group of fields is what the compiler writes; the second is resolved once when
-/// the script is prepared, so that the interpreter never searches a list.
+/// What a call goes to.
+enum class Reach : std::uint8_t { Nothing, Function, Builtin, Record, Native };
+
+/// One instruction. What is marked "link" is resolved once when the script is prepared, so that the
+/// interpreter never searches a list. A line of script is some seven of these, so fields that no instruction
+/// has both share their place, and what the loop reads stands in front.
 struct CodeNode {
     std::int32_t op = -1;
-    std::int32_t count = 0;  ///< OP_RETURN: number of values
-    std::uint8_t flags = 0;
+    std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (opcodes.h)
     std::int32_t line = 0;  ///< the line that messages print
-    std::int32_t argc = 0;  ///< OP_CALL
+    std::uint8_t flags = 0;
+    std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (node_modes.h)
+    Reach reach = Reach::Nothing;  ///< link: which of `to` an OP_CALL has
     union Operand {
         Variable* variable;
         const char* text;
@@ -123,23 +128,24 @@ struct CodeNode {
         constexpr Operand() : number(0.0) {}
     } operand;
     CodeNode* next = nullptr;
-    CodeNode* prev = nullptr;
-    SourcePos pos;  ///< the true place
-
-    NameId name = kNoName;  ///< link: the name of a data member or method, interned
-    std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (opcodes.h)
     CodeNode* successor =
-        nullptr;            ///< link: the next instruction that does something (markers are passed over)
-    std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (node_modes.h)
+        nullptr;  ///< link: the next instruction that does something (markers are passed over)
+    Variable* variable = nullptr;  ///< link: operand variable with "::" resolved
+    CodeNode* link = nullptr;      ///< link: jump target or loop top
+    union To {
+        FunctionRecord* function;      ///< OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
+        const BuiltinEntry* builtin;   ///< OP_CALL
+        const RecordTemplate* record;  ///< OP_CALL that constructs a record
+        NativeCallee* native;          ///< OP_CALL to code of a library
+        CodeNode* body;                ///< OP_FORTEST's OP_FORBODY
+        constexpr To() : function(nullptr) {}
+    } to;  ///< link
+    CodeNode* prev = nullptr;
+    SourcePos pos;                   ///< the true place
+    std::int32_t count = 0;          ///< OP_RETURN: number of values
+    std::int32_t argc = 0;           ///< OP_CALL
+    NameId name = kNoName;           ///< link: the name of a data member or method, interned
     std::int32_t queueVariable = 0;  ///< link: the variable of a queue that it names (ScriptQueues); 0: none
-    CodeNode* link = nullptr;        ///< link: jump target or loop top
-    CodeNode* body = nullptr;        ///< link: OP_FORTEST's OP_FORBODY
-    Variable* variable = nullptr;    ///< link: operand variable with "::" resolved
-    FunctionRecord* callee =
-        nullptr;  ///< link: OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
-    const BuiltinEntry* builtin = nullptr;        ///< link: OP_CALL to a built-in
-    const RecordTemplate* constructor = nullptr;  ///< link: OP_CALL that constructs a record
-    NativeCallee* native = nullptr;               ///< link: OP_CALL to code of a library
 };
 
 /// The variable that a node names, with "::" resolved once the program is linked.

@@ -95,7 +95,7 @@ private:
                 reach(node.next, depth);
                 jump(node.link, depth);
                 jump(node.operand.target, depth);
-                return jump(node.body, depth);
+                return jump(node.to.body, depth);
             case OpFlow::Open:
                 reach(node.next, depth);
                 return jump(node.operand.target, 0);

@@ -23,7 +23,7 @@ const CodeNode* callUser(EngineContext& ctx, const CodeNode* node) {
         return node;
     }
     if (!pushControl(ctx, node)) return node;
-    FunctionRecord* callee = node->callee;
+    FunctionRecord* callee = node->to.function;
     ctx.run.frames.emplace_back();
     ctx.run.pushCall(callee, ctx.stack.size() - callee->paramCount);
     ctx.run.currentLine = callee->entry->line;
@@ -40,7 +40,7 @@ void reportArgumentCount(EngineContext& ctx, std::string_view name, int expected
 }
 
 void callBuiltin(EngineContext& ctx, const CodeNode& node) {
-    const BuiltinEntry& entry = *node.builtin;
+    const BuiltinEntry& entry = *node.to.builtin;
     if (!ctx.need(node.argc)) return;
     if (entry.argCount != -1 && entry.argCount != node.argc) {
         reportArgumentCount(ctx, node.operand.variable->name, entry.argCount, node.argc);
@@ -55,13 +55,13 @@ void callBuiltin(EngineContext& ctx, const CodeNode& node) {
 void callNative(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.need(node.argc)) return;
     BuiltinCall call(ctx, node, node.operand.variable->name);
-    node.native->call(call);
+    node.to.native->call(call);
 }
 
 /// The name of a record declaration called as a function: an instance with the declared members, the first of
 /// them replaced by the arguments in order.
 void construct(EngineContext& ctx, const CodeNode& node) {
-    const RecordTemplate& declaration = *node.constructor;
+    const RecordTemplate& declaration = *node.to.record;
     if (!ctx.need(node.argc)) return;
     const int first = ctx.stack.size() - node.argc;
     if (node.argc > declaration.fieldCount) {
@@ -79,15 +79,17 @@ void construct(EngineContext& ctx, const CodeNode& node) {
 
 /// Everything that is not a script function.
 void callOther(EngineContext& ctx, const CodeNode& node) {
-    if (node.builtin != nullptr) {
-        callBuiltin(ctx, node);
-    } else if (node.constructor != nullptr) {
-        construct(ctx, node);
-    } else if (node.native != nullptr) {
-        callNative(ctx, node);
-    } else {
-        ctx.report(MessageId::FunctionNotFound, node.operand.variable->name);
-        dropArguments(ctx, node.argc);
+    switch (node.reach) {
+        case Reach::Builtin:
+            return callBuiltin(ctx, node);
+        case Reach::Record:
+            return construct(ctx, node);
+        case Reach::Native:
+            return callNative(ctx, node);
+        case Reach::Nothing:
+        case Reach::Function:
+            ctx.report(MessageId::FunctionNotFound, node.operand.variable->name);
+            dropArguments(ctx, node.argc);
     }
 }
 
@@ -223,7 +225,7 @@ const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
         pollWatch(ctx);
         return node->next;
     }
-    if (node->callee != nullptr) return callUser(ctx, node);
+    if (node->reach == Reach::Function) return callUser(ctx, node);
     callOther(ctx, *node);
     pollWatch(ctx);
     return node;
@@ -255,7 +257,7 @@ void executeFunctionEntry(EngineContext& ctx) {
 }
 
 const CodeNode* executeReturn(EngineContext& ctx, const CodeNode* node) {
-    if (ctx.run.calls.empty() || node->callee == nullptr) return node;
+    if (ctx.run.calls.empty() || node->to.function == nullptr) return node;
     if (node->count == 0) {
         ctx.stack.dropTo(ctx.base());
     } else {
@@ -264,7 +266,7 @@ const CodeNode* executeReturn(EngineContext& ctx, const CodeNode* node) {
     }
     ctx.run.frames.back().top = -1;
     ctx.run.returned = true;
-    return node->callee->end->prev;
+    return node->to.function->end->prev;
 }
 
 void settleResults(EngineContext& ctx) {

@@ -49,7 +49,7 @@ const CodeNode* executeForTest(EngineContext& ctx, const CodeNode* node) {
     if (!ctx.need(1)) return node;
     if (!popCondition(ctx)) return node->operand.target;
     if (!pushControl(ctx, node)) return node;
-    return node->body;  // the step code runs only after the body
+    return node->to.body;  // the step code runs only after the body
 }
 
 const CodeNode* executeEndFor(EngineContext& ctx, const CodeNode* node) {

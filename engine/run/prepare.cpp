@@ -40,7 +40,7 @@ public:
         program_.nameFields(ctx_.kinds().names());
         for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next) {
             f->end = findForward(f->entry, OP_ENDFUNC);
-            f->entry->callee = f;
+            f->entry->to.function = f;
         }
         for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
         linkSuccessors();
@@ -63,13 +63,13 @@ private:
                 linkIndex(node);
                 break;
             case OP_FUNC:
-                current_ = node.callee;
+                current_ = node.to.function;
                 break;
             case OP_ENDFUNC:
                 current_ = nullptr;
                 break;
             case OP_RETURN:
-                node.callee = current_;
+                node.to.function = current_;
                 break;
             case OP_CALL:
                 linkCall(node);
@@ -146,7 +146,7 @@ private:
                 break;
             case OP_FORTEST:
                 node.link = findBack(&node, OP_FORTOP);
-                node.body = findForward(&node, OP_FORBODY);
+                node.to.body = findForward(&node, OP_FORBODY);
                 break;
             case OP_CASE:
                 node.link = target != nullptr ? target : findForward(&node, OP_ENDCASE);
@@ -248,12 +248,16 @@ private:
             return;
         }
         const char* name = node.operand.variable->name;
-        node.callee = program_.findFunction(name);
-        if (node.callee != nullptr) return;
-        node.builtin = ctx_.services.builtins->find(name);
-        if (node.builtin != nullptr) return;
-        if (ctx_.services.natives != nullptr) node.native = ctx_.services.natives->find(name);
-        if (node.native == nullptr) node.constructor = program_.findRecord(name);
+        if ((node.to.function = program_.findFunction(name)) != nullptr) {
+            node.reach = Reach::Function;
+        } else if ((node.to.builtin = ctx_.services.builtins->find(name)) != nullptr) {
+            node.reach = Reach::Builtin;
+        } else if (ctx_.services.natives != nullptr &&
+                   (node.to.native = ctx_.services.natives->find(name)) != nullptr) {
+            node.reach = Reach::Native;
+        } else if ((node.to.record = program_.findRecord(name)) != nullptr) {
+            node.reach = Reach::Record;
+        }
     }
 
     EngineContext& ctx_;
