@@ -34,8 +34,10 @@ bool checkFile(const std::string& file, const Invocation& invocation, RunWatch& 
 }  // namespace
 
 void addCheckCommand(CLI::App& app, Invocation& invocation) {
-    CLI::App* command = app.add_subcommand(
-        "check", "Compiles scripts without running them and shows what is wrong, with file, line and column");
+    CLI::App* command = app.add_subcommand("check",
+                                           "Compiles scripts without running them and shows what is wrong, "
+                                           "with file, line and column, and hints\n"
+                                           "at what may have been meant");
     const auto files = std::make_shared<std::vector<std::string>>();
     command->add_option("FILE", *files, "Scripts to check; - is standard input")->required()->type_name("");
     addMessagesOption(*command, invocation);

@@ -19,7 +19,7 @@ bool opIs(const CodeNode* node, std::int32_t op) noexcept {
 bool indexIsZero(const CodeNode& node) noexcept {
     const CodeNode* value = node.prev;
     return node.op == OP_INDEX && (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) &&
-           value->operand.number == 0.0 && opIs(value->prev, OP_SEP);
+           value->operand.number == 0.0 && opIs(value->prev, OP_SEP) && opIs(value->prev->prev, OP_DIM);
 }
 
 template <class Row>

@@ -7,6 +7,7 @@
 #include "frontend/syntax_advice.h"
 #include "platform/near_names.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -39,9 +40,29 @@ bool endsCondition(const CodeNode& node) noexcept {
     }
 }
 
-/// A method or the call of a function: what it gives is often kept and tested at once.
-bool isCall(const CodeNode* node) noexcept {
-    return opIs(node, OP_CALL) || (opIs(node, OP_MEMBER) && opIs(node->prev, OP_CALL));
+/// The value of an assignment is one constant or variable. What is computed, called or looked up is often
+/// kept and tested at once.
+bool assignsPlainly(const CodeNode& assignment) noexcept {
+    const CodeNode* value = assignment.prev;
+    if (value == nullptr || !opIs(value->prev, OP_ASSIGNMARK)) return false;
+    return value->op == OP_VAR || value->op == OP_NUMBER || value->op == OP_INTEGER ||
+           value->op == OP_STRING || value->op == OP_NIL;
+}
+
+/// A predefined name that scripts call, and nothing answers yet.
+bool isLater(std::string_view name) noexcept {
+    struct ObjectName {
+        std::string_view name;
+        bool available;
+    };
+    [[maybe_unused]] constexpr bool Now = true;
+    [[maybe_unused]] constexpr bool Later = false;
+    static constexpr ObjectName kObjects[] = {
+#define KESTREL_OBJECT(name, tag, status, description) {#name, status},
+#include "frontend/predefined.def"
+    };
+    return std::ranges::any_of(
+        kObjects, [name](const ObjectName& object) { return object.name == name && !object.available; });
 }
 
 class ProgramAdvice {
@@ -85,7 +106,7 @@ private:
                 scriptCalls_ = 0;
                 break;
             case OP_ASSIGN:
-                if (endsCondition(node) && !isCall(node.prev))
+                if (endsCondition(node) && assignsPlainly(node))
                     ctx_.reporter.hint(node.pos, HintId::AssignmentInCondition);
                 break;
             default:
@@ -228,6 +249,10 @@ void adviseOnUnknownCall(EngineContext& ctx, const CodeNode& call) {
     const char* name = call.operand.variable->name;
     if (ctx.program->findFunction(name) != nullptr) {
         ctx.reporter.hint(call.pos, HintId::LibraryCalledTwice, name);
+        return;
+    }
+    if (isLater(name)) {
+        ctx.reporter.hint(call.pos, HintId::NotAvailable, name);
         return;
     }
     const std::string_view instead = insteadOfForeign(ForeignKind::Function, name);

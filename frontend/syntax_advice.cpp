@@ -6,6 +6,7 @@
 #include "frontend/foreign_names.h"
 #include "grammar.tab.h"
 #include "platform/ascii.h"
+#include "platform/near_names.h"
 
 #include <string>
 #include <string_view>
@@ -197,7 +198,10 @@ bool SyntaxAdvice::functionHead() {
 bool SyntaxAdvice::functionInFunction() {
     const bool head = token_.code == ':' || token_.code == '{';
     if (!head || !isName(previous_) || first_.number != previous_.number || braces_.empty()) return false;
-    reporter_.hint(previous_.pos, HintId::FunctionInFunction, previous_.value.symbol->name);
+    const char* name = previous_.value.symbol->name;
+    constexpr std::string_view kBeforeBlocks[] = {"else", "then", "do"};
+    if (!nearestName(name, kBeforeBlocks).empty()) return false;
+    reporter_.hint(previous_.pos, HintId::FunctionInFunction, name);
     return true;
 }
 
