@@ -209,8 +209,15 @@ void MessagePrinter::show(ShownMessage message) {
         showJson(message);
         return;
     }
-    if (last_ && sameMessage(*last_, message)) {
-        ++repeats_;
+    std::optional<ShownMessage>& last = message.kind == Kind::Hint ? lastHint_ : last_;
+    if (last && sameMessage(*last, message)) {
+        if (message.kind != Kind::Hint) ++repeats_;
+        return;
+    }
+    if (message.kind == Kind::Hint) {  // it explains the message before, whose run may go on
+        if (repeats_ > 0) finish();
+        showForPeople(message);
+        lastHint_ = std::move(message);
         return;
     }
     finish();

@@ -50,9 +50,10 @@ struct ShownMessage {
 /// Shows messages in order, each flushed.
 ///
 /// For people: information on standard output, everything else on standard error with file:line:column, the
-/// source line and a caret where the place is known. When line 1 is just the script's path, it is left out. A
-/// run of identical messages is shown once, followed by its count. Colour only on a terminal (and without
-/// NO_COLOR).
+/// source line and a caret where the place is known; then that line stands in place of the one that a message
+/// of the compiler quotes. When line 1 is just the script's path, it is left out. A run of identical messages
+/// is shown once, followed by its count; hints between them do not end it. Colour only on a terminal (and
+/// without NO_COLOR).
 ///
 /// As JSON: {"kind":...,"line1":...,"line2":...} on standard output, one object per line, then the message's
 /// "id" or a hint's "rule", then file, line, column, endColumn where known. Bytes that are no valid UTF-8 are
@@ -108,6 +109,7 @@ private:
     std::shared_ptr<const TextScript> textScript_;
     std::function<void(const ShownMessage&)> relay_;
     std::optional<ShownMessage> last_;
+    std::optional<ShownMessage> lastHint_;  // several workers give the same
     int repeats_ = 0;
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;
 };

@@ -121,7 +121,9 @@ ModuleSession::ModuleSession(const ModuleOptions& options, preview::Scene scene,
     for (const ScriptedSurface& script : scripts_) printer_.addScript(script.file);
 }
 
-ModuleSession::~ModuleSession() = default;
+ModuleSession::~ModuleSession() {
+    if (module_ != nullptr) module_->setAdvice(nullptr, nullptr);
+}
 
 void ModuleSession::complain(std::string_view text, ExitCode exitCode) {
     if (beforeMessage_) beforeMessage_();
@@ -152,6 +154,16 @@ void ModuleSession::show(preview::HostMessageKind kind, const char* line1, const
         message.place = placeOf(module_->placeOfMessage());
     }
     present(std::move(message));
+}
+
+void ModuleSession::advise(const char* rule, const char* text) {
+    if (beforeMessage_) beforeMessage_();
+    ShownMessage hint;
+    hint.kind = ShownMessage::Kind::Hint;
+    hint.rule = rule;
+    hint.line1 = text;
+    hint.place = placeOf(module_->placeOfMessage());
+    present(std::move(hint));
 }
 
 void ModuleSession::present(ShownMessage message) {
@@ -280,6 +292,9 @@ bool ModuleSession::open() {
         complain("the module takes no --param", kExitUnusable);
         return false;
     }
+    module_->setAdvice([](void* session, const char* rule,
+                          const char* text) { static_cast<ModuleSession*>(session)->advise(rule, text); },
+                       this);
     KestrelRunWatch* watch = module_->watch();
     guard_ =
         std::make_unique<RunGuard>(watch != nullptr ? watch->requested : unwatched_, invocation_.timeout);

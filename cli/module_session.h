@@ -120,6 +120,8 @@ private:
     [[nodiscard]] bool setFace();
     [[nodiscard]] bool readStates();
     void show(preview::HostMessageKind kind, const char* line1, const char* line2);
+    /// What the module advises beside the message before.
+    void advise(const char* rule, const char* text);
     void present(ShownMessage message);
     /// Notes whether the last step failed; tells once when a script was ended from outside.
     [[nodiscard]] bool settle();

@@ -110,7 +110,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455336u
+#define KESTREL_EXTENSION_MAGIC 0x4b455337u
 
 /* A word of 32 bits that signal handlers and other threads may set. */
 #ifdef __cplusplus
@@ -165,6 +165,11 @@ typedef struct KestrelModule {
      * it when its code outside functions runs, and again when that has ended. VALUE is a number, a Vector
      * "<x,y,z>" or a text. Null takes back all of them. Returns 0 when it is no such text. May be null. */
     int32_t (*preset)(const char* assignment);
+    /* Who wants more than the messages say: `take` gets advice about the message before it, such as what both
+     * sides of an operator were that failed. `rule` names the kind of advice, `text` is one line; both are
+     * valid during the call, in which place() tells what it is about. It counts for scripts that are loaded
+     * later. Null takes none, as at first, and then nothing is looked for. May be null. */
+    void (*setAdvice)(void (*take)(void* user, const char* rule, const char* text), void* user);
 } KestrelModule;
 
 /* ---- scene items ---- */

@@ -57,6 +57,7 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     engine.instanceNumber = instanceNumber;
     if (compileScript(engine, systemPath, {.native = &host.native}) != 0 || !checkProgram(engine))
         return false;
+    engine.reporter.hints = host.environment.advice;
     linkProgram(engine);
     static_cast<void>(attachDebugger(engine, debugLink));  // the host can ask whether it has one
     {

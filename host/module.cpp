@@ -185,6 +185,12 @@ std::int32_t preset(const char* assignment) {
     });
 }
 
+void setAdvice(HostMessages::TakeAdvice take, void* user) {
+    PluginState& state = pluginState();
+    state.messages.setAdvice(take, user);
+    state.environment.advice = take != nullptr ? &state.messages : nullptr;
+}
+
 std::int32_t debugged(void* handle) {
     const LoadedScript* script = handle != nullptr ? instanceOf(handle).script() : nullptr;
     return script != nullptr && script->engine.run.hook != nullptr ? 1 : 0;
@@ -301,5 +307,6 @@ KestrelModule _mod_descrip = {
     kestrel::setDebugLink,
     kestrel::debugged,
     kestrel::preset,
+    kestrel::setAdvice,
 };
 }

@@ -69,6 +69,14 @@ void HostMessages::show(const Message& message) {
               message.line2 ? message.line2->c_str() : nullptr);
 }
 
+void HostMessages::advise(const Hint& hint) {
+    if (takeAdvice_ == nullptr) return;
+    const Message about{
+        .id = {}, .kind = {}, .line1 = {}, .line2 = {}, .where = hint.where, .files = hint.files};
+    const Lent lent(shown_, &about);  // what place() reads
+    takeAdvice_(adviceUser_, hintRow(hint.id).rule.data(), hint.text.c_str());
+}
+
 void HostMessages::showOwn(const InfoMessages& boxes, MessageTaking<> message) {
     const std::string_view text = messageRow(message.id()).text;
     const std::size_t end = text.find(kLineBreak);

@@ -21,10 +21,17 @@ struct HostServices {
 };
 
 /// The engine's messages on their way to the host's message boxes.
-class HostMessages final : public MessageSink {
+class HostMessages final : public MessageSink, public HintSink {
 public:
     explicit HostMessages(const HostServices& services) : services_(services) {}
     void show(const Message& message) override;
+    /// Hands a hint to whoever wants hints; hosts do not.
+    void advise(const Hint& hint) override;
+    using TakeAdvice = void (*)(void* user, const char* rule, const char* text);
+    void setAdvice(TakeAdvice take, void* user) noexcept {
+        takeAdvice_ = take;
+        adviceUser_ = user;
+    }
     /// Shows what the module itself has to say: the text of a row that takes no arguments.
     void showOwn(const InfoMessages& boxes, MessageTaking<> message);
     /// The same for an exception. Needs no memory.
@@ -41,6 +48,8 @@ private:
     const HostServices& services_;
     const Message* shown_ = nullptr;
     const char* shownName_ = nullptr;
+    TakeAdvice takeAdvice_ = nullptr;
+    void* adviceUser_ = nullptr;
 };
 
 inline constexpr std::size_t kDescribeSize = 80;

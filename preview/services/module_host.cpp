@@ -131,6 +131,10 @@ std::vector<KestrelPlace> ModuleHost::placeOfMessage() const {
     return places;
 }
 
+void ModuleHost::setAdvice(void (*take)(void* user, const char* rule, const char* text), void* user) const {
+    if (extension_ != nullptr && extension_->setAdvice != nullptr) extension_->setAdvice(take, user);
+}
+
 std::string ModuleHost::nameOfMessage() const {
     if (extension_ == nullptr || extension_->messageName == nullptr) return {};
     const char* name = extension_->messageName();

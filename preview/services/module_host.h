@@ -55,8 +55,12 @@ public:
     /// told.
     [[nodiscard]] std::vector<std::string> effectedBy(HxInstance instance) const;
 
-    /// While a message of the module is shown: its place, then the lines that brought in that file, innermost
-    /// first. Empty when that cannot be told.
+    /// From now on scripts that are loaded have their advice taken (see KestrelModule::setAdvice); a module
+    /// that cannot gives none.
+    void setAdvice(void (*take)(void* user, const char* rule, const char* text), void* user) const;
+
+    /// While a message of the module is shown, or its advice taken: its place, then the lines that brought in
+    /// that file, innermost first. Empty when that cannot be told.
     [[nodiscard]] std::vector<KestrelPlace> placeOfMessage() const;
     /// While a message of the module is shown: its name, such as "division-by-zero". Empty when that cannot
     /// be told.

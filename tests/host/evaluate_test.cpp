@@ -52,6 +52,40 @@ TEST(Evaluate, FlagsAreNamesAndNumbers) {
     }
 }
 
+TEST(Evaluate, AdviceGoesToWhoeverTakesItOnceForEachPlace) {
+    const char* const kScript = "process: sa {\n  width = nil;\n  sa.luminous = 1 + width;\n}";
+    FakeHost host;
+    ShadingSample sample{};
+    const auto shade = [&](const HxInstance instance) {
+        for (int i = 0; i < 3; ++i) {
+            host.handler.init(instance);  // the run before has failed
+            host.handler.evaluate(instance, &sample);
+        }
+        return host.said();
+    };
+    const Lines said = shade(host.createWith(kScript));
+    ASSERT_FALSE(said.empty());
+
+    struct Taken {
+        const FakeHost& host;
+        Lines lines;
+    } taken{host, {}};
+    host.module().setAdvice(
+        [](void* user, const char* rule, const char* text) {
+            auto& to = *static_cast<Taken*>(user);
+            KestrelPlace place{};
+            EXPECT_EQ(to.host.module().place(0, &place), 1);
+            to.lines.push_back(std::string(rule) + ", line " + std::to_string(place.line) + ": " + text);
+        },
+        &taken);
+    EXPECT_EQ(shade(host.createWith(kScript, "other.ks")), said) << "messages stay as they are";
+    EXPECT_EQ(taken.lines, (Lines{"operands, line 3: left of the + stands the number 1, right of it width, "
+                                  "which is nil"}));
+    host.module().setAdvice(nullptr, nullptr);
+    shade(host.createWith(kScript, "third.ks"));
+    EXPECT_EQ(taken.lines.size(), 1U);
+}
+
 TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     FakeHost host;
     const HxInstance instance = host.createWith(
