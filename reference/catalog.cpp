@@ -216,7 +216,7 @@ Section hints() {
         "hints",
         "Hints",
         "Hint",
-        "Advice that the command gives beside the messages: `kestrel check` finds nearly all of it without "
+        "Advice that the command gives beside the messages: kestrel check finds nearly all of it without "
         "running the script. With --messages=json a hint has the kind \"hint\", and its name is its rule.",
         {"Rule", "Text", "When and why"},
         {{"", {}}}};
@@ -237,7 +237,7 @@ Section foreignNames() {
                                       : isWord                         ? words
                                       : kind == ForeignKind::Directive ? directives
                                                                        : members;
-        entries.push_back(makeEntry(name, name, instead));
+        entries.push_back(makeEntry(name, instead, "So it is written here."));
     };
 #define KESTREL_FOREIGN(kind, name, instead) add(ForeignKind::kind, name, instead);
 #include "frontend/foreign_names.def"
@@ -246,7 +246,7 @@ Section foreignNames() {
             "Names of other languages",
             "Name of another language",
             "What they are called here. Hints say so where a script uses one of them.",
-            {"Elsewhere", "", "Here"},
+            {"Elsewhere", "Here", ""},
             {{"Functions", std::move(functions)},
              {"Beginnings of statements", std::move(words)},
              {"Behind a dot", std::move(members)},
