@@ -66,6 +66,7 @@ TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
         {"declare record R { a, b; } main { r = R(1); x = r->a; r->b = 2; }", ""},
         {"main { x = ::g; } g = 1;", ""},
         {"main { x += 1; }", ""},
+        {"main { x = later; }\nmain(a) { }\nlater = 1;", "2:5 parameters-in-parentheses"},
         // It may have been assigned in a statement that was lost, or elsewhere before the parser went astray.
         {"main { x = 3 -2; y = x; }", "1:14 negative-number"},
     };

@@ -5,6 +5,7 @@
 #include "frontend/foreign_names.h"
 #include "frontend/member_advice.h"
 #include "frontend/syntax_advice.h"
+#include "platform/ascii.h"
 #include "platform/near_names.h"
 
 #include <algorithm>
@@ -76,7 +77,7 @@ public:
     void give() {
         for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next)
             look(*node);
-        neverAssigned();
+        if (syntax_.sawAll()) neverAssigned();
     }
 
 private:
@@ -181,8 +182,12 @@ private:
 
     std::string_view nearVariable(const Variable& variable) const {
         std::vector<std::string_view> names;
+        // Constants of the language are in capitals: whoever meant one began with one.
+        const bool capital =
+            ascii::isLetter(*variable.name) && ascii::upper(*variable.name) == *variable.name;
         const auto add = [&](const LinkedList<Variable>& list) {
             for (const Variable* v = list.head; v != nullptr; v = v->next) {
+                if ((v->flags & kVarPredefined) != 0 && !capital) continue;
                 if (givenValues_.contains(v) || hasValue(*v)) names.emplace_back(v->name);
             }
         };

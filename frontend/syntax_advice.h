@@ -28,6 +28,8 @@ public:
     /// What such a text holds was probably meant as script.
     void keepLostNames(std::string_view text);
     [[nodiscard]] bool failed() const noexcept { return failed_; }
+    /// False when the parser has given up before the end: what follows is not known.
+    [[nodiscard]] bool sawAll() const noexcept { return token_.code == 0; }
     [[nodiscard]] bool failedInLine(const SourcePos& where) const {
         return errorLines_.contains({where.file, where.line});
     }
