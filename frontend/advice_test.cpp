@@ -51,6 +51,7 @@ TEST_F(AdviceTest, WhatTheParserMistakesAfterAnErrorIsNotExplained) {
 TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
     constexpr SourceCase kCases[] = {
         {"var count = 1; main { x = coutn + coutn; x = coutn; }", "1:27 never-assigned"},
+        {"main { x = count; } other { x = count; }", "1:12 never-assigned"},
         {"#strict\nvar count;\nmain { var x = count; }", "3:16 never-assigned"},
         {"main { x++; }", "1:8 never-assigned"},
         {"main { x = a[1]; }", "1:12 never-assigned"},
@@ -67,6 +68,9 @@ TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
         {"main { x = ::g; } g = 1;", ""},
         {"main { x += 1; }", ""},
         {"main { x = later; }\nmain(a) { }\nlater = 1;", "2:5 parameters-in-parentheses"},
+        {"main { x = 1 }\nother: a { y = a; x = y; }", ""},
+        {"main { x = sa[1]\n(a, b) = two(); c = a + b; } two { return 1, 2; }", ""},
+        {"main { x = <1, 2, 3>\n(a, b) = two(); c = a + b; } two { return 1, 2; }", ""},
         // It may have been assigned in a statement that was lost, or elsewhere before the parser went astray.
         {"main { x = 3 -2; y = x; }", "1:14 negative-number"},
     };

@@ -39,7 +39,9 @@ void Compiler::reportSource(const SourcePos& where, MessageId id, FormatArgs arg
         origin.function = currentFunction_->name != nullptr ? currentFunction_->name : "";
     origin.sourceLine = withoutLeadingSpace(lineText_);
     ctx_.reporter.reportArgs(id, origin, args);
-    if (messageRow(id).kind == MessageKind::Error) ++errorCount_;
+    if (messageRow(id).kind != MessageKind::Error) return;
+    ++errorCount_;
+    syntaxAdvice_.otherError();
 }
 
 void Compiler::reportFile(const SourcePos& where, MessageId id, FormatArgs args) {

@@ -55,7 +55,7 @@ void Compiler::parse() {
         const Token& token = scanner_.next();
         if (aborted() || endless_) return;
         if (ctx_.endRequested()) return giveUp();
-        if (ctx_.reporter.hints != nullptr) syntaxAdvice_.next(token);
+        if (ctx_.reporter.hints != nullptr) syntaxAdvice_.next(token, currentFunction_ != nullptr);
         status = parser_.push(token);
     }
 }

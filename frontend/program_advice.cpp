@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -168,13 +167,15 @@ private:
     }
 
     void neverAssigned() {
+        std::unordered_set<std::string_view> told;  // locals of several functions can have one name
         for (const auto& [variable, where] : reads_) {
             if (!wanted()) return;
             if (givenValues_.contains(variable) || hasValue(*variable)) continue;
             // Syntax errors leave holes: then a name counts as assigned wherever it may have been.
             if (syntax_.failed() && (assigned_.contains(variable->name) || syntax_.isLost(variable->name)))
                 continue;
-            if (program_.findFunction(variable->name) != nullptr) continue;
+            if (program_.findFunction(variable->name) != nullptr || !told.insert(variable->name).second)
+                continue;
             ctx_.reporter.hint(where, HintId::NeverAssigned, variable->name,
                                didYouMean(nearVariable(*variable)));
         }

@@ -72,12 +72,16 @@ std::string written(const Token& token) {
 
 }  // namespace
 
-void SyntaxAdvice::next(const Token& token) {
+void SyntaxAdvice::next(const Token& token, bool inFunction) {
     previous_ = token_;
     token_ = token;
     if (statementBegins_) first_ = token;
     statementBegins_ = false;
     follow(token);
+    const bool boundary = previous_.code == ';' || previous_.code == '}';
+    if (failed_ && boundary && inFunction == braces_.empty()) astray_ = true;
+    // "a = b" and on the next line "(c, d) = ...": read as a call, without an error.
+    if (token.code == '(' && endsOperand(previous_) && token.pos.line > previous_.pos.line) otherError();
     if (isName(token)) names_.emplace_back(token.value.symbol->name);
 }
 

@@ -19,17 +19,21 @@ public:
     explicit SyntaxAdvice(Reporter& reporter) : reporter_(reporter) {}
 
     /// Before each token is parsed.
-    void next(const Token& token);
+    /// @param inFunction  where the parser is, after the token before
+    void next(const Token& token, bool inFunction);
     /// The parser has reported that the token last given does not fit.
     void syntaxError(bool inFunction);
+    /// Another error was reported: what the statement at hand would do is not known.
+    void otherError() noexcept { failed_ = errorInStatement_ = true; }
     /// A text goes on over the end of its line. The first one is probably not closed, and what follows it is
     /// read the wrong way round: no syntax error can be explained from there on.
     void openText(const SourcePos& where);
     /// What such a text holds was probably meant as script.
     void keepLostNames(std::string_view text);
     [[nodiscard]] bool failed() const noexcept { return failed_; }
-    /// False when the parser has given up before the end: what follows is not known.
-    [[nodiscard]] bool sawAll() const noexcept { return token_.code == 0; }
+    /// False when the parser has given up before the end, or has taken the end of a block for that of a
+    /// statement: what follows is not known then.
+    [[nodiscard]] bool sawAll() const noexcept { return token_.code == 0 && !astray_; }
     [[nodiscard]] bool failedInLine(const SourcePos& where) const {
         return errorLines_.contains({where.file, where.line});
     }
@@ -63,6 +67,7 @@ private:
     bool failed_ = false;
     std::set<std::pair<std::int32_t, std::int32_t>> errorLines_;  // file and line
     bool textOpen_ = false;
+    bool astray_ = false;                  // the parser has been elsewhere than the script
     std::vector<Token> brackets_;          // open ( and [
     std::vector<SourcePos> braces_;        // open {
     std::vector<std::string_view> names_;  // in the statement
