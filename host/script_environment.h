@@ -44,7 +44,7 @@ public:
     std::uint32_t systemInfo = HX_SYSTEM_LAYOUT;  ///< the host's system-information word
     SceneServices scene;                          ///< nulls: the host has no scene
     HintSink* advice = nullptr;  ///< of scripts that are loaded later, while they run; null: nobody wants any
-    std::string debugLink;          ///< of the script that is loaded next, in place of what its pragma says
+    std::string debugLink;       ///< of the script that is loaded next, in place of what its pragma says
     std::vector<Preset> presets;    ///< of all scripts that are loaded from now on
     std::string configurationFile;  ///< where a configuration would be; nothing reads one yet
 
