@@ -12,6 +12,29 @@ namespace kestrel::agents {
 
 namespace {
 
+/// Results on their way to the stack. Opening the next file may close those that nobody holds.
+class HeldFiles {
+public:
+    HeldFiles(EngineContext& ctx, std::vector<ValueCell>& results) : ctx_(ctx), results_(results) {}
+    ~HeldFiles() {
+        for (const ValueCell& cell : results_)
+            if (cell.type == FileObj)
+                builtins::FilePool::of(ctx_).drop(builtins::fileRecord(cell.payload.object));
+    }
+    HeldFiles(const HeldFiles&) = delete;
+    HeldFiles& operator=(const HeldFiles&) = delete;
+
+    void add(const ValueCell& cell) const {
+        results_.push_back(cell);
+        if (cell.type == FileObj)
+            builtins::FilePool::of(ctx_).hold(builtins::fileRecord(cell.payload.object));
+    }
+
+private:
+    EngineContext& ctx_;
+    std::vector<ValueCell>& results_;
+};
+
 constexpr std::size_t kFileTextLimit = 265;  ///< characters of a file's name and mode
 
 bool fitsElement(const ValueCell& element) noexcept {
@@ -132,8 +155,9 @@ void Exchange::finish(BuiltinCall& call, const KestrelRecord* results) {
         return call.fail(MessageId::TooManyNativeResults, KESTREL_MOST_RESULTS, call.name);
     }
     results_.clear();
+    const HeldFiles held(ctx, results_);
     for (const KestrelRecord& returned : records)
-        if (const std::optional<ValueCell> cell = value(returned)) results_.push_back(*cell);
+        if (const std::optional<ValueCell> cell = value(returned)) held.add(*cell);
     release(records);
     if (results_.empty()) return call.none();
     if (results_.size() == 1) return call.result(results_.front());

@@ -72,7 +72,11 @@ int main(int argc, char** argv) {
         invocation.json = asksForJson(argc, argv);
         return runCommand(argc, argv, invocation);
     } catch (const std::bad_alloc&) {
-        complain(invocation, "memory exhausted", kExitScriptFailed);  // what the work had is free again
+        try {
+            complain(invocation, "memory exhausted", kExitScriptFailed);  // what the work had is free again
+        } catch (const std::bad_alloc&) {
+            std::fputs("kestrel: error: memory exhausted\n", stderr);
+        }
         return kExitScriptFailed;
     } catch (const std::exception& error) {
         complain(invocation, error.what());

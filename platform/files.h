@@ -1,6 +1,7 @@
 // Files by system path.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -60,8 +61,10 @@ inline bool takeLineFeed(std::FILE* file) noexcept {
 [[nodiscard]] FileHandle openRegularFile(std::string_view systemPath);
 
 /// Creates a file that only the user may read, for writing.
+/// @param taken  receives whether it could not be created because anything but a directory has that name
+/// already, and be it a link that leads nowhere; may be null
 /// @return null when it cannot be created, or when anything has that name already
-[[nodiscard]] FileHandle createFile(std::string_view systemPath);
+[[nodiscard]] FileHandle createFile(std::string_view systemPath, bool* taken = nullptr);
 
 /// Reads a text in pieces as a buffer of fixed size takes them: up to the next LF, which counts as a
 /// character and is dropped, with a CR before it.
@@ -70,12 +73,14 @@ inline bool takeLineFeed(std::FILE* file) noexcept {
 /// @return false at the end of the file
 bool readPiece(std::FILE* file, std::size_t most, std::string& piece);
 
+/// The longest text file that is read as a whole, in bytes.
+inline constexpr std::size_t kLongestTextFile = std::size_t{256} << 20;
 /// Reads a whole text file; a CR before a LF is removed.
-/// @return nothing when it cannot be opened or read
-[[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath);
+/// @param most  bytes of a file that may be longer: what is read ends soon after so many
+/// @return nothing when it cannot be opened or read, or is longer than kLongestTextFile
+[[nodiscard]] std::optional<std::string> readTextFile(std::string_view systemPath,
+                                                      std::size_t most = kLongestTextFile);
 
-/// True when anything has this name, and be it a link that leads nowhere. A directory does not count.
-[[nodiscard]] bool nameTaken(std::string_view systemPath);
 /// True for an existing file or directory.
 [[nodiscard]] bool pathExists(std::string_view systemPath);
 /// True for an existing file that is no directory.

@@ -1,9 +1,9 @@
 #include "builtins/files/file_pool.h"
 
+#include "engine/operations/collector.h"
 #include "engine/operations/file_names.h"
 
 #include <memory>
-#include <unordered_set>
 
 namespace kestrel::builtins {
 
@@ -26,10 +26,9 @@ FilePool& FilePool::of(EngineContext& ctx) {
 
 FileRecord& FilePool::make() {
     if (free_.empty()) {
-        if (records_.size() == free_.capacity()) {  // so that nothing can fail when they come back
-            free_.reserve(2 * records_.size() + 16);
-            loose_.reserve(free_.capacity());
-        }
+        // So that nothing can fail when they come back.
+        if (records_.size() >= loose_.capacity()) loose_.reserve(2 * records_.size() + 16);
+        if (records_.size() >= free_.capacity()) free_.reserve(loose_.capacity());
         free_.push_back(&records_.emplace_back(*this));
     }
     FileRecord& record = *free_.back();
@@ -49,7 +48,7 @@ FileRecord* FilePool::open(std::string_view name, std::string_view mode) {
 }
 
 bool FilePool::mayOpen() {
-    if (open_ >= kMostOpen) sweep();
+    if (open_ >= kMostOpen) collectLost(context);  // arrays and records may hold them
     if (open_ < kMostOpen) return true;
     context.report(MessageId::TooManyFiles, kMostOpen);
     return false;
@@ -64,16 +63,22 @@ void FilePool::drop(FileRecord* record) {
 }
 
 void FilePool::sweep() {
-    std::unordered_set<const void*> onStack;
-    for (int i = 0; i < context.stack.size(); ++i)
-        if (context.stack.at(i).type == FileObj) onStack.insert(context.stack.at(i).payload.object);
+    const auto mark = [this](bool value) {
+        for (int i = 0; i < context.stack.size(); ++i) {
+            const ValueCell& cell = context.stack.at(i);
+            if (cell.type == FileObj && cell.payload.object != nullptr)
+                fileRecord(cell.payload.object)->onStack = value;
+        }
+    };
+    mark(true);
     for (std::size_t i = loose_.size(); i > 0; --i) {
         FileRecord& record = *loose_[i - 1];
-        if (onStack.contains(&record)) continue;
+        if (record.onStack) continue;
         record.close();
         setHeld(record);
         free_.push_back(&record);
     }
+    mark(false);
 }
 
 void FilePool::flush() noexcept {

@@ -71,6 +71,7 @@ struct FileRecord {
     FilePool& pool;
     std::int32_t holders = 0;
     std::size_t looseIndex = 0;  ///< the pool's own
+    bool onStack = false;        ///< while a sweep runs
 };
 
 /// The record behind a FileObj's payload; null where there is none.

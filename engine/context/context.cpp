@@ -3,6 +3,8 @@
 #include "engine/values/array_record.h"
 #include "engine/values/record_instance.h"
 
+#include <new>
+
 namespace kestrel {
 
 EngineContext::EngineContext(const EngineServices& engineServices)
@@ -21,6 +23,11 @@ void EngineContext::pushText(std::string_view text) {
 ScriptQueues* EngineContext::scriptQueues() {
     if (queues == nullptr && services.queues != nullptr) queues = services.queues->forScript(*this);
     return queues.get();
+}
+
+void EngineContext::keepReserve() noexcept {
+    constexpr std::size_t kReserve = 64 * 1024;
+    if (reserve_ == nullptr) reserve_.reset(new (std::nothrow) std::byte[kReserve]);
 }
 
 void EngineContext::reset() {

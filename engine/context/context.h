@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -150,6 +151,7 @@ public:
     int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
     std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every one; collectArrays() says when it goes
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
+    bool collecting = false;                               ///< collectArrays() is at work
     std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds
     std::vector<std::unique_ptr<ScriptResource>>
         resources;  ///< let go before the pool, in which they keep texts
@@ -197,11 +199,18 @@ public:
     /// exhausted.
     void pushText(std::string_view text);
 
+    /// Some memory that is given back before it is reported that there is none left, since messages need
+    /// some, and taken again when a run begins.
+    void keepReserve() noexcept;
+    void useReserve() noexcept { reserve_.reset(); }
+
     /// Forgets the script and everything it made (no script code runs): program, stack, pool, options,
     /// counters.
     void reset();
 
 private:
+    std::unique_ptr<std::byte[]> reserve_;
+
     void stackEmpty();
     void memoryExhausted() override;
     void stackOverflow() override;

@@ -5,7 +5,6 @@
 #include "engine/operations/operators.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace kestrel {
 
@@ -146,15 +145,22 @@ void RecordKind::drop(EngineContext& ctx, void* object) {
 }
 
 void RecordKind::sweep(EngineContext& ctx) {
-    std::unordered_set<const RecordInstance*> onStack;
-    for (int i = 0; i < ctx.stack.size(); ++i)
-        if (ctx.stack.at(i).type == UserRecord) onStack.insert(ctx.stack.at(i).payload.record);
+    const auto mark = [&ctx](bool value) {
+        for (int i = 0; i < ctx.stack.size(); ++i) {
+            const ValueCell& cell = ctx.stack.at(i);
+            if (cell.type == UserRecord && cell.payload.record != nullptr)
+                cell.payload.record->onStack = value;
+        }
+    };
+    mark(true);
     for (std::size_t i = ctx.records.size(); i > 0; --i) {
+        if (i > ctx.records.size()) continue;  // what ended with a record took others along
         const RecordInstance& record = *ctx.records[i - 1];
-        if (record.holders != 0 || onStack.contains(&record)) continue;
+        if (record.holders != 0 || record.onStack) continue;
         --ctx.looseObjects;
         destroyRecord(ctx, i - 1);
     }
+    mark(false);
 }
 
 }  // namespace kestrel

@@ -3,6 +3,7 @@
 #include "engine/context/kind_table.h"
 #include "engine/operations/array_file.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/collector.h"
 #include "engine/operations/members.h"
 #include "engine/operations/slots.h"
 #include "engine/program/node_modes.h"
@@ -174,6 +175,7 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
         if (__builtin_mul_overflow(count, size, &count)) count = kMaxElements + 1;
     const auto elements = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
     auto array = std::make_unique<ArrayRecord>(ctx.pool);
+    if (elements <= kMaxElements && !array->memory.resize(bytesOf(elements))) collectArrays(ctx);
     if (!charge(ctx, *array, elements)) return nullptr;
     for (std::size_t k = 0; k < dims.size(); ++k) {
         array->dims[k] = static_cast<std::int32_t>(
@@ -195,12 +197,9 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
         const std::size_t room =
             std::max(size, std::min(array.elements.capacity() * 2, static_cast<std::size_t>(kMaxElements)));
         // Where there is no memory for later ones there may be some for those that are wanted.
-        if (room > size && array.memory.resize(bytesOf(room)))
-            array.elements.reserve(room);
-        else if (charge(ctx, array, size))
-            array.elements.reserve(size);
-        else
-            return false;
+        const bool more = room > size && array.memory.resize(bytesOf(room));
+        if (!more && !charge(ctx, array, size)) return false;
+        array.elements.reserve(more ? room : size);
     }
     array.elements.resize(size, ValueCell::ofNil());
     array.dims[0] = static_cast<std::int32_t>(count);

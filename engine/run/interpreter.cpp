@@ -18,11 +18,11 @@
 #include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/collector.h"
 #include "engine/operations/operators.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
-#include "engine/run/collector.h"
 #include "engine/run/instructions.h"
 
 #include <new>
@@ -33,11 +33,10 @@ namespace kestrel {
 namespace {
 
 /// How often, in statements, a run that does not return to the host looks whether texts that nobody borrows
-/// any more, and arrays that are lost, are worth releasing, and from how much on they are.
+/// any more, arrays and objects that are lost are worth letting go, and from how many bytes on they are. A
+/// few large ones would fill the memory before: Pool::overdue() says so after any statement.
 constexpr int kSweepInterval = 256;
 constexpr std::size_t kSweepBytes = 1u << 20;
-/// With this much of it the run looks after every statement: a few large ones would fill the memory before.
-constexpr std::size_t kSweepAtOnceBytes = 64u << 20;
 
 class StackBorrowers final : public Pool::Borrowers {
 public:
@@ -55,9 +54,11 @@ private:
 };
 
 void sweep(EngineContext& ctx) {
-    if (ctx.pool.deferredBytes() > kSweepBytes) ctx.pool.sweep(StackBorrowers(ctx.stack));
-    if (ctx.looseObjects > kSweepInterval) ctx.kinds().sweep(ctx);
-    if (ctx.pool.grownBytes() > kSweepBytes) collectArrays(ctx);
+    const bool overdue = ctx.pool.overdue();
+    if (overdue || ctx.pool.grownBytes() > kSweepBytes || ctx.looseObjects > kSweepInterval) collectLost(ctx);
+    if (ctx.pool.deferredBytes() > kSweepBytes)
+        ctx.pool.sweep(StackBorrowers(ctx.stack));  // also what those let go
+    if (overdue) ctx.pool.swept();
 }
 
 /// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
@@ -66,19 +67,15 @@ class Sweeper {
 public:
     explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
     void statementEnded() {
-        const Pool& pool = ctx_.pool;
-        if (--statementsLeft_ > 0 && pool.deferredBytes() + pool.grownBytes() < atOnceBytes_) [[likely]]
+        if (--statementsLeft_ > 0 && !ctx_.pool.overdue()) [[likely]]
             return;
         sweep(ctx_);
         statementsLeft_ = kSweepInterval;
-        // What is still borrowed now would be looked at in vain after each of the next statements.
-        atOnceBytes_ = kSweepAtOnceBytes + 2 * ctx_.pool.deferredBytes();
     }
 
 private:
     EngineContext& ctx_;
     int statementsLeft_ = kSweepInterval;
-    std::size_t atOnceBytes_ = kSweepAtOnceBytes;
 };
 
 /// What debug builds remember of the stack while an instruction runs.
@@ -461,9 +458,11 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     const std::size_t depth = ctx.run.frames.size();
     const std::size_t calls = ctx.run.calls.size();
     ctx.run.frames.emplace_back();
+    ctx.keepReserve();
     try {
         executeRun(ctx, start, end);
     } catch (const std::bad_alloc&) {
+        ctx.useReserve();
         ctx.run.returned = false;
         ctx.report(MessageId::MemoryExhausted);
     }

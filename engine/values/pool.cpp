@@ -75,6 +75,7 @@ struct Pool::Impl {
 
 Pool::Pool(Exhaustion* exhaustion) : impl_(std::make_unique<Impl>()) {
     impl_->exhaustion = exhaustion;
+    swept();
 }
 
 Pool::~Pool() {
@@ -101,12 +102,12 @@ void* Pool::alloc(std::size_t size, bool clear) {
     ++self.allocations;
     ++self.liveBlocks;
     self.liveBytes += total;
+    usedBytes_ += total;
     return header + 1;
 }
 
 std::size_t Pool::freeBytes() const noexcept {
-    const std::size_t used = impl_->liveBytes + deferredBytes_ + chargedBytes_;
-    return impl_->limit - std::min(impl_->limit, used);
+    return impl_->limit - std::min(impl_->limit, usedBytes_);
 }
 
 bool Pool::Share::resize(std::size_t bytes) noexcept {
@@ -115,7 +116,7 @@ bool Pool::Share::resize(std::size_t bytes) noexcept {
         if (more > pool_.freeBytes()) return false;
         pool_.grownBytes_ += more;
     }
-    pool_.chargedBytes_ += bytes - bytes_;  // wraps around where it shrinks
+    pool_.usedBytes_ += bytes - bytes_;  // wraps around where it shrinks
     bytes_ = bytes;
     return true;
 }
@@ -158,6 +159,7 @@ void Pool::free(const void* p) noexcept {
     ++self.releases;
     --self.liveBlocks;
     self.liveBytes -= header->size;
+    usedBytes_ -= header->size;
     self.destroy(link);
 }
 
@@ -184,7 +186,7 @@ void Pool::purge() noexcept {
         Header* header = std::exchange(self.deferred, self.deferred->deferredNext);
         self.destroy(self.find(header + 1));
     }
-    deferredBytes_ = 0;
+    usedBytes_ -= std::exchange(deferredBytes_, 0);
     self.allocations = 0;
     self.releases = 0;
 }
@@ -206,6 +208,7 @@ void Pool::sweep(const Borrowers& borrowers) noexcept {
         }
         *at = header->deferredNext;
         deferredBytes_ -= header->size;
+        usedBytes_ -= header->size;
         self.destroy(self.find(header + 1));
     }
 }
@@ -216,10 +219,12 @@ void Pool::teardown() noexcept {
         for (Header*& bucket : self.table)
             while (bucket != nullptr) self.destroy(&bucket);
     }
+    usedBytes_ -= self.liveBytes + deferredBytes_;
     self.deferred = nullptr;
     self.liveBlocks = 0;
     self.liveBytes = 0;
     deferredBytes_ = 0;
+    grownBytes_ = 0;
     self.allocations = 0;
     self.releases = 0;
 }
@@ -238,6 +243,15 @@ std::uint64_t Pool::releases() const noexcept {
 }
 void Pool::setLimit(std::size_t bytes) noexcept {
     impl_->limit = std::min(bytes, kMostBytes);
+    swept();
+}
+
+void Pool::swept() noexcept {
+    // A share of what is there, so that sweeping costs no more than filling; the closer to the limit, the
+    // sooner.
+    const std::size_t limit = impl_->limit;
+    const std::size_t wanted = std::max(usedBytes_ / 4, limit / 32);
+    sweepAt_ = usedBytes_ + std::min(wanted, std::max(freeBytes() / 2, limit / 256));
 }
 
 }  // namespace kestrel

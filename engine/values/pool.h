@@ -59,7 +59,7 @@ public:
     class Share {
     public:
         explicit Share(Pool& pool) noexcept : pool_(pool) {}
-        ~Share() { pool_.chargedBytes_ -= bytes_; }
+        ~Share() { pool_.usedBytes_ -= bytes_; }
         Share(const Share&) = delete;
         Share& operator=(const Share&) = delete;
 
@@ -75,7 +75,11 @@ public:
     /// Reports that memory is exhausted.
     void exhausted();
 
-    [[nodiscard]] std::size_t chargedBytes() const noexcept { return chargedBytes_; }
+    /// All that counts against the limit.
+    [[nodiscard]] std::size_t usedBytes() const noexcept { return usedBytes_; }
+    /// So much has come together since swept() that letting go of what is lost is worth while.
+    [[nodiscard]] bool overdue() const noexcept { return usedBytes_ >= sweepAt_; }
+    void swept() noexcept;
     /// By how much shares have grown since collected(): what there may be to let go of elsewhere.
     [[nodiscard]] std::size_t grownBytes() const noexcept { return grownBytes_; }
     void collected() noexcept { grownBytes_ = 0; }
@@ -94,7 +98,8 @@ private:
     std::unique_ptr<Impl> impl_;
     std::size_t deferredBytes_ = 0;  // here, because these are looked at after every statement
     std::size_t grownBytes_ = 0;
-    std::size_t chargedBytes_ = 0;
+    std::size_t usedBytes_ = 0;
+    std::size_t sweepAt_ = 0;
 };
 
 }  // namespace kestrel

@@ -26,6 +26,7 @@ struct RecordInstance {
     std::vector<RecordMember> members;
     std::int32_t holders = 0;
     std::size_t index = 0;  ///< position in EngineContext::records
+    bool onStack = false;   ///< while a sweep runs
     Pool::Share memory;     ///< of the record and its members
 };
 

@@ -102,12 +102,20 @@ FileHandle openRegularFile(std::string_view systemPath) {
     return openFile(systemPath, "rb");
 }
 
-FileHandle createFile(std::string_view systemPath) {
-    const int file =
-        open(nativePath(systemPath).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+FileHandle createFile(std::string_view systemPath, bool* taken) {
+    const std::string native = nativePath(systemPath);
+    const int file = open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (taken != nullptr) {
+        const bool exists = file < 0 && errno == EEXIST;
+        struct stat info;
+        *taken = exists && !(lstat(native.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
+    }
     if (file < 0) return nullptr;
     std::FILE* stream = fdopen(file, "w");
-    if (stream == nullptr) close(file);
+    if (stream == nullptr) {
+        close(file);
+        unlink(native.c_str());
+    }
     return FileHandle(stream);
 }
 
@@ -121,13 +129,17 @@ bool readPiece(std::FILE* file, std::size_t most, std::string& piece) {
     return !piece.empty();
 }
 
-std::optional<std::string> readTextFile(std::string_view systemPath) {
+std::optional<std::string> readTextFile(std::string_view systemPath, std::size_t most) {
     const FileHandle file = openRegularFile(systemPath);
     if (file == nullptr) return std::nullopt;
     std::string text;
     char block[16384];
-    while (const std::size_t n = std::fread(block, 1, sizeof block, file.get())) text.append(block, n);
-    if (std::ferror(file.get()) != 0) return std::nullopt;
+    while (text.size() <= most) {
+        const std::size_t n = std::fread(block, 1, sizeof block, file.get());
+        if (n == 0) break;
+        text.append(block, n);
+    }
+    if (std::ferror(file.get()) != 0 || text.size() > kLongestTextFile) return std::nullopt;
 
     std::size_t kept = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -136,11 +148,6 @@ std::optional<std::string> readTextFile(std::string_view systemPath) {
     }
     text.resize(kept);
     return text;
-}
-
-bool nameTaken(std::string_view systemPath) {
-    struct stat info;
-    return lstat(nativePath(systemPath).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
 bool pathExists(std::string_view systemPath) {

@@ -13,7 +13,8 @@ namespace {
 /// Counts an allocation. @return false when it is the one that fails
 bool granted() noexcept {
     kestrel::test::Allocations& all = kestrel::test::allocations;
-    if (++all.made == all.failAt) {
+    ++all.made;
+    if (all.failAt != 0 && all.made >= all.failAt && all.made - all.failAt < all.failures) {
         all.failed = true;
         errno = ENOMEM;
         return false;
@@ -28,7 +29,7 @@ void counted(const void* block) noexcept {
 
 }  // namespace
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef KESTREL_SANITIZED
 // The sanitizer owns malloc; what goes through operator new still counts.
 void* operator new(std::size_t size) {
     if (granted())

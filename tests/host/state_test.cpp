@@ -93,12 +93,10 @@ TEST(State, ALongPathIsPutTogetherFromItsPieces) {
     std::string folder = fs::current_path().string();
     for (int i = 0; i < 3; ++i) folder += "/" + std::string(100, 'd');
     fs::create_directories(folder);
-    // The longest first: no name may be the beginning of another that is there.
     for (const std::size_t length :
-         {folder.size() + 10, std::size_t{248}, std::size_t{247}, std::size_t{246}}) {
-        const std::string path = length > folder.size()
-                                     ? folder + "/" + std::string(length - folder.size() - 1, 's')
-                                     : folder.substr(0, 230) + std::string(length - 230, 's');
+         {std::size_t{246}, std::size_t{247}, std::size_t{248}, folder.size() + 10}) {
+        std::string path = length > folder.size() ? folder + '/' : folder.substr(0, 230);
+        path += std::string(length - path.size() - 3, 's') + ".ks";
         std::ofstream(path) << "process: sa { }\nload: m, io { info(io.read()); }";
         const HxInstance instance = host.create();
         const std::string line = "Script " + path;
