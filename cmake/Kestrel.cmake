@@ -28,6 +28,9 @@ if(KESTREL_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
+if(KESTREL_FUZZ)
+    add_compile_options(-O1 -fsanitize=fuzzer-no-link)
+endif()
 
 # What nearly every source reads is read once for each target, where nothing is optimised: with optimisation g++ 12 takes
 # another way through these headers and sees faults in them that are none. That no source relies on it, the optimised

@@ -5,7 +5,8 @@
     scripts/architecture.py --check    changes nothing; status 1 when the picture is not up to date or an include is wrong
 
 What a folder may include is what its CMakeLists.txt links; a room may include those that come before it in that file's
-list of sources. The captions are those of the README files. Tests and what only they use are left out.
+list of sources. The captions are those of the README files. Tests and what only they use are left out. fuzz/ may include
+anything, is included by nobody, and is not in the picture.
 """
 
 import argparse
@@ -19,6 +20,7 @@ ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
 FOLDERS = (  # from the ground up
     "platform", "engine", "frontend", "builtins", "ipc", "agents", "host", "reference", "preview", "cli")
+FREE = ("fuzz",)
 DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
@@ -63,7 +65,7 @@ def read_includes():
     """Every source with what it includes: [(line, text in brackets or quotes, whether in quotes)]."""
     directive = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
     includes = {}
-    for folder in FOLDERS:
+    for folder in FOLDERS + FREE:
         for path in sorted((ROOT / folder).rglob("*")):
             name = path.relative_to(ROOT).as_posix()
             if not SOURCE.search(name) or ONLY_FOR_TESTS.search(name):
@@ -110,6 +112,8 @@ def room_of(name):
 def wrong_way(name, target, links, rooms):
     """Why a source may not include a header of ours; nothing when it may."""
     folder, other = name.split("/")[0], target.split("/")[0]
+    if other in FREE and folder not in FREE:
+        return f"nobody includes {other}/"
     if folder == other:
         if folder not in rooms:
             return None
@@ -117,6 +121,8 @@ def wrong_way(name, target, links, rooms):
         order = rooms[folder]
         if below not in order[: order.index(room) + 1]:
             return f"the room {below} lies above {room}"
+        return None
+    if folder in FREE:
         return None
     if other == "host" and folder in DOORS:
         return None if target in DOORS[folder] else f"{folder}/ sees of host/ only {', '.join(sorted(DOORS[folder]))}"
@@ -146,6 +152,10 @@ def faults(includes, links, rooms):
     for name, lines in includes.items():
         for line, target, quoted in lines:
             where = f"{name}:{line}: {target}: "
+            if name.split("/")[0] in FREE and target not in includes:
+                if quoted and not (ROOT / target).exists():
+                    yield where + "no such source"
+                continue
             if quoted and target in SDK:
                 if not name.startswith(SDK[target]):
                     yield where + f"only {SDK[target]} includes it"
@@ -356,7 +366,7 @@ def draw_box(unit, box, caption):
 
 def picture(includes, rooms):
     between = {(unit_of(name), unit_of(target)) for name, lines in includes.items()
-               for _, target, quoted in lines if quoted and target in includes}
+               for _, target, quoted in lines if quoted and target in includes and name.split("/")[0] not in FREE}
     inside = defaultdict(set)
     outside = set()
     for source, target in between:

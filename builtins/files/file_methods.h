@@ -31,7 +31,7 @@ public:
 };
 
 /// Values of type FileObj. They have methods, no data members.
-class FileKind final : public ObjectKind {
+class FileKind : public ObjectKind {
 public:
     static constexpr std::int32_t kTags[] = {FileObj};
 
