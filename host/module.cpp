@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -131,11 +132,14 @@ const char* describeCallback(HxInstance handle) {
 }
 
 const HostItemID* usedItemsCallback(HxInstance handle) {
+    if (handle == nullptr) return nullptr;
+    // A host that destroys the instance from inside one of its operations takes the items with it.
+    const std::weak_ptr<ScriptContext> context = instanceOf(handle).context;
     const HostItemID* items = nullptr;
     withInstance(handle, [&](ShaderInstance& instance) {
         if (LoadedScript* script = instance.script()) items = findUsedItems(script->engine, script->host);
     });
-    return items;
+    return context.expired() ? nullptr : items;
 }
 
 // ---- what tools may ask ----

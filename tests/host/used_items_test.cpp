@@ -1,6 +1,8 @@
 // effectedby() and usedItems(): what is found, in which order, and the walk that only the watch ends.
 #include "tests/host/fake_host.h"
 
+#include <utility>
+
 namespace kestrel::test {
 namespace {
 
@@ -46,6 +48,21 @@ TEST_F(UsedItems, AHostsListsThatLeadInCirclesEnd) {
     host.createWith("create { i = getfirstitem(\"nobody\"); info(i); }");
     EXPECT_EQ(host.said(),
               (Lines{"Line 1, invalid object name 'nobody' provided to getfirstitem()", "(nil)"}));
+}
+
+TEST_F(UsedItems, GoWithAnInstanceThatIsDestroyedMeanwhile) {
+    const std::string script = "create { effectedby(\"Body\"); }\ndestroy { info(\"destroyed\"); }";
+    HxInstance instance = host.createWith(script);
+    host.scene.onQuestion = [&] {
+        if (instance != nullptr) host.destroy(std::exchange(instance, nullptr));
+    };
+    EXPECT_EQ(host.handler.usedItems(instance), nullptr);
+    EXPECT_EQ(host.said(), Lines{"destroyed"});
+    // With a copy the script lives on, and with it the items.
+    instance = host.createWith(script);
+    const HxInstance copy = host.create();
+    host.handler.copy(instance, copy);
+    EXPECT_EQ(used(instance), Found{10});
 }
 
 TEST_F(UsedItems, TheLastDeclarationCounts) {
