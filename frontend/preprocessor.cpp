@@ -83,7 +83,9 @@ bool Preprocessor::readLine(std::string& line) {
         input.column += kLineLimit;
     }
     ++input.line;
-    const std::size_t newline = std::min(input.text.find('\n', input.next), input.text.size());
+    // Not looked for any further: a line of many megabytes is read in as many pieces.
+    const std::string_view rest = std::string_view(input.text).substr(input.next, kLineLimit + 1);
+    const std::size_t newline = input.next + std::min(rest.find('\n'), rest.size());
     const std::size_t length = std::min(newline - input.next, kLineLimit);
     line.assign(input.text, input.next, length);
     input.pieceEndsLine = input.next + length == newline;
