@@ -46,11 +46,13 @@ void addCheckCommand(CLI::App& app, Invocation& invocation) {
     command->callback([files, &invocation] {
         if (std::ranges::count(*files, kStandardInput) > 1)
             return complain(invocation, "- is standard input, which can be read once");
+        // Before anybody watches: reading may wait for whoever writes.
+        for (std::string& file : *files)
+            if (!takeStandardInput(file, invocation)) return;
         RunWatch watch;
         const RunGuard guard(watch.requested, invocation.timeout);
-        for (std::string& file : *files) {
+        for (const std::string& file : *files) {
             if (guard.triggered()) break;
-            if (!takeStandardInput(file, invocation)) continue;
             if (!requireReadable(file, invocation)) continue;
             if (!checkFile(file, invocation, watch, guard)) {
                 invocation.exitCode = std::max<int>(invocation.exitCode, kExitScriptFailed);

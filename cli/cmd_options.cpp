@@ -84,6 +84,8 @@ void addOptionsCommand(CLI::App& app, Invocation& invocation) {
         "without\n"
         "options is said to have no modifiable parameters.");
     command->callback([options, &invocation] {
+        if (options->module.file == kStandardInput && !options->state.empty())
+            return complain(invocation, "--state: settings name the file of their script, and - has none");
         if (takeStandardInput(options->module.file, invocation)) editSettings(*options, invocation);
     });
 }

@@ -33,11 +33,10 @@ extern "C" void onEnd(int signal) {
 RunGuard::RunGuard(platform::SharedFlag& requested, double seconds) : seconds_(seconds) {
     endedBy = 0;
     requestedByInterrupt.store(&requested);
-    for (const int signal : kSignals) {
-        const bool ignored = std::signal(signal, onEnd) == SIG_IGN;
-        if (signal != SIGHUP || !ignored) continue;
-        hangUpIgnored_ = true;
-        std::signal(SIGHUP, SIG_IGN);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        // Whoever started the command without them (nohup, a shell's job in the background) meant it.
+        ignored_[i] = std::signal(kSignals[i], onEnd) == SIG_IGN;
+        if (ignored_[i]) std::signal(kSignals[i], SIG_IGN);
     }
     if (seconds_ <= 0.0) return;
     timer_ = std::thread([this, &requested] {
@@ -64,8 +63,8 @@ RunGuard::~RunGuard() {
         wake_.notify_all();
         timer_.join();
     }
-    for (const int signal : kSignals)
-        std::signal(signal, signal == SIGHUP && hangUpIgnored_ ? SIG_IGN : SIG_DFL);
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+        if (!ignored_[i]) std::signal(kSignals[i], SIG_DFL);
     requestedByInterrupt.store(nullptr);
 }
 

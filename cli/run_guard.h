@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 
+#include <array>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -37,7 +38,7 @@ private:
     bool done_ = false;
     bool timedOut_ = false;
     std::thread timer_;
-    bool hangUpIgnored_ = false;
+    std::array<bool, 3> ignored_{};  // of the signals that end a run
 };
 
 }  // namespace kestrel::cli

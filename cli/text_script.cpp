@@ -84,15 +84,19 @@ std::string TextScript::shown(std::string text) const {
 }
 
 void TextScript::renumber(std::string& text) const {
-    constexpr std::string_view kWord = "ine ";  // "Line 3, ..." or "In process, line 3, ..."
-    const std::size_t at = text.find(kWord);
+    // "Line 3, ..." or "In process, line 3, ...", and nothing that only looks like it further on.
+    const std::size_t comma = text.find(", line ");
+    std::size_t at = std::string::npos;
+    if (text.starts_with("Line "))
+        at = 5;
+    else if (text.starts_with("In ") && comma == text.find(','))
+        at = comma != std::string::npos ? comma + 7 : comma;
     if (at == std::string::npos) return;
-    const char* const begin = text.data() + at + kWord.size();
     int line = 0;
+    const char* const begin = text.data() + at;
     const auto [end, error] = std::from_chars(begin, text.data() + text.size(), line);
-    if (error == std::errc())
-        text.replace(at + kWord.size(), static_cast<std::size_t>(end - begin),
-                     std::to_string(shownLine(line)));
+    if (error != std::errc() || end == text.data() + text.size() || *end != ',') return;
+    text.replace(at, static_cast<std::size_t>(end - begin), std::to_string(shownLine(line)));
 }
 
 std::string TextScript::shownDescription(std::string text) const {

@@ -51,7 +51,9 @@ public:
     /// A text goes on over the end of its line.
     void adviseOnOpenText(const SourcePos& where) { syntaxAdvice_.openText(where); }
     /// What a text holds that went on over the end of a line.
-    void keepLostNames(std::string_view text) { syntaxAdvice_.keepLostNames(text); }
+    void keepLostNames(std::string_view text) {
+        if (ctx_.reporter.hints != nullptr) syntaxAdvice_.keepLostNames(text);
+    }
     /// After the compile.
     void advise();
     /// The place of the token read last.

@@ -168,7 +168,7 @@ typedef struct KestrelModule {
     /* Who wants more than the messages say: `take` gets advice about the message before it, such as what both
      * sides of an operator were that failed. `rule` names the kind of advice, `text` is one line; both are
      * valid during the call, in which place() tells what it is about. It counts for scripts that are loaded
-     * later. Null takes none, as at first, and then nothing is looked for. May be null. */
+     * later. Null takes none, as at first, and scripts that are loaded then look for nothing. May be null. */
     void (*setAdvice)(void (*take)(void* user, const char* rule, const char* text), void* user);
 } KestrelModule;
 

@@ -184,7 +184,10 @@ std::int32_t preset(const char* assignment) {
         std::string problem;
         std::optional<Preset> parsed =
             assignment != nullptr ? parsePreset(assignment, problem) : std::nullopt;
-        if (parsed) presets.push_back(*std::move(parsed));
+        if (parsed) {
+            std::erase_if(presets, [&](const Preset& old) { return old.name == parsed->name; });
+            presets.push_back(*std::move(parsed));
+        }
         return assignment == nullptr || parsed ? 1 : 0;
     });
 }

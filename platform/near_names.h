@@ -15,11 +15,16 @@ namespace kestrel {
 
 /// The largest distance at which a name may still have been meant by `word`; short words leave no room.
 [[nodiscard]] constexpr std::size_t nearDistance(std::string_view word) noexcept {
-    return word.size() < 3 ? 0 : 1 + (word.size() - 3) / 3;
+    constexpr std::size_t kMost = 3;  // whoever types a long name makes no more mistakes in it
+    const std::size_t third = word.size() / 3;
+    return third < kMost ? third : kMost;
 }
 
 /// Texts longer than this are near to nothing, so that a text of a megabyte costs nothing either.
 inline constexpr std::size_t kLongestNearName = 64;
+
+/// As many candidates are looked at, so that a program of a hundred thousand names is not compared with each.
+inline constexpr std::size_t kMostNearNames = 10'000;
 
 /// "Did you mean": of the candidates the one that is nearest to a word, whatever its case; of several the
 /// first.

@@ -70,24 +70,39 @@ std::string writeAndClose(FileHandle file, std::string_view bytes) {
     return closeFile(std::move(file)) == 0 ? std::string() : lastError();
 }
 
-/// Writes into something that is there and cannot be exchanged.
+/// Writes into a device or a pipe. Never waits for somebody who reads a pipe, and never cuts a file that has
+/// taken the place meanwhile.
 std::string writeThrough(const fs::path& path, std::string_view bytes) {
-    FileHandle file(std::fopen(path.c_str(), "wbe"));
-    return file == nullptr ? lastError() : writeAndClose(std::move(file), bytes);
+    const int file = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file < 0) return errno == ENXIO ? "is a pipe that nobody reads" : lastError();
+    struct stat info;
+    const bool special = fstat(file, &info) == 0 && !S_ISREG(info.st_mode) && fcntl(file, F_SETFL, 0) == 0;
+    std::FILE* stream = special ? fdopen(file, "wb") : nullptr;
+    if (stream == nullptr) {
+        const std::string problem = special ? lastError() : "has been replaced by a file";
+        close(file);
+        return problem;
+    }
+    return writeAndClose(FileHandle(stream), bytes);
 }
 
 /// @return null with errno set
 FileHandle createBeside(const fs::path& target, mode_t permissions, bool exact, std::string& name) {
     std::random_device random;
     for (int attempt = 0; attempt < 10; ++attempt) {
-        name = target.string() + "." + std::to_string(random()) + ".tmp";
+        name = (directoryOfFile(target) / (".kestrel." + std::to_string(random()))).string();
         const int file =
             open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, permissions);
         if (file < 0 && errno == EEXIST) continue;
         if (file < 0) return nullptr;
         // Before there is anything in it to read.
         if (exact) static_cast<void>(fchmod(file, permissions));
-        return FileHandle(fdopen(file, "wb"));
+        std::FILE* stream = fdopen(file, "wb");
+        if (stream == nullptr) {
+            close(file);
+            unlink(name.c_str());
+        }
+        return FileHandle(stream);
     }
     return nullptr;
 }

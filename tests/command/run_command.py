@@ -103,6 +103,10 @@ class Input(Command):
         self.assertEqual(color("u", "--grid", "4x1"), [0.875] * 3)
         self.assertEqual(color("1\n+\n1"), [2] * 3)
 
+    def test_what_a_script_says_of_lines_is_its_own(self):
+        said = self.run_command("shade", "--expr", 'info("fine on line 20, wine 20")', status=1)
+        self.assertIn("fine on line 20, wine 20", "".join(said))
+
     def test_an_expression_has_places_of_its_own(self):
         _, err = self.run_command("shade", "--expr", "1 + ) 2", status=1)
         self.assertTrue(err.startswith("<expr>:1:5: error: In process, line 1, found"), err)
@@ -200,6 +204,24 @@ class Output(Command):
                     self.assertEqual(out, "")
                     self.assertTrue(err.startswith(f"kestrel: error: {name}: "), err)
 
+    def test_a_pipe_that_nobody_reads_is_refused_and_one_that_somebody_reads_is_written(self):
+        self.write("red.ks", RED)
+        os.mkfifo(self.folder / "pipe")
+        words = ["shade", "red.ks", "--grid", "2x2", "-o", "pipe"]
+        self.assertIn("is a pipe that nobody reads", self.run_command(*words, status=2)[1])
+        with open(os.open(self.folder / "pipe", os.O_RDONLY | os.O_NONBLOCK), "rb") as pipe:
+            self.run_command(*words)
+            self.assertTrue(pipe.read().startswith(b"\x89PNG"))
+
+    def test_a_name_may_be_as_long_as_the_system_allows(self):
+        self.write("red.ks", RED)
+        self.run_command("shade", "red.ks", "--grid", "2x2", "-o", "x" * 251 + ".png")
+        self.assertEqual(len(list(self.folder.glob("x*.png"))), 1)
+
+    def test_settings_of_standard_input_are_not_kept(self):
+        self.assertIn("- has none", self.run_command("options", "-", "--state", "s.txt", stdin=RED, status=2)[1])
+        self.assertFalse((self.folder / "s.txt").exists())
+
     def test_a_full_disk_and_a_closed_pipe_are_errors(self):
         script = self.write("a.ks", RED)
         _, err = self.run_command("render", script, "-o", "/dev/full", "--size", "4x4", "--samples", "1", status=2)
@@ -241,6 +263,21 @@ class Ending(Command):
         process.send_signal(signal.SIGHUP)
         out, err = process.communicate(timeout=harness.TIME_LIMIT)
         self.assertEqual((process.returncode, out), (0, "done\n"), err)
+
+    def test_a_signal_ends_the_wait_for_standard_input(self):
+        process = self.start("check", "-", stdin=subprocess.PIPE)
+        time.sleep(0.5)
+        process.terminate()
+        self.assertEqual(process.wait(harness.TIME_LIMIT), -signal.SIGTERM)
+        process.communicate()
+
+    def test_names_are_compared_with_so_many_others_only(self):
+        stem = "a_name_of_quite_some_length_that_nobody_would_like_to_type_"
+        names = "".join(f"{stem}{i} = 1;\n" for i in range(60000))
+        wrong = "".join(f"x = {stem}y{i};\n" for i in range(60))
+        self.write("names.ks", names + "process: sa {\n" + wrong + "}\n")
+        out, err = self.run_command("check", "names.ks", "--timeout", "20")
+        self.assertIn("nothing ever gives it a value", out + err)
 
     def test_a_signal_leaves_no_half_made_picture(self):
         script = self.write("a.ks", 'init { info("started"); }\nprocess: sa { i = 0; while (1) { i = i + 1; } }\n')
