@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
+#include <span>
 
 namespace kestrel::cli {
 
@@ -21,12 +22,15 @@ struct ListOptions {
     std::string output = "-";
 };
 
+/// @return false after telling why the listing cannot be written
+bool mayWrite(const ListOptions& options, std::span<const std::string> inputs, Invocation& invocation) {
+    const std::string problem = outputProblem(options.output, {.inputs = inputs});
+    if (!problem.empty()) complain(invocation, problem);
+    return problem.empty();
+}
+
 int list(const ListOptions& options, Invocation& invocation) {
-    const std::array inputs{options.file};
-    if (const std::string problem = outputProblem(options.output, {.inputs = inputs}); !problem.empty()) {
-        complain(invocation, problem);
-        return kExitUnusable;
-    }
+    if (!mayWrite(options, std::array{options.file}, invocation)) return kExitUnusable;
     MessagePrinter printer(invocation.json, options.file);
     printer.setTextScript(invocation.textScript);
     RunWatch watch;
@@ -43,6 +47,9 @@ int list(const ListOptions& options, Invocation& invocation) {
                            {options.file, session.context().run.currentLine, 0, 0, {}});
     printer.finish();
     if (!good || guard.triggered()) return kExitScriptFailed;
+    std::vector<std::string> sources;  // inserts and libraries, too
+    for (const SourceFile& source : session.context().program->files) sources.push_back(source.path);
+    if (!mayWrite(options, sources, invocation)) return kExitUnusable;
     const std::string listing = listProgram(*session.context().program);
     if (!writeOutput(options.output, listing, invocation)) return kExitUnusable;
     if (options.output != "-") tellWritten({.name = options.output, .bytes = listing.size()}, invocation);

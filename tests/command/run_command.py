@@ -204,6 +204,12 @@ class Output(Command):
                     self.assertEqual(out, "")
                     self.assertTrue(err.startswith(f"kestrel: error: {name}: "), err)
 
+    def test_a_listing_does_not_take_the_place_of_an_insert(self):
+        self.write("part.ks", "part { }\n")
+        self.write("main.ks", '#insert "part.ks"\nprocess: sa { }\n')
+        self.run_command("list", "main.ks", "-o", "part.ks", status=2)
+        self.assertEqual((self.folder / "part.ks").read_text(), "part { }\n")
+
     def test_a_pipe_that_nobody_reads_is_refused_and_one_that_somebody_reads_is_written(self):
         self.write("red.ks", RED)
         os.mkfifo(self.folder / "pipe")
