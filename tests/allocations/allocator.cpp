@@ -36,6 +36,9 @@ void* operator new(std::size_t size) {
         if (void* block = std::malloc(size)) return block;
     throw std::bad_alloc();
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return granted() ? std::malloc(size) : nullptr;
+}
 void operator delete(void* block) noexcept {
     counted(block);
     std::free(block);

@@ -19,7 +19,8 @@ TEST(Activation, TheModuleExportsItsDescriptorAndNothingElse) {
     ASSERT_NE(nm, nullptr);
     std::string output(4096, '\0');
     output.resize(std::fread(output.data(), 1, output.size(), nm.get()));
-    EXPECT_TRUE(output.ends_with(" D _mod_descrip\n")) << output;
+    // Initialised data, or made when the module is loaded, as the compiler likes.
+    EXPECT_TRUE(output.ends_with(" D _mod_descrip\n") || output.ends_with(" B _mod_descrip\n")) << output;
     EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
 }
 
