@@ -1,5 +1,6 @@
 #include "cli/message_printer.h"
 
+#include "cli/expression_messages.h"
 #include "cli/text_script.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
@@ -200,6 +201,12 @@ void MessagePrinter::show(ShownMessage message) {
     if (relay_) {
         relay_(message);
         return;
+    }
+    if (textScript_ != nullptr && textScript_->isExpression()) {
+        std::optional<ShownMessage> told = aboutExpression(std::move(message), *textScript_, errorShown_);
+        if (!told) return;
+        message = *std::move(told);
+        errorShown_ = errorShown_ || message.kind == Kind::Error;
     }
     if (textScript_ != nullptr) {
         message.line1 = textScript_->shown(std::move(message.line1));

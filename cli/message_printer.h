@@ -111,6 +111,7 @@ private:
     std::optional<ShownMessage> last_;
     std::optional<ShownMessage> lastHint_;  // several workers give the same
     int repeats_ = 0;
+    bool errorShown_ = false;  // about an expression
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;
 };
 

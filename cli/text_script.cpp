@@ -17,25 +17,32 @@ namespace {
 constexpr std::size_t kLargestScript = std::size_t{64}
                                        << 20;  // keeps `- < /dev/zero` from eating the machine
 
-// The expression has lines of its own.
+// The expression has lines of its own. What the others report is shown in other words: of what cannot become
+// a color, the first error in the lines before.
 constexpr std::string_view kBeforeExpression =
-    "frame = 0;\n"
-    "time = 0;\n"
+    "var frame = 0;\n"
+    "var time = 0;\n"
     "newtime: f, t { frame = f; time = t; }\n"
-    "process: sa\n"
+    "paint: sa, value\n"
     "{\n"
-    "    P = <sa.oPos[1], sa.oPos[2], sa.oPos[3]>;\n"
-    "    N = <sa.wNorm[1], sa.wNorm[2], sa.wNorm[3]>;\n"
-    "    u = sa.oPos[1];\n"
-    "    v = sa.oPos[2];\n"
-    "    value =\n";
-constexpr std::string_view kAfterExpression =
-    "\n"
-    "    ;\n"
-    "    isVector = size(value) == 3;\n"
+    "    if (value == nil) { error(\"nothing\"); return; }\n"
+    "    var isVector = size(value - 0) == 3;\n"
     "    sa.color[1] = isVector ? value.x : value;\n"
     "    sa.color[2] = isVector ? value.y : value;\n"
     "    sa.color[3] = isVector ? value.z : value;\n"
+    "}\n"
+    "process: sa\n"
+    "{\n"
+    "    var value = nil;\n"
+    "    var P = <sa.oPos[1], sa.oPos[2], sa.oPos[3]>;\n"
+    "    var N = <sa.wNorm[1], sa.wNorm[2], sa.wNorm[3]>;\n"
+    "    var u = sa.oPos[1];\n"
+    "    var v = sa.oPos[2];\n"
+    "    value = (\n";
+constexpr std::string_view kAfterExpression =
+    "\n"
+    "    );\n"
+    "    paint(sa, value);\n"
     "}\n";
 
 void replaceAll(std::string& text, std::string_view what, std::string_view with) {
@@ -44,14 +51,13 @@ void replaceAll(std::string& text, std::string_view what, std::string_view with)
 }
 
 /// @return empty after telling what is wrong
-std::string keep(std::string_view text, std::string name, int linesBefore, Invocation& invocation) {
+std::string keep(std::string_view text, std::string name, UsersLines lines, Invocation& invocation) {
     std::optional<platform::MemoryFile> file = platform::MemoryFile::create(text);
     if (!file) {
         complain(invocation, name + ": there is no room for it in memory, or no /proc");
         return {};
     }
-    invocation.textScript =
-        std::make_shared<const TextScript>(*std::move(file), std::move(name), linesBefore);
+    invocation.textScript = std::make_shared<const TextScript>(*std::move(file), std::move(name), lines);
     return invocation.textScript->path();
 }
 
@@ -71,11 +77,11 @@ std::optional<std::string> readStandardInput(std::string& problem) {
 
 }  // namespace
 
-TextScript::TextScript(platform::MemoryFile file, std::string name, int linesBefore)
-    : file_(std::move(file)), name_(std::move(name)), linesBefore_(linesBefore) {}
+TextScript::TextScript(platform::MemoryFile file, std::string name, UsersLines lines)
+    : file_(std::move(file)), name_(std::move(name)), lines_(lines) {}
 
 std::string TextScript::shown(std::string text) const {
-    if (linesBefore_ > 0) renumber(text);
+    if (lines_.before > 0) renumber(text);
     const std::string system = platform::systemPath(path());
     replaceAll(text, platform::upperCase(system), name_);
     replaceAll(text, system, name_);
@@ -114,7 +120,7 @@ bool takeStandardInput(std::string& file, Invocation& invocation) {
         complain(invocation, "standard input: " + problem);
         return false;
     }
-    file = keep(*text, "<stdin>", 0, invocation);
+    file = keep(*text, "<stdin>", {}, invocation);
     return !file.empty();
 }
 
@@ -125,8 +131,13 @@ std::string makeExpressionScript(std::string_view expression, Invocation& invoca
     }
     std::string text(kBeforeExpression);
     text.append(expression).append(kAfterExpression);
-    const auto lines = std::ranges::count(kBeforeExpression, '\n');
-    return keep(text, "<expr>", static_cast<int>(lines), invocation);
+    const auto linesOf = [](std::string_view part) {
+        return static_cast<int>(std::ranges::count(part, '\n'));
+    };
+    const auto lastLength = expression.size() - (expression.rfind('\n') + 1);  // npos + 1 is 0
+    return keep(text, "<expr>",
+                {linesOf(kBeforeExpression), linesOf(expression) + 1, static_cast<int>(lastLength)},
+                invocation);
 }
 
 }  // namespace kestrel::cli

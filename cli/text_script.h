@@ -3,6 +3,7 @@
 
 #include "platform/memory_file.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,20 +12,31 @@ namespace kestrel::cli {
 
 struct Invocation;
 
+/// Which lines of a text its user has written.
+struct UsersLines {
+    int before = 0;      ///< lines that precede his
+    int count = 0;       ///< 0: all that follow
+    int lastLength = 0;  ///< characters in the last one, when they are counted
+};
+
 /// Standard input, or a script made around an expression. Whoever loads scripts by a path finds it under one,
 /// which people and programs never see: they read a name that says where the text comes from.
 class TextScript {
 public:
-    /// @param name         such as "<stdin>"
-    /// @param linesBefore  lines of the text that the user has not written
-    TextScript(platform::MemoryFile file, std::string name, int linesBefore);
+    /// @param name  such as "<stdin>"
+    TextScript(platform::MemoryFile file, std::string name, UsersLines lines);
 
     [[nodiscard]] const std::string& path() const noexcept { return file_.path(); }
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
     /// The number by which the user knows a line of the text.
     [[nodiscard]] int shownLine(int line) const noexcept {
-        return line > linesBefore_ ? line - linesBefore_ : 1;
+        const int shown = std::max(line - lines_.before, 1);
+        return isExpression() ? std::min(shown, lines_.count) : shown;
     }
+    /// True for a script that was made around an expression.
+    [[nodiscard]] bool isExpression() const noexcept { return lines_.count > 0; }
+    /// Of an expression's script: the lines that the user has written.
+    [[nodiscard]] const UsersLines& usersLines() const noexcept { return lines_; }
     /// The first line of a message as it is to be shown: with the name wherever it has the path, and the
     /// user's number of a line.
     [[nodiscard]] std::string shown(std::string text) const;
@@ -37,7 +49,7 @@ private:
 
     platform::MemoryFile file_;
     std::string name_;
-    int linesBefore_;
+    UsersLines lines_;
 };
 
 /// What takes the place of a script's file on the command line.

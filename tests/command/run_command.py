@@ -113,7 +113,22 @@ class Input(Command):
         self.assertIn("    1 | 1 + ) 2\n", err)
         _, err = self.run_command("shade", "--expr", "1 +\n1 / 0", status=1)
         self.assertTrue(err.startswith("<expr>:2:"), err)
-        self.run_command("shade", "--expr", '"text"', status=1)
+        for code, place in (("P * ", "1:5"), ("max(1", "1:6"), ("1 +\n", "2:1")):
+            _, err = self.run_command("shade", "--expr", code, status=1)
+            self.assertTrue(err.startswith(f"<expr>:{place}: error: the expression ends too early\n"), err)
+        _, err = self.run_command("shade", "--expr", "1; x = 2", status=1)
+        self.assertTrue(err.startswith("<expr>:1:2: error: In process, line 1, found ';'"), err)
+        self.assertEqual(err.count("error:"), 1, err)
+
+    def test_an_expression_that_gives_no_color_is_one_error(self):
+        for code, kind in (('"abc"', "a text or an object"), ("sa", "a text or an object"), ("nil", "nothing"),
+                           ('system("true") == 9 ? 1 : nil', "nothing")):
+            _, err = self.run_command("shade", "--expr", code, "--grid", "2x2", status=1)
+            self.assertEqual(err, f"kestrel: error: the expression gives {kind}; it must be a number or a Vector\n")
+        _, err = self.run_command("shade", "--expr", "sa.oPos", status=1)
+        self.assertEqual(err.count("error:"), 1, err)
+
+    def test_expressions_that_are_refused(self):
         self.run_command("shade", "--expr", "1", self.write("a.ks", RED), status=2)
         self.assertIn("--expr is empty", self.run_command("shade", "--expr", " \n", status=2)[1])
         self.assertIn("FILE is required", self.run_command("shade", status=2)[1])
@@ -172,7 +187,19 @@ class Parameters(Command):
         for text in ("radius", "=1", "1a=2", "radius=nan", "radius=-inf", "radius=1e999", "tint=<1,nan,2>"):
             _, err = self.run_command("run", script, "--param", text, status=2)
             self.assertTrue(err.startswith(f"kestrel: error: --param: {text}: "), err)
+        for text, problem in (("tint=<1,2>", "a Vector is <x,y,z>"), ("tint= <1,2,x>", "a Vector is <x,y,z>"),
+                              ("label=", "the value is missing")):
+            _, err = self.run_command("run", script, "--param", text, status=2)
+            self.assertIn(f"--param: {text}: {problem}", err)
+        self.assertEqual(self.run_command("run", script, "--param", 'label="<"', "--param", "radius=2")[0],
+                         "2 <0,0,1> < 0.6\n")
         self.assertFalse((self.folder / "p.png").exists())
+
+    def test_a_name_that_the_module_would_cut_is_refused(self):
+        script = self.write("a\nb.ks", RED)
+        for command in (["shade"], ["render", "-o", "p.png"], ["options"]):
+            _, err = self.run_command(*command, script, status=2)
+            self.assertIn("a script's name cannot contain a line break", err)
 
 
 class Output(Command):
@@ -232,6 +259,11 @@ class Output(Command):
         script = self.write("a.ks", RED)
         _, err = self.run_command("render", script, "-o", "/dev/full", "--size", "4x4", "--samples", "1", status=2)
         self.assertIn("kestrel: error: /dev/full: cannot be written: No space left on device", err)
+        with open("/dev/full", "w", encoding="ascii") as full:
+            for words in (["--help"], ["--version"], ["help"], ["check", "--help"]):
+                process = subprocess.run([self.kestrel, *words], stdout=full, stderr=subprocess.PIPE, text=True, check=False)
+                self.assertEqual((process.returncode, process.stderr),
+                                 (2, "kestrel: error: standard output: cannot be written\n"), words)
         process = self.start("list", script, stdin=subprocess.DEVNULL)
         process.stdout.close()
         process.wait(timeout=harness.TIME_LIMIT)
