@@ -26,22 +26,26 @@ void addCommands(CLI::App& app, Invocation& invocation) {
     addHelpCommand(app, invocation);
 }
 
-/// @return the exit status
-int refuseUsage(const CLI::App& app, const CLI::ParseError& error, Invocation& invocation) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-    complain(invocation, usageProblem(app, error));
-    const std::vector<CLI::App*> commands = app.get_subcommands();
-    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    if (!invocation.json) std::fprintf(stderr, "`kestrel%s --help` tells what there is.\n", command.c_str());
-    return kExitUnusable;
-}
-
 /// What has been said is lost where it was not written, whatever came of the work.
 void checkStandardOutput(Invocation& invocation) {
     const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     if (written || invocation.exitCode != kExitSuccess) return;
     std::fputs("kestrel: error: standard output: cannot be written\n", stderr);
     invocation.exitCode = kExitUnusable;
+}
+
+/// @return the exit status
+int endParsing(const CLI::App& app, const CLI::ParseError& error, Invocation& invocation) {
+    if (error.get_exit_code() == 0) {  // --help, --version
+        app.exit(error);
+        checkStandardOutput(invocation);
+        return invocation.exitCode;
+    }
+    complain(invocation, usageProblem(app, error));
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    if (!invocation.json) std::fprintf(stderr, "`kestrel%s --help` tells what there is.\n", command.c_str());
+    return kExitUnusable;
 }
 
 int runCommand(int argc, char** argv, Invocation& invocation) {
@@ -58,7 +62,7 @@ int runCommand(int argc, char** argv, Invocation& invocation) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return refuseUsage(app, error, invocation);
+        return endParsing(app, error, invocation);
     }
     checkStandardOutput(invocation);
     return invocation.exitCode;
