@@ -187,9 +187,18 @@ bool ModuleSession::filesUsable() {
     for (const ScriptedSurface& script : scripts_) {
         if (checked.insert(script.file).second) usable = requireReadable(script.file, invocation_) && usable;
     }
-    for (const std::string& file : options_.choose) usable = requireReadable(file, invocation_) && usable;
+    const std::vector<std::string> scripts(checked.begin(), checked.end());
+    for (const std::string& file : options_.choose) {
+        usable = requireReadable(file, invocation_) && usable;
+        checked.insert(file);
+    }
+    for (const std::string& file : checked) {
+        if (file.find('\n') == std::string::npos) continue;
+        complain(file + ": a script's name cannot contain a line break", kExitUnusable);
+        usable = false;
+    }
     if (!usable) return false;
-    return checkScripts({checked.begin(), checked.end()});
+    return checkScripts(scripts);
 }
 
 bool ModuleSession::checkScripts(const std::vector<std::string>& files) {
