@@ -99,7 +99,8 @@ void addParamOption(CLI::App& command, Invocation& invocation) {
         .add_option(
             "--param", invocation.presets,
             "Gives a global variable of the script a value, in place of what its code outside functions "
-            "assigns: a number, a Vector <x,y,z>, or else a text; can be given several times")
+            "assigns: a number, a Vector <x,y,z>, or else a text (\"\" is the empty one); can be given "
+            "several times")
         ->check(CLI::Validator(
             [](const std::string& assignment) {
                 std::string problem;

@@ -56,6 +56,13 @@ bool isFinite(const VectorValue& vec) {
     return std::isfinite(vec.x) && std::isfinite(vec.y) && std::isfinite(vec.z);
 }
 
+/// @return why a value that is no number and no Vector is probably not meant as a text; empty: it may be
+std::string problemOfText(std::string_view text) {
+    if (text.empty()) return "the value is missing; the empty text is \"\"";
+    if (text.starts_with('<')) return "a Vector is <x,y,z>; a text that begins with < needs double quotes";
+    return {};
+}
+
 bool isPresettable(const Program& program, const NamesOfVariables& names, Variable& global) {
     return debug::isGlobalOfScript(program, global) && names.has(global);
 }
@@ -78,6 +85,7 @@ void setGlobal(EngineContext& ctx, Variable& global, const Preset& preset) {
 }  // namespace
 
 std::optional<Preset> parsePreset(std::string_view assignment, std::string& problem) {
+    problem.clear();
     const std::size_t equals = assignment.find('=');
     const std::string_view name = trimmed(assignment.substr(0, equals));
     if (equals == std::string_view::npos || !isName(name)) {
@@ -92,6 +100,8 @@ std::optional<Preset> parsePreset(std::string_view assignment, std::string& prob
         problem = "the number is not finite; a text of these letters needs double quotes";
         return std::nullopt;
     }
+    if (!number && !vec) problem = problemOfText(trimmed(text));
+    if (!problem.empty()) return std::nullopt;
     if (number)
         preset.value = *number;
     else if (vec)
