@@ -62,7 +62,8 @@ void addListCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command =
         app.add_subcommand("list",
                            "Shows a script's compiled code, one instruction per line;\n"
-                           "four fields with tabs between: index, source line, opcode, operand");
+                           "four fields with tabs between: index, source line, opcode, operand. Hints are\n"
+                           "given by `kestrel check`");
     const auto options = std::make_shared<ListOptions>();
     command->add_option("FILE", options->file, "The script; - is standard input")->required()->type_name("");
     command->add_option("-o,--output", options->output, "File to write the listing to, - for standard output")

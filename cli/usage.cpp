@@ -3,6 +3,7 @@
 #include "platform/near_names.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -33,6 +34,21 @@ std::vector<std::string> optionNames(const CLI::App& command) {
     return names;
 }
 
+/// About an option of commands that stands before the command; empty for other words.
+std::string misplacedProblem(const CLI::App& app, const std::string& word) {
+    const std::string name = word.substr(0, word.find('='));
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    for (const CLI::App* command : chosen.empty()
+                                       ? app.get_subcommands({})
+                                       : std::vector<const CLI::App*>(chosen.begin(), chosen.end())) {
+        const std::vector<std::string> names = optionNames(*command);
+        if (std::ranges::find(names, name) == names.end()) continue;
+        return "the option '" + name + "' stands behind the command: kestrel " + command->get_name() + ' ' +
+               word;
+    }
+    return {};
+}
+
 /// About the first word that nothing takes.
 std::string surplusProblem(const CLI::App& app, const std::string& word) {
     const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -48,6 +64,10 @@ std::string surplusProblem(const CLI::App& app, const std::string& word) {
 }  // namespace
 
 std::string usageProblem(const CLI::App& app, const CLI::Error& error) {
+    if (const std::vector<std::string> before = app.remaining(false); !before.empty()) {
+        const std::string problem = misplacedProblem(app, before.front());
+        if (!problem.empty()) return problem;
+    }
     const std::vector<std::string> rest = app.remaining(true);
     if (!rest.empty()) return surplusProblem(app, rest.front());
     if (app.get_subcommands().empty()) return "a command is missing";
