@@ -20,17 +20,19 @@ std::string_view kindOfValue(const ShownMessage& message) {
 ShownMessage aboutValue(const ShownMessage& message) {
     ShownMessage told;
     told.kind = ShownMessage::Kind::Error;
-    told.line1 = "the expression gives " + std::string(kindOfValue(message)) +
-                 "; it must be a number or a Vector";
+    told.line1 =
+        "the expression gives " + std::string(kindOfValue(message)) + "; it must be a number or a Vector";
     return told;
 }
 
 }  // namespace
 
 std::optional<ShownMessage> aboutExpression(ShownMessage message, const TextScript& script, bool errorShown) {
-    const bool ownMessage = message.id.empty() && message.rule.empty();  // of the command, as of its time limit
+    const bool ownMessage =
+        message.id.empty() && message.rule.empty();  // of the command, as of its time limit
     if (ownMessage) return message;
-    if (message.id == messageRow(MessageId::CompileSummary).name) return std::nullopt;  // it counts all errors
+    if (message.id == messageRow(MessageId::CompileSummary).name)
+        return std::nullopt;  // it counts all errors
     const UsersLines& lines = script.usersLines();
     const int last = lines.before + lines.count;
     if (!message.place.known() || (message.place.line > lines.before && message.place.line <= last))

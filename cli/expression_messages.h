@@ -9,7 +9,8 @@ namespace kestrel::cli {
 
 class TextScript;
 
-/// The message as whoever wrote the expression is to see it; nothing for one that only tells of the lines around.
+/// The message as whoever wrote the expression is to see it; nothing for one that only tells of the lines
+/// around.
 /// @param message     about a place in `script`
 /// @param errorShown  an error about the expression has been shown
 [[nodiscard]] std::optional<ShownMessage> aboutExpression(ShownMessage message, const TextScript& script,
