@@ -14,7 +14,9 @@ namespace kestrel {
 namespace {
 
 constexpr std::array<std::string_view, kHostFunctions> kFunctionNames = {
-    "create", "destroy", "load", "save", "options", "init", "cleanup", "newtime", "flags", "process"};
+#define KESTREL_HOST_FUNCTION(id, name, form, description) name,
+#include "host/called_functions.def"
+};
 
 }  // namespace
 

@@ -16,18 +16,13 @@ namespace kestrel {
 
 /// The functions that a script may define for the host, matched by their exact names.
 enum class HostFunction : std::size_t {
-    Create,
-    Destroy,
-    Load,
-    Save,
-    Options,
-    Init,
-    Cleanup,
-    NewTime,
-    Flags,
-    Process
+#define KESTREL_HOST_FUNCTION(id, name, form, description) id,
+#include "host/called_functions.def"
 };
-inline constexpr std::size_t kHostFunctions = 10;
+inline constexpr std::size_t kHostFunctions = 0
+#define KESTREL_HOST_FUNCTION(id, name, form, description) +1
+#include "host/called_functions.def"
+    ;
 
 class LoadedScript {
 public:

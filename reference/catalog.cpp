@@ -52,6 +52,17 @@ Entry makeEntry(std::string_view name, std::string_view form, std::string_view d
     return entry;
 }
 
+/// One whose form may have a bar of its own.
+Entry makeOperator(std::string_view name, std::string_view form, std::string_view description,
+                   std::string_view example) {
+    constexpr std::string_view kOr = ", ";
+    Entry entry = makeEntry(name, {}, description, Now, example);
+    const std::size_t end = form.find(kOr);
+    entry.forms = {std::string(form.substr(0, end))};
+    if (end != std::string_view::npos) entry.forms.emplace_back(form.substr(end + kOr.size()));
+    return entry;
+}
+
 Section keywords() {
     const std::vector<Entry> entries = {
 #define KESTREL_KEYWORD(word, token, status, form, description) makeEntry(word, form, description, status),
@@ -64,6 +75,39 @@ Section keywords() {
             "These are no names. Upper and lower case differ.",
             {"Word", "Written", "Meaning"},
             {{"", entries}}};
+}
+
+Section operators() {
+    const std::vector<Entry> entries = {
+#define KESTREL_OPERATOR(name, form, description, example) makeOperator(name, form, description, example),
+#include "frontend/operators.def"
+    };
+    return {
+        "operators",
+        "Operators",
+        "Operator",
+        "From those that bind most to those that bind least. Operands of a kind that an operator does not "
+        "take end the run.",
+        {"", "Written", "Meaning", "Example"},
+        {{"", entries}},
+        false,
+        false,
+        true};
+}
+
+Section calledFunctions() {
+    Section section{"called",
+                    "Functions that a script defines",
+                    "Function that a script defines",
+                    "Others call them by these names, when they are there; upper and lower case differ.",
+                    {"", "Written", "Meaning"},
+                    {{"Called by the host", {}}, {"Called by kestrel run", {}}}};
+    std::vector<Entry>& host = section.groups.front().entries;
+    std::vector<Entry>& run = section.groups.back().entries;
+#define KESTREL_HOST_FUNCTION(id, name, form, description) host.push_back(makeEntry(name, form, description));
+#define KESTREL_RUN_FUNCTION(name, form, description) run.push_back(makeEntry(name, form, description));
+#include "host/called_functions.def"
+    return section;
 }
 
 Section functions() {
@@ -217,7 +261,9 @@ Section hints() {
         "Hints",
         "Hint",
         "Advice that the command gives beside the messages: kestrel check finds nearly all of it without "
-        "running the script. With --messages=json a hint has the kind \"hint\", and its name is its rule.",
+        "running the script. %s, or ..., stands for a text and %d, or N, for a number. With --messages=json "
+        "a "
+        "hint has the kind \"hint\", and its name is its rule.",
         {"Rule", "Text", "When and why"},
         {{"", {}}}};
     section.formsAreTexts = true;
@@ -237,7 +283,11 @@ Section foreignNames() {
                                       : isWord                         ? words
                                       : kind == ForeignKind::Directive ? directives
                                                                        : members;
-        entries.push_back(makeEntry(name, instead, "So it is written here."));
+        const std::string form = kind == ForeignKind::Function    ? std::string(name) + "()"
+                                 : kind == ForeignKind::Directive ? '#' + std::string(name)
+                                 : kind == ForeignKind::Member    ? '.' + std::string(name)
+                                                                  : std::string(name);
+        entries.push_back(makeEntry(name, instead, "Takes the place of " + form + " in other languages."));
     };
 #define KESTREL_FOREIGN(kind, name, instead) add(ForeignKind::kind, name, instead);
 #include "frontend/foreign_names.def"
@@ -259,8 +309,8 @@ Section foreignNames() {
 }  // namespace
 
 std::vector<Section> makeCatalog() {
-    return {keywords(),  functions(), members(), directives(),
-            constants(), messages(),  hints(),   foreignNames()};
+    return {keywords(),   operators(), calledFunctions(), functions(), members(),
+            directives(), constants(), messages(),        hints(),     foreignNames()};
 }
 
 }  // namespace kestrel::reference

@@ -46,7 +46,7 @@ struct Section {
     bool groupsAreTopics = false;  ///< each can be asked for by its title or the first word of it
     bool formsAreTexts =
         false;               ///< what the system says, with %s and %d: can be asked for by these words, too
-    bool elsewhere = false;  ///< no names of this language: found, but never suggested
+    bool elsewhere = false;  ///< no names of this language, or signs: found, but never suggested
 };
 
 /// @return all sections, in the order of the reference

@@ -40,13 +40,22 @@ std::size_t widestName(const Group& group) {
     return width;
 }
 
+/// How a form is shown: hints as one reads them, with marks for what belongs to the script.
+std::string shownForm(const Section& section, std::string form) {
+    if (section.topic != "hints") return form;
+    for (std::size_t at = form.find('%'); at != std::string::npos; at = form.find('%', at + 1))
+        form.replace(at, 2, form.compare(at, 2, "%d") == 0 ? "N" : "...");
+    return form;
+}
+
 /// Of messages, what they say; of others, what they mean.
 std::string list(const Section& section, const Group& group) {
     std::string text;
     if (!group.title.empty()) text += group.title + '\n';
     for (const Entry& entry : group.entries) {
         const std::string mark = entry.available ? "" : "(Not yet.) ";
-        const std::string& meaning = section.formsAreTexts ? entry.forms.front() : entry.description;
+        const std::string meaning =
+            section.formsAreTexts ? shownForm(section, entry.forms.front()) : entry.description;
         text += line("  ", entry.name, widestName(group), mark + meaning);
     }
     return text;
@@ -58,7 +67,7 @@ std::string describe(const Match& match) {
     constexpr std::size_t kIndent = 4;
     const Entry& entry = *match.entry;
     std::string text;
-    for (const std::string& form : entry.forms) text += form + '\n';
+    for (const std::string& form : entry.forms) text += shownForm(*match.section, form) + '\n';
     text += wrapped(entry.description, kIndent);
     if (!entry.available) text += wrapped(kNotYet, kIndent);
     if (!entry.example.code.empty()) {

@@ -121,7 +121,8 @@ std::vector<Match> find(std::span<const Section> catalog, std::string_view name)
                    ascii::equalIgnoringCase(memberName(entry), asked);
         });
     }
-    if (found.empty() && !name.empty()) found = messagesLike(catalog, name);
+    // A sign alone is a part of many messages and tells none of them.
+    if (found.empty() && std::ranges::any_of(name, ascii::isLetter)) found = messagesLike(catalog, name);
     return found;
 }
 
