@@ -1,6 +1,7 @@
 // Libraries that do what they must not do.
 
 #include "agents/test_script.h"
+#include "engine/values/limits.h"
 
 namespace kestrel::agents::test {
 
@@ -11,6 +12,7 @@ TEST_F(AgentMisuse, UnknownRecordsArePassedOver) {
 }
 
 TEST_F(AgentMisuse, AnEndThatIsMissingIsNoticed) {
+    if (kTinyLimits) GTEST_SKIP() << "needs more cells";
     EXPECT_EQ(body("x = a.endless(); info(x.isNil());"), "E more than 64 results from endless\nI 1\n");
     EXPECT_EQ(body("(x, y) = a.unended(); info(x, y);"), "I abc2\n") << "the block tells where it ends";
     EXPECT_EQ(body("(x, y, z) = a.inside(); info(x, y, z);"), "I withinwithin3\n")
@@ -73,6 +75,7 @@ TEST_F(AgentMisuse, ExceptionsEndAtTheEdgeOfNativeCode) {
 }
 
 TEST_F(AgentMisuse, WhatComesWithAFileIsReleased) {
+    if (kTinyLimits) GTEST_SKIP() << "needs more memory";
     EXPECT_EQ(body("for (i = 0; i < 3000; i++) x = a.files(); info(x.isNil());"), "I 1\n")
         << "3 GB otherwise";
 }
