@@ -42,19 +42,19 @@ void Compiler::beginUse(const char* library, Variable* name, const SourcePos& wh
     pendingUse_ = {library, name, nullptr};
 }
 
-void Compiler::endUse(const SourcePos& where) {
+void Compiler::endUse(const SourcePos& library, const SourcePos& base) {
     const PendingUse& use = pendingUse_;
     usesClasses_ = true;
     if (options_.native == nullptr) {
-        report(where, MessageId::ClassNotLoaded, use.name->name);
+        report(library, MessageId::ClassNotLoaded, use.name->name);
         return;
     }
-    ctx_.reporter.place = &where;
+    ctx_.reporter.place = &library;
     const bool added = options_.native->loadClass(ctx_, use.library, use.name->name);
     ctx_.reporter.place = nullptr;
     if (!added || use.base == nullptr) return;
     if (!options_.native->setBase(ctx_, use.base->name))
-        report(where, MessageId::BaseClassUnknown, use.base->name);
+        report(base, MessageId::BaseClassUnknown, use.base->name);
 }
 
 void Compiler::beginRecord(Variable* name, const SourcePos& where) {

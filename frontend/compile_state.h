@@ -104,7 +104,7 @@ public:
     void declareLibrary(const char* name, const SourcePos& where);
     void beginUse(const char* library, Variable* name, const SourcePos& where);
     void useBase(Variable* name) noexcept { pendingUse_.base = name; }
-    void endUse(const SourcePos& where);
+    void endUse(const SourcePos& library, const SourcePos& base);
     void beginRecord(Variable* name, const SourcePos& where);
     void addField(Variable* name);
     void fieldText(const char* text);

@@ -53,7 +53,7 @@ void Compiler::reportFile(const SourcePos& where, MessageId id, FormatArgs args)
 }
 
 void Compiler::adviseOnSyntaxError() {
-    syntaxAdvice_.syntaxError(currentFunction_ != nullptr);
+    syntaxAdvice_.syntaxError(currentFunction_ != nullptr, lineText_);
 }
 
 void Compiler::advise() {

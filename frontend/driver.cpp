@@ -73,7 +73,7 @@ bool Compiler::checkUnresolved() {
         if (records.contains(nameHash(name))) continue;
         ctx_.reporter.place = &node->pos;
         ctx_.report(MessageId::UnknownCall, name);
-        if (!libraryMissing_) adviseOnUnknownCall(ctx_, *node);
+        if (!libraryMissing_) adviseOnUnknownCall(ctx_, syntaxAdvice_, *node);
         ctx_.reporter.place = nullptr;
         if (aborted()) return false;
         ++errorCount_;

@@ -131,7 +131,7 @@ lib_decl:
 
 use_decl:
     USE STRLIT AS CLASS NAME { ACT(beginUse($2.text, $5.symbol, @5)); } inherit_clause ';'
-                                                    { ACT(endUse(@5)); }
+                                                    { ACT(endUse(@2, @7)); }
   ;
 
 inherit_clause:

@@ -15,6 +15,11 @@ bool opIs(const CodeNode* node, std::int32_t op) noexcept {
     return node != nullptr && node->op == op;
 }
 
+/// "=", "+=" and so on behind a member, or a "++" before it.
+bool isAssigned(const CodeNode& marker) noexcept {
+    return marker.next != nullptr && (marker.next->op == OP_ASSIGNMARK || isPrefix(marker.next->op));
+}
+
 /// An index that is a plain 0, as the only one: DimMark, SepMark, 0, index.
 bool indexIsZero(const CodeNode& node) noexcept {
     const CodeNode* value = node.prev;
@@ -69,7 +74,7 @@ bool MemberAdvice::look(const CodeNode& node) {
     }
     const Variable& owner = *marker->operand.variable;
     if (&owner == sampleVariable_) {
-        ofSample(node, owner, counted || opIs(marker->next, OP_ASSIGNMARK));
+        ofSample(node, owner, counted || isAssigned(*marker));
     } else if (!anyMember_) {
         ofObject(node, owner);
     }
@@ -86,6 +91,8 @@ void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool as
         ctx_.reporter.hint(node.pos, HintId::UnknownMember, name, didYouMean(nearestName(name, names)));
     } else if (row->type == MemberType::Nothing) {
         ctx_.reporter.hint(node.pos, HintId::MemberWithoutValue, owner.name, name);
+    } else if (assigned && row->write == nullptr) {
+        ctx_.reporter.hint(node.pos, HintId::ReadOnlyMember, owner.name, name);
     } else if (row->elements > 1 && node.op == OP_VAR) {
         if (assigned)
             ctx_.reporter.hint(node.pos, HintId::WholeMemberAssigned, owner.name, name, owner.name, name,

@@ -49,6 +49,18 @@ bool assignsPlainly(const CodeNode& assignment) noexcept {
            value->op == OP_STRING || value->op == OP_NIL;
 }
 
+/// "a += b" and the like, which need a value to begin with.
+/// @param mark  behind the target; the assignments in the value come before the one that belongs to it
+bool changesValue(const CodeNode& mark) noexcept {
+    int open = 0;
+    for (const CodeNode* node = &mark; node != nullptr && node->op != OP_ENDSTMT; node = node->next) {
+        if (node->op == OP_ASSIGNMARK) ++open;
+        const bool compound = familyOf(node->op) == OpFamily::Compound;
+        if ((compound || node->op == OP_ASSIGN) && --open == 0) return compound;
+    }
+    return false;
+}
+
 /// A predefined name that scripts call, and nothing answers yet.
 bool isLater(std::string_view name) noexcept {
     struct ObjectName {
@@ -63,6 +75,13 @@ bool isLater(std::string_view name) noexcept {
     };
     return std::ranges::any_of(
         kObjects, [name](const ObjectName& object) { return object.name == name && !object.available; });
+}
+
+/// The script uses the name of a call as a variable, too.
+bool isVariable(const Program& program, const Variable& callee) noexcept {
+    for (const CodeNode* node = program.code.head; node != nullptr; node = node->next)
+        if ((node->op == OP_VAR || node->op == OP_INDEX) && node->operand.variable == &callee) return true;
+    return false;
 }
 
 class ProgramAdvice {
@@ -129,7 +148,9 @@ private:
         const Variable& variable = target(node);
         const bool declared = opIs(node.prev, OP_DECL) && opIs(node.next, OP_ENDDECL);
         const bool array = node.op == OP_INDEX && opIs(node.next, OP_ENDDECL);
-        if (opIs(node.next, OP_ASSIGNMARK) || inBlock_ || array) {
+        if (opIs(node.next, OP_ASSIGNMARK) && changesValue(*node.next))
+            reads(variable, node);
+        else if (opIs(node.next, OP_ASSIGNMARK) || inBlock_ || array) {
             assigned_.insert(variable.name);
             givenValues_.insert(&variable);
         } else if (!declared) {
@@ -176,8 +197,13 @@ private:
                 continue;
             if (program_.findFunction(variable->name) != nullptr || !told.insert(variable->name).second)
                 continue;
-            ctx_.reporter.hint(where, HintId::NeverAssigned, variable->name,
-                               didYouMean(nearVariable(*variable)));
+            const std::string_view instead = insteadOfForeign(ForeignKind::Value, variable->name);
+            if (instead.empty()) {
+                ctx_.reporter.hint(where, HintId::NeverAssigned, variable->name,
+                                   didYouMean(nearVariable(*variable)));
+            } else {
+                ctx_.reporter.hint(where, HintId::ForeignValue, variable->name, instead);
+            }
         }
     }
 
@@ -206,7 +232,8 @@ private:
         const char* name = node.operand.variable->name;
         if (const FunctionRecord* function = program_.findFunction(name)) {
             // A call among the arguments may bring several values.
-            if (node.argc < function->paramCount && scriptCalls_ == 0)
+            const bool tooFew = node.argc < function->paramCount && scriptCalls_ == 0;
+            if (tooFew || node.argc > function->paramCount)
                 argumentCount(node, std::string(name) + "()", function->paramCount);
             ++scriptCalls_;
             return;
@@ -250,9 +277,15 @@ void adviseOnProgram(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesCl
     if (ctx.reporter.hintsWanted()) ProgramAdvice(ctx, syntax, usesClasses).give();
 }
 
-void adviseOnUnknownCall(EngineContext& ctx, const CodeNode& call) {
+void adviseOnUnknownCall(EngineContext& ctx, const SyntaxAdvice& syntax, const CodeNode& call) {
     if (!ctx.reporter.hintsWanted()) return;
     const char* name = call.operand.variable->name;
+    if (syntax.callsOverLineEnd(call.pos) && isVariable(*ctx.program, *call.operand.variable)) {
+        SourcePos behind = call.pos;
+        behind.column = behind.endColumn++;
+        ctx.reporter.hint(behind, HintId::MissingSemicolon);
+        return;
+    }
     if (ctx.program->findFunction(name) != nullptr) {
         ctx.reporter.hint(call.pos, HintId::LibraryCalledTwice, name);
         return;

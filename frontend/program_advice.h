@@ -14,6 +14,6 @@ class SyntaxAdvice;
 void adviseOnProgram(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses);
 
 /// The hint about a call that names no function.
-void adviseOnUnknownCall(EngineContext& ctx, const CodeNode& call);
+void adviseOnUnknownCall(EngineContext& ctx, const SyntaxAdvice& syntax, const CodeNode& call);
 
 }  // namespace kestrel

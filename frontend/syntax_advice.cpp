@@ -8,6 +8,8 @@
 #include "platform/ascii.h"
 #include "platform/near_names.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -62,6 +64,26 @@ bool beginsStatement(const Token& token) noexcept {
     }
 }
 
+/// One stands directly behind the other.
+bool adjoins(const Token& left, const Token& right) noexcept {
+    return left.pos.file == right.pos.file && left.pos.line == right.pos.line &&
+           left.pos.endColumn == right.pos.column;
+}
+
+/// The keyword that a name is but for its case; empty for other names.
+std::string_view keywordInSmall(std::string_view name) {
+    constexpr std::string_view kKeywords[] = {
+#define KESTREL_KEYWORD(word, ...) word,
+#include "frontend/keywords.def"
+#undef KESTREL_KEYWORD
+    };
+    const auto same = [name](std::string_view word) {
+        return std::ranges::equal(name, word, {}, ascii::lower);
+    };
+    const auto* const found = std::ranges::find_if(kKeywords, same);
+    return found != std::end(kKeywords) ? *found : std::string_view();
+}
+
 /// A short operand as it is written; "x" for others.
 std::string written(const Token& token) {
     if (isName(token)) return token.value.symbol->name;
@@ -77,11 +99,17 @@ void SyntaxAdvice::next(const Token& token, bool inFunction) {
     token_ = token;
     if (statementBegins_) first_ = token;
     statementBegins_ = false;
+    if (previous_.number == first_.number) second_ = token.code;
     follow(token);
     const bool boundary = previous_.code == ';' || previous_.code == '}';
     if (failed_ && boundary && inFunction == braces_.empty()) astray_ = true;
     // "a = b" and on the next line "(c, d) = ...": read as a call, without an error.
-    if (token.code == '(' && endsOperand(previous_) && token.pos.line > previous_.pos.line) otherError();
+    if (token.code == '(' && endsOperand(previous_) && token.pos.line > previous_.pos.line) {
+        otherError();
+        splitCalls_.emplace(previous_.pos.file, previous_.pos.line, previous_.pos.column);
+    }
+    if (token.code == '*' && previous_.code == '*' && !textOpen_)
+        reporter_.hint(previous_.pos, HintId::ForeignOperator, "**", "pow(a, b)");
     if (isName(token)) names_.emplace_back(token.value.symbol->name);
 }
 
@@ -111,6 +139,8 @@ void SyntaxAdvice::follow(const Token& token) {
         case ')':
         case ']':
             if (!brackets_.empty()) brackets_.pop_back();
+            if (brackets_.empty() && controlHasBracket_ && conditionEnd_ < control_.number)
+                conditionEnd_ = previous_.number;
             break;
         default:
             break;
@@ -147,7 +177,8 @@ void SyntaxAdvice::keepLostNames(std::string_view text) {
     lost_.insert(name);
 }
 
-void SyntaxAdvice::syntaxError(bool inFunction) {
+void SyntaxAdvice::syntaxError(bool inFunction, std::string_view line) {
+    line_ = line;
     failed_ = errorInStatement_ = true;
     errorLines_.emplace(token_.pos.file, token_.pos.line);
     // After an earlier error the parser can be elsewhere than the script: then less can be explained.
@@ -158,7 +189,8 @@ void SyntaxAdvice::syntaxError(bool inFunction) {
 }
 
 bool SyntaxAdvice::explainToken() {
-    return negativeNumber() || singleQuotes() || foreignWord() || functionHead();
+    return negativeNumber() || singleQuotes() || foreignOperator() || constOutside() || foreignWord() ||
+           functionHead();
 }
 
 void SyntaxAdvice::explainStatement() {
@@ -180,16 +212,64 @@ bool SyntaxAdvice::singleQuotes() {
     return true;
 }
 
+bool SyntaxAdvice::foreignOperator() {
+    if (token_.code != '=' || !adjoins(previous_, token_)) return false;
+    if (previous_.code != TK_EQ && previous_.code != TK_NOTEQ) return false;
+    const bool equal = previous_.code == TK_EQ;
+    reporter_.hint(previous_.pos, HintId::ForeignOperator, equal ? "===" : "!==", equal ? "==" : "!=");
+    return true;
+}
+
+bool SyntaxAdvice::constOutside() {
+    if (token_.code != TK_CONST || !braces_.empty()) return false;
+    reporter_.hint(token_.pos, HintId::ConstOutside);
+    return true;
+}
+
 bool SyntaxAdvice::foreignWord() {
-    const auto tell = [this](const Token& word) {
-        if (!isName(word)) return false;
-        const std::string_view instead = insteadOfForeign(ForeignKind::Word, word.value.symbol->name);
-        if (instead.empty()) return false;
-        reporter_.hint(word.pos, HintId::ForeignWord, word.value.symbol->name, instead);
-        return true;
-    };
     // "for (int i = 1; ..." has it inside a statement.
-    return (isName(token_) && tell(previous_)) || (first_.number != token_.number && tell(first_));
+    if (isName(token_) && tellForeignWord(previous_)) return true;
+    const bool head = braces_.empty() && (second_ == ':' || second_ == '{');
+    return !head && first_.number != token_.number && tellForeignWord(first_);
+}
+
+bool SyntaxAdvice::tellForeignWord(const Token& word) {
+    if (!isName(word)) return false;
+    const char* name = word.value.symbol->name;
+    if (!insteadOfForeign(ForeignKind::Type, name).empty()) {
+        tellForeignType(word);
+        return true;
+    }
+    const std::string_view instead = insteadOfForeign(ForeignKind::Word, name);
+    if (!instead.empty()) {
+        reporter_.hint(word.pos, HintId::ForeignWord, name, instead);
+        return true;
+    }
+    const std::string_view keyword = keywordInSmall(name);
+    const bool likeKeyword = token_.number == word.number + 1 || second_ == '(';
+    if (keyword.empty() || !likeKeyword || !brackets_.empty()) return false;
+    reporter_.hint(word.pos, HintId::ForeignWord, name,
+                   "keywords are in small letters, write " + std::string(keyword));
+    return true;
+}
+
+void SyntaxAdvice::tellForeignType(const Token& type) {
+    const char* name = type.value.symbol->name;
+    if (braces_.empty() && second_ == ':') {
+        reporter_.hint(type.pos, HintId::TypedParameter);
+        return;
+    }
+    const bool head = braces_.empty() && isName(token_) && callsInLine(token_.value.symbol->name);
+    reporter_.hint(type.pos, HintId::ForeignWord, name,
+                   insteadOfForeign(head ? ForeignKind::Word : ForeignKind::Type, head ? "func" : name));
+}
+
+bool SyntaxAdvice::callsInLine(std::string_view name) const {
+    for (std::size_t at = line_.find(name); at != std::string_view::npos; at = line_.find(name, at + 1)) {
+        const std::size_t behind = line_.find_first_not_of(" \t", at + name.size());
+        if (behind != std::string_view::npos && line_[behind] == '(') return true;
+    }
+    return false;
 }
 
 bool SyntaxAdvice::functionHead() {
@@ -239,9 +319,12 @@ bool SyntaxAdvice::unclosed() {
 }
 
 bool SyntaxAdvice::missingSemicolon() {
+    if (previous_.number == conditionEnd_) return false;  // a statement is missing, then
     const bool laterLine =
         token_.code != 0 && token_.pos.file == previous_.pos.file && token_.pos.line > previous_.pos.line;
-    if (!laterLine || !brackets_.empty() || !endsOperand(previous_) || !beginsStatement(token_)) return false;
+    if ((!laterLine && token_.code != '}') || !brackets_.empty() || !endsOperand(previous_) ||
+        !beginsStatement(token_))
+        return false;
     SourcePos behind = previous_.pos;
     behind.column = behind.endColumn;
     ++behind.endColumn;

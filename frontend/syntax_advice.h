@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -22,7 +23,8 @@ public:
     /// @param inFunction  where the parser is, after the token before
     void next(const Token& token, bool inFunction);
     /// The parser has reported that the token last given does not fit.
-    void syntaxError(bool inFunction);
+    /// @param line  its source line, while the error is explained
+    void syntaxError(bool inFunction, std::string_view line);
     /// Another error was reported: what the statement at hand would do is not known.
     void otherError() noexcept { failed_ = errorInStatement_ = true; }
     /// A text goes on over the end of its line. The first one is probably not closed, and what follows it is
@@ -37,6 +39,11 @@ public:
     [[nodiscard]] bool failedInLine(const SourcePos& where) const {
         return errorLines_.contains({where.file, where.line});
     }
+    /// True for the callee of "name", the end of a line, "(": two statements without a ; between them,
+    /// perhaps.
+    [[nodiscard]] bool callsOverLineEnd(const SourcePos& callee) const {
+        return splitCalls_.contains({callee.file, callee.line, callee.column});
+    }
     /// True for a name in a statement of which the error left nothing: it may have been assigned there.
     [[nodiscard]] bool isLost(const std::string& name) const { return lost_.contains(name); }
 
@@ -49,7 +56,13 @@ private:
     // The rules. Each returns true when it is the one that fits.
     bool negativeNumber();
     bool singleQuotes();
+    bool foreignOperator();
+    bool constOutside();
     bool foreignWord();
+    bool tellForeignWord(const Token& word);
+    void tellForeignType(const Token& type);
+    /// A "(" follows the name in the line at hand, which may go on behind the token.
+    [[nodiscard]] bool callsInLine(std::string_view name) const;
     bool functionHead();
     bool functionInFunction();
     bool condition();
@@ -60,12 +73,16 @@ private:
     Token previous_;
     Token token_;
     Token first_;                  // of the statement
+    int second_ = 0;               // code of the token after the first
     Token control_;                // its last if or while; code 0: none
     bool statementBegins_ = true;  // the next token is the first of a statement
     bool errorInStatement_ = false;
     bool controlHasBracket_ = false;
+    std::int64_t conditionEnd_ = -1;  // number of the ")" behind a condition
     bool failed_ = false;
-    std::set<std::pair<std::int32_t, std::int32_t>> errorLines_;  // file and line
+    std::set<std::pair<std::int32_t, std::int32_t>> errorLines_;                 // file and line
+    std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t>> splitCalls_;  // file, line, column
+    std::string_view line_;  // of the syntax error at hand
     bool textOpen_ = false;
     bool astray_ = false;                  // the parser has been elsewhere than the script
     std::vector<Token> brackets_;          // open ( and [

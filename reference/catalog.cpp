@@ -275,12 +275,14 @@ Section hints() {
 Section foreignNames() {
     std::vector<Entry> functions;
     std::vector<Entry> words;
+    std::vector<Entry> values;
     std::vector<Entry> members;
     std::vector<Entry> directives;
     const auto add = [&](ForeignKind kind, std::string_view name, std::string_view instead) {
-        const bool isWord = kind == ForeignKind::Word;
+        const bool isWord = kind == ForeignKind::Word || kind == ForeignKind::Type;
         std::vector<Entry>& entries = kind == ForeignKind::Function    ? functions
                                       : isWord                         ? words
+                                      : kind == ForeignKind::Value     ? values
                                       : kind == ForeignKind::Directive ? directives
                                                                        : members;
         const std::string form = kind == ForeignKind::Function    ? std::string(name) + "()"
@@ -299,6 +301,7 @@ Section foreignNames() {
             {"Elsewhere", "Here", ""},
             {{"Functions", std::move(functions)},
              {"Beginnings of statements", std::move(words)},
+             {"Values", std::move(values)},
              {"Behind a dot", std::move(members)},
              {"Behind #", std::move(directives)}},
             false,

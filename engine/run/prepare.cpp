@@ -8,6 +8,7 @@
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
 #include "engine/run/interpreter.h"
+#include "platform/near_names.h"
 
 namespace kestrel {
 
@@ -267,15 +268,48 @@ private:
     bool inBlock_ = false;
 };
 
+/// The members of the record that has this one: "a, b".
+std::string fieldsBeside(const Program& program, const Variable& member) {
+    for (const RecordTemplate* record = program.records.head; record != nullptr; record = record->next) {
+        std::string names;
+        bool found = false;
+        for (const RecordField* field = record->fields.head; field != nullptr; field = field->next) {
+            names += (names.empty() ? "" : ", ") + std::string(field->name->name);
+            found = found || std::string_view(field->name->name) == member.name;
+        }
+        if (found) return names;
+    }
+    return member.name;
+}
+
+/// The hint stands at the head of a function whose name is near; without one at no place.
+void adviseOnMissingProcess(EngineContext& ctx) {
+    if (!ctx.reporter.hintsWanted()) return;
+    std::vector<std::string_view> names;
+    for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next)
+        names.emplace_back(f->name);
+    const std::string_view near = nearestName("process", names);
+    if (near.empty()) {
+        ctx.reporter.hint(
+            {}, HintId::ProcessMissing,
+            "every script but a library needs the function process, also one for run: add process: sa { }");
+    } else {
+        ctx.reporter.hint(ctx.program->findFunction(near)->pos, HintId::ProcessMissing,
+                          "did you mean process?");
+    }
+}
+
 }  // namespace
 
 bool checkProgram(EngineContext& ctx) {
     const Program& program = *ctx.program;
     if (program.findFunction("process") == nullptr) {
         ctx.report(MessageId::ProcessMissing);
+        adviseOnMissingProcess(ctx);
         return false;
     }
     bool ok = true;
+    bool fieldExplained = false;
     for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
         if (node->op != OP_VAR) continue;
         const Variable& variable = *node->operand.variable;
@@ -286,6 +320,10 @@ bool checkProgram(EngineContext& ctx) {
         }
         if (variable.declared == 0 && !opIs(node->next, OP_MEMBER)) {
             ctx.reportAt({.line = node->line}, MessageId::UndeclaredVariable, variable.name);
+            if (!fieldExplained && opIs(node->next, OP_RECORD)) {
+                fieldExplained = true;
+                ctx.reporter.hint(node->pos, HintId::UndeclaredField, fieldsBeside(program, variable));
+            }
             ok = false;
         }
     }
