@@ -97,7 +97,8 @@ std::string written(const Token& token) {
 void SyntaxAdvice::next(const Token& token, bool inFunction) {
     previous_ = token_;
     token_ = token;
-    if (statementBegins_) first_ = token;
+    const bool behindMarker = first_.code == TK_PPLINE && token.number == first_.number + 2;
+    if (statementBegins_ || behindMarker) first_ = token;
     statementBegins_ = false;
     if (previous_.number == first_.number) second_ = token.code;
     follow(token);
