@@ -88,7 +88,10 @@ void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool as
     if (row == rows.end()) {
         std::vector<std::string_view> names;
         for (const MemberRow& known : rows) names.push_back(known.name);
-        ctx_.reporter.hint(node.pos, HintId::UnknownMember, name, didYouMean(nearestName(name, names)));
+        const std::string_view instead = insteadOfForeign(ForeignKind::Sample, name);
+        ctx_.reporter.hint(
+            node.pos, HintId::UnknownMember, name,
+            instead.empty() ? didYouMean(nearestName(name, names)) : ": " + std::string(instead));
     } else if (row->type == MemberType::Nothing) {
         ctx_.reporter.hint(node.pos, HintId::MemberWithoutValue, owner.name, name);
     } else if (assigned && row->write == nullptr) {
