@@ -49,7 +49,9 @@ public:
     /// Beside the message of a syntax error.
     void adviseOnSyntaxError();
     /// A text goes on over the end of its line.
-    void adviseOnOpenText(const SourcePos& where) { syntaxAdvice_.openText(where); }
+    void adviseOnOpenText(const SourcePos& where, bool lineIsCut) {
+        syntaxAdvice_.openText(where, lineIsCut);
+    }
     /// What a text holds that went on over the end of a line.
     void keepLostNames(std::string_view text) {
         if (ctx_.reporter.hints != nullptr) syntaxAdvice_.keepLostNames(text);

@@ -154,9 +154,15 @@ bool Scanner::literalCharacter(char c) {
     return true;
 }
 
+bool Scanner::lineIsCut() const noexcept {
+    const SourcePos here = map_.at(line_, 1, 1);
+    const SourcePos next = map_.at(line_ + 1, 1, 1);
+    return next.line == here.line && next.column > here.column;
+}
+
 void Scanner::literalNewline() {
     compiler_.report(openingPos_, MessageId::NewlineInText);
-    if (!openText_) compiler_.adviseOnOpenText(openingPos_);
+    if (!openText_) compiler_.adviseOnOpenText(openingPos_, lineIsCut());
     openText_ = true;
     endLine();
     compiler_.countLine();

@@ -69,6 +69,8 @@ public:
 
 private:
     [[nodiscard]] SourcePos pos() const noexcept;
+    /// Whether the physical line goes on where the preprocessor has ended it.
+    [[nodiscard]] bool lineIsCut() const noexcept;
     /// From the opening of the literal or comment to the end of the last match.
     [[nodiscard]] SourcePos openPos() const noexcept { return joinPlaces(openingPos_, pos()); }
 

@@ -160,8 +160,9 @@ void SyntaxAdvice::endStatement() {
     control_.code = 0;
 }
 
-void SyntaxAdvice::openText(const SourcePos& where) {
-    if (!textOpen_) reporter_.hint(where, HintId::UnclosedText);
+void SyntaxAdvice::openText(const SourcePos& where, bool lineIsCut) {
+    if (!textOpen_ && lineIsCut) reporter_.hint(where, HintId::LineTooLong);
+    if (!textOpen_ && !lineIsCut) reporter_.hint(where, HintId::UnclosedText);
     textOpen_ = failed_ = true;
 }
 

@@ -29,7 +29,7 @@ public:
     void otherError() noexcept { failed_ = errorInStatement_ = true; }
     /// A text goes on over the end of its line. The first one is probably not closed, and what follows it is
     /// read the wrong way round: no syntax error can be explained from there on.
-    void openText(const SourcePos& where);
+    void openText(const SourcePos& where, bool lineIsCut);
     /// What such a text holds was probably meant as script.
     void keepLostNames(std::string_view text);
     [[nodiscard]] bool failed() const noexcept { return failed_; }
