@@ -145,9 +145,9 @@ bool AgentKind::text(TextUse use, const void* object, ObjectText& out) const {
 }
 
 bool AgentKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
-    const std::string_view name = nameOf(left.payload.object);
-    if (right.type == ObjectAgent) return textRelation(op, name, nameOf(right.payload.object));
-    return textRelation(op, name, right.isText() ? right.payload.text : "");
+    const std::string_view name = nameOf(left.object);
+    if (right.type == ObjectAgent) return textRelation(op, name, nameOf(right.object));
+    return textRelation(op, name, right.isText() ? right.text : "");
 }
 
 bool AgentKind::refusedInLists(const void* object, const Variable&, std::string_view& label,

@@ -103,7 +103,7 @@ void AgentPool::sweep() {
 bool AgentPool::onStack(const Agent& agent) const {
     EvalStack& stack = exchange.ctx.stack;
     for (int i = 0; i < stack.size(); ++i)
-        if (stack.at(i).type == ObjectAgent && stack.at(i).payload.object == &agent) return true;
+        if (stack.at(i).type == ObjectAgent && stack.at(i).object == &agent) return true;
     return false;
 }
 

@@ -19,7 +19,7 @@ public:
     ~HeldFiles() {
         for (const ValueCell& cell : results_)
             if (cell.type == FileObj)
-                builtins::FilePool::of(ctx_).drop(builtins::fileRecord(cell.payload.object));
+                builtins::FilePool::of(ctx_).drop(builtins::fileRecord(cell.object));
     }
     HeldFiles(const HeldFiles&) = delete;
     HeldFiles& operator=(const HeldFiles&) = delete;
@@ -27,7 +27,7 @@ public:
     void add(const ValueCell& cell) const {
         results_.push_back(cell);
         if (cell.type == FileObj)
-            builtins::FilePool::of(ctx_).hold(builtins::fileRecord(cell.payload.object));
+            builtins::FilePool::of(ctx_).hold(builtins::fileRecord(cell.object));
     }
 
 private:
@@ -88,23 +88,23 @@ void Exchange::end(KestrelCall& call) {
 std::optional<KestrelRecord> Exchange::record(const ValueCell& value) {
     switch (value.type) {
         case Integer:
-            return kestrel_integer(value.payload.number);
+            return kestrel_integer(value.number);
         case Number:
-            return kestrel_number(value.payload.number);
+            return kestrel_number(value.number);
         case String:
         case TempString:
-            return kestrel_text(arena_.text(value.payload.text != nullptr ? value.payload.text : ""));
+            return kestrel_text(arena_.text(value.text != nullptr ? value.text : ""));
         case Vector:
-            return kestrel_vector(value.payload.vec.x, value.payload.vec.y, value.payload.vec.z);
+            return kestrel_vector(value.vec.x, value.vec.y, value.vec.z);
         case Nil:
             return kestrel_nil();
         case ArrayRef:
         case NewArray:
-            if (value.payload.array == nullptr) return std::nullopt;
-            return array(*value.payload.array);
+            if (value.array == nullptr) return std::nullopt;
+            return array(*value.array);
         case FileObj:
-            if (value.payload.object == nullptr) return std::nullopt;
-            return file(*builtins::fileRecord(value.payload.object));
+            if (value.object == nullptr) return std::nullopt;
+            return file(*builtins::fileRecord(value.object));
         default:
             return std::nullopt;
     }

@@ -76,7 +76,7 @@ protected:
         for (const ValueCell& cell : args) {
             // Texts are owned by the stack, so that a double release or a leak shows.
             const bool owned = cell.type == String;
-            ctx.stack.push(owned ? ValueCell::ofTemp(ctx.pool.strdup(cell.payload.text)) : cell);
+            ctx.stack.push(owned ? ValueCell::ofTemp(ctx.pool.strdup(cell.text)) : cell);
         }
         invoke();
         std::string left;
@@ -106,12 +106,12 @@ protected:
     }
 
     static std::string show(const ValueCell& cell) {
-        const VectorValue& v = cell.payload.vec;
-        if (cell.type == Number) return print(cell.payload.number);
-        if (cell.type == Integer) return print(cell.payload.number) + "i";
-        if (cell.type == ReturnCount) return "return " + print(cell.payload.number);
+        const VectorValue& v = cell.vec;
+        if (cell.type == Number) return print(cell.number);
+        if (cell.type == Integer) return print(cell.number) + "i";
+        if (cell.type == ReturnCount) return "return " + print(cell.number);
         if (cell.type == Vector) return "<" + print(v.x) + "," + print(v.y) + "," + print(v.z) + ">";
-        if (cell.isText()) return "'" + std::string(cell.payload.text) + "'";
+        if (cell.isText()) return "'" + std::string(cell.text) + "'";
         if (cell.type == Nil) return "nil";
         return cell.type == ListMark ? "@" : "type " + std::to_string(cell.type);
     }

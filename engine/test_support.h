@@ -26,14 +26,14 @@ using Cells = std::vector<ValueCell>;
 inline std::string show(const ValueCell& cell) {
     switch (cell.type) {
         case Number:
-            return formatG(cell.payload.number);
+            return formatG(cell.number);
         case Integer:
-            return formatG(cell.payload.number) + "i";
+            return formatG(cell.number) + "i";
         case Vector:
-            return "<" + formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ',') + ">";
+            return "<" + formatVector(cell.vec.x, cell.vec.y, cell.vec.z, ',') + ">";
         case String:
         case TempString:
-            return "'" + std::string(cell.payload.text) + "'";
+            return "'" + std::string(cell.text) + "'";
         case Nil:
             return "nil";
         default:
@@ -61,8 +61,8 @@ public:
         return true;
     }
     bool compare(int op, const ValueCell& left, const ValueCell& right) const override {
-        return textRelation(op, static_cast<const char*>(left.payload.object),
-                            right.isText() ? right.payload.text : "");
+        return textRelation(op, static_cast<const char*>(left.object),
+                            right.isText() ? right.text : "");
     }
 };
 
@@ -90,7 +90,7 @@ protected:
 
     /// Pushes a cell; texts become owned by the stack, so that a double release or a leak shows.
     void push(const ValueCell& cell) {
-        ctx.stack.push(cell.type == String ? ValueCell::ofTemp(ctx.pool.strdup(cell.payload.text)) : cell);
+        ctx.stack.push(cell.type == String ? ValueCell::ofTemp(ctx.pool.strdup(cell.text)) : cell);
     }
     /// Shows all cells on the stack, deepest first, and drops them.
     std::string popAll() {
@@ -124,7 +124,7 @@ protected:
     }
     static std::string showElements(const Variable& v) {
         std::string all;
-        for (const ValueCell& element : v.array()->elements) all += (all.empty() ? "" : " ") + show(element);
+        for (const ValueCell& element : v.heldArray()->elements) all += (all.empty() ? "" : " ") + show(element);
         return all;
     }
     /// Appends an instruction to the program's code.

@@ -65,10 +65,10 @@ Variable* Compiler::lastSymbol() noexcept {
 
 void Compiler::addName(Variable* symbol, std::uint8_t flags, const SourcePos& where) {
     if ((symbol->flags & kVarInlineConst) != 0) {
-        if (symbol->text() == nullptr) {
+        if (symbol->text == nullptr) {
             addNumber(symbol->number, where);
         } else {
-            addText(symbol->text(), where);
+            addText(symbol->text, where);
         }
         return;
     }

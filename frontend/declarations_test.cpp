@@ -100,7 +100,7 @@ TEST_F(DeclarationTest, PredefinedNamesHaveTheirValues) {
     EXPECT_EQ(global("RAYTRACE")->number, 10.0);
     EXPECT_EQ(global("CONTENTDIR")->number, 264.0);
     EXPECT_EQ(global("PI")->flags, kVarConst | kVarPredefined);
-    EXPECT_STREQ(global("INSTANCE")->text(), "pt3");
+    EXPECT_STREQ(global("INSTANCE")->text, "pt3");
     EXPECT_EQ(global("ImageInfo")->type, ImageListObj);
     EXPECT_EQ(ctx_.program->globals.head->name, std::string("PI")) << "in their order";
     EXPECT_EQ(ctx_.program->globals.tail->name, std::string("ImageInfo"));

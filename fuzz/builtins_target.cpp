@@ -53,8 +53,8 @@ private:
         require(ctx_.stack.size() >= 1 && ctx_.stack.at(0).type == BlockMark,
                 "what lies below the arguments stays");
         for (int i = 1; i < ctx_.stack.size(); ++i)
-            if (ctx_.stack.at(i).isText() && ctx_.stack.at(i).payload.text != nullptr)
-                static_cast<void>(std::strlen(ctx_.stack.at(i).payload.text));
+            if (ctx_.stack.at(i).isText() && ctx_.stack.at(i).text != nullptr)
+                static_cast<void>(std::strlen(ctx_.stack.at(i).text));
         ctx_.stack.dropTo(0);
     }
 

@@ -28,7 +28,7 @@ const BuiltinTable& allBuiltins() {
 /// A name in the current directory: a bare one.
 bool isConfined(const ValueCell& cell) {
     if (!cell.isText()) return isInlineKind(cell.type) || cell.type == FileObj;
-    const std::string_view name = cell.payload.text != nullptr ? cell.payload.text : "";
+    const std::string_view name = cell.text != nullptr ? cell.text : "";
     return name.find_first_of("/\\:") == std::string_view::npos && name != "..";
 }
 

@@ -21,7 +21,7 @@ void effectedbyBuiltin(BuiltinCall& call) {
     for (int i = 0; i < call.argc; ++i) {
         const ValueCell& name = call.arg(i);
         if (!name.isText()) return call.failType(i + 1);
-        names.emplace_back(name.payload.text != nullptr ? name.payload.text : "");
+        names.emplace_back(name.text != nullptr ? name.text : "");
     }
     shaderContext(call.ctx).effectedBy = EffectedBy(std::move(names));
     call.none();

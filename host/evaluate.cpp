@@ -27,11 +27,11 @@ constexpr std::int64_t kMissingFlag = 9;
 
 std::optional<std::size_t> flagNumber(const ValueCell& cell) {
     if (cell.isNumeric()) {
-        const std::int64_t number = truncate(cell.payload.number);
+        const std::int64_t number = truncate(cell.number);
         if (number >= 0 && number < static_cast<std::int64_t>(kFlagCount) && number != kMissingFlag)
             return static_cast<std::size_t>(number);
-    } else if (cell.isText() && cell.payload.text != nullptr) {
-        const std::string name = platform::upperCase(cell.payload.text);
+    } else if (cell.isText() && cell.text != nullptr) {
+        const std::string name = platform::upperCase(cell.text);
         for (const FlagName& flag : kFlagNames)
             if (flag.name == name) return static_cast<std::size_t>(flag.number);
     }
@@ -44,7 +44,7 @@ std::uint32_t readFlags(LoadedScript& script) {
     if (ctx.stack.size() == 0) return 0;
     int top = ctx.stack.size() - 1;
     std::int64_t count = 1;
-    if (ctx.stack.at(top).type == ReturnCount) count = truncate(ctx.stack.at(top--).payload.number);
+    if (ctx.stack.at(top).type == ReturnCount) count = truncate(ctx.stack.at(top--).number);
     std::uint32_t mask = 0;
     for (; count > 0 && top >= 0; --count, --top) {
         const std::optional<std::size_t> flag = flagNumber(ctx.stack.at(top));

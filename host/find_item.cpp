@@ -80,12 +80,12 @@ void getfirstitemBuiltin(BuiltinCall& call) {
     if (items == nullptr) return call.result(ValueCell::ofNil());
     const ValueCell& which = call.arg(0);
     if (which.type == Integer) {
-        const std::int64_t number = truncate(which.payload.number);
+        const std::int64_t number = truncate(which.number);
         const auto kind = kindWhere([&](const KindName& row) { return row.kind == number; });
         return kind ? firstOfKind(call, *items, *kind) : call.failType(1);
     }
     if (!which.isText()) return call.failType(1);
-    const std::string_view name = which.payload.text != nullptr ? which.payload.text : "";
+    const std::string_view name = which.text != nullptr ? which.text : "";
     if (const auto kind = kindWhere([&](const KindName& row) { return row.name == name; }))
         return firstOfKind(call, *items, *kind);
     if (items->first == nullptr || items->next == nullptr || items->name == nullptr)

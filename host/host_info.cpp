@@ -37,9 +37,9 @@ constexpr DirectoryKey kDirectoryKeys[] = {
 
 /// @return null for what is no directory
 const char* keyOf(const ValueCell& which) {
-    if (which.isText()) return which.payload.text;
+    if (which.isText()) return which.text;
     if (!which.isNumeric()) return nullptr;
-    const std::int64_t value = truncate(which.payload.number);
+    const std::int64_t value = truncate(which.number);
     const auto* found = std::find_if(std::begin(kDirectoryKeys), std::end(kDirectoryKeys),
                                      [&](const DirectoryKey& entry) { return entry.value == value; });
     return found != std::end(kDirectoryKeys) ? found->key : nullptr;

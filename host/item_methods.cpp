@@ -25,7 +25,7 @@ constexpr const char* kBoneName = "BoneInfo";
 /// @return nothing after the call has failed
 std::optional<double> timeArgument(ItemCall& call, int index, int position, const char* objectName) {
     const ValueCell& cell = call.arg(index);
-    if (cell.isNumeric()) return cell.payload.number;
+    if (cell.isNumeric()) return cell.number;
     call.fail(MessageId::ItemArgumentType, position, objectName, call.name);
     return std::nullopt;
 }
@@ -39,11 +39,11 @@ static_assert(std::size(kParameterNames) == HXIP_W_FORWARD);
 /// @return the code of a parameter, 0 for what is none
 std::int32_t parameterCode(const ValueCell& selector) noexcept {
     if (selector.type == Integer) {
-        const std::int64_t number = truncate(selector.payload.number);
+        const std::int64_t number = truncate(selector.number);
         return number >= 0 && number < HXIP_W_FORWARD ? static_cast<std::int32_t>(number) + 1 : 0;
     }
-    if (!selector.isText() || selector.payload.text == nullptr) return 0;
-    const auto* found = std::ranges::find(kParameterNames, std::string_view(selector.payload.text));
+    if (!selector.isText() || selector.text == nullptr) return 0;
+    const auto* found = std::ranges::find(kParameterNames, std::string_view(selector.text));
     return found != std::end(kParameterNames) ? static_cast<std::int32_t>(found - kParameterNames) + 1 : 0;
 }
 

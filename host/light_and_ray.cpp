@@ -25,7 +25,7 @@ bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, Triple& out) {
             call.fail(MessageId::ElementType, i + 1, call.name);
             return false;
         }
-        out[found++] = element.payload.number;
+        out[found++] = element.number;
     }
     if (found == out.size()) return true;
     call.fail(MessageId::TooFewNumbers);
@@ -37,11 +37,11 @@ bool tripleFromArray(BuiltinCall& call, const ArrayRecord& array, Triple& out) {
 bool tripleArgument(BuiltinCall& call, int index, Triple& out) {
     const ValueCell& cell = call.arg(index);
     if (cell.type == Vector) {
-        out = {cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z};
+        out = {cell.vec.x, cell.vec.y, cell.vec.z};
         return true;
     }
-    if (cell.type == ArrayRef && cell.payload.array != nullptr)
-        return tripleFromArray(call, *cell.payload.array, out);
+    if (cell.type == ArrayRef && cell.array != nullptr)
+        return tripleFromArray(call, *cell.array, out);
     call.failType(index + 1);
     return false;
 }
@@ -62,7 +62,7 @@ void illuminateBuiltin(BuiltinCall& call) {
     if (!tripleArgument(call, 1, point)) return;
     const ValueCell& light = call.arg(0);
     const SceneItem* item =
-        light.type == HxObject ? static_cast<const SceneItem*>(light.payload.object) : nullptr;
+        light.type == HxObject ? static_cast<const SceneItem*>(light.object) : nullptr;
     if (item == nullptr || item->kind == kImageItem) return call.failType(1);
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->illuminate == nullptr)

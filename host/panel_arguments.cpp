@@ -20,7 +20,7 @@ PanelArguments::Argument PanelArguments::before(int end) const {
     const ValueCell& last = ctx_.stack.at(end - 1);
     if (last.type == ReturnCount) {
         const auto most = std::int64_t{end} - 1 - ctx_.base();
-        const auto count = static_cast<int>(std::clamp<std::int64_t>(truncate(last.payload.number), 0, most));
+        const auto count = static_cast<int>(std::clamp<std::int64_t>(truncate(last.number), 0, most));
         return {end - 1 - count, end - 1 - count, count, true};
     }
     const Argument plain{end - 1, end - 1, 1, false};
@@ -41,13 +41,13 @@ const ValueCell& PanelArguments::operator[](int i) const noexcept {
 
 bool PanelArguments::isArray(int i) const noexcept {
     const ValueCell& cell = (*this)[i];
-    return (cell.type == ArrayRef || cell.type == NewArray) && cell.payload.array != nullptr;
+    return (cell.type == ArrayRef || cell.type == NewArray) && cell.array != nullptr;
 }
 
 std::optional<std::vector<const ValueCell*>> PanelArguments::items(int i) const {
     std::vector<const ValueCell*> cells;
     if (isArray(i)) {
-        for (const ValueCell& element : (*this)[i].payload.array->elements) cells.push_back(&element);
+        for (const ValueCell& element : (*this)[i].array->elements) cells.push_back(&element);
         return cells;
     }
     const Argument* argument = at(i);

@@ -20,7 +20,7 @@ namespace {
 PanelControl* controlArgument(BuiltinCall& call, RequesterPanel& panel) {
     const ValueCell& argument = call.arg(0);
     if (argument.isNumeric()) {
-        const std::int64_t number = truncate(argument.payload.number);
+        const std::int64_t number = truncate(argument.number);
         const auto found = std::ranges::lower_bound(panel.controls, number, {}, &PanelControl::number);
         if (found != panel.controls.end() && found->number == number) return &*found;
     }

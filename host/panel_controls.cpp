@@ -140,7 +140,7 @@ private:
 
     /// The initial value of three numbers.
     bool initialOf(const ValueCell& x, const ValueCell& y, const ValueCell& z) {
-        const VectorValue vector{x.payload.number, y.payload.number, z.payload.number};
+        const VectorValue vector{x.number, y.number, z.number};
         return givenValue(call_.ctx, ValueCell::ofVector(vector), class_->value, initial_);
     }
 
@@ -171,7 +171,7 @@ private:
     bool flag() {
         if (args_.count() <= kFlag || args_[kFlag].type == Nil) return true;
         if (!number(kFlag)) return false;
-        descriptor_.flag = args_[kFlag].payload.number != 0.0 ? 1 : 0;
+        descriptor_.flag = args_[kFlag].number != 0.0 ? 1 : 0;
         return true;
     }
 

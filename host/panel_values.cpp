@@ -40,7 +40,7 @@ bool givenNumber(const ValueCell& cell, ValueForm form, HxControlValue& out) {
     if (!cell.isNumeric()) return false;
     if (form == ValueForm::Number) {
         out.type = HXCV_NUMBER;
-        out.vector[0] = cell.payload.number;
+        out.vector[0] = cell.number;
         return true;
     }
     out.type = HXCV_INTEGER;
@@ -52,7 +52,7 @@ bool givenNumber(const ValueCell& cell, ValueForm form, HxControlValue& out) {
 bool givenVector(const ValueCell& cell, ValueForm form, HxControlValue& out) {
     if (cell.type != Vector) return false;
     out.type = HXCV_VECTOR;
-    const VectorValue& v = cell.payload.vec;
+    const VectorValue& v = cell.vec;
     out.vector[0] = v.x;
     out.vector[1] = v.y;
     out.vector[2] = v.z;
@@ -112,7 +112,7 @@ ItemFound givenItem(const EngineContext& ctx, const ValueCell& cell, std::int32_
         if (out.value.item != 0) return ItemFound::Yes;
         return ctx.endRequested() ? ItemFound::RunEnds : ItemFound::NoSuchName;
     }
-    const auto* item = cell.type == HxObject ? static_cast<const SceneItem*>(cell.payload.object) : nullptr;
+    const auto* item = cell.type == HxObject ? static_cast<const SceneItem*>(cell.object) : nullptr;
     const bool wantsImage = itemType == HX_LIST_IMAGES;
     if (item == nullptr || (item->kind == kImageItem) != wantsImage) return ItemFound::WrongType;
     out.value.item = item->item;

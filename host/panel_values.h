@@ -20,7 +20,7 @@ namespace kestrel {
 
 /// A number of a script as a whole number for the host.
 [[nodiscard]] inline std::int32_t wholeNumber(const ValueCell& numeric) noexcept {
-    return saturated(truncate(numeric.payload.number));
+    return saturated(truncate(numeric.number));
 }
 
 /// A value for the host, with the text that it refers to, so it stays where it is.

@@ -11,7 +11,7 @@ namespace kestrel {
 namespace {
 
 HostItemID itemOf(const ValueCell& object) noexcept {
-    const auto* item = static_cast<const SceneItem*>(object.payload.object);
+    const auto* item = static_cast<const SceneItem*>(object.object);
     return item != nullptr ? item->item : 0;
 }
 

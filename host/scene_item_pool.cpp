@@ -57,8 +57,8 @@ void SceneItemPool::sweep(EngineContext& ctx) noexcept {
     const auto mark = [&ctx](bool value) {
         for (int i = 0; i < ctx.stack.size(); ++i) {
             const ValueCell& cell = ctx.stack.at(i);
-            if (cell.type == HxObject && cell.payload.object != nullptr)
-                static_cast<SceneItem*>(cell.payload.object)->onStack_ = value;
+            if (cell.type == HxObject && cell.object != nullptr)
+                static_cast<SceneItem*>(cell.object)->onStack_ = value;
         }
     };
     mark(true);

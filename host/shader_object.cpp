@@ -53,7 +53,7 @@ void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& 
         return;
     }
     const std::size_t place = placeOf(access, row);
-    const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.payload.number, op);
+    const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.number, op);
     if (!update.ok) return;
     if (!std::isfinite(update.value)) [[unlikely]]
         noteBadWrite(ctx);

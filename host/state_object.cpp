@@ -146,7 +146,7 @@ void writeItem(MethodCall& call, T value) {
 std::optional<double> numberArgument(const MethodCall& call) {
     if (call.argc != 1) return std::nullopt;
     const ValueCell& value = call.arg(0);
-    if (value.isNumeric()) return value.payload.number;
+    if (value.isNumeric()) return value.number;
     if (value.isText()) return parseDouble(textOf(value));
     return std::nullopt;
 }
@@ -196,12 +196,12 @@ void writeVector(MethodCall& call) {
     std::array<double, 3> parts{};
     if (call.argc == 1) {
         if (call.arg(0).type != Vector) return call.failNamed(MessageId::StateValueType);
-        const VectorValue& v = call.arg(0).payload.vec;
+        const VectorValue& v = call.arg(0).vec;
         parts = {v.x, v.y, v.z};
     } else {
         for (int i = 0; i < 3; ++i) {
             if (!call.arg(i).isNumeric()) return call.failNamed(MessageId::StateValueType);
-            parts[static_cast<std::size_t>(i)] = call.arg(i).payload.number;
+            parts[static_cast<std::size_t>(i)] = call.arg(i).number;
         }
     }
     std::string bytes;

@@ -7,7 +7,7 @@ namespace kestrel {
 
 /// A text argument, of which there may be none behind the cell.
 [[nodiscard]] inline const char* textOf(const ValueCell& text) noexcept {
-    return text.payload.text != nullptr ? text.payload.text : "";
+    return text.text != nullptr ? text.text : "";
 }
 
 }  // namespace kestrel

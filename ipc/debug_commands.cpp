@@ -367,8 +367,8 @@ private:
         const std::optional<ValuePlace> place = findValue(*ctx_.program, reference);
         if (!place) return unknown(reference);
         const ValueCell value = valueAt(*place);
-        if (!value.isText() || value.payload.text == nullptr) return fail("Not a text");
-        const std::string_view all = value.payload.text;
+        if (!value.isText() || value.text == nullptr) return fail("Not a text");
+        const std::string_view all = value.text;
         put(0, static_cast<std::int32_t>(all.size()));
         const std::size_t offset =
             std::min<std::size_t>(static_cast<std::size_t>(std::max(number(1), 0)), all.size());
@@ -387,7 +387,7 @@ private:
         if ((base->flags & (kVarInlineConst | kVarPredefined)) != 0)
             return fail("The value of a constant is part of the code");
         if (refusesChanges()) return;
-        const bool inQueue = base->queue != 0 && base->array() != nullptr;
+        const bool inQueue = base->queue != 0 && base->heldArray() != nullptr;
         if (inQueue && place->part == nullptr)
             return fail("Elements of this array have values, not the array");
         const SharedRecord& value = operand(1);
@@ -401,7 +401,7 @@ private:
 
     /// FreshVariable gives no elements back.
     void writeElement(const Variable& variable, const ValueCell& element) {
-        const auto position = &element - variable.array()->elements.data();
+        const auto position = &element - variable.heldArray()->elements.data();
         if (ctx_.queues != nullptr) ctx_.queues->write(variable.queue, position + 1, borrowValue(element));
     }
 

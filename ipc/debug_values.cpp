@@ -33,7 +33,7 @@ ValueCell cellOf(Variable& variable) noexcept {
     ValueCell cell;
     cell.type = Uninitialized;
     if (variable.type == Array) {
-        if (ArrayRecord* array = variable.array()) cell = ValueCell::ofArray(array, &variable);
+        if (ArrayRecord* array = variable.heldArray()) cell = ValueCell::ofArray(array, &variable);
     } else if (variable.holdsText() || isObjectKind(variable.type) || isInlineKind(variable.type)) {
         cell = variableCell(variable);
     }
@@ -41,11 +41,11 @@ ValueCell cellOf(Variable& variable) noexcept {
 }
 
 ArrayRecord* arrayIn(const ValueCell& value) noexcept {
-    return value.type == ArrayRef || value.type == NewArray ? value.payload.array : nullptr;
+    return value.type == ArrayRef || value.type == NewArray ? value.array : nullptr;
 }
 
 RecordInstance* recordIn(const ValueCell& value) noexcept {
-    return value.type == UserRecord ? value.payload.record : nullptr;
+    return value.type == UserRecord ? value.record : nullptr;
 }
 
 /// Where the parts of a reference begin.
@@ -242,7 +242,7 @@ void putShape(const EngineContext& ctx, SharedRecord& record, const ValueCell& v
     record.owner = static_cast<std::int32_t>(ValueShape::Plain);
     if (value.isText()) {
         record.next =
-            value.payload.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.payload.text)) : 0;
+            value.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.text)) : 0;
     } else if (value.type == Uninitialized) {
         record.owner = static_cast<std::int32_t>(ValueShape::Nothing);
     } else if (const ArrayRecord* array = arrayIn(value)) {

@@ -310,18 +310,18 @@ TEST_F(QueueTest, AMillionAccessesOfFourProgramsLoseAndMixNothing) {
                                     ValueCell old = ValueCell::ofNil();
                                     do script.made->read(sum, 0, old);
                                     while (!script.made->writeIfStill(
-                                        sum, 0, old, ValueCell::ofInteger(old.payload.number + 1)));
+                                        sum, 0, old, ValueCell::ofInteger(old.number + 1)));
                                     script.made->write(text, 0, ValueCell::ofText(own.c_str()));
                                     ValueCell seen;
                                     script.made->read(text, 0, seen);
-                                    const std::string_view all = seen.isText() ? seen.payload.text : "";
+                                    const std::string_view all = seen.isText() ? seen.text : "";
                                     if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos)
                                         return 1;
                                     ctx.stack.release(seen);
                                     for (int k = 0; k < 3; ++k) {
                                         script.made->write(mine, element, ValueCell::ofNumber(i + k));
                                         script.made->read(mine, element, seen);
-                                        if (seen.payload.number != i + k) return 2;
+                                        if (seen.number != i + k) return 2;
                                     }
                                 }
                                 return 0;

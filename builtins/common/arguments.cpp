@@ -23,7 +23,7 @@ Values widen(BuiltinCall& call) {
     const ValueCell& last = ctx.stack.at(top);
     Values values = kNone;
     if (last.type == ReturnCount) {
-        const std::int64_t count = truncate(last.payload.number);
+        const std::int64_t count = truncate(last.number);
         if (count < 0 || count > top - ctx.base()) return kNone;
         values.count = static_cast<int>(count);
         values.first = top - values.count;

@@ -11,7 +11,7 @@ namespace kestrel::builtins {
 std::optional<std::string> pieceText(const EngineContext& ctx, const ValueCell& cell, TextUse use) {
     if (std::optional<std::string> text = objectText(ctx, use, cell)) return text;
     // Meant: these functions show the low 32 bits of an Integer; "+" and messages show all of it.
-    if (cell.type == Integer) return formatInt(truncate32(cell.payload.number));
+    if (cell.type == Integer) return formatInt(truncate32(cell.number));
     return valueText(ctx, cell);
 }
 

@@ -119,7 +119,7 @@ std::string_view nameOf(const void* object) noexcept {
 /// The mode argument, or the default; null where it is no text.
 const char* modeArgument(const BuiltinCall& call, int i) noexcept {
     if (i >= call.argc) return "r";
-    return call.arg(i).isText() ? call.arg(i).payload.text : nullptr;
+    return call.arg(i).isText() ? call.arg(i).text : nullptr;
 }
 
 }  // namespace
@@ -145,9 +145,9 @@ bool FileKind::text(TextUse use, const void* object, ObjectText& out) const {
 }
 
 bool FileKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
-    const std::string_view name = nameOf(left.payload.object);
-    if (right.type == FileObj) return textRelation(op, name, nameOf(right.payload.object));
-    return textRelation(op, name, right.isText() ? right.payload.text : "");
+    const std::string_view name = nameOf(left.object);
+    if (right.type == FileObj) return textRelation(op, name, nameOf(right.object));
+    return textRelation(op, name, right.isText() ? right.text : "");
 }
 
 bool FileKind::refusedInLists(const void* object, const Variable&, std::string_view& label,
@@ -199,7 +199,7 @@ void open(FileCall& call) {
     const char* mode = modeArgument(call, 1);
     if (mode == nullptr) return call.failType(2);
     if (!call.arg(0).isText()) return call.failType(1);
-    std::string path = convertSeparators(call.ctx, call.arg(0).payload.text);
+    std::string path = convertSeparators(call.ctx, call.arg(0).text);
     call.resultInteger(call.record.open(std::move(path), mode) ? 1 : 0);
 }
 
@@ -235,7 +235,7 @@ void openFile(BuiltinCall& call) {
     const char* mode = modeArgument(call, 1);
     if (mode == nullptr) return call.fail(MessageId::ArgumentType, 2, "File");
     if (!call.arg(0).isText()) return call.fail(MessageId::ArgumentType, 1, "File");
-    FileRecord* record = openScriptFile(call.ctx, call.arg(0).payload.text, mode);
+    FileRecord* record = openScriptFile(call.ctx, call.arg(0).text, mode);
     call.result(record != nullptr ? fileCell(*record) : ValueCell::ofNil());
 }
 

@@ -65,8 +65,8 @@ void goToLine(const EngineContext& ctx, OpenFile& file, std::int64_t line) {
 std::optional<SeekFrom> seekOrigin(const ValueCell& cell) {
     constexpr std::array<std::string_view, 3> kNames = {"FROMSTART", "FROMHERE", "FROMEND"};
     for (std::size_t i = 0; i < kNames.size(); ++i) {
-        const bool named = cell.isText() && cell.payload.text == kNames[i];
-        if (named || (cell.isNumeric() && truncate(cell.payload.number) == static_cast<std::int64_t>(i)))
+        const bool named = cell.isText() && cell.text == kNames[i];
+        if (named || (cell.isNumeric() && truncate(cell.number) == static_cast<std::int64_t>(i)))
             return static_cast<SeekFrom>(i);
     }
     return std::nullopt;
@@ -80,7 +80,7 @@ bool moveToLine(FileCall& call) {
         call.failType(1);
         return false;
     }
-    const std::int64_t line = truncate(given.payload.number);
+    const std::int64_t line = truncate(given.number);
     if (line < 1 || line > call.file().lineCount) {
         call.fail(MessageId::FileLineRange, line, call.variable, call.name);
         return false;
@@ -116,7 +116,7 @@ void offset(FileCall& call) {
     std::optional<SeekFrom> from = SeekFrom::Start;
     if (call.argc == 2 && !(from = seekOrigin(call.arg(1)))) return call.failType(2);
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    const std::int64_t position = truncate(call.arg(0).payload.number);
+    const std::int64_t position = truncate(call.arg(0).number);
     seek(call.file(), position, *from);
     // Meant: only the very end counts as the end, and no position beyond it.
     call.file().eof = position == 0 && from == SeekFrom::End;

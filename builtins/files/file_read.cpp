@@ -61,7 +61,7 @@ void parse(FileCall& call) {
         line.remove_suffix(1);
     }
     ++file.currentLine;
-    resultTokens(call, call.arg(0).payload.text, line);
+    resultTokens(call, call.arg(0).text, line);
 }
 
 }  // namespace kestrel::builtins::file

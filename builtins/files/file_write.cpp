@@ -63,7 +63,7 @@ public:
     /// @return false for a kind that cannot be written
     bool add(const ValueCell& cell) {
         if (cell.type == ArrayRef) {
-            addElements(cell.payload.array);
+            addElements(cell.array);
             return true;
         }
         return file_.binary ? addBinary(cell) : addText(cell, false);
@@ -81,13 +81,13 @@ public:
 
 private:
     bool addText(const ValueCell& cell, bool element) {
-        const VectorValue& v = cell.payload.vec;
+        const VectorValue& v = cell.vec;
         switch (cell.type) {
             case Number:
-                keep(appendNumber(text_, cell.payload.number));
+                keep(appendNumber(text_, cell.number));
                 return true;
             case Integer:
-                keep(appendInteger(text_, cell.payload.number));
+                keep(appendInteger(text_, cell.number));
                 return true;
             case Vector:
                 // Meant: only as an element it has brackets.
@@ -100,14 +100,14 @@ private:
     }
 
     bool addBinary(const ValueCell& cell) {
-        const VectorValue& v = cell.payload.vec;
+        const VectorValue& v = cell.vec;
         switch (cell.type) {
             case Number:
-                keep(appendBinary(text_, cell.payload.number));
+                keep(appendBinary(text_, cell.number));
                 ++items_;
                 return true;
             case Integer:
-                keep(appendBinary(text_, truncate32(cell.payload.number)));
+                keep(appendBinary(text_, truncate32(cell.number)));
                 ++items_;
                 return true;
             case Vector:
@@ -124,7 +124,7 @@ private:
         switch (cell.type) {
             case String:
             case TempString:
-                addCharacters(cell.payload.text);
+                addCharacters(cell.text);
                 return true;
             case Nil:
                 if (file_.printNil) addCharacters("(nil)");
@@ -199,17 +199,17 @@ void writeln(FileCall& call) {
 
 void writeNumber(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    writeItems(call, ValueCell::ofNumber(call.arg(0).payload.number), 1);
+    writeItems(call, ValueCell::ofNumber(call.arg(0).number), 1);
 }
 
 void writeInt(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    writeItems(call, ValueCell::ofInteger(call.arg(0).payload.number), 1);
+    writeItems(call, ValueCell::ofInteger(call.arg(0).number), 1);
 }
 
 void writeByte(FileCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    const char byte = static_cast<char>(truncate32(call.arg(0).payload.number));
+    const char byte = static_cast<char>(truncate32(call.arg(0).number));
     Rendering rendering(call);
     rendering.addCharacters({&byte, 1});
     finishItems(call, rendering, 1);
@@ -222,7 +222,7 @@ void writeVector(FileCall& call) {
     }
     for (int i = 2; i >= 0; --i)
         if (!call.arg(i).isNumeric()) return call.failType(i + 1);
-    const auto part = [&call](int i) { return call.arg(i).payload.number; };
+    const auto part = [&call](int i) { return call.arg(i).number; };
     writeItems(call, ValueCell::ofVector({part(0), part(1), part(2)}), 3);
 }
 
@@ -230,7 +230,7 @@ void nl(FileCall& call) {
     double count = 1.0;
     if (call.argc == 1) {
         if (!call.arg(0).isNumeric()) return call.failType(1);
-        count = std::fabs(std::trunc(call.arg(0).payload.number));
+        count = std::fabs(std::trunc(call.arg(0).number));
     }
     GrowingText& text = call.file().text;
     text.clear();
@@ -243,9 +243,9 @@ void setDelimiter(FileCall& call) {
     if (call.argc == 1) {
         const ValueCell& given = call.arg(0);
         if (given.isText())
-            next = given.payload.text;
+            next = given.text;
         else if (given.isNumeric())
-            next = std::string(1, static_cast<char>(truncate32(given.payload.number)))
+            next = std::string(1, static_cast<char>(truncate32(given.number)))
                        .c_str();  // 0 is no character
         else
             return call.failType(1);
@@ -261,9 +261,9 @@ void printNil(FileCall& call) {
     if (call.argc == 0) {
         flag = true;
     } else if (const ValueCell& given = call.arg(0); given.isNumeric()) {
-        flag = truncate(given.payload.number) != 0;
+        flag = truncate(given.number) != 0;
     } else if (given.isText()) {
-        flag = ascii::equalIgnoringCase(given.payload.text, "true");
+        flag = ascii::equalIgnoringCase(given.text, "true");
     }
     call.resultInteger(previous ? 1 : 0);
 }

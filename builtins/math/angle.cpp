@@ -93,11 +93,11 @@ void angle(BuiltinCall& call) {
     if (call.arg(1).type != Vector) return call.failType(2);
     if (call.arg(0).type != Vector) return call.failType(1);
 
-    const VectorValue a = map(call.arg(0).payload.vec, sixDecimals);
-    const VectorValue b = map(call.arg(1).payload.vec, sixDecimals);
+    const VectorValue a = map(call.arg(0).vec, sixDecimals);
+    const VectorValue b = map(call.arg(1).vec, sixDecimals);
     if (isNull(a)) return call.fail(MessageId::NullVector, 1, call.name);
     if (isNull(b)) return call.fail(MessageId::NullVector, 2, call.name);
-    call.resultNumber(angleBetween(a, b, truncate(call.arg(2).payload.number)));
+    call.resultNumber(angleBetween(a, b, truncate(call.arg(2).number)));
 }
 
 }  // namespace kestrel::builtins

@@ -33,7 +33,7 @@ double roundTo(double x, int decimals) noexcept {
 void absolute(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Integer) {
-        call.resultInteger(std::fabs(x.payload.number));
+        call.resultInteger(std::fabs(x.number));
     } else {
         componentwise<magnitudeOf>(call);
     }
@@ -42,7 +42,7 @@ void absolute(BuiltinCall& call) {
 void ceiling(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Vector) {
-        call.resultVector(map(x.payload.vec, ceilingComponent));
+        call.resultVector(map(x.vec, ceilingComponent));
     } else {
         call.resultInteger(std::ceil(x.firstDouble()));
     }
@@ -52,7 +52,7 @@ void floorOf(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Vector) {
         // Rounds up although its name says down: meant, old scripts count on it.
-        call.resultVector(map(x.payload.vec, ceilingComponent));
+        call.resultVector(map(x.vec, ceilingComponent));
     } else {
         call.resultInteger(std::floor(x.firstDouble()));
     }
@@ -61,7 +61,7 @@ void floorOf(BuiltinCall& call) {
 void factorial(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Vector) {
-        call.resultVector(map(x.payload.vec, factorialOf));
+        call.resultVector(map(x.vec, factorialOf));
         return;
     }
     const double value = factorialOf(x.firstDouble());
@@ -73,7 +73,7 @@ void round(BuiltinCall& call) {
     const int decimals =
         static_cast<int>(std::clamp<std::int64_t>(truncate(call.arg(1).firstDouble()), -1, 1 << 16));
     if (x.type == Vector) {
-        call.resultVector(map(x.payload.vec, [decimals](double c) { return roundTo(c, decimals); }));
+        call.resultVector(map(x.vec, [decimals](double c) { return roundTo(c, decimals); }));
     } else {
         call.resultNumber(roundTo(x.firstDouble(), decimals));
     }
@@ -97,9 +97,9 @@ void step(BuiltinCall& call) {
         case Number:
         case Integer:
         case Nil:
-            return call.resultScalar(static_cast<Tag>(value.type), below ? 0.0 : value.payload.number);
+            return call.resultScalar(static_cast<Tag>(value.type), below ? 0.0 : value.number);
         case Vector:
-            return call.resultVector(below ? VectorValue{} : value.payload.vec);
+            return call.resultVector(below ? VectorValue{} : value.vec);
         case ReturnCount:
         case ListMark:
             return call.resultNumber(below ? 0.0 : value.firstDouble());

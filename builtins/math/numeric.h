@@ -87,7 +87,7 @@ inline double larger(double a, double b) noexcept {
 
 /// The cell as a Vector; of anything else the number is x.
 inline VectorValue vectorOf(const ValueCell& cell) noexcept {
-    return cell.type == Vector ? cell.payload.vec : VectorValue{cell.firstDouble(), 0.0, 0.0};
+    return cell.type == Vector ? cell.vec : VectorValue{cell.firstDouble(), 0.0, 0.0};
 }
 
 template <class F>
@@ -105,7 +105,7 @@ template <double (*F)(double)>
 void componentwise(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Vector) {
-        call.resultVector(map(x.payload.vec, F));
+        call.resultVector(map(x.vec, F));
     } else {
         call.resultNumber(F(x.firstDouble()));
     }
@@ -116,7 +116,7 @@ template <double (*F)(double, double)>
 void pairwise(BuiltinCall& call) {
     const ValueCell& a = call.arg(0);
     if (a.type == Vector) {
-        call.resultVector(map(a.payload.vec, vectorOf(call.arg(1)), F));
+        call.resultVector(map(a.vec, vectorOf(call.arg(1)), F));
     } else {
         call.resultNumber(F(a.firstDouble(), call.arg(1).firstDouble()));
     }
@@ -128,7 +128,7 @@ void extremum(BuiltinCall& call) {
     const ValueCell& a = call.arg(0);
     const ValueCell& b = call.arg(1);
     if (a.type == Integer && b.type == Integer) {
-        call.resultInteger(F(std::trunc(a.payload.number), std::trunc(b.payload.number)));
+        call.resultInteger(F(std::trunc(a.number), std::trunc(b.number)));
     } else {
         pairwise<F>(call);
     }

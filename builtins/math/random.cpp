@@ -36,7 +36,7 @@ void randu(BuiltinCall& call) {
     if (call.argc > 1) return call.failCount();
     if (call.argc == 1) {
         if (!call.arg(0).isNumeric()) return call.failType(1);
-        call.ctx.randomState = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
+        call.ctx.randomState = static_cast<std::uint32_t>(truncate32(call.arg(0).number));
     }
     call.resultNumber(draw(call.ctx) * kPerDraw);
 }

@@ -32,12 +32,12 @@ void transformTarget(BuiltinCall& call, const ValueCell& target, const Matrix& m
         return VectorValue{moved.x + pivot.x, moved.y + pivot.y, moved.z + pivot.z};
     };
     if (target.type == Vector) {
-        call.resultVector(image(target.payload.vec));
+        call.resultVector(image(target.vec));
         return;
     }
-    if (target.payload.array != nullptr) {
-        for (ValueCell& element : target.payload.array->elements)
-            if (element.type == Vector) element.payload.vec = image(element.payload.vec);
+    if (target.array != nullptr) {
+        for (ValueCell& element : target.array->elements)
+            if (element.type == Vector) element.vec = image(element.vec);
     }
     call.none();
 }
@@ -45,11 +45,11 @@ void transformTarget(BuiltinCall& call, const ValueCell& target, const Matrix& m
 /// 1 to 3, or 0 for what names no axis.
 int axisOf(const ValueCell& cell) {
     if (cell.isNumeric()) {
-        const std::int64_t axis = truncate(cell.payload.number);
+        const std::int64_t axis = truncate(cell.number);
         return axis >= 1 && axis <= 3 ? static_cast<int>(axis) : 0;
     }
     if (!cell.isText()) return 0;
-    switch (cell.payload.text[0]) {
+    switch (cell.text[0]) {
         case 'X':
         case 'x':
             return 1;
@@ -99,7 +99,7 @@ void transformByVector(BuiltinCall& call, Fill fill) {
     if (!isTarget(call.arg(1))) return call.failType(2);
     if (call.arg(0).type != Vector) return call.failType(1);
     Matrix matrix;
-    fill(matrix.m, call.arg(0).payload.vec);
+    fill(matrix.m, call.arg(0).vec);
     transformTarget(call, call.arg(1), matrix, {});
 }
 
@@ -126,13 +126,13 @@ void rotate3d(BuiltinCall& call) {
     VectorValue pivot;
     if (call.argc == 4) {
         if (call.arg(3).type != Vector) return call.failType(4);
-        pivot = call.arg(3).payload.vec;
+        pivot = call.arg(3).vec;
     }
     if (!isTarget(call.arg(2))) return call.failType(3);
     if (!call.arg(1).isNumeric()) return call.failType(2);
     const int axis = axisOf(call.arg(0));
     if (axis == 0) return call.failType(1);
-    transformTarget(call, call.arg(2), rotation(axis, call.arg(1).payload.number), pivot);
+    transformTarget(call, call.arg(2), rotation(axis, call.arg(1).number), pivot);
 }
 
 }  // namespace kestrel::builtins

@@ -11,7 +11,7 @@ namespace kestrel::builtins {
 void magnitude(BuiltinCall& call) {
     VectorValue v;
     if (call.argc > 0 && call.arg(call.argc - 1).type == Vector) {
-        v = call.arg(call.argc - 1).payload.vec;
+        v = call.arg(call.argc - 1).vec;
     } else {
         double* const parts[] = {&v.x, &v.y, &v.z};
         for (int i = 0; i < 3 && i < call.argc; ++i) *parts[i] = call.arg(i).firstDouble();
@@ -51,9 +51,9 @@ struct Box {
 
 /// A corner of a box: a Vector, or a number that stands for all three coordinates.
 std::optional<VectorValue> cornerOf(const ValueCell& cell) {
-    if (cell.type == Vector) return cell.payload.vec;
+    if (cell.type == Vector) return cell.vec;
     if (!cell.isNumeric()) return std::nullopt;
-    const double n = cell.payload.number;
+    const double n = cell.number;
     return VectorValue{n, n, n};
 }
 
@@ -66,7 +66,7 @@ std::optional<Box> boxOf(BuiltinCall& call, const ValueCell& first, const ValueC
 }
 
 std::optional<Box> boxOfArray(BuiltinCall& call) {
-    const ArrayRecord* array = call.arg(0).payload.array;
+    const ArrayRecord* array = call.arg(0).array;
     int found = 0;
     if (array != nullptr) {
         for (const ValueCell& element : array->elements) {
@@ -80,7 +80,7 @@ std::optional<Box> boxOfArray(BuiltinCall& call) {
 }
 
 std::optional<Box> boxOfReturned(BuiltinCall& call) {
-    const std::int64_t count = truncate(call.arg(call.argc - 1).payload.number);
+    const std::int64_t count = truncate(call.arg(call.argc - 1).number);
     const Values values = widen(call);
     EvalStack& stack = call.ctx.stack;
     if (count == 2 && values.count == 2)
@@ -95,7 +95,7 @@ std::optional<Box> boxOfNumbers(BuiltinCall& call) {
     bool numeric = call.argc == 6;
     for (int i = 0; numeric && i < 6; ++i) {
         numeric = call.arg(i).isNumeric();
-        n[static_cast<std::size_t>(i)] = call.arg(i).payload.number;
+        n[static_cast<std::size_t>(i)] = call.arg(i).number;
     }
     if (numeric) return Box{{n[0], n[1], n[2]}, {n[3], n[4], n[5]}};
     call.failType(1);

@@ -24,12 +24,12 @@ constexpr std::size_t kElementColumn = 47;
 std::optional<std::string> dumpText(const EngineContext& ctx, const ValueCell& cell) {
     switch (cell.type) {
         case Vector: {
-            const VectorValue& v = cell.payload.vec;
+            const VectorValue& v = cell.vec;
             return "<" + formatVector(v.x, v.y, v.z, ',') + ">";
         }
         case String:
         case TempString:
-            return "\"" + std::string(cell.payload.text != nullptr ? cell.payload.text : "") + "\"";
+            return "\"" + std::string(cell.text != nullptr ? cell.text : "") + "\"";
         case Nil:
             return "(nil)";
         default:
@@ -66,7 +66,7 @@ private:
         std::string label(owner);
         label.append("::").append(variable.name);
         label.resize(kValueColumn, ' ');  // one that reaches the value's column is cut there
-        if (variable.type == Array) return arrayLines(label, variable.array());
+        if (variable.type == Array) return arrayLines(label, variable.heldArray());
         const std::optional<std::string> text = dumpText(ctx_, variableCell(variable));
         if (variable.type == Uninitialized)
             line(label + "(UNUSED)");
@@ -96,7 +96,7 @@ private:
 void dump(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     if (!call.arg(0).isText()) return call.failType(1);
-    const std::string path = convertSeparators(ctx, call.arg(0).payload.text);
+    const std::string path = convertSeparators(ctx, call.arg(0).text);
     // A file that does not open is passed over in silence, by design.
     if (const platform::FileHandle file = platform::openFile(path, "a")) Snapshot(file.get(), ctx).write();
     call.none();

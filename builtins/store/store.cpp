@@ -26,14 +26,14 @@ constexpr std::size_t kRecordChars = 511;
 std::string plainText(const EngineContext& ctx, const ValueCell& cell) {
     switch (cell.type) {
         case Number:
-            return formatG(cell.payload.number);
+            return formatG(cell.number);
         case Integer:
-            return formatInt(cell.payload.number);
+            return formatInt(cell.number);
         case Vector:
-            return formatVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ' ');
+            return formatVector(cell.vec.x, cell.vec.y, cell.vec.z, ' ');
         case String:
         case TempString:
-            return cell.payload.text;
+            return cell.text;
         default:
             return objectText(ctx, TextUse::Name, cell).value_or("");
     }
@@ -62,7 +62,7 @@ using Parts = std::optional<std::span<RecordMember>>;
 
 /// What a value consists of; nothing for one that is no composite object.
 Parts partsOf(const EngineContext& ctx, const ValueCell& cell) {
-    return isObjectKind(cell.type) ? ctx.kinds().of(cell.type).parts(cell.payload.object) : std::nullopt;
+    return isObjectKind(cell.type) ? ctx.kinds().of(cell.type).parts(cell.object) : std::nullopt;
 }
 
 /// The members in order. A member that does not fit is left out, later ones are still tried; one that is a
@@ -177,7 +177,7 @@ void store(BuiltinCall& call) {
     const bool master = global && !object.scriptOnly;
     PersistentStore* target = ctx.services.store;
     if (target == nullptr ||
-        !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text, text))
+        !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).text, text))
         ctx.report(MessageId::StoreNotWritten);
     call.none();
 }
@@ -192,7 +192,7 @@ void recall(BuiltinCall& call) {
 
     std::string stored(kNothing);
     if (ctx.services.store != nullptr)
-        stored = ctx.services.store->read(global ? kMasterScope : ctx.scriptFile, call.arg(0).payload.text,
+        stored = ctx.services.store->read(global ? kMasterScope : ctx.scriptFile, call.arg(0).text,
                                           kNothing);
     if (stored != kNothing) return resultOfStored(call, stored, global);
     if (call.argc == 1) return call.result(ValueCell::ofNil());

@@ -27,7 +27,7 @@ platform::Process* referredTo(BuiltinCall& call) {
         call.resultInteger(-1.0);
         return nullptr;
     }
-    platform::Process* program = reference.isText() ? programs(call).find(reference.payload.text) : nullptr;
+    platform::Process* program = reference.isText() ? programs(call).find(reference.text) : nullptr;
     if (program == nullptr) call.failType(1);
     return program;
 }
@@ -51,7 +51,7 @@ void waitFor(BuiltinCall& call) {
     if (program == nullptr) return;
     const std::optional<int> code = program->wait(call.ctx.cancelFlag());
     if (!code) return call.result(ValueCell::ofNil());  // the script is to end; the program is not
-    programs(call).remove(call.arg(0).payload.text);
+    programs(call).remove(call.arg(0).text);
     call.resultInteger(*code);
 }
 
@@ -60,7 +60,7 @@ void terminate(BuiltinCall& call) {
     if (program == nullptr) return;
     const bool killed = program->kill();
     (void)program->wait(call.ctx.cancelFlag());
-    programs(call).remove(call.arg(0).payload.text);
+    programs(call).remove(call.arg(0).text);
     call.resultInteger(killed ? 1.0 : 0.0);
 }
 

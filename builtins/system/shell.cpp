@@ -64,7 +64,7 @@ private:
 };
 
 bool holdsSeveral(const ValueCell& cell) {
-    return cell.isText() && std::string_view(cell.payload.text).find('@') != std::string_view::npos;
+    return cell.isText() && std::string_view(cell.text).find('@') != std::string_view::npos;
 }
 
 /// True when the arguments are several commands: when any of the texts has a "@".

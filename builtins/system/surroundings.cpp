@@ -14,7 +14,7 @@ namespace kestrel::builtins {
 
 void environmentVariable(BuiltinCall& call) {
     if (!call.arg(0).isText()) return call.failType(1);
-    const std::optional<std::string> value = platform::environment(call.arg(0).payload.text);
+    const std::optional<std::string> value = platform::environment(call.arg(0).text);
     if (!value) return call.result(ValueCell::ofNil());
     call.resultText(*value);
 }
@@ -26,7 +26,7 @@ void machineKind(BuiltinCall& call) {
 void sleepFor(BuiltinCall& call) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
     constexpr std::int64_t kLongest = 0xffffffff;  // what a 32-bit count of milliseconds holds, some 50 days
-    const std::int64_t duration = std::clamp<std::int64_t>(truncate(call.arg(0).payload.number), 0, kLongest);
+    const std::int64_t duration = std::clamp<std::int64_t>(truncate(call.arg(0).number), 0, kLongest);
     platform::pause(std::chrono::milliseconds(duration), call.ctx.cancelFlag());
     call.none();
 }

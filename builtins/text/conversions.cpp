@@ -43,10 +43,10 @@ void size(BuiltinCall& call) {
             return call.resultInteger(3.0);
         case String:
         case TempString:
-            return call.resultInteger(static_cast<double>(std::strlen(x.payload.text)));
+            return call.resultInteger(static_cast<double>(std::strlen(x.text)));
         case ArrayRef: {
-            if (x.payload.array == nullptr) return call.resultInteger(0.0);
-            const auto& elements = x.payload.array->elements;
+            if (x.array == nullptr) return call.resultInteger(0.0);
+            const auto& elements = x.array->elements;
             return call.resultInteger(static_cast<double>(
                 std::count_if(elements.begin(), elements.end(), [](const ValueCell& element) {
                     return element.type != Uninitialized && element.type != Nil;
@@ -60,7 +60,7 @@ void size(BuiltinCall& call) {
 
 void numberOfText(BuiltinCall& call) {
     if (!call.arg(0).isText()) return call.failType(1);
-    const std::string_view text = call.arg(0).payload.text;
+    const std::string_view text = call.arg(0).text;
     const std::string_view number = fromNumber(text, ".-+");
     // A point anywhere makes it a Number, read at single precision: number('3.14159265')
     // is 3.1415927410125732.
@@ -73,15 +73,15 @@ void numberOfText(BuiltinCall& call) {
 
 void integerOf(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
-    if (x.isNumeric()) return call.resultInteger(wholePart(x.payload.number));
+    if (x.isNumeric()) return call.resultInteger(wholePart(x.number));
     if (!x.isText()) return call.failType(1);
-    resultOfInteger(call, fromNumber(x.payload.text, "-+"));
+    resultOfInteger(call, fromNumber(x.text, "-+"));
 }
 
 void vectorOfText(BuiltinCall& call) {
     if (!call.arg(0).isText()) return call.failType(1);
     float v[3];
-    if (parseThree(fromNumber(call.arg(0).payload.text, ".-+"), v) != 3)
+    if (parseThree(fromNumber(call.arg(0).text, ".-+"), v) != 3)
         return call.result(ValueCell::ofNil());
     call.resultVector({static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])});
 }
@@ -91,7 +91,7 @@ void array(BuiltinCall& call) {
     std::vector<std::int64_t> dims(static_cast<std::size_t>(call.argc));
     for (int i = call.argc - 1; i >= 0; --i) {
         if (!call.arg(i).isNumeric()) return call.failType(i + 1);
-        dims[static_cast<std::size_t>(i)] = truncate(call.arg(i).payload.number);
+        dims[static_cast<std::size_t>(i)] = truncate(call.arg(i).number);
     }
     ArrayRecord* record = makeArray(call.ctx, dims, Uninitialized);
     call.result(record != nullptr ? ValueCell::ofObject(NewArray, record) : ValueCell::ofNil());

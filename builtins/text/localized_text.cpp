@@ -58,12 +58,12 @@ std::optional<std::string> textAt(EngineContext& ctx, std::FILE* file, std::int6
 void localizedText(BuiltinCall& call) {
     if (!call.arg(1).isText()) return call.failType(2);
     if (!call.arg(0).isNumeric()) return call.failType(1);
-    const std::int64_t index = truncate(call.arg(0).payload.number);
+    const std::int64_t index = truncate(call.arg(0).number);
     std::optional<std::string> text;
     if (index >= 1)
         if (const platform::FileHandle file = openSideFile(call.ctx))
             text = textAt(call.ctx, file.get(), index);
-    call.resultText(text ? std::string_view(*text) : std::string_view(call.arg(1).payload.text));
+    call.resultText(text ? std::string_view(*text) : std::string_view(call.arg(1).text));
 }
 
 }  // namespace kestrel::builtins

@@ -43,14 +43,14 @@ std::string_view plainText(const ValueCell& cell, NumberBuffer& buffer) {
     char* end = buffer.data();
     switch (cell.type) {
         case Number:
-            end = writeG(cell.payload.number, end);
+            end = writeG(cell.number, end);
             break;
         case Integer:
-            end = writeInt(cell.payload.number, end);
+            end = writeInt(cell.number, end);
             break;
         case Vector:
             *end++ = '<';
-            end = writeVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ',', end);
+            end = writeVector(cell.vec.x, cell.vec.y, cell.vec.z, ',', end);
             *end++ = '>';
             break;
         case Nil:
@@ -74,8 +74,8 @@ std::string doublePercents(std::string_view text) {
 bool addObject(MessageText& message, const EngineContext& ctx, const ValueCell& object, TextUse use,
                std::string_view separator = "") {
     ObjectText text;
-    if (!isObjectKind(object.type) || object.payload.object == nullptr ||
-        !ctx.kinds().of(object.type).text(use, object.payload.object, text))
+    if (!isObjectKind(object.type) || object.object == nullptr ||
+        !ctx.kinds().of(object.type).text(use, object.object, text))
         return false;
     message.add({separator, text.before, text.body, text.after});
     return true;
@@ -87,7 +87,7 @@ void addElements(MessageText& message, const EngineContext& ctx, const ArrayReco
     for (const ValueCell& element : array.elements) {
         std::string_view text = plainText(element, buffer);
         // As it is: a "%" in it means to the reporter what it means in a format.
-        if (element.isText()) text = element.payload.text;
+        if (element.isText()) text = element.text;
         if (element.isText() || !text.empty())
             message.add({separator, text});
         else if (!addObject(message, ctx, element, TextUse::Name, separator))
@@ -101,7 +101,7 @@ void addArgument(MessageText& message, const EngineContext& ctx, const ValueCell
     switch (cell.type) {
         case String:
         case TempString: {
-            const std::string_view text = cell.payload.text;
+            const std::string_view text = cell.text;
             if (text.find('%') == std::string_view::npos) {
                 message.add(text);
             } else {
@@ -110,7 +110,7 @@ void addArgument(MessageText& message, const EngineContext& ctx, const ValueCell
             break;
         }
         case ArrayRef:
-            if (cell.payload.array != nullptr) addElements(message, ctx, *cell.payload.array);
+            if (cell.array != nullptr) addElements(message, ctx, *cell.array);
             break;
         default:
             if (!addObject(message, ctx, cell, TextUse::Message)) message.add(plainText(cell, buffer));

@@ -28,14 +28,14 @@ bool canFollowElements(const EngineContext& ctx, const ValueCell& cell) noexcept
 }
 
 const char* arrayName(const ValueCell& reference) noexcept {
-    const Variable* variable = reference.payload.namedArray.variable;
+    const Variable* variable = reference.named;
     return variable != nullptr ? variable->name : "";
 }
 
 /// The text is always a new one: what the first argument was read from stays as it is.
 void appendToText(BuiltinCall& call) {
     if (!canFollowText(call.arg(1))) return call.failType(2);
-    const std::string_view first = call.arg(0).payload.text;
+    const std::string_view first = call.arg(0).text;
     const std::string second = pieceText(call.ctx, call.arg(1)).value_or("");
     char* joined = makeTextBuffer(call.ctx, first.size() + 1 + second.size());
     if (joined == nullptr) return call.result(ValueCell::ofNil());
@@ -58,10 +58,10 @@ void appendToArray(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     const ValueCell& target = call.arg(0);
     const ValueCell& value = call.arg(1);
-    ArrayRecord& array = *target.payload.array;
+    ArrayRecord& array = *target.array;
     if (array.dimCount != 1) return call.fail(MessageId::AppendToGrid, arrayName(target));
     if (value.type == ArrayRef) {
-        const ArrayRecord* other = value.payload.array;
+        const ArrayRecord* other = value.array;
         if (other == nullptr)
             return call.fail(MessageId::AppendNoArray, arrayName(value), arrayName(target), array.count());
         appendElements(ctx, array, *other);
@@ -103,8 +103,8 @@ bool isZeroPadArgument(const ValueCell& cell) noexcept {
 }
 
 bool meansTrue(const ValueCell& cell) noexcept {
-    if (cell.isNumeric()) return truncate(cell.payload.number) != 0;
-    const std::string_view text = cell.payload.text;
+    if (cell.isNumeric()) return truncate(cell.number) != 0;
+    const std::string_view text = cell.text;
     return text == "true" || text == "TRUE" || text == "True";
 }
 
@@ -116,14 +116,14 @@ void resultOfNumber(BuiltinCall& call, int base, std::string_view prefix) {
     if (!call.arg(0).isNumeric()) return call.failType(1);
 
     std::array<char, 16> buffer;
-    const auto value = static_cast<std::uint32_t>(truncate32(call.arg(0).payload.number));
+    const auto value = static_cast<std::uint32_t>(truncate32(call.arg(0).number));
     const char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, base).ptr;
     PaddedDigits number{.prefix = prefix,
                         .digits = {buffer.data(), static_cast<std::size_t>(end - buffer.data())}};
     // The width stands behind the "0" of a C format, so a negative one puts blanks behind the digits. Without
     // zeros the number would only get blanks behind, and those are cut off: meant, such a width has no
     // effect.
-    const std::int64_t width = call.argc > 1 ? truncate(call.arg(1).payload.number) : -1;
+    const std::int64_t width = call.argc > 1 ? truncate(call.arg(1).number) : -1;
     if (width != -1 && call.argc > 2 && meansTrue(call.arg(2))) {
         number.width = widthOf(width);
         number.blanksBehind = width < 0;
@@ -140,7 +140,7 @@ void stringOf(BuiltinCall& call) {
 void append(BuiltinCall& call) {
     const ValueCell& target = call.arg(0);
     if (target.isText()) return appendToText(call);
-    if (target.type == ArrayRef && target.payload.array != nullptr) return appendToArray(call);
+    if (target.type == ArrayRef && target.array != nullptr) return appendToArray(call);
     call.failType(1);
 }
 

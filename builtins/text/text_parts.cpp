@@ -21,7 +21,7 @@ ValueCell textOrNil(EngineContext& ctx, std::string_view text) {
 std::size_t characterCount(const ValueCell& cell) noexcept {
     constexpr std::uint64_t kMost = std::numeric_limits<std::size_t>::max();
     return static_cast<std::size_t>(
-        std::min(static_cast<std::uint64_t>(truncate(cell.payload.number)), kMost));
+        std::min(static_cast<std::uint64_t>(truncate(cell.number)), kMost));
 }
 
 /// Checks the two arguments of strleft() and strright(), the last one first.
@@ -40,7 +40,7 @@ void resultInOtherCase(BuiltinCall& call, char first, char last) {
     // Meant: strlower() reports under this name as well.
     if (!call.arg(0).isText()) return call.fail(MessageId::ArgumentType, 1, "strupper");
     constexpr char kCaseBit = 'a' ^ 'A';
-    std::string text = call.arg(0).payload.text;
+    std::string text = call.arg(0).text;
     for (char& c : text)
         if (c >= first && c <= last) c = static_cast<char>(c ^ kCaseBit);
     call.resultText(text);
@@ -51,13 +51,13 @@ void resultInOtherCase(BuiltinCall& call, char first, char last) {
 void parse(BuiltinCall& call) {
     if (!call.arg(1).isText()) return call.failType(2);
     if (!call.arg(0).isText()) return call.failType(1);
-    resultTokens(call, call.arg(0).payload.text, call.arg(1).payload.text);
+    resultTokens(call, call.arg(0).text, call.arg(1).text);
 }
 
 void split(BuiltinCall& call) {
     EngineContext& ctx = call.ctx;
     if (!call.arg(0).isText()) return call.failType(1);
-    const std::string_view path = call.arg(0).payload.text;
+    const std::string_view path = call.arg(0).text;
     const std::size_t driveEnd = path.size() > 1 && ascii::isLetter(path[0]) && path[1] == ':' ? 2 : 0;
     const std::size_t separator = path.find_last_of("\\/");
     const std::size_t fileBegin = separator != std::string_view::npos ? separator + 1 : driveEnd;
@@ -77,7 +77,7 @@ void split(BuiltinCall& call) {
 
 void strleft(BuiltinCall& call) {
     if (!checkTextAndCount(call)) return;
-    const std::string_view text = call.arg(0).payload.text;
+    const std::string_view text = call.arg(0).text;
     const std::size_t count = characterCount(call.arg(1));
     if (text.size() < count) return call.result(ValueCell::ofNil());
     call.resultText(text.substr(0, count));
@@ -85,7 +85,7 @@ void strleft(BuiltinCall& call) {
 
 void strright(BuiltinCall& call) {
     if (!checkTextAndCount(call)) return;
-    const std::string_view text = call.arg(0).payload.text;
+    const std::string_view text = call.arg(0).text;
     // Meant: unlike strleft(), too large a count gives the whole text.
     const std::size_t count = std::min(characterCount(call.arg(1)), text.size());
     call.resultText(text.substr(text.size() - count));
@@ -95,7 +95,7 @@ void strsub(BuiltinCall& call) {
     if (!call.arg(2).isNumeric()) return call.failType(3);
     if (!call.arg(1).isNumeric()) return call.failType(2);
     if (!call.arg(0).isText()) return call.failType(1);
-    const std::string_view text = call.arg(0).payload.text;
+    const std::string_view text = call.arg(0).text;
     const std::size_t start = std::max<std::size_t>(characterCount(call.arg(1)), 1);
     // Meant: a start beyond the end gives the whole text.
     if (start > text.size()) return call.resultText(text);

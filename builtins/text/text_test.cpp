@@ -82,7 +82,7 @@ TEST_F(TextTest, arraysGrow) {
     for (const ValueCell& element : array->elements) left += show(element) + " ";
     EXPECT_EQ(left, "1 'two' type 0 'two' 1 'two' type 0 'two' ");
     EXPECT_EQ(array->dims[0], 8);
-    EXPECT_NE(array->elements[1].payload.text, array->elements[5].payload.text);  // each owns its own
+    EXPECT_NE(array->elements[1].text, array->elements[5].text);  // each owns its own
 }
 
 TEST_F(TextTest, everyArgumentErrorReportsAndYieldsOneNil) {

@@ -45,14 +45,14 @@ public:
     void resultScalar(Tag tag, double value) {
         ValueCell& slot = resultSlot();
         slot.type = tag;
-        slot.payload.number = value;
+        slot.number = value;
     }
     void resultNumber(double value) { resultScalar(Number, value); }
     void resultInteger(double value) { resultScalar(Integer, value); }
     void resultVector(const VectorValue& value) {
         ValueCell& slot = resultSlot();
         slot.type = Vector;
-        slot.payload.vec = value;
+        slot.vec = value;
     }
     /// Replaces the arguments by a new text (TempString), which may be made of them. Without memory it is
     /// Nil.

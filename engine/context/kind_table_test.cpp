@@ -27,7 +27,7 @@ void readBrightness(EngineContext& ctx, const MemberAccess& access, const Member
 void writeBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value,
                      int op) {
     double& brightness = lampOf(access).brightness;
-    const MemberUpdate update = updateNumberMember(ctx, brightness, value.payload.number, op);
+    const MemberUpdate update = updateNumberMember(ctx, brightness, value.number, op);
     brightness = update.value;
     if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
 }
@@ -37,7 +37,7 @@ void readColor(EngineContext& ctx, const MemberAccess& access, const MemberRow&)
 }
 
 void sum(MethodCall& call) {
-    call.resultNumber(call.arg(0).payload.number + static_cast<double>(call.row.detail));
+    call.resultNumber(call.arg(0).number + static_cast<double>(call.row.detail));
 }
 
 constexpr MemberRow kMembers[] = {

@@ -33,12 +33,12 @@ bool isSimple(const ArrayRecord& array) noexcept {
 double elementNumber(const ValueCell& element) {
     switch (element.type) {
         case Number:
-            return element.payload.number;
+            return element.number;
         case Integer:
-            return static_cast<double>(truncate(element.payload.number));
+            return static_cast<double>(truncate(element.number));
         case String:
         case TempString:
-            return parseDouble(element.payload.text);
+            return parseDouble(element.text);
         default:
             return 0.0;
     }
@@ -46,12 +46,12 @@ double elementNumber(const ValueCell& element) {
 
 /// What an element is sorted by. Integers and Numbers share the number, texts are compared by bytes.
 double sortNumber(const ValueCell& element) noexcept {
-    return element.type == Integer ? static_cast<double>(truncate(element.payload.number))
-                                   : element.payload.number;
+    return element.type == Integer ? static_cast<double>(truncate(element.number))
+                                   : element.number;
 }
 
 bool before(const ValueCell& a, const ValueCell& b) noexcept {
-    if (a.isText()) return std::strcmp(a.payload.text, b.payload.text) < 0;
+    if (a.isText()) return std::strcmp(a.text, b.text) < 0;
     return sortNumber(a) < sortNumber(b);
 }
 
@@ -60,7 +60,7 @@ template <class Less>
 bool hasUnlikeEquals(std::span<const ValueCell> sorted, Less less) noexcept {
     const auto unlike = [&less](const ValueCell& a, const ValueCell& b) {
         return !less(a, b) && !a.isText() &&
-               std::memcmp(&a.payload.number, &b.payload.number, sizeof(double)) != 0;
+               std::memcmp(&a.number, &b.number, sizeof(double)) != 0;
     };
     return std::adjacent_find(sorted.begin(), sorted.end(), unlike) != sorted.end();
 }

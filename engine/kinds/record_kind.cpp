@@ -30,7 +30,7 @@ void destroyRecord(EngineContext& ctx, std::size_t index) {
 
 /// The member that an access names; null when there is none.
 RecordMember* findMember(const MemberAccess& access) noexcept {
-    RecordInstance* record = access.object->record();
+    RecordInstance* record = access.object->heldRecord();
     if (record == nullptr) return nullptr;
     const std::int32_t position = record->declaration->positionOf(access.name);
     return position < 0 ? nullptr : &record->members[static_cast<std::size_t>(position)];
@@ -109,7 +109,7 @@ void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, cons
 
 bool RecordKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
     const bool equal =
-        right.type == UserRecord && sameKindOfRecord(left.payload.record, right.payload.record);
+        right.type == UserRecord && sameKindOfRecord(left.record, right.record);
     return equality(op, equal);
 }
 
@@ -148,8 +148,8 @@ void RecordKind::sweep(EngineContext& ctx) {
     const auto mark = [&ctx](bool value) {
         for (int i = 0; i < ctx.stack.size(); ++i) {
             const ValueCell& cell = ctx.stack.at(i);
-            if (cell.type == UserRecord && cell.payload.record != nullptr)
-                cell.payload.record->onStack = value;
+            if (cell.type == UserRecord && cell.record != nullptr)
+                cell.record->onStack = value;
         }
     };
     mark(true);

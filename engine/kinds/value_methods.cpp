@@ -34,7 +34,7 @@ Kind kindOf(const Variable& variable) noexcept {
         case TempString:
             return Kind::Text;
         case Array:
-            return variable.array() != nullptr ? Kind::Array : Kind::Nil;
+            return variable.heldArray() != nullptr ? Kind::Array : Kind::Nil;
         default:
             // Nil, and every mark of a name that was never assigned, are no objects.
             return isObjectKind(variable.type) ? Kind::Other : Kind::Nil;
@@ -44,7 +44,7 @@ Kind kindOf(const Variable& variable) noexcept {
 /// Every text that a variable or parameter holds is its own, so the methods that change texts act on all of
 /// them.
 std::string_view textOf(const Variable& variable) noexcept {
-    return variable.text() != nullptr ? variable.text() : "";
+    return variable.text != nullptr ? variable.text : "";
 }
 
 ValueCell integerResult(std::int64_t v) noexcept {
@@ -74,7 +74,7 @@ ValueCell sizeOf(const Variable& variable) noexcept {
         case Kind::Text:
             return integerResult(static_cast<std::int64_t>(textOf(variable).size()));
         case Kind::Array:
-            return integerResult(variable.array()->count());
+            return integerResult(variable.heldArray()->count());
         default:
             return integerResult(0);
     }
@@ -86,7 +86,7 @@ ValueCell countOf(const Variable& variable) noexcept {
         case Kind::Integer:
             return integerResult(1);
         case Kind::Array:
-            return integerResult(countAssigned(*variable.array()));
+            return integerResult(countAssigned(*variable.heldArray()));
         default:
             return sizeOf(variable);
     }
@@ -130,7 +130,7 @@ ValueCell asVector(const Variable& variable) {
             return ValueCell::ofVector({parts[0], parts[1], parts[2]});
         }
         case Kind::Array:
-            return ValueCell::ofVector(arrayAsVector(*variable.array()));
+            return ValueCell::ofVector(arrayAsVector(*variable.heldArray()));
         default:
             return ValueCell::ofVector(repeated(0.0));
     }
@@ -172,7 +172,7 @@ ValueCell pack(EngineContext& ctx, Variable& variable) {
         case Kind::Text:
             return packText(ctx, variable);
         case Kind::Array:
-            return integerResult(packArray(*variable.array()));
+            return integerResult(packArray(*variable.heldArray()));
         default:
             return integerResult(0);
     }
@@ -193,7 +193,7 @@ ValueCell truncateInPlace(EngineContext& ctx, Variable& variable) {
         case Kind::Text:
             return trimText(ctx, variable);
         case Kind::Array:
-            return integerResult(trimArray(ctx, *variable.array()));
+            return integerResult(trimArray(ctx, *variable.heldArray()));
         default:
             return integerResult(0);
     }
@@ -204,7 +204,7 @@ ValueCell sorted(EngineContext& ctx, Variable& variable, bool ascending) {
         case Kind::Text:
             return sortText(ctx, variable, ascending);
         case Kind::Array:
-            return integerResult(sortArray(*variable.array(), ascending));
+            return integerResult(sortArray(*variable.heldArray(), ascending));
         default:
             return integerResult(0);
     }
@@ -325,7 +325,7 @@ bool readFormat(EngineContext& ctx, int argc, StringFormat& format) {
     const ValueCell& width = ctx.stack.top(argc - 1);
     if (!isNumber(width)) return false;
     if (width.type == Integer)
-        format.integerWidth = std::clamp(truncate(width.payload.number), -kMaxWidth, kMaxWidth);
+        format.integerWidth = std::clamp(truncate(width.number), -kMaxWidth, kMaxWidth);
     else
         format.numberWidth = static_cast<float>(width.firstDouble());
     return true;

@@ -127,11 +127,11 @@ TEST_F(ValueMethods, PackTrimAndSortArrays) {
 /// Every fast way of sorting must end where the defining loop ends.
 TEST_F(ValueMethods, SortAsTheExchangeLoopDoes) {
     const auto key = [](const ValueCell& c) {
-        return c.type == Integer ? std::trunc(c.payload.number) : c.payload.number;
+        return c.type == Integer ? std::trunc(c.number) : c.number;
     };
     const auto swaps = [&](const ValueCell& a, const ValueCell& b, bool ascending) {
         if (!a.isText()) return ascending ? key(a) < key(b) : key(a) > key(b);
-        const int order = std::strcmp(a.payload.text, b.payload.text);
+        const int order = std::strcmp(a.text, b.text);
         return ascending ? order < 0 : order != 0;
     };
     using Maker = std::function<ValueCell(double)>;

@@ -64,7 +64,7 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
     const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
     if (!index) return;
     const std::int64_t position = *index;
-    const std::string_view text = variable.text();
+    const std::string_view text = variable.text;
     ctx.stack.dropTo(list.first);
     if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
         // Only reported, by design: the run goes on without a value.
@@ -75,7 +75,7 @@ void readCharacter(EngineContext& ctx, const Variable& variable) {
 }
 
 void indexValue(EngineContext& ctx, Variable& variable) {
-    if (const ArrayRecord* array = variable.array()) {
+    if (const ArrayRecord* array = variable.heldArray()) {
         readElement(ctx, *array, variable);
     } else if (variable.holdsText()) {
         readCharacter(ctx, variable);
@@ -94,7 +94,7 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     std::int64_t product = 1;
     const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
         if (!requireNumericIndex(ctx, cell, variable)) return false;
-        const std::int64_t size = truncate(cell.payload.number);
+        const std::int64_t size = truncate(cell.number);
         if (k < kMaxDimensions) sizes[static_cast<std::size_t>(k)] = size;
         // Past this bound the product only has to stay too large (or negative).
         if (__builtin_mul_overflow(product, size, &product)) product = kMaxElements + 1;
@@ -123,7 +123,7 @@ void adoptArray(EngineContext& ctx, const CodeNode& node, ArrayRecord& array) {
 void declareFromFile(EngineContext& ctx, const CodeNode& node, const IndexList& list) {
     constexpr std::int64_t kNone = 0;
     ArrayRecord* array = makeArray(ctx, {&kNone, 1}, Nil);
-    if (array != nullptr) loadArrayFile(ctx, *array, ctx.stack.at(list.end - 1).payload.text);
+    if (array != nullptr) loadArrayFile(ctx, *array, ctx.stack.at(list.end - 1).text);
     ctx.stack.dropTo(list.first);
     if (array != nullptr) adoptArray(ctx, node, *array);
 }
@@ -132,7 +132,7 @@ void declareArray(EngineContext& ctx, const CodeNode& node) {
     Variable& variable = *node.variable;
     const IndexList list = indexListBelow(ctx, ctx.stack.size());
     if (!requireList(ctx, list)) return;
-    if (const ArrayRecord* array = variable.array()) {
+    if (const ArrayRecord* array = variable.heldArray()) {
         // A declaration in a loop, or in a function called again, keeps the array it made.
         const bool repeat =
             !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
@@ -208,9 +208,9 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
 
 void clearElement(EngineContext& ctx, ValueCell& element) {
     if (element.type == TempString)
-        ctx.pool.release(element.payload.text);
+        ctx.pool.release(element.text);
     else if (isObjectKind(element.type))
-        ctx.kinds().of(element.type).drop(ctx, element.payload.object);
+        ctx.kinds().of(element.type).drop(ctx, element.object);
     element = ValueCell::ofNil();
 }
 
@@ -221,11 +221,11 @@ void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
     }
     ValueCell stored = value;
     if (value.isText()) {
-        const char* copy = ctx.pool.keep(value.payload.text != nullptr ? value.payload.text : "");
+        const char* copy = ctx.pool.keep(value.text != nullptr ? value.text : "");
         if (copy == nullptr) return;
         stored = ValueCell::ofTemp(copy);
     } else if (isObjectKind(value.type)) {
-        ctx.kinds().of(value.type).hold(ctx, value.payload.object);
+        ctx.kinds().of(value.type).hold(ctx, value.object);
     } else if (value.type == VarRef) {
         stored = ValueCell::ofNumber(0.0);
     }
@@ -252,7 +252,7 @@ std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable
                                     int k) {
     std::optional<std::int64_t> index;
     const bool exhausted = forEachIndex(ctx, list, [&](int at, const ValueCell& cell) {
-        if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.payload.number);
+        if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.number);
         return at < k;
     });
     if (exhausted) requireNumericIndex(ctx, ValueCell::ofNil(), variable);
@@ -265,7 +265,7 @@ std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord
     std::int64_t position = 0;
     const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
         if (!requireNumericIndex(ctx, cell, variable)) return false;
-        const std::int64_t i = truncate(cell.payload.number);
+        const std::int64_t i = truncate(cell.number);
         if (k == 0) {
             position = i;
             return true;

@@ -31,7 +31,7 @@ void reportNoValue(EngineContext& ctx) {
     if (ctx.stack.size() > ctx.base()) {
         const ValueCell& top = ctx.stack.top();
         if (top.type == VarRef || (isBareReference(top.type) && top.type != BlockMark)) {
-            const Variable& variable = targetVariable(*top.payload.node);
+            const Variable& variable = targetVariable(*top.node);
             owner = variable.ownerName();
             name = variable.name;
         }
@@ -83,7 +83,7 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
         ctx.report(MessageId::CharacterType, owner, variable.name);
         return;
     }
-    if (std::strlen(value.payload.text) != 1) {
+    if (std::strlen(value.text) != 1) {
         ctx.report(MessageId::CharacterLength, owner, variable.name);
         return;
     }
@@ -97,13 +97,13 @@ void storeCharacter(EngineContext& ctx, const ElementTarget& target, const Value
         ctx.report(MessageId::CharacterFill, owner, variable.name);
         return;
     }
-    std::string text = variable.text();
+    std::string text = variable.text;
     if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
         ctx.report(MessageId::AssignedCharacterRange, *index, owner, variable.name);
         return;
     }
     // A new copy: cells on the stack may still borrow the old text.
-    text[static_cast<std::size_t>(*index - 1)] = value.payload.text[0];
+    text[static_cast<std::size_t>(*index - 1)] = value.text[0];
     setVariableText(ctx, variable, text);
 }
 
@@ -151,7 +151,7 @@ std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const Eleme
     const Variable& variable = target.variable;
     if (target.list.count == 1) {
         const ValueCell& index = ctx.stack.at(target.list.end - 1);
-        if (index.isNumeric() && truncate(index.payload.number) == -1) return kEveryElement;
+        if (index.isNumeric() && truncate(index.number) == -1) return kEveryElement;
     }
     if (target.list.count != array.dimCount) {
         ctx.report(MessageId::DimensionCount, target.list.count, variable.name, array.dimCount);
@@ -170,12 +170,12 @@ std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, const Eleme
 
 void storeElement(EngineContext& ctx, const ElementTarget& target, const ValueCell& value) {
     Variable& variable = target.variable;
-    if (variable.array() == nullptr && variable.holdsText()) {
+    if (variable.heldArray() == nullptr && variable.holdsText()) {
         storeCharacter(ctx, target, value);
         return;
     }
     if (!checkElementValue(ctx, variable, value)) return;
-    ArrayRecord* array = variable.array();
+    ArrayRecord* array = variable.heldArray();
     if (array == nullptr) array = createOnTheFly(ctx, target);
     if (array == nullptr) return;
     const std::int64_t index = assignedElement(ctx, *array, target);
@@ -197,7 +197,7 @@ bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueC
     std::string_view label;
     std::string_view name;
     if (isObjectKind(value.type) &&
-        ctx.kinds().of(value.type).refusedInLists(value.payload.object, variable, label, name)) {
+        ctx.kinds().of(value.type).refusedInLists(value.object, variable, label, name)) {
         ctx.report(MessageId::ListWithObject, label, name);
         return false;
     }
@@ -205,7 +205,7 @@ bool checkInitializer(EngineContext& ctx, const Variable& variable, const ValueC
 }
 
 void distributeToArray(EngineContext& ctx, Variable& variable, const CellRun& values) {
-    ArrayRecord* array = variable.array();
+    ArrayRecord* array = variable.heldArray();
     if (array == nullptr) {
         if (ctx.options.strict) {
             ctx.report(MessageId::ArrayNotDeclared, variable.ownerName(), variable.name);
@@ -247,10 +247,10 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
     const ValueCell target = ctx.stack.at(reference);
     switch (target.type) {
         case VarRef:
-            assignVariable(ctx, targetVariable(*target.payload.node), value);
+            assignVariable(ctx, targetVariable(*target.node), value);
             return;
         case Array: {
-            const CodeNode& node = *target.payload.node;
+            const CodeNode& node = *target.node;
             if (node.queueVariable != 0) {
                 assignSlotElement(ctx, node, reference, value);
                 return;
@@ -261,14 +261,14 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             return;
         }
         case IpcSlotRef:
-            assignSlot(ctx, *target.payload.node, value);
+            assignSlot(ctx, *target.node, value);
             return;
         case RecordMemberRef:
             if (position > 0 && !isStorable(value.type)) {
                 ctx.report(MessageId::RecordMemberOfList, position);
                 return;
             }
-            writeField(ctx, *target.payload.node, value, OP_ASSIGN);
+            writeField(ctx, *target.node, value, OP_ASSIGN);
             return;
         case MemberRef:
             ctx.stack.push(target);
@@ -276,7 +276,7 @@ void assignReference(EngineContext& ctx, int reference, const ValueCell& value, 
             return;
         case IndexedMemberRef: {
             const int first =
-                std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+                std::max(elementTarget(ctx, *target.node, reference).list.first, ctx.base());
             for (int i = first; i < reference; ++i) ctx.stack.push(borrowValue(ctx.stack.at(i)));
             ctx.stack.push(target);
             writeMemberOnTop(ctx, value, OP_ASSIGN);
@@ -323,7 +323,7 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& v
 int referenceStart(EngineContext& ctx, int reference) {
     const ValueCell& target = ctx.stack.at(reference);
     if (target.type == Array || target.type == IndexedMemberRef)
-        return std::max(elementTarget(ctx, *target.payload.node, reference).list.first, ctx.base());
+        return std::max(elementTarget(ctx, *target.node, reference).list.first, ctx.base());
     if (target.type != BlockMark) return reference;
     int open = reference - 1;
     while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
@@ -340,17 +340,17 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
     const ValueCell target = ctx.stack.at(reference);
     const int start = referenceStart(ctx, reference);
     const bool named =
-        target.type == IpcSlotRef || (target.type == Array && target.payload.node->queueVariable != 0);
+        target.type == IpcSlotRef || (target.type == Array && target.node->queueVariable != 0);
     if (target.type == BlockMark) {
         distributeToBlock(ctx, start, reference, values);
     } else if (named && (target.type == IpcSlotRef || !isList) &&
-               distributeToSlots(ctx, *target.payload.node, values.first, values.count)) {
+               distributeToSlots(ctx, *target.node, values.first, values.count)) {
         // done
     } else if (named) {
         illegalType(ctx);
     } else if (target.type == VarRef || (target.type == Array && !isList)) {
         // Several returned values fill the array that the reference names, also where it names an element.
-        Variable& variable = targetVariable(*target.payload.node);
+        Variable& variable = targetVariable(*target.node);
         std::optional<std::span<RecordMember>> parts;
         if (isList && isObjectKind(variable.type))
             parts = ctx.kinds().of(variable.type).parts(variable.object);
@@ -369,7 +369,7 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
 }
 
 void assignReturned(EngineContext& ctx) {
-    const int count = static_cast<int>(ctx.stack.top().payload.number);
+    const int count = static_cast<int>(ctx.stack.top().number);
     const int first = ctx.stack.size() - 1 - count;
     if (count < 0 || first <= ctx.base()) {
         reportNoValue(ctx);
@@ -407,7 +407,7 @@ void assignSingle(EngineContext& ctx) {
     }
     if (ctx.run.abort) return;
     if (value.type == NewArray && target.type == VarRef)
-        value = ValueCell::ofArray(value.payload.array, &targetVariable(*target.payload.node));
+        value = ValueCell::ofArray(value.array, &targetVariable(*target.node));
     // The value moves down over the reference: it is the assignment's result.
     ctx.stack.forgetTo(ctx.stack.size() - 1);
     ctx.stack.dropTo(start);
@@ -440,68 +440,68 @@ ValueCell variableCell(Variable& variable) noexcept {
     switch (variable.type) {
         case Number:
         case Integer:
-            cell.payload.number = variable.number;
+            cell.number = variable.number;
             break;
         case Vector:
-            cell.payload.vec = variable.vec;
+            cell.vec = variable.vec;
             break;
         case String:
         case TempString:
             cell.type = String;
-            cell.payload.text = variable.object != nullptr ? variable.text() : "";
+            cell.text = variable.object != nullptr ? variable.text : "";
             break;
         case Array:
-            cell = ValueCell::ofArray(variable.array(), &variable);
+            cell = ValueCell::ofArray(variable.heldArray(), &variable);
             break;
         case Nil:
             cell = ValueCell::ofNil();
             break;
         default:
-            cell.payload.object = variable.object;
+            cell.object = variable.object;
             break;
     }
     return cell;
 }
 
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
-    if (value.type != ArrayRef && value.type != NewArray && variable.array() != nullptr) {
+    if (value.type != ArrayRef && value.type != NewArray && variable.heldArray() != nullptr) {
         ctx.report(MessageId::ArrayOverwritten, variable.ownerName(), variable.name);
     }
     switch (value.type) {
         case Number:
         case Integer:
             releaseVariableValue(ctx, variable);
-            variable.number = value.payload.number;
+            variable.number = value.number;
             break;
         case Vector:
             releaseVariableValue(ctx, variable);
-            variable.vec = value.payload.vec;
+            variable.vec = value.vec;
             break;
         case Nil:
             releaseVariableValue(ctx, variable);
             break;
         case String:
         case TempString:
-            setVariableText(ctx, variable, value.payload.text != nullptr ? value.payload.text : "");
+            setVariableText(ctx, variable, value.text != nullptr ? value.text : "");
             return;
         case ArrayRef:
-            if (const ArrayRecord* own = variable.array();
-                own != nullptr && own->count() != value.payload.array->count()) {
-                const Variable& source = *value.payload.namedArray.variable;
+            if (const ArrayRecord* own = variable.heldArray();
+                own != nullptr && own->count() != value.array->count()) {
+                const Variable& source = *value.named;
                 ctx.report(MessageId::ArraySizesDiffer, source.ownerName(), source.name,
-                           value.payload.array->count(), variable.ownerName(), variable.name, own->count());
+                           value.array->count(), variable.ownerName(), variable.name, own->count());
             }
             [[fallthrough]];
         case NewArray:
             releaseVariableValue(ctx, variable);
-            variable.object = value.payload.array;
+            variable.object = value.array;
             variable.type = Array;
             return;
         default:
             if (!isObjectKind(value.type)) return illegalType(ctx);
             // First the new one: only the variable's old object may hold it.
             ObjectKind& kind = ctx.kinds().of(value.type);
-            void* const object = kind.assigned(ctx, value.payload.object);
+            void* const object = kind.assigned(ctx, value.object);
             kind.named(object, variable);
             releaseVariableValue(ctx, variable);
             variable.object = object;
@@ -519,14 +519,14 @@ void assign(EngineContext& ctx) {
     }
     const ValueCell& value = ctx.stack.top();
     if (isInlineKind(value.type) && ctx.stack.top(1).type == VarRef) {
-        Variable& variable = targetVariable(*ctx.stack.top(1).payload.node);
+        Variable& variable = targetVariable(*ctx.stack.top(1).node);
         if (isInlineKind(variable.type)) {  // the common case: no text, array or record on either side
             ValueCell& result = ctx.stack.top(1);
             if (value.type == Vector) {
-                variable.vec = result.payload.vec = value.payload.vec;
+                variable.vec = result.vec = value.vec;
             } else {
-                result.payload.number = value.payload.number;
-                if (value.type != Nil) variable.number = value.payload.number;
+                result.number = value.number;
+                if (value.type != Nil) variable.number = value.number;
             }
             variable.type = result.type = value.type;
             ctx.stack.forgetTo(ctx.stack.size() - 1);

@@ -13,12 +13,12 @@ namespace {
 
 void reach(const LinkedList<Variable>& variables) {
     for (const Variable* variable = variables.head; variable != nullptr; variable = variable->next)
-        if (ArrayRecord* array = variable->array()) array->reached = true;
+        if (ArrayRecord* array = variable->heldArray()) array->reached = true;
 }
 
 void reach(const ValueCell& cell) {
-    if ((cell.type == ArrayRef || cell.type == NewArray) && cell.payload.array != nullptr)
-        cell.payload.array->reached = true;
+    if ((cell.type == ArrayRef || cell.type == NewArray) && cell.array != nullptr)
+        cell.array->reached = true;
 }
 
 /// Elements never hold arrays, so nothing else has to be looked at.

@@ -28,20 +28,20 @@ int compareFolded(std::string_view a, std::string_view b) noexcept {
 
 /// Against a value that is no number, a Number is compared with itself plus one: unequal, and smaller. Meant.
 bool compareNumber(int op, double left, const ValueCell& right) noexcept {
-    const double value = right.isText() ? parseDouble(right.payload.text) : left + 1.0;
+    const double value = right.isText() ? parseDouble(right.text) : left + 1.0;
     return relation(op, left + kCompareBias, value + kCompareBias);
 }
 
 bool compareInteger(int op, double left, const ValueCell& right) noexcept {
-    return right.isText() && relation(op, truncate(left), parseInteger(right.payload.text));
+    return right.isText() && relation(op, truncate(left), parseInteger(right.text));
 }
 
 /// The vector that the right side of a comparison with `left` stands for; one that has no number in it is
 /// larger by one in every component. Meant.
 VectorValue comparedVector(const VectorValue& left, const ValueCell& right) noexcept {
-    if (right.type == Vector) return right.payload.vec;
+    if (right.type == Vector) return right.vec;
     if (!right.isNumeric() && !right.isText()) return {left.x + 1.0, left.y + 1.0, left.z + 1.0};
-    const double s = right.isText() ? parseDouble(right.payload.text) : right.payload.number;
+    const double s = right.isText() ? parseDouble(right.text) : right.number;
     return {s, s, s};
 }
 
@@ -79,12 +79,12 @@ bool compareText(int op, std::string_view left, const ValueCell& right) noexcept
     };
     switch (right.type) {
         case Number:
-            return textRelation(op, left, written(writeG(right.payload.number, begin)));
+            return textRelation(op, left, written(writeG(right.number, begin)));
         case Integer:
-            return textRelation(op, left, written(writeInt(right.payload.number, begin)));
+            return textRelation(op, left, written(writeInt(right.number, begin)));
         case String:
         case TempString:
-            return textRelation(op, left, right.payload.text);
+            return textRelation(op, left, right.text);
         default:
             return textRelation(op, left, "");
     }
@@ -95,14 +95,14 @@ bool compareOperands(const EngineContext& ctx, int op, const ValueCell& left,
     if (left.isNumeric() && right.isNumeric()) return compareNumeric(op, left, right);
     switch (left.type) {
         case Number:
-            return compareNumber(op, left.payload.number, right);
+            return compareNumber(op, left.number, right);
         case Integer:
-            return compareInteger(op, left.payload.number, right);
+            return compareInteger(op, left.number, right);
         case Vector:
-            return compareVector(op, left.payload.vec, right);
+            return compareVector(op, left.vec, right);
         case String:
         case TempString:
-            return compareText(op, left.payload.text, right);
+            return compareText(op, left.text, right);
         case Nil:
             return equality(op, right.type == Nil);
         default:

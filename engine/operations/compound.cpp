@@ -58,22 +58,22 @@ void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const Val
 /// cross product. Meant.
 bool combineVector(EngineContext& ctx, int op, VectorValue& vec, const ValueCell& value) {
     if (value.type == Vector && (op == OP_BITAND || op == OP_XOR)) {
-        const VectorValue& other = value.payload.vec;
+        const VectorValue& other = value.vec;
         return combineNumbers(ctx, op, vec.x, other.x, vec.x) &&
                combineNumbers(ctx, op, vec.y, other.y, vec.y) &&
                combineNumbers(ctx, op, vec.z, other.z, vec.z);
     }
     ValueCell result;
     if (!combine(ctx, op, ValueCell::ofVector(vec), value, result)) return false;
-    vec = result.payload.vec;
+    vec = result.vec;
     return true;
 }
 
 void combineTextVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
     ValueCell result;
-    const char* text = variable.text() != nullptr ? variable.text() : "";
+    const char* text = variable.text != nullptr ? variable.text : "";
     if (!combine(ctx, op, ValueCell::ofText(text), value, result)) return;
-    setVariableText(ctx, variable, result.payload.text);
+    setVariableText(ctx, variable, result.text);
     ctx.stack.release(result);
 }
 
@@ -81,7 +81,7 @@ void combineTargetVariable(EngineContext& ctx, const CodeNode& node, Variable& v
                            const ValueCell& value) {
     if (variable.type != Array) {
         combineVariable(ctx, node.op, variable, value);
-    } else if (const ArrayRecord* array = variable.array(); array != nullptr) {
+    } else if (const ArrayRecord* array = variable.heldArray(); array != nullptr) {
         ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
     } else {
         ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
@@ -96,7 +96,7 @@ void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& in
         combineSlotElement(ctx, indexNode, node.op, value);
         return;
     }
-    ArrayRecord* array = variable.array();
+    ArrayRecord* array = variable.heldArray();
     if (array == nullptr) {
         ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
         return;
@@ -117,13 +117,13 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
                    const ValueCell& value) {
     switch (target.type) {
         case VarRef:
-            combineTargetVariable(ctx, node, targetVariable(*target.payload.node), value);
+            combineTargetVariable(ctx, node, targetVariable(*target.node), value);
             return;
         case Array:
-            combineElement(ctx, node, *target.payload.node, value);
+            combineElement(ctx, node, *target.node, value);
             return;
         case IpcSlotRef:
-            combineSlot(ctx, *target.payload.node, node.op, value);
+            combineSlot(ctx, *target.node, node.op, value);
             return;
         case MemberRef:
         case IndexedMemberRef:
@@ -131,7 +131,7 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
             writeMemberOnTop(ctx, value, node.op);
             return;
         case RecordMemberRef:
-            writeField(ctx, *target.payload.node, value, node.op);
+            writeField(ctx, *target.node, value, node.op);
             return;
         case BlockMark:
             dropBlock(ctx);
@@ -145,10 +145,10 @@ void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& ta
 
 /// A number in an element or record member: a number keeps it one, a vector makes it one.
 bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
-    double& number = slot.payload.number;
+    double& number = slot.number;
     if (value.isNumeric() || value.type == VarRef) {
         if (slot.type == Integer && value.type == Integer)
-            return combineIntegers(ctx, op, number, value.payload.number, number);
+            return combineIntegers(ctx, op, number, value.number, number);
         if (!combineNumbers(ctx, op, number, value.firstDouble(), number)) return false;
         slot.type = Number;
         return true;
@@ -167,7 +167,7 @@ void combineVariable(EngineContext& ctx, int code, Variable& variable, const Val
         case Integer:
             if (value.type != Integer)
                 combineNumberOnly(ctx, op, variable, value);
-            else if (!combineIntegers(ctx, op, variable.number, value.payload.number, variable.number))
+            else if (!combineIntegers(ctx, op, variable.number, value.number, variable.number))
                 adviseOnOperands(ctx, op, cellOf(variable), value);
             return;
         case String:
@@ -190,7 +190,7 @@ bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& v
         case Integer:
             return combineNumberInto(ctx, plain, slot, value);
         case Vector:
-            return combineVector(ctx, plain, slot.payload.vec, value);
+            return combineVector(ctx, plain, slot.vec, value);
         case String:
         case TempString: {
             ValueCell result;

@@ -28,7 +28,7 @@ void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t 
         const VectorValue old = variable.vec;
         addStep(variable.vec, step);
         ctx.stack.push(ValueCell::ofVector(isPostfix(op) ? old : variable.vec));
-    } else if (variable.type == Uninitialized || (variable.type == Array && variable.array() == nullptr)) {
+    } else if (variable.type == Uninitialized || (variable.type == Array && variable.heldArray() == nullptr)) {
         ctx.reportAt({.line = naming.line}, MessageId::CountedNeverSet, variable.name);
     } else {
         ctx.report(MessageId::CannotCount, variable.name);
@@ -41,7 +41,7 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
         incrementSlotElement(ctx, naming, op);
         return;
     }
-    ArrayRecord* array = variable.array();
+    ArrayRecord* array = variable.heldArray();
     if (array == nullptr) {
         ctx.report(MessageId::UndeclaredArray, variable.name);
         return;
@@ -58,9 +58,9 @@ void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t o
 
 bool countUp(ValueCell& value, double step) noexcept {
     if (value.isNumeric())
-        value.payload.number += step;
+        value.number += step;
     else if (value.type == Vector)
-        addStep(value.payload.vec, step);
+        addStep(value.vec, step);
     else
         return false;
     return true;

@@ -30,7 +30,7 @@ bool takeMemberIndex(EngineContext& ctx, std::int64_t& index) {
     EvalStack& stack = ctx.stack;
     if (stack.size() - ctx.base() >= 3 && stack.top(0).isNumeric() && stack.top(1).type == SepMark &&
         stack.top(2).type == DimMark) [[likely]] {
-        index = truncate(stack.top().payload.number);
+        index = truncate(stack.top().number);
         stack.forgetTo(stack.size() - 3);
         return true;
     }
@@ -73,7 +73,7 @@ void assignMemberOnTop(EngineContext& ctx, int op) {
 
 void writeMemberOnTop(EngineContext& ctx, const ValueCell& value, int op) {
     if (!ctx.need(1)) return;
-    const CodeNode& memberNode = *ctx.stack.top().payload.node;
+    const CodeNode& memberNode = *ctx.stack.top().node;
     const bool indexed = ctx.stack.top().type == IndexedMemberRef;
     ctx.stack.forgetTo(ctx.stack.size() - 1);  // a reference owns nothing
     MemberAccess access = accessOf(memberNode, targetVariable(objectNode(memberNode)));

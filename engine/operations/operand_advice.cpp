@@ -81,7 +81,7 @@ std::string shown(const EngineContext& ctx, const ValueCell& cell, std::string_v
             return text + "without a value";
         case String:
         case TempString:
-            return text + quoted(cell.payload.text != nullptr ? cell.payload.text : "");
+            return text + quoted(cell.text != nullptr ? cell.text : "");
         case Array:
         case ArrayRef:
             return text + "an array";

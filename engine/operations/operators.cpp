@@ -90,7 +90,7 @@ Outcome vectorArithmetic(int op, const VectorValue& a, const VectorValue& b, Val
 Outcome vectorOperator(int op, const VectorValue& a, const ValueCell& right, ValueCell& result) noexcept {
     const bool isVector = right.type == Vector;
     if (!isVector && !right.isNumeric()) return Outcome::NoRule;
-    const VectorValue b = isVector ? right.payload.vec : widen(right.payload.number);
+    const VectorValue b = isVector ? right.vec : widen(right.number);
     switch (op) {
         case OP_BITOR:
             result = ValueCell::ofVector(
@@ -118,23 +118,23 @@ Outcome vectorOperator(int op, const VectorValue& a, const ValueCell& right, Val
 /// Integer divisor has no rule. Meant.
 Outcome modulo(EngineContext& ctx, const ValueCell& left, const ValueCell& right, ValueCell& result) {
     if (right.type == Number) {
-        result = ValueCell::ofNumber(std::fmod(left.payload.number, right.payload.number));
+        result = ValueCell::ofNumber(std::fmod(left.number, right.number));
         return Outcome::Done;
     }
     if (left.type == Number) return Outcome::NoRule;
-    const std::int64_t divisor = truncate32(right.payload.number);
+    const std::int64_t divisor = truncate32(right.number);
     if (divisor == 0) {
         reportDivisionByZero(ctx);
         return Outcome::Reported;
     }
-    result = ValueCell::ofInteger(static_cast<double>(truncate32(left.payload.number) % divisor));
+    result = ValueCell::ofInteger(static_cast<double>(truncate32(left.number) % divisor));
     return Outcome::Done;
 }
 
 Outcome numericOperator(EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right,
                         ValueCell& result) {
-    const double a = left.payload.number;
-    const double b = right.payload.number;
+    const double a = left.number;
+    const double b = right.number;
     switch (op) {
         case OP_MOD:
             return modulo(ctx, left, right, result);
@@ -165,7 +165,7 @@ bool hasTextForm(const EngineContext& ctx, const ValueCell& cell) noexcept {
     ObjectText ignored;
     return isPlainKind(cell.type) ||
            (isObjectKind(cell.type) &&
-            ctx.kinds().of(cell.type).text(TextUse::Value, cell.payload.object, ignored));
+            ctx.kinds().of(cell.type).text(TextUse::Value, cell.object, ignored));
 }
 
 Outcome joinText(EngineContext& ctx, std::string_view left, const ValueCell& right, ValueCell& result) {
@@ -214,11 +214,11 @@ Outcome textOperator(EngineContext& ctx, int op, const char* left, const ValueCe
         case OP_ADD:
             return joinText(ctx, left, right, result);
         case OP_SUB:
-            return right.isText() ? removeFirst(ctx, left, right.payload.text, result) : Outcome::NoRule;
+            return right.isText() ? removeFirst(ctx, left, right.text, result) : Outcome::NoRule;
         case OP_DIV:
-            return right.isText() ? removeAll(ctx, left, right.payload.text, result) : Outcome::NoRule;
+            return right.isText() ? removeAll(ctx, left, right.text, result) : Outcome::NoRule;
         case OP_MUL:
-            return right.isNumeric() ? repeatText(ctx, left, right.payload.number, result) : Outcome::NoRule;
+            return right.isNumeric() ? repeatText(ctx, left, right.number, result) : Outcome::NoRule;
         default:
             return Outcome::NoRule;
     }
@@ -231,12 +231,12 @@ Outcome applyOperator(EngineContext& ctx, int op, const ValueCell& left, const V
         case Integer:
             if (right.isNumeric()) return numericOperator(ctx, op, left, right, result);
             if (right.type != Vector) return Outcome::NoRule;
-            return vectorArithmetic(op, widen(left.payload.number), right.payload.vec, result);
+            return vectorArithmetic(op, widen(left.number), right.vec, result);
         case Vector:
-            return vectorOperator(op, left.payload.vec, right, result);
+            return vectorOperator(op, left.vec, right, result);
         case String:
         case TempString:
-            return textOperator(ctx, op, left.payload.text, right, result);
+            return textOperator(ctx, op, left.text, right, result);
         case Array:
             result = left;
             return Outcome::Done;
@@ -268,7 +268,7 @@ bool combineNumbers(EngineContext& ctx, int op, double left, double right, doubl
             result = left * right;
             return true;
         case OP_DIV:
-            if (!ValueCell::ofNumber(right).payloadBitsSet()) {
+            if (isZero(right)) {
                 reportDivisionByZero(ctx);
                 return false;
             }

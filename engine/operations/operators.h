@@ -55,8 +55,8 @@ inline constexpr double kCompareBias = 1e-13;
 /// so `1 == 1.5` holds and `1.5 == 1` does not. Meant.
 [[nodiscard]] inline bool compareNumeric(int op, const ValueCell& left, const ValueCell& right) noexcept {
     if (left.type == Number)
-        return relation(op, left.payload.number + kCompareBias, right.payload.number + kCompareBias);
-    return relation(op, truncate(left.payload.number), truncate(right.payload.number));
+        return relation(op, left.number + kCompareBias, right.number + kCompareBias);
+    return relation(op, truncate(left.number), truncate(right.number));
 }
 
 /// Expression form: replaces the top two cells L, R by the result. `op` is OP_ADD, OP_SUB, OP_MUL, OP_DIV,
@@ -68,21 +68,21 @@ inline void arithmetic(EngineContext& ctx, int op) {
     ValueCell& left = ctx.stack.top(1);
     const ValueCell& right = ctx.stack.top(0);
     if (left.isNumeric() && right.isNumeric()) [[likely]] {
-        double& value = left.payload.number;
+        double& value = left.number;
         switch (op) {
             case OP_ADD:
-                value += right.payload.number;
+                value += right.number;
                 break;
             case OP_SUB:
-                value -= right.payload.number;
+                value -= right.number;
                 break;
             case OP_MUL:
-                value *= right.payload.number;
+                value *= right.number;
                 break;
             case OP_DIV:
-                if (!right.payloadBitsSet()) [[unlikely]]
+                if (!right.firstDoubleSet()) [[unlikely]]
                     return arithmeticByType(ctx, op);
-                value /= right.payload.number;
+                value /= right.number;
                 left.type = Number;
                 break;
             default:
@@ -104,7 +104,7 @@ inline void compare(EngineContext& ctx, int op) {
     if (left.isNumeric() && right.isNumeric()) [[likely]] {
         const bool holds = compareNumeric(op, left, right);
         left.type = Integer;
-        left.payload.number = holds ? 1.0 : 0.0;
+        left.number = holds ? 1.0 : 0.0;
         ctx.stack.forgetTo(ctx.stack.size() - 1);
         return;
     }

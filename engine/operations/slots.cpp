@@ -237,7 +237,7 @@ void FreshVariable::refresh() {
 }
 
 void FreshVariable::refreshArray(std::int64_t count) {
-    ArrayRecord* array = variable_.array();
+    ArrayRecord* array = variable_.heldArray();
     if (array == nullptr || array->count() != count) {
         array = makeArray(ctx_, {&count, 1}, Nil);
         if (array == nullptr) return;
@@ -255,9 +255,7 @@ void FreshVariable::refreshArray(std::int64_t count) {
 void FreshVariable::writeBack() noexcept {
     try {
         const ValueCell after = variableCell(variable_);
-        const bool same = after.type == before_->type &&
-                          std::memcmp(&after.payload, &before_->payload, sizeof after.payload) == 0;
-        if (same) return;
+        if (sameValue(after, *before_)) return;
         if (fitsQueue(after.type))
             ctx_.queues->write(variable_.queue, 0, after);
         else

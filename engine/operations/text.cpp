@@ -21,23 +21,23 @@ bool describe(const EngineContext& ctx, const ValueCell& cell, TextPieces& out) 
     char* end = begin;
     switch (cell.type) {
         case Number:
-            end = writeG(cell.payload.number, begin);
+            end = writeG(cell.number, begin);
             break;
         case Integer:
-            end = writeInt(cell.payload.number, begin);
+            end = writeInt(cell.number, begin);
             break;
         case Vector:
-            end = writeVector(cell.payload.vec.x, cell.payload.vec.y, cell.payload.vec.z, ' ', end);
+            end = writeVector(cell.vec.x, cell.vec.y, cell.vec.z, ' ', end);
             break;
         case String:
         case TempString:
-            out.body = cell.payload.text;
+            out.body = cell.text;
             return true;
         case Nil:
             return true;
         default:
             return isObjectKind(cell.type) &&
-                   ctx.kinds().of(cell.type).text(TextUse::Value, cell.payload.object, out);
+                   ctx.kinds().of(cell.type).text(TextUse::Value, cell.object, out);
     }
     out.body = {begin, static_cast<std::size_t>(end - begin)};
     return true;
@@ -62,7 +62,7 @@ std::optional<std::string> valueText(const EngineContext& ctx, const ValueCell& 
 
 std::optional<std::string> objectText(const EngineContext& ctx, TextUse use, const ValueCell& object) {
     ObjectText text;
-    if (!isObjectKind(object.type) || !ctx.kinds().of(object.type).text(use, object.payload.object, text))
+    if (!isObjectKind(object.type) || !ctx.kinds().of(object.type).text(use, object.object, text))
         return std::nullopt;
     return joined(text);
 }

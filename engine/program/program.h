@@ -28,35 +28,28 @@ enum VariableFlag : std::uint8_t {
     kVarInlineConst = 8,  ///< compiled as its value
 };
 
-/// A global, local, parameter or predefined name, and its value.
-struct Variable {
+/// A global, local, parameter or predefined name, and its value: a cell that is named and owned. Its slots are
+/// seen side by side: assigning a text or a vector leaves the number as it was, and some operators change the
+/// number alone, whatever the type. Before the first run the type is also 24, 43 or 57 as the compiler marks
+/// names.
+struct Variable : ValueCell {
+    Variable() noexcept { type = Uninitialized; }
+
     const char* name = nullptr;  ///< owned by the program
     const char* alias = nullptr;
     std::int32_t index = -1;
-    std::int32_t type =
-        Uninitialized;  ///< value tag; before the first run also 24, 43, 57 as the compiler marks names
-    double number = 0.0;
-    void* object = nullptr;  ///< text (pool, retained), ArrayRecord, RecordInstance, file, host object
-    VectorValue vec;
-    std::int32_t queue = 0;  ///< the queue's variable that it is bound to (ScriptQueues); 0: none
+    std::int32_t queue = 0;     ///< the queue's variable that it is bound to (ScriptQueues); 0: none
+    std::int32_t declared = 1;  ///< 0: first met by use in strict mode
     std::uint8_t flags = 0;
-    std::int32_t declared = 1;        ///< 0: first met by use in strict mode
     FunctionRecord* owner = nullptr;  ///< null for globals
     Variable* next = nullptr;
     Variable* prev = nullptr;
     SourcePos pos;
 
-    [[nodiscard]] const char* text() const noexcept { return static_cast<const char*>(object); }
-    [[nodiscard]] bool holdsText() const noexcept {
-        return (type == String || type == TempString) && object != nullptr;
-    }
+    [[nodiscard]] bool holdsText() const noexcept { return isText() && text != nullptr; }
     /// An array is a variable of type Array *with* a record: indexing marks names as arrays at compile time.
-    [[nodiscard]] ArrayRecord* array() const noexcept {
-        return type == Array ? static_cast<ArrayRecord*>(object) : nullptr;
-    }
-    [[nodiscard]] RecordInstance* record() const noexcept {
-        return type == UserRecord ? static_cast<RecordInstance*>(object) : nullptr;
-    }
+    [[nodiscard]] ArrayRecord* heldArray() const noexcept { return type == Array ? array : nullptr; }
+    [[nodiscard]] RecordInstance* heldRecord() const noexcept { return type == UserRecord ? record : nullptr; }
     /// What messages print before "::": the owning function's name, "" for a global.
     [[nodiscard]] const char* ownerName() const noexcept;
 };

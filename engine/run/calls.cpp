@@ -105,16 +105,16 @@ bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* 
     parameter.type = source->type;
     parameter.number = source->number;
     parameter.flags = source->flags;
-    if (source->holdsText()) parameter.object = ctx.pool.keep(source->text());
+    if (source->holdsText()) parameter.object = ctx.pool.keep(source->text);
     return true;
 }
 
 void bindObject(EngineContext& ctx, Variable& parameter, const ValueCell& cell) {
     ObjectKind& kind = ctx.kinds().of(cell.type);
-    kind.hold(ctx, cell.payload.object);
-    kind.named(cell.payload.object, parameter);
+    kind.hold(ctx, cell.object);
+    kind.named(cell.object, parameter);
     parameter.type = cell.type;
-    parameter.object = cell.payload.object;
+    parameter.object = cell.object;
 }
 
 /// @return false when binding has to stop
@@ -128,25 +128,25 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
         case Number:
         case Integer:
             parameter.type = cell.type;
-            parameter.number = cell.payload.number;
+            parameter.number = cell.number;
             return true;
         case VarRef:  // reached when a call brings fewer arguments than parameters: a reference counts as 0
             parameter.type = Number;
             return true;
         case VarArgRef:
-            return bindWholeVariable(ctx, parameter, cell.payload.variable, position, function);
+            return bindWholeVariable(ctx, parameter, cell.variable, position, function);
         case String:
         case TempString:
             parameter.type = String;
-            parameter.object = ctx.pool.keep(cell.payload.text != nullptr ? cell.payload.text : "");
+            parameter.object = ctx.pool.keep(cell.text != nullptr ? cell.text : "");
             return !ctx.run.abort;
         case Vector:
             parameter.type = Vector;
-            parameter.vec = cell.payload.vec;
+            parameter.vec = cell.vec;
             return true;
         case ArrayRef:
             parameter.type = Array;
-            parameter.object = cell.payload.array;
+            parameter.object = cell.array;
             return true;
         case Nil:
             parameter.type = Nil;
@@ -166,7 +166,7 @@ int firstReturned(EngineContext& ctx, int count) {
         --first;
         const ValueCell& cell = ctx.stack.at(first);
         if (cell.type == ReturnCount) {
-            first -= static_cast<int>(cell.payload.number);
+            first -= static_cast<int>(cell.number);
         } else if (cell.type == ListMark) {
             do --first;
             while (first > ctx.base() && ctx.stack.at(first).type != ListMark);

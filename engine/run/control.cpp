@@ -95,7 +95,7 @@ const CodeNode* executeCase(EngineContext& ctx, const CodeNode* node) {
 
 const CodeNode* executeWhen(EngineContext& ctx, const CodeNode* node) {
     if (!ctx.need(1)) return node;
-    const bool truth = ctx.stack.top().payloadBitsSet();  // Nil is not tested by tag here
+    const bool truth = ctx.stack.top().firstDoubleSet();  // Nil is not tested by tag here
     ctx.stack.drop(1);
     return truth ? node : node->link;
 }

@@ -47,8 +47,8 @@ ValueCell select(EngineContext& ctx, int mark, std::int64_t n) {
         return pickCell(ctx, first + 1, close, n);
     }
     if (last - first == 1) {
-        if (value.type == ArrayRef) return pickElement(*value.payload.array, n);
-        if (value.isText()) return pickCharacter(ctx, value.payload.text, n);
+        if (value.type == ArrayRef) return pickElement(*value.array, n);
+        if (value.isText()) return pickCharacter(ctx, value.text, n);
     }
     return pickCell(ctx, first, last, n);
 }
@@ -56,7 +56,7 @@ ValueCell select(EngineContext& ctx, int mark, std::int64_t n) {
 }  // namespace
 
 void loadVariable(EngineContext& ctx, Variable& variable) {
-    if (isStorable(variable.type) || variable.array() != nullptr) {
+    if (isStorable(variable.type) || variable.heldArray() != nullptr) {
         ctx.stack.push(variableCell(variable));
         return;
     }
@@ -103,15 +103,15 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
     switch (reference.type) {
         case VarRef:
             ctx.stack.drop(1);
-            incrementVariable(ctx, *reference.payload.node, node.op);
+            incrementVariable(ctx, *reference.node, node.op);
             return;
         case Array:
             ctx.stack.drop(1);
-            incrementElement(ctx, *reference.payload.node, node.op);
+            incrementElement(ctx, *reference.node, node.op);
             return;
         case IpcSlotRef:
             ctx.stack.drop(1);
-            incrementSlot(ctx, *reference.payload.node, node.op);
+            incrementSlot(ctx, *reference.node, node.op);
             return;
         case MemberRef:
         case IndexedMemberRef:
@@ -119,7 +119,7 @@ void executeIncrement(EngineContext& ctx, const CodeNode& node) {
             return;
         case RecordMemberRef:
             ctx.stack.drop(1);
-            writeField(ctx, *reference.payload.node, ValueCell::ofInteger(1), node.op);
+            writeField(ctx, *reference.node, ValueCell::ofInteger(1), node.op);
             return;
         default:
             ctx.report(MessageId::CannotCount, "");
@@ -144,12 +144,12 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
     }
     switch (cell.type) {
         case Vector: {
-            const VectorValue v = cell.payload.vec;
-            cell.payload.vec = {-v.x, -v.y, -v.z};
+            const VectorValue v = cell.vec;
+            cell.vec = {-v.x, -v.y, -v.z};
             return;
         }
         case Integer:
-            cell.payload.number = -cell.payload.number;
+            cell.number = -cell.number;
             return;
         default: {
             const double value = cell.firstDouble();
@@ -177,10 +177,10 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
     }
     switch (cell.type) {
         case Integer:
-            cell.payload.number = truncate(cell.payload.number) == 0 ? 1.0 : 0.0;
+            cell.number = truncate(cell.number) == 0 ? 1.0 : 0.0;
             return;
         case Number:
-            cell.payload.number = cell.payloadBitsSet() ? 0.0 : 1.0;
+            cell.number = cell.firstDoubleSet() ? 0.0 : 1.0;
             return;
         case VarRef:
             cell = ValueCell::ofNumber(1.0);
@@ -198,8 +198,8 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
 // is -1, counts as true here although `if` treats it as false.
 void executeLogical(EngineContext& ctx, bool isAnd) {
     if (!ctx.need(2)) return;
-    const bool right = ctx.stack.top(0).payloadBitsSet();
-    const bool left = ctx.stack.top(1).payloadBitsSet();
+    const bool right = ctx.stack.top(0).firstDoubleSet();
+    const bool left = ctx.stack.top(1).firstDoubleSet();
     ctx.stack.drop(2);
     ctx.stack.push(ValueCell::ofBool(isAnd ? left && right : left || right));
 }
@@ -227,7 +227,7 @@ void executeSelector(EngineContext& ctx) {
         ctx.report(MessageId::SelectorType);
         return;
     }
-    const ValueCell picked = select(ctx, mark, truncate(selector.payload.number));
+    const ValueCell picked = select(ctx, mark, truncate(selector.number));
     ctx.stack.dropTo(mark - 1);
     if (isStorable(picked.type)) ctx.stack.push(picked);
 }

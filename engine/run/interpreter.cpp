@@ -44,7 +44,7 @@ public:
     [[nodiscard]] bool borrows(const void* block) const override {
         for (int i = 0; i < stack_.size(); ++i) {
             const ValueCell& cell = stack_.at(i);
-            if (cell.isText() && cell.payload.text == block) return true;
+            if (cell.isText() && cell.text == block) return true;
         }
         return false;
     }
@@ -122,7 +122,7 @@ template <std::int32_t kOp>
     if (ctx.stack.size() <= ctx.base() || (type != Number && type != Integer)) return false;
     ValueCell& left = ctx.stack.top();
     if (!left.isNumeric()) return false;
-    double& number = left.payload.number;
+    double& number = left.number;
     if constexpr (kOp == OP_ADD || kOp == OP_SUB || kOp == OP_MUL || kOp == OP_DIV) {
         if constexpr (kOp == OP_DIV) {
             if (value == 0.0) return false;  // reported on the long way
@@ -135,7 +135,7 @@ template <std::int32_t kOp>
     } else {
         ValueCell right = left;
         right.type = type;
-        right.payload.number = value;
+        right.number = value;
         number = compareNumeric(kOp, left, right) ? 1.0 : 0.0;
         left.type = Integer;
     }
@@ -149,9 +149,9 @@ bool assignStatement(EngineContext& ctx) {
     const ValueCell& value = ctx.stack.top(0);
     const ValueCell& target = ctx.stack.top(1);
     if (!value.isNumeric() || target.type != VarRef) return false;
-    Variable& variable = targetVariable(*target.payload.node);
+    Variable& variable = targetVariable(*target.node);
     if (!isInlineKind(variable.type)) return false;
-    variable.number = value.payload.number;
+    variable.number = value.number;
     variable.type = value.type;
     ctx.stack.forgetTo(ctx.base());
     return true;

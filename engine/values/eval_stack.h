@@ -46,21 +46,21 @@ public:
             return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = tag;
-        cell.payload.number = value;
+        cell.number = value;
     }
     void pushVector(const VectorValue& v) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = Vector;
-        cell.payload.vec = v;
+        cell.vec = v;
     }
     void pushNode(std::int32_t tag, const CodeNode* node) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();
         ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
         cell.type = tag;
-        cell.payload.node = node;
+        cell.node = node;
     }
     /// Takes the top cell off and hands it, with its text, to the caller, who must release() or adopt it.
     [[nodiscard]] ValueCell take() noexcept {
@@ -79,7 +79,7 @@ public:
     }
     /// Releases what a cell taken off the stack owns.
     void release(const ValueCell& cell) noexcept {
-        if (cell.type == TempString) pool_.free(cell.payload.text);
+        if (cell.type == TempString) pool_.free(cell.text);
     }
     /// Forgets cells without releasing their texts: the caller has moved them elsewhere.
     void forgetTo(int newSize) noexcept { sp_ = newSize; }

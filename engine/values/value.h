@@ -1,7 +1,8 @@
 // The value of the language, and who owns what.
 //
 // Every value that a script computes, passes or stores is one ValueCell: a tag and a payload. The same
-// record is a slot of the evaluation stack, an element of an array and a member of a record.
+// record is a slot of the evaluation stack, an element of an array, a member of a record, and what a variable
+// is beside its name.
 //
 // Payload by tag:
 //   inline    Number, Integer, Nil, ReturnCount   one double (Integer is a tag on a double)
@@ -17,9 +18,9 @@
 // borrow it.
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 
 namespace kestrel {
@@ -93,6 +94,31 @@ enum Tag : std::int32_t {
     return isStorable(type) && !isObjectKind(type);
 }
 
+/// Kinds whose payload is an address.
+[[nodiscard]] constexpr bool isAddressKind(std::int32_t type) noexcept {
+    switch (type) {
+        case String:
+        case TempString:
+        case Array:
+        case ArrayRef:
+        case NewArray:
+        case VarArgRef:
+        case VarRef:
+        case MemberRef:
+        case IndexedMemberRef:
+        case RecordMemberRef:
+        case IpcSlotRef:
+            return true;
+        default:
+            return isObjectKind(type);
+    }
+}
+
+/// +0 or -0, compared as bits.
+[[nodiscard]] constexpr bool isZero(double value) noexcept {
+    return (std::bit_cast<std::uint64_t>(value) << 1) == 0;
+}
+
 /// What a Vector holds.
 struct VectorValue {
     double x = 0.0;
@@ -100,28 +126,21 @@ struct VectorValue {
     double z = 0.0;
 };
 
-/// A whole array on the stack, with the variable it was loaded from (for messages).
-struct NamedArray {
-    ArrayRecord* record;
-    Variable* variable;
-};
-
+/// A value: its kind, and a slot for each sort of payload. The kind says which slot counts; the others keep what
+/// they held, which nothing looks at but for variables (program.h).
 struct ValueCell {
     std::int32_t type = Nil;
-    std::int32_t reserved[5] = {0, 0, 0, 0, 0};  ///< for the cell's owner; the stack does not use them
-    union alignas(8) Payload {
-        double number;
-        VectorValue vec;
-        const char* text;    ///< NUL-terminated
-        void* object;        ///< FileObj, NewArray (ArrayRecord), UserRecord (RecordInstance), host objects
-        ArrayRecord* array;  ///< NewArray; for ArrayRef the first half of namedArray
-        NamedArray namedArray;   ///< ArrayRef
+    double number = 0.0;  ///< numbers, and everything that has no payload of its own
+    VectorValue vec;
+    union {
+        void* object = nullptr;  ///< FileObj, host objects
+        const char* text;        ///< NUL-terminated
+        ArrayRecord* array;      ///< ArrayRef, NewArray; in a variable Array
         RecordInstance* record;  ///< UserRecord
         const CodeNode* node;    ///< VarRef, MemberRef, RecordMemberRef, Array (element), IpcSlotRef
         Variable* variable;      ///< VarArgRef
-        unsigned char raw[32];
-        constexpr Payload() : raw{} {}
-    } payload;
+    };
+    Variable* named = nullptr;  ///< ArrayRef: the variable that it was loaded from, for messages
 
     static ValueCell ofNumber(double v) noexcept { return scalar(Number, v); }
     static ValueCell ofInteger(double v) noexcept { return scalar(Integer, v); }
@@ -133,66 +152,62 @@ struct ValueCell {
     static ValueCell ofVector(const VectorValue& v) noexcept {
         ValueCell c;
         c.type = Vector;
-        c.payload.vec = v;
+        c.vec = v;
         return c;
     }
     /// Borrowed text: the caller guarantees that it outlives the statement.
     static ValueCell ofText(const char* text) noexcept {
         ValueCell c;
         c.type = String;
-        c.payload.text = text;
+        c.text = text;
         return c;
     }
     /// Owned text (from Pool): the cell releases it.
     static ValueCell ofTemp(const char* text) noexcept {
         ValueCell c;
         c.type = TempString;
-        c.payload.text = text;
+        c.text = text;
         return c;
     }
     static ValueCell ofObject(std::int32_t tag, void* object) noexcept {
         ValueCell c;
         c.type = tag;
-        c.payload.object = object;
+        c.object = object;
         return c;
     }
     static ValueCell ofArray(ArrayRecord* record, Variable* variable) noexcept {
         ValueCell c;
         c.type = ArrayRef;
-        c.payload.namedArray = {record, variable};
+        c.array = record;
+        c.named = variable;
         return c;
     }
     static ValueCell ofNode(std::int32_t tag, const CodeNode* node) noexcept {
         ValueCell c;
         c.type = tag;
-        c.payload.node = node;
+        c.node = node;
         return c;
     }
 
     [[nodiscard]] bool isNumeric() const noexcept { return type == Number || type == Integer; }
     [[nodiscard]] bool isText() const noexcept { return type == String || type == TempString; }
-    /// The first eight payload bytes read as a double, whatever the tag: what truth, `switch` and the inline
-    /// built-ins look at. References count as 0.
+    /// The first double of what counts, whatever the tag: the number, the x of a vector, the address of a text
+    /// or object. What truth, `switch` and the inline built-ins look at. References to variables count as 0.
     [[nodiscard]] double firstDouble() const noexcept {
+        if (isNumeric()) [[likely]]
+            return number;
+        if (type == Vector) return vec.x;
         if (type == VarRef) return 0.0;
-        double d;
-        std::memcpy(&d, payload.raw, sizeof d);
-        return d;
+        return isAddressKind(type) ? std::bit_cast<double>(object) : number;
     }
-    /// True when those eight bytes are not +0 or -0 (compared as bits, so that no floating-point mode changes
-    /// it).
-    [[nodiscard]] bool payloadBitsSet() const noexcept {
-        if (type == VarRef) return false;
-        std::uint64_t bits;
-        std::memcpy(&bits, payload.raw, sizeof bits);
-        return (bits << 1) != 0;
-    }
+    /// True when that is not +0 or -0 (compared as bits, so that no floating-point mode changes it).
+    [[nodiscard]] bool firstDoubleSet() const noexcept { return !isZero(firstDouble()); }
 
 private:
     static ValueCell scalar(std::int32_t tag, double v) noexcept {
         ValueCell c;
         c.type = tag;
-        c.payload.number = v;
+        c.number = v;
         return c;
     }
 };
@@ -201,7 +216,17 @@ static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
 /// Truth: false for Nil and for a zero first double; the type is not looked at, so <0,1,1> is false and "" is
 /// true.
 [[nodiscard]] inline bool isTrue(const ValueCell& c) noexcept {
-    return c.type != Nil && c.payloadBitsSet();
+    return c.type != Nil && c.firstDoubleSet();
+}
+
+/// True for values of one kind that are alike to the last bit; texts and objects: that are the same one.
+[[nodiscard]] inline bool sameValue(const ValueCell& a, const ValueCell& b) noexcept {
+    if (a.type != b.type) return false;
+    const auto same = [](double l, double r) {
+        return std::bit_cast<std::uint64_t>(l) == std::bit_cast<std::uint64_t>(r);
+    };
+    if (a.type == Vector) return same(a.vec.x, b.vec.x) && same(a.vec.y, b.vec.y) && same(a.vec.z, b.vec.z);
+    return isAddressKind(a.type) ? a.object == b.object : same(a.number, b.number);
 }
 
 /// Truncates toward zero; NaN gives 0, values beyond 64 bits saturate.
