@@ -101,7 +101,9 @@ void destroyInstance(PluginState& state, ShaderInstance& instance) {
 }
 
 void copyInstance(const ShaderInstance& source, ShaderInstance& destination) {
-    destination.context = source.context;
+    // The host may call back, and copy once more, while what the destination had is taken down.
+    std::shared_ptr<ScriptContext> context = source.context;
+    destination.context.swap(context);
 }
 
 bool attachScript(PluginState& state, ShaderInstance& instance, const std::optional<std::string>& name) {

@@ -69,10 +69,14 @@ EventReader::Look EventReader::look(std::int32_t number, SharedRecord& record) c
 
 void EventReader::catchUp() {
     const std::int32_t newest = std::atomic_ref<std::int32_t>(placeOf(ring_, number_).state).load();
-    if (newest <= 0) return;  // just being written
+    if (newest <= 0 || newest > kLastEvent) return;  // just being written, or by no writer of ours
     // What follows in the ring is the oldest there is; some room, as the writer goes on.
-    const std::int32_t oldest = std::max(newest - kRing + 8, 1);
-    missed_ += std::max<std::int64_t>(std::int64_t{oldest} - number_, 1);
+    const std::int32_t oldest = newest > kRing - 8 ? newest - kRing + 8 : newest - kRing + 8 + kLastEvent;
+    // A reader that joins may find any number; afterwards it never goes back, whatever stands in the ring: it would
+    // read the same events for ever.
+    const std::int32_t ahead = oldest >= number_ ? oldest - number_ : kLastEvent - number_ + oldest;
+    if (joined_ && ahead > kLastEvent / 2) return;
+    missed_ += std::max(ahead, 1);
     number_ = oldest;
 }
 
@@ -107,6 +111,7 @@ std::optional<Event> EventReader::next() {
             continue;
         }
         number_ = number;
+        joined_ = true;
         if (type != EventType::MoreText) return event;
     }
     return std::nullopt;

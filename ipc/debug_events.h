@@ -50,6 +50,7 @@ private:
     std::span<SharedRecord> ring_;
     std::int32_t number_ = 1;
     std::int64_t missed_ = 0;
+    bool joined_ = false;  // something has been read
 };
 
 }  // namespace kestrel::debug

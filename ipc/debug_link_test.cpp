@@ -1,5 +1,9 @@
 // Both ends of the debugger link: a foreign debugger, and our own client.
+#include "ipc/debug_events.h"
 #include "ipc/debug_link_fixture.h"
+
+#include <array>
+#include <string>
 
 namespace kestrel::debug::test {
 namespace {
@@ -392,6 +396,21 @@ main
     ASSERT_FALSE(texts.empty());
     EXPECT_EQ(texts.back(), "1000");
     EXPECT_GT(client->takeMissedEvents(), 800);
+}
+
+TEST(DebugEvents, aReaderNeverGoesBack) {
+    std::array<SharedRecord, kEventRecords> ring{};
+    EventWriter writer(ring);
+    for (int i = 1; i <= 5; ++i) writer.write({.type = EventType::Information, .text = std::to_string(i)});
+    EventReader reader(ring);
+    ring[5].state = 7;  // whoever wrote this was no writer of ours
+    std::string read;
+    while (read.size() < 20) {
+        const std::optional<Event> event = reader.next();
+        if (!event) break;
+        read += event->text;
+    }
+    EXPECT_EQ(read, "12345");
 }
 
 }  // namespace

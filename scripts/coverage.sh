@@ -4,30 +4,41 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/need.sh
-need gcovr
+need lcov
 
 cmake --preset coverage
 cmake --build --preset coverage --parallel "$(nproc)"
 find build/coverage -name '*.gcda' -delete
 ctest --preset coverage --parallel "$(nproc)"
-mkdir -p build/coverage/report
-gcovr --root . --filter '^(platform|engine|frontend|builtins|ipc|agents|host|reference|preview|cli)/' \
-    --exclude '.*(_test|test_support|fixture)[^/]*$' --exclude-unreachable-branches \
-    --json-summary build/coverage/summary.json --html-details build/coverage/report/index.html build/coverage
-python3 - build/coverage/summary.json <<'END'
+lcov --quiet --capture --no-external --base-directory "$PWD" --directory build/coverage --output-file build/coverage/lines.info
+genhtml --quiet --output-directory build/coverage/report build/coverage/lines.info
+python3 - build/coverage/lines.info <<'END'
 import collections
-import json
+import pathlib
+import re
 import sys
 
-files = json.load(open(sys.argv[1]))["files"]
+FOLDERS = {"platform", "engine", "frontend", "builtins", "ipc", "agents", "host", "reference", "preview", "cli"}
+TEST = re.compile(r"(_test|test_support|fixture)[^/]*$")
+files = collections.defaultdict(lambda: collections.defaultdict(int))  # file, line: runs
+file = None
+for row in open(sys.argv[1]):
+    if row.startswith("SF:"):
+        path = pathlib.PurePath(row[3:].strip())
+        name = path.relative_to(pathlib.Path.cwd()) if path.is_relative_to(pathlib.Path.cwd()) else path
+        file = str(name) if name.parts[0] in FOLDERS and not TEST.search(str(name)) else None
+    elif row.startswith("DA:") and file:
+        line, runs = row[3:].split(",")[:2]
+        files[file][int(line)] += int(runs)
 folders = collections.defaultdict(lambda: [0, 0])
-for file in files:
-    for folder in (file["filename"].split("/")[0], "all"):
-        folders[folder][0] += file["line_covered"]
-        folders[folder][1] += file["line_total"]
-for folder, (covered, total) in folders.items():
+missed = {name: sum(not runs for runs in lines.values()) for name, lines in files.items()}
+for name, lines in files.items():
+    for folder in (name.split("/")[0], "all"):
+        folders[folder][0] += len(lines) - missed[name]
+        folders[folder][1] += len(lines)
+for folder, (covered, total) in sorted(folders.items()):
     print(f"{folder:12} {100 * covered / total:5.1f} %  of {total} lines")
 print("the most lines that no test runs:")
-for file in sorted(files, key=lambda file: file["line_covered"] - file["line_total"])[:15]:
-    print(f"{file['line_total'] - file['line_covered']:5}  {file['filename']}")
+for name in sorted(files, key=lambda name: -missed[name])[:15]:
+    print(f"{missed[name]:5}  {name}")
 END

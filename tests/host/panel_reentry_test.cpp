@@ -149,6 +149,24 @@ TEST_F(PanelReentry, NothingIsDrawnOfAPanelThatEnds) {
                                       "line 1 45 2", "destroy one"}));
 }
 
+TEST_F(PanelReentry, AScriptThatACopyReplacesMayBeReplacedOnceMore) {
+    const HxInstance changed = host.createWith("options { reqbegin(\"one\"); c = ctlinteger(\"c\", 1); }", "one.ks");
+    const HxInstance second = host.createWith("process: sa { }", "two.ks");
+    const HxInstance third = host.createWith("process: sa { }", "three.ks");
+    EXPECT_EQ(host.edit(changed), HXM_OK);
+    ASSERT_TRUE(there("one"));
+    interruptIn<&PanelServices::destroyPanel>(host.panels.services);
+    interruption = [&] { host.handler.copy(third, changed); };
+    host.handler.copy(changed, changed);
+    host.handler.copy(second, changed);
+    EXPECT_EQ(interruption, nullptr);
+    EXPECT_FALSE(there("one"));
+    host.destroy(second);
+    EXPECT_STREQ(host.handler.describe(changed), "Kestrel/PT - THREE.KS");
+    host.destroy(third);
+    EXPECT_STREQ(host.handler.describe(changed), "Kestrel/PT - THREE.KS");
+}
+
 TEST_F(PanelReentry, AHostThatLeavesWithoutDestroyingIsNotCalledAnyMore) {
     const HxInstance instance =
         host.createWith("options { reqbegin(\"one\"); f = File(\"left.txt\", \"w\"); f.write(\"kept\"); }");
