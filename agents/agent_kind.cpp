@@ -102,17 +102,19 @@ bool succeeded(std::int32_t outcome) noexcept {
 }
 
 /// "++" and "--": what the expression yields is what the member reads as before or afterwards.
-void incrementMember(EngineContext& ctx, const Agent& agent, const AgentClass& owner,
-                     const MemberAccess& access, int op) {
+bool incrementMember(EngineContext& ctx, const Agent& agent, const AgentClass& owner,
+                     const MemberAccess& access, int op, ValueCell& out) {
     std::optional<ValueCell> yielded;
     if (isPostfix(op)) yielded = memberValue(agent, owner, access);
     const std::int32_t outcome = assignMember(agent, owner, access, ValueCell::ofInteger(1.0), op);
     if (!succeeded(outcome)) {
         if (yielded) ctx.stack.release(*yielded);
-        return reportOutcome(ctx, access, outcome);
+        reportOutcome(ctx, access, outcome);
+        return false;
     }
     if (!isPostfix(op)) yielded = memberValue(agent, owner, access);
-    if (yielded) ctx.stack.push(*yielded);
+    if (yielded) out = *yielded;
+    return yielded.has_value();
 }
 
 void runNative(BuiltinCall& call, const Agent& agent, const AgentMethod& method) {
@@ -180,27 +182,29 @@ void AgentKind::sweep(EngineContext& ctx) {
     if (ctx.services.natives != nullptr) ctx.services.natives->sweep();
 }
 
-bool AgentKind::beginRead(EngineContext& ctx, const MemberAccess& access) {
+std::optional<bool> AgentKind::beginRead(EngineContext& ctx, const MemberAccess& access, ValueCell& out) {
     const Agent* const agent = agentOf(*access.object);
     const AgentClass* owner =
         agent != nullptr ? agent->agentClass->memberOwner(access.name, access.member) : nullptr;
     if (owner == nullptr) {
         ctx.report(MessageId::UnknownAgentMember, access.owner(), access.object->name, access.member);
-        ctx.stack.push(ValueCell::ofNil());
-    } else if (const std::optional<ValueCell> value = memberValue(*agent, *owner, access)) {
-        ctx.stack.push(*value);
+        out = ValueCell::ofNil();
+        return true;
     }
-    return false;
+    const std::optional<ValueCell> value = memberValue(*agent, *owner, access);
+    if (value) out = *value;
+    return value.has_value();
 }
 
-bool AgentKind::beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+std::optional<bool> AgentKind::beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                          const ValueCell& value, int op, ValueCell& out) {
     const Agent* const agent = agentOf(*access.object);
     const AgentClass* owner =
         agent != nullptr ? agent->agentClass->memberOwner(access.name, access.member) : nullptr;
     if (owner == nullptr)
         reportOutcome(ctx, access, KESTREL_UNKNOWN);
     else if (isIncrement(op))
-        incrementMember(ctx, *agent, *owner, access, op);
+        return incrementMember(ctx, *agent, *owner, access, op, out);
     else
         reportOutcome(ctx, access, assignMember(*agent, *owner, access, value, op));
     return false;

@@ -29,9 +29,10 @@ public:
     void sweep(EngineContext& ctx) override;
 
 protected:
-    [[nodiscard]] bool beginRead(EngineContext& ctx, const MemberAccess& access) override;
-    [[nodiscard]] bool beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                                  int op) override;
+    [[nodiscard]] std::optional<bool> beginRead(EngineContext& ctx, const MemberAccess& access,
+                                                ValueCell& out) override;
+    [[nodiscard]] std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                                 const ValueCell& value, int op, ValueCell& out) override;
     /// No method has a row, so all calls arrive here.
     void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) override;
 };

@@ -18,16 +18,14 @@ public:
     HeldFiles(EngineContext& ctx, std::vector<ValueCell>& results) : ctx_(ctx), results_(results) {}
     ~HeldFiles() {
         for (const ValueCell& cell : results_)
-            if (cell.type == FileObj)
-                builtins::FilePool::of(ctx_).drop(builtins::fileRecord(cell.object));
+            if (cell.type == FileObj) builtins::FilePool::of(ctx_).drop(builtins::fileRecord(cell.object));
     }
     HeldFiles(const HeldFiles&) = delete;
     HeldFiles& operator=(const HeldFiles&) = delete;
 
     void add(const ValueCell& cell) const {
         results_.push_back(cell);
-        if (cell.type == FileObj)
-            builtins::FilePool::of(ctx_).hold(builtins::fileRecord(cell.object));
+        if (cell.type == FileObj) builtins::FilePool::of(ctx_).hold(builtins::fileRecord(cell.object));
     }
 
 private:

@@ -9,6 +9,7 @@
 #include "engine/context/context.h"
 #include "engine/kinds/engine_kinds.h"
 #include "engine/operations/arrays.h"
+#include "engine/operations/storage.h"
 
 #include <gtest/gtest.h>
 
@@ -120,7 +121,7 @@ protected:
         const std::int64_t count = static_cast<std::int64_t>(elements.size());
         ArrayRecord* array = makeArray(ctx, {&count, 1}, Uninitialized);
         for (std::size_t i = 0; i < elements.size(); ++i)
-            if (elements[i].type != Uninitialized) storeValue(ctx, array->elements[i], elements[i]);
+            if (elements[i].type != Uninitialized) store(ctx, array->elements[i], elements[i]);
         return array;
     }
 

@@ -8,6 +8,7 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/storage.h"
 #include "engine/operations/text.h"
 #include "engine/values/format.h"
 
@@ -61,8 +62,7 @@ public:
         return true;
     }
     bool compare(int op, const ValueCell& left, const ValueCell& right) const override {
-        return textRelation(op, static_cast<const char*>(left.object),
-                            right.isText() ? right.text : "");
+        return textRelation(op, static_cast<const char*>(left.object), right.isText() ? right.text : "");
     }
 };
 
@@ -116,7 +116,7 @@ protected:
     Variable& array(const char* name, const Cells& elements) {
         const std::int64_t size = static_cast<std::int64_t>(elements.size());
         ArrayRecord& record = *makeArray(ctx, {&size, 1}, Nil);
-        for (std::size_t i = 0; i < elements.size(); ++i) storeValue(ctx, record.elements[i], elements[i]);
+        for (std::size_t i = 0; i < elements.size(); ++i) store(ctx, record.elements[i], elements[i]);
         Variable& v = variable(name);
         v.type = Array;
         v.object = &record;
@@ -124,7 +124,8 @@ protected:
     }
     static std::string showElements(const Variable& v) {
         std::string all;
-        for (const ValueCell& element : v.heldArray()->elements) all += (all.empty() ? "" : " ") + show(element);
+        for (const ValueCell& element : v.heldArray()->elements)
+            all += (all.empty() ? "" : " ") + show(element);
         return all;
     }
     /// Appends an instruction to the program's code.
@@ -135,11 +136,6 @@ protected:
         node.operand.variable = operand;
         ctx.program->code.append(&node);
         return node;
-    }
-    void pushIndex(double index) {
-        push(ValueCell::ofMark(DimMark));
-        push(ValueCell::ofMark(SepMark));
-        push(I(index));
     }
 
 private:

@@ -2,6 +2,7 @@
 
 #include "builtins/files/file_pool.h"
 #include "engine/operations/arrays.h"
+#include "engine/operations/storage.h"
 
 namespace kestrel::fuzz {
 
@@ -15,8 +16,8 @@ void pushArray(EngineContext& ctx, Taken& data) {
     for (ValueCell& element : array->elements) {
         if (data.below(2) == 0) continue;
         const std::string text = data.below(2) == 0 ? data.text() : "";
-        storeValue(ctx, element,
-                   text.empty() ? ValueCell::ofNumber(data.number()) : ValueCell::ofText(text.c_str()));
+        store(ctx, element,
+              text.empty() ? ValueCell::ofNumber(data.number()) : ValueCell::ofText(text.c_str()));
     }
     ctx.stack.push(ValueCell::ofArray(array, nullptr));
 }

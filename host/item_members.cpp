@@ -14,67 +14,70 @@ const SceneServices& services(const EngineContext& ctx) noexcept {
     return shaderContext(ctx).environment.scene;
 }
 
-void pushName(EngineContext& ctx, const char* text) {
-    if (text != nullptr)
-        ctx.pushText(text);
-    else
-        ctx.stack.push(ValueCell::ofNil());
+/// @return false when there is no memory
+bool answerName(EngineContext& ctx, const char* text, ValueCell& out) {
+    const char* copy = text != nullptr ? ctx.pool.strdup(text) : nullptr;
+    out = copy != nullptr ? ValueCell::ofTemp(copy) : ValueCell::ofNil();
+    return text == nullptr || copy != nullptr;
+}
+
+bool answer(ValueCell& out, const ValueCell& value) noexcept {
+    out = value;
+    return true;
 }
 
 bool bit(std::uint32_t bits, std::int64_t number) noexcept {
     return (bits >> (number - 1) & 1U) != 0;
 }
 
-/// Asks an operation of a service about the item, and pushes what `kAnswer` makes of it. The object has its
+/// Asks an operation of a service about the item, and gives what `kAnswer` makes of it. The object has its
 /// record; beginRead() sees to that.
 template <auto kService, auto kOperation, auto kAnswer>
-void ask(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
+bool ask(EngineContext& ctx, const MemberAccess& access, const MemberRow&, ValueCell& out) {
     const auto operation = services(ctx).operation(kService, kOperation);
     const HostItemID item = sceneItem(*access.object)->item;
-    if (operation == nullptr || item == 0) return ctx.stack.push(ValueCell::ofNil());
-    kAnswer(ctx, access, operation, item);
+    if (operation == nullptr || item == 0) return answer(out, ValueCell::ofNil());
+    return kAnswer(ctx, access, operation, item, out);
 }
 
 // ---- answers ----
 
-constexpr auto kInteger = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item) {
-    ctx.stack.push(ValueCell::ofInteger(operation(item)));
-};
-constexpr auto kNumber = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item) {
-    ctx.stack.push(ValueCell::ofNumber(operation(item)));
-};
-constexpr auto kText = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item) {
-    pushName(ctx, operation(item));
-};
-constexpr auto kItem = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item) {
-    ctx.stack.push(itemValue(ctx, operation(item)));
-};
-constexpr auto kFlag = [](EngineContext& ctx, const MemberAccess& access, auto operation, HostItemID item) {
-    ctx.stack.push(ValueCell::ofBool(bit(operation(item), access.index)));
+constexpr auto kInteger = [](EngineContext&, const MemberAccess&, auto operation, HostItemID item,
+                             ValueCell& out) { return answer(out, ValueCell::ofInteger(operation(item))); };
+constexpr auto kNumber = [](EngineContext&, const MemberAccess&, auto operation, HostItemID item,
+                            ValueCell& out) { return answer(out, ValueCell::ofNumber(operation(item))); };
+constexpr auto kText = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item,
+                          ValueCell& out) { return answerName(ctx, operation(item), out); };
+constexpr auto kItem = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item,
+                          ValueCell& out) { return answer(out, itemValue(ctx, operation(item))); };
+constexpr auto kFlag = [](EngineContext&, const MemberAccess& access, auto operation, HostItemID item,
+                          ValueCell& out) {
+    return answer(out, ValueCell::ofBool(bit(operation(item), access.index)));
 };
 /// Meant: a clear bit has no value.
-constexpr auto kSetFlag = [](EngineContext& ctx, const MemberAccess& access, auto operation,
-                             HostItemID item) {
-    if (bit(operation(item), access.index)) ctx.stack.push(ValueCell::ofInteger(1));
+constexpr auto kSetFlag = [](EngineContext&, const MemberAccess& access, auto operation, HostItemID item,
+                             ValueCell& out) {
+    return bit(operation(item), access.index) && answer(out, ValueCell::ofInteger(1));
 };
 /// The first or the second of two numbers that one operation tells.
 template <bool kSecond>
-constexpr auto kOfTwo = [](EngineContext& ctx, const MemberAccess&, auto operation, HostItemID item) {
+constexpr auto kOfTwo =
+    [](EngineContext&, const MemberAccess&, auto operation, HostItemID item, ValueCell& out) {
+        double numbers[2] = {};
+        operation(item, &numbers[0], &numbers[1]);
+        return answer(out, ValueCell::ofNumber(numbers[kSecond ? 1 : 0]));
+    };
+constexpr auto kByIndex = [](EngineContext&, const MemberAccess& access, auto operation, HostItemID item,
+                             ValueCell& out) {
     double numbers[2] = {};
     operation(item, &numbers[0], &numbers[1]);
-    ctx.stack.push(ValueCell::ofNumber(numbers[kSecond ? 1 : 0]));
-};
-constexpr auto kByIndex = [](EngineContext& ctx, const MemberAccess& access, auto operation,
-                             HostItemID item) {
-    double numbers[2] = {};
-    operation(item, &numbers[0], &numbers[1]);
-    ctx.stack.push(ValueCell::ofNumber(numbers[access.index - 1]));
+    return answer(out, ValueCell::ofNumber(numbers[access.index - 1]));
 };
 
 // ---- rows ----
 
-void readKind(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
-    ctx.stack.push(ValueCell::ofInteger(sceneItem(*access.object)->kind));
+bool readKind(EngineContext&, const MemberAccess& access, const MemberRow&, ValueCell& out) {
+    return answer(out, ValueCell::ofInteger(sceneItem(*access.object)->kind));
 }
 
 template <auto kOperation, auto kAnswer>
@@ -131,29 +134,32 @@ constexpr MemberRow kCamera[] = {kName};
 // ---- the scene ----
 
 template <auto kField>
-void field(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
+bool field(EngineContext& ctx, const MemberAccess& access, const MemberRow&, ValueCell& out) {
     const SceneInfo* scene = services(ctx).scene;
-    if (scene == nullptr) return ctx.stack.push(ValueCell::ofNil());
-    kField(ctx, access, *scene);
+    if (scene == nullptr) return answer(out, ValueCell::ofNil());
+    return kField(ctx, access, *scene, out);
 }
 
 /// Meant: a frame rate is an Integer that keeps its fraction.
 template <auto kMember>
-constexpr auto kWhole = [](EngineContext& ctx, const MemberAccess&, const SceneInfo& scene) {
-    ctx.stack.push(ValueCell::ofInteger(scene.*kMember));
+constexpr auto kWhole = [](EngineContext&, const MemberAccess&, const SceneInfo& scene, ValueCell& out) {
+    return answer(out, ValueCell::ofInteger(scene.*kMember));
 };
 template <auto kMember>
-constexpr auto kReal = [](EngineContext& ctx, const MemberAccess&, const SceneInfo& scene) {
-    ctx.stack.push(ValueCell::ofNumber(scene.*kMember));
+constexpr auto kReal = [](EngineContext&, const MemberAccess&, const SceneInfo& scene, ValueCell& out) {
+    return answer(out, ValueCell::ofNumber(scene.*kMember));
 };
 template <auto kMember>
-constexpr auto kWords =
-    [](EngineContext& ctx, const MemberAccess&, const SceneInfo& scene) { pushName(ctx, scene.*kMember); };
-constexpr auto kOption = [](EngineContext& ctx, const MemberAccess& access, const SceneInfo& scene) {
-    ctx.stack.push(ValueCell::ofBool(bit(scene.renderOptions, access.index)));
+constexpr auto kWords = [](EngineContext& ctx, const MemberAccess&, const SceneInfo& scene, ValueCell& out) {
+    return answerName(ctx, scene.*kMember, out);
 };
-constexpr auto kRegion = [](EngineContext& ctx, const MemberAccess& access, const SceneInfo& scene) {
-    ctx.stack.push(ValueCell::ofInteger(scene.limitedRegion[access.index - 1]));
+constexpr auto kOption = [](EngineContext&, const MemberAccess& access, const SceneInfo& scene,
+                            ValueCell& out) {
+    return answer(out, ValueCell::ofBool(bit(scene.renderOptions, access.index)));
+};
+constexpr auto kRegion = [](EngineContext&, const MemberAccess& access, const SceneInfo& scene,
+                            ValueCell& out) {
+    return answer(out, ValueCell::ofInteger(scene.limitedRegion[access.index - 1]));
 };
 
 template <auto kMember>

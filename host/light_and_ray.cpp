@@ -40,8 +40,7 @@ bool tripleArgument(BuiltinCall& call, int index, Triple& out) {
         out = {cell.vec.x, cell.vec.y, cell.vec.z};
         return true;
     }
-    if (cell.type == ArrayRef && cell.array != nullptr)
-        return tripleFromArray(call, *cell.array, out);
+    if (cell.type == ArrayRef && cell.array != nullptr) return tripleFromArray(call, *cell.array, out);
     call.failType(index + 1);
     return false;
 }
@@ -61,8 +60,7 @@ void illuminateBuiltin(BuiltinCall& call) {
     if (!tripleArgument(call, 2, vector)) return;
     if (!tripleArgument(call, 1, point)) return;
     const ValueCell& light = call.arg(0);
-    const SceneItem* item =
-        light.type == HxObject ? static_cast<const SceneItem*>(light.object) : nullptr;
+    const SceneItem* item = light.type == HxObject ? static_cast<const SceneItem*>(light.object) : nullptr;
     if (item == nullptr || item->kind == kImageItem) return call.failType(1);
     const ShadingSample* sample = shaderContext(call.ctx).sample;
     if (sample == nullptr || sample->illuminate == nullptr)

@@ -1,6 +1,7 @@
 #include "host/presets.h"
 
 #include "engine/operations/assignment.h"
+#include "engine/operations/storage.h"
 #include "ipc/debug_values.h"
 #include "platform/ascii.h"
 
@@ -78,7 +79,7 @@ void setGlobal(EngineContext& ctx, Variable& global, const Preset& preset) {
     } else if (const auto* vec = std::get_if<VectorValue>(&preset.value)) {
         assignVariable(ctx, global, ValueCell::ofVector(*vec));
     } else {
-        setVariableText(ctx, global, std::get<std::string>(preset.value));
+        storeText(ctx, global, std::get<std::string>(preset.value));
     }
 }
 

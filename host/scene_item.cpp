@@ -98,19 +98,20 @@ const ObjectInterface& SceneItemKind::interfaceOf(const Variable& object) const 
     }
 }
 
-bool SceneItemKind::beginRead(EngineContext& ctx, const MemberAccess& access) {
+std::optional<bool> SceneItemKind::beginRead(EngineContext& ctx, const MemberAccess& access, ValueCell& out) {
     if (access.object->type == HxObject) {
-        if (sceneItem(*access.object) != nullptr || isImage(*access.object)) return true;
-        ctx.stack.push(ValueCell::ofNil());
-        return false;
+        if (sceneItem(*access.object) != nullptr || isImage(*access.object)) return std::nullopt;
+        out = ValueCell::ofNil();
+        return true;
     }
-    if (access.object->type == ImageListObj) return true;
+    if (access.object->type == ImageListObj) return std::nullopt;
     ctx.report(MessageId::UnknownObject, access.owner(), access.object->name);
     return false;
 }
 
-bool SceneItemKind::beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell&, int) {
-    if (access.object->type == HxObject || access.object->type == ImageListObj) return true;
+std::optional<bool> SceneItemKind::beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                              const ValueCell&, int, ValueCell&) {
+    if (access.object->type == HxObject || access.object->type == ImageListObj) return std::nullopt;
     ctx.report(MessageId::UnknownObject, access.owner(), access.object->name);
     return false;
 }

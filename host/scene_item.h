@@ -40,9 +40,10 @@ public:
 
 protected:
     [[nodiscard]] const ObjectInterface& interfaceOf(const Variable& object) const override;
-    [[nodiscard]] bool beginRead(EngineContext& ctx, const MemberAccess& access) override;
-    [[nodiscard]] bool beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                                  int op) override;
+    [[nodiscard]] std::optional<bool> beginRead(EngineContext& ctx, const MemberAccess& access,
+                                                ValueCell& out) override;
+    [[nodiscard]] std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                                 const ValueCell& value, int op, ValueCell& out) override;
     void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row) override;
     void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call) override;
 

@@ -26,40 +26,45 @@ std::size_t placeOf(const MemberAccess& access, const MemberRow& row) noexcept {
                             : row.detail;
 }
 
-void readReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row) {
-    ctx.stack.pushScalar(Number, load<double>(ctx, placeOf(access, row)));
+bool readReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, ValueCell& out) {
+    out.setScalar(Number, load<double>(ctx, placeOf(access, row)));
+    return true;
 }
 
-void readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
-    ctx.stack.pushScalar(Integer, load<std::int32_t>(ctx, row.detail));
+bool readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
+    out.setScalar(Integer, load<std::int32_t>(ctx, row.detail));
+    return true;
 }
 
-void readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row) {
+bool readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
     SceneItem* item = shaderContext(ctx).items.make(ctx, HX_MESH, load<HostItemID>(ctx, row.detail));
-    ctx.stack.push(item != nullptr ? ValueCell::ofObject(HxObject, item) : ValueCell::ofNil());
+    out = item != nullptr ? ValueCell::ofObject(HxObject, item) : ValueCell::ofNil();
+    return true;
 }
 
-void readNothing(EngineContext&, const MemberAccess&, const MemberRow&) {}
+bool readNothing(EngineContext&, const MemberAccess&, const MemberRow&, ValueCell&) {
+    return false;
+}
 
 void noteBadWrite(EngineContext& ctx) {
     ShaderContext& shader = shaderContext(ctx);
     if (!shader.badWrite.known() && ctx.run.node != nullptr) shader.badWrite = ctx.run.node->pos;
 }
 
-void writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
-               int op) {
+bool writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
+               int op, ValueCell& out) {
     if (!value.isNumeric()) {
         ctx.report(MessageId::SampleMemberType, access.member);
-        return;
+        return false;
     }
     const std::size_t place = placeOf(access, row);
     const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.number, op);
-    if (!update.ok) return;
+    if (!update.ok) return false;
     if (!std::isfinite(update.value)) [[unlikely]]
         noteBadWrite(ctx);
     std::memcpy(reinterpret_cast<unsigned char*>(shaderContext(ctx).sample) + place, &update.value,
                 sizeof(double));
-    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+    return update.leave(out);
 }
 
 enum class Form { Whole, Item, Real };
@@ -134,16 +139,17 @@ std::string_view ShaderObjectKind::internalName(std::int32_t) const {
     return "ShaderObj";
 }
 
-bool ShaderObjectKind::beginRead(EngineContext& ctx, const MemberAccess&) {
-    if (shaderContext(ctx).sample != nullptr) return true;
-    ctx.stack.push(ValueCell::ofNil());
-    return false;
+std::optional<bool> ShaderObjectKind::beginRead(EngineContext& ctx, const MemberAccess&, ValueCell& out) {
+    if (shaderContext(ctx).sample != nullptr) return std::nullopt;
+    out = ValueCell::ofNil();
+    return true;
 }
 
-bool ShaderObjectKind::beginWrite(EngineContext& ctx, const MemberAccess&, const ValueCell&, int op) {
-    if (shaderContext(ctx).sample != nullptr) return true;
-    if (isIncrement(op)) ctx.stack.push(ValueCell::ofNil());
-    return false;
+std::optional<bool> ShaderObjectKind::beginWrite(EngineContext& ctx, const MemberAccess&, const ValueCell&,
+                                                 int op, ValueCell& out) {
+    if (shaderContext(ctx).sample != nullptr) return std::nullopt;
+    out = ValueCell::ofNil();
+    return isIncrement(op);
 }
 
 }  // namespace kestrel

@@ -18,9 +18,10 @@ public:
 
 protected:
     /// Outside `process` every member is Nil, and assignments change nothing.
-    [[nodiscard]] bool beginRead(EngineContext& ctx, const MemberAccess& access) override;
-    [[nodiscard]] bool beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                                  int op) override;
+    [[nodiscard]] std::optional<bool> beginRead(EngineContext& ctx, const MemberAccess& access,
+                                                ValueCell& out) override;
+    [[nodiscard]] std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                                 const ValueCell& value, int op, ValueCell& out) override;
 };
 
 }  // namespace kestrel

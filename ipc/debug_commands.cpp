@@ -3,6 +3,7 @@
 #include "engine/context/script_queues.h"
 #include "engine/operations/arrays.h"
 #include "engine/operations/slots.h"
+#include "engine/operations/storage.h"
 #include "engine/values/array_record.h"
 #include "ipc/value_record.h"
 
@@ -402,7 +403,7 @@ private:
     /// FreshVariable gives no elements back.
     void writeElement(const Variable& variable, const ValueCell& element) {
         const auto position = &element - variable.heldArray()->elements.data();
-        if (ctx_.queues != nullptr) ctx_.queues->write(variable.queue, position + 1, borrowValue(element));
+        if (ctx_.queues != nullptr) ctx_.queues->write(variable.queue, position + 1, load(element));
     }
 
     /// While an instruction reports an error it may still look at what it works with.

@@ -72,8 +72,8 @@ void EventReader::catchUp() {
     if (newest <= 0 || newest > kLastEvent) return;  // just being written, or by no writer of ours
     // What follows in the ring is the oldest there is; some room, as the writer goes on.
     const std::int32_t oldest = newest > kRing - 8 ? newest - kRing + 8 : newest - kRing + 8 + kLastEvent;
-    // A reader that joins may find any number; afterwards it never goes back, whatever stands in the ring: it would
-    // read the same events for ever.
+    // A reader that joins may find any number; afterwards it never goes back, whatever stands in the ring: it
+    // would read the same events for ever.
     const std::int32_t ahead = oldest >= number_ ? oldest - number_ : kLastEvent - number_ + oldest;
     if (joined_ && ahead > kLastEvent / 2) return;
     missed_ += std::max(ahead, 1);

@@ -2,6 +2,7 @@
 
 #include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/storage.h"
 #include "engine/operations/text.h"
 #include "engine/program/node_modes.h"
 #include "engine/values/record_instance.h"
@@ -35,7 +36,7 @@ ValueCell cellOf(Variable& variable) noexcept {
     if (variable.type == Array) {
         if (ArrayRecord* array = variable.heldArray()) cell = ValueCell::ofArray(array, &variable);
     } else if (variable.holdsText() || isObjectKind(variable.type) || isInlineKind(variable.type)) {
-        cell = variableCell(variable);
+        cell = load(variable);
     }
     return cell;
 }
@@ -160,7 +161,7 @@ std::optional<ValuePlace> findValue(const Program& program, std::string_view ref
 }
 
 ValueCell valueAt(const ValuePlace& place) noexcept {
-    return place.part != nullptr ? borrowValue(*place.part) : cellOf(*place.variable);
+    return place.part != nullptr ? load(*place.part) : cellOf(*place.variable);
 }
 
 bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text) {
@@ -185,7 +186,7 @@ bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& r
             return false;
     }
     if (place.part != nullptr) {
-        storeValue(ctx, *place.part, value);
+        store(ctx, *place.part, value);
         return true;
     }
     if (place.variable->type == Array) {  // without the warning that a script's own assignment gets
@@ -230,8 +231,8 @@ std::string ValueList::nameOf(std::size_t index) const {
 }
 
 ValueCell ValueList::valueOf(std::size_t index) const noexcept {
-    if (array_ != nullptr) return borrowValue(array_->elements[index]);
-    if (record_ != nullptr) return borrowValue(record_->members[index].value);
+    if (array_ != nullptr) return load(array_->elements[index]);
+    if (record_ != nullptr) return load(record_->members[index].value);
     return cellOf(*variables_[index]);
 }
 
@@ -241,8 +242,7 @@ void putShape(const EngineContext& ctx, SharedRecord& record, const ValueCell& v
     record.next = 0;
     record.owner = static_cast<std::int32_t>(ValueShape::Plain);
     if (value.isText()) {
-        record.next =
-            value.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.text)) : 0;
+        record.next = value.text != nullptr ? static_cast<std::int32_t>(std::strlen(value.text)) : 0;
     } else if (value.type == Uninitialized) {
         record.owner = static_cast<std::int32_t>(ValueShape::Nothing);
     } else if (const ArrayRecord* array = arrayIn(value)) {

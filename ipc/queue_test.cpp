@@ -309,8 +309,8 @@ TEST_F(QueueTest, AMillionAccessesOfFourProgramsLoseAndMixNothing) {
                                 for (int i = 0; i < kRounds; ++i) {
                                     ValueCell old = ValueCell::ofNil();
                                     do script.made->read(sum, 0, old);
-                                    while (!script.made->writeIfStill(
-                                        sum, 0, old, ValueCell::ofInteger(old.number + 1)));
+                                    while (!script.made->writeIfStill(sum, 0, old,
+                                                                      ValueCell::ofInteger(old.number + 1)));
                                     script.made->write(text, 0, ValueCell::ofText(own.c_str()));
                                     ValueCell seen;
                                     script.made->read(text, 0, seen);

@@ -66,8 +66,7 @@ void FilePool::sweep() {
     const auto mark = [this](bool value) {
         for (int i = 0; i < context.stack.size(); ++i) {
             const ValueCell& cell = context.stack.at(i);
-            if (cell.type == FileObj && cell.object != nullptr)
-                fileRecord(cell.object)->onStack = value;
+            if (cell.type == FileObj && cell.object != nullptr) fileRecord(cell.object)->onStack = value;
         }
     };
     mark(true);

@@ -245,8 +245,7 @@ void setDelimiter(FileCall& call) {
         if (given.isText())
             next = given.text;
         else if (given.isNumeric())
-            next = std::string(1, static_cast<char>(truncate32(given.number)))
-                       .c_str();  // 0 is no character
+            next = std::string(1, static_cast<char>(truncate32(given.number))).c_str();  // 0 is no character
         else
             return call.failType(1);
     }

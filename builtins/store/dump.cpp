@@ -4,6 +4,7 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/file_names.h"
 #include "engine/operations/slots.h"
+#include "engine/operations/storage.h"
 #include "engine/operations/text.h"
 #include "engine/values/format.h"
 #include "platform/files.h"
@@ -67,7 +68,7 @@ private:
         label.append("::").append(variable.name);
         label.resize(kValueColumn, ' ');  // one that reaches the value's column is cut there
         if (variable.type == Array) return arrayLines(label, variable.heldArray());
-        const std::optional<std::string> text = dumpText(ctx_, variableCell(variable));
+        const std::optional<std::string> text = dumpText(ctx_, load(variable));
         if (variable.type == Uninitialized)
             line(label + "(UNUSED)");
         else if (text)

@@ -176,8 +176,7 @@ void store(BuiltinCall& call) {
     }
     const bool master = global && !object.scriptOnly;
     PersistentStore* target = ctx.services.store;
-    if (target == nullptr ||
-        !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).text, text))
+    if (target == nullptr || !target->write(master ? kMasterScope : ctx.scriptFile, call.arg(0).text, text))
         ctx.report(MessageId::StoreNotWritten);
     call.none();
 }
@@ -192,8 +191,7 @@ void recall(BuiltinCall& call) {
 
     std::string stored(kNothing);
     if (ctx.services.store != nullptr)
-        stored = ctx.services.store->read(global ? kMasterScope : ctx.scriptFile, call.arg(0).text,
-                                          kNothing);
+        stored = ctx.services.store->read(global ? kMasterScope : ctx.scriptFile, call.arg(0).text, kNothing);
     if (stored != kNothing) return resultOfStored(call, stored, global);
     if (call.argc == 1) return call.result(ValueCell::ofNil());
     resultOfDefault(call, values);

@@ -81,8 +81,7 @@ void integerOf(BuiltinCall& call) {
 void vectorOfText(BuiltinCall& call) {
     if (!call.arg(0).isText()) return call.failType(1);
     float v[3];
-    if (parseThree(fromNumber(call.arg(0).text, ".-+"), v) != 3)
-        return call.result(ValueCell::ofNil());
+    if (parseThree(fromNumber(call.arg(0).text, ".-+"), v) != 3) return call.result(ValueCell::ofNil());
     call.resultVector({static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])});
 }
 

@@ -3,6 +3,7 @@
 #include "builtins/common/joined_text.h"
 #include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
+#include "engine/operations/storage.h"
 #include "engine/operations/text.h"
 #include "engine/operations/text_buffer.h"
 
@@ -51,7 +52,7 @@ void appendElements(EngineContext& ctx, ArrayRecord& array, const ArrayRecord& o
     const auto count = static_cast<std::size_t>(other.count());
     if (!resizeArray(ctx, array, array.count() + other.count())) return;
     for (std::size_t i = 0; i < count && !ctx.run.abort; ++i)
-        storeValue(ctx, array.elements[begin + i], other.elements[i]);
+        store(ctx, array.elements[begin + i], other.elements[i]);
 }
 
 void appendToArray(BuiltinCall& call) {
@@ -66,7 +67,7 @@ void appendToArray(BuiltinCall& call) {
             return call.fail(MessageId::AppendNoArray, arrayName(value), arrayName(target), array.count());
         appendElements(ctx, array, *other);
     } else if (canFollowElements(ctx, value)) {
-        if (resizeArray(ctx, array, array.count() + 1)) storeValue(ctx, array.elements.back(), value);
+        if (resizeArray(ctx, array, array.count() + 1)) store(ctx, array.elements.back(), value);
     } else {
         return call.failType(2);
     }

@@ -20,8 +20,7 @@ ValueCell textOrNil(EngineContext& ctx, std::string_view text) {
 /// A count of characters. A negative one is larger than any text.
 std::size_t characterCount(const ValueCell& cell) noexcept {
     constexpr std::uint64_t kMost = std::numeric_limits<std::size_t>::max();
-    return static_cast<std::size_t>(
-        std::min(static_cast<std::uint64_t>(truncate(cell.number)), kMost));
+    return static_cast<std::size_t>(std::min(static_cast<std::uint64_t>(truncate(cell.number)), kMost));
 }
 
 /// Checks the two arguments of strleft() and strright(), the last one first.

@@ -1,6 +1,7 @@
 #include "engine/operations/text.h"
 
 #include "builtins/test_call.h"
+#include "engine/operations/storage.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
 
@@ -76,7 +77,7 @@ TEST_F(TextTest, cuts) {
 TEST_F(TextTest, arraysGrow) {
     ArrayRecord* array = makeElements({N(1), S("two"), ValueCell::ofMark(Uninitialized)});
     // An element's own text, and the whole array, while the array moves.
-    EXPECT_EQ(call("append", {A(array), borrowValue(array->elements[1])}), "");
+    EXPECT_EQ(call("append", {A(array), load(array->elements[1])}), "");
     EXPECT_EQ(call("append", {A(array), A(array)}), "");
     std::string left;
     for (const ValueCell& element : array->elements) left += show(element) + " ";

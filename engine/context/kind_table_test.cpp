@@ -20,20 +20,22 @@ Lamp& lampOf(const MemberAccess& access) {
     return *static_cast<Lamp*>(access.object->object);
 }
 
-void readBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
-    ctx.stack.push(ValueCell::ofNumber(lampOf(access).brightness));
+bool readBrightness(EngineContext&, const MemberAccess& access, const MemberRow&, ValueCell& out) {
+    out = ValueCell::ofNumber(lampOf(access).brightness);
+    return true;
 }
 
-void writeBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value,
-                     int op) {
+bool writeBrightness(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value,
+                     int op, ValueCell& out) {
     double& brightness = lampOf(access).brightness;
     const MemberUpdate update = updateNumberMember(ctx, brightness, value.number, op);
     brightness = update.value;
-    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+    return update.leave(out);
 }
 
-void readColor(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
-    ctx.stack.push(ValueCell::ofNumber(lampOf(access).color[access.index - 1]));
+bool readColor(EngineContext&, const MemberAccess& access, const MemberRow&, ValueCell& out) {
+    out = ValueCell::ofNumber(lampOf(access).color[access.index - 1]);
+    return true;
 }
 
 void sum(MethodCall& call) {
@@ -80,15 +82,20 @@ protected:
         lamp_.object = &object_;
     }
 
-    /// Reads `l.name`, or `l.name[index]`; shows the messages and what lies on the stack.
+    /// Reads `l.name`, or `l.name[index]`; shows the messages and the value.
     std::string read(const char* name, double index = 0) {
-        if (index != 0) pushIndex(index);
-        readMember(ctx, memberNode(name), index != 0);
+        const ValueCell cells[] = {ValueCell::ofMark(DimMark), ValueCell::ofMark(SepMark), N(index)};
+        const bool indexed = index != 0;
+        const Place place =
+            placeOf(memberNode(name), indexed ? Place::Kind::IndexedMember : Place::Kind::Member,
+                    indexed ? lastIndexList(cells) : IndexList{});
+        ValueCell value;
+        if (readMember(ctx, place, value)) push(value);
         return takeMessages() + popAll();
     }
     std::string write(const char* name, const ValueCell& value, int op = OP_ASSIGN) {
-        push(ValueCell::ofNode(MemberRef, &memberNode(name)));
-        writeMemberOnTop(ctx, value, op);
+        ValueCell left;
+        if (writeMember(ctx, placeOf(memberNode(name), Place::Kind::Member), value, op, left)) push(left);
         return takeMessages() + popAll();
     }
     std::string call(const char* name, const Cells& args) {
@@ -106,7 +113,7 @@ private:
     CodeNode& memberNode(const char* name) {
         CodeNode& node = emit(OP_VAR, &variable(name));
         node.name = ctx.kinds().names().find(name);
-        node.next = &emit(OP_MEMBER, &lamp_);
+        node.to.object = &lamp_;
         return node;
     }
 

@@ -16,8 +16,10 @@ bool checkIndex(EngineContext& ctx, const KindWording& wording, const MemberRow&
     return false;
 }
 
-void reportUnknownObject(EngineContext& ctx, const MemberAccess& access) {
+/// @return false: there is no value
+bool reportUnknownObject(EngineContext& ctx, const MemberAccess& access) {
     ctx.report(MessageId::UnknownObject, access.owner(), access.object->name);
+    return false;
 }
 
 /// Objects that could have members but have none say so in words of their own.
@@ -25,8 +27,9 @@ bool knowsMembers(const ObjectInterface& interface) noexcept {
     return !interface.members().empty() || interface.wording().unknownMemberRead.given();
 }
 
-void reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
+bool reportUnknownField(EngineContext& ctx, const MemberAccess& access) {
     ctx.report(MessageId::UnknownRecordMember, access.owner(), access.object->name, access.member);
+    return false;
 }
 
 /// True when there is a wording for every wrong use that the rows make possible.
@@ -65,42 +68,48 @@ bool ObjectInterface::isPieceOfName(std::string_view name) const noexcept {
 ObjectKind::ObjectKind(ObjectInterface interface, KindTraits traits)
     : interface_(std::move(interface)), traits_(traits) {}
 
-void ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access) {
+bool ObjectKind::readMember(EngineContext& ctx, const MemberAccess& access, ValueCell& out) {
     const ObjectInterface& interface = interfaceOf(*access.object);
     if (!knowsMembers(interface)) return reportUnknownObject(ctx, access);
-    if (!beginRead(ctx, access)) return;
+    if (const std::optional<bool> ended = beginRead(ctx, access, out)) return *ended;
     const MemberRow* row = interface.member(access.name);
-    if (row == nullptr) return unknownMember(ctx, interface, access, true);
-    if (!checkIndex(ctx, interface.wording(), *row, access.index)) {
-        ctx.stack.push(ValueCell::ofNil());
-        return;
+    if (row == nullptr) {
+        out = ValueCell::ofNil();
+        return unknownMember(ctx, interface, access, true);
     }
-    row->read(ctx, access, *row);
+    if (!checkIndex(ctx, interface.wording(), *row, access.index)) {
+        out = ValueCell::ofNil();
+        return true;
+    }
+    return row->read(ctx, access, *row, out);
 }
 
-void ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+bool ObjectKind::writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                             ValueCell& out) {
     const ObjectInterface& interface = interfaceOf(*access.object);
     if (!knowsMembers(interface)) return reportUnknownObject(ctx, access);
-    if (!beginWrite(ctx, access, value, op)) return;
+    if (const std::optional<bool> ended = beginWrite(ctx, access, value, op, out)) return *ended;
     const MemberRow* row = interface.member(access.name);
     if (row == nullptr) return unknownMember(ctx, interface, access, false);
     if (row->write == nullptr) {
         ctx.report(interface.wording().readOnly.message(), access.member);
-        return;
+        return false;
     }
-    if (checkIndex(ctx, interface.wording(), *row, access.index)) row->write(ctx, access, *row, value, op);
+    return checkIndex(ctx, interface.wording(), *row, access.index) &&
+           row->write(ctx, access, *row, value, op, out);
 }
 
-void ObjectKind::unknownMember(EngineContext& ctx, const ObjectInterface& interface,
+/// @return true where the member reads as Nil all the same
+bool ObjectKind::unknownMember(EngineContext& ctx, const ObjectInterface& interface,
                                const MemberAccess& access, bool reading) {
     const KindWording& wording = interface.wording();
-    if (!interface.isPieceOfName(access.member)) {
-        const auto& unknown = reading ? wording.unknownMemberRead : wording.unknownMemberWrite;
-        ctx.report(unknown.message(), access.owner(), access.object->name, access.member);
-        return;
+    if (interface.isPieceOfName(access.member)) {
+        ctx.report(wording.pieceOfName.message(), access.member);
+        return reading;
     }
-    ctx.report(wording.pieceOfName.message(), access.member);
-    if (reading) ctx.stack.push(ValueCell::ofNil());
+    const auto& unknown = reading ? wording.unknownMemberRead : wording.unknownMemberWrite;
+    ctx.report(unknown.message(), access.owner(), access.object->name, access.member);
+    return false;
 }
 
 void ObjectKind::callMethod(EngineContext& ctx, Variable& object, const CodeNode& call) {
@@ -129,12 +138,13 @@ void ObjectKind::unknownMethod(EngineContext& ctx, const Variable& object, const
     ctx.stack.drop(call.argc);
 }
 
-void ObjectKind::readField(EngineContext& ctx, const MemberAccess& access) {
-    reportUnknownField(ctx, access);
+bool ObjectKind::readField(EngineContext& ctx, const MemberAccess& access, ValueCell&) {
+    return reportUnknownField(ctx, access);
 }
 
-void ObjectKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell&, int) {
-    reportUnknownField(ctx, access);
+bool ObjectKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell&, int,
+                            ValueCell&) {
+    return reportUnknownField(ctx, access);
 }
 
 bool ObjectKind::text(TextUse, const void*, ObjectText&) const {
@@ -177,12 +187,13 @@ const ObjectInterface& ObjectKind::interfaceOf(const Variable&) const {
     return interface_;
 }
 
-bool ObjectKind::beginRead(EngineContext&, const MemberAccess&) {
-    return true;
+std::optional<bool> ObjectKind::beginRead(EngineContext&, const MemberAccess&, ValueCell&) {
+    return std::nullopt;
 }
 
-bool ObjectKind::beginWrite(EngineContext&, const MemberAccess&, const ValueCell&, int) {
-    return true;
+std::optional<bool> ObjectKind::beginWrite(EngineContext&, const MemberAccess&, const ValueCell&, int,
+                                           ValueCell&) {
+    return std::nullopt;
 }
 
 }  // namespace kestrel

@@ -38,12 +38,15 @@ struct MemberAccess {
 enum class MemberType { Nothing, Integer, Number, Text, Vector, Object };
 
 struct MemberRow;
-/// Pushes the member's value. The index, where the member has elements, has been checked.
-using MemberReader = void (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row);
-/// Applies an assignment operator (OP_ASSIGN, OP_ADDASSIGN ...; OP_PREINC ... with value Integer 1) and
-/// pushes what the operator leaves: nothing for assignments, the old or new value for increments.
-using MemberWriter = void (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row,
-                              const ValueCell& value, int op);
+/// Gives the member's value in `out`, with a text that is the caller's (TempString) or outlives the
+/// statement. The index, where the member has elements, has been checked.
+/// @return false where it has none
+using MemberReader = bool (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row,
+                              ValueCell& out);
+/// Applies an assignment operator (OP_ASSIGN, OP_ADDASSIGN ...; OP_PREINC ... with value Integer 1).
+/// @return true where the operator leaves a value in `out`: the old or new one of an increment
+using MemberWriter = bool (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row,
+                              const ValueCell& value, int op, ValueCell& out);
 
 /// A data member.
 struct MemberRow {
@@ -192,15 +195,19 @@ public:
     [[nodiscard]] virtual std::span<ObjectInterface> interfaces() noexcept { return {&interface_, 1}; }
 
     // ---- what scripts name (not virtual: rows and wording say all that differs, the hooks below the rest)
-    void readMember(EngineContext& ctx, const MemberAccess& access);
-    void writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op);
+    // They report what is wrong, and say whether `out` has been given a value, as MemberReader and
+    // MemberWriter do.
+    bool readMember(EngineContext& ctx, const MemberAccess& access, ValueCell& out);
+    bool writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                     ValueCell& out);
     /// Runs `object.method(args)`. The top `argc` cells are the arguments; the call replaces them by its
     /// result.
     void callMethod(EngineContext& ctx, Variable& object, const CodeNode& call);
 
     /// `object->member`: the members of what a script declared itself.
-    virtual void readField(EngineContext& ctx, const MemberAccess& access);
-    virtual void writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op);
+    virtual bool readField(EngineContext& ctx, const MemberAccess& access, ValueCell& out);
+    virtual bool writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                            ValueCell& out);
 
     // ---- values
     /// @return false where the object has no text
@@ -234,10 +241,12 @@ public:
 protected:
     // ---- hooks of the dispatch
     [[nodiscard]] virtual const ObjectInterface& interfaceOf(const Variable& object) const;
-    /// Before anything else: false ends the access or the call, with whatever the hook pushed.
-    [[nodiscard]] virtual bool beginRead(EngineContext& ctx, const MemberAccess& access);
-    [[nodiscard]] virtual bool beginWrite(EngineContext& ctx, const MemberAccess& access,
-                                          const ValueCell& value, int op);
+    /// Before anything else: nothing goes on with the access, a result ends it and says whether `out` has a
+    /// value.
+    [[nodiscard]] virtual std::optional<bool> beginRead(EngineContext& ctx, const MemberAccess& access,
+                                                        ValueCell& out);
+    [[nodiscard]] virtual std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                                         const ValueCell& value, int op, ValueCell& out);
     /// Runs a method that exists: makes the call, of a class of the kind's own where its handlers want one,
     /// and hands it to finish(); or ends it first. The arguments are there.
     virtual void runMethod(EngineContext& ctx, const CodeNode& call, Variable& object, const MethodRow& row);
@@ -246,7 +255,7 @@ protected:
     virtual void unknownMethod(EngineContext& ctx, const Variable& object, const CodeNode& call);
 
 private:
-    static void unknownMember(EngineContext& ctx, const ObjectInterface& interface,
+    static bool unknownMember(EngineContext& ctx, const ObjectInterface& interface,
                               const MemberAccess& access, bool reading);
 
     ObjectInterface interface_;

@@ -46,8 +46,7 @@ double elementNumber(const ValueCell& element) {
 
 /// What an element is sorted by. Integers and Numbers share the number, texts are compared by bytes.
 double sortNumber(const ValueCell& element) noexcept {
-    return element.type == Integer ? static_cast<double>(truncate(element.number))
-                                   : element.number;
+    return element.type == Integer ? static_cast<double>(truncate(element.number)) : element.number;
 }
 
 bool before(const ValueCell& a, const ValueCell& b) noexcept {
@@ -59,8 +58,7 @@ bool before(const ValueCell& a, const ValueCell& b) noexcept {
 template <class Less>
 bool hasUnlikeEquals(std::span<const ValueCell> sorted, Less less) noexcept {
     const auto unlike = [&less](const ValueCell& a, const ValueCell& b) {
-        return !less(a, b) && !a.isText() &&
-               std::memcmp(&a.number, &b.number, sizeof(double)) != 0;
+        return !less(a, b) && !a.isText() && std::memcmp(&a.number, &b.number, sizeof(double)) != 0;
     };
     return std::adjacent_find(sorted.begin(), sorted.end(), unlike) != sorted.end();
 }

@@ -1,8 +1,9 @@
 #include "engine/kinds/record_kind.h"
 
-#include "engine/operations/arrays.h"
+#include "engine/operations/compound.h"
 #include "engine/operations/increment.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/storage.h"
 
 #include <algorithm>
 
@@ -25,7 +26,7 @@ void destroyRecord(EngineContext& ctx, std::size_t index) {
     ctx.records[index] = std::move(ctx.records.back());
     ctx.records.pop_back();
     if (index < ctx.records.size()) ctx.records[index]->index = index;
-    for (RecordMember& member : gone->members) clearElement(ctx, member.value);
+    for (RecordMember& member : gone->members) clear(ctx, member.value);
 }
 
 /// The member that an access names; null when there is none.
@@ -59,7 +60,7 @@ RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration
     record->members.reserve(static_cast<std::size_t>(declaration.fieldCount));
     for (const RecordField* field = declaration.fields.head; field != nullptr; field = field->next) {
         record->members.push_back({field->name->name, ValueCell::ofNil()});
-        storeValue(ctx, record->members.back().value, field->initial);
+        store(ctx, record->members.back().value, field->initial);
     }
     return registerRecord(ctx, std::move(record));
 }
@@ -70,7 +71,7 @@ RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source) {
     record->members.reserve(source.members.size());
     for (const RecordMember& member : source.members) {
         record->members.push_back({member.name, ValueCell::ofNil()});
-        storeValue(ctx, record->members.back().value, member.value);
+        store(ctx, record->members.back().value, member.value);
     }
     return registerRecord(ctx, std::move(record));
 }
@@ -86,30 +87,32 @@ void dropRecord(EngineContext& ctx, RecordInstance* record) noexcept {
 
 RecordKind::RecordKind() : ValueKind("record", {}, kValueWording, {.counted = true, .endsWithCall = true}) {}
 
-void RecordKind::readField(EngineContext& ctx, const MemberAccess& access) {
-    if (const RecordMember* member = findMember(access))
-        ctx.stack.push(borrowValue(member->value));
-    else
-        ValueKind::readField(ctx, access);
+bool RecordKind::readField(EngineContext& ctx, const MemberAccess& access, ValueCell& out) {
+    const RecordMember* member = findMember(access);
+    if (member == nullptr) return ValueKind::readField(ctx, access, out);
+    out = load(member->value);
+    return true;
 }
 
-void RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) {
+bool RecordKind::writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                            ValueCell& out) {
     RecordMember* member = findMember(access);
-    if (member == nullptr) return ValueKind::writeField(ctx, access, value, op);
+    if (member == nullptr) return ValueKind::writeField(ctx, access, value, op, out);
     if (isIncrement(op)) {
-        if (!incrementStored(ctx, op, member->value)) ctx.report(MessageId::CannotCount, member->name);
+        if (incrementStored(op, member->value, out)) return true;
+        ctx.report(MessageId::CannotCount, member->name);
     } else if (op != OP_ASSIGN) {
-        combineInto(ctx, op, member->value, value);
+        combineStored(ctx, op, member->value, value, Keeps::Nothing);
     } else if (isStorable(value.type)) {
-        storeValue(ctx, member->value, value);
+        store(ctx, member->value, value);
     } else {
         ctx.report(MessageId::RecordMemberType);
     }
+    return false;
 }
 
 bool RecordKind::compare(int op, const ValueCell& left, const ValueCell& right) const {
-    const bool equal =
-        right.type == UserRecord && sameKindOfRecord(left.record, right.record);
+    const bool equal = right.type == UserRecord && sameKindOfRecord(left.record, right.record);
     return equality(op, equal);
 }
 
@@ -148,8 +151,7 @@ void RecordKind::sweep(EngineContext& ctx) {
     const auto mark = [&ctx](bool value) {
         for (int i = 0; i < ctx.stack.size(); ++i) {
             const ValueCell& cell = ctx.stack.at(i);
-            if (cell.type == UserRecord && cell.record != nullptr)
-                cell.record->onStack = value;
+            if (cell.type == UserRecord && cell.record != nullptr) cell.record->onStack = value;
         }
     };
     mark(true);

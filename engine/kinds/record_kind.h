@@ -17,8 +17,9 @@ public:
 
     RecordKind();
 
-    void readField(EngineContext& ctx, const MemberAccess& access) override;
-    void writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op) override;
+    bool readField(EngineContext& ctx, const MemberAccess& access, ValueCell& out) override;
+    bool writeField(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                    ValueCell& out) override;
     [[nodiscard]] bool compare(int op, const ValueCell& left, const ValueCell& right) const override;
     [[nodiscard]] bool refusedInLists(const void* object, const Variable& target, std::string_view& label,
                                       std::string_view& name) const override;

@@ -2,6 +2,7 @@
 #include "engine/kinds/array_methods.h"
 #include "engine/kinds/value_kind.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/storage.h"
 #include "engine/operations/text_buffer.h"
 #include "engine/values/format.h"
 #include "platform/ascii.h"
@@ -140,7 +141,7 @@ ValueCell asVector(const Variable& variable) {
 ValueCell packText(EngineContext& ctx, Variable& variable) {
     const std::string_view text = textOf(variable);
     const auto start = std::find_if_not(text.begin(), text.end(), ascii::isSpace) - text.begin();
-    if (start > 0) setVariableText(ctx, variable, text.substr(static_cast<std::size_t>(start)));
+    if (start > 0) storeText(ctx, variable, text.substr(static_cast<std::size_t>(start)));
     return ownText(variable);
 }
 
@@ -151,7 +152,7 @@ ValueCell trimText(EngineContext& ctx, Variable& variable) {
     if (text.size() < 2 || !ascii::isSpace(text.back())) return ownText(variable);
     std::size_t last = text.size() - 1;
     while (last > 0 && ascii::isSpace(text[last])) --last;
-    setVariableText(ctx, variable, text.substr(0, last == 0 ? 0 : last + 1));
+    storeText(ctx, variable, text.substr(0, last == 0 ? 0 : last + 1));
     return ownText(variable);
 }
 
@@ -163,7 +164,7 @@ ValueCell sortText(EngineContext& ctx, Variable& variable, bool ascending) {
         const auto r = static_cast<signed char>(b);
         return ascending ? l < r : r < l;
     });
-    if (text != textOf(variable)) setVariableText(ctx, variable, text);
+    if (text != textOf(variable)) storeText(ctx, variable, text);
     return ownText(variable);
 }
 

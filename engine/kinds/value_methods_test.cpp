@@ -1,4 +1,5 @@
 #include "engine/operations/members.h"
+#include "engine/operations/storage.h"
 #include "engine/test_support.h"
 
 #include <cmath>
@@ -64,9 +65,9 @@ TEST_F(ValueMethods, GiveTheResultOfEveryKind) {
         }
     }
     // What the methods left behind.
-    EXPECT_EQ(show(variableCell(*objects[0])), "2");
-    EXPECT_EQ(show(variableCell(*objects[2])), "<1,2,0>");
-    EXPECT_EQ(show(variableCell(*objects[3])), "'x_521.'");
+    EXPECT_EQ(show(load(*objects[0])), "2");
+    EXPECT_EQ(show(load(*objects[2])), "<1,2,0>");
+    EXPECT_EQ(show(load(*objects[3])), "'x_521.'");
     objects[5]->type = Array;  // marked by indexing, but no array yet
     EXPECT_EQ(call(*objects[5], "isNil") + call(*objects[5], "isArray"), "1i0i");
     EXPECT_EQ(call(ValueCell::ofObject(ShaderObj, nullptr), "isNil"), "0i");
@@ -94,7 +95,7 @@ TEST_F(ValueMethods, ChangeTextsInPlace) {
     const auto changes = [&](const char* text, const char* method) {
         Variable& v = variable("v", S(text));
         const std::string result = call(v, method);
-        EXPECT_EQ(result, show(variableCell(v)));
+        EXPECT_EQ(result, show(load(v)));
         return result;
     };
     EXPECT_EQ(changes("  ab  ", "pack"), "'ab  '");
@@ -126,9 +127,7 @@ TEST_F(ValueMethods, PackTrimAndSortArrays) {
 
 /// Every fast way of sorting must end where the defining loop ends.
 TEST_F(ValueMethods, SortAsTheExchangeLoopDoes) {
-    const auto key = [](const ValueCell& c) {
-        return c.type == Integer ? std::trunc(c.number) : c.number;
-    };
+    const auto key = [](const ValueCell& c) { return c.type == Integer ? std::trunc(c.number) : c.number; };
     const auto swaps = [&](const ValueCell& a, const ValueCell& b, bool ascending) {
         if (!a.isText()) return ascending ? key(a) < key(b) : key(a) > key(b);
         const int order = std::strcmp(a.text, b.text);

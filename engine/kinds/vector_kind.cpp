@@ -8,17 +8,18 @@ namespace kestrel {
 namespace {
 
 template <double VectorValue::*kComponent>
-void read(EngineContext& ctx, const MemberAccess& access, const MemberRow&) {
-    ctx.stack.push(ValueCell::ofNumber(access.object->vec.*kComponent));
+bool read(EngineContext&, const MemberAccess& access, const MemberRow&, ValueCell& out) {
+    out = ValueCell::ofNumber(access.object->vec.*kComponent);
+    return true;
 }
 
 template <double VectorValue::*kComponent>
-void write(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value, int op) {
+bool write(EngineContext& ctx, const MemberAccess& access, const MemberRow&, const ValueCell& value, int op,
+           ValueCell& out) {
     double& component = access.object->vec.*kComponent;
     const MemberUpdate update = updateNumberMember(ctx, component, value.firstDouble(), op);
-    if (!update.ok) return;
-    component = update.value;
-    if (update.pushes) ctx.stack.push(ValueCell::ofNumber(update.pushed));
+    if (update.ok) component = update.value;
+    return update.leave(out);
 }
 
 constexpr MemberRow kMembers[] = {
@@ -37,8 +38,9 @@ constexpr KindWording kWording = {
 
 VectorKind::VectorKind() : ValueKind("Vector", kMembers, kWording) {}
 
-bool VectorKind::beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int) {
-    if (value.isNumeric() || value.type == VarRef) return true;
+std::optional<bool> VectorKind::beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                           const ValueCell& value, int, ValueCell&) {
+    if (value.isNumeric() || value.type == VarRef) return std::nullopt;
     ctx.report(MessageId::VectorMemberType, access.owner(), access.object->name, access.member);
     return false;
 }

@@ -16,8 +16,8 @@ public:
 
 protected:
     /// Unlike with other objects, the value is looked at before the name. Meant.
-    [[nodiscard]] bool beginWrite(EngineContext& ctx, const MemberAccess& access, const ValueCell& value,
-                                  int op) override;
+    [[nodiscard]] std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
+                                                 const ValueCell& value, int op, ValueCell& out) override;
 };
 
 }  // namespace kestrel

@@ -1,6 +1,7 @@
 #include "engine/operations/array_file.h"
 
 #include "engine/operations/file_names.h"
+#include "engine/operations/storage.h"
 #include "engine/values/format.h"
 #include "platform/files.h"
 
@@ -36,7 +37,7 @@ void loadArrayFile(EngineContext& ctx, ArrayRecord& array, std::string_view name
     std::string piece;
     while (platform::readPiece(file.get(), kPiece, piece)) {
         if (ctx.endRequested() || !resizeArray(ctx, array, array.count() + 1)) return;
-        storeValue(ctx, array.elements.back(), lineValue(piece.c_str()));
+        store(ctx, array.elements.back(), lineValue(piece.c_str()));
         if (ctx.run.abort) return;
     }
 }

@@ -1,12 +1,8 @@
 #include "engine/operations/arrays.h"
 
-#include "engine/context/kind_table.h"
 #include "engine/operations/array_file.h"
-#include "engine/operations/assignment.h"
 #include "engine/operations/collector.h"
-#include "engine/operations/members.h"
-#include "engine/operations/slots.h"
-#include "engine/program/node_modes.h"
+#include "engine/operations/storage.h"
 #include "engine/values/limits.h"
 
 #include <algorithm>
@@ -15,73 +11,44 @@ namespace kestrel {
 
 namespace {
 
-/// Calls visit(k, cell) for each index value of a list, until it says no.
-template <class Visit>
-bool forEachIndex(EngineContext& ctx, const IndexList& list, Visit visit) {
-    int k = 0;
-    for (int i = list.first + 1; i < list.end; ++i) {
-        const ValueCell& cell = ctx.stack.at(i);
-        if (cell.type != SepMark && !visit(k++, cell)) return false;
-    }
-    return true;
-}
-
-bool requireNumericIndex(EngineContext& ctx, const ValueCell& cell, const Variable& variable) {
-    if (cell.isNumeric()) return true;
-    ctx.report(MessageId::IndexType, variable.name);
-    return false;
-}
-
-void readElement(EngineContext& ctx, const ArrayRecord& array, const Variable& variable) {
-    const IndexList list = indexListBelow(ctx, ctx.stack.size());
-    if (!requireList(ctx, list)) return;
+Reading readValue(EngineContext& ctx, const ArrayRecord& array, const Variable& variable,
+                  const IndexList& list, ValueCell& out) {
     if (list.count != array.dimCount) {
         ctx.report(MessageId::ReadDimensionCount, list.count, variable.name, array.dimCount);
-        return;
+        return Reading::Failed;
     }
     const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
-    if (!position) return;
+    if (!position) return Reading::Failed;
     if (*position < 1 || *position > array.count()) {
         ctx.report(MessageId::IndexRange, *position, variable.name, dimensionText(array));
-        return;
+        return Reading::Failed;
     }
     const ValueCell& element = array.elements[static_cast<std::size_t>(*position - 1)];
     if (element.type == Uninitialized) {
         ctx.report(MessageId::ElementNeverSet, variable.name, *position);
-        return;
+        return Reading::Failed;
     }
-    ctx.stack.dropTo(list.first);
-    ctx.stack.push(borrowValue(element));
+    out = load(element);
+    return Reading::Value;
 }
 
-void readCharacter(EngineContext& ctx, const Variable& variable) {
-    const IndexList list = indexListBelow(ctx, ctx.stack.size());
-    if (!requireList(ctx, list)) return;
+Reading readCharacter(EngineContext& ctx, const Variable& variable, const IndexList& list, ValueCell& out) {
     if (list.count != 1) {
         ctx.report(MessageId::CharacterDimensions, list.count, variable.ownerName(), variable.name);
-        return;
+        return Reading::Failed;
     }
     const std::optional<std::int64_t> index = indexAt(ctx, variable, list, 0);
-    if (!index) return;
-    const std::int64_t position = *index;
+    if (!index) return Reading::Failed;
     const std::string_view text = variable.text;
-    ctx.stack.dropTo(list.first);
-    if (position < 1 || position > static_cast<std::int64_t>(text.size())) {
+    if (*index < 1 || *index > static_cast<std::int64_t>(text.size())) {
         // Only reported, by design: the run goes on without a value.
-        ctx.report(MessageId::CharacterRange, position, variable.ownerName(), variable.name);
-        return;
+        ctx.report(MessageId::CharacterRange, *index, variable.ownerName(), variable.name);
+        return Reading::Nothing;
     }
-    ctx.pushText(text.substr(static_cast<std::size_t>(position - 1), 1));
-}
-
-void indexValue(EngineContext& ctx, Variable& variable) {
-    if (const ArrayRecord* array = variable.heldArray()) {
-        readElement(ctx, *array, variable);
-    } else if (variable.holdsText()) {
-        readCharacter(ctx, variable);
-    } else {
-        ctx.report(MessageId::UndeclaredArray, variable.name);
-    }
+    const char* const copy = ctx.pool.strdup(text.substr(static_cast<std::size_t>(*index - 1), 1));
+    if (copy == nullptr) return Reading::Failed;
+    out = ValueCell::ofTemp(copy);
+    return Reading::Value;
 }
 
 FunctionRecord* activeFunction(const EngineContext& ctx) noexcept {
@@ -92,7 +59,7 @@ FunctionRecord* activeFunction(const EngineContext& ctx) noexcept {
 std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const IndexList& list,
                        std::array<std::int64_t, kMaxDimensions>& sizes) {
     std::int64_t product = 1;
-    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
+    const bool ok = forEachIndex(list, [&](int k, const ValueCell& cell) {
         if (!requireNumericIndex(ctx, cell, variable)) return false;
         const std::int64_t size = truncate(cell.number);
         if (k < kMaxDimensions) sizes[static_cast<std::size_t>(k)] = size;
@@ -112,41 +79,19 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     return product;
 }
 
-void adoptArray(EngineContext& ctx, const CodeNode& node, ArrayRecord& array) {
-    array.declNode = &node;
-    releaseVariableValue(ctx, *node.variable);
-    node.variable->type = Array;
-    node.variable->object = &array;
+void adoptArray(EngineContext& ctx, Variable& variable, ArrayRecord& array) {
+    letGo(ctx, variable);
+    variable.type = Array;
+    variable.array = &array;
 }
 
 /// `var lines["name"]`: one element per line of a file.
-void declareFromFile(EngineContext& ctx, const CodeNode& node, const IndexList& list) {
+void declareFromFile(EngineContext& ctx, Variable& variable, const char* name) {
     constexpr std::int64_t kNone = 0;
     ArrayRecord* array = makeArray(ctx, {&kNone, 1}, Nil);
-    if (array != nullptr) loadArrayFile(ctx, *array, ctx.stack.at(list.end - 1).text);
-    ctx.stack.dropTo(list.first);
-    if (array != nullptr) adoptArray(ctx, node, *array);
-}
-
-void declareArray(EngineContext& ctx, const CodeNode& node) {
-    Variable& variable = *node.variable;
-    const IndexList list = indexListBelow(ctx, ctx.stack.size());
-    if (!requireList(ctx, list)) return;
-    if (const ArrayRecord* array = variable.heldArray()) {
-        // A declaration in a loop, or in a function called again, keeps the array it made.
-        const bool repeat =
-            !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
-        if (!repeat) {
-            ctx.stack.dropTo(list.first);
-            return;
-        }
-    }
-    if (list.count == 1 && ctx.stack.at(list.end - 1).isText()) return declareFromFile(ctx, node, list);
-    std::array<std::int64_t, kMaxDimensions> sizes{};
-    if (readSizes(ctx, variable, list, sizes) < 0) return;
-    ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
-    ctx.stack.dropTo(list.first);
-    if (array != nullptr) adoptArray(ctx, node, *array);
+    if (array == nullptr) return;
+    loadArrayFile(ctx, *array, name);
+    adoptArray(ctx, variable, *array);
 }
 
 constexpr std::size_t bytesOf(std::size_t elements) noexcept {
@@ -162,12 +107,6 @@ bool charge(EngineContext& ctx, ArrayRecord& array, std::size_t elements) {
 }
 
 }  // namespace
-
-bool requireList(EngineContext& ctx, const IndexList& list) {
-    if (list.first >= ctx.base()) return true;
-    ctx.report(MessageId::StackEmpty);
-    return false;
-}
 
 ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, std::int32_t fill) {
     std::int64_t count = 1;
@@ -192,7 +131,7 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
 
 bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
     const auto size = static_cast<std::size_t>(count);
-    for (std::size_t i = size; i < array.elements.size(); ++i) clearElement(ctx, array.elements[i]);
+    for (std::size_t i = size; i < array.elements.size(); ++i) clear(ctx, array.elements[i]);
     if (size > array.elements.capacity()) {
         const std::size_t room =
             std::max(size, std::min(array.elements.capacity() * 2, static_cast<std::size_t>(kMaxElements)));
@@ -206,125 +145,34 @@ bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count) {
     return true;
 }
 
-void clearElement(EngineContext& ctx, ValueCell& element) {
-    if (element.type == TempString)
-        ctx.pool.release(element.text);
-    else if (isObjectKind(element.type))
-        ctx.kinds().of(element.type).drop(ctx, element.object);
-    element = ValueCell::ofNil();
-}
-
-void storeValue(EngineContext& ctx, ValueCell& slot, const ValueCell& value) {
-    if (isInlineKind(value.type) && isInlineKind(slot.type)) {  // nothing to keep, hold or let go
-        slot = value;
-        return;
+Reading readElement(EngineContext& ctx, Variable& variable, const IndexList& list, ValueCell& out) {
+    const ArrayRecord* const array = variable.heldArray();
+    if (array == nullptr && !variable.holdsText()) {
+        ctx.report(MessageId::UndeclaredArray, variable.name);
+        return Reading::Failed;
     }
-    ValueCell stored = value;
-    if (value.isText()) {
-        const char* copy = ctx.pool.keep(value.text != nullptr ? value.text : "");
-        if (copy == nullptr) return;
-        stored = ValueCell::ofTemp(copy);
-    } else if (isObjectKind(value.type)) {
-        ctx.kinds().of(value.type).hold(ctx, value.object);
-    } else if (value.type == VarRef) {
-        stored = ValueCell::ofNumber(0.0);
+    if (!requireList(ctx, list)) return Reading::Failed;
+    return array != nullptr ? readValue(ctx, *array, variable, list, out)
+                            : readCharacter(ctx, variable, list, out);
+}
+
+bool declareArray(EngineContext& ctx, Variable& variable, const IndexList& list) {
+    if (!requireList(ctx, list)) return false;
+    if (const ArrayRecord* array = variable.heldArray()) {
+        // A declaration in a loop, or in a function called again, keeps the array it made.
+        const bool repeat =
+            !ctx.run.calls.empty() && activeFunction(ctx) != array->owner && array->elements.empty();
+        if (!repeat) return true;
     }
-    clearElement(ctx, slot);
-    slot = stored;
-}
-
-ValueCell borrowValue(const ValueCell& stored) noexcept {
-    ValueCell cell = stored;
-    if (cell.type == TempString) cell.type = String;
-    return cell;
-}
-
-IndexList indexListBelow(EngineContext& ctx, int end) {
-    IndexList list;
-    list.end = end;
-    list.first = end - 1;
-    for (; list.first >= ctx.base() && ctx.stack.at(list.first).type != DimMark; --list.first)
-        if (ctx.stack.at(list.first).type != SepMark) ++list.count;
-    return list;
-}
-
-std::optional<std::int64_t> indexAt(EngineContext& ctx, const Variable& variable, const IndexList& list,
-                                    int k) {
-    std::optional<std::int64_t> index;
-    const bool exhausted = forEachIndex(ctx, list, [&](int at, const ValueCell& cell) {
-        if (at == k && requireNumericIndex(ctx, cell, variable)) index = truncate(cell.number);
-        return at < k;
-    });
-    if (exhausted) requireNumericIndex(ctx, ValueCell::ofNil(), variable);
-    return index;
-}
-
-// Only the first index is bounded through the position alone.
-std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
-                                           const Variable& variable, const IndexList& list) {
-    std::int64_t position = 0;
-    const bool ok = forEachIndex(ctx, list, [&](int k, const ValueCell& cell) {
-        if (!requireNumericIndex(ctx, cell, variable)) return false;
-        const std::int64_t i = truncate(cell.number);
-        if (k == 0) {
-            position = i;
-            return true;
-        }
-        const std::int64_t size = array.dims[static_cast<std::size_t>(k)];
-        if (i > size) {
-            ctx.report(MessageId::DimensionRange, i, size, variable.name);
-            return false;
-        }
-        // A position this far out is invalid whatever follows; keeping it there avoids an overflow.
-        const std::int64_t bounded = std::clamp<std::int64_t>(position, -kMaxElements, kMaxElements);
-        position = (bounded - 1) * size + std::clamp<std::int64_t>(i, -kMaxElements, kMaxElements);
+    if (list.count == 1 && list.cells.back().isText()) {
+        declareFromFile(ctx, variable, list.cells.back().text);
         return true;
-    });
-    return ok ? std::optional(position) : std::nullopt;
-}
-
-std::int64_t elementIndex(EngineContext& ctx, ArrayRecord& array, const CodeNode& node) {
-    const Variable& variable = targetVariable(node);
-    const IndexList list = indexListBelow(ctx, ctx.stack.size());
-    if (!requireList(ctx, list)) return -1;
-    if (list.count != array.dimCount) {
-        ctx.report(MessageId::DimensionCount, list.count, variable.name, array.dimCount);
-        return -1;
     }
-    const std::optional<std::int64_t> position = linearPosition(ctx, array, variable, list);
-    if (!position) return -1;
-    if (*position < 1 || *position > array.count()) {
-        ctx.report(MessageId::IndexRange, *position, variable.name,
-                   "[" + std::to_string(array.count()) + "]");
-        return -1;
-    }
-    ctx.stack.dropTo(list.first);
-    return *position - 1;
-}
-
-const CodeNode* executeIndex(EngineContext& ctx, const CodeNode* node) {
-    switch (node->mode) {
-        case kDeclare:
-            declareArray(ctx, *node);
-            return node;
-        case kReference:
-            ctx.stack.push(ValueCell::ofNode(Array, node));
-            return node;
-        case kSlotRead:
-            readSlotElement(ctx, *node);
-            return node;
-        case kMemberRead:
-            readMember(ctx, *node, true);
-            return node->next;
-        case kMemberReference:
-            ctx.stack.push(ValueCell::ofNode(IndexedMemberRef, node));
-            return node;
-        default: {
-            const FreshVariable fresh(ctx, *node->variable);
-            indexValue(ctx, *node->variable);
-            return node;
-        }
-    }
+    std::array<std::int64_t, kMaxDimensions> sizes{};
+    if (readSizes(ctx, variable, list, sizes) < 0) return false;
+    ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
+    if (array != nullptr) adoptArray(ctx, variable, *array);
+    return true;
 }
 
 std::string dimensionText(const ArrayRecord& array) {

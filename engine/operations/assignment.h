@@ -1,30 +1,26 @@
-// Assignment: OP_ASSIGN and what it stores into.
+// Assignment: what "=" does to each sort of place.
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/operations/place.h"
 
-#include <string_view>
+#include <span>
 
 namespace kestrel {
 
-/// OP_ASSIGN: stores the value (or distributes the values) on top of the stack into what the reference below
-/// names. Leaves the value as the assignment's result, Integer 1 after a distribution, nothing for data
-/// members.
-void assign(EngineContext& ctx);
+/// Stores one value in a place. What the place cannot hold is reported.
+/// @param position  1-based member of an assignment block, 0 outside blocks
+void assignPlace(EngineContext& ctx, const Place& place, const ValueCell& value, int position = 0);
 
 /// Stores one value in a variable with the rules of "=": texts are copied, record instances copied,
 /// everything else shared. The value stays owned by the caller.
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value);
 
-/// Makes a variable hold a text: a retained pool copy; what it held before is released (deferred).
-void setVariableText(EngineContext& ctx, Variable& variable, std::string_view text);
-
-/// Lets go of what a variable holds (text, record instance); arrays are left to the teardown. Type and number
-/// stay.
-void releaseVariableValue(EngineContext& ctx, Variable& variable);
-
-/// The variable's value as a cell for the stack: texts borrowed, objects shared. Not for arrays without a
-/// record.
-[[nodiscard]] ValueCell variableCell(Variable& variable) noexcept;
+/// Gives several values to the elements of a variable's array, which is made where there is none; surplus
+/// ones are reported and dropped.
+void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values);
+/// Gives the values of a list to a variable: to the parts of an object that consists of values, else to the
+/// elements of its array. Surplus values are dropped.
+void distributeToVariable(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values);
 
 }  // namespace kestrel

@@ -3,6 +3,7 @@
 #include "engine/context/context.h"
 #include "engine/context/kind_table.h"
 #include "engine/operations/arrays.h"
+#include "engine/operations/storage.h"
 #include "engine/values/array_record.h"
 
 #include <utility>
@@ -17,8 +18,7 @@ void reach(const LinkedList<Variable>& variables) {
 }
 
 void reach(const ValueCell& cell) {
-    if ((cell.type == ArrayRef || cell.type == NewArray) && cell.array != nullptr)
-        cell.array->reached = true;
+    if ((cell.type == ArrayRef || cell.type == NewArray) && cell.array != nullptr) cell.array->reached = true;
 }
 
 /// Elements never hold arrays, so nothing else has to be looked at.
@@ -58,7 +58,7 @@ void collectArrays(EngineContext& ctx) {
         const std::unique_ptr<ArrayRecord> lost =
             std::exchange(ctx.arrays[i - 1], std::move(ctx.arrays.back()));
         ctx.arrays.pop_back();
-        for (ValueCell& element : lost->elements) clearElement(ctx, element);
+        for (ValueCell& element : lost->elements) clear(ctx, element);
     }
     ctx.pool.collected();
 }

@@ -1,10 +1,11 @@
-// Compound assignment: what "+=" and its like do to variables, array elements and record members.
+#include "engine/operations/compound.h"
+
 #include "engine/operations/arrays.h"
-#include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/operand_advice.h"
 #include "engine/operations/operators.h"
 #include "engine/operations/slots.h"
+#include "engine/operations/storage.h"
 
 #include <cmath>
 
@@ -38,20 +39,21 @@ bool numberSlot(EngineContext& ctx, int op, const ValueCell& value, double& numb
 }
 
 /// What a variable without text or vector holds, for a hint.
-ValueCell cellOf(const Variable& variable) noexcept {
-    if (variable.type == Number || variable.type == Integer) return ValueCell::ofNumber(variable.number);
+ValueCell cellOf(const ValueCell& stored) noexcept {
+    if (stored.isNumeric()) return ValueCell::ofNumber(stored.number);
     ValueCell cell;
-    cell.type = variable.type == Uninitialized ? VarRef : variable.type;
+    cell.type = stored.type == Uninitialized ? VarRef : stored.type;
     return cell;
 }
 
 /// Only the number changes, never the type, whatever that is: an Integer may end up with a fraction, a
 /// variable that was never assigned stays without a value. Meant.
-void combineNumberOnly(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
+bool combineNumberOnly(EngineContext& ctx, int op, ValueCell& stored, const ValueCell& value) {
     double number = 0.0;
-    if (!numberSlot(ctx, op, value, number) ||
-        !combineNumbers(ctx, op, variable.number, number, variable.number))
-        adviseOnOperands(ctx, op, cellOf(variable), value);
+    if (numberSlot(ctx, op, value, number) && combineNumbers(ctx, op, stored.number, number, stored.number))
+        return true;
+    adviseOnOperands(ctx, op, cellOf(stored), value);
+    return false;
 }
 
 /// A vector stays one: "&=" and "^=" with another work on components, where `&` and `^` give the dot and the
@@ -69,147 +71,92 @@ bool combineVector(EngineContext& ctx, int op, VectorValue& vec, const ValueCell
     return true;
 }
 
-void combineTextVariable(EngineContext& ctx, int op, Variable& variable, const ValueCell& value) {
-    ValueCell result;
-    const char* text = variable.text != nullptr ? variable.text : "";
-    if (!combine(ctx, op, ValueCell::ofText(text), value, result)) return;
-    setVariableText(ctx, variable, result.text);
-    ctx.stack.release(result);
-}
-
-void combineTargetVariable(EngineContext& ctx, const CodeNode& node, Variable& variable,
-                           const ValueCell& value) {
-    if (variable.type != Array) {
-        combineVariable(ctx, node.op, variable, value);
-    } else if (const ArrayRecord* array = variable.heldArray(); array != nullptr) {
-        ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
-    } else {
-        ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
-    }
-}
-
-/// The reference is off the stack already, its index list is on top.
-void combineElement(EngineContext& ctx, const CodeNode& node, const CodeNode& indexNode,
-                    const ValueCell& value) {
-    const Variable& variable = targetVariable(indexNode);
-    if (indexNode.queueVariable != 0) {
-        combineSlotElement(ctx, indexNode, node.op, value);
-        return;
-    }
-    ArrayRecord* array = variable.heldArray();
-    if (array == nullptr) {
-        ctx.reportAt({.line = node.line}, MessageId::UndeclaredArray, variable.name);
-        return;
-    }
-    const std::int64_t index = elementIndex(ctx, *array, indexNode);
-    if (index < 0) return;
-    combineInto(ctx, node.op, array->elements[static_cast<std::size_t>(index)], value);
-}
-
-/// Drops what is left of an assignment block whose closing mark was taken off.
-void dropBlock(EngineContext& ctx) {
-    int i = ctx.stack.size() - 1;
-    while (i >= ctx.base() && ctx.stack.at(i).type != BlockMark) --i;
-    if (i >= ctx.base()) ctx.stack.dropTo(i);
-}
-
-void combineTarget(EngineContext& ctx, const CodeNode& node, const ValueCell& target,
-                   const ValueCell& value) {
-    switch (target.type) {
-        case VarRef:
-            combineTargetVariable(ctx, node, targetVariable(*target.node), value);
-            return;
-        case Array:
-            combineElement(ctx, node, *target.node, value);
-            return;
-        case IpcSlotRef:
-            combineSlot(ctx, *target.node, node.op, value);
-            return;
-        case MemberRef:
-        case IndexedMemberRef:
-            ctx.stack.push(target);
-            writeMemberOnTop(ctx, value, node.op);
-            return;
-        case RecordMemberRef:
-            writeField(ctx, *target.node, value, node.op);
-            return;
-        case BlockMark:
-            dropBlock(ctx);
-            break;
-        default:
-            ctx.stack.release(target);
-            break;
-    }
-    ctx.report(MessageId::AssignmentType);
+/// Two Integers, in a place that may hold any kind: the result is one as well.
+bool combineWhole(EngineContext& ctx, int op, ValueCell& stored, const ValueCell& value, Keeps keeps) {
+    if (combineIntegers(ctx, op, stored.number, value.number, stored.number)) return true;
+    if (keeps == Keeps::Kind) adviseOnOperands(ctx, op, cellOf(stored), value);
+    return false;
 }
 
 /// A number in an element or record member: a number keeps it one, a vector makes it one.
-bool combineNumberInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
-    double& number = slot.number;
+bool combineNumberInto(EngineContext& ctx, int op, ValueCell& stored, const ValueCell& value) {
     if (value.isNumeric() || value.type == VarRef) {
-        if (slot.type == Integer && value.type == Integer)
-            return combineIntegers(ctx, op, number, value.number, number);
-        if (!combineNumbers(ctx, op, number, value.firstDouble(), number)) return false;
-        slot.type = Number;
+        if (!combineNumbers(ctx, op, stored.number, value.firstDouble(), stored.number)) return false;
+        stored.type = Number;
         return true;
     }
     ValueCell result;
-    if (!combine(ctx, op, slot, value, result)) return false;
-    slot = result;
+    if (!combine(ctx, op, stored, value, result)) return false;
+    stored = result;
     return true;
+}
+
+bool combineText(EngineContext& ctx, int op, ValueCell& stored, const ValueCell& value) {
+    ValueCell result;
+    if (!combine(ctx, op, load(stored), value, result)) return false;
+    store(ctx, stored, result);
+    ctx.stack.release(result);
+    return true;
+}
+
+void combineVariable(EngineContext& ctx, int code, Variable& variable, const ValueCell& value) {
+    if (variable.type != Array) {
+        combineStored(ctx, code, variable, value, Keeps::Kind);
+    } else if (const ArrayRecord* array = variable.heldArray(); array != nullptr) {
+        ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
+    } else {
+        ctx.reportAt({.line = ctx.run.currentLine}, MessageId::UndeclaredArray, variable.name);
+    }
+}
+
+void combineElement(EngineContext& ctx, int code, const Place& place, const ValueCell& value) {
+    ArrayRecord* array = place.variable->heldArray();
+    if (array == nullptr) {
+        ctx.reportAt({.line = ctx.run.currentLine}, MessageId::UndeclaredArray, place.variable->name);
+        return;
+    }
+    const std::int64_t index = elementIndex(ctx, *array, *place.variable, place.indexes);
+    if (index >= 0)
+        combineStored(ctx, code, array->elements[static_cast<std::size_t>(index)], value, Keeps::Nothing);
 }
 
 }  // namespace
 
-void combineVariable(EngineContext& ctx, int code, Variable& variable, const ValueCell& value) {
+bool combineStored(EngineContext& ctx, int code, ValueCell& stored, const ValueCell& value, Keeps keeps) {
     const int op = plainOperator(code);
-    switch (variable.type) {
-        case Integer:
-            if (value.type != Integer)
-                combineNumberOnly(ctx, op, variable, value);
-            else if (!combineIntegers(ctx, op, variable.number, value.number, variable.number))
-                adviseOnOperands(ctx, op, cellOf(variable), value);
-            return;
+    switch (stored.type) {
+        case Vector:
+            return combineVector(ctx, op, stored.vec, value);
         case String:
         case TempString:
-            combineTextVariable(ctx, op, variable, value);
-            return;
-        case Vector:
-            static_cast<void>(combineVector(ctx, op, variable.vec, value));
-            return;
-        default:
-            combineNumberOnly(ctx, op, variable, value);
-            return;
-    }
-}
-
-bool combineInto(EngineContext& ctx, int op, ValueCell& slot, const ValueCell& value) {
-    const int plain = plainOperator(op);
-    switch (slot.type) {
-        case Number:
+            return combineText(ctx, op, stored, value);
         case Integer:
-            return combineNumberInto(ctx, plain, slot, value);
-        case Vector:
-            return combineVector(ctx, plain, slot.vec, value);
-        case String:
-        case TempString: {
-            ValueCell result;
-            if (!combine(ctx, plain, slot, value, result)) return false;
-            storeValue(ctx, slot, result);
-            ctx.stack.release(result);
-            return true;
-        }
+            if (value.type == Integer) return combineWhole(ctx, op, stored, value, keeps);
+            [[fallthrough]];
+        case Number:
+            return keeps == Keeps::Kind ? combineNumberOnly(ctx, op, stored, value)
+                                        : combineNumberInto(ctx, op, stored, value);
         default:
-            return true;
+            return keeps == Keeps::Nothing || combineNumberOnly(ctx, op, stored, value);
     }
 }
 
-void compoundAssign(EngineContext& ctx, const CodeNode& node) {
-    if (!ctx.need(2)) return;
-    const ValueCell value = ctx.stack.take();
-    const ValueCell target = ctx.stack.take();
-    combineTarget(ctx, node, target, value);
-    ctx.stack.release(value);
+void combinePlace(EngineContext& ctx, const Place& place, int code, const ValueCell& value) {
+    ValueCell nothing;  // compound assignments leave no value
+    switch (place.kind) {
+        case Place::Kind::Variable:
+            return combineVariable(ctx, code, *place.variable, value);
+        case Place::Kind::Element:
+            return combineElement(ctx, code, place, value);
+        case Place::Kind::Slot:
+        case Place::Kind::SlotElement:
+            return combineSlot(ctx, place, code, value);
+        case Place::Kind::Member:
+        case Place::Kind::IndexedMember:
+        case Place::Kind::Field:
+            writeMember(ctx, place, value, code, nothing);
+            return;
+    }
 }
 
 }  // namespace kestrel

@@ -1,21 +1,22 @@
-// "++" and "--" on variables, elements and what is stored.
+// "++" and "--".
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/operations/place.h"
 
 namespace kestrel {
 
-/// Changes the variable that a node names by 1 and pushes the old or the new value. `op` is OP_POSTINC ...
-/// OP_PREINC.
-void incrementVariable(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
-/// The same for the element that the index list on top of the stack names; drops the list.
-void incrementElement(EngineContext& ctx, const CodeNode& naming, std::int32_t op);
+/// Changes what a place holds by 1. `op` is OP_POSTINC ... OP_PREINC.
+/// @param out  receives the old or the new value
+/// @return false where there is none, which has been reported
+bool incrementPlace(EngineContext& ctx, const Place& place, std::int32_t op, ValueCell& out);
+
 /// Changes a number, or the parts of a vector, by `step`.
 /// @return false for other kinds; nothing has happened then
 bool countUp(ValueCell& value, double step) noexcept;
-/// "++" or "--" on a number or vector that an element or a record member stores: changes it and pushes what
-/// the operator leaves.
+/// "++" or "--" on a number or vector that is stored.
+/// @param out  receives what the operator leaves
 /// @return false for other kinds; nothing has happened then
-bool incrementStored(EngineContext& ctx, std::int32_t op, ValueCell& slot);
+bool incrementStored(std::int32_t op, ValueCell& stored, ValueCell& out);
 
 }  // namespace kestrel

@@ -145,13 +145,11 @@ Outcome numericOperator(EngineContext& ctx, int op, const ValueCell& left, const
         default:
             break;
     }
+    result = left;
+    if (applyToNumbers(op, result, right.type, b)) return Outcome::Done;
     double value = 0.0;
     if (!combineNumbers(ctx, op, a, b, value)) return Outcome::Reported;
-    const bool isBitOperator = op == OP_XOR || op == OP_BITOR || op == OP_BITAND;
-    const bool bothInteger = left.type == Integer && right.type == Integer;
-    // Integer by Integer division gives a Number (7 / 2 is 3.5). Meant.
-    result = isBitOperator || (bothInteger && op != OP_DIV) ? ValueCell::ofInteger(value)
-                                                            : ValueCell::ofNumber(value);
+    result = ValueCell::ofInteger(value);
     return Outcome::Done;
 }
 
@@ -164,8 +162,7 @@ Outcome adoptText(const char* text, ValueCell& result) noexcept {
 bool hasTextForm(const EngineContext& ctx, const ValueCell& cell) noexcept {
     ObjectText ignored;
     return isPlainKind(cell.type) ||
-           (isObjectKind(cell.type) &&
-            ctx.kinds().of(cell.type).text(TextUse::Value, cell.object, ignored));
+           (isObjectKind(cell.type) && ctx.kinds().of(cell.type).text(TextUse::Value, cell.object, ignored));
 }
 
 Outcome joinText(EngineContext& ctx, std::string_view left, const ValueCell& right, ValueCell& result) {
@@ -257,23 +254,15 @@ void reportDivisionByZero(EngineContext& ctx) {
 }
 
 bool combineNumbers(EngineContext& ctx, int op, double left, double right, double& result) {
+    ValueCell number = ValueCell::ofNumber(left);
+    if (applyToNumbers(op, number, Number, right)) {
+        result = number.number;
+        return true;
+    }
     switch (op) {
-        case OP_ADD:
-            result = left + right;
-            return true;
-        case OP_SUB:
-            result = left - right;
-            return true;
-        case OP_MUL:
-            result = left * right;
-            return true;
         case OP_DIV:
-            if (isZero(right)) {
-                reportDivisionByZero(ctx);
-                return false;
-            }
-            result = left / right;
-            return true;
+            reportDivisionByZero(ctx);
+            return false;
         case OP_XOR:
         case OP_BITOR:
         case OP_BITAND:
@@ -292,18 +281,6 @@ bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell&
     const bool byZero = outcome == Outcome::Reported && left.isNumeric() && right.isNumeric();
     if (outcome == Outcome::NoRule || byZero) adviseOnOperands(ctx, op, left, right);
     return outcome == Outcome::Done;
-}
-
-void arithmeticByType(EngineContext& ctx, int op) {
-    ValueCell result;
-    const ValueCell& left = ctx.stack.top(1);
-    const bool done = combine(ctx, op, left, ctx.stack.top(0), result);
-    if (done && left.type == Array) {
-        ctx.stack.drop(1);  // the reference and the index list below it stay
-        return;
-    }
-    ctx.stack.drop(2);
-    if (done) ctx.stack.push(result);
 }
 
 }  // namespace kestrel

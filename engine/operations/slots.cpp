@@ -1,13 +1,12 @@
 #include "engine/operations/slots.h"
 
 #include "engine/context/script_queues.h"
-#include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
+#include "engine/operations/compound.h"
 #include "engine/operations/increment.h"
-#include "engine/operations/operators.h"
+#include "engine/operations/storage.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
@@ -18,68 +17,58 @@ namespace {
 
 /// Where a value lies: a variable of a queue, or an element of an array in one.
 struct Slot {
-    const CodeNode& node;
+    const Place& place;
     std::int64_t element = 0;
 };
 
-bool checkFits(EngineContext& ctx, const Slot& slot, const ValueCell& value) {
+bool checkFits(EngineContext& ctx, const Place& place, const ValueCell& value) {
     if (fitsQueue(value.type)) return true;
-    ctx.report(MessageId::QueueValueType, targetVariable(slot.node).name);
+    ctx.report(MessageId::QueueValueType, place.variable->name);
     return false;
 }
 
-void store(EngineContext& ctx, const Slot& slot, const ValueCell& value) {
-    if (ctx.queues != nullptr) ctx.queues->write(slot.node.queueVariable, slot.element, value);
+void write(EngineContext& ctx, const Slot& slot, const ValueCell& value) {
+    if (ctx.queues != nullptr) ctx.queues->write(slot.place.queue, slot.element, value);
 }
 
 /// @return false when there is no such variable; the value is Nil then
 bool fetch(EngineContext& ctx, const Slot& slot, ValueCell& value) {
     value = ValueCell::ofNil();
-    return ctx.queues != nullptr && ctx.queues->read(slot.node.queueVariable, slot.element, value);
-}
-
-void pushValue(EngineContext& ctx, const Slot& slot) {
-    ValueCell value;
-    fetch(ctx, slot, value);
-    ctx.stack.push(value);
+    return ctx.queues != nullptr && ctx.queues->read(slot.place.queue, slot.element, value);
 }
 
 /// The variable that the script itself has bound to the queue; null for one that is only named (queue$name).
-Variable* boundVariable(const CodeNode& node) noexcept {
-    Variable& variable = targetVariable(node);
-    return variable.queue == node.queueVariable ? &variable : nullptr;
+Variable* boundVariable(const Place& place) noexcept {
+    return place.variable->queue == place.queue ? place.variable : nullptr;
 }
 
-/// Elements of the array that the node names: 0 for a plain variable, -1 when that is not known here.
-std::int64_t elementCount(const EngineContext& ctx, const CodeNode& node) {
-    return ctx.queues != nullptr ? ctx.queues->elements(node.queueVariable) : -1;
+/// Elements of the array that the place names: 0 for a plain variable, -1 when that is not known here.
+std::int64_t elementCount(const EngineContext& ctx, const Place& place) {
+    return ctx.queues != nullptr ? ctx.queues->elements(place.queue) : -1;
 }
 
 /// The one index of a list. @return nothing after reporting
-std::optional<std::int64_t> onlyIndex(EngineContext& ctx, const Variable& variable, const IndexList& list,
+std::optional<std::int64_t> onlyIndex(EngineContext& ctx, const Place& place,
                                       MessageTaking<NumberArg, TextArg, NumberArg> wrongCount) {
-    if (!requireList(ctx, list)) return std::nullopt;
-    if (list.count == 1) return indexAt(ctx, variable, list, 0);
-    ctx.report(wrongCount, list.count, variable.name, 1);
+    if (!requireList(ctx, place.indexes)) return std::nullopt;
+    if (place.indexes.count == 1) return indexAt(ctx, *place.variable, place.indexes, 0);
+    ctx.report(wrongCount, place.indexes.count, place.variable->name, 1);
     return std::nullopt;
 }
 
-/// The element that the index list on top of the stack names; the list is dropped.
-/// @return nothing after reporting
-std::optional<Slot> takeElement(EngineContext& ctx, const CodeNode& node,
-                                MessageTaking<NumberArg, TextArg, NumberArg> wrongCount) {
-    const Variable& variable = targetVariable(node);
-    const IndexList list = indexListBelow(ctx, ctx.stack.size());
-    const std::optional<std::int64_t> index = onlyIndex(ctx, variable, list, wrongCount);
+/// What the place names, with its element where that is one. @return nothing after reporting
+std::optional<Slot> slotOf(EngineContext& ctx, const Place& place,
+                           MessageTaking<NumberArg, TextArg, NumberArg> wrongCount) {
+    if (place.kind == Place::Kind::Slot) return Slot{place};
+    const std::optional<std::int64_t> index = onlyIndex(ctx, place, wrongCount);
     if (!index) return std::nullopt;
-    const std::int64_t count = elementCount(ctx, node);
+    const std::int64_t count = elementCount(ctx, place);
     if (*index < 1 || (count >= 0 && *index > count)) {
-        ctx.report(MessageId::IndexRange, *index, variable.name,
+        ctx.report(MessageId::IndexRange, *index, place.variable->name,
                    count >= 0 ? "[" + std::to_string(count) + "]" : "");
         return std::nullopt;
     }
-    ctx.stack.dropTo(list.first);
-    return Slot{node, *index};
+    return Slot{place, *index};
 }
 
 enum class Change {
@@ -96,13 +85,12 @@ Change change(EngineContext& ctx, const Slot& slot, const Apply& apply) {
         ValueCell old;
         if (!fetch(ctx, slot, old)) return Change::NoEffect;
         ValueCell value = ValueCell::ofNil();
-        storeValue(ctx, value, old);
+        store(ctx, value, old);
         const bool wanted = apply(value) && !ctx.run.abort;
-        const bool done =
-            !wanted || ctx.queues->writeIfStill(slot.node.queueVariable, slot.element, old, value);
+        const bool done = !wanted || ctx.queues->writeIfStill(slot.place.queue, slot.element, old, value);
         if (done && wanted && slot.element == 0)
-            if (Variable* variable = boundVariable(slot.node)) assignVariable(ctx, *variable, value);
-        clearElement(ctx, value);
+            if (Variable* variable = boundVariable(slot.place)) assignVariable(ctx, *variable, value);
+        clear(ctx, value);
         ctx.stack.release(old);
         if (done) return wanted ? Change::Done : Change::Refused;
     }
@@ -110,32 +98,15 @@ Change change(EngineContext& ctx, const Slot& slot, const Apply& apply) {
 }
 
 /// As if the value lay in a variable of the script.
-bool combineAsVariable(EngineContext& ctx, const Slot& slot, std::int32_t op, ValueCell& current,
+bool combineAsVariable(EngineContext& ctx, const Place& place, std::int32_t code, ValueCell& current,
                        const ValueCell& value) {
     Variable scratch;
-    scratch.name = targetVariable(slot.node).name;
+    scratch.name = place.variable->name;
     assignVariable(ctx, scratch, current);
-    combineVariable(ctx, op, scratch, value);
-    storeValue(ctx, current, variableCell(scratch));
-    releaseVariableValue(ctx, scratch);
+    combineStored(ctx, code, scratch, value, Keeps::Kind);
+    store(ctx, current, load(scratch));
+    letGo(ctx, scratch);
     return true;
-}
-
-void increment(EngineContext& ctx, const Slot& slot, std::int32_t op) {
-    ValueCell result = ValueCell::ofNil();
-    const Change outcome = change(ctx, slot, [&](ValueCell& current) {
-        const ValueCell old = current;
-        if (!countUp(current, incrementStep(op))) return false;
-        result = isPostfix(op) ? old : current;
-        return true;
-    });
-    const char* name = targetVariable(slot.node).name;
-    if (outcome != Change::Refused)
-        ctx.stack.push(result);
-    else if (slot.element > 0)
-        ctx.report(MessageId::CannotCountElement, name, slot.element);
-    else
-        ctx.report(MessageId::CannotCount, name);
 }
 
 void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
@@ -144,78 +115,84 @@ void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t i
 
 }  // namespace
 
-void readSlot(EngineContext& ctx, const CodeNode& node) {
-    Variable* variable = elementCount(ctx, node) > 0 ? boundVariable(node) : nullptr;
-    if (variable == nullptr) return pushValue(ctx, {node});
-    const FreshVariable fresh(ctx, *variable);
-    ctx.stack.push(variableCell(*variable));
+Reading readSlot(EngineContext& ctx, const Place& place, ValueCell& out) {
+    if (place.kind == Place::Kind::Slot) {
+        Variable* variable = elementCount(ctx, place) > 0 ? boundVariable(place) : nullptr;
+        if (variable != nullptr) {
+            const FreshVariable fresh(ctx, *variable);
+            out = load(*variable);
+            return Reading::Value;
+        }
+    }
+    const std::optional<Slot> slot = slotOf(ctx, place, MessageId::ReadDimensionCount);
+    if (!slot) return Reading::Failed;
+    static_cast<void>(fetch(ctx, *slot, out));
+    return Reading::Value;
 }
 
-void readSlotElement(EngineContext& ctx, const CodeNode& node) {
-    if (const std::optional<Slot> slot = takeElement(ctx, node, MessageId::ReadDimensionCount))
-        pushValue(ctx, *slot);
-}
-
-void assignSlot(EngineContext& ctx, const CodeNode& node, const ValueCell& value) {
-    const Slot slot{node};
-    if (!checkFits(ctx, slot, value)) return;
-    if (elementCount(ctx, node) > 0) {  // an array without an index
+void assignSlot(EngineContext& ctx, const Place& place, const ValueCell& value) {
+    if (!checkFits(ctx, place, value)) return;
+    if (elementCount(ctx, place) > 0) {  // an array without an index
         ctx.report(MessageId::AssignmentType);
         return;
     }
-    if (Variable* variable = boundVariable(node)) assignVariable(ctx, *variable, value);
-    store(ctx, slot, value);
+    if (Variable* variable = boundVariable(place)) assignVariable(ctx, *variable, value);
+    write(ctx, {place}, value);
 }
 
-void assignSlotElement(EngineContext& ctx, const CodeNode& node, int reference, const ValueCell& value) {
-    const Variable& variable = targetVariable(node);
-    const std::optional<std::int64_t> index =
-        onlyIndex(ctx, variable, indexListBelow(ctx, reference), MessageId::DimensionCount);
-    if (!index || !checkFits(ctx, {node}, value)) return;
+void assignSlotElement(EngineContext& ctx, const Place& place, const ValueCell& value) {
+    const std::optional<std::int64_t> index = onlyIndex(ctx, place, MessageId::DimensionCount);
+    if (!index || !checkFits(ctx, place, value)) return;
     const bool every = *index == -1;
-    const std::int64_t count = every && ctx.queues != nullptr ? ctx.queues->lookUpElements(node.queueVariable)
-                                                              : elementCount(ctx, node);
+    const std::int64_t count =
+        every && ctx.queues != nullptr ? ctx.queues->lookUpElements(place.queue) : elementCount(ctx, place);
     if (every && count != 0) {
-        for (std::int64_t k = 1; k <= count; ++k) store(ctx, {node, k}, value);
+        for (std::int64_t k = 1; k <= count; ++k) write(ctx, {place, k}, value);
     } else if (*index < 1 || (count >= 0 && *index > count)) {
-        invalidElement(ctx, variable, *index, std::max<std::int64_t>(count, 0));
+        invalidElement(ctx, *place.variable, *index, std::max<std::int64_t>(count, 0));
     } else {
-        store(ctx, {node, *index}, value);
+        write(ctx, {place, *index}, value);
     }
 }
 
-bool distributeToSlots(EngineContext& ctx, const CodeNode& node, int first, int count) {
-    const std::int64_t elements = elementCount(ctx, node);
+bool distributeToSlots(EngineContext& ctx, const Place& place, std::span<const ValueCell> values) {
+    const std::int64_t elements = elementCount(ctx, place);
     if (elements < 1) return false;
-    if (count > elements) {
-        ctx.report(MessageId::MoreValuesThanElements, count, targetVariable(node).name, elements);
-        count = static_cast<int>(elements);
+    if (static_cast<std::int64_t>(values.size()) > elements) {
+        ctx.report(MessageId::MoreValuesThanElements, static_cast<std::int64_t>(values.size()),
+                   place.variable->name, elements);
+        values = values.first(static_cast<std::size_t>(elements));
     }
-    for (int i = 0; i < count; ++i) {
-        const Slot slot{node, i + 1};
-        if (!checkFits(ctx, slot, ctx.stack.at(first + i))) return true;
-        store(ctx, slot, ctx.stack.at(first + i));
+    std::int64_t element = 0;
+    for (const ValueCell& value : values) {
+        if (!checkFits(ctx, place, value)) return true;
+        write(ctx, {place, ++element}, value);
     }
     return true;
 }
 
-void combineSlot(EngineContext& ctx, const CodeNode& node, std::int32_t op, const ValueCell& value) {
-    const Slot slot{node};
-    change(ctx, slot, [&](ValueCell& current) { return combineAsVariable(ctx, slot, op, current, value); });
+void combineSlot(EngineContext& ctx, const Place& place, std::int32_t code, const ValueCell& value) {
+    const std::optional<Slot> slot = slotOf(ctx, place, MessageId::DimensionCount);
+    if (!slot) return;
+    const bool isElement = place.kind == Place::Kind::SlotElement;
+    change(ctx, *slot, [&](ValueCell& current) {
+        return isElement ? combineStored(ctx, code, current, value, Keeps::Nothing)
+                         : combineAsVariable(ctx, place, code, current, value);
+    });
 }
 
-void combineSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t op, const ValueCell& value) {
-    if (const std::optional<Slot> slot = takeElement(ctx, node, MessageId::DimensionCount))
-        change(ctx, *slot, [&](ValueCell& current) { return combineInto(ctx, op, current, value); });
-}
-
-void incrementSlot(EngineContext& ctx, const CodeNode& node, std::int32_t op) {
-    increment(ctx, {node}, op);
-}
-
-void incrementSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t op) {
-    if (const std::optional<Slot> slot = takeElement(ctx, node, MessageId::DimensionCount))
-        increment(ctx, *slot, op);
+bool incrementSlot(EngineContext& ctx, const Place& place, std::int32_t op, ValueCell& out) {
+    const std::optional<Slot> slot = slotOf(ctx, place, MessageId::DimensionCount);
+    if (!slot) return false;
+    out = ValueCell::ofNil();
+    const Change outcome =
+        change(ctx, *slot, [&](ValueCell& current) { return incrementStored(op, current, out); });
+    if (outcome != Change::Refused) return true;
+    if (slot->element > 0)
+        ctx.report(MessageId::CannotCountElement, place.variable->name, slot->element);
+    else
+        ctx.report(MessageId::CannotCount, place.variable->name);
+    return false;
 }
 
 bool refusesElements(EngineContext& ctx, const Variable& variable) {
@@ -233,7 +210,7 @@ void FreshVariable::refresh() {
     if (!queues.read(variable_.queue, 0, value)) return;
     assignVariable(ctx_, variable_, value);
     ctx_.stack.release(value);
-    before_ = variableCell(variable_);
+    before_ = load(variable_);
 }
 
 void FreshVariable::refreshArray(std::int64_t count) {
@@ -242,19 +219,19 @@ void FreshVariable::refreshArray(std::int64_t count) {
         array = makeArray(ctx_, {&count, 1}, Nil);
         if (array == nullptr) return;
         variable_.type = Array;
-        variable_.object = array;
+        variable_.array = array;
     }
     for (std::int64_t k = 1; k <= count; ++k) {
         ValueCell value;
         ctx_.queues->read(variable_.queue, k, value);
-        storeValue(ctx_, array->elements[static_cast<std::size_t>(k - 1)], value);
+        store(ctx_, array->elements[static_cast<std::size_t>(k - 1)], value);
         ctx_.stack.release(value);
     }
 }
 
 void FreshVariable::writeBack() noexcept {
     try {
-        const ValueCell after = variableCell(variable_);
+        const ValueCell after = load(variable_);
         if (sameValue(after, *before_)) return;
         if (fitsQueue(after.type))
             ctx_.queues->write(variable_.queue, 0, after);

@@ -2,36 +2,34 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/operations/arrays.h"
+#include "engine/operations/place.h"
 
 #include <optional>
+#include <span>
 
 namespace kestrel {
 
-// Each takes the node that names the variable or element (CodeNode::slot). A variable that the script has
+// Each takes the place that names the variable or element (Place::queue). A variable that the script has
 // exposed takes an assigned value itself, too; what counts is the one in the queue. What a queue cannot hold
 // is reported.
 
-/// Pushes the value of a variable in a queue.
-void readSlot(EngineContext& ctx, const CodeNode& node);
-/// The same for the element that the index list on top of the stack names; the list is dropped.
-void readSlotElement(EngineContext& ctx, const CodeNode& node);
+/// The value of a variable or element in a queue.
+Reading readSlot(EngineContext& ctx, const Place& place, ValueCell& out);
 
-void assignSlot(EngineContext& ctx, const CodeNode& node, const ValueCell& value);
-/// @param reference  stack index of the element's reference; its index list stands below
-void assignSlotElement(EngineContext& ctx, const CodeNode& node, int reference, const ValueCell& value);
+void assignSlot(EngineContext& ctx, const Place& place, const ValueCell& value);
+void assignSlotElement(EngineContext& ctx, const Place& place, const ValueCell& value);
 /// Gives several values to the elements of an exposed array; surplus ones are reported and dropped.
-/// @param first, count  the values' cells
-/// @return false when the node names no such array; nothing has happened
-bool distributeToSlots(EngineContext& ctx, const CodeNode& node, int first, int count);
+/// @return false when the place names no such array; nothing has happened
+bool distributeToSlots(EngineContext& ctx, const Place& place, std::span<const ValueCell> values);
 
 /// Compound assignments. Another program's value that comes between is not lost: it is what the operator
 /// is applied to.
-void combineSlot(EngineContext& ctx, const CodeNode& node, std::int32_t op, const ValueCell& value);
-/// The index list is on top of the stack.
-void combineSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t op, const ValueCell& value);
-/// "++" and "--", in the same way; pushes the old or the new value.
-void incrementSlot(EngineContext& ctx, const CodeNode& node, std::int32_t op);
-void incrementSlotElement(EngineContext& ctx, const CodeNode& node, std::int32_t op);
+void combineSlot(EngineContext& ctx, const Place& place, std::int32_t code, const ValueCell& value);
+/// "++" and "--", in the same way.
+/// @param out  receives the old or the new value
+/// @return false after reporting
+bool incrementSlot(EngineContext& ctx, const Place& place, std::int32_t op, ValueCell& out);
 
 /// True, after reporting, for an exposed variable that holds no text: it has no elements, and cannot become
 /// an array.

@@ -28,10 +28,10 @@ enum VariableFlag : std::uint8_t {
     kVarInlineConst = 8,  ///< compiled as its value
 };
 
-/// A global, local, parameter or predefined name, and its value: a cell that is named and owned. Its slots are
-/// seen side by side: assigning a text or a vector leaves the number as it was, and some operators change the
-/// number alone, whatever the type. Before the first run the type is also 24, 43 or 57 as the compiler marks
-/// names.
+/// A global, local, parameter or predefined name, and its value: a cell that is named and owned. Its slots
+/// are seen side by side: assigning a text or a vector leaves the number as it was, and some operators change
+/// the number alone, whatever the type. Before the first run the type is also 24, 43 or 57 as the compiler
+/// marks names.
 struct Variable : ValueCell {
     Variable() noexcept { type = Uninitialized; }
 
@@ -49,7 +49,9 @@ struct Variable : ValueCell {
     [[nodiscard]] bool holdsText() const noexcept { return isText() && text != nullptr; }
     /// An array is a variable of type Array *with* a record: indexing marks names as arrays at compile time.
     [[nodiscard]] ArrayRecord* heldArray() const noexcept { return type == Array ? array : nullptr; }
-    [[nodiscard]] RecordInstance* heldRecord() const noexcept { return type == UserRecord ? record : nullptr; }
+    [[nodiscard]] RecordInstance* heldRecord() const noexcept {
+        return type == UserRecord ? record : nullptr;
+    }
     /// What messages print before "::": the owning function's name, "" for a global.
     [[nodiscard]] const char* ownerName() const noexcept;
 };
@@ -124,13 +126,15 @@ struct CodeNode {
     CodeNode* successor =
         nullptr;  ///< link: the next instruction that does something (markers are passed over)
     Variable* variable = nullptr;  ///< link: operand variable with "::" resolved
-    CodeNode* link = nullptr;      ///< link: jump target or loop top
+    CodeNode* link =
+        nullptr;  ///< link: jump target or loop top; of a member that is read, the marker behind it
     union To {
         FunctionRecord* function;      ///< OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
         const BuiltinEntry* builtin;   ///< OP_CALL
         const RecordTemplate* record;  ///< OP_CALL that constructs a record
         NativeCallee* native;          ///< OP_CALL to code of a library
         CodeNode* body;                ///< OP_FORTEST's OP_FORBODY
+        Variable* object;              ///< OP_VAR, OP_INDEX that name a member: the object's variable
         constexpr To() : function(nullptr) {}
     } to;  ///< link
     CodeNode* prev = nullptr;

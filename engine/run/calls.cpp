@@ -5,8 +5,8 @@
 #include "engine/context/native_callee.h"
 #include "engine/kinds/record_kind.h"
 #include "engine/operations/arrays.h"
-#include "engine/operations/assignment.h"
 #include "engine/operations/members.h"
+#include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
 
@@ -72,7 +72,7 @@ void construct(EngineContext& ctx, const CodeNode& node) {
     }
     RecordInstance* record = makeRecord(ctx, declaration);
     for (int i = 0; i < node.argc; ++i)
-        storeValue(ctx, record->members[static_cast<std::size_t>(i)].value, ctx.stack.at(first + i));
+        store(ctx, record->members[static_cast<std::size_t>(i)].value, ctx.stack.at(first + i));
     ctx.stack.dropTo(first);
     ctx.stack.push(ValueCell::ofObject(UserRecord, record));
 }
@@ -105,57 +105,29 @@ bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* 
     parameter.type = source->type;
     parameter.number = source->number;
     parameter.flags = source->flags;
-    if (source->holdsText()) parameter.object = ctx.pool.keep(source->text);
+    if (source->holdsText()) parameter.text = ctx.pool.keep(source->text);
     return true;
-}
-
-void bindObject(EngineContext& ctx, Variable& parameter, const ValueCell& cell) {
-    ObjectKind& kind = ctx.kinds().of(cell.type);
-    kind.hold(ctx, cell.object);
-    kind.named(cell.object, parameter);
-    parameter.type = cell.type;
-    parameter.object = cell.object;
 }
 
 /// @return false when binding has to stop
 bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position,
                   const char* function) {
-    releaseVariableValue(ctx, parameter);
+    letGo(ctx, parameter);
     parameter.number = 0.0;
     parameter.object = nullptr;
     parameter.flags = 0;
-    switch (cell.type) {
-        case Number:
-        case Integer:
-            parameter.type = cell.type;
-            parameter.number = cell.number;
-            return true;
-        case VarRef:  // reached when a call brings fewer arguments than parameters: a reference counts as 0
-            parameter.type = Number;
-            return true;
-        case VarArgRef:
-            return bindWholeVariable(ctx, parameter, cell.variable, position, function);
-        case String:
-        case TempString:
-            parameter.type = String;
-            parameter.object = ctx.pool.keep(cell.text != nullptr ? cell.text : "");
-            return !ctx.run.abort;
-        case Vector:
-            parameter.type = Vector;
-            parameter.vec = cell.vec;
-            return true;
-        case ArrayRef:
-            parameter.type = Array;
-            parameter.object = cell.array;
-            return true;
-        case Nil:
-            parameter.type = Nil;
-            return true;
-        default:
-            if (!isObjectKind(cell.type)) return true;  // the type stays what it was at the last use
-            bindObject(ctx, parameter, cell);
-            return true;
-    }
+    if (cell.type == VarArgRef) return bindWholeVariable(ctx, parameter, cell.variable, position, function);
+    if (cell.type == ArrayRef) {
+        parameter.type = Array;
+        parameter.array = cell.array;
+    } else if (isStorable(cell.type) || cell.type == VarRef) {
+        // A reference, where a call brings fewer arguments than parameters, counts as 0. Of a text that finds
+        // no memory the parameter is the empty one.
+        parameter.type = cell.isText() ? String : Uninitialized;
+        store(ctx, parameter, cell);
+        if (isObjectKind(cell.type)) ctx.kinds().of(cell.type).named(cell.object, parameter);
+    }  // otherwise the type stays what it was at the last use
+    return !ctx.run.abort;
 }
 
 /// Stack index of the lowest of the `count` returned values: a value that is itself several returned values,
@@ -223,7 +195,7 @@ const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
     if (node->mode == kMethodCall) {
         callMethod(ctx, *node, *node->variable);
         pollWatch(ctx);
-        return node->next;
+        return node->link;
     }
     if (node->reach == Reach::Function) return callUser(ctx, node);
     callOther(ctx, *node);

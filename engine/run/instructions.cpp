@@ -1,13 +1,10 @@
-// Loads, references, increments, unary and logical operators, the selector.
+// Operators and the selector.
 
 #include "engine/run/instructions.h"
 
 #include "engine/operations/arrays.h"
-#include "engine/operations/assignment.h"
-#include "engine/operations/increment.h"
-#include "engine/operations/members.h"
-#include "engine/operations/operators.h"
-#include "engine/operations/slots.h"
+#include "engine/operations/storage.h"
+#include "engine/operations/unary.h"
 #include "engine/program/node_modes.h"
 
 namespace kestrel {
@@ -26,7 +23,7 @@ ValueCell pickCell(EngineContext& ctx, int first, int last, std::int64_t n) {
 ValueCell pickElement(const ArrayRecord& array, std::int64_t n) {
     if (array.dimCount != 1 || n < 1 || n > array.count()) return ValueCell::ofNil();
     const ValueCell& element = array.elements[static_cast<std::size_t>(n - 1)];
-    return element.type == Uninitialized ? ValueCell::ofNil() : borrowValue(element);
+    return element.type == Uninitialized ? ValueCell::ofNil() : load(element);
 }
 
 ValueCell pickCharacter(EngineContext& ctx, const char* text, std::int64_t n) {
@@ -55,143 +52,30 @@ ValueCell select(EngineContext& ctx, int mark, std::int64_t n) {
 
 }  // namespace
 
-void loadVariable(EngineContext& ctx, Variable& variable) {
-    if (isStorable(variable.type) || variable.heldArray() != nullptr) {
-        ctx.stack.push(variableCell(variable));
+void arithmeticByType(EngineContext& ctx, int op) {
+    ValueCell result;
+    const ValueCell& left = ctx.stack.top(1);
+    const bool done = combine(ctx, op, left, ctx.stack.top(0), result);
+    if (done && left.type == Array) {
+        ctx.stack.drop(1);  // the reference and the index list below it stay
         return;
     }
-    if (ctx.options.strict) {
-        ctx.report(MessageId::ValueNeverSet, variable.name);
-        return;
-    }
-    variable.type = Nil;
-    ctx.stack.push(ValueCell::ofNil());
-}
-
-const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node) {
-    switch (node->mode) {
-        case kReference:
-            ctx.stack.pushNode(VarRef, node);
-            return node;
-        case kMemberRead:
-            readMember(ctx, *node, false);
-            return node->next;
-        case kMemberReference:
-            ctx.stack.pushNode(MemberRef, node);
-            return node;
-        case kRecordRead:
-            readField(ctx, *node);
-            return node->next;
-        case kRecordReference:
-            ctx.stack.pushNode(RecordMemberRef, node);
-            return node;
-        case kSlotRead:
-            readSlot(ctx, *node);
-            return node;
-        case kSlotReference:
-            ctx.stack.pushNode(IpcSlotRef, node);
-            return node;
-        default:
-            loadVariable(ctx, *node->variable);
-            return node;
-    }
-}
-
-void executeIncrement(EngineContext& ctx, const CodeNode& node) {
-    if (!ctx.need(1)) return;
-    const ValueCell reference = ctx.stack.top();
-    switch (reference.type) {
-        case VarRef:
-            ctx.stack.drop(1);
-            incrementVariable(ctx, *reference.node, node.op);
-            return;
-        case Array:
-            ctx.stack.drop(1);
-            incrementElement(ctx, *reference.node, node.op);
-            return;
-        case IpcSlotRef:
-            ctx.stack.drop(1);
-            incrementSlot(ctx, *reference.node, node.op);
-            return;
-        case MemberRef:
-        case IndexedMemberRef:
-            writeMemberOnTop(ctx, ValueCell::ofInteger(1), node.op);
-            return;
-        case RecordMemberRef:
-            ctx.stack.drop(1);
-            writeField(ctx, *reference.node, ValueCell::ofInteger(1), node.op);
-            return;
-        default:
-            ctx.report(MessageId::CannotCount, "");
-            return;
-    }
+    ctx.stack.drop(2);
+    if (done) ctx.stack.push(result);
 }
 
 void executeNegate(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.need(1)) return;
-    ValueCell& cell = ctx.stack.top();
-    if (node.mode == kStatementForm && ctx.stack.size() == 1) {
-        Variable& variable = targetVariable(*node.prev);
-        ctx.stack.drop(1);
-        const FreshVariable fresh(ctx, variable);
-        if (variable.type == String || variable.type == TempString) {
-            ctx.report(MessageId::TextNegated, variable.name);
-            return;
-        }
-        variable.number = -variable.number;
-        variable.vec = {-variable.vec.x, -variable.vec.y, -variable.vec.z};
-        return;
-    }
-    switch (cell.type) {
-        case Vector: {
-            const VectorValue v = cell.vec;
-            cell.vec = {-v.x, -v.y, -v.z};
-            return;
-        }
-        case Integer:
-            cell.number = -cell.number;
-            return;
-        default: {
-            const double value = cell.firstDouble();
-            ctx.stack.release(cell);
-            cell = ValueCell::ofNumber(-value);
-            return;
-        }
-    }
+    if (node.mode != kStatementForm || ctx.stack.size() != 1) return negate(ctx, ctx.stack.top());
+    ctx.stack.drop(1);
+    negateVariable(ctx, *node.variable);
 }
 
 void executeNot(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.need(1)) return;
-    ValueCell& cell = ctx.stack.top();
-    if (node.mode == kStatementForm) {
-        Variable& variable = targetVariable(*node.prev);
-        ctx.stack.drop(1);
-        const FreshVariable fresh(ctx, variable);
-        if (variable.type != Integer && variable.type != Number) {
-            ctx.report(MessageId::NoNumberInverted, variable.name);
-            return;
-        }
-        const bool zero = variable.type == Integer ? truncate(variable.number) == 0 : variable.number == 0.0;
-        variable.number = zero ? 1.0 : 0.0;
-        return;
-    }
-    switch (cell.type) {
-        case Integer:
-            cell.number = truncate(cell.number) == 0 ? 1.0 : 0.0;
-            return;
-        case Number:
-            cell.number = cell.firstDoubleSet() ? 0.0 : 1.0;
-            return;
-        case VarRef:
-            cell = ValueCell::ofNumber(1.0);
-            return;
-        default: {
-            const bool nil = cell.type == Nil;
-            ctx.stack.release(cell);
-            cell = ValueCell::ofBool(nil);
-            return;
-        }
-    }
+    if (node.mode != kStatementForm) return invert(ctx, ctx.stack.top());
+    ctx.stack.drop(1);
+    invertVariable(ctx, *node.variable);
 }
 
 // Both operands have been evaluated, by design, and neither test looks at the tag: a Nil, whose number slot

@@ -6,20 +6,60 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/operations/operators.h"
 
 namespace kestrel {
 
-// --- loads, references, unary operators, selector (instructions.cpp)
-void loadVariable(EngineContext& ctx, Variable& variable);
-/// OP_VAR in one of its special modes. Returns the node to continue after.
-const CodeNode* executeVariable(EngineContext& ctx, const CodeNode* node);
-/// OP_POSTINC ... OP_PREINC.
-void executeIncrement(EngineContext& ctx, const CodeNode& node);
+// --- operators and the selector (instructions.cpp)
+/// Replaces the top two cells L, R by `L op R`. An unsupported pair of types is "illegal arithmetic operation
+/// on data type" and aborts; a reference to an array element on the left leaves L as it is.
+void arithmeticByType(EngineContext& ctx, int op);
+/// The same, quick for numbers.
+inline void arithmetic(EngineContext& ctx, int op) {
+    if (!ctx.need(2)) [[unlikely]]
+        return;
+    ValueCell& left = ctx.stack.top(1);
+    const ValueCell& right = ctx.stack.top(0);
+    if (left.isNumeric() && right.isNumeric() && applyToNumbers(op, left, right.type, right.number))
+        [[likely]]
+        ctx.stack.forgetTo(ctx.stack.size() - 1);
+    else
+        arithmeticByType(ctx, op);
+}
+/// Replaces the top two cells by Integer 0 or 1 (OP_LT ... OP_NE). Never reports.
+inline void compare(EngineContext& ctx, int op) {
+    if (!ctx.need(2)) [[unlikely]]
+        return;
+    ValueCell& left = ctx.stack.top(1);
+    const ValueCell& right = ctx.stack.top(0);
+    if (left.isNumeric() && right.isNumeric()) [[likely]] {
+        left.setScalar(Integer, compareNumeric(op, left, right) ? 1.0 : 0.0);
+        ctx.stack.forgetTo(ctx.stack.size() - 1);
+        return;
+    }
+    const bool holds = compareValues(ctx, op, left, right);
+    ctx.stack.drop(2);
+    ctx.stack.push(ValueCell::ofBool(holds));
+}
 void executeNegate(EngineContext& ctx, const CodeNode& node);
 void executeNot(EngineContext& ctx, const CodeNode& node);
 void executeLogical(EngineContext& ctx, bool isAnd);
 void executeVector(EngineContext& ctx);
 void executeSelector(EngineContext& ctx);
+
+// --- reads, references and what they are for (targets.cpp)
+/// OP_VAR but for numbers, vectors and plain references, which the loop pushes itself.
+void executeVariable(EngineContext& ctx, const CodeNode& node);
+/// OP_INDEX.
+void executeIndex(EngineContext& ctx, const CodeNode& node);
+/// OP_ASSIGN: stores the value (or distributes the values) on top of the stack into what the reference below
+/// names. Leaves the value as the assignment's result, Integer 1 after a distribution, nothing for data
+/// members.
+void executeAssign(EngineContext& ctx);
+/// OP_ADDASSIGN ...: combines the value on top into what the reference below it names; leaves nothing.
+void executeCompound(EngineContext& ctx, const CodeNode& node);
+/// OP_POSTINC ... OP_PREINC.
+void executeIncrement(EngineContext& ctx, const CodeNode& node);
 
 // --- loops, switch, select (control.cpp)
 const CodeNode* executeWhile(EngineContext& ctx, const CodeNode* node);

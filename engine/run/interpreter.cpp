@@ -16,10 +16,9 @@
 #include "engine/run/interpreter.h"
 
 #include "engine/context/kind_table.h"
-#include "engine/operations/arrays.h"
-#include "engine/operations/assignment.h"
 #include "engine/operations/collector.h"
 #include "engine/operations/operators.h"
+#include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
@@ -105,14 +104,14 @@ void checkInstruction(EngineContext& ctx, const StackBefore& before, const CodeN
     if (!allowed || otherKind) failStackCheck({&node, effect, before.cells, cells, otherKind});
 }
 
-void load(EngineContext& ctx, const CodeNode& node) {
-    Variable& variable = *node.variable;
-    if (variable.type == Number || variable.type == Integer)
+void pushVariable(EngineContext& ctx, const CodeNode& node) {
+    const Variable& variable = *node.variable;
+    if (variable.isNumeric())
         ctx.stack.pushScalar(variable.type, variable.number);
     else if (variable.type == Vector)
         ctx.stack.pushVector(variable.vec);
     else
-        loadVariable(ctx, variable);
+        executeVariable(ctx, node);
 }
 
 /// Applies an operator to the number on top and a right operand that is not pushed.
@@ -122,24 +121,14 @@ template <std::int32_t kOp>
     if (ctx.stack.size() <= ctx.base() || (type != Number && type != Integer)) return false;
     ValueCell& left = ctx.stack.top();
     if (!left.isNumeric()) return false;
-    double& number = left.number;
     if constexpr (kOp == OP_ADD || kOp == OP_SUB || kOp == OP_MUL || kOp == OP_DIV) {
-        if constexpr (kOp == OP_DIV) {
-            if (value == 0.0) return false;  // reported on the long way
-        }
-        if constexpr (kOp == OP_ADD) number += value;
-        if constexpr (kOp == OP_SUB) number -= value;
-        if constexpr (kOp == OP_MUL) number *= value;
-        if constexpr (kOp == OP_DIV) number /= value;
-        if (type == Number || kOp == OP_DIV) left.type = Number;
+        return applyToNumbers(kOp, left, type, value);
     } else {
-        ValueCell right = left;
-        right.type = type;
-        right.number = value;
-        number = compareNumeric(kOp, left, right) ? 1.0 : 0.0;
-        left.type = Integer;
+        ValueCell right;
+        right.setScalar(type, value);
+        left.setScalar(Integer, compareNumeric(kOp, left, right) ? 1.0 : 0.0);
+        return true;
     }
-    return true;
 }
 
 /// `variable = number;` as a whole statement: nothing else is on the stack and nobody wants the result.
@@ -151,8 +140,7 @@ bool assignStatement(EngineContext& ctx) {
     if (!value.isNumeric() || target.type != VarRef) return false;
     Variable& variable = targetVariable(*target.node);
     if (!isInlineKind(variable.type)) return false;
-    variable.number = value.number;
-    variable.type = value.type;
+    setInline(variable, value);
     ctx.stack.forgetTo(ctx.base());
     return true;
 }
@@ -200,7 +188,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
         if (applyFused<name>(ctx, node->variable->type, node->variable->number)) \
             node = node->next;                                                   \
         else                                                                     \
-            load(ctx, *node);                                                    \
+            pushVariable(ctx, *node);                                            \
         break;                                                                   \
     case kConst_##name:                                                          \
         if (applyFused<name>(ctx, node->op, node->operand.number))               \
@@ -213,7 +201,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 if (assignStatement(ctx))
                     node = node->next;
                 else
-                    assign(ctx);
+                    executeAssign(ctx);
                 break;
             case kCountUp:
             case kCountDown:
@@ -226,11 +214,12 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 break;
             case OP_VAR:
                 if (node->mode == kLoad) {
-                    load(ctx, *node);
+                    pushVariable(ctx, *node);
                 } else if (node->mode == kReference) {
                     stack.pushNode(VarRef, node);
                 } else {
-                    node = executeVariable(ctx, node);
+                    executeVariable(ctx, *node);
+                    if (node->link != nullptr) node = node->link;
                 }
                 break;
             case OP_NUMBER:
@@ -303,11 +292,11 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 executeIncrement(ctx, *node);
                 break;
             case OP_ASSIGN:
-                assign(ctx);
+                executeAssign(ctx);
                 break;
 #define KESTREL_COMPOUND(code, name, plain, effect) case name:
 #include "engine/program/opcodes.def"
-                compoundAssign(ctx, *node);
+                executeCompound(ctx, *node);
                 break;
             case OP_DIM:
             case OP_SEP:
@@ -319,7 +308,8 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 if (node->mode == kAssignmentBlock) stack.push(ValueCell::ofMark(BlockMark));
                 break;
             case OP_INDEX:
-                node = executeIndex(ctx, node);
+                executeIndex(ctx, *node);
+                if (node->link != nullptr) node = node->link;
                 break;
             case OP_SELECTOR:
                 executeSelector(ctx);

@@ -80,19 +80,23 @@ private:
                 inBlock_ = false;
                 break;
             case OP_NEG:
-                node.mode =
-                    opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT) ? kStatementForm : std::uint8_t{0};
+                if (opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT)) linkStatementForm(node);
                 break;
             case OP_NOT:
-                node.mode = opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) &&
-                                    opIs(node.next, OP_ENDSTMT)
-                                ? kStatementForm
-                                : std::uint8_t{0};
+                if (opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) &&
+                    opIs(node.next, OP_ENDSTMT))
+                    linkStatementForm(node);
                 break;
             default:
                 linkJump(node);
                 break;
         }
+    }
+
+    /// The node changes the variable that the one before it names.
+    static void linkStatementForm(CodeNode& node) noexcept {
+        node.mode = kStatementForm;
+        node.variable = &targetVariable(*node.prev);
     }
 
     void linkSuccessors() {
@@ -186,10 +190,17 @@ private:
     /// postfix "++" stands between the member and its object.
     [[nodiscard]] bool linkMember(CodeNode& node, std::int32_t op, NodeMode read, NodeMode reference) {
         const bool postfix = node.next != nullptr && isPostfix(node.next->op);
-        if (!opIs(postfix ? node.next->next : node.next, op)) return false;
+        const CodeNode* const object = postfix ? node.next->next : node.next;
+        if (!opIs(object, op)) return false;
+        node.to.object = object->operand.variable;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
         node.name = program_.names.intern(node.variable->name);
         return true;
+    }
+
+    /// What has been read goes on behind the marker that names its object.
+    static void passObject(CodeNode& node) noexcept {
+        if (node.mode == kMemberRead || node.mode == kRecordRead) node.link = node.next;
     }
 
     [[nodiscard]] bool blockMember() const noexcept {
@@ -219,8 +230,9 @@ private:
         if ((node.flags & kNodeGlobalRef) != 0) {
             if (Variable* global = program_.findGlobal(node.variable->name)) node.variable = global;
         }
-        if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) return;
-        if (linkMember(node, OP_RECORD, kRecordRead, kRecordReference)) return;
+        if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference) ||
+            linkMember(node, OP_RECORD, kRecordRead, kRecordReference))
+            return passObject(node);
         if (linkSlot(node, kSlotReference)) return;
         if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) node.mode = kReference;
     }
@@ -233,7 +245,7 @@ private:
         if (opIs(node.next, OP_ENDDECL)) {
             node.mode = kDeclare;
         } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) {
-            return;
+            passObject(node);
         } else if (linkSlot(node, kReference)) {
             return;
         } else if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) {
@@ -245,6 +257,7 @@ private:
         if (opIs(node.next, OP_MEMBER)) {
             node.mode = kMethodCall;
             node.variable = node.next->operand.variable;
+            node.link = node.next;
             node.name = program_.names.intern(node.operand.variable->name);
             return;
         }

@@ -14,14 +14,13 @@ struct FunctionRecord;
 
 inline constexpr int kMaxDimensions = 10;
 
-/// One array. Elements are ValueCells; the texts they hold are retained pool copies (tag TempString) owned by
+/// One array. Elements are ValueCells; the texts they hold are retained pool copies owned by
 /// them.
 struct ArrayRecord {
     explicit ArrayRecord(Pool& pool) noexcept : memory(pool) {}
 
     std::array<std::int32_t, kMaxDimensions> dims{-1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
     std::int32_t dimCount = 0;
-    const CodeNode* declNode = nullptr;
     FunctionRecord* owner = nullptr;  ///< the function active when it was created
     std::vector<ValueCell> elements;  ///< row-major; a fresh element is Nil, of array() Uninitialized
     Pool::Share memory;               ///< of the record and its elements

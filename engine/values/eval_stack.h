@@ -7,6 +7,7 @@
 
 #include <cassert>
 #include <memory>
+#include <span>
 
 namespace kestrel {
 
@@ -20,13 +21,17 @@ public:
     };
 
     EvalStack(Pool& pool, Overflow& overflow)
-        : cells_(std::make_unique<ValueCell[]>(kStackCells)), pool_(pool), overflow_(overflow) {}
+        : cells_(std::make_unique<ValueCell[]>(kStackCells + 1)), pool_(pool), overflow_(overflow) {}
 
     [[nodiscard]] int size() const noexcept { return sp_; }
     /// @param i  0 = deepest cell
     [[nodiscard]] ValueCell& at(int i) noexcept {
         assert(i >= 0 && i < kStackCells);
         return cells_[static_cast<std::size_t>(i)];
+    }
+    /// Cells first to end - 1. They stay where they are while the stack grows.
+    [[nodiscard]] std::span<const ValueCell> cells(int first, int end) const noexcept {
+        return {cells_.get() + first, cells_.get() + end};
     }
     /// @param depth  0 = top cell
     [[nodiscard]] ValueCell& top(int depth = 0) noexcept { return at(sp_ - 1 - depth); }
@@ -40,20 +45,25 @@ public:
         }
         cells_[static_cast<std::size_t>(sp_++)] = cell;
     }
+    /// Where the next push writes, for an operation that writes its result there itself; keep() follows.
+    [[nodiscard]] ValueCell& next() noexcept { return cells_[static_cast<std::size_t>(sp_)]; }
+    void keep() {
+        if (sp_ == kStackCells) [[unlikely]] {
+            release(next());
+            return overflow_.stackOverflow();
+        }
+        ++sp_;
+    }
     /// The same for a cell that is a tag and one double (Number, Integer, marks): writes only those.
     void pushScalar(std::int32_t tag, double value) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();
-        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
-        cell.type = tag;
-        cell.number = value;
+        cells_[static_cast<std::size_t>(sp_++)].setScalar(tag, value);
     }
     void pushVector(const VectorValue& v) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();
-        ValueCell& cell = cells_[static_cast<std::size_t>(sp_++)];
-        cell.type = Vector;
-        cell.vec = v;
+        cells_[static_cast<std::size_t>(sp_++)].setVector(v);
     }
     void pushNode(std::int32_t tag, const CodeNode* node) {
         if (sp_ == kStackCells) [[unlikely]]
@@ -85,7 +95,8 @@ public:
     void forgetTo(int newSize) noexcept { sp_ = newSize; }
 
 private:
-    std::unique_ptr<ValueCell[]> cells_;
+    std::unique_ptr<ValueCell[]>
+        cells_;  // one more than are used: where next() points when the stack is full
     int sp_ = 0;
     Pool& pool_;
     Overflow& overflow_;

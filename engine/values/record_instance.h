@@ -14,7 +14,7 @@ struct RecordTemplate;
 
 struct RecordMember {
     const char* name = nullptr;
-    ValueCell value;  ///< texts are retained pool copies (tag TempString) owned by the member
+    ValueCell value;  ///< texts are retained pool copies owned by the member
 };
 
 /// One instance. Variables, elements and members that hold it are counted; an instance that only the stack

@@ -114,6 +114,9 @@ enum Tag : std::int32_t {
     }
 }
 
+/// What Nil counts as where numbers are not told from other values: `nil && 1` is true, `-nil` is 1.
+inline constexpr double kNilNumber = -1.0;
+
 /// +0 or -0, compared as bits.
 [[nodiscard]] constexpr bool isZero(double value) noexcept {
     return (std::bit_cast<std::uint64_t>(value) << 1) == 0;
@@ -126,8 +129,8 @@ struct VectorValue {
     double z = 0.0;
 };
 
-/// A value: its kind, and a slot for each sort of payload. The kind says which slot counts; the others keep what
-/// they held, which nothing looks at but for variables (program.h).
+/// A value: its kind, and a slot for each sort of payload. The kind says which slot counts; the others keep
+/// what they held, which nothing looks at but for variables (program.h).
 struct ValueCell {
     std::int32_t type = Nil;
     double number = 0.0;  ///< numbers, and everything that has no payload of its own
@@ -145,8 +148,7 @@ struct ValueCell {
     static ValueCell ofNumber(double v) noexcept { return scalar(Number, v); }
     static ValueCell ofInteger(double v) noexcept { return scalar(Integer, v); }
     static ValueCell ofBool(bool v) noexcept { return scalar(Integer, v ? 1.0 : 0.0); }
-    /// The number slot of Nil is -1.0: `nil && 1` is true, `-nil` is 1.
-    static ValueCell ofNil() noexcept { return scalar(Nil, -1.0); }
+    static ValueCell ofNil() noexcept { return scalar(Nil, kNilNumber); }
     static ValueCell ofCount(int n) noexcept { return scalar(ReturnCount, n); }
     static ValueCell ofMark(std::int32_t tag) noexcept { return scalar(tag, 0.0); }
     static ValueCell ofVector(const VectorValue& v) noexcept {
@@ -189,15 +191,27 @@ struct ValueCell {
         return c;
     }
 
+    /// Writes no more than a tag and a number needs.
+    void setScalar(std::int32_t tag, double v) noexcept {
+        type = tag;
+        number = v;
+    }
+    void setVector(const VectorValue& v) noexcept {
+        type = Vector;
+        vec = v;
+    }
+
     [[nodiscard]] bool isNumeric() const noexcept { return type == Number || type == Integer; }
     [[nodiscard]] bool isText() const noexcept { return type == String || type == TempString; }
-    /// The first double of what counts, whatever the tag: the number, the x of a vector, the address of a text
-    /// or object. What truth, `switch` and the inline built-ins look at. References to variables count as 0.
+    /// The first double of what counts, whatever the tag: the number, the x of a vector, the address of a
+    /// text or object. What truth, `switch` and the inline built-ins look at. References to variables count
+    /// as 0.
     [[nodiscard]] double firstDouble() const noexcept {
         if (isNumeric()) [[likely]]
             return number;
         if (type == Vector) return vec.x;
         if (type == VarRef) return 0.0;
+        if (type == Nil) return kNilNumber;
         return isAddressKind(type) ? std::bit_cast<double>(object) : number;
     }
     /// True when that is not +0 or -0 (compared as bits, so that no floating-point mode changes it).
@@ -226,6 +240,7 @@ static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
         return std::bit_cast<std::uint64_t>(l) == std::bit_cast<std::uint64_t>(r);
     };
     if (a.type == Vector) return same(a.vec.x, b.vec.x) && same(a.vec.y, b.vec.y) && same(a.vec.z, b.vec.z);
+    if (a.type == Nil) return true;
     return isAddressKind(a.type) ? a.object == b.object : same(a.number, b.number);
 }
 

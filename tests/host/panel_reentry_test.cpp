@@ -150,7 +150,8 @@ TEST_F(PanelReentry, NothingIsDrawnOfAPanelThatEnds) {
 }
 
 TEST_F(PanelReentry, AScriptThatACopyReplacesMayBeReplacedOnceMore) {
-    const HxInstance changed = host.createWith("options { reqbegin(\"one\"); c = ctlinteger(\"c\", 1); }", "one.ks");
+    const HxInstance changed =
+        host.createWith("options { reqbegin(\"one\"); c = ctlinteger(\"c\", 1); }", "one.ks");
     const HxInstance second = host.createWith("process: sa { }", "two.ks");
     const HxInstance third = host.createWith("process: sa { }", "three.ks");
     EXPECT_EQ(host.edit(changed), HXM_OK);

@@ -1,4 +1,4 @@
-#include "engine/operations/operators.h"
+#include "engine/run/instructions.h"
 #include "engine/test_support.h"
 
 #include <cmath>

@@ -1,6 +1,5 @@
-#include "engine/operations/operators.h"
-
 #include "engine/kinds/record_kind.h"
+#include "engine/run/instructions.h"
 #include "engine/test_support.h"
 
 #include <algorithm>
@@ -117,7 +116,7 @@ TEST_F(Operators, ReportMissingOperandsAndExhaustedMemory) {
     push(I(1));
     arithmetic(ctx, OP_ADD);
     compare(ctx, OP_EQ);
-    compoundAssign(ctx, emit(OP_ADDASSIGN));
+    executeCompound(ctx, emit(OP_ADDASSIGN));
     EXPECT_EQ(takeMessages(), "Line 1, stack empty\nLine 1, stack empty\nLine 1, stack empty\n");
     EXPECT_EQ(popAll(), "1i");
     ctx.pool.setLimit(std::size_t{1} << 20);
