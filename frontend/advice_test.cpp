@@ -125,6 +125,30 @@ TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
     }
 }
 
+TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
+    constexpr SourceCase kCases[] = {
+        {"#define x 5\nmain { a = max(1); b = exit(1); }", "2:12 define-in-word"},
+        {"#define n 3\nmain { return 1; }", "2:8 define-in-word"},
+        {"#define i 1\nmain { while (a < 3) { a = 4; } }", "2:8 define-in-word"},
+        {"#define x 3\nmain { xval = 3; y = xval; }", "2:9 define-in-word"},
+        {"#define A 3\nmain { y = INSTANCE; }", "2:12 define-in-word"},
+        {"#define o 0\nprocess { x = 3 -2; }", "2:17 negative-number; 2:1 define-in-word"},
+        {"#define sin sn\nmain { y = sin(1); }", "2:12 define-of-name"},
+        {"#define F 5;\nmain { y = F; }", "2:12 define-text"},
+        {"#define F = 5\nmain { y = F; }", "2:12 define-text"},
+        {"#define F 5 // five\nmain { y = F;\nx = y; }", "2:12 define-text"},
+        // The define is not to blame, or nothing is wrong.
+        {"#define x 5\nmain { max = 1; y = max; return y; }", ""},
+        {"#define x 5\nmain { y = max\nz = y; }", "2:15 missing-semicolon"},
+        {"#define lerp mix\nmain { y = lerp(1); }", "2:12 foreign-function"},
+        {"#define F \"a//\"\nmain { y = F\nx = y; }", "2:13 missing-semicolon"},
+    };
+    for (const SourceCase& c : kCases) {
+        compile(c.source);
+        EXPECT_EQ(hints(), c.expected) << c.source;
+    }
+}
+
 TEST_F(AdviceTest, LibraryFunctionsAreLinkedForOneCallOnly) {
     write("twice.ks", "twice: x { return 2 * x; }\n");
     compile("library \"twice.ks\"; main { a = twice(1);\n b = twice(2); c = twice(3); }");

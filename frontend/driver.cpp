@@ -44,6 +44,7 @@ void Compiler::preprocessAndParse(std::string_view path) {
         giveUp();
         return;
     }
+    syntaxAdvice_.defines().take(std::move(script->defines));
     scanner_.open(std::move(script->text), std::move(script->map));
     ctx_.run.abort = false;
     parse();

@@ -1,6 +1,7 @@
 #include "frontend/member_advice.h"
 
 #include "engine/context/kind_table.h"
+#include "frontend/define_advice.h"
 #include "frontend/foreign_names.h"
 #include "platform/near_names.h"
 
@@ -44,7 +45,8 @@ std::string didYouMean(std::string_view name) {
     return name.empty() ? std::string() : "; did you mean " + std::string(name) + "?";
 }
 
-MemberAdvice::MemberAdvice(EngineContext& ctx, bool usesClasses) : ctx_(ctx), anyMember_(usesClasses) {
+MemberAdvice::MemberAdvice(EngineContext& ctx, DefineAdvice& defines, bool usesClasses)
+    : ctx_(ctx), defines_(defines), anyMember_(usesClasses) {
     ObjectKind& kind = ctx.kinds().of(ShaderObj);
     const std::span<ObjectInterface> interfaces = kind.interfaces();
     if (!interfaces.empty() && !interfaces.front().members().empty()) sample_ = &interfaces.front();
@@ -86,6 +88,7 @@ void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool as
     const std::span<const MemberRow> rows = sample_->members();
     const auto row = std::ranges::find(rows, name, &MemberRow::name);
     if (row == rows.end()) {
+        if (defines_.tellIfCut(node.pos)) return;
         std::vector<std::string_view> names;
         for (const MemberRow& known : rows) names.push_back(known.name);
         const std::string_view instead = insteadOfForeign(ForeignKind::Sample, name);
@@ -115,6 +118,7 @@ void MemberAdvice::ofObject(const CodeNode& node, const Variable& owner) {
         ctx_.reporter.hint(node.pos, HintId::RecordMember, name, owner.name, name);
         return;
     }
+    if (defines_.tellIfCut(node.pos)) return;
     const std::string_view instead = insteadOfForeign(ForeignKind::Member, name);
     ctx_.reporter.hint(node.pos, HintId::UnknownMember, name,
                        instead.empty()
@@ -124,7 +128,7 @@ void MemberAdvice::ofObject(const CodeNode& node, const Variable& owner) {
 
 void MemberAdvice::field(const CodeNode& node) {
     const char* name = node.operand.variable->name;
-    if (isField(name)) return;
+    if (isField(name) || defines_.tellIfCut(node.pos)) return;
     const std::vector<std::string_view> names(fields_.begin(), fields_.end());
     ctx_.reporter.hint(node.pos, HintId::UnknownField, name, didYouMean(nearestName(name, names)));
 }
@@ -136,7 +140,7 @@ void MemberAdvice::indexFromZero(const CodeNode& node, const std::string& what) 
 bool MemberAdvice::lookAtMethod(const CodeNode& node) {
     if (!opIs(node.next, OP_MEMBER)) return opIs(node.next, OP_IPCREF) || opIs(node.next, OP_RECORD);
     const char* name = node.operand.variable->name;
-    if (!anyMember_ && ctx_.kinds().names().find(name) == kNoName) {
+    if (!anyMember_ && ctx_.kinds().names().find(name) == kNoName && !defines_.tellIfCut(node.pos)) {
         ctx_.reporter.hint(node.pos, HintId::UnknownMethod, name,
                            didYouMean(nearestRow(name, ctx_.kinds().all(), &ObjectInterface::methods)));
     }

@@ -9,6 +9,7 @@
 
 namespace kestrel {
 
+class DefineAdvice;
 class ObjectInterface;
 
 /// "; did you mean NAME?", or nothing for an empty name.
@@ -19,7 +20,8 @@ class ObjectInterface;
 class MemberAdvice {
 public:
     /// @param usesClasses  objects of libraries can have members of any name
-    MemberAdvice(EngineContext& ctx, bool usesClasses);
+    /// @param defines      what stands in other words than the script's
+    MemberAdvice(EngineContext& ctx, DefineAdvice& defines, bool usesClasses);
 
     /// The code of a function begins.
     void enter(const Variable& name);
@@ -38,6 +40,7 @@ private:
     [[nodiscard]] bool isField(std::string_view name) const { return fields_.contains(name); }
 
     EngineContext& ctx_;
+    DefineAdvice& defines_;
     bool anyMember_;
     const ObjectInterface* sample_ = nullptr;   // null where there is no shading sample
     const Variable* sampleVariable_ = nullptr;  // in the function at hand

@@ -84,7 +84,9 @@ void Preprocessor::pragmaDefine(std::string_view argument) {
         return;
     }
     const std::size_t textStart = std::min(argument.find_first_not_of(" \t", nameEnd), argument.size());
-    const std::string endless = defines_.add(name, argument.substr(textStart));
+    const std::string_view text = argument.substr(textStart);
+    const std::string endless = defines_.add(name, text);
+    if (ctx_.reporter.hintsWanted()) defineUses_.define(name, text, currentPlace());
     if (!endless.empty()) directiveError(MessageId::EndlessDefine, endless);
 }
 

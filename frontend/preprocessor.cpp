@@ -64,7 +64,7 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
         }
     }
     if (failed_ || ctx_.run.abort || ctx_.endRequested()) return std::nullopt;
-    return PreprocessedScript{std::move(output_), std::move(map_)};
+    return PreprocessedScript{std::move(output_), std::move(map_), std::move(defineUses_)};
 }
 
 void Preprocessor::addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy) {
@@ -137,7 +137,9 @@ void Preprocessor::ordinaryLine(std::string& line) {
     const Input& input = inputs_.back();
     const std::size_t length = line.size();
     std::vector<ColumnSpan> columns;
+    const std::string source = ctx_.reporter.hintsWanted() ? line : std::string();
     const std::string endless = defines_.replaceIn(line, columns);
+    if (!source.empty() && !columns.empty()) defineUses_.replaced(currentPlace(), source, line, columns);
     if (!endless.empty()) directiveError(MessageId::EndlessDefine, endless);
     map_.addChanged(input.file, input.trueLine, input.column, length, std::move(columns));
     put(line);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "frontend/define_uses.h"
 #include "frontend/defines.h"
 #include "frontend/line_map.h"
 
@@ -16,7 +17,8 @@ namespace kestrel {
 /// What a run leaves behind.
 struct PreprocessedScript {
     std::string text;
-    LineMap map;  ///< where its lines come from
+    LineMap map;         ///< where its lines come from
+    DefineUses defines;  ///< empty where nobody wants hints
 };
 
 /// One run. Pragmas change ctx.options and ctx.reporter.state as they are met, and stay in force afterwards.
@@ -68,6 +70,7 @@ private:
     SourceFiles& files_;
     std::vector<Input> inputs_;  // the open files, outermost first
     DefineTable defines_;
+    DefineUses defineUses_;
     std::string output_;
     LineMap map_;
     std::size_t insertedBytes_ = 0;  // of all inserts so far, with something for each

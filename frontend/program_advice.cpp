@@ -86,13 +86,14 @@ bool isVariable(const Program& program, const Variable& callee) noexcept {
 
 class ProgramAdvice {
 public:
-    ProgramAdvice(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses)
-        : ctx_(ctx), program_(*ctx.program), syntax_(syntax), members_(ctx, usesClasses) {
+    ProgramAdvice(EngineContext& ctx, SyntaxAdvice& syntax, bool usesClasses)
+        : ctx_(ctx), program_(*ctx.program), syntax_(syntax), members_(ctx, syntax.defines(), usesClasses) {
         for (const FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
             for (const Variable* p = f->params.head; p != nullptr; p = p->next) givenValues_.insert(p);
     }
 
     void give() {
+        changedProcess();
         for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next)
             look(*node);
         if (syntax_.sawAll()) neverAssigned();
@@ -100,6 +101,16 @@ public:
 
 private:
     [[nodiscard]] bool wanted() const noexcept { return ctx_.reporter.hintsWanted(); }
+
+    /// A define has made another function of process, which will be missed.
+    void changedProcess() {
+        constexpr std::string_view kProcess = "process";
+        if (program_.findFunction(kProcess) != nullptr) return;
+        for (const FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next)
+            if (syntax_.defines().written(f->pos, f->name) == kProcess &&
+                syntax_.defines().tellIfReplaced(f->pos))
+                return;
+    }
 
     void look(const CodeNode& node) {
         switch (node.op) {
@@ -197,6 +208,7 @@ private:
                 continue;
             if (program_.findFunction(variable->name) != nullptr || !told.insert(variable->name).second)
                 continue;
+            if (tellDefine(*variable, where)) continue;
             const std::string_view instead = insteadOfForeign(ForeignKind::Value, variable->name);
             if (instead.empty()) {
                 ctx_.reporter.hint(where, HintId::NeverAssigned, variable->name,
@@ -205,6 +217,15 @@ private:
                 ctx_.reporter.hint(where, HintId::ForeignValue, variable->name, instead);
             }
         }
+    }
+
+    /// What is written there has a value, and a define has made another name of it.
+    bool tellDefine(const Variable& variable, const SourcePos& where) {
+        const std::string_view written = syntax_.defines().written(where, variable.name);
+        if (written == variable.name) return false;
+        const Variable* meant = program_.findGlobal(written);
+        const bool has = meant != nullptr && (givenValues_.contains(meant) || hasValue(*meant));
+        return has && syntax_.defines().tellIfReplaced(where);
     }
 
     std::string_view nearVariable(const Variable& variable) const {
@@ -261,7 +282,7 @@ private:
 
     EngineContext& ctx_;
     Program& program_;
-    const SyntaxAdvice& syntax_;
+    SyntaxAdvice& syntax_;
     MemberAdvice members_;
     std::vector<Read> reads_;  // of each variable the first
     std::unordered_set<const Variable*> seen_;
@@ -273,11 +294,11 @@ private:
 
 }  // namespace
 
-void adviseOnProgram(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses) {
+void adviseOnProgram(EngineContext& ctx, SyntaxAdvice& syntax, bool usesClasses) {
     if (ctx.reporter.hintsWanted()) ProgramAdvice(ctx, syntax, usesClasses).give();
 }
 
-void adviseOnUnknownCall(EngineContext& ctx, const SyntaxAdvice& syntax, const CodeNode& call) {
+void adviseOnUnknownCall(EngineContext& ctx, SyntaxAdvice& syntax, const CodeNode& call) {
     if (!ctx.reporter.hintsWanted()) return;
     const char* name = call.operand.variable->name;
     if (syntax.callsOverLineEnd(call.pos) && isVariable(*ctx.program, *call.operand.variable)) {
@@ -286,6 +307,11 @@ void adviseOnUnknownCall(EngineContext& ctx, const SyntaxAdvice& syntax, const C
         ctx.reporter.hint(behind, HintId::MissingSemicolon);
         return;
     }
+    if (syntax.defines().tellIfCut(call.pos)) return;
+    const std::string_view written = syntax.defines().written(call.pos, name);
+    const bool exists = ctx.program->findFunction(std::string(written)) != nullptr ||
+                        ctx.services.builtins->find(written) != nullptr;
+    if (written != name && exists && syntax.defines().tellIfReplaced(call.pos)) return;
     if (ctx.program->findFunction(name) != nullptr) {
         ctx.reporter.hint(call.pos, HintId::LibraryCalledTwice, name);
         return;

@@ -11,9 +11,9 @@ class SyntaxAdvice;
 /// perhaps with errors, and is neither linked nor changed.
 /// @param syntax       what is missing in the program after syntax errors
 /// @param usesClasses  it brings in classes, which can have members of any name
-void adviseOnProgram(EngineContext& ctx, const SyntaxAdvice& syntax, bool usesClasses);
+void adviseOnProgram(EngineContext& ctx, SyntaxAdvice& syntax, bool usesClasses);
 
 /// The hint about a call that names no function.
-void adviseOnUnknownCall(EngineContext& ctx, const SyntaxAdvice& syntax, const CodeNode& call);
+void adviseOnUnknownCall(EngineContext& ctx, SyntaxAdvice& syntax, const CodeNode& call);
 
 }  // namespace kestrel

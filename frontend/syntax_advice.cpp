@@ -4,6 +4,7 @@
 #include "engine/values/format.h"
 #include "frontend/compile_state.h"
 #include "frontend/foreign_names.h"
+#include "frontend/keywords.h"
 #include "grammar.tab.h"
 #include "platform/ascii.h"
 #include "platform/near_names.h"
@@ -68,20 +69,6 @@ bool beginsStatement(const Token& token) noexcept {
 bool adjoins(const Token& left, const Token& right) noexcept {
     return left.pos.file == right.pos.file && left.pos.line == right.pos.line &&
            left.pos.endColumn == right.pos.column;
-}
-
-/// The keyword that a name is but for its case; empty for other names.
-std::string_view keywordInSmall(std::string_view name) {
-    constexpr std::string_view kKeywords[] = {
-#define KESTREL_KEYWORD(word, ...) word,
-#include "frontend/keywords.def"
-#undef KESTREL_KEYWORD
-    };
-    const auto same = [name](std::string_view word) {
-        return std::ranges::equal(name, word, {}, ascii::lower);
-    };
-    const auto* const found = std::ranges::find_if(kKeywords, same);
-    return found != std::end(kKeywords) ? *found : std::string_view();
 }
 
 /// A short operand as it is written; "x" for others.
@@ -191,8 +178,8 @@ void SyntaxAdvice::syntaxError(bool inFunction, std::string_view line) {
 }
 
 bool SyntaxAdvice::explainToken() {
-    return negativeNumber() || singleQuotes() || foreignOperator() || constOutside() || foreignWord() ||
-           functionHead();
+    return defines_.explain(first_, previous_, token_) || negativeNumber() || singleQuotes() ||
+           foreignOperator() || constOutside() || foreignWord() || functionHead();
 }
 
 void SyntaxAdvice::explainStatement() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/report/reporter.h"
+#include "frontend/define_advice.h"
 #include "frontend/token.h"
 
 #include <set>
@@ -17,8 +18,10 @@ namespace kestrel {
 /// Watches the tokens of a compile whose hints somebody wants.
 class SyntaxAdvice {
 public:
-    explicit SyntaxAdvice(Reporter& reporter) : reporter_(reporter) {}
+    explicit SyntaxAdvice(Reporter& reporter) : reporter_(reporter), defines_(reporter) {}
 
+    /// What the preprocessor has replaced; hints about it are given after the compile, too.
+    [[nodiscard]] DefineAdvice& defines() noexcept { return defines_; }
     /// Before each token is parsed.
     /// @param inFunction  where the parser is, after the token before
     void next(const Token& token, bool inFunction);
@@ -70,6 +73,7 @@ private:
     bool missingSemicolon();
 
     Reporter& reporter_;
+    DefineAdvice defines_;
     Token previous_;
     Token token_;
     Token first_;                  // of the statement

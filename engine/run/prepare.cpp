@@ -306,9 +306,9 @@ void adviseOnMissingProcess(EngineContext& ctx) {
         ctx.reporter.hint(
             {}, HintId::ProcessMissing,
             "every script but a library needs the function process, also one for run: add process: sa { }");
-    } else {
-        ctx.reporter.hint(ctx.program->findFunction(near)->pos, HintId::ProcessMissing,
-                          "did you mean process?");
+    } else if (const SourcePos where = ctx.program->findFunction(near)->pos;
+               ctx.reporter.firstHintAt(where)) {
+        ctx.reporter.hint(where, HintId::ProcessMissing, "did you mean process?");
     }
 }
 
