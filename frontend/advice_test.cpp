@@ -3,6 +3,8 @@
 #include "frontend/compile_fixture.h"
 #include "frontend/foreign_names.h"
 
+#include <utility>
+
 namespace kestrel::test {
 namespace {
 
@@ -146,6 +148,64 @@ TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
     for (const SourceCase& c : kCases) {
         compile(c.source);
         EXPECT_EQ(hints(), c.expected) << c.source;
+    }
+}
+
+TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
+    const std::string spaces(496, ' ');
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        // Numbers.
+        {"main { x = 0.5f; }", "1:12 number-form"},
+        {"main { x = 1.; y = 2. + x; }", "1:12 number-form; 1:20 number-form"},
+        {"main { x = 0x1F; }", "1:12 number-form"},
+        {"main { x = 1e-3; }", "1:12 number-form"},
+        {"main { x = 1_000; }", "1:12 number-form"},
+        {"main { x = 2x; y = 0xyz; z = 1e; }", ""},
+        {"main { x = 1.5e-3 + .5 + -.5E+2; }", ""},
+        // Lists and loops.
+        {"main { a = [1, 2]; }", "1:12 list-in-brackets"},
+        {"main { a = (1, 0.5, 0); }", "1:10 several-values"},
+        {"main { (a, b) = (1, 2); c = (3); d = a + b + c; }", ""},
+        {"main { for (var i = 1; i < 3; i++) { } }", "1:13 for-head"},
+        {"main { for i in a { } }", "1:14 for-head"},
+        {"main { for i = 1 to 3 { } }", "1:23 for-head"},
+        {"main { y = 1; x = not y; }", "1:19 foreign-word"},
+        {"main { new = 3 4; }", ""},
+        {"main { x = new Ball(); }", "1:12 foreign-word"},
+        {"from \"x\" import y;", "1:1 foreign-word"},
+        // Heads, braces and semicolons.
+        {"half a { return a / 2; }", "1:6 missing-colon"},
+        {"half a, b\n{ return a / 2; }", "1:6 missing-colon"},
+        {"half a b { return a / 2; }", ""},
+        {"half a = 3;", ""},
+        {"main { } }", "1:10 stray-brace"},
+        {"main { };", "1:9 empty-statement"},
+        {"main { x = 1; if (x) { x = 2; }; while (x) ; }", "1:32 empty-statement; 1:44 empty-statement"},
+        {"f: a { return (a + 1) / 2; }", "1:8 return-in-brackets"},
+        {"f: a { return (a + 1) a; }", ""},
+        {"sin: x, y { return x + y; }", "1:1 like-builtin"},
+        {"sin: x { return x; }", ""},
+        {"f { return 1; } g { return 2; }\nf { return 3; }", "2:1 function-twice"},
+        {"process: sa, b { sa = b; }", "1:1 process-parameters"},
+        // Characters.
+        {"main { x = \xE2\x80\x9C"
+         "a\xE2\x80\x9D; }",
+         "1:12 foreign-character"},
+        {"main { x = \"\xE2\x80\x9C\"; } // \xC3\xA4\n", ""},
+        {"\xEF\xBB\xBFmain { }", "1:1 foreign-character"},
+        {std::string("\xFF\xFEm\0a\0", 6), "1:1 foreign-character"},
+        {"// One line.\rmain {\r}", "1:1 foreign-character"},
+        {"main {\r  x = 1;\r}", "1:1 foreign-character"},
+        {"main {\n  x = 1;\r  x = 2;\n}", "2:9 foreign-character"},
+        {"main {\n  # A remark.\n}", "2:3 foreign-character"},
+        // Lines that are cut after 510 characters.
+        {"main { " + spaces + "x = longer; }", "1:508 line-too-long"},
+        {"main { // " + spaces + " and so on it goes\n}", "1:8 line-too-long"},
+        {"main { " + spaces + "  x = 1 2; }", ""},
+    };
+    for (const auto& [source, expected] : cases) {
+        compile(source);
+        EXPECT_EQ(hints(), expected) << source;
     }
 }
 

@@ -52,6 +52,8 @@ public:
     void adviseOnOpenText(const SourcePos& where, bool lineIsCut) {
         syntaxAdvice_.openText(where, lineIsCut);
     }
+    /// A // comment that ends where its line was cut.
+    void adviseOnCutComment(const SourcePos& where) noexcept { syntaxAdvice_.cutComment(where); }
     /// What a text holds that went on over the end of a line.
     void keepLostNames(std::string_view text) {
         if (ctx_.reporter.hints != nullptr) syntaxAdvice_.keepLostNames(text);

@@ -53,7 +53,8 @@ void Compiler::reportFile(const SourcePos& where, MessageId id, FormatArgs args)
 }
 
 void Compiler::adviseOnSyntaxError() {
-    syntaxAdvice_.syntaxError(currentFunction_ != nullptr, lineText_);
+    const std::string rest = ctx_.reporter.hintsWanted() ? scanner_.restOfLine() : std::string();
+    syntaxAdvice_.syntaxError(currentFunction_ != nullptr, rest);
 }
 
 void Compiler::advise() {

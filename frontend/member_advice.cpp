@@ -1,6 +1,7 @@
 #include "frontend/member_advice.h"
 
 #include "engine/context/kind_table.h"
+#include "engine/values/format.h"
 #include "frontend/define_advice.h"
 #include "frontend/foreign_names.h"
 #include "platform/near_names.h"
@@ -21,11 +22,12 @@ bool isAssigned(const CodeNode& marker) noexcept {
     return marker.next != nullptr && (marker.next->op == OP_ASSIGNMARK || isPrefix(marker.next->op));
 }
 
-/// An index that is a plain 0, as the only one: DimMark, SepMark, 0, index.
-bool indexIsZero(const CodeNode& node) noexcept {
+/// An index that is a plain number, as the only one: DimMark, SepMark, number, index. -1 for others.
+double plainIndex(const CodeNode& node) noexcept {
     const CodeNode* value = node.prev;
-    return node.op == OP_INDEX && (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) &&
-           value->operand.number == 0.0 && opIs(value->prev, OP_SEP) && opIs(value->prev->prev, OP_DIM);
+    const bool plain = node.op == OP_INDEX && (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) &&
+                       opIs(value->prev, OP_SEP) && opIs(value->prev->prev, OP_DIM);
+    return plain ? value->operand.number : -1.0;
 }
 
 template <class Row>
@@ -67,7 +69,7 @@ bool MemberAdvice::look(const CodeNode& node) {
     const CodeNode* marker = counted ? next->next : next;
     if (opIs(marker, OP_IPCREF)) return true;
     if (opIs(marker, OP_RECORD)) {
-        field(node);
+        field(node, *marker->operand.variable);
         return true;
     }
     if (!opIs(marker, OP_MEMBER)) {
@@ -108,6 +110,9 @@ void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool as
                                row->elements);
     } else if (row->elements > 1) {
         indexFromZero(node, std::string(owner.name) + "." + std::string(name));
+        if (const double index = plainIndex(node); index > row->elements)
+            ctx_.reporter.hint(node.pos, HintId::IndexBeyond, owner.name, name, formatG(index),
+                               row->elements);
     }
 }
 
@@ -126,23 +131,34 @@ void MemberAdvice::ofObject(const CodeNode& node, const Variable& owner) {
                            : ": " + std::string(instead));
 }
 
-void MemberAdvice::field(const CodeNode& node) {
+void MemberAdvice::field(const CodeNode& node, const Variable& owner) {
     const char* name = node.operand.variable->name;
     if (isField(name) || defines_.tellIfCut(node.pos)) return;
+    const bool ofSample = &owner == sampleVariable_ &&
+                          std::ranges::find(sample_->members(), std::string_view(name), &MemberRow::name) !=
+                              sample_->members().end();
+    if (ofSample) {
+        ctx_.reporter.hint(node.pos, HintId::UnknownField, name,
+                           ": write " + std::string(owner.name) + "." + name);
+        return;
+    }
     const std::vector<std::string_view> names(fields_.begin(), fields_.end());
     ctx_.reporter.hint(node.pos, HintId::UnknownField, name, didYouMean(nearestName(name, names)));
 }
 
 void MemberAdvice::indexFromZero(const CodeNode& node, const std::string& what) {
-    if (indexIsZero(node)) ctx_.reporter.hint(node.pos, HintId::IndexFromZero, what);
+    if (plainIndex(node) == 0.0) ctx_.reporter.hint(node.pos, HintId::IndexFromZero, what);
 }
 
 bool MemberAdvice::lookAtMethod(const CodeNode& node) {
     if (!opIs(node.next, OP_MEMBER)) return opIs(node.next, OP_IPCREF) || opIs(node.next, OP_RECORD);
     const char* name = node.operand.variable->name;
     if (!anyMember_ && ctx_.kinds().names().find(name) == kNoName && !defines_.tellIfCut(node.pos)) {
+        const std::string_view instead = insteadOfForeign(ForeignKind::Method, name);
         ctx_.reporter.hint(node.pos, HintId::UnknownMethod, name,
-                           didYouMean(nearestRow(name, ctx_.kinds().all(), &ObjectInterface::methods)));
+                           instead.empty()
+                               ? didYouMean(nearestRow(name, ctx_.kinds().all(), &ObjectInterface::methods))
+                               : ": write " + std::string(instead));
     }
     return true;
 }

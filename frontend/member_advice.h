@@ -35,7 +35,7 @@ public:
 private:
     void ofSample(const CodeNode& node, const Variable& owner, bool assigned);
     void ofObject(const CodeNode& node, const Variable& owner);
-    void field(const CodeNode& node);
+    void field(const CodeNode& node, const Variable& owner);
     void indexFromZero(const CodeNode& node, const std::string& what);
     [[nodiscard]] bool isField(std::string_view name) const { return fields_.contains(name); }
 

@@ -70,6 +70,12 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
 void Preprocessor::addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy) {
     input.file = static_cast<std::int32_t>(files_.size());
     files_.push_back({platform::nativePath(openedPath), broughtInBy});
+    const bool oneLine = ctx_.reporter.hintsWanted() && input.text.find('\r') != std::string::npos &&
+                         input.text.find('\n') == std::string::npos;
+    if (const SourcePos start = {input.file, 1, 1, 2}; oneLine && ctx_.reporter.firstHintAt(start))
+        ctx_.reporter.hint(
+            start, HintId::ForeignCharacter,
+            "the lines of this file end with CR alone, so all of it is one line: save it with LF");
     inputs_.push_back(std::move(input));
 }
 

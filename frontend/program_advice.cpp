@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -94,6 +95,7 @@ public:
 
     void give() {
         changedProcess();
+        functions();
         for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next)
             look(*node);
         if (syntax_.sawAll()) neverAssigned();
@@ -101,6 +103,23 @@ public:
 
 private:
     [[nodiscard]] bool wanted() const noexcept { return ctx_.reporter.hintsWanted(); }
+
+    /// What the heads of functions say.
+    void functions() {
+        if (syntax_.failed()) return;  // some may be pieces of others
+        std::unordered_map<std::string_view, const FunctionRecord*> first;
+        for (const FunctionRecord* f = program_.functions.head; f != nullptr && wanted(); f = f->next) {
+            const auto [other, isFirst] = first.try_emplace(f->name, f);
+            const BuiltinEntry* builtin = ctx_.services.builtins->find(f->name);
+            if (!isFirst && other->second->pos.file == f->pos.file) {
+                ctx_.reporter.hint(f->pos, HintId::FunctionTwice, f->name, other->second->pos.line);
+            } else if (builtin != nullptr && builtin->argCount >= 0 && builtin->argCount != f->paramCount) {
+                ctx_.reporter.hint(f->pos, HintId::LikeBuiltin, f->name);
+            } else if (f->paramCount > 1 && std::string_view(f->name) == "process") {
+                ctx_.reporter.hint(f->pos, HintId::ProcessParameters, f->params.head->name);
+            }
+        }
+    }
 
     /// A define has made another function of process, which will be missed.
     void changedProcess() {
@@ -138,11 +157,31 @@ private:
             case OP_ASSIGN:
                 if (endsCondition(node) && assignsPlainly(node))
                     ctx_.reporter.hint(node.pos, HintId::AssignmentInCondition);
+                severalValues(node);
                 break;
             default:
                 comparison(node);
                 break;
         }
+    }
+
+    /// "c = (1, 2, 3)": one variable, several plain values.
+    void severalValues(const CodeNode& assignment) {
+        const auto isPlain = [](const CodeNode* node) {
+            return opIs(node, OP_NUMBER) || opIs(node, OP_INTEGER) || opIs(node, OP_STRING);
+        };
+        const CodeNode* value = assignment.prev;
+        int count = 0;
+        bool numbers = true;
+        for (; isPlain(value); value = value->prev) {
+            ++count;
+            numbers = numbers && value->op != OP_STRING;
+        }
+        if (count < 2 || !opIs(value, OP_ASSIGNMARK) || !opIs(value->prev, OP_VAR)) return;
+        ctx_.reporter.hint(assignment.pos, HintId::SeveralValues,
+                           count == 3 && numbers
+                               ? "a Vector stands between < and >: write <x, y, z>"
+                               : "several values go to as many variables: write (a, b) = (1, 2)");
     }
 
     void comparison(const CodeNode& node) {

@@ -54,6 +54,18 @@ const Token& Scanner::next() {
     return token_;
 }
 
+std::string Scanner::restOfLine() const {
+    if (token_.code == 0) return {};
+    // The character behind the match is held by the generated scanner, which has put a zero in its place.
+    constexpr std::size_t kEnough = 200;
+    const char* behind = matched_.data() + matched_.size();
+    const auto left = static_cast<std::size_t>(text_.data() + text_.size() - behind);
+    std::string rest(behind, std::min(left, kEnough));
+    if (!rest.empty()) rest.front() = heldCharacter(flex_);
+    rest.insert(0, matched_.substr(0, kEnough));
+    return rest.substr(0, rest.find('\n'));
+}
+
 void Scanner::match(const char* text, std::size_t length) noexcept {
     matched_ = std::string_view(text, length);
     matchLine_ = line_;
@@ -75,6 +87,7 @@ void Scanner::startLine(std::string_view rest) {
 }
 
 void Scanner::commentNewline() noexcept {
+    if (matched_.starts_with("//") && lineIsCut()) compiler_.adviseOnCutComment(pos());
     // What is quoted in messages stays: after a "//" comment that is the commented line, by design.
     endLine();
     compiler_.countLine();

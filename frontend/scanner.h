@@ -33,6 +33,9 @@ public:
     /// The last token scanned.
     [[nodiscard]] const Token& token() const noexcept { return token_; }
 
+    /// The source from the last token to the end of its line, as far as somebody would look.
+    [[nodiscard]] std::string restOfLine() const;
+
     // --- What the rules in scanner.l call ---
 
     /// A rule has matched this text.

@@ -14,6 +14,8 @@ class Scanner;
 /// @param size  with two zeros at its end
 /// @throw std::bad_alloc
 void scanIn(void* state, char* text, std::size_t size);
+/// The character behind the last match, where the text has a zero until the next one.
+[[nodiscard]] char heldCharacter(void* state) noexcept;
 void deleteScannerState(void* state) noexcept;
 /// @return the code of the next token, 0 at the end of all input
 int scanToken(void* state);

@@ -1,10 +1,10 @@
 #include "frontend/syntax_advice.h"
 
 #include "engine/program/program.h"
-#include "engine/values/format.h"
 #include "frontend/compile_state.h"
 #include "frontend/foreign_names.h"
 #include "frontend/keywords.h"
+#include "frontend/token_shape.h"
 #include "grammar.tab.h"
 #include "platform/ascii.h"
 #include "platform/near_names.h"
@@ -16,70 +16,6 @@
 #include <utility>
 
 namespace kestrel {
-
-namespace {
-
-bool isName(const Token& token) noexcept {
-    return token.code == TK_NAME;
-}
-
-/// An operand can end with the token, so what follows has to be an operator or the end.
-bool endsOperand(const Token& token) noexcept {
-    switch (token.code) {
-        case TK_NAME:
-        case TK_NUMBER:
-        case TK_INTEGER:
-        case TK_STRLIT:
-        case TK_NIL:
-        case TK_TRUEX:
-        case TK_FALSEX:
-        case TK_INCR:
-        case TK_DECR:
-        case ')':
-        case ']':
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool beginsStatement(const Token& token) noexcept {
-    switch (token.code) {
-        case TK_NAME:
-        case TK_IF:
-        case TK_WHILE:
-        case TK_FOR:
-        case TK_DO:
-        case TK_SWITCH:
-        case TK_SELECT:
-        case TK_RETURN:
-        case TK_BREAK:
-        case TK_CONTINUE:
-        case TK_VAR:
-        case TK_ELSE:
-        case TK_XEND:
-        case '}':
-            return true;
-        default:
-            return false;
-    }
-}
-
-/// One stands directly behind the other.
-bool adjoins(const Token& left, const Token& right) noexcept {
-    return left.pos.file == right.pos.file && left.pos.line == right.pos.line &&
-           left.pos.endColumn == right.pos.column;
-}
-
-/// A short operand as it is written; "x" for others.
-std::string written(const Token& token) {
-    if (isName(token)) return token.value.symbol->name;
-    if (token.code == TK_INTEGER) return std::to_string(token.value.integer);
-    if (token.code == TK_NUMBER) return formatG(token.value.number);
-    return "x";
-}
-
-}  // namespace
 
 void SyntaxAdvice::next(const Token& token, bool inFunction) {
     previous_ = token_;
@@ -137,6 +73,7 @@ void SyntaxAdvice::follow(const Token& token) {
     if (previous_.code == '}' && !braces_.empty()) braces_.pop_back();
     if (previous_.number == control_.number) controlHasBracket_ = token.code == '(';
     if (token.code == TK_IF || token.code == TK_WHILE) control_ = token;
+    if (token.code == TK_TO) lastTo_ = token.number;
 }
 
 void SyntaxAdvice::endStatement() {
@@ -148,7 +85,7 @@ void SyntaxAdvice::endStatement() {
 }
 
 void SyntaxAdvice::openText(const SourcePos& where, bool lineIsCut) {
-    if (!textOpen_ && lineIsCut) reporter_.hint(where, HintId::LineTooLong);
+    if (!textOpen_ && lineIsCut) reporter_.hint(where, HintId::LineTooLong, "text");
     if (!textOpen_ && !lineIsCut) reporter_.hint(where, HintId::UnclosedText);
     textOpen_ = failed_ = true;
 }
@@ -166,8 +103,8 @@ void SyntaxAdvice::keepLostNames(std::string_view text) {
     lost_.insert(name);
 }
 
-void SyntaxAdvice::syntaxError(bool inFunction, std::string_view line) {
-    line_ = line;
+void SyntaxAdvice::syntaxError(bool inFunction, std::string_view rest) {
+    rest_ = rest;
     failed_ = errorInStatement_ = true;
     errorLines_.emplace(token_.pos.file, token_.pos.line);
     // After an earlier error the parser can be elsewhere than the script: then less can be explained.
@@ -178,17 +115,18 @@ void SyntaxAdvice::syntaxError(bool inFunction, std::string_view line) {
 }
 
 bool SyntaxAdvice::explainToken() {
-    return defines_.explain(first_, previous_, token_) || negativeNumber() || singleQuotes() ||
-           foreignOperator() || constOutside() || foreignWord() || functionHead();
+    return defines_.explain(first_, previous_, token_) || cutLine() || character() || negativeNumber() ||
+           numberForm() || singleQuotes() || foreignOperator() || listInBrackets() || constOutside() ||
+           forHead() || foreignWord() || functionHead() || missingColon();
 }
 
 void SyntaxAdvice::explainStatement() {
-    static_cast<void>(functionInFunction() || condition() || unclosed() || missingSemicolon());
+    static_cast<void>(functionInFunction() || condition() || missingDo() || unclosed() || emptyStatement() ||
+                      returnInBrackets() || strayBrace() || missingSemicolon());
 }
 
 bool SyntaxAdvice::negativeNumber() {
-    const bool number = token_.code == TK_NUMBER || token_.code == TK_INTEGER;
-    if (!number || token_.first != '-' || !endsOperand(previous_)) return false;
+    if (!isNumber(token_) || token_.first != '-' || !endsOperand(previous_)) return false;
     const std::string digits = written(token_);
     reporter_.hint(token_.pos, HintId::NegativeNumber, written(previous_),
                    digits.starts_with('-') ? digits.substr(1) : digits);
@@ -218,8 +156,26 @@ bool SyntaxAdvice::constOutside() {
 bool SyntaxAdvice::foreignWord() {
     // "for (int i = 1; ..." has it inside a statement.
     if (isName(token_) && tellForeignWord(previous_)) return true;
-    const bool head = braces_.empty() && (second_ == ':' || second_ == '{');
-    return !head && first_.number != token_.number && tellForeignWord(first_);
+    return first_.number != token_.number && secondFollowsWord() && tellForeignWord(first_);
+}
+
+/// What stands behind a word of another language, as a rule: no operator, which would make it a name.
+bool SyntaxAdvice::secondFollowsWord() const noexcept {
+    switch (second_) {
+        case '(':
+            return brackets_.empty();
+        case '{':
+            return !braces_.empty();
+        case '<':
+            return braces_.empty();
+        case TK_NAME:
+        case TK_STRLIT:
+        case TK_INTEGER:
+        case TK_NUMBER:
+            return true;
+        default:
+            return false;
+    }
 }
 
 bool SyntaxAdvice::tellForeignWord(const Token& word) {
@@ -248,17 +204,15 @@ void SyntaxAdvice::tellForeignType(const Token& type) {
         reporter_.hint(type.pos, HintId::TypedParameter);
         return;
     }
-    const bool head = braces_.empty() && isName(token_) && callsInLine(token_.value.symbol->name);
+    const bool head = braces_.empty() && isName(token_) && isCalled(token_.value.symbol->name);
     reporter_.hint(type.pos, HintId::ForeignWord, name,
                    insteadOfForeign(head ? ForeignKind::Word : ForeignKind::Type, head ? "func" : name));
 }
 
-bool SyntaxAdvice::callsInLine(std::string_view name) const {
-    for (std::size_t at = line_.find(name); at != std::string_view::npos; at = line_.find(name, at + 1)) {
-        const std::size_t behind = line_.find_first_not_of(" \t", at + name.size());
-        if (behind != std::string_view::npos && line_[behind] == '(') return true;
-    }
-    return false;
+bool SyntaxAdvice::isCalled(std::string_view name) const {
+    if (!rest_.starts_with(name)) return false;
+    const std::size_t behind = rest_.find_first_not_of(" \t", name.size());
+    return behind != std::string_view::npos && rest_[behind] == '(';
 }
 
 bool SyntaxAdvice::functionHead() {

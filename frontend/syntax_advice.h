@@ -26,13 +26,15 @@ public:
     /// @param inFunction  where the parser is, after the token before
     void next(const Token& token, bool inFunction);
     /// The parser has reported that the token last given does not fit.
-    /// @param line  its source line, while the error is explained
-    void syntaxError(bool inFunction, std::string_view line);
+    /// @param rest  the source from there to the end of the line, while the error is explained
+    void syntaxError(bool inFunction, std::string_view rest);
     /// Another error was reported: what the statement at hand would do is not known.
     void otherError() noexcept { failed_ = errorInStatement_ = true; }
     /// A text goes on over the end of its line. The first one is probably not closed, and what follows it is
     /// read the wrong way round: no syntax error can be explained from there on.
     void openText(const SourcePos& where, bool lineIsCut);
+    /// A // comment ends where its line was cut: what follows is read as script.
+    void cutComment(const SourcePos& where) noexcept { cutComment_ = where; }
     /// What such a text holds was probably meant as script.
     void keepLostNames(std::string_view text);
     [[nodiscard]] bool failed() const noexcept { return failed_; }
@@ -57,15 +59,26 @@ private:
     void explainStatement();
 
     // The rules. Each returns true when it is the one that fits.
+    bool cutLine();
+    bool character();
     bool negativeNumber();
+    bool numberForm();
+    bool listInBrackets();
+    bool forHead();
+    bool missingDo();
+    bool missingColon();
+    bool emptyStatement();
+    bool returnInBrackets();
+    bool strayBrace();
     bool singleQuotes();
     bool foreignOperator();
     bool constOutside();
     bool foreignWord();
+    [[nodiscard]] bool secondFollowsWord() const noexcept;
     bool tellForeignWord(const Token& word);
     void tellForeignType(const Token& type);
     /// A "(" follows the name in the line at hand, which may go on behind the token.
-    [[nodiscard]] bool callsInLine(std::string_view name) const;
+    [[nodiscard]] bool isCalled(std::string_view name) const;
     bool functionHead();
     bool functionInFunction();
     bool condition();
@@ -86,7 +99,9 @@ private:
     bool failed_ = false;
     std::set<std::pair<std::int32_t, std::int32_t>> errorLines_;                 // file and line
     std::set<std::tuple<std::int32_t, std::int32_t, std::int32_t>> splitCalls_;  // file, line, column
-    std::string_view line_;  // of the syntax error at hand
+    std::int64_t lastTo_ = -1;                                                   // number of the last "to"
+    SourcePos cutComment_;   // the last // comment that the end of a piece of line has cut
+    std::string_view rest_;  // of the line with the syntax error at hand
     bool textOpen_ = false;
     bool astray_ = false;                  // the parser has been elsewhere than the script
     std::vector<Token> brackets_;          // open ( and [
