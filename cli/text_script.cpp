@@ -1,6 +1,7 @@
 #include "cli/text_script.h"
 
 #include "cli/commands.h"
+#include "cli/script_check.h"
 #include "platform/ascii.h"
 #include "platform/paths.h"
 
@@ -59,6 +60,21 @@ std::string keep(std::string_view text, std::string name, UsersLines lines, Invo
     }
     invocation.textScript = std::make_shared<const TextScript>(*std::move(file), std::move(name), lines);
     return invocation.textScript->path();
+}
+
+bool compiles(std::string_view text) {
+    const std::optional<platform::MemoryFile> file = platform::MemoryFile::create(text);
+    return file && precheck(file->path()).compiles();
+}
+
+/// What stands between brackets of one kind only can have closed them. It is asked of the compiler, which
+/// knows about texts and comments.
+/// @param script  with the expression in round brackets
+bool isOneExpression(std::string_view expression, const std::string& script) {
+    constexpr std::string_view kOpening = "(\n";
+    std::string square(kBeforeExpression.substr(0, kBeforeExpression.size() - kOpening.size()));
+    square.append("P[\n").append(expression).append("\n];\n}\n");
+    return compiles(square) || !compiles(script);
 }
 
 std::optional<std::string> readStandardInput(std::string& problem) {
@@ -131,6 +147,11 @@ std::string makeExpressionScript(std::string_view expression, Invocation& invoca
     }
     std::string text(kBeforeExpression);
     text.append(expression).append(kAfterExpression);
+    if (!isOneExpression(expression, text)) {
+        complain(invocation,
+                 "--expr: a bracket closes what the expression has not opened, so it is not one expression");
+        return {};
+    }
     const auto linesOf = [](std::string_view part) {
         return static_cast<int>(std::ranges::count(part, '\n'));
     };

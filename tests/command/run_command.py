@@ -102,6 +102,7 @@ class Input(Command):
         self.assertEqual(color("frame + time / 100", "--frame", "3", "--time", "50"), [3.5] * 3)
         self.assertEqual(color("u", "--grid", "4x1"), [0.875] * 3)
         self.assertEqual(color("1\n+\n1"), [2] * 3)
+        self.assertEqual(color('size(") (") + (1) // ('), [4] * 3)
 
     def test_what_a_script_says_of_lines_is_its_own(self):
         said = self.run_command("shade", "--expr", 'info("fine on line 20, wine 20")', status=1)
@@ -130,6 +131,8 @@ class Input(Command):
 
     def test_expressions_that_are_refused(self):
         self.run_command("shade", "--expr", "1", self.write("a.ks", RED), status=2)
+        for code in ("1)+(2", "1); x = (2", "1); } other { x = (2"):
+            self.assertIn("not one expression", self.run_command("shade", "--expr", code, status=2)[1])
         self.assertIn("--expr is empty", self.run_command("shade", "--expr", " \n", status=2)[1])
         self.assertIn("FILE is required", self.run_command("shade", status=2)[1])
 
