@@ -58,7 +58,7 @@ public:
     void keepLostNames(std::string_view text) {
         if (ctx_.reporter.hints != nullptr) syntaxAdvice_.keepLostNames(text);
     }
-    /// After the compile.
+    /// Before the count of errors, which is the last word.
     void advise();
     /// The place of the token read last.
     [[nodiscard]] SourcePos lastPlace() const noexcept { return scanner_.token().pos; }

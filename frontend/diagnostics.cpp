@@ -58,7 +58,7 @@ void Compiler::adviseOnSyntaxError() {
 }
 
 void Compiler::advise() {
-    if (!aborted() && !endless_) adviseOnProgram(ctx_, syntaxAdvice_, usesClasses_);
+    adviseOnProgram(ctx_, syntaxAdvice_, usesClasses_);
 }
 
 void Compiler::endInput() {

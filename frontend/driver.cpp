@@ -27,6 +27,7 @@ int Compiler::compile(std::string_view path) {
     if (aborted()) return ctx_.reporter.state.errorCount;
     if (endless_) return errorCount_;
     if (!checkUnresolved()) return ctx_.reporter.state.errorCount;
+    advise();
     if (errorCount_ > 0) reportSummary();
     return errorCount_;
 }
@@ -91,9 +92,7 @@ int compileScript(EngineContext& ctx, std::string_view systemPath, const Compile
     ctx.keepReserve();
     try {
         Compiler compiler(ctx, options);
-        const int errors = compiler.compile(systemPath);
-        compiler.advise();
-        return errors;
+        return compiler.compile(systemPath);
     } catch (const std::bad_alloc&) {  // where no action of its own handles it
         ctx.useReserve();
         ctx.report(MessageId::MemoryExhausted);
