@@ -122,8 +122,7 @@ bool checkParams(const std::vector<std::string>& globals, Invocation& invocation
         if (std::ranges::find(names, name) != names.end()) continue;
         known = false;
         std::string problem = "--param " + assignment + ": the script has no global variable '" + name + "'";
-        const std::string_view nearest = nearestName(name, names);
-        if (!nearest.empty()) problem.append(". Did you mean ").append(nearest).append("?");
+        problem += didYouMean(nearestName(name, names), Question::AsSentence);
         complain(invocation, problem);
     }
     return known;

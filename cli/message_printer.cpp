@@ -85,13 +85,6 @@ std::string displayPath(const std::string& file) {
     return relative.string();
 }
 
-/// Machines cannot know our current directory.
-std::string absolutePath(const std::string& file) {
-    std::error_code error;
-    const fs::path path = fs::absolute(file, error);
-    return error ? file : path.lexically_normal().string();
-}
-
 Kind kindOf(MessageKind kind) {
     switch (kind) {
         case MessageKind::Info:
@@ -152,6 +145,12 @@ ShownMessage shownMessage(const Message& message) {
     shown.id = messageRow(message.id).name;
     if (message.files != nullptr) shown.place = resolvePlace(message.where, *message.files);
     return shown;
+}
+
+std::string absolutePath(const std::string& file) {
+    std::error_code error;
+    const fs::path path = fs::absolute(file, error);
+    return error ? file : path.lexically_normal().string();
 }
 
 ShownMessage shownHint(const Hint& hint) {

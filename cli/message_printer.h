@@ -115,4 +115,7 @@ private:
     std::map<std::string, std::vector<std::string>, std::less<>> sources_;
 };
 
+/// For machines, which cannot know our current directory.
+[[nodiscard]] std::string absolutePath(const std::string& file);
+
 }  // namespace kestrel::cli

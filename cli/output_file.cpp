@@ -1,5 +1,6 @@
 #include "cli/output_file.h"
 
+#include "cli/message_printer.h"
 #include "platform/ascii.h"
 #include "platform/replace_file.h"
 
@@ -33,12 +34,6 @@ std::string sizeText(std::size_t bytes) {
     else
         std::snprintf(text, sizeof text, "%.1f MB", size / (kThousand * kThousand));
     return text;
-}
-
-std::string absolutePath(const std::string& nativePath) {
-    std::error_code error;
-    const fs::path path = fs::absolute(nativePath, error);
-    return error || nativePath == "-" ? nativePath : path.lexically_normal().string();
 }
 
 bool hasEnding(const fs::path& path, const OutputRules& rules) {
@@ -86,7 +81,7 @@ void tellWritten(const Written& written, const Invocation& invocation) {
     }
     nlohmann::ordered_json json;
     json["kind"] = "output";
-    json["file"] = absolutePath(written.name);
+    json["file"] = written.name == "-" ? written.name : absolutePath(written.name);
     json["bytes"] = written.bytes;
     if (written.width > 0) {
         json["width"] = written.width;

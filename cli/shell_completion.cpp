@@ -1,5 +1,6 @@
 #include "cli/command_pages.h"
 #include "cli/option_view.h"
+#include "cli/usage.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -21,12 +22,6 @@ std::string brief(const std::string& description) {
                   [](char c) { return std::string_view("'\"[]\\`$").find(c) != std::string_view::npos; });
     while (text.ends_with(' ') || text.ends_with(',')) text.pop_back();
     return text;
-}
-
-std::vector<std::string> commandNames(const CLI::App& app) {
-    std::vector<std::string> names;
-    for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
-    return names;
 }
 
 // ---- bash ----

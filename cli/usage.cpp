@@ -13,15 +13,7 @@ namespace {
 
 std::string withNearest(std::string text, const std::vector<std::string>& names, std::string_view name) {
     const std::vector<std::string_view> candidates(names.begin(), names.end());
-    const std::string_view nearest = nearestName(name, candidates);
-    if (!nearest.empty()) text.append(". Did you mean ").append(nearest).append("?");
-    return text;
-}
-
-std::vector<std::string> commandNames(const CLI::App& app) {
-    std::vector<std::string> names;
-    for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
-    return names;
+    return text + didYouMean(nearestName(name, candidates), Question::AsSentence);
 }
 
 std::vector<std::string> optionNames(const CLI::App& command) {
@@ -62,6 +54,12 @@ std::string surplusProblem(const CLI::App& app, const std::string& word) {
 }
 
 }  // namespace
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+    return names;
+}
 
 std::string usageProblem(const CLI::App& app, const CLI::Error& error) {
     if (const std::vector<std::string> before = app.remaining(false); !before.empty()) {

@@ -13,10 +13,6 @@ namespace kestrel {
 
 namespace {
 
-bool opIs(const CodeNode* node, std::int32_t op) noexcept {
-    return node != nullptr && node->op == op;
-}
-
 /// "=", "+=" and so on behind a member, or a "++" before it.
 bool isAssigned(const CodeNode& marker) noexcept {
     return marker.next != nullptr && (marker.next->op == OP_ASSIGNMARK || isPrefix(marker.next->op));
@@ -42,10 +38,6 @@ std::string_view nearestRow(std::string_view word, std::span<ObjectKind* const> 
 }
 
 }  // namespace
-
-std::string didYouMean(std::string_view name) {
-    return name.empty() ? std::string() : "; did you mean " + std::string(name) + "?";
-}
 
 MemberAdvice::MemberAdvice(EngineContext& ctx, DefineAdvice& defines, bool usesClasses)
     : ctx_(ctx), defines_(defines), anyMember_(usesClasses) {

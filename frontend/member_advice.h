@@ -12,9 +12,6 @@ namespace kestrel {
 class DefineAdvice;
 class ObjectInterface;
 
-/// "; did you mean NAME?", or nothing for an empty name.
-[[nodiscard]] std::string didYouMean(std::string_view name);
-
 /// Looks at members and methods, in the order of the code. The only variable whose kind of object is known
 /// before a script runs is the first parameter of `process`; of others it is known what no kind has.
 class MemberAdvice {

@@ -19,10 +19,6 @@ namespace kestrel {
 
 namespace {
 
-bool opIs(const CodeNode* node, std::int32_t op) noexcept {
-    return node != nullptr && node->op == op;
-}
-
 bool isComparison(std::int32_t op) noexcept {
     return (op >= OP_LT && op <= OP_GE) || op == OP_EQ || op == OP_NE;
 }

@@ -61,4 +61,10 @@ std::string_view nearestName(std::string_view word, std::span<const std::string_
     return nearest;
 }
 
+std::string didYouMean(std::string_view name, Question question) {
+    if (name.empty()) return {};
+    std::string text = question == Question::InSentence ? "; did you mean " : ". Did you mean ";
+    return text.append(name).append("?");
+}
+
 }  // namespace kestrel

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace kestrel {
@@ -31,5 +32,11 @@ inline constexpr std::size_t kMostNearNames = 10'000;
 /// @return a candidate; empty when none is near enough, or the word itself is one of them
 [[nodiscard]] std::string_view nearestName(std::string_view word,
                                            std::span<const std::string_view> candidates);
+
+/// How a question goes with the text before it.
+enum class Question { InSentence, AsSentence };
+
+/// "; did you mean NAME?" or ". Did you mean NAME?"; empty for an empty name.
+[[nodiscard]] std::string didYouMean(std::string_view name, Question question = Question::InSentence);
 
 }  // namespace kestrel

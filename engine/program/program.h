@@ -145,6 +145,11 @@ struct CodeNode {
     std::int32_t queueVariable = 0;  ///< link: the variable of a queue that it names (ScriptQueues); 0: none
 };
 
+/// False for a node that is not there.
+[[nodiscard]] inline bool opIs(const CodeNode* node, std::int32_t op) noexcept {
+    return node != nullptr && node->op == op;
+}
+
 /// The variable that a node names, with "::" resolved once the program is linked.
 [[nodiscard]] inline Variable& targetVariable(const CodeNode& node) noexcept {
     return node.variable != nullptr ? *node.variable : *node.operand.variable;

@@ -18,10 +18,6 @@ bool incremented(const CodeNode* next) noexcept {
     return next != nullptr && isIncrement(next->op);
 }
 
-bool opIs(const CodeNode* node, std::int32_t op) noexcept {
-    return node != nullptr && node->op == op;
-}
-
 CodeNode* findForward(CodeNode* node, std::int32_t op) noexcept {
     while (node != nullptr && node->op != op) node = node->next;
     return node;
