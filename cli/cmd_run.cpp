@@ -124,9 +124,9 @@ void run(const RunCommand& options, Invocation& invocation) {
 void addRunCommand(CLI::App& app, Invocation& invocation) {
     CLI::App* command = app.add_subcommand(
         "run",
-        "Loads a script, runs its code outside functions and then its function \"main\" when it has one. "
-        "Every script\n"
-        "needs the function \"process\", which is not called here: process: sa { } will do");
+        "Loads a script, runs its code outside functions and then its function \"main\"\n"
+        "when it has one. Every script needs the function \"process\", which is not called\n"
+        "here: process: sa { } will do");
     const auto options = std::make_shared<RunCommand>();
     command->add_option("FILE", options->file, "The script; - is standard input")->required()->type_name("");
     addMessagesOption(*command, invocation);

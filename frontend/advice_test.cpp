@@ -194,6 +194,8 @@ TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
         {"main { x = \"\xE2\x80\x9C\"; } // \xC3\xA4\n", ""},
         {"\xEF\xBB\xBFmain { }", "1:1 foreign-character"},
         {std::string("\xFF\xFEm\0a\0", 6), "1:1 foreign-character"},
+        {std::string("\0m\0a\0i\0n", 8), "1:1 foreign-character"},
+        {std::string("\0\0\0\1", 4), ""},
         {"// One line.\rmain {\r}", "1:1 foreign-character"},
         {"main {\r  x = 1;\r}", "1:1 foreign-character"},
         {"main {\n  x = 1;\r  x = 2;\n}", "2:9 foreign-character"},

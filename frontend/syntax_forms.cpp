@@ -49,6 +49,14 @@ std::string_view aboutCharacter(std::string_view text) noexcept {
     return row != kRows.end() ? row->advice : std::string_view();
 }
 
+/// UTF-16: it begins with its mark, or every other byte of a few is zero.
+bool isWideText(std::string_view text) noexcept {
+    const auto isText = [](char c) { return c >= ' ' && c <= '~'; };
+    const bool zeros = text.size() > 4 && text[0] == '\0' && isText(text[1]) && text[2] == '\0' &&
+                       isText(text[3]) && text[4] == '\0';
+    return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF") || zeros;
+}
+
 /// The value of digits to a base, in decimal; empty when they are others, or too many.
 std::string inDecimal(std::string_view digits, int base) {
     std::int32_t value = 0;
@@ -100,8 +108,8 @@ bool SyntaxAdvice::character() {
     if (rest_.starts_with("\xEF\xBB\xBF"))
         return tell(
             "a byte order mark stands here, which some editors put at the beginning: save without it");
-    if (byte == 0 || byte >= 0xFE)
-        return tell("this is no 8-bit text, probably UTF-16: save the file as ASCII or UTF-8");
+    if (isWideText(rest_)) return tell("this file is UTF-16: save it as ASCII or UTF-8");
+    if (byte == 0) return false;
     const std::string_view advice = aboutCharacter(rest_);
     return tell(advice.empty() ? "characters beyond ASCII stand in texts and comments only" : advice);
 }

@@ -87,7 +87,7 @@ class Shade(Command):
             out = self.run_command("shade", script, "--messages=json")[1]
             lines = [json.loads(line) for line in out.decode().splitlines()]
             return [line.get("id") or "hint " + line["rule"] for line in lines if "kind" in line]
-        self.assertEqual(ids("init { warn('w'); x = hex(); } process: sa { info(sa.oPos[4]); x = 1 / 0; }"),
+        self.assertEqual(ids("init { warn('w'); x = hex(); } process: sa { info(sa.oPos[3 + 1]); x = 1 / 0; }"),
                          ["user-warning", "argument-count", "sample-index-range", "user-info", "division-by-zero",
                           "hint operands"])
         # Those of the compile come once, however often the script is shaded.
