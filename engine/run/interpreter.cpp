@@ -119,6 +119,7 @@ void pushVariable(EngineContext& ctx, const CodeNode& node) {
 template <std::int32_t kOp>
 [[gnu::always_inline]] inline bool applyFused(EngineContext& ctx, std::int32_t type, double value) {
     if (ctx.stack.size() <= ctx.base() || (type != Number && type != Integer)) return false;
+    if (ctx.stack.full()) return false;  // the operand would have found no place, which is reported
     ValueCell& left = ctx.stack.top();
     if (!left.isNumeric()) return false;
     if constexpr (kOp == OP_ADD || kOp == OP_SUB || kOp == OP_MUL || kOp == OP_DIV) {
@@ -205,7 +206,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
                 break;
             case kCountUp:
             case kCountDown:
-                if (node->variable->type == Number || node->variable->type == Integer) {
+                if ((node->variable->type == Number || node->variable->type == Integer) && !stack.full()) {
                     node->variable->number += node->exec == kCountUp ? 1.0 : -1.0;
                     node = node->next;
                 } else {

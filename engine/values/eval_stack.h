@@ -24,6 +24,7 @@ public:
         : cells_(std::make_unique<ValueCell[]>(kStackCells + 1)), pool_(pool), overflow_(overflow) {}
 
     [[nodiscard]] int size() const noexcept { return sp_; }
+    [[nodiscard]] bool full() const noexcept { return sp_ == kStackCells; }
     /// @param i  0 = deepest cell
     [[nodiscard]] ValueCell& at(int i) noexcept {
         assert(i >= 0 && i < kStackCells);
