@@ -35,7 +35,9 @@ CallScope::~CallScope() {
 }
 
 LoadedScript::LoadedScript(ScriptEnvironment& environment)
-    : host(environment), engine(environment.services(host)) {}
+    : host(environment), engine(environment.services(host)) {
+    engine.run.hook = environment.lineHook;
+}
 
 std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment, std::string_view systemPath,
                                                  int instanceNumber) {

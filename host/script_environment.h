@@ -45,6 +45,8 @@ public:
     SceneServices scene;                          ///< nulls: the host has no scene
     HintSink* advice = nullptr;  ///< of scripts that are loaded later, while they run; null: nobody wants any
     std::string debugLink;       ///< of the script that is loaded next, in place of what its pragma says
+    LineHook* lineHook =
+        nullptr;  ///< of scripts that are loaded later, where no debugger attaches; may be null
     std::vector<Preset> presets;    ///< of all scripts that are loaded from now on
     std::string configurationFile;  ///< where a configuration would be; nothing reads one yet
 

@@ -3,8 +3,6 @@
 
 #include "platform/environment.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -38,7 +36,7 @@ inline std::vector<LanguageScript> languageScripts() {
 class ScriptFolder {
 public:
     explicit ScriptFolder(const LanguageScript& script)
-        : folder_(std::filesystem::path(testing::TempDir()) /
+        : folder_(std::filesystem::temp_directory_path() /
                   ("kestrel-scripts-" + std::to_string(platform::processId()))) {
         std::filesystem::remove_all(folder_);
         std::filesystem::create_directories(folder_);
@@ -46,7 +44,7 @@ public:
         std::ofstream(file(), std::ios::binary) << script.text;
     }
     ~ScriptFolder() {
-        std::filesystem::current_path(testing::TempDir());
+        std::filesystem::current_path(std::filesystem::temp_directory_path());
         std::filesystem::remove_all(folder_);
     }
     ScriptFolder(const ScriptFolder&) = delete;

@@ -1,0 +1,254 @@
+#include "tests/equal/life.h"
+
+#include "engine/run/interpreter.h"
+#include "host/evaluate.h"
+#include "host/plugin_state.h"
+#include "tests/equal/samples.h"
+#include "tests/host/fake_scene.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace kestrel::equal {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 30s;
+
+/// What the script's host shows and answers. Services are plain functions, so there is one at a time.
+class Host {
+public:
+    explicit Host(PluginState& state) : state_(state) {
+        current_ = this;
+        scene_.furnish();
+        state.services.messages = &kMessages;
+        lookUpSceneServices([](const char* name, std::int32_t) { return current_->scene_.service(name); },
+                            state.environment.scene);
+    }
+    ~Host() { current_ = nullptr; }
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Moves what has been shown and asked since the last time to the end of the lines.
+    void tell(Lines& lines) {
+        for (std::string& text : shown_) lines.push_back(std::move(text));
+        shown_.clear();
+        for (const std::string& question : scene_.asked()) lines.push_back("asked " + question);
+    }
+
+private:
+    static void show(std::string_view kind, const char* line1, const char* line2) {
+        std::string text(kind);
+        text.append(line1).append(" / ").append(line2 != nullptr ? line2 : "(null)");
+        if (const Message* message = current_->state_.messages.shown())
+            text += " at " + std::to_string(message->where.file) + ':' + std::to_string(message->where.line) +
+                    ':' + std::to_string(message->where.column) + '-' +
+                    std::to_string(message->where.endColumn);
+        current_->shown_.push_back(std::move(text));
+    }
+
+    static Host* current_;
+    static constexpr InfoMessages kMessages{[](const char* a, const char* b) { show("info ", a, b); },
+                                            [](const char* a, const char* b) { show("error ", a, b); },
+                                            [](const char* a, const char* b) { show("warning ", a, b); }};
+
+    PluginState& state_;
+    test::FakeScene scene_;
+    Lines shown_;
+};
+Host* Host::current_ = nullptr;
+
+/// Ends a run that takes too long, as one does whose loop has lost its count.
+class Patience {
+public:
+    explicit Patience(RunWatch& watch)
+        : thread_([this, &watch] {
+              std::unique_lock lock(mutex_);
+              if (!over_.wait_for(lock, kPatience, [this] { return done_; })) watch.requested = 1;
+          }) {}
+    ~Patience() {
+        {
+            const std::lock_guard lock(mutex_);
+            done_ = true;
+        }
+        over_.notify_one();
+        thread_.join();
+    }
+    Patience(const Patience&) = delete;
+    Patience& operator=(const Patience&) = delete;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable over_;
+    bool done_ = false;
+    std::thread thread_;
+};
+
+std::string tell(const ShadingSample& sample) {
+    std::string line = "sample";
+    const auto add = [&line](const auto& member) {
+        using Member = std::remove_cvref_t<decltype(member)>;
+        if constexpr (std::is_array_v<Member>) {
+            for (const double number : member) line += ' ' + bitsOf(number);
+        } else {
+            line += ' ' + bitsOf(static_cast<double>(member));
+        }
+    };
+#define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) add(sample.name);
+#include "host/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
+    return line;
+}
+
+void tellFiles(const fs::path& folder, const fs::path& store, const fs::path& script, Lines& lines) {
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) files.push_back(entry.path());
+    std::ranges::sort(files);
+    for (const fs::path& file : files) {
+        if (file == script || file.string().starts_with(store.string())) continue;
+        std::string line = "file " + file.lexically_relative(folder).string();
+        if (fs::is_regular_file(file)) {
+            std::ifstream bytes(file, std::ios::binary);
+            line += " holds " + std::string(std::istreambuf_iterator<char>(bytes), {});
+        }
+        lines.push_back(std::move(line));
+    }
+}
+
+/// All rows of all tables of the store, if the script has used it.
+void tellStore(const fs::path& store, Lines& lines) {
+    const fs::path file = store / "kestrel" / "registry.db";
+    if (!fs::exists(file)) return;
+    sqlite3* raw = nullptr;
+    const int opened = sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> database(raw, sqlite3_close);
+    const auto row = [](void* out, int count, char** values, char**) {
+        std::string line = "stored";
+        for (int i = 0; i < count; ++i) line.append(" | ").append(values[i] != nullptr ? values[i] : "NULL");
+        static_cast<Lines*>(out)->push_back(std::move(line));
+        return 0;
+    };
+    if (opened != SQLITE_OK ||
+        sqlite3_exec(raw, "SELECT * FROM registry ORDER BY 1, 2, 3", row, &lines, nullptr) != SQLITE_OK)
+        lines.push_back("the store cannot be read");
+}
+
+class Stage {
+public:
+    Stage(const Executor& executor, Life& life)
+        : life_(life), attachment_(executor.use(state_.environment)) {}
+
+    void play(const std::string& file, const Plan& plan) {
+        instance_ = createInstance(state_);
+        const bool loaded = attachScript(state_, *instance_, file);
+        look("load", "loaded " + std::to_string(loaded));
+        for (const Plan::Step& step : plan.steps)
+            if (loaded) take(step, plan);
+        destroyInstance(state_, *instance_);
+        look("destroy", "");
+        life_.cut = state_.watch.requested != 0;
+        life_.used = attachment_->used() || !loaded;
+    }
+
+private:
+    void take(const Plan::Step& step, const Plan& plan) {
+        std::string result;
+        switch (step.call) {
+            case Call::Flags:
+                result = "mask " + std::to_string(flagsOfInstance(state_, *instance_));
+                break;
+            case Call::NewTime:
+                newTimeInstance(state_, *instance_, step.sample, step.sample / 25.0);
+                break;
+            case Call::Init:
+                initInstance(state_, *instance_);
+                break;
+            case Call::Evaluate: {
+                ShadingSample sample = makeSample(plan.seed, step.sample);
+                evaluateInstance(state_, *instance_, sample);
+                result = tell(sample);
+                break;
+            }
+            case Call::Main: {
+                EngineContext& engine = instance_->script()->engine;
+                const CallScope scope(engine);
+                result = runMain(engine) ? "failed" : "ended";
+                break;
+            }
+            case Call::Cleanup:
+                cleanupInstance(state_, *instance_);
+                break;
+        }
+        look(nameOf(step), std::move(result));
+    }
+
+    void look(const std::string& call, std::string result) {
+        life_.lines.push_back("== " + call);
+        host_.tell(life_.lines);
+        if (!result.empty()) life_.lines.push_back(std::move(result));
+        if (call == "destroy") return;
+        if (const LoadedScript* script = instance_->script())
+            describe(*script, call == "load" || call == "cleanup", life_.lines);
+    }
+
+    Life& life_;
+    PluginState state_;
+    std::unique_ptr<Attachment> attachment_;
+    Host host_{state_};
+    Patience patience_{state_.watch};
+    ShaderInstance* instance_ = nullptr;
+};
+
+}  // namespace
+
+Plan usualPlan(std::uint64_t seed, int samples) {
+    Plan plan{.seed = seed, .steps = {{Call::Flags}, {Call::Init}, {Call::NewTime, 1}}};
+    for (int i = 0; i < samples; ++i) {
+        plan.steps.push_back({Call::Evaluate, i});
+        if (i % 2 == 1) plan.steps.push_back({Call::NewTime, i});
+    }
+    plan.steps.push_back({Call::Main});
+    plan.steps.push_back({Call::Cleanup});
+    return plan;
+}
+
+std::string nameOf(const Plan::Step& step) {
+    switch (step.call) {
+        case Call::Flags:
+            return "flags";
+        case Call::NewTime:
+            return "newtime " + std::to_string(step.sample);
+        case Call::Init:
+            return "init";
+        case Call::Evaluate:
+            return "evaluate " + std::to_string(step.sample);
+        case Call::Main:
+            return "main";
+        case Call::Cleanup:
+            return "cleanup";
+    }
+    return "";
+}
+
+Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan) {
+    Life life;
+    const test::ScriptFolder folder(script);
+    const fs::path scriptFile = folder.file();
+    const fs::path store = scriptFile.parent_path() / "store";
+    platform::setEnvironment("XDG_DATA_HOME", store.string());
+    std::make_unique<Stage>(executor, life)->play(scriptFile.string(), plan);
+    tellFiles(scriptFile.parent_path(), store, scriptFile, life.lines);
+    tellStore(store, life.lines);
+    return life;
+}
+
+}  // namespace kestrel::equal

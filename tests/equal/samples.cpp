@@ -1,0 +1,115 @@
+#include "tests/equal/samples.h"
+
+#include "tests/equal/random.h"
+
+#include <bit>
+#include <limits>
+
+namespace kestrel::equal {
+
+namespace {
+
+using Limits = std::numeric_limits<double>;
+
+constexpr double kBorders[] = {
+    Limits::quiet_NaN(),
+    Limits::infinity(),
+    -Limits::infinity(),
+    0.0,
+    -0.0,
+    Limits::denorm_min(),
+    -Limits::denorm_min(),
+    Limits::min(),
+    -Limits::min() / 2.0,
+    Limits::max(),
+    -Limits::max(),
+    1.0,
+    -1.0,
+    0.5,
+    2147483647.0,
+    2147483648.0,
+    -2147483648.0,
+    -2147483649.0,
+    4294967295.0,
+    4294967296.0,
+    9007199254740991.0,
+    9007199254740992.0,
+    -9007199254740993.0,
+    9.3e18,
+    1e-13,
+    1.0 + Limits::epsilon(),
+};
+constexpr std::int32_t kWholeBorders[] = {
+    0, 1, -1, 7, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()};
+
+enum class Form { Grid, Uniform, Bits, Borders };
+
+double real(Random& random, Form form) {
+    switch (form) {
+        case Form::Grid:
+            return static_cast<double>(random.below(9)) / 4.0 - 1.0;
+        case Form::Uniform:
+            return static_cast<double>(random.bits() >> 11) * 0x1p-53 * 20.0 - 10.0;
+        case Form::Bits:
+            return std::bit_cast<double>(random.bits());
+        case Form::Borders:
+            return random.pick(kBorders);
+    }
+    return 0.0;
+}
+
+std::int32_t whole(Random& random, Form form) {
+    if (form == Form::Borders) return random.pick(kWholeBorders);
+    if (form == Form::Bits) return static_cast<std::int32_t>(random.bits() & 0xffffffffu);
+    return static_cast<std::int32_t>(random.below(200));
+}
+
+void fill(std::int32_t& member, Random& random, Form form) {
+    member = whole(random, form);
+}
+void fill(HostItemID& member, Random& random, Form) {
+    constexpr HostItemID kItems[] = {0, 10, 11, 20, 40};
+    member = random.pick(kItems);
+}
+void fill(double& member, Random& random, Form form) {
+    member = real(random, form);
+}
+template <std::size_t kCount>
+void fill(double (&member)[kCount], Random& random, Form form) {
+    for (double& number : member) number = real(random, form);
+}
+
+std::int32_t illuminate(HostItemID light, const double* position, double vector[3], double color[3]) {
+    for (int i = 0; i < 3; ++i) {
+        vector[i] = position[i] - 1.0;
+        color[i] = static_cast<double>(light) / 16.0;
+    }
+    return 0;
+}
+
+double rayTrace(const double* position, const double* direction, double color[3]) {
+    for (int i = 0; i < 3; ++i) color[i] = direction[i] * 0.5;
+    return position[0];
+}
+
+}  // namespace
+
+ShadingSample makeSample(std::uint64_t seed, int number) {
+    Random random(seed * 1000003u + static_cast<std::uint64_t>(number));
+    const auto form = static_cast<Form>(number % 4);
+    ShadingSample sample{};
+#define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) fill(sample.name, random, form);
+#include "host/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
+    if (form == Form::Grid) {
+        sample.sx = number / 4 % 3;
+        sample.sy = number / 12;
+    }
+    if (number % 5 != 4) {
+        sample.illuminate = illuminate;
+        sample.rayTrace = rayTrace;
+    }
+    return sample;
+}
+
+}  // namespace kestrel::equal

@@ -1,0 +1,14 @@
+// What `process` is given: places of a grid, and everything that a double can be.
+#pragma once
+
+#include "host/host_interface.h"
+
+#include <cstdint>
+
+namespace kestrel::equal {
+
+/// The sample of this number in the series of a seed. Every fourth is a place of a grid; the others are
+/// uniform numbers, random bits, and numbers at the borders of what is exact, whole, normal and finite.
+[[nodiscard]] ShadingSample makeSample(std::uint64_t seed, int number);
+
+}  // namespace kestrel::equal
