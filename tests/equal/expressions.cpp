@@ -35,6 +35,9 @@ constexpr std::string_view kNumbers[] = {
     "0.1",
     "1.000000001",
 };
+/// What meets by itself too rarely: both zeros, and numbers that nearly are the same.
+constexpr std::string_view kNear[] = {
+    "-0.0", "-0.0", "0.0", "0", "0.00000000000001", "1", "1.0", "1.00000000000001"};
 constexpr std::string_view kTexts[] = {"\"\"",      "\"a\"",     "\"Word\"", "\"word\"",
                                        "\"12.5x\"", "\"b c,d\"", "\"1 2 3\""};
 constexpr std::string_view kVectors[] = {"<1, 2, 3>", "<0, 0, 0>", "<0.5, -1, 2.5>",
@@ -174,6 +177,8 @@ Node Expressions::binary(Scope& scope, int depth) {
     const std::string_view op = form < 6   ? random_.pick(kArithmetic)
                                 : form < 9 ? random_.pick(kComparisons)
                                            : random_.pick(kLogical);
+    if (random_.chance(6) && (op != "/" || random_.chance(15)))
+        return make(Role::Expression, {"(", random_.pick(kNear), " ", op, " ", random_.pick(kNear), ")"});
     Node left = random_.chance(2) ? of(Kind::Any, scope, depth - 1) : number(scope, depth - 1);
     const bool divides = op == "/" || op == "%";
     Node right = divides && random_.chance(85) ? make(Role::Expression, {random_.chance(50) ? "3" : "0.7"})
