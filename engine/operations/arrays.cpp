@@ -28,7 +28,10 @@ Reading readValue(EngineContext& ctx, const ArrayRecord& array, const Variable& 
         ctx.report(MessageId::ElementNeverSet, variable.name, *position);
         return Reading::Failed;
     }
-    out = load(element);
+    if (element.isNumeric())  // writes less
+        out.setScalar(element.type, element.number);
+    else
+        out = load(element);
     return Reading::Value;
 }
 

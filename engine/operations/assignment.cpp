@@ -178,6 +178,8 @@ void distributeToParts(EngineContext& ctx, std::span<RecordMember> parts, std::s
 }  // namespace
 
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
+    if (areInline(variable, value) && value.type != Uninitialized) [[likely]]
+        return setInline(variable, value);
     const bool isArray = value.type == ArrayRef || value.type == NewArray;
     const ArrayRecord* const own = variable.heldArray();
     if (!isArray && own != nullptr)

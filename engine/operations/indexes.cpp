@@ -7,7 +7,7 @@
 
 namespace kestrel {
 
-IndexList lastIndexList(std::span<const ValueCell> cells) noexcept {
+IndexList searchIndexList(std::span<const ValueCell> cells) noexcept {
     IndexList list{cells, 0, false};
     for (std::size_t at = cells.size(); at > 0 && !list.opened; --at) {
         const std::int32_t type = cells[at - 1].type;
@@ -83,11 +83,9 @@ std::int64_t elementIndex(EngineContext& ctx, const ArrayRecord& array, const Va
     return *position - 1;
 }
 
-std::optional<std::int64_t> memberIndex(EngineContext& ctx, const IndexList& list) {
+std::optional<std::int64_t> checkedMemberIndex(EngineContext& ctx, const IndexList& list) {
     const std::span<const ValueCell> cells = list.cells;
     const std::size_t count = cells.size();
-    if (count == 3 && cells[2].isNumeric() && cells[1].type == SepMark && list.opened) [[likely]]
-        return truncate(cells[2].number);
     if (count == 0) {
         ctx.report(MessageId::StackEmpty);
         return std::nullopt;

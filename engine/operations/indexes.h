@@ -16,8 +16,17 @@ struct IndexList {
     int count = 0;                          ///< number of indexes
     bool opened = false;                    ///< there is a DimMark
 };
-/// The list that ends these cells.
-[[nodiscard]] IndexList lastIndexList(std::span<const ValueCell> cells) noexcept;
+/// The list that ends these cells, looked for cell by cell.
+[[nodiscard]] IndexList searchIndexList(std::span<const ValueCell> cells) noexcept;
+/// The same, quick for a list of one index.
+[[nodiscard]] inline IndexList lastIndexList(std::span<const ValueCell> cells) noexcept {
+    if (cells.size() >= 3) [[likely]] {
+        const ValueCell* const last = &cells.back();
+        if (last[-2].type == DimMark && last[-1].type == SepMark && last->isNumeric()) [[likely]]
+            return {{last - 2, 3}, 1, true};
+    }
+    return searchIndexList(cells);
+}
 
 /// False, after reporting, when there is no list: an index behind a call has none.
 [[nodiscard]] bool requireList(EngineContext& ctx, const IndexList& list);
@@ -46,10 +55,17 @@ bool forEachIndex(const IndexList& list, Visit visit) {
 
 /// The element of an array that compound assignments and "++"/"--" work on.
 /// @return its 0-based position, or -1 after reporting
-[[nodiscard]] std::int64_t elementIndex(EngineContext& ctx, const ArrayRecord& array, const Variable& variable,
-                                        const IndexList& list);
+[[nodiscard]] std::int64_t elementIndex(EngineContext& ctx, const ArrayRecord& array,
+                                        const Variable& variable, const IndexList& list);
 
 /// The index of a data member: exactly one number. Nothing after reporting.
-[[nodiscard]] std::optional<std::int64_t> memberIndex(EngineContext& ctx, const IndexList& list);
+[[nodiscard]] std::optional<std::int64_t> checkedMemberIndex(EngineContext& ctx, const IndexList& list);
+/// The same, quick for what is right.
+[[nodiscard]] inline std::optional<std::int64_t> memberIndex(EngineContext& ctx, const IndexList& list) {
+    const std::span<const ValueCell> cells = list.cells;
+    if (list.opened && cells.size() == 3 && cells[1].type == SepMark && cells[2].isNumeric()) [[likely]]
+        return truncate(cells[2].number);
+    return checkedMemberIndex(ctx, list);
+}
 
 }  // namespace kestrel

@@ -20,13 +20,23 @@ std::optional<MemberAccess> accessOf(EngineContext& ctx, const Place& place) {
 
 }  // namespace
 
+bool readMember(EngineContext& ctx, const MemberAccess& access, ValueCell& out) {
+    const FreshVariable fresh(ctx, *access.object);
+    return ctx.kinds().of(access.object->type).readMember(ctx, access, out);
+}
+
+bool writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                 ValueCell& out) {
+    const FreshVariable fresh(ctx, *access.object);
+    return ctx.kinds().of(access.object->type).writeMember(ctx, access, value, op, out);
+}
+
 bool readMember(EngineContext& ctx, const Place& place, ValueCell& out) {
     const std::optional<MemberAccess> access = accessOf(ctx, place);
     if (!access) return false;
     if (place.kind == Place::Kind::Field)
         return ctx.kinds().of(place.variable->type).readField(ctx, *access, out);
-    const FreshVariable fresh(ctx, *place.variable);
-    return ctx.kinds().of(place.variable->type).readMember(ctx, *access, out);
+    return readMember(ctx, *access, out);
 }
 
 bool writeMember(EngineContext& ctx, const Place& place, const ValueCell& value, int op, ValueCell& out) {
@@ -34,8 +44,7 @@ bool writeMember(EngineContext& ctx, const Place& place, const ValueCell& value,
     if (!access) return false;
     if (place.kind == Place::Kind::Field)
         return ctx.kinds().of(place.variable->type).writeField(ctx, *access, value, op, out);
-    const FreshVariable fresh(ctx, *place.variable);
-    return ctx.kinds().of(place.variable->type).writeMember(ctx, *access, value, op, out);
+    return writeMember(ctx, *access, value, op, out);
 }
 
 void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {

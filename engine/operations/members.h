@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/context/object_kind.h"
 #include "engine/operations/place.h"
 
 namespace kestrel {
@@ -11,9 +12,16 @@ namespace kestrel {
 /// @return false where there is none, mostly because an error was reported
 bool readMember(EngineContext& ctx, const Place& place, ValueCell& out);
 
+/// The same once the index is known.
+bool readMember(EngineContext& ctx, const MemberAccess& access, ValueCell& out);
+
 /// Applies an assignment operator: OP_ASSIGN, a compound assignment, or an increment with the value 1.
 /// @return true where the operator leaves a value in `out`: increments do
 bool writeMember(EngineContext& ctx, const Place& place, const ValueCell& value, int op, ValueCell& out);
+
+/// The same once the index is known.
+bool writeMember(EngineContext& ctx, const MemberAccess& access, const ValueCell& value, int op,
+                 ValueCell& out);
 
 /// `variable.method(args)`: dispatches on the variable's kind.
 /// @param call    the OP_CALL node

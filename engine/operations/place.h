@@ -9,8 +9,8 @@
 
 namespace kestrel {
 
-/// A place that a script names. Nothing has been looked up yet: what is wrong with the index of an element is told by
-/// the operation, in the order that the operation has.
+/// A place that a script names. Nothing has been looked up yet: what is wrong with the index of an element is
+/// told by the operation, in the order that the operation has.
 struct Place {
     enum class Kind : std::uint8_t {
         Variable,
@@ -34,7 +34,8 @@ struct Place {
 /// The place that a node names.
 /// @param kind     by the node's reference: Element for either sort of element
 /// @param indexes  of Element and IndexedMember
-[[nodiscard]] inline Place placeOf(const CodeNode& node, Place::Kind kind, const IndexList& indexes = {}) noexcept {
+[[nodiscard]] inline Place placeOf(const CodeNode& node, Place::Kind kind,
+                                   const IndexList& indexes = {}) noexcept {
     if (kind >= Place::Kind::Member)
         return {kind, node.to.object, node.operand.variable->name, node.name, 0, node.line, indexes};
     if (kind == Place::Kind::Element && node.queueVariable != 0) kind = Place::Kind::SlotElement;

@@ -11,7 +11,8 @@ namespace kestrel {
 /// @param out  receives it: texts borrowed, or the caller's (TempString)
 Reading readPlace(EngineContext& ctx, const Place& place, ValueCell& out);
 
-/// The same for a plain variable: one that was never assigned becomes Nil, but for strict scripts, which are told.
+/// The same for a plain variable: one that was never assigned becomes Nil, but for strict scripts, which are
+/// told.
 Reading readVariable(EngineContext& ctx, Variable& variable, ValueCell& out);
 
 }  // namespace kestrel

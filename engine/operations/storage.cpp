@@ -4,33 +4,13 @@
 
 namespace kestrel {
 
-ValueCell load(const ValueCell& stored) noexcept {
-    switch (stored.type) {
-        case Number:
-        case Integer: {
-            ValueCell cell;
-            cell.setScalar(stored.type, stored.number);
-            return cell;
-        }
-        case Vector:
-            return ValueCell::ofVector(stored.vec);
-        case String:
-        case TempString:
-            return ValueCell::ofText(stored.text != nullptr ? stored.text : "");
-        case Nil:
-            return ValueCell::ofNil();
-        default:
-            return ValueCell::ofObject(stored.type, stored.object);
-    }
-}
-
 ValueCell load(Variable& variable) noexcept {
     if (variable.type == Array) return ValueCell::ofArray(variable.array, &variable);
     return load(static_cast<const ValueCell&>(variable));
 }
 
 void store(EngineContext& ctx, ValueCell& stored, const ValueCell& value) {
-    if (isInlineKind(value.type) && isInlineKind(stored.type)) return setInline(stored, value);
+    if (areInline(stored, value)) return setInline(stored, value);
     if (value.isText()) {
         storeText(ctx, stored, value.text != nullptr ? value.text : "");
         return;

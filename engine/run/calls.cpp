@@ -112,10 +112,14 @@ bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* 
 /// @return false when binding has to stop
 bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position,
                   const char* function) {
-    letGo(ctx, parameter);
     parameter.number = 0.0;
-    parameter.object = nullptr;
     parameter.flags = 0;
+    if (areInline(parameter, cell)) [[likely]] {
+        setInline(parameter, cell);
+        return true;
+    }
+    letGo(ctx, parameter);
+    parameter.object = nullptr;
     if (cell.type == VarArgRef) return bindWholeVariable(ctx, parameter, cell.variable, position, function);
     if (cell.type == ArrayRef) {
         parameter.type = Array;

@@ -91,7 +91,10 @@ int blockMembers(EngineContext& ctx, int open, int close) {
 /// Gives one value to the reference of a block's member.
 /// @param position  of the member, from 1
 void assignMember(EngineContext& ctx, int reference, const ValueCell& value, int position) {
-    if (isReference(ctx.stack.at(reference).type))
+    const ValueCell& cell = ctx.stack.at(reference);
+    if (cell.type == VarRef) [[likely]]
+        assignVariable(ctx, targetVariable(*cell.node), value);
+    else if (isReference(cell.type))
         assignPlace(ctx, targetAt(ctx, reference).place, value, position);
     else
         ctx.report(MessageId::AssignmentType);
@@ -124,7 +127,8 @@ void distributeToPlace(EngineContext& ctx, const Place& place, std::span<const V
             return isList ? distributeToVariable(ctx, *place.variable, values)
                           : distributeToArray(ctx, *place.variable, values);
         case Place::Kind::Element:
-            // Several returned values fill the array that the reference names, also where it names an element.
+            // Several returned values fill the array that the reference names, also where it names an
+            // element.
             if (!isList) return distributeToArray(ctx, *place.variable, values);
             break;
         case Place::Kind::Slot:
@@ -237,9 +241,9 @@ void executeAssign(EngineContext& ctx) {
         return;
     }
     const ValueCell& value = ctx.stack.top();
-    if (isInlineKind(value.type) && ctx.stack.top(1).type == VarRef) {
+    if (ctx.stack.top(1).type == VarRef) {
         Variable& variable = targetVariable(*ctx.stack.top(1).node);
-        if (isInlineKind(variable.type)) {  // the common case: no text, array or record on either side
+        if (areInline(variable, value)) {  // the common case
             setInline(variable, value);
             setInline(ctx.stack.top(1), value);
             ctx.stack.forgetTo(ctx.stack.size() - 1);
@@ -294,11 +298,18 @@ void executeIndex(EngineContext& ctx, const CodeNode& node) {
         if (declareArray(ctx, *target.place.variable, target.place.indexes)) stack.dropTo(target.start);
         return;
     }
-    ValueCell value;
-    const Reading outcome = readPlace(ctx, target.place, value);
-    if (outcome == Reading::Failed) return;
-    stack.dropTo(target.start);
-    if (outcome == Reading::Value) stack.push(value);
+    // The value takes the place of the list, which is nothing but numbers and marks when there is one.
+    switch (
+        readPlace(ctx, target.place, stack.size() > target.start ? stack.at(target.start) : stack.next())) {
+        case Reading::Value:
+            stack.forgetTo(target.start + 1);
+            break;
+        case Reading::Nothing:
+            stack.dropTo(target.start);
+            break;
+        case Reading::Failed:
+            break;
+    }
 }
 
 void executeVariable(EngineContext& ctx, const CodeNode& node) {

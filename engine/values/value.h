@@ -230,6 +230,8 @@ static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
 /// Truth: false for Nil and for a zero first double; the type is not looked at, so <0,1,1> is false and "" is
 /// true.
 [[nodiscard]] inline bool isTrue(const ValueCell& c) noexcept {
+    if (c.isNumeric()) [[likely]]
+        return !isZero(c.number);
     return c.type != Nil && c.firstDoubleSet();
 }
 
