@@ -9,6 +9,8 @@
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
 
+#include <algorithm>
+
 namespace kestrel {
 
 namespace {
@@ -112,6 +114,8 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& v
     }
 }
 
+/// Stack index of the mark that opens a block. It is below the running function's cells where only one mark is left: a
+/// call that was given fewer values than it names takes the other.
 int blockStart(EngineContext& ctx, int close) {
     int open = close - 1;
     while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
@@ -158,6 +162,7 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
     const std::int32_t type = ctx.stack.at(reference).type;
     if (type == BlockMark) {
         start = blockStart(ctx, reference);
+        if (start < ctx.base()) return reportNoValue(ctx);
         distributeToBlock(ctx, start, reference, values);
     } else if (isReference(type)) {
         const Target target = targetAt(ctx, reference);
@@ -204,6 +209,7 @@ void leaveValue(EngineContext& ctx, const ValueCell& value, int start) {
 
 void assignToBlock(EngineContext& ctx, const ValueCell& value, int close) {
     const int open = blockStart(ctx, close);
+    if (open < ctx.base()) return reportNoValue(ctx);
     const int member = memberReference(ctx, open + 1, close);
     if (member < close) assignMember(ctx, member, value, 1);
     if (!ctx.run.abort) leaveValue(ctx, value, open);
@@ -270,7 +276,7 @@ void executeCompound(EngineContext& ctx, const CodeNode& node) {
         ctx.stack.dropTo(target.start);
         return;
     }
-    ctx.stack.dropTo(type == BlockMark ? blockStart(ctx, reference) : reference);
+    ctx.stack.dropTo(type == BlockMark ? std::max(blockStart(ctx, reference), ctx.base()) : reference);
     ctx.report(MessageId::AssignmentType);
 }
 
