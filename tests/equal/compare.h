@@ -15,7 +15,7 @@ struct Pair {
 
 struct Outcome {
     std::string found;      ///< what differs first, and in which call; empty when all is the same
-    bool endless = false;   ///< one of them was ended after a long time; `found` says which
+    bool endless = false;   ///< ended after a long time: one of them, which `found` names, or both
     bool unsteady = false;  ///< the script differs from itself as well, so it tells nothing about executors
 };
 

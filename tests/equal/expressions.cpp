@@ -277,8 +277,8 @@ Node Expressions::text(Scope& scope, int depth) {
                     {random_.chance(50) ? literal(Kind::Text) : variable(Kind::Text, scope)});
     switch (random_.below(7)) {
         case 0:
-            return make(Role::Expression,
-                        {"string(", of(Kind::Any, scope, depth - 1), ", ", number(scope, depth - 1), ")"});
+            return make(Role::Expression, {"strright(string(", of(Kind::Any, scope, depth - 1), ", ",
+                                           number(scope, depth - 1), "), 30)"});
         case 1:
             return make(Role::Expression,
                         {"strsub(", text(scope, depth - 1), ", 1, ", number(scope, 0), ")"});

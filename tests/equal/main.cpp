@@ -114,7 +114,7 @@ public:
         ++done_;
         trace(script, plan);
         const Outcome outcome = equal::compare(pair_, script, plan);
-        unsteady_ += outcome.unsteady ? 1 : 0;
+        note(outcome);
         if (!outcome.found.empty()) tell(name, outcome.found, script.text, plan);
     }
 
@@ -125,7 +125,7 @@ public:
         if (!options_.keep.empty()) std::ofstream(options_.keep / "last.ks") << render(made.program);
         trace({.file = {}, .text = render(made.program)}, made.plan);
         const Outcome outcome = compare(made);
-        unsteady_ += outcome.unsteady ? 1 : 0;
+        note(outcome);
         if (outcome.found.empty()) return;
         if (!outcome.endless)  // else each try would take as long
             shrink(made, [this](const Case& smaller) {
@@ -140,12 +140,18 @@ public:
     [[nodiscard]] int finish() const {
         std::cout << "equal: " << done_ << " scripts under " << pair_.first.name << " and "
                   << pair_.second.name << ", " << differences_ << " differ, " << unsteady_
-                  << " use addresses as numbers\n";
+                  << " use addresses as numbers, " << endless_ << " do not end\n";
         return differences_;
     }
     [[nodiscard]] int differences() const noexcept { return differences_; }
 
 private:
+    /// Counts what proves nothing.
+    void note(const Outcome& outcome) {
+        unsteady_ += outcome.unsteady ? 1 : 0;
+        endless_ += outcome.endless && outcome.found.empty() ? 1 : 0;
+    }
+
     void trace(const test::LanguageScript& script, const Plan& plan) const {
         if (!options_.trace) return;
         for (const std::string& line : live(pair_.first, script, plan).lines) std::cout << line << '\n';
@@ -173,6 +179,7 @@ private:
     int done_ = 0;
     int differences_ = 0;
     int unsteady_ = 0;
+    int endless_ = 0;
 };
 
 int compareAll(const Options& options, const Pair& pair) {
