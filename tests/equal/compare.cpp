@@ -31,16 +31,14 @@ std::string describeDifference(const Pair& pair, const Lines& a, const Lines& b)
 Outcome compare(const Pair& pair, const test::LanguageScript& script, const Plan& plan) {
     const Life a = live(pair.first, script, plan);
     const Life b = live(pair.second, script, plan);
-    if (a.cut && b.cut) return {.found = {}, .endless = true};
-    for (const auto& [executor, life] : {std::pair{&pair.first, &a}, std::pair{&pair.second, &b}}) {
-        if (life->cut) return {.found = std::string(executor->name) + " does not end", .endless = true};
-        if (!life->used) return {.found = std::string(executor->name) + " was not used", .endless = false};
-    }
-    if (a.lines == b.lines) return {};
+    Outcome outcome{.found = {}, .endless = a.cut || b.cut, .unsteady = false, .used = a.used && b.used};
+    if (a.cut != b.cut)
+        outcome.found = std::string((a.cut ? pair.first : pair.second).name) + " does not end";
+    if (outcome.endless || a.lines == b.lines) return outcome;
     const auto blocks = otherAddresses();
-    if (live(pair.first, script, plan).lines != a.lines)
-        return {.found = {}, .endless = false, .unsteady = true};
-    return {.found = describeDifference(pair, a.lines, b.lines), .endless = false};
+    outcome.unsteady = live(pair.first, script, plan).lines != a.lines;
+    if (!outcome.unsteady) outcome.found = describeDifference(pair, a.lines, b.lines);
+    return outcome;
 }
 
 }  // namespace kestrel::equal

@@ -156,7 +156,7 @@ public:
         destroyInstance(state_, *instance_);
         look("destroy", "");
         life_.cut = state_.watch.requested != 0;
-        life_.used = attachment_->used() || !loaded;
+        life_.used = attachment_->used();
     }
 
 private:
