@@ -114,8 +114,8 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& v
     }
 }
 
-/// Stack index of the mark that opens a block. It is below the running function's cells where only one mark is left: a
-/// call that was given fewer values than it names takes the other.
+/// Stack index of the mark that opens a block. It is below the running function's cells where only one mark
+/// is left: a call that was given fewer values than it names takes the other.
 int blockStart(EngineContext& ctx, int close) {
     int open = close - 1;
     while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
