@@ -2,13 +2,12 @@
 #pragma once
 
 #include "engine/context/context.h"
-#include "engine/operations/indexes.h"
+#include "engine/operations/place.h"
 #include "engine/values/array_record.h"
 
 #include <cstdint>
 #include <span>
 #include <string>
-#include <vector>
 
 namespace kestrel {
 
@@ -21,12 +20,7 @@ ArrayRecord* makeArray(EngineContext& ctx, std::span<const std::int64_t> dims, s
 /// @return false after reporting memory exhaustion
 bool resizeArray(EngineContext& ctx, ArrayRecord& array, std::int64_t count);
 
-/// What reading an element, or a character of a text, came to.
-enum class Reading {
-    Value,
-    Nothing,  ///< reported, and the run goes on without a value
-    Failed,   ///< reported, and the run ends
-};
+/// The value of an element, or a character of a text.
 /// @param out  receives the value: of an element borrowed, a character is the caller's (TempString)
 Reading readElement(EngineContext& ctx, Variable& variable, const IndexList& list, ValueCell& out);
 

@@ -5,6 +5,7 @@
 #include "engine/operations/arrays.h"
 #include "engine/operations/storage.h"
 #include "engine/values/array_record.h"
+#include "engine/values/record_instance.h"
 
 #include <utility>
 
@@ -21,7 +22,7 @@ void reach(const ValueCell& cell) {
     if ((cell.type == ArrayRef || cell.type == NewArray) && cell.array != nullptr) cell.array->reached = true;
 }
 
-/// Elements never hold arrays, so nothing else has to be looked at.
+/// Elements never hold arrays; members do where a record was constructed with one.
 void reachAll(EngineContext& ctx) {
     if (ctx.program != nullptr) {
         reach(ctx.program->globals);
@@ -32,6 +33,8 @@ void reachAll(EngineContext& ctx) {
         }
     }
     for (int i = 0; i < ctx.stack.size(); ++i) reach(ctx.stack.at(i));
+    for (const std::unique_ptr<RecordInstance>& record : ctx.records)
+        for (const RecordMember& member : record->members) reach(member.value);
 }
 
 /// What ends with an array may run code that comes back here.

@@ -105,14 +105,14 @@ void combineVariable(EngineContext& ctx, int code, Variable& variable, const Val
     } else if (const ArrayRecord* array = variable.heldArray(); array != nullptr) {
         ctx.report(MessageId::DimensionCount, 0, variable.name, array->dimCount);
     } else {
-        ctx.reportAt({.line = ctx.run.currentLine}, MessageId::UndeclaredArray, variable.name);
+        ctx.report(MessageId::UndeclaredArray, variable.name);
     }
 }
 
 void combineElement(EngineContext& ctx, int code, const Place& place, const ValueCell& value) {
     ArrayRecord* array = place.variable->heldArray();
     if (array == nullptr) {
-        ctx.reportAt({.line = ctx.run.currentLine}, MessageId::UndeclaredArray, place.variable->name);
+        ctx.report(MessageId::UndeclaredArray, place.variable->name);
         return;
     }
     const std::int64_t index = elementIndex(ctx, *array, *place.variable, place.indexes);

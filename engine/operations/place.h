@@ -31,6 +31,13 @@ struct Place {
     IndexList indexes = {};        ///< Element, SlotElement, IndexedMember
 };
 
+/// What reading a place came to.
+enum class Reading {
+    Value,
+    Nothing,  ///< reported, and the run goes on without a value
+    Failed,   ///< reported, and the run ends
+};
+
 /// The place that a node names.
 /// @param kind     by the node's reference: Element for either sort of element
 /// @param indexes  of Element and IndexedMember

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "engine/context/context.h"
-#include "engine/operations/arrays.h"
 #include "engine/operations/place.h"
 
 namespace kestrel {

@@ -2,11 +2,27 @@
 
 #include "engine/context/kind_table.h"
 
+#include <cassert>
+
 namespace kestrel {
 
 ValueCell load(Variable& variable) noexcept {
-    if (variable.type == Array) return ValueCell::ofArray(variable.array, &variable);
-    return load(static_cast<const ValueCell&>(variable));
+    switch (variable.type) {
+        case Number:
+        case Integer: {
+            ValueCell cell;
+            cell.setScalar(variable.type, variable.number);
+            return cell;
+        }
+        case Vector:
+            return ValueCell::ofVector(variable.vec);
+        case Array:
+            return ValueCell::ofArray(variable.array, &variable);
+        case Nil:
+            return ValueCell::ofNil();
+        default:
+            return load(static_cast<const ValueCell&>(variable));
+    }
 }
 
 void store(EngineContext& ctx, ValueCell& stored, const ValueCell& value) {
@@ -18,15 +34,18 @@ void store(EngineContext& ctx, ValueCell& stored, const ValueCell& value) {
     // First the new one: only the old object may hold it.
     if (isObjectKind(value.type)) ctx.kinds().of(value.type).hold(ctx, value.object);
     letGo(ctx, stored);
-    stored.object = nullptr;
-    if (value.type == VarRef) {
-        stored.setScalar(Number, 0.0);
-    } else if (isObjectKind(value.type)) {
-        stored.type = value.type;
-        stored.object = value.object;
-    } else {
-        setInline(stored, value);
-    }
+    stored = value;
+    if (value.type == VarRef) stored = ValueCell::ofNumber(0.0);
+}
+
+void store(EngineContext& ctx, Variable& stored, const ValueCell& value) {
+    assert(isStorable(value.type) || value.type == VarRef);
+    const double number = stored.number;
+    const VectorValue vec = stored.vec;
+    store(ctx, static_cast<ValueCell&>(stored), value);
+    if (!stored.isNumeric()) stored.number = number;
+    if (stored.type != Vector) stored.vec = vec;
+    if (isInlineKind(stored.type)) stored.object = nullptr;
 }
 
 bool storeText(EngineContext& ctx, ValueCell& stored, std::string_view text) {

@@ -9,25 +9,11 @@ namespace kestrel {
 
 /// A stored value as the stack has it: texts borrowed, objects shared.
 [[nodiscard]] inline ValueCell load(const ValueCell& stored) noexcept {
-    switch (stored.type) {
-        case Number:
-        case Integer: {
-            ValueCell cell;
-            cell.setScalar(stored.type, stored.number);
-            return cell;
-        }
-        case Vector:
-            return ValueCell::ofVector(stored.vec);
-        case String:
-        case TempString:
-            return ValueCell::ofText(stored.text != nullptr ? stored.text : "");
-        case Nil:
-            return ValueCell::ofNil();
-        default:
-            return ValueCell::ofObject(stored.type, stored.object);
-    }
+    ValueCell cell = stored;
+    if (cell.isText()) cell = ValueCell::ofText(stored.text != nullptr ? stored.text : "");
+    return cell;
 }
-/// The same for a variable, which may be an array.
+/// The same for a variable, which may be an array; its Nil has the number of any other.
 [[nodiscard]] ValueCell load(Variable& variable) noexcept;
 
 /// Neither has a text, an object or an array to keep or to let go of.
@@ -39,16 +25,25 @@ namespace kestrel {
 /// of a variable keep what they have.
 inline void setInline(ValueCell& stored, const ValueCell& value) noexcept {
     stored.type = value.type;
-    if (value.isNumeric())
-        stored.number = value.number;
-    else if (value.type == Vector)
+    if (value.type == Vector)
         stored.vec = value.vec;
+    else
+        stored.number = value.number;
+}
+/// A variable that becomes Nil keeps its number.
+inline void setInline(Variable& stored, const ValueCell& value) noexcept {
+    if (value.type == Nil)
+        stored.type = Nil;
+    else
+        setInline(static_cast<ValueCell&>(stored), value);
 }
 
 /// Stores a value: a text becomes a retained copy, an object is held, a reference to a variable counts as the
-/// number 0; what was there is let go. No arrays. The value stays owned by the caller. Where there is no
-/// memory for a text nothing changes.
+/// number 0; what was there is let go. Other kinds are shared as they are: a record can be constructed with
+/// an array. The value stays owned by the caller. Where there is no memory for a text nothing changes.
 void store(EngineContext& ctx, ValueCell& stored, const ValueCell& value);
+/// The same for a variable, whose other slots stay, and a value that isStorable() or a reference.
+void store(EngineContext& ctx, Variable& stored, const ValueCell& value);
 /// The same for a text, which may be a piece of the one that is stored.
 /// @return false where there is no memory for it
 bool storeText(EngineContext& ctx, ValueCell& stored, std::string_view text);

@@ -134,7 +134,8 @@ struct CodeNode {
         const RecordTemplate* record;  ///< OP_CALL that constructs a record
         NativeCallee* native;          ///< OP_CALL to code of a library
         CodeNode* body;                ///< OP_FORTEST's OP_FORBODY
-        Variable* object;              ///< OP_VAR, OP_INDEX that name a member: the object's variable
+        Variable* object;  ///< OP_VAR, OP_INDEX that name a member or a slot: the object's variable, the
+                           ///< queue's name
         constexpr To() : function(nullptr) {}
     } to;  ///< link
     CodeNode* prev = nullptr;

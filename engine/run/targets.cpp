@@ -9,8 +9,6 @@
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
 
-#include <algorithm>
-
 namespace kestrel {
 
 namespace {
@@ -37,9 +35,20 @@ struct Target {
     int start;
 };
 
+/// How many cells an index list takes that a call with too few arguments has deprived of its DimMark: an
+/// expression around it goes on with what lies below.
+int cellsWithoutMark(const IndexList& list) noexcept {
+    const std::size_t count = list.cells.size();
+    if (count == 0 || list.cells.back().type == SepMark) return 0;
+    const bool number = list.cells.back().isNumeric() || list.cells.back().type == VarRef;
+    return number && count >= 2 && list.cells[count - 2].type == SepMark ? 2 : 1;
+}
+
 Target indexedTarget(EngineContext& ctx, const CodeNode& node, Place::Kind kind, int reference) {
     const IndexList list = lastIndexList(ctx.stack.cells(ctx.base(), reference));
-    return {placeOf(node, kind, list), reference - static_cast<int>(list.cells.size())};
+    const int cells = list.opened || kind != Place::Kind::IndexedMember ? static_cast<int>(list.cells.size())
+                                                                        : cellsWithoutMark(list);
+    return {placeOf(node, kind, list), reference - cells};
 }
 
 /// @param reference  stack index of a cell that isReference()
@@ -118,7 +127,7 @@ void distributeToBlock(EngineContext& ctx, int open, int close, const CellRun& v
 /// is left: a call that was given fewer values than it names takes the other.
 int blockStart(EngineContext& ctx, int close) {
     int open = close - 1;
-    while (open > ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
+    while (open >= ctx.base() && ctx.stack.at(open).type != BlockMark) --open;
     return open;
 }
 
@@ -276,7 +285,8 @@ void executeCompound(EngineContext& ctx, const CodeNode& node) {
         ctx.stack.dropTo(target.start);
         return;
     }
-    ctx.stack.dropTo(type == BlockMark ? std::max(blockStart(ctx, reference), ctx.base()) : reference);
+    const int start = type == BlockMark ? blockStart(ctx, reference) : reference;
+    ctx.stack.dropTo(start >= ctx.base() ? start : reference);
     ctx.report(MessageId::AssignmentType);
 }
 
@@ -304,7 +314,8 @@ void executeIndex(EngineContext& ctx, const CodeNode& node) {
         if (declareArray(ctx, *target.place.variable, target.place.indexes)) stack.dropTo(target.start);
         return;
     }
-    // The value takes the place of the list, which is nothing but numbers and marks when there is one.
+    // The value takes the place of the list's first cell, which nobody reads any more when there is a value,
+    // and the list is nothing but numbers and marks then.
     switch (
         readPlace(ctx, target.place, stack.size() > target.start ? stack.at(target.start) : stack.next())) {
         case Reading::Value:

@@ -55,7 +55,7 @@ public:
         }
         ++sp_;
     }
-    /// The same for a cell that is a tag and one double (Number, Integer, marks): writes only those.
+    /// push() for a cell that is a tag and one double (Number, Integer, marks): writes only those.
     void pushScalar(std::int32_t tag, double value) {
         if (sp_ == kStackCells) [[unlikely]]
             return overflow_.stackOverflow();

@@ -114,7 +114,8 @@ enum Tag : std::int32_t {
     }
 }
 
-/// What Nil counts as where numbers are not told from other values: `nil && 1` is true, `-nil` is 1.
+/// What Nil counts as where numbers are not told from other values: `nil && 1` is true, `-nil` is 1. A few
+/// built-ins keep the kind of what they are given and yield a Nil with another number.
 inline constexpr double kNilNumber = -1.0;
 
 /// +0 or -0, compared as bits.
@@ -211,7 +212,6 @@ struct ValueCell {
             return number;
         if (type == Vector) return vec.x;
         if (type == VarRef) return 0.0;
-        if (type == Nil) return kNilNumber;
         return isAddressKind(type) ? std::bit_cast<double>(object) : number;
     }
     /// True when that is not +0 or -0 (compared as bits, so that no floating-point mode changes it).
@@ -242,7 +242,6 @@ static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
         return std::bit_cast<std::uint64_t>(l) == std::bit_cast<std::uint64_t>(r);
     };
     if (a.type == Vector) return same(a.vec.x, b.vec.x) && same(a.vec.y, b.vec.y) && same(a.vec.z, b.vec.z);
-    if (a.type == Nil) return true;
     return isAddressKind(a.type) ? a.object == b.object : same(a.number, b.number);
 }
 
