@@ -3,6 +3,7 @@
 
 #include "engine/context/context.h"
 
+#include <optional>
 #include <string_view>
 
 namespace kestrel {
@@ -22,6 +23,10 @@ struct CompileOptions {
     bool reportEndless = false;
     /// Declared queues are not made, so that nobody else notices: for a script that will not run.
     bool declareOnly = false;
+    /// The script's text; then its path only names it, and no file is opened that the script does not name.
+    std::optional<std::string_view> text = {};
+    /// Inserts and libraries are what the locator finds, and are not looked for anywhere else.
+    bool locatedOnly = false;
     NativeServices* native = nullptr;  ///< agent classes, compiled libraries; may be null
     CompileInfo* info = nullptr;       ///< may be null
 };
@@ -29,7 +34,7 @@ struct CompileOptions {
 /// Compiles a script into ctx.program, with ctx.options set by its pragmas. The counters of ctx.reporter, and
 /// the context's limits, are as the caller left them; the caller resets the context first. While it runs, and
 /// afterwards also when it failed, ctx.program->files names the files that the places of messages refer to.
-/// @param systemPath  absolute, "\"-separated, letter case kept
+/// @param systemPath  absolute, "\"-separated, letter case kept; with CompileOptions::text any name
 /// @return 0 on success, otherwise the number of errors (messages have gone to the reporter)
 int compileScript(EngineContext& ctx, std::string_view systemPath, const CompileOptions& options = {});
 

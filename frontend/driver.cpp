@@ -39,8 +39,9 @@ void Compiler::giveUp() {
 }
 
 void Compiler::preprocessAndParse(std::string_view path) {
-    Preprocessor preprocessor(ctx_, program().files);
-    std::optional<PreprocessedScript> script = preprocessor.run(path);
+    Preprocessor preprocessor(ctx_, program().files, options_.locatedOnly);
+    std::optional<PreprocessedScript> script =
+        options_.text ? preprocessor.runText(path, *options_.text) : preprocessor.run(path);
     if (!script) {
         giveUp();
         return;

@@ -75,8 +75,9 @@ bool Compiler::nextInputFile() {
 
 bool Compiler::openLibrary(const Library& library) {
     std::string path = library.name;
-    std::optional<std::string> text = platform::readTextFile(path);
-    if (!text && mainPath_.find('\\') != std::string::npos) {
+    std::optional<std::string> text;
+    if (!options_.locatedOnly) text = platform::readTextFile(path);
+    if (!text && !options_.locatedOnly && mainPath_.find('\\') != std::string::npos) {
         path = std::string(platform::directoryOf(mainPath_)) + library.name;
         text = platform::readTextFile(path);
     }

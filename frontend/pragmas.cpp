@@ -7,6 +7,7 @@
 #include "platform/ascii.h"
 #include "platform/files.h"
 #include "platform/near_names.h"
+#include "platform/paths.h"
 
 #include <algorithm>
 #include <array>
@@ -95,7 +96,7 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
     std::string path = name;
     std::optional<std::string> text;
     if (inputs_.size() <= kInsertDepth) {
-        text = platform::readTextFile(path, kMostInserted);
+        if (!locatedOnly_) text = platform::readTextFile(path, kMostInserted);
         if (!text && ctx_.services.locator != nullptr && ctx_.services.locator->locate(ctx_, name, path))
             text = platform::readTextFile(path, kMostInserted);
     }
@@ -112,7 +113,7 @@ void Preprocessor::pragmaInsert(std::string_view argument) {
     // lines from 2 on. Scripts' users know those numbers; they stay.
     const SourcePos place = currentPlace();
     map_.addPlain(place.file, place.line, inputs_.back().column);
-    addFile({.name = name, .text = *std::move(text)}, path, place);
+    addFile({.name = name, .text = *std::move(text)}, platform::nativePath(path), place);
     putMarker(1);
 }
 

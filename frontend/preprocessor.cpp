@@ -44,13 +44,21 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
         ctx_.report(MessageId::ScriptNotOpened, inputPath);
         return std::nullopt;
     }
-    addFile({.name = std::string(inputPath), .text = *std::move(text)}, inputPath, {});
+    addFile({.name = std::string(inputPath), .text = *std::move(text)}, platform::nativePath(inputPath), {});
     // Looked at before anything is read, so that a directory that can't be written is the only message.
     if (const std::string path = temporaryFileName(); !temporaryFileIsPossible(path)) {
         ctx_.report(MessageId::TemporaryNotCreated, path);
         return std::nullopt;
     }
+    return process();
+}
 
+std::optional<PreprocessedScript> Preprocessor::runText(std::string_view name, std::string_view text) {
+    addFile({.name = std::string(name), .text = std::string(text)}, std::string(name), {});
+    return process();
+}
+
+std::optional<PreprocessedScript> Preprocessor::process() {
     map_.addPlain(0, 1, 0);
     putMarker(1);
     std::string line;
@@ -67,9 +75,9 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
     return PreprocessedScript{std::move(output_), std::move(map_), std::move(defineUses_)};
 }
 
-void Preprocessor::addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy) {
+void Preprocessor::addFile(Input input, std::string nativePath, const SourcePos& broughtInBy) {
     input.file = static_cast<std::int32_t>(files_.size());
-    files_.push_back({platform::nativePath(openedPath), broughtInBy});
+    files_.push_back({std::move(nativePath), broughtInBy});
     const bool oneLine = ctx_.reporter.hintsWanted() && input.text.find('\r') != std::string::npos &&
                          input.text.find('\n') == std::string::npos;
     if (const SourcePos start = {input.file, 1, 1, 2}; oneLine && ctx_.reporter.firstHintAt(start))

@@ -24,11 +24,15 @@ struct PreprocessedScript {
 /// One run. Pragmas change ctx.options and ctx.reporter.state as they are met, and stay in force afterwards.
 class Preprocessor {
 public:
-    /// @param files  receives the script and every file inserted
-    Preprocessor(EngineContext& ctx, SourceFiles& files) : ctx_(ctx), files_(files) {}
+    /// @param files        receives the script and every file inserted
+    /// @param locatedOnly  see CompileOptions
+    Preprocessor(EngineContext& ctx, SourceFiles& files, bool locatedOnly = false)
+        : ctx_(ctx), files_(files), locatedOnly_(locatedOnly) {}
 
     /// @return nothing when a file cannot be opened or a directive is wrong (reported)
     std::optional<PreprocessedScript> run(std::string_view inputPath);
+    /// The same for a text that lies in no file.
+    std::optional<PreprocessedScript> runText(std::string_view name, std::string_view text);
 
 private:
     /// A file being read.
@@ -43,7 +47,9 @@ private:
         bool pieceEndsLine = true;  // the current piece reaches to the end of its physical line
     };
 
-    void addFile(Input input, std::string_view openedPath, const SourcePos& broughtInBy);
+    std::optional<PreprocessedScript> process();
+    /// @param nativePath  where people find it
+    void addFile(Input input, std::string nativePath, const SourcePos& broughtInBy);
     bool readLine(std::string& line);
     void processLine(std::string& line);
     void directive(std::string_view line);
@@ -68,6 +74,7 @@ private:
 
     EngineContext& ctx_;
     SourceFiles& files_;
+    const bool locatedOnly_;
     std::vector<Input> inputs_;  // the open files, outermost first
     DefineTable defines_;
     DefineUses defineUses_;

@@ -83,7 +83,8 @@ struct EngineServices {
     ProcessState* process = nullptr;         ///< required by the built-ins that reach the operating system
     QueueService* queues = nullptr;          ///< null: there are no queues
     NativeCallees* natives = nullptr;        ///< null: scripts bring in no libraries
-    void* host = nullptr;  ///< what host-side built-ins find again; the engine never looks at it
+    void* host = nullptr;      ///< what host-side built-ins find again; the engine never looks at it
+    bool filesClosed = false;  ///< arrays are not made of files
 };
 
 /// An active call: the function and the first stack cell that belongs to it.

@@ -24,6 +24,7 @@ ValueCell lineValue(const char* piece) {
 }  // namespace
 
 void loadArrayFile(EngineContext& ctx, ArrayRecord& array, std::string_view name) {
+    if (ctx.services.filesClosed) return ctx.report(MessageId::NotAllowed, "an array made of a file");
     const std::string path = convertSeparators(ctx, name);
     if (!platform::pathExists(path)) {
         ctx.report(MessageId::ArrayFileMissing, path);

@@ -310,13 +310,19 @@ void adviseOnMissingProcess(EngineContext& ctx) {
 
 }  // namespace
 
+bool checkProcess(EngineContext& ctx) {
+    if (ctx.program->findFunction("process") != nullptr) return true;
+    ctx.report(MessageId::ProcessMissing);
+    adviseOnMissingProcess(ctx);
+    return false;
+}
+
 bool checkProgram(EngineContext& ctx) {
+    return checkProcess(ctx) && checkNames(ctx);
+}
+
+bool checkNames(EngineContext& ctx) {
     const Program& program = *ctx.program;
-    if (program.findFunction("process") == nullptr) {
-        ctx.report(MessageId::ProcessMissing);
-        adviseOnMissingProcess(ctx);
-        return false;
-    }
     bool ok = true;
     bool fieldExplained = false;
     for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {

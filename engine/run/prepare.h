@@ -5,9 +5,16 @@
 
 namespace kestrel {
 
-/// Checks a compiled program: a function "process", every "::name", every undeclared name (strict mode).
-/// Reports each problem.
+/// Checks that a compiled program has the function "process", which hosts demand of every script; reports
+/// that it is missing.
+[[nodiscard]] bool checkProcess(EngineContext& ctx);
+
+/// Checks a compiled program: every "::name", every undeclared name (strict mode). Reports each problem.
 /// @return true when there is none
+[[nodiscard]] bool checkNames(EngineContext& ctx);
+
+/// Both; what lacks a "process" is not looked at any further.
+/// @return true when there is no problem
 [[nodiscard]] bool checkProgram(EngineContext& ctx);
 
 /// Resolves every jump target, loop top, callee and "::name" once into the nodes' link fields.
