@@ -10,7 +10,7 @@ bool attachDebugger(EngineContext& engine, std::string_view link) {
     return openDebugLink(engine, !link.empty() ? link : engine.options.debugName,
                          [&host]() -> std::optional<debug::Pixel> {
                              if (host.sample == nullptr) return std::nullopt;
-                             return debug::Pixel{host.sample->sx, host.sample->sy};
+                             return debug::Pixel{host.shadingSample()->sx, host.shadingSample()->sy};
                          });
 }
 

@@ -62,7 +62,7 @@ void illuminateBuiltin(BuiltinCall& call) {
     const ValueCell& light = call.arg(0);
     const SceneItem* item = light.type == HxObject ? static_cast<const SceneItem*>(light.object) : nullptr;
     if (item == nullptr || item->kind == kImageItem) return call.failType(1);
-    const ShadingSample* sample = shaderContext(call.ctx).sample;
+    const ShadingSample* sample = shaderContext(call.ctx).shadingSample();
     if (sample == nullptr || sample->illuminate == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 
@@ -82,7 +82,7 @@ void raytraceBuiltin(BuiltinCall& call) {
     Triple direction{};
     if (!tripleArgument(call, 1, direction)) return;
     if (!tripleArgument(call, 0, point)) return;
-    const ShadingSample* sample = shaderContext(call.ctx).sample;
+    const ShadingSample* sample = shaderContext(call.ctx).shadingSample();
     if (sample == nullptr || sample->rayTrace == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 

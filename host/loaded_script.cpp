@@ -2,11 +2,9 @@
 
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
-#include "frontend/compiler.h"
 #include "host/attach_debugger.h"
 #include "platform/paths.h"
 
-#include <exception>
 #include <utility>
 
 namespace kestrel {
@@ -19,20 +17,6 @@ constexpr std::array<std::string_view, kHostFunctions> kFunctionNames = {
 };
 
 }  // namespace
-
-CallScope::CallScope(EngineContext& ctx) noexcept : ctx_(ctx), exceptions_(std::uncaught_exceptions()) {}
-
-CallScope::~CallScope() {
-    if (std::uncaught_exceptions() > exceptions_) {
-        ctx_.run.frames.resize(1);
-        ctx_.run.trimCalls(0);
-        ctx_.run.abort = true;
-    }
-    try {
-        finishCall(ctx_);
-    } catch (const std::exception&) {  // what could not be swept waits for the next call
-    }
-}
 
 LoadedScript::LoadedScript(ScriptEnvironment& environment)
     : host(environment), engine(environment.services(host)) {
@@ -54,11 +38,8 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     const std::string debugLink = std::exchange(host.environment.debugLink, {});
     // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The
     // compile empties that list first, so by design they never take effect, and the setting is not read.
-    engine.reset();
-    engine.reporter.state.scriptPath = platform::upperCase(systemPath);
-    engine.scriptFile = systemPath;
     engine.instanceNumber = instanceNumber;
-    if (compileScript(engine, systemPath, {.native = &host.native}) != 0 || !checkProgram(engine))
+    if (!compileInto(engine, systemPath, {.native = &host.native}) || !mayRun(engine, Demand::Process))
         return false;
     engine.reporter.hints = host.environment.advice;
     linkProgram(engine);

@@ -4,6 +4,7 @@
 #include "engine/context/context.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
+#include "script/loading.h"
 
 #include <array>
 #include <cstddef>
@@ -55,20 +56,6 @@ private:
     bool prepare(std::string_view systemPath, int instanceNumber);
 
     std::array<FunctionRecord*, kHostFunctions> functions_{};
-};
-
-/// Ends a call of a script function whichever way the scope is left. An exception leaves the engine ready for
-/// the next call, with the abort flag set.
-class CallScope {
-public:
-    explicit CallScope(EngineContext& ctx) noexcept;
-    ~CallScope();
-    CallScope(const CallScope&) = delete;
-    CallScope& operator=(const CallScope&) = delete;
-
-private:
-    EngineContext& ctx_;
-    int exceptions_;
 };
 
 }  // namespace kestrel

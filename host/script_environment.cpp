@@ -4,6 +4,10 @@
 
 namespace kestrel {
 
+ShaderContext::ShaderContext(ScriptEnvironment& scriptEnvironment) : environment(scriptEnvironment) {
+    item = shadedItem;
+}
+
 ShaderContext::~ShaderContext() {
     environment.requester.endOf(this);
 }
@@ -24,7 +28,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.process = &process;
     services.queues = &queues;
     services.natives = &host.native;
-    services.host = &host;
+    services.host = static_cast<SampleContext*>(&host);
     return services;
 }
 

@@ -55,18 +55,14 @@ EngineContext& ScriptSession::context() noexcept {
 
 bool ScriptSession::compile(const std::string& nativePath, const CompileOptions& options) {
     EngineContext& engine = parts_->engine;
-    const std::string path = platform::systemPath(nativePath);
-    engine.reset();
     parts_->linked = false;
-    engine.reporter.state.scriptPath = platform::upperCase(path);
-    engine.scriptFile = path;
     CompileOptions all = options;
     all.native = &parts_->host.native;
-    return compileScript(engine, path, all) == 0;
+    return compileInto(engine, platform::systemPath(nativePath), all);
 }
 
 bool ScriptSession::check() {
-    return checkProgram(parts_->engine);
+    return mayRun(parts_->engine, Demand::Process);
 }
 
 std::vector<std::string> ScriptSession::globals() {

@@ -8,6 +8,7 @@
 #include "host/host_interface.h"
 #include "host/scene_item_pool.h"
 #include "host/state_object.h"
+#include "script/sample_context.h"
 
 #include <array>
 #include <cstdint>
@@ -21,22 +22,24 @@ class ScriptEnvironment;
 inline constexpr std::size_t kDescriptionLimit = 79;
 inline constexpr std::size_t kFlagCount = 11;
 
-struct ShaderContext {
-    explicit ShaderContext(ScriptEnvironment& scriptEnvironment) : environment(scriptEnvironment) {}
+struct ShaderContext : SampleContext {
+    explicit ShaderContext(ScriptEnvironment& scriptEnvironment);
     /// Closes the panel that the script has left open.
     ~ShaderContext();
     ShaderContext(const ShaderContext&) = delete;
     ShaderContext& operator=(const ShaderContext&) = delete;
 
+    /// Null but while `process` runs.
+    [[nodiscard]] ShadingSample* shadingSample() const noexcept {
+        return static_cast<ShadingSample*>(sample);
+    }
+
     ScriptEnvironment& environment;
     std::string description;                                ///< at most kDescriptionLimit characters
     bool customDescription = false;                         ///< the script chose the description itself
     std::array<std::uint8_t, kFlagCount> requestedFlags{};  ///< what flags() asked for, by flag number
-    /// The first instruction since somebody asked that wrote a number which is not finite into a sample.
-    SourcePos badWrite;
-    ShadingSample* sample = nullptr;       ///< set while `process` runs
-    const LoadState* loadState = nullptr;  ///< set while the script's `load` runs
-    const SaveState* saveState = nullptr;  ///< set while the script's `save` runs
+    const LoadState* loadState = nullptr;                   ///< set while the script's `load` runs
+    const SaveState* saveState = nullptr;                   ///< set while the script's `save` runs
     // Scripts may keep the object that they were handed, so it lives as long as they do.
     StateObject loadObject{true, false};
     StateObject saveObject{false, false};
@@ -47,7 +50,7 @@ struct ShaderContext {
 };
 
 [[nodiscard]] inline ShaderContext& shaderContext(const EngineContext& ctx) noexcept {
-    return *static_cast<ShaderContext*>(ctx.services.host);
+    return static_cast<ShaderContext&>(sampleContext(ctx));
 }
 
 }  // namespace kestrel

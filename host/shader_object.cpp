@@ -1,109 +1,22 @@
 #include "host/shader_object.h"
 
-#include "engine/operations/members.h"
 #include "host/host_builtins.h"
 #include "host/shader_context.h"
+#include "script/include/kestrel/script.h"
 
-#include <cmath>
 #include <cstddef>
-#include <cstring>
 
 namespace kestrel {
 
 namespace {
 
-template <class T>
-T load(const EngineContext& ctx, std::size_t offset) {
-    T value;
-    std::memcpy(&value, reinterpret_cast<const unsigned char*>(shaderContext(ctx).sample) + offset,
-                sizeof value);
-    return value;
-}
-
-/// The index has been checked; a member of one number has none.
-std::size_t placeOf(const MemberAccess& access, const MemberRow& row) noexcept {
-    return row.elements > 1 ? row.detail + static_cast<std::size_t>(access.index - 1) * sizeof(double)
-                            : row.detail;
-}
-
-bool readReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, ValueCell& out) {
-    out.setScalar(Number, load<double>(ctx, placeOf(access, row)));
-    return true;
-}
-
-bool readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
-    out.setScalar(Integer, load<std::int32_t>(ctx, row.detail));
-    return true;
-}
-
-bool readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
-    SceneItem* item = shaderContext(ctx).items.make(ctx, HX_MESH, load<HostItemID>(ctx, row.detail));
-    out = item != nullptr ? ValueCell::ofObject(HxObject, item) : ValueCell::ofNil();
-    return true;
-}
-
-bool readNothing(EngineContext&, const MemberAccess&, const MemberRow&, ValueCell&) {
-    return false;
-}
-
-void noteBadWrite(EngineContext& ctx) {
-    ShaderContext& shader = shaderContext(ctx);
-    if (!shader.badWrite.known() && ctx.run.node != nullptr) shader.badWrite = ctx.run.node->pos;
-}
-
-bool writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, const ValueCell& value,
-               int op, ValueCell& out) {
-    if (!value.isNumeric()) {
-        ctx.report(MessageId::SampleMemberType, access.member);
-        return false;
-    }
-    const std::size_t place = placeOf(access, row);
-    const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.number, op);
-    if (!update.ok) return false;
-    if (!std::isfinite(update.value)) [[unlikely]]
-        noteBadWrite(ctx);
-    std::memcpy(reinterpret_cast<unsigned char*>(shaderContext(ctx).sample) + place, &update.value,
-                sizeof(double));
-    return update.leave(out);
-}
-
-enum class Form { Whole, Item, Real };
-enum class Access { ReadOnly, Writable, Silent, ReadsOXfrm };
-
-constexpr MemberRow memberRow(std::string_view name, Form form, int count, Access access, std::size_t offset,
-                              std::string_view description) {
-    MemberRow row{name, MemberType::Number, count, readReal, nullptr, offset, description};
-    if (form == Form::Whole) {
-        row.type = MemberType::Integer;
-        row.read = readWhole;
-    } else if (form == Form::Item) {
-        row.type = MemberType::Object;
-        row.read = readItem;
-    }
-    switch (access) {
-        case Access::ReadOnly:
-            break;
-        case Access::Writable:
-            row.write = writeReal;
-            break;
-        case Access::Silent:
-            row.type = MemberType::Nothing;
-            row.read = readNothing;
-            row.elements = 1;  // its index is not looked at
-            break;
-        case Access::ReadsOXfrm:
-            row.detail = offsetof(ShadingSample, oXfrm);
-            break;
-    }
-    return row;
-}
-
-constexpr MemberRow kMembers[] = {
-#define KESTREL_SAMPLE_MEMBER(name, form, count, access, description) \
-    memberRow(#name, Form::form, count, Access::access, offsetof(ShadingSample, name), description),
-#include "host/sample_members.def"
+// Scripts reach a host's record by the places that the library's has.
+#define KESTREL_SAMPLE_MEMBER(name, ...)                                             \
+    static_assert(offsetof(ShadingSample, name) == offsetof(script::Sample, name) && \
+                  sizeof(ShadingSample::name) == sizeof(script::Sample::name));
+#include "script/sample_members.def"
 #undef KESTREL_SAMPLE_MEMBER
-};
+static_assert(sizeof(ShadingSample) == sizeof(script::Sample));
 
 /// A built-in that is a method too; it counts its arguments itself.
 template <BuiltinHandler kHandler>
@@ -120,36 +33,13 @@ constexpr MethodRow kMethods[] = {
      "What a ray hits: the distance (negative for nothing) and the colour, four numbers."},
 };
 
-constexpr KindWording kWording = {
-    .unknownMethod = MessageId::UnknownSampleMethod,
-    .argumentCount = {},
-    .unknownMemberRead = MessageId::UnknownSampleMember,
-    .unknownMemberWrite = MessageId::AssignedSampleMember,
-    .pieceOfName = MessageId::PartOfSampleMember,
-    .readOnly = MessageId::SampleReadOnly,
-    .memberIndex = MessageId::SampleIndexRange,
-};
-
 }  // namespace
 
-ShaderObjectKind::ShaderObjectKind()
-    : ObjectKind(ObjectInterface("shading sample", kMembers, kMethods, kWording)) {}
+ShaderObjectKind::ShaderObjectKind() : SampleKind(kMethods) {}
 
-std::string_view ShaderObjectKind::internalName(std::int32_t) const {
-    return "ShaderObj";
-}
-
-std::optional<bool> ShaderObjectKind::beginRead(EngineContext& ctx, const MemberAccess&, ValueCell& out) {
-    if (shaderContext(ctx).sample != nullptr) return std::nullopt;
-    out = ValueCell::ofNil();
-    return true;
-}
-
-std::optional<bool> ShaderObjectKind::beginWrite(EngineContext& ctx, const MemberAccess&, const ValueCell&,
-                                                 int op, ValueCell& out) {
-    if (shaderContext(ctx).sample != nullptr) return std::nullopt;
-    out = ValueCell::ofNil();
-    return isIncrement(op);
+ValueCell shadedItem(EngineContext& ctx, std::uint32_t number) {
+    SceneItem* item = shaderContext(ctx).items.make(ctx, HX_MESH, number);
+    return item != nullptr ? ValueCell::ofObject(HxObject, item) : ValueCell::ofNil();
 }
 
 }  // namespace kestrel

@@ -1,27 +1,18 @@
-// The shading object that `process` is handed: members of the sample, light and rays.
+// The shading object of a host: beside the members of the sample, light and rays.
 #pragma once
 
-#include "engine/context/object_kind.h"
+#include "script/sample_kind.h"
 
 #include <cstdint>
 
 namespace kestrel {
 
-/// Values of type ShaderObj. They carry nothing: the object always means the sample that is being evaluated.
-class ShaderObjectKind final : public ObjectKind {
+class ShaderObjectKind final : public SampleKind {
 public:
-    static constexpr std::int32_t kTags[] = {ShaderObj};
-
     ShaderObjectKind();
-
-    [[nodiscard]] std::string_view internalName(std::int32_t tag) const override;
-
-protected:
-    /// Outside `process` every member is Nil, and assignments change nothing.
-    [[nodiscard]] std::optional<bool> beginRead(EngineContext& ctx, const MemberAccess& access,
-                                                ValueCell& out) override;
-    [[nodiscard]] std::optional<bool> beginWrite(EngineContext& ctx, const MemberAccess& access,
-                                                 const ValueCell& value, int op, ValueCell& out) override;
 };
+
+/// The item that is shaded, for SampleContext::item.
+[[nodiscard]] ValueCell shadedItem(EngineContext& ctx, std::uint32_t number);
 
 }  // namespace kestrel

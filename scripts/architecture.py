@@ -19,13 +19,13 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/architecture.svg"
 FOLDERS = (  # from the ground up
-    "platform", "engine", "frontend", "builtins", "ipc", "agents", "host", "reference", "preview", "cli")
+    "platform", "engine", "frontend", "builtins", "ipc", "agents", "script", "host", "reference", "preview", "cli")
 FREE = ("fuzz",)
 DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
 INTERFACE = "host/host_interface.h"
-PUBLIC = {INTERFACE, "host/sample_members.def"}  # what the header and the table beside it say, every host may know
+PUBLIC = {INTERFACE, "script/sample_members.def"}  # what the header and the table beside it say, every host may know
 DOORS = {"preview": PUBLIC, "cli": PUBLIC | {"host/script_session.h"}}  # all that they see of host/
 
 SOURCE = re.compile(r"\.(h|c|cpp|y|l|def)$")
@@ -96,8 +96,8 @@ def read_rooms(folder):
 
 def unit_of(name):
     """The box of the picture in which a source lies: a folder, a room (`engine/values`), or the interface."""
-    if name in PUBLIC:
-        return INTERFACE
+    if name == INTERFACE:
+        return name
     parts = name.split("/")
     return f"{parts[0]}/{room_of(name)}" if parts[0] in DRAWN_ROOMS else parts[0]
 
@@ -114,6 +114,8 @@ def wrong_way(name, target, links, rooms):
     folder, other = name.split("/")[0], target.split("/")[0]
     if other in FREE and folder not in FREE:
         return f"nobody includes {other}/"
+    if target in PUBLIC and folder in DOORS:
+        return None
     if folder == other:
         if folder not in rooms:
             return None
@@ -181,7 +183,7 @@ def faults(includes, links, rooms):
 
 LINE, CORNER, GAP, LANE = "#7d858c", 7, 46, 16
 COLORS = {"platform": "#d8cdb8", "engine": "#bcd3e8", "frontend": "#c6dfc0", "builtins": "#f0d9b0", "ipc": "#dfe3c8",
-          "agents": "#e8d3dd",
+          "agents": "#e8d3dd", "script": "#cfe0da",
           "host": "#e6c3bb", "reference": "#e9dfc4", "preview": "#d7c8e6", "cli": "#cfd4d8"}
 
 
@@ -222,6 +224,7 @@ def layout(rooms):
     boxes["host"] = host = Box(beside, reference.bottom + GAP, main - beside, 70)
     boxes[INTERFACE] = Box(main - 190, host.y + 12, 178, host.h - 24)
     boxes["agents"] = agents = Box(left + 116, host.bottom + GAP, 230, 56)
+    boxes["script"] = Box(agents.right + 50, agents.y, 210, 56)
     y = agents.bottom + GAP
     built = Box(left + 190, y, main - left - 190, header + 3 * row + 2 * 28 + 14)
     boxes["builtins"] = built
@@ -258,7 +261,7 @@ def path(points):
 def lanes(boxes, arrows, edge, step):
     """Arrows that pass other boxes: out at the side, along a lane, and in. One lane for each target, the lowest target's
     outermost; lines of one box leave and arrive at places of their own, so that they do not run into each other."""
-    targets = sorted({target for _, target in arrows}, key=lambda t: boxes[t].y)
+    targets = sorted({target for _, target in arrows}, key=lambda t: (boxes[t].y, t))
     at = {target: edge + step * (i + 1) for i, target in enumerate(targets)}
 
     def port(box, place):
@@ -268,7 +271,7 @@ def lanes(boxes, arrows, edge, step):
     drawn = []
     for source, target in sorted(arrows):
         a, b, x = boxes[source], boxes[target], at[target]
-        out = sorted((t for s, t in arrows if s == source), key=lambda t: -boxes[t].y).index(target)
+        out = sorted((t for s, t in arrows if s == source), key=lambda t: (-boxes[t].y, t)).index(target)
         start = [(x, a.bottom)] if a.x < x < a.right else [port(a, 6 * out), (x, port(a, 6 * out)[1])]
         end = [(x, b.y)] if b.x < x < b.right else [(x, port(b, -7)[1]), port(b, -7)]
         drawn.append(path(start + end))

@@ -16,7 +16,7 @@ using Form = SampleMember::Form;
 constexpr SampleMember kMembers[] = {
 #define KESTREL_SAMPLE_MEMBER(name, form, count, access, description) \
     SampleMember{#name, Form::form, offsetof(ShadingSample, name), count},
-#include "host/sample_members.def"
+#include "script/sample_members.def"
 #undef KESTREL_SAMPLE_MEMBER
 };
 

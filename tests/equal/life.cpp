@@ -104,7 +104,7 @@ std::string tell(const ShadingSample& sample) {
         }
     };
 #define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) add(sample.name);
-#include "host/sample_members.def"
+#include "script/sample_members.def"
 #undef KESTREL_SAMPLE_MEMBER
     return line;
 }

@@ -99,7 +99,7 @@ ShadingSample makeSample(std::uint64_t seed, int number) {
     const auto form = static_cast<Form>(number % 4);
     ShadingSample sample{};
 #define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) fill(sample.name, random, form);
-#include "host/sample_members.def"
+#include "script/sample_members.def"
 #undef KESTREL_SAMPLE_MEMBER
     if (form == Form::Grid) {
         sample.sx = number / 4 % 3;

@@ -1,0 +1,116 @@
+// The state of engines and scripts behind the public handles.
+#pragma once
+
+#include "builtins/files/file_methods.h"
+#include "builtins/store/persistent_store.h"
+#include "builtins/system/process_state.h"
+#include "engine/context/context.h"
+#include "engine/kinds/engine_kinds.h"
+#include "platform/registry.h"
+#include "script/functions.h"
+#include "script/include/kestrel/script.h"
+#include "script/sample_context.h"
+#include "script/sample_kind.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kestrel::script {
+
+struct Canceller::Impl {
+    RunWatch watch;
+};
+
+/// Where scripts find inserts and libraries: in folders, and nowhere outside of them.
+class FolderLocator final : public ComponentLocator {
+public:
+    explicit FolderLocator(const std::vector<std::string>& nativeFolders);
+    bool locate(EngineContext& ctx, std::string_view name, std::string& fullPath) override;
+
+    std::optional<std::string> scriptFolder;  ///< of the script that is compiled, where it has one
+
+private:
+    std::vector<std::string> folders_;  // in the system's form
+};
+
+struct Engine::Impl {
+    explicit Impl(Options engineOptions);
+
+    Options options;
+    std::vector<std::shared_ptr<const DefinedFunction>> defined;
+    std::shared_ptr<const FunctionTable> functions;  ///< null until the next compile wants it
+    std::shared_ptr<Canceller::Impl> canceller = std::make_shared<Canceller::Impl>();
+    FolderLocator locator;
+    std::optional<platform::Registry> registry;  ///< only where scripts may store
+    std::optional<PersistentStore> store;
+    ProcessState process;
+    builtins::FileKind files;
+    SampleKind samples;
+    EngineKinds kinds;
+    std::atomic<std::thread::id> user;  ///< the thread that is at work
+    int uses = 0;                       ///< its nested uses
+};
+
+/// One use of an engine.
+class Use {
+public:
+    /// @throws std::logic_error while another thread is at work with it
+    explicit Use(Engine::Impl& engine);
+    ~Use();
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+private:
+    Engine::Impl& engine_;
+};
+
+struct Script::Impl final : SampleContext, private MessageSink {
+    explicit Impl(std::shared_ptr<Engine::Impl> scriptEngine);
+    ~Impl() override;
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    /// Compiles it and runs its code outside functions.
+    /// @return false when it does not compile, or was cancelled
+    [[nodiscard]] bool load(std::string_view path, std::optional<std::string_view> text);
+    /// Runs a function with what lies on the stack as arguments; its results are on the stack.
+    Status run(FunctionRecord& function);
+    [[nodiscard]] Status status() const noexcept;
+
+    const std::shared_ptr<Engine::Impl> engine;
+    const std::shared_ptr<const FunctionTable> functions;
+    std::vector<Diagnostic> diagnostics;
+    bool busy = false;
+    FunctionRecord* process = nullptr;
+    Variable argument;  ///< what messages call an array that comes from outside
+    EngineContext ctx;
+
+private:
+    [[nodiscard]] EngineServices services() noexcept;
+    void show(const Message& message) override;
+};
+
+[[nodiscard]] inline Script::Impl& stateOf(const EngineContext& ctx) noexcept {
+    return static_cast<Script::Impl&>(sampleContext(ctx));
+}
+
+/// A script at work: begins with no diagnostics and ends with an empty stack.
+class Work {
+public:
+    /// @throws std::logic_error when it is at work already
+    explicit Work(Script::Impl& script);
+    ~Work();
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+
+private:
+    std::shared_ptr<Engine::Impl> engine_;
+    Use use_;
+    Script::Impl& script_;
+};
+
+}  // namespace kestrel::script
