@@ -18,6 +18,11 @@ foreach(HEADERS host agent)
     install(TARGETS kestrel_${HEADERS}_headers EXPORT kestrel-targets)
 endforeach()
 
+# The engine as a library for programs that embed it.
+set_target_properties(kestrel_script_shared PROPERTIES EXPORT_NAME script)
+install(TARGETS kestrel_script_shared EXPORT kestrel-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES script/include/kestrel/script.h DESTINATION ${KESTREL_INCLUDE_DIR})
+
 # The module is loaded, never linked: hosts ask the target for its file.
 set_target_properties(kestrel_pt PROPERTIES EXPORT_NAME module)
 install(TARGETS kestrel_pt EXPORT kestrel-targets LIBRARY DESTINATION ${KESTREL_MODULE_DIR})

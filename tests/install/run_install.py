@@ -70,6 +70,7 @@ class Installed(unittest.TestCase):
         package, = (self.folder / "package").glob("kestrel_*.deb")
         contents = self.run_program("dpkg-deb", "-c", package)
         for file in ("bin/kestrel", "lib/kestrel/kestrel-pt.so", "share/man/man1/kestrel.1", "include/kestrel/sdk/",
+                     "include/kestrel/script.h", "lib/libkestrel-script.so.1",
                      "share/doc/kestrel/README.md"):
             self.assertIn(f" ./usr/{file}", contents)
         needed = self.run_program("dpkg-deb", "-f", package, "Depends")
