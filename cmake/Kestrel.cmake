@@ -21,6 +21,12 @@ if(KESTREL_SANITIZE)
     add_compile_definitions(KESTREL_SANITIZED)
 endif()
 
+if(KESTREL_THREADS)
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer -g1)
+    add_link_options(-fsanitize=thread)
+    add_compile_definitions(KESTREL_SANITIZED)
+endif()
+
 if(KESTREL_TINY_LIMITS)
     add_compile_definitions(KESTREL_TINY_LIMITS)
 endif()
