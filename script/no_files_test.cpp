@@ -1,18 +1,18 @@
-// What a compile from memory asks of the system: no file at all. The kernel is the witness: a child process compiles and
-// runs a script between two marks, and every call of the system that it makes there is looked at.
+// What a compile from memory asks of the system: no file at all. The kernel is the witness: a child process
+// compiles and runs a script between two marks, and every call of the system that it makes there is looked
+// at.
 #include "script/include/kestrel/script.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdint>
-#include <set>
-#include <vector>
-
-#include <csignal>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <set>
+#include <vector>
 
 namespace kestrel::script {
 
@@ -31,7 +31,8 @@ int compileAndRun() {
     {
         Engine engine;
         engine.define("twice", 1, [](std::span<const Value> arguments) { return arguments[0].number() * 2; });
-        Compiled compiled = engine.compile("var g = 1; f: x { return twice(x) + g; } process: sa { sa.eta = 2; }");
+        Compiled compiled =
+            engine.compile("var g = 1; f: x { return twice(x) + g; } process: sa { sa.eta = 2; }");
         Sample sample;
         fine = compiled && compiled.script->call("f", {2}).values == std::vector<Value>{5.0} &&
                compiled.script->evaluate(sample) == Status::Done && sample.eta == 2.0;
@@ -42,9 +43,9 @@ int compileAndRun() {
 
 /// Those that need no path and open nothing: memory, locks, time, and what ends a process.
 bool isHarmless(std::uint64_t call) {
-    static const std::set<std::uint64_t> kHarmless{SYS_brk,   SYS_mmap,          SYS_munmap,       SYS_mremap,
-                                                   SYS_futex, SYS_mprotect,      SYS_madvise,      SYS_getrandom,
-                                                   SYS_getpid, SYS_gettid,       SYS_clock_gettime};
+    static const std::set<std::uint64_t> kHarmless{SYS_brk,    SYS_mmap,     SYS_munmap,       SYS_mremap,
+                                                   SYS_futex,  SYS_mprotect, SYS_madvise,      SYS_getrandom,
+                                                   SYS_getpid, SYS_gettid,   SYS_clock_gettime};
     return kHarmless.contains(call);
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests: optimised by g++, then once more by clang, under AddressSanitizer and UBSan. So two
-# compilers warn. KESTREL_TEST_QUICK=1 stops after the first round.
+# Builds everything and runs all tests: optimised by g++, then once more by clang, under AddressSanitizer and UBSan, and what runs
+# in threads under ThreadSanitizer. So two compilers warn. KESTREL_TEST_QUICK=1 stops after the first round.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,5 +24,6 @@ scripts/format.sh --check
 run_preset release
 if [[ -z "${KESTREL_TEST_QUICK:-}" ]]; then
     run_preset asan
+    run_preset thread
 fi
 echo "test: all tests passed."

@@ -1,4 +1,5 @@
-// A program with a script in it: compiles it, gives it a function, calls one of its own and shades a few samples.
+// A program with a script in it: compiles it, gives it a function, calls one of its own and shades a few
+// samples.
 #include <kestrel/script.h>
 
 #include <cstdio>
@@ -37,7 +38,8 @@ int main() {
     for (int i = 0; i < 3; ++i) {
         Sample sample;
         sample.oPos[0] = i * 1.25;
-        if (script.evaluate(sample) == Status::Done) std::printf("x %g: red %g\n", sample.oPos[0], sample.color[0]);
+        if (script.evaluate(sample) == Status::Done)
+            std::printf("x %g: red %g\n", sample.oPos[0], sample.color[0]);
         print(script.diagnostics());
     }
     return 0;

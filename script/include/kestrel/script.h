@@ -212,7 +212,7 @@ private:
 };
 
 /// A script that has been compiled and whose code outside functions has run. A handle: copies mean the same
-/// script, which is unloaded with the last of them.
+/// script, which is unloaded with the last of them. One that was moved from can only be assigned to.
 class KESTREL_SCRIPT_API Script {
 public:
     [[nodiscard]] bool has(std::string_view function) const;
