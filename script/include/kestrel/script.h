@@ -14,18 +14,16 @@
 ///               call at a time when it cannot be made. Memory of the program that runs out is
 ///               std::bad_alloc.
 ///   Threads     An engine and its scripts are used by one thread at a time; which one may change. A call
-///   that
-///               finds another thread at work with the engine throws std::logic_error and does nothing else.
-///               Engines have nothing in common, so each thread can have its own. Canceller alone is for any
-///               thread. Engines and scripts must not be destroyed while another thread is at work with them.
+///               that finds another thread at work with the engine throws std::logic_error and does nothing
+///               else. Engines have nothing in common, so each thread can have its own. Canceller alone is for
+///               any thread. Engines and scripts must not be destroyed while another thread is at work with
+///               them.
 ///   Re-entry    A function that a script calls may use other scripts of its engine. The script that is
-///   calling
-///               it is busy: using it throws std::logic_error, which, not caught, becomes an error of that
-///               call.
+///               calling it is busy: using it throws std::logic_error, which, not caught, becomes an error of
+///               that call.
 ///   Trust       Scripts compute. Files, other programs and stored values are closed unless Options open
-///   them;
-///               a script that calls what is closed gets the error "not-allowed", and the call gives nil. A
-///               function that does not return is ended by a Canceller.
+///               them; a script that calls what is closed gets the error "not-allowed", and the call gives
+///               nil. A function that does not return is ended by a Canceller.
 #ifndef KESTREL_SCRIPT_H
 #define KESTREL_SCRIPT_H
 
