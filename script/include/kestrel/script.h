@@ -15,9 +15,9 @@
 ///               std::bad_alloc.
 ///   Threads     An engine and its scripts are used by one thread at a time; which one may change. A call
 ///               that finds another thread at work with the engine throws std::logic_error and does nothing
-///               else. Engines have nothing in common, so each thread can have its own. Canceller alone is for
-///               any thread. Engines and scripts must not be destroyed while another thread is at work with
-///               them.
+///               else. Engines have nothing in common, so each thread can have its own. Canceller alone is
+///               for any thread. Engines and scripts must not be destroyed while another thread is at work
+///               with them.
 ///   Re-entry    A function that a script calls may use other scripts of its engine. The script that is
 ///               calling it is busy: using it throws std::logic_error, which, not caught, becomes an error of
 ///               that call.
