@@ -58,12 +58,13 @@ class Debugging(unittest.TestCase):
         self.before = shared_objects()
 
     def tearDown(self):
-        for _ in range(20):  # other tests may run beside this one
-            if set(shared_objects()) <= set(self.before):
+        left = {name for name in shared_objects() if name not in self.before and self.link_part in name}
+        for _ in range(20):  # other tests may run beside this one: what comes and goes is theirs
+            left &= set(shared_objects())
+            if not left:
                 return
             time.sleep(0.2)
-        left = [name for name in shared_objects() if name not in self.before and self.link_part in name]
-        self.assertEqual(left, [])
+        self.assertEqual(sorted(left), [])
 
     link_part = "run-"
 
