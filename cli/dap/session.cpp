@@ -225,9 +225,13 @@ bool Server::stepGoesOn() {
 }
 
 void Server::announcePause(const Event& event, const std::vector<int>& breakpoints) {
+    // Where it would have gone on by itself, it is the request that keeps it.
+    const bool kept = event.reason == PauseReason::Entry ? !stopOnEntry_ : event.reason == PauseReason::Stop;
+    const PauseReason reason =
+        kept && pauseWanted_ && breakpoints.empty() ? PauseReason::Request : event.reason;
     paused_ = true;
     pauseWanted_ = pauseTold_ = stopOnEntry_ = false;
-    const auto* row = std::ranges::find(kReasons, event.reason, &ReasonRow::reason);
+    const auto* row = std::ranges::find(kReasons, reason, &ReasonRow::reason);
     Json body{{"reason", breakpoints.empty() ? row->name : "breakpoint"},
               {"description", row->description},
               {"threadId", 1},

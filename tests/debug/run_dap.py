@@ -263,7 +263,7 @@ class Sessions(DebugTest):
             client.begin("launch", {path: [{"line": 6, "condition": "n < 0"}]}, program=str(path))
             time.sleep(0.1)
             client.ask("pause", threadId=1)
-            client.event("stopped")
+            client.stopped("pause")
             client.ask("disconnect")
         # The first line is one like others.
         path, client = self.script(text), self.client()
