@@ -22,9 +22,30 @@ void runningUnderLayout(BuiltinCall& call) {
     call.resultInteger(1.0);
 }
 
+struct InlineForm {
+    BuiltinHandler::Function handler;
+    NumericForm::Rule rule;
+};
+
+/// What the handlers compute that are no adapters and look at numbers and vectors alone.
+constexpr InlineForm kInlineForms[] = {
+    {absolute, NumericForm::Rule::Absolute}, {ceiling, NumericForm::Rule::Ceiling},
+    {floorOf, NumericForm::Rule::Floor},     {range, NumericForm::Rule::Range},
+    {step, NumericForm::Rule::Step},         {magnitude, NumericForm::Rule::Length},
+    {cross3d, NumericForm::Rule::Cross3d},   {dot3d, NumericForm::Rule::Dot3d},
+    {cross2d, NumericForm::Rule::Cross2d},   {dot2d, NumericForm::Rule::Dot2d},
+    {randu, NumericForm::Rule::RandomUnit},
+};
+
+constexpr BuiltinHandler withForm(BuiltinHandler handler) {
+    for (const InlineForm& form : kInlineForms)
+        if (form.handler == handler.run) handler.form.rule = form.rule;
+    return handler;
+}
+
 constexpr BuiltinEntry kRows[] = {
 #define KESTREL_BUILTIN(name, argCount, family, handler, subject, ...) \
-    {name, argCount, handler, BuiltinFamily::family, subjects::k##subject, __VA_ARGS__},
+    {name, argCount, withForm(handler), BuiltinFamily::family, subjects::k##subject, __VA_ARGS__},
 #define KESTREL_HOST_PLACE(name, argCount, withoutHost) {name, argCount, withoutHost, BuiltinFamily::Host},
 #include "builtins/common/builtins.def"
 #undef KESTREL_BUILTIN

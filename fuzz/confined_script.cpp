@@ -46,7 +46,7 @@ void withConfinedNames(BuiltinCall& call) {
 std::vector<BuiltinEntry> confinedRows() {
     const std::span<const BuiltinEntry> host = hostBuiltins();
     std::vector<BuiltinEntry> rows(host.begin(), host.end());
-    const auto replace = [&rows](std::string_view name, BuiltinHandler handler) {
+    const auto replace = [&rows](std::string_view name, BuiltinHandler::Function handler) {
         const BuiltinEntry* row = allBuiltins().find(name);
         require(row != nullptr, "the built-in is still there");
         std::erase_if(rows, [name](const BuiltinEntry& known) { return known.name == name; });

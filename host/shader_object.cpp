@@ -19,7 +19,7 @@ namespace {
 static_assert(sizeof(ShadingSample) == sizeof(script::Sample));
 
 /// A built-in that is a method too; it counts its arguments itself.
-template <BuiltinHandler kHandler>
+template <BuiltinHandler::Function kHandler>
 void builtin(MethodCall& call) {
     kHandler(call);
 }

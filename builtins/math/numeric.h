@@ -102,7 +102,7 @@ VectorValue map(const VectorValue& a, const VectorValue& b, F f) {
 
 /// f(x): by component of a Vector, else a Number.
 template <double (*F)(double)>
-void componentwise(BuiltinCall& call) {
+void applyToComponents(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
     if (x.type == Vector) {
         call.resultVector(map(x.vec, F));
@@ -113,7 +113,7 @@ void componentwise(BuiltinCall& call) {
 
 /// f(a, b): a Vector a pairs up with b, else a Number.
 template <double (*F)(double, double)>
-void pairwise(BuiltinCall& call) {
+void applyToPairs(BuiltinCall& call) {
     const ValueCell& a = call.arg(0);
     if (a.type == Vector) {
         call.resultVector(map(a.vec, vectorOf(call.arg(1)), F));
@@ -122,16 +122,43 @@ void pairwise(BuiltinCall& call) {
     }
 }
 
-/// As pairwise(), but two Integers give the Integer of their truncated values.
+/// As applyToPairs(), but two Integers give the Integer of their truncated values.
 template <double (*F)(double, double)>
-void extremum(BuiltinCall& call) {
+void applyToExtremes(BuiltinCall& call) {
     const ValueCell& a = call.arg(0);
     const ValueCell& b = call.arg(1);
     if (a.type == Integer && b.type == Integer) {
         call.resultInteger(F(std::trunc(a.number), std::trunc(b.number)));
     } else {
-        pairwise<F>(call);
+        applyToPairs<F>(call);
     }
 }
+
+/// What machines have for a function.
+template <auto F>
+inline constexpr NumericForm::Known kKnown = NumericForm::Known::Called;
+template <>
+inline constexpr NumericForm::Known kKnown<squareRoot> = NumericForm::Known::Root;
+template <>
+inline constexpr NumericForm::Known kKnown<fraction> = NumericForm::Known::Fraction;
+template <>
+inline constexpr NumericForm::Known kKnown<radians> = NumericForm::Known::Factor;
+template <>
+inline constexpr NumericForm::Known kKnown<degrees> = NumericForm::Known::Factor;
+template <>
+inline constexpr NumericForm::Known kKnown<smaller> = NumericForm::Known::Smaller;
+template <>
+inline constexpr NumericForm::Known kKnown<larger> = NumericForm::Known::Larger;
+
+// The handlers of rows, with the form that other executors go by.
+template <double (*F)(double)>
+inline constexpr BuiltinHandler componentwise{applyToComponents<F>,
+                                              {NumericForm::Rule::EachComponent, kKnown<F>, F, nullptr}};
+template <double (*F)(double, double)>
+inline constexpr BuiltinHandler pairwise{applyToPairs<F>,
+                                         {NumericForm::Rule::Pairwise, kKnown<F>, nullptr, F}};
+template <double (*F)(double, double)>
+inline constexpr BuiltinHandler extremum{applyToExtremes<F>,
+                                         {NumericForm::Rule::Extremum, kKnown<F>, nullptr, F}};
 
 }  // namespace kestrel::builtins

@@ -92,7 +92,47 @@ private:
     int base_;
 };
 
-using BuiltinHandler = void (*)(BuiltinCall& call);
+/// What a built-in computes of numbers and vectors, and nothing else: for executors that have no stack. With
+/// other kinds of arguments only the handler knows.
+struct NumericForm {
+    enum class Rule : std::uint8_t {
+        None,
+        EachComponent,  ///< one(x); of a Vector by component
+        Pairwise,       ///< two(a, b); of two Vectors by component
+        Extremum,       ///< as Pairwise, but of two Integers the Integer of what is cut
+        Absolute,
+        Ceiling,
+        Floor,
+        Range,
+        Step,
+        Length,
+        Cross3d,
+        Dot3d,
+        Cross2d,
+        Dot2d,
+        RandomUnit,
+    };
+    /// Operations that machines have, in place of a call of one() or two().
+    enum class Known : std::uint8_t { Called, Root, Fraction, Factor, Smaller, Larger };
+
+    Rule rule = Rule::None;
+    Known known = Known::Called;
+    double (*one)(double) = nullptr;
+    double (*two)(double, double) = nullptr;
+};
+
+/// What runs a built-in, and what that computes. They are one thing, so that a row which gets another handler
+/// gets its form, too.
+struct BuiltinHandler {
+    using Function = void (*)(BuiltinCall& call);
+    constexpr BuiltinHandler(Function function = nullptr,
+                             const NumericForm& numericForm = {})  // NOLINT: implicit on purpose
+        : run(function), form(numericForm) {}
+    void operator()(BuiltinCall& call) const { run(call); }
+
+    Function run;
+    NumericForm form;
+};
 
 /// What a built-in is made of; the tables of rows tell more.
 enum class BuiltinFamily : std::uint8_t {
@@ -107,7 +147,7 @@ enum class BuiltinFamily : std::uint8_t {
 struct BuiltinEntry {
     std::string_view name;
     std::int32_t argCount;   ///< exact number of arguments, -1 for any
-    BuiltinHandler handler;  ///< never null: rows without an implementation report so
+    BuiltinHandler handler;  ///< never without a function: rows without an implementation report so
     BuiltinFamily family;
     std::string_view subject = {};  ///< for the reader, as all that follows
     std::string_view signature = {};
