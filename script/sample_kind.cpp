@@ -71,13 +71,16 @@ enum class Access { ReadOnly, Writable, Silent, ReadsOXfrm };
 
 constexpr MemberRow memberRow(std::string_view name, Form form, int count, Access access, std::size_t offset,
                               std::string_view description) {
-    MemberRow row{name, MemberType::Number, count, readReal, nullptr, offset, description};
+    MemberRow row{name,        MemberType::Number, count, readReal, nullptr, offset,
+                  description, MemberLayout::Real};
     if (form == Form::Whole) {
         row.type = MemberType::Integer;
         row.read = readWhole;
+        row.layout = MemberLayout::Whole;
     } else if (form == Form::Item) {
         row.type = MemberType::Object;
         row.read = readItem;
+        row.layout = MemberLayout::None;
     }
     switch (access) {
         case Access::ReadOnly:
@@ -88,6 +91,7 @@ constexpr MemberRow memberRow(std::string_view name, Form form, int count, Acces
         case Access::Silent:
             row.type = MemberType::Nothing;
             row.read = readNothing;
+            row.layout = MemberLayout::None;
             row.elements = 1;  // its index is not looked at
             break;
         case Access::ReadsOXfrm:

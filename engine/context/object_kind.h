@@ -48,6 +48,15 @@ using MemberReader = bool (*)(EngineContext& ctx, const MemberAccess& access, co
 using MemberWriter = bool (*)(EngineContext& ctx, const MemberAccess& access, const MemberRow& row,
                               const ValueCell& value, int op, ValueCell& out);
 
+/// Members that lie in a record which a call of the host brings along: what executors may read and write
+/// without the functions of the row, at MemberRow::detail from its beginning (elements of a member one behind
+/// the other).
+enum class MemberLayout : std::uint8_t {
+    None,   ///< there is more to it
+    Real,   ///< doubles
+    Whole,  ///< a whole number of 32 bits
+};
+
 /// A data member.
 struct MemberRow {
     std::string_view name;
@@ -57,6 +66,7 @@ struct MemberRow {
     MemberWriter write;  ///< null: read-only
     std::size_t detail;  ///< the kind's own, such as a place in a record
     std::string_view description;
+    MemberLayout layout = MemberLayout::None;
 };
 
 /// Which numbers of arguments a method takes.
