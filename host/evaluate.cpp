@@ -96,6 +96,8 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample) {
     LoadedScript* script = runnable(state, instance);
     if (script == nullptr || script->engine.run.abort) return;
+    FunctionRecord* const process = script->function(HostFunction::Process);
+    if (process == nullptr || script->fast.shade(*process, &sample)) return;
     const CurrentSample current(script->host, sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }

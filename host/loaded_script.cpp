@@ -66,6 +66,7 @@ void LoadedScript::call(HostFunction which, std::span<const ValueCell> args) {
 
 void LoadedScript::unload() {
     functions_ = {};
+    fast.reset();
     unloadScript(engine);
 }
 

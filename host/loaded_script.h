@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/fast/fast_process.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
 #include "script/loading.h"
@@ -51,6 +52,7 @@ public:
 
     ShaderContext host;
     EngineContext engine;  ///< after `host`: it goes first
+    fast::FastProcess fast{engine};
 
 private:
     bool prepare(std::string_view systemPath, int instanceNumber);

@@ -1,6 +1,7 @@
 #include "host/script_environment.h"
 
 #include "host/host_builtins.h"
+#include "platform/environment.h"
 
 namespace kestrel {
 
@@ -14,6 +15,8 @@ ShaderContext::~ShaderContext() {
 
 ScriptEnvironment::ScriptEnvironment(MessageSink* messages, RunWatch* watch, Settings settings)
     : libraryPath(store, settings), messages_(messages), watch_(watch), builtins_(hostBuiltins()) {
+    if (const auto name = platform::environment("KESTREL_EXECUTOR"))
+        executor = executorNamed(*name).value_or(Executor::Automatic);
     if (watch != nullptr) registry.setCancel(&watch->requested);
 }
 
@@ -29,6 +32,8 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.queues = &queues;
     services.natives = &host.native;
     services.host = static_cast<SampleContext*>(&host);
+    services.executor = executor;
+    services.codeMemory = &codeMemory;
     return services;
 }
 

@@ -5,6 +5,7 @@
 #include "builtins/store/persistent_store.h"
 #include "builtins/system/process_state.h"
 #include "engine/context/context.h"
+#include "engine/fast/native.h"
 #include "host/file_request.h"
 #include "host/host_interface.h"
 #include "host/locate_component.h"
@@ -47,9 +48,11 @@ public:
     std::string debugLink;       ///< of the script that is loaded next, in place of what its pragma says
     LineHook* lineHook =
         nullptr;  ///< of scripts that are loaded later, where no debugger attaches; may be null
-    std::vector<Preset> presets;    ///< of all scripts that are loaded from now on
-    std::string configurationFile;  ///< where a configuration would be; nothing reads one yet
+    Executor executor = Executor::Automatic;  ///< of scripts that are loaded later; KESTREL_EXECUTOR names it
+    std::vector<Preset> presets;              ///< of all scripts that are loaded from now on
+    std::string configurationFile;            ///< where a configuration would be; nothing reads one yet
 
+    fast::CodeMemory codeMemory;
     platform::Registry registry;
     PersistentStore store{registry};
     LibraryPath libraryPath;

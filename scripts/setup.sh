@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build bison flex           # compiler, build, generated scanner and parser
     clang libclang-rt-dev                      # a second compiler: its warnings, sanitizers and fuzzer
+    libasmjit-dev                              # machine code for shaders
     libsqlite3-dev                             # the module's per-user store
     libembree-dev libpng-dev                   # preview: ray casting, pictures
     libopenexr-dev python3-imath               # pictures in OpenEXR; the latter completes the former's CMake files

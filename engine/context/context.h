@@ -1,6 +1,7 @@
 // All state of one script: program, stack, pool, counters, options. Nothing of the engine is global.
 #pragma once
 
+#include "engine/context/executor.h"
 #include "engine/context/script_queues.h"
 #include "engine/program/program.h"
 #include "engine/report/reporter.h"
@@ -17,6 +18,10 @@
 #include <vector>
 
 namespace kestrel {
+
+namespace fast {
+class CodeMemory;
+}
 
 class EngineContext;
 class KindTable;
@@ -85,6 +90,8 @@ struct EngineServices {
     NativeCallees* natives = nullptr;        ///< null: scripts bring in no libraries
     void* host = nullptr;      ///< what host-side built-ins find again; the engine never looks at it
     bool filesClosed = false;  ///< arrays are not made of files
+    Executor executor = Executor::Automatic;
+    fast::CodeMemory* codeMemory = nullptr;  ///< null: there is no machine code
 };
 
 /// An active call: the function and the first stack cell that belongs to it.
@@ -147,10 +154,11 @@ public:
     EvalStack stack;
     Options options;
     std::unique_ptr<Program> program;
-    std::uint32_t randomState = 1;                     ///< of random() and randu()
-    std::string scriptFile;                            ///< path as handed to the compiler, letter case kept
-    int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
-    std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every one; collectArrays() says when it goes
+    std::uint32_t randomState = 1;  ///< of random() and randu()
+    std::string scriptFile;         ///< path as handed to the compiler, letter case kept
+    std::uint64_t epoch = 0;        ///< counts whatever may have changed the script's state
+    int instanceNumber = 1;         ///< INSTANCE is "pt%d" of it
+    std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every one; collectArrays() says when it goes
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
     bool collecting = false;                               ///< collectArrays() is at work
     std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds

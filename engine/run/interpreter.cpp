@@ -420,6 +420,7 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
 }
 
 void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    ++ctx.epoch;
     ctx.run.abort = false;
     ctx.run.stop = false;
     if (ctx.run.hook != nullptr && start != nullptr) ctx.run.hook->runBegins(ctx, *start);
@@ -495,6 +496,7 @@ bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueC
 }
 
 void finishCall(EngineContext& ctx) {
+    ++ctx.epoch;
     ctx.stack.dropTo(0);
     sweep(ctx);
     ctx.pool.purgeIfWorthwhile();

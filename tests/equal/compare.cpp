@@ -29,14 +29,20 @@ std::string describeDifference(const Pair& pair, const Lines& a, const Lines& b)
 }  // namespace
 
 Outcome compare(const Pair& pair, const test::LanguageScript& script, const Plan& plan) {
-    const Life a = live(pair.first, script, plan);
-    const Life b = live(pair.second, script, plan);
-    Outcome outcome{.found = {}, .endless = a.cut || b.cut, .unsteady = false, .used = a.used && b.used};
+    const bool allLocals = pair.first.keepsLocals && pair.second.keepsLocals;
+    const Life a = live(pair.first, script, plan, allLocals);
+    const Life b = live(pair.second, script, plan, allLocals);
+    Outcome outcome{.found = {},
+                    .endless = a.cut || b.cut,
+                    .unsteady = false,
+                    .samples = b.samples,
+                    .refusal = b.refusal,
+                    .used = a.used && b.used};
     if (a.cut != b.cut)
         outcome.found = std::string((a.cut ? pair.first : pair.second).name) + " does not end";
     if (outcome.endless || a.lines == b.lines) return outcome;
     const auto blocks = otherAddresses();
-    outcome.unsteady = live(pair.first, script, plan).lines != a.lines;
+    outcome.unsteady = live(pair.first, script, plan, allLocals).lines != a.lines;
     if (!outcome.unsteady) outcome.found = describeDifference(pair, a.lines, b.lines);
     return outcome;
 }

@@ -7,7 +7,8 @@ namespace kestrel::equal {
 namespace {
 
 /// The loop that runs two instructions as one and passes over markers.
-std::unique_ptr<Attachment> plain(ScriptEnvironment&) {
+std::unique_ptr<Attachment> plain(ScriptEnvironment& environment) {
+    environment.executor = kestrel::Executor::Definition;
     return std::make_unique<Attachment>();
 }
 
@@ -27,9 +28,23 @@ std::unique_ptr<Attachment> hooked(ScriptEnvironment& environment) {
     return std::make_unique<Hook>(environment);
 }
 
+/// Samples by intermediate code where that can be.
+std::unique_ptr<Attachment> threaded(ScriptEnvironment& environment) {
+    environment.executor = kestrel::Executor::Threaded;
+    return std::make_unique<Attachment>();
+}
+
+/// By machine code where that can be.
+std::unique_ptr<Attachment> native(ScriptEnvironment& environment) {
+    environment.executor = kestrel::Executor::Native;
+    return std::make_unique<Attachment>();
+}
+
 constexpr Executor kExecutors[] = {
     {"plain", plain},
     {"hooked", hooked},
+    {"threaded", threaded, false},
+    {"native", native, false},
 };
 
 }  // namespace

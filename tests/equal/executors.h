@@ -21,6 +21,8 @@ struct Executor {
     std::string_view name;
     /// Makes the scripts that are loaded from now on run on it.
     std::unique_ptr<Attachment> (*use)(ScriptEnvironment& environment);
+    /// Locals that nobody reads before they are assigned hold the same, too.
+    bool keepsLocals = true;
 };
 
 /// The table. A new executor is a row.

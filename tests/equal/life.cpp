@@ -144,8 +144,8 @@ void tellStore(const fs::path& store, Lines& lines) {
 
 class Stage {
 public:
-    Stage(const Executor& executor, Life& life)
-        : life_(life), attachment_(executor.use(state_.environment)) {}
+    Stage(const Executor& executor, Life& life, bool allLocals)
+        : life_(life), allLocals_(allLocals), attachment_(executor.use(state_.environment)) {}
 
     void play(const std::string& file, const Plan& plan) {
         instance_ = createInstance(state_);
@@ -153,6 +153,11 @@ public:
         look("load", "loaded " + std::to_string(loaded));
         for (const Plan::Step& step : plan.steps)
             if (loaded) take(step, plan);
+        if (loaded) {
+            const fast::FastProcess& process = instance_->script()->fast;
+            life_.samples = process.counts();
+            if (process.refusal()) life_.refusal = process.refusal()->reason;
+        }
         destroyInstance(state_, *instance_);
         look("destroy", "");
         life_.cut = state_.watch.requested != 0;
@@ -196,11 +201,16 @@ private:
         host_.tell(life_.lines);
         if (!result.empty()) life_.lines.push_back(std::move(result));
         if (call == "destroy") return;
-        if (const LoadedScript* script = instance_->script())
-            describe(*script, call == "load" || call == "cleanup", life_.lines);
+        const LoadedScript* script = instance_->script();
+        if (script == nullptr) return;
+        if (!allLocals_ && !carryover_) carryover_.emplace(*script->engine.program);
+        describe(*script, call == "load" || call == "cleanup", carryover_ ? &*carryover_ : nullptr,
+                 life_.lines);
     }
 
     Life& life_;
+    bool allLocals_;
+    std::optional<fast::Carryover> carryover_;
     PluginState state_;
     std::unique_ptr<Attachment> attachment_;
     Host host_{state_};
@@ -239,13 +249,13 @@ std::string nameOf(const Plan::Step& step) {
     return "";
 }
 
-Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan) {
+Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan, bool allLocals) {
     Life life;
     const test::ScriptFolder folder(script);
     const fs::path scriptFile = folder.file();
     const fs::path store = scriptFile.parent_path() / "store";
     platform::setEnvironment("XDG_DATA_HOME", store.string());
-    std::make_unique<Stage>(executor, life)->play(scriptFile.string(), plan);
+    std::make_unique<Stage>(executor, life, allLocals)->play(scriptFile.string(), plan);
     tellFiles(scriptFile.parent_path(), store, scriptFile, life.lines);
     tellStore(store, life.lines);
     return life;

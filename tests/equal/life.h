@@ -32,10 +32,14 @@ struct Life {
     Lines lines;        ///< what was seen, call by call
     bool cut = false;   ///< it took too long and was ended
     bool used = false;  ///< the executor has been at work
+    fast::Counts samples;
+    std::string refusal;  ///< why there was no code for `process`
 };
 
 /// Loads a script into a fresh instance of a fresh module, with a folder and a store of its own, carries out
 /// the plan and destroys the instance.
-[[nodiscard]] Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan);
+/// @param allLocals  false: not those that nobody reads before they are assigned
+[[nodiscard]] Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan,
+                        bool allLocals);
 
 }  // namespace kestrel::equal

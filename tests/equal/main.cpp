@@ -1,6 +1,7 @@
 // Runs scripts under two executors and tells what differs.
 #include "tests/equal/compare.h"
 #include "tests/equal/generator.h"
+#include "tests/equal/shaders.h"
 #include "tests/equal/shrink.h"
 
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -24,7 +26,7 @@ namespace fs = std::filesystem;
 constexpr const char* kUsage =
     "usage: equal [--seed N] [--count N] [--samples N] [--executors A,B] [--script FILE] [--language] "
     "[--print]\n"
-    "             [--trace] [--first] [--keep DIR]\n"
+    "             [--trace] [--first] [--shaders] [--why] [--keep DIR]\n"
     "  --seed N         of the first random program and of the samples (1)\n"
     "  --count N        random programs, each with the next seed (500; 0 with --script or --language)\n"
     "  --samples N      that each script shades (12; those of the language tests 2)\n"
@@ -33,6 +35,8 @@ constexpr const char* kUsage =
     "  --language       the scripts of the language tests\n"
     "  --print          shows the random programs, without running them\n"
     "  --trace          shows what is seen of each script under the first executor\n"
+    "  --shaders        random programs that compute, as shaders do, in place of any\n"
+    "  --why            tells why scripts were not shaded without the interpreter\n"
     "  --first          ends with the first that differs (otherwise the tenth)\n"
     "  --keep DIR       writes what differs, made small, into this directory\n"
     "The status is 1 when something differs, 2 for wrong arguments.\n";
@@ -48,6 +52,8 @@ struct Options {
     bool print = false;
     bool trace = false;
     bool first = false;
+    bool why = false;
+    bool shaders = false;
     fs::path keep;
 };
 
@@ -92,6 +98,10 @@ std::optional<Options> readOptions(int argc, char** argv) {
             options.trace = true;
         } else if (name == "--first") {
             options.first = true;
+        } else if (name == "--shaders") {
+            options.shaders = true;
+        } else if (name == "--why") {
+            options.why = true;
         } else if (i + 1 >= argc || !readOption(options, name, argv[++i])) {
             return std::nullopt;
         }
@@ -119,7 +129,8 @@ public:
     }
 
     void program(std::uint64_t seed) {
-        Case made{generate(seed), usualPlan(seed, options_.samples)};
+        Case made{options_.shaders ? generateShader(seed) : generate(seed),
+                  usualPlan(seed, options_.samples)};
         ++done_;
         // A program that ends the process can be looked at afterwards.
         if (!options_.keep.empty()) std::ofstream(options_.keep / "last.ks") << render(made.program);
@@ -141,6 +152,12 @@ public:
         std::cout << "equal: " << done_ << " scripts under " << pair_.first.name << " and "
                   << pair_.second.name << ", " << differences_ << " differ, " << unsteady_
                   << " use addresses as numbers, " << endless_ << " do not end\n";
+        if (!pair_.second.keepsLocals)
+            std::cout << "equal: " << lowered_ << " scripts shaded without the interpreter, " << shaded_
+                      << " samples; " << left_ << " samples were begun so and left to it\n";
+        if (options_.why)
+            for (const auto& [reason, count] : refusals_)
+                std::cout << "equal: " << count << " not: " << reason << '\n';
         if (!used_) std::cout << "equal: one of them was never used\n";
         return used_ && differences_ == 0;
     }
@@ -151,12 +168,17 @@ private:
     void note(const Outcome& outcome) {
         used_ = used_ || outcome.used;
         unsteady_ += outcome.unsteady ? 1 : 0;
+        lowered_ += outcome.samples.shaded > 0 ? 1 : 0;
+        shaded_ += outcome.samples.shaded;
+        left_ += outcome.samples.left;
+        if (!outcome.refusal.empty()) ++refusals_[outcome.refusal];
         endless_ += outcome.endless && outcome.found.empty() ? 1 : 0;
     }
 
     void trace(const test::LanguageScript& script, const Plan& plan) const {
         if (!options_.trace) return;
-        for (const std::string& line : live(pair_.first, script, plan).lines) std::cout << line << '\n';
+        for (const std::string& line : live(pair_.first, script, plan, pair_.second.keepsLocals).lines)
+            std::cout << line << '\n';
     }
 
     [[nodiscard]] Outcome compare(const Case& some) const {
@@ -182,6 +204,10 @@ private:
     int differences_ = 0;
     int unsteady_ = 0;
     int endless_ = 0;
+    int lowered_ = 0;
+    std::map<std::string, int> refusals_;
+    std::uint64_t shaded_ = 0;
+    std::uint64_t left_ = 0;
     bool used_ = false;
 };
 
@@ -213,7 +239,9 @@ int run(int argc, char** argv) {
         return 2;
     }
     if (options->print) {
-        for (std::uint64_t i = 0; i < *options->count; ++i) std::cout << render(generate(options->seed + i));
+        for (std::uint64_t i = 0; i < *options->count; ++i)
+            std::cout << render(options->shaders ? generateShader(options->seed + i)
+                                                 : generate(options->seed + i));
         return 0;
     }
     const Executor* first = findExecutor(options->executor);

@@ -107,7 +107,7 @@ std::string bitsOf(double number) {
     return text;
 }
 
-void describe(const LoadedScript& script, bool predefined, Lines& lines) {
+void describe(const LoadedScript& script, bool predefined, fast::Carryover* carryover, Lines& lines) {
     const EngineContext& ctx = script.engine;
     const ReportState& report = ctx.reporter.state;
     lines.push_back("abort " + std::to_string(ctx.run.abort) + " stop " + std::to_string(ctx.run.stop) +
@@ -122,8 +122,9 @@ void describe(const LoadedScript& script, bool predefined, Lines& lines) {
     for (const Variable* v = ctx.program->globals.head; v != nullptr; v = v->next)
         if (predefined || (v->flags & kVarPredefined) == 0) describer.variable("", *v);
     for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next) {
-        for (const Variable* v = f->params.head; v != nullptr; v = v->next) describer.variable(f->name, *v);
-        for (const Variable* v = f->locals.head; v != nullptr; v = v->next) describer.variable(f->name, *v);
+        for (const auto* variables : {&f->params, &f->locals})
+            for (const Variable* v = variables->head; v != nullptr; v = v->next)
+                if (carryover == nullptr || carryover->counts(*v)) describer.variable(f->name, *v);
     }
 }
 

@@ -18,6 +18,7 @@ using Lines = std::vector<std::string>;
 /// arrays, records and items are followed; a second mention of one says only which it is, so that sharing
 /// shows.
 /// @param predefined  the predefined names as well
-void describe(const LoadedScript& script, bool predefined, Lines& lines);
+/// @param carryover   only the locals that count for it; null: all
+void describe(const LoadedScript& script, bool predefined, fast::Carryover* carryover, Lines& lines);
 
 }  // namespace kestrel::equal

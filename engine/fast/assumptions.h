@@ -1,0 +1,65 @@
+// What code takes for granted about the state of its script: checked after everything else that may have
+// changed it, never per sample.
+#pragma once
+
+#include "engine/program/program.h"
+#include "engine/values/array_record.h"
+
+#include <unordered_set>
+#include <vector>
+
+namespace kestrel::fast {
+
+class Assumptions {
+public:
+    /// A variable has the kind that it has now; an array, the same one.
+    void kind(const Variable& variable);
+    /// A variable keeps the value that it has now.
+    void value(const Variable& variable);
+    /// A variable holds nothing that an assignment would have to let go of, or a warning be about.
+    void plain(const Variable& variable) { plain_.push_back(&variable); }
+    /// The same for a parameter, which may hold the array or the sample of the last call.
+    void bound(const Variable& parameter) { bound_.push_back(&parameter); }
+    /// An array stays where and as large as it is, and all its elements are numbers.
+    /// @return their kind, kMixedKind where they have several; Uninitialized where they are not numbers
+    [[nodiscard]] std::int32_t elements(const ArrayRecord& array);
+    /// No object ends with the function's activation.
+    void noObjects(const FunctionRecord& function) { functions_.insert(&function); }
+
+    [[nodiscard]] bool hold() const noexcept;
+    /// The variables of value() that have another value now.
+    [[nodiscard]] std::vector<const Variable*> changed() const;
+
+private:
+    struct Kind {
+        const Variable* variable;
+        std::int32_t type;
+        const void* object;
+    };
+    struct Value {
+        const Variable* variable;
+        double number;
+        VectorValue vec;
+    };
+    struct Elements {
+        const ArrayRecord* array;
+        const ValueCell* first;
+        std::size_t count;
+        std::int32_t dimCount;
+        decltype(ArrayRecord::dims) dims;
+        std::int32_t type;
+    };
+
+    [[nodiscard]] static bool holds(const Kind& kind) noexcept;
+    [[nodiscard]] static bool holds(const Value& value) noexcept;
+    [[nodiscard]] static bool holds(const Elements& elements) noexcept;
+
+    std::vector<Kind> kinds_;
+    std::vector<Value> values_;
+    std::vector<const Variable*> plain_;
+    std::vector<const Variable*> bound_;
+    std::vector<Elements> elements_;
+    std::unordered_set<const FunctionRecord*> functions_;
+};
+
+}  // namespace kestrel::fast

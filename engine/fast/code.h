@@ -1,0 +1,105 @@
+// The intermediate code of a function that is shaded without the stack: registers of known kinds, structured
+// control. Made by the lowering, run by the threaded executor, translated by the native one.
+//
+// A register is written once, but for those that a Moves list writes: they carry what ways bring along that
+// meet. Constants are registers that nothing writes.
+#pragma once
+
+#include "engine/fast/facts.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrel::fast {
+
+enum class Class : std::uint8_t { None, Real, Whole };
+enum class Sort : std::uint8_t { Pure, Load, Control, Write };
+
+enum class Op : std::uint8_t {
+#define KESTREL_FAST_OP(name, result, a, b, c, sort) name,
+#include "engine/fast/ops.def"
+};
+
+struct OpInfo {
+    std::string_view name;
+    Class result;
+    std::array<Class, 3> operands;
+    Sort sort;
+};
+
+inline constexpr OpInfo kOps[] = {
+#define KESTREL_FAST_OP(name, result, a, b, c, sort) \
+    {#name, Class::result, {Class::a, Class::b, Class::c}, Sort::sort},
+#include "engine/fast/ops.def"
+};
+
+[[nodiscard]] constexpr const OpInfo& infoOf(Op op) noexcept {
+    return kOps[static_cast<std::size_t>(op)];
+}
+
+using Reg = std::int32_t;
+inline constexpr Reg kNoReg = -1;
+
+/// What an instruction carries beside registers; ops.def says which.
+union Immediate {
+    std::int64_t whole = 0;
+    void* address;
+    double (*one)(double);
+    double (*two)(double, double);
+};
+
+struct Instruction {
+    Op op;
+    std::array<Reg, 3> operands{kNoReg, kNoReg, kNoReg};
+    Reg to = kNoReg;
+    Immediate imm{};
+};
+
+/// A part of a Moves list.
+struct Move {
+    Reg to;
+    Reg from;
+};
+
+struct Register {
+    Class cls = Class::None;
+    bool constant = false;
+    double number = 0.0;           ///< of a constant Real
+    std::int64_t whole = 0;        ///< of a constant Whole
+    std::int32_t definition = -1;  ///< the instruction that writes it; -1: a Moves list
+};
+
+struct Code {
+    std::vector<Instruction> instructions;
+    std::vector<std::vector<Move>> moves;
+    std::vector<Register> registers;
+    int blocks = 0;
+};
+
+/// How a run of the code ended.
+enum class Outcome : std::int32_t {
+    Done = 0,
+    Changed = 1,  ///< done; kinds of variables may have changed
+    Left = 2,     ///< by a guard: nothing was written
+};
+
+/// Takes out what nobody needs. Renumbers nothing but instructions.
+void removeDead(Code& code);
+
+/// The conditions that are only made for the If or Guard right behind them, so that one instruction can do
+/// both.
+/// @return for each instruction, whether the one that uses it takes it over
+[[nodiscard]] std::vector<bool> fusedConditions(const Code& code);
+
+/// The moves of a list one after the other, so that none overwrites what another still needs.
+/// @param spare  a register of the class in question that nothing else uses
+[[nodiscard]] std::vector<Move> sequenced(const std::vector<Move>& moves, Reg spare);
+
+/// For people: one instruction a line.
+[[nodiscard]] std::string describe(const Code& code);
+
+}  // namespace kestrel::fast

@@ -1,0 +1,104 @@
+#include "engine/fast/fast_process.h"
+
+#include <new>
+#include <utility>
+
+namespace kestrel::fast {
+
+namespace {
+
+/// Code is made anew where something has changed that was thought steady; a script in which that goes on is left
+/// to the interpreter.
+constexpr int kMostLowered = 8;
+/// Samples after which code that nearly always leaves is given up: it only costs time.
+constexpr std::uint64_t kTrial = 1024;
+
+}  // namespace
+
+Executor FastProcess::executor() const noexcept {
+    if (stage_ != Stage::Ready) return Executor::Definition;
+    return native_ != nullptr ? Executor::Native : Executor::Threaded;
+}
+
+void FastProcess::reset() {
+    native_.reset();
+    threaded_.reset();
+    assumptions_.reset();
+    carryover_.reset();
+    experience_ = {};
+    refusal_.reset();
+    branches_.clear();
+    counts_ = {};
+    stage_ = Stage::New;
+}
+
+/// @return true when the code may run
+bool FastProcess::prepare(const FunctionRecord& process) {
+    const auto interpret = [this] {
+        ++counts_.interpreted;
+        return false;
+    };
+    if (stage_ == Stage::Off || !idle() || ctx_.services.executor == Executor::Definition) return interpret();
+    // The interpreter shades the first sample: afterwards variables have the kinds that they usually have.
+    if (stage_ == Stage::New) {
+        stage_ = Stage::Seen;
+        return interpret();
+    }
+    if (stage_ == Stage::Ready && !assumptions_->hold()) {
+        for (const Variable* variable : assumptions_->changed()) experience_.unsteady.insert(variable);
+        stage_ = Stage::Seen;
+    }
+    if (stage_ == Stage::Seen) makeCode(process);
+    if (stage_ != Stage::Ready) return interpret();
+    checked_ = ctx_.epoch;
+    return true;
+}
+
+/// From now on the interpreter shades all.
+void FastProcess::drop(Refusal reason) {
+    native_.reset();
+    threaded_.reset();
+    stage_ = Stage::Off;
+    refusal_ = std::move(reason);
+}
+
+void FastProcess::makeCode(const FunctionRecord& process) {
+    if (counts_.lowered >= kMostLowered) return drop({"kinds or values of variables change too often"});
+    ++counts_.lowered;
+    try {
+        if (!carryover_) carryover_.emplace(*ctx_.program);
+        auto result = lower(ctx_, *carryover_, process, experience_);
+        if (auto* refused = std::get_if<Refusal>(&result)) return drop(std::move(*refused));
+        Lowered& lowered = std::get<Lowered>(result);
+        // Locals may hold what the next sample lets go of, with a warning. Afterwards they do not.
+        if (!lowered.assumptions.hold()) return;
+        install(lowered.code);
+        assumptions_ = std::move(lowered.assumptions);
+        branches_ = std::move(lowered.branches);
+        stage_ = Stage::Ready;
+    } catch (const std::bad_alloc&) {
+        drop({"there is no memory for it"});
+    }
+}
+
+void FastProcess::install(const Code& code) {
+    native_.reset();
+    threaded_.reset();
+    if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr)
+        native_ = NativeCode::make(code, *ctx_.services.codeMemory);
+    if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
+}
+
+bool FastProcess::settle(Outcome outcome) {
+    if (outcome == Outcome::Changed) {
+        ++counts_.shaded;
+        ++ctx_.epoch;  // the next sample checks
+        return true;
+    }
+    ++counts_.left;
+    if (counts_.left > kTrial && counts_.left > 15 * counts_.shaded)
+        drop({"nearly every sample needs the interpreter"});
+    return false;
+}
+
+}  // namespace kestrel::fast

@@ -1,0 +1,86 @@
+// Shades samples by the fastest executor that a script allows, and the interpreter where that cannot.
+#pragma once
+
+#include "engine/context/context.h"
+#include "engine/fast/lowering.h"
+#include "engine/fast/native.h"
+#include "engine/fast/threaded.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace kestrel::fast {
+
+/// What has become of the samples.
+struct Counts {
+    std::uint64_t shaded = 0;       ///< without the interpreter
+    std::uint64_t left = 0;         ///< begun without it and shaded by it
+    std::uint64_t interpreted = 0;  ///< by the interpreter alone
+    int lowered = 0;                ///< how often code was made
+};
+
+/// The function `process` of one script.
+class FastProcess {
+public:
+    /// @param ctx  outlives this
+    explicit FastProcess(EngineContext& ctx) noexcept : ctx_(ctx) {}
+    FastProcess(const FastProcess&) = delete;
+    FastProcess& operator=(const FastProcess&) = delete;
+
+    /// Shades a sample, if that is possible without the interpreter. Then everything that scripts and hosts can
+    /// see is as if the interpreter had.
+    /// @param process  of the program that is loaded
+    /// @param record   the host's
+    /// @return false: nothing has happened, and the interpreter has to
+    [[nodiscard]] bool shade(const FunctionRecord& process, void* record) {
+        if (stage_ == Stage::Ready && checked_ == ctx_.epoch && idle()) [[likely]] {
+            const Outcome outcome = native_ != nullptr ? native_->run(record) : threaded_->run(record);
+            if (outcome == Outcome::Done) [[likely]] {
+                ++counts_.shaded;
+                return true;
+            }
+            return settle(outcome);
+        }
+        return prepare(process) && shade(process, record);
+    }
+
+    /// Forgets all code: the script goes.
+    void reset();
+
+    [[nodiscard]] const Counts& counts() const noexcept { return counts_; }
+    /// What runs it now.
+    [[nodiscard]] Executor executor() const noexcept;
+    /// Why there is no code; nothing where there is, or none was made yet.
+    [[nodiscard]] const std::optional<Refusal>& refusal() const noexcept { return refusal_; }
+    /// Where the code leaves because something cannot be lowered.
+    [[nodiscard]] const std::vector<Refusal>& branches() const noexcept { return branches_; }
+
+private:
+    enum class Stage : std::uint8_t { New, Seen, Ready, Off };
+
+    /// Nothing of the script runs, nobody watches it, and it is not to end.
+    [[nodiscard]] bool idle() const noexcept {
+        return ctx_.run.calls.empty() && ctx_.run.hook == nullptr && !ctx_.run.abort && !ctx_.endRequested();
+    }
+    [[nodiscard]] bool prepare(const FunctionRecord& process);
+    [[nodiscard]] bool settle(Outcome outcome);
+    void makeCode(const FunctionRecord& process);
+    void install(const Code& code);
+    void drop(Refusal reason);
+
+    EngineContext& ctx_;
+    std::unique_ptr<NativeCode> native_;
+    std::unique_ptr<ThreadedCode> threaded_;  ///< where there is no native code
+    std::uint64_t checked_ = 0;  ///< the epoch in which all assumptions held
+    Stage stage_ = Stage::New;
+    Counts counts_;
+    std::optional<Assumptions> assumptions_;
+    std::optional<Carryover> carryover_;
+    Experience experience_;
+    std::optional<Refusal> refusal_;
+    std::vector<Refusal> branches_;
+};
+
+}  // namespace kestrel::fast

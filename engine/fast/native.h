@@ -1,0 +1,55 @@
+// Machine code, where the machine and the system allow it. The one interface of whoever makes it.
+#pragma once
+
+#include "engine/fast/code.h"
+
+#include <cstddef>
+#include <memory>
+
+namespace kestrel::fast {
+
+/// The memory that machine code lies in, shared by the scripts of one environment. Pages are never writable and
+/// executable at the same address. May be used by several threads.
+class CodeMemory {
+public:
+    CodeMemory();
+    ~CodeMemory();
+    CodeMemory(const CodeMemory&) = delete;
+    CodeMemory& operator=(const CodeMemory&) = delete;
+
+    /// Bytes of code that may lie here at a time; beyond, code is threaded.
+    static constexpr std::size_t kLimit = std::size_t{64} << 20;
+
+    struct Impl;
+    [[nodiscard]] Impl* impl() const noexcept { return impl_.get(); }
+
+private:
+    std::unique_ptr<Impl> impl_;  ///< null where there is no machine code
+};
+
+class NativeCode {
+public:
+    /// @param memory  outlives the code
+    /// @return null where no machine code can be made: the machine lacks instructions, the system refuses
+    ///         executable memory, or the limit is reached
+    [[nodiscard]] static std::unique_ptr<NativeCode> make(const Code& code, CodeMemory& memory);
+    ~NativeCode();
+    NativeCode(const NativeCode&) = delete;
+    NativeCode& operator=(const NativeCode&) = delete;
+
+    /// Shades a sample.
+    /// @param record  of the host, which the code's offsets are about
+    Outcome run(void* record) const noexcept { return static_cast<Outcome>(entry_(record)); }
+    [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
+
+private:
+    using Entry = std::int32_t (*)(void* record);
+    NativeCode(CodeMemory& memory, Entry entry, std::size_t bytes) noexcept
+        : memory_(memory), entry_(entry), bytes_(bytes) {}
+
+    CodeMemory& memory_;
+    Entry entry_;
+    std::size_t bytes_;
+};
+
+}  // namespace kestrel::fast

@@ -1,0 +1,428 @@
+#include "engine/fast/threaded.h"
+
+#include "platform/clock.h"
+
+#include <array>
+#include <cstring>
+#include <iterator>
+
+// Labels as values are how each step gets an indirect jump of its own, which processors predict far better
+// than one that all share.
+#pragma GCC diagnostic ignored "-Wpedantic"
+
+namespace kestrel::fast {
+
+namespace {
+
+// Conditions that a jump or a guard may make for itself.
+#define KESTREL_TESTS(X) \
+    X(Less)              \
+    X(LessEqual)         \
+    X(Equal)             \
+    X(LessWhole)         \
+    X(LessEqualWhole)    \
+    X(EqualWhole)        \
+    X(IsSet)             \
+    X(Fits32)
+
+// Operations that are a call of compute().
+#define KESTREL_COMPUTED(X) \
+    X(Add)                  \
+    X(Sub)                  \
+    X(Mul)                  \
+    X(Div)                  \
+    X(Negate)               \
+    X(Absolute)             \
+    X(Floor)                \
+    X(Ceil)                 \
+    X(Truncate)             \
+    X(Sqrt)                 \
+    X(Smaller)              \
+    X(Larger)               \
+    X(FromWhole)            \
+    X(ToWhole)              \
+    X(AddWhole)             \
+    X(SubWhole)             \
+    X(MulWhole)             \
+    X(Remainder)            \
+    X(And)                  \
+    X(Or)                   \
+    X(Xor)                  \
+    X(ShiftLeft)            \
+    X(ShiftRight)           \
+    X(Cut)                  \
+    X(Cut15)                \
+    X(CutUnsigned)          \
+    X(Not)                  \
+    X(Both)                 \
+    X(Either)               \
+    KESTREL_TESTS(X)
+
+/// What a step does, beyond computing.
+enum class Kind : std::uint8_t {
+#define X(name) name,
+    KESTREL_COMPUTED(X)
+#undef X
+#define X(name) JumpIf##name, JumpUnless##name, LeaveIf##name, LeaveUnless##name,
+        KESTREL_TESTS(X)
+#undef X
+            JumpIfTrue,
+    JumpUnlessTrue,
+    LeaveIfTrue,
+    LeaveUnlessTrue,
+    Call1,
+    Call2,
+    Choose,
+    LoadReal,
+    LoadWord,
+    LoadRecordReal,
+    LoadRecordWhole,
+    LoadElement,
+    LoadElementKind,
+    Copy,
+    Jump,
+    Leave,
+    Poll,
+    StoreReal,
+    StoreWord,
+    StoreRecordReal,
+    Done,
+    Count,
+};
+using Handlers = std::array<const void*, static_cast<std::size_t>(Kind::Count)>;
+
+/// Runs steps; or, without any, tells where the handlers are.
+/// @param registers  beside constants nothing in them outlives a run
+[[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record, Handlers* handlers) noexcept {
+    static const void* const kLabels[] = {
+#define X(name) &&L_##name,
+        KESTREL_COMPUTED(X)
+#undef X
+#define X(name) &&L_JumpIf##name, &&L_JumpUnless##name, &&L_LeaveIf##name, &&L_LeaveUnless##name,
+            KESTREL_TESTS(X)
+#undef X
+                && L_JumpIfTrue,
+        &&L_JumpUnlessTrue, &&L_LeaveIfTrue, &&L_LeaveUnlessTrue, &&L_Call1, &&L_Call2, &&L_Choose,
+        &&L_LoadReal, &&L_LoadWord, &&L_LoadRecordReal, &&L_LoadRecordWhole, &&L_LoadElement, &&L_LoadElementKind, &&L_Copy,
+        &&L_Jump, &&L_Leave, &&L_Poll, &&L_StoreReal, &&L_StoreWord, &&L_StoreRecordReal, &&L_Done};
+    static_assert(std::size(kLabels) == static_cast<std::size_t>(Kind::Count));
+    if (step == nullptr) {
+        std::copy(std::begin(kLabels), std::end(kLabels), handlers->begin());
+        return Outcome::Done;
+    }
+
+#define A registers[step->a]
+#define B registers[step->b]
+#define TO registers[step->to]
+#define GO goto* step->handler
+#define NEXT \
+    ++step;  \
+    GO
+    GO;
+
+#define X(name)                        \
+    L_##name:                          \
+    TO = compute(Op::name, A, B);     \
+    NEXT;
+    KESTREL_COMPUTED(X)
+#undef X
+#define TEST(name) compute(Op::name, A, B).whole != 0
+#define X(name)                                \
+    L_JumpIf##name:                            \
+    step = TEST(name) ? step->target : step + 1; \
+    GO;                                        \
+    L_JumpUnless##name:                        \
+    step = TEST(name) ? step + 1 : step->target; \
+    GO;                                        \
+    L_LeaveIf##name:                           \
+    if (TEST(name)) [[unlikely]]               \
+        return Outcome::Left;                  \
+    NEXT;                                      \
+    L_LeaveUnless##name:                       \
+    if (!(TEST(name))) [[unlikely]]            \
+        return Outcome::Left;                  \
+    NEXT;
+    KESTREL_TESTS(X)
+#undef X
+L_JumpIfTrue:
+    step = A.whole != 0 ? step->target : step + 1;
+    GO;
+L_JumpUnlessTrue:
+    step = A.whole != 0 ? step + 1 : step->target;
+    GO;
+L_LeaveIfTrue:
+    if (A.whole != 0) [[unlikely]]
+        return Outcome::Left;
+    NEXT;
+L_LeaveUnlessTrue:
+    if (A.whole == 0) [[unlikely]]
+        return Outcome::Left;
+    NEXT;
+L_Call1:
+    TO.real = step->imm.one(A.real);
+    NEXT;
+L_Call2:
+    TO.real = step->imm.two(A.real, B.real);
+    NEXT;
+L_Choose:
+    TO = A.whole != 0 ? B : registers[step->c];
+    NEXT;
+L_LoadReal:
+    TO.real = *static_cast<const double*>(step->imm.address);
+    NEXT;
+L_LoadWord:
+    TO.whole = *static_cast<const std::uint32_t*>(step->imm.address);
+    NEXT;
+L_LoadRecordReal:
+    std::memcpy(&TO.real, record + step->imm.whole, sizeof(double));
+    NEXT;
+L_LoadRecordWhole: {
+    std::int32_t value;
+    std::memcpy(&value, record + step->imm.whole, sizeof value);
+    TO.whole = value;
+    NEXT;
+}
+L_LoadElement:
+    TO.real = *reinterpret_cast<const double*>(static_cast<const unsigned char*>(step->imm.address) +
+                                               A.whole * static_cast<std::int64_t>(sizeof(ValueCell)));
+    NEXT;
+L_LoadElementKind:
+    TO.whole = *reinterpret_cast<const std::int32_t*>(static_cast<const unsigned char*>(step->imm.address) +
+                                                      A.whole * static_cast<std::int64_t>(sizeof(ValueCell)));
+    NEXT;
+L_Copy:
+    TO = A;
+    NEXT;
+L_Jump:
+    step = step->target;
+    GO;
+L_Leave:
+    return Outcome::Left;
+L_Poll:
+    if (*static_cast<const platform::SharedFlag*>(step->imm.address) != 0) [[unlikely]]
+        return Outcome::Left;
+    NEXT;
+L_StoreReal:
+    *static_cast<double*>(step->imm.address) = A.real;
+    NEXT;
+L_StoreWord: {
+    const auto value = static_cast<std::uint32_t>(A.whole);
+    std::memcpy(step->imm.address, &value, sizeof value);
+    NEXT;
+}
+L_StoreRecordReal:
+    std::memcpy(record + step->imm.whole, &A.real, sizeof(double));
+    NEXT;
+L_Done:
+    return static_cast<Outcome>(step->imm.whole);
+#undef A
+#undef B
+#undef TO
+#undef GO
+#undef NEXT
+#undef TEST
+}
+
+const Handlers& handlers() {
+    static const Handlers table = [] {
+        Handlers found{};
+        execute(nullptr, nullptr, nullptr, &found);
+        return found;
+    }();
+    return table;
+}
+
+/// Lays out structured code in a row.
+class Layout {
+public:
+    Layout(const Code& code, std::vector<Step>& steps, std::vector<Word>& registers)
+        : code_(code), steps_(steps), fused_(fusedConditions(code)), blocks_(static_cast<std::size_t>(code.blocks)) {
+        for (const Register& reg : code.registers) registers.push_back(reg.constant ? wordOf(reg) : Word{});
+        spare_ = static_cast<Reg>(registers.size());
+        registers.emplace_back();
+    }
+
+    void lay() {
+        for (at_ = 0; at_ < code_.instructions.size(); ++at_)
+            if (!fused_[at_]) lay(code_.instructions[at_]);
+        for (const auto& [from, to] : jumps_) steps_[from].target = steps_.data() + to;
+    }
+
+private:
+    struct OpenIf {
+        std::size_t test;
+        std::size_t end = 0;
+        bool hasEnd = false;
+    };
+
+    std::size_t add(Kind kind, Reg to = kNoReg, Reg a = kNoReg, Reg b = kNoReg, Reg c = kNoReg) {
+        Step step;
+        step.handler = handlers()[static_cast<std::size_t>(kind)];
+        step.to = to;
+        step.a = a;
+        step.b = b;
+        step.c = c;
+        steps_.push_back(step);
+        return steps_.size() - 1;
+    }
+
+    void jumpTo(std::size_t from, std::size_t to) { jumps_.emplace_back(from, to); }
+
+    /// @param sense  of JumpIf, JumpUnless, LeaveIf, LeaveUnless, in this order
+    std::size_t addTest(Reg condition, int sense) {
+        const Instruction* test = nullptr;
+        while (true) {
+            const std::int32_t made = code_.registers[static_cast<std::size_t>(condition)].definition;
+            if (made < 0 || !fused_[static_cast<std::size_t>(made)]) break;
+            test = &code_.instructions[static_cast<std::size_t>(made)];
+            if (test->op != Op::Not) break;
+            sense ^= 1;
+            condition = test->operands[0];
+            test = nullptr;
+        }
+        const auto kindOf = [sense](Kind first) {
+            return static_cast<Kind>(static_cast<int>(first) + sense);
+        };
+        if (test == nullptr) return add(kindOf(Kind::JumpIfTrue), kNoReg, condition);
+        const auto& [a, b, c] = test->operands;
+        switch (test->op) {
+#define X(name)    \
+    case Op::name: \
+        return add(kindOf(Kind::JumpIf##name), kNoReg, a, b >= 0 ? b : a);
+            KESTREL_TESTS(X)
+#undef X
+            default:
+                return 0;
+        }
+    }
+
+    [[nodiscard]] const Instruction* following(std::size_t count) const {
+        return at_ + count < code_.instructions.size() ? &code_.instructions[at_ + count] : nullptr;
+    }
+
+    [[nodiscard]] bool follows(std::size_t count, Op op) const {
+        const Instruction* next = following(count);
+        return next != nullptr && next->op == op;
+    }
+
+    void lay(const Instruction& each) {
+        const auto& [a, b, c] = each.operands;
+        switch (each.op) {
+#define X(name)                                   \
+    case Op::name:                                \
+        add(Kind::name, each.to, a, b >= 0 ? b : a); \
+        return;
+            KESTREL_COMPUTED(X)
+#undef X
+#define X(name)                                                      \
+    case Op::name:                                                   \
+        steps_[add(Kind::name, each.to, a, b, c)].imm = each.imm;    \
+        return;
+            X(Call1)
+            X(Call2)
+            X(Choose)
+            X(LoadReal)
+            X(LoadWord)
+            X(LoadRecordReal)
+            X(LoadRecordWhole)
+            X(LoadElement)
+            X(LoadElementKind)
+            X(Poll)
+            X(StoreReal)
+            X(StoreWord)
+            X(StoreRecordReal)
+            X(Done)
+#undef X
+            case Op::Leave:
+                add(Kind::Leave);
+                return;
+            case Op::Guard:
+                addTest(a, 3);
+                return;
+            case Op::Moves:
+                for (const Move& move : sequenced(code_.moves[static_cast<std::size_t>(each.imm.whole)], spare_))
+                    add(Kind::Copy, move.to, move.from);
+                return;
+            case Op::If:
+                return layIf(a);
+            case Op::Else: {
+                OpenIf& open = ifs_.back();
+                if (!follows(1, Op::EndIf)) {
+                    open.end = add(Kind::Jump);
+                    open.hasEnd = true;
+                }
+                jumpTo(open.test, steps_.size());
+                open.test = kNone;
+                return;
+            }
+            case Op::EndIf: {
+                const OpenIf& open = ifs_.back();
+                if (open.test != kNone) jumpTo(open.test, steps_.size());
+                if (open.hasEnd) jumpTo(open.end, steps_.size());
+                ifs_.pop_back();
+                return;
+            }
+            case Op::Block:
+                return;
+            case Op::EndBlock:
+                for (const std::size_t from : blocks_[static_cast<std::size_t>(each.imm.whole)])
+                    jumpTo(from, steps_.size());
+                return;
+            case Op::Exit:
+                if (!endsHere(each.imm.whole)) exitFrom(add(Kind::Jump), each.imm.whole);
+                return;
+            case Op::Loop:
+                loops_.push_back(steps_.size());
+                return;
+            case Op::EndLoop:
+                jumpTo(add(Kind::Jump), loops_.back());
+                loops_.pop_back();
+                return;
+        }
+    }
+
+    /// A branch that does nothing but leave a block, or the code, is a jump.
+    void layIf(Reg condition) {
+        if (follows(1, Op::Exit) && follows(2, Op::EndIf)) {
+            exitFrom(addTest(condition, 0), following(1)->imm.whole);
+            at_ += 2;
+            return;
+        }
+        ifs_.push_back({addTest(condition, 1)});
+    }
+
+    void exitFrom(std::size_t step, std::int64_t block) {
+        blocks_[static_cast<std::size_t>(block)].push_back(step);
+    }
+
+    /// Nothing stands between here and the end of the block.
+    [[nodiscard]] bool endsHere(std::int64_t block) const {
+        for (std::size_t i = 1; follows(i, Op::EndBlock); ++i)
+            if (following(i)->imm.whole == block) return true;
+        return false;
+    }
+
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    const Code& code_;
+    std::vector<Step>& steps_;
+    std::vector<bool> fused_;
+    std::vector<std::vector<std::size_t>> blocks_;  // jumps to the end of each
+    std::vector<OpenIf> ifs_;
+    std::vector<std::size_t> loops_;
+    std::vector<std::pair<std::size_t, std::size_t>> jumps_;
+    std::size_t at_ = 0;
+    Reg spare_ = kNoReg;
+};
+
+}  // namespace
+
+ThreadedCode::ThreadedCode(const Code& code) {
+    Layout(code, steps_, registers_).lay();
+}
+
+Outcome ThreadedCode::run(void* record) noexcept {
+    return execute(steps_.data(), registers_.data(), static_cast<unsigned char*>(record), nullptr);
+}
+
+}  // namespace kestrel::fast
