@@ -92,6 +92,7 @@ struct EngineServices {
     bool filesClosed = false;  ///< arrays are not made of files
     Executor executor = Executor::Automatic;
     fast::CodeMemory* codeMemory = nullptr;  ///< null: there is no machine code
+    int failingGuard = -1;  ///< for tests: this guard of the code fails always, counted round
 };
 
 /// An active call: the function and the first stack cell that belongs to it.

@@ -38,8 +38,8 @@ std::int32_t Assumptions::elements(const ArrayRecord& array) {
     const auto known = std::ranges::find(elements_, &array, &Elements::array);
     if (known != elements_.end()) return known->type;
     if (array.elements.empty() || array.elements.size() > kMostElements) return Uninitialized;
-    Elements elements{&array,         array.elements.data(), array.elements.size(),
-                      array.dimCount, array.dims,            array.elements.front().type};
+    Elements elements{&array,     array.elements.data(),      array.elements.size(), array.dimCount,
+                      array.dims, array.elements.front().type};
     if (!holds(elements)) elements.type = kMixedKind;
     if (!holds(elements)) return Uninitialized;
     elements_.push_back(elements);

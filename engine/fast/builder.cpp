@@ -194,6 +194,36 @@ Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
     const auto second = b != kNoReg ? wholeConstant(b) : std::nullopt;
     const auto isBit = [this](Reg reg) { return facts(reg).low >= 0.0 && facts(reg).high <= 1.0; };
     switch (op) {
+        case Op::SubWhole:  // in 64 bits that wrap around it is the same whichever way
+            return second ? make(Op::AddWhole, a, whole(compute(Op::SubWhole, {}, Word::of(*second)).whole))
+                          : kNoReg;
+        case Op::AddWhole: {
+            const Reg constantPart = first ? a : b;
+            const Reg rest = first ? b : a;
+            if (!first && !second) return kNoReg;
+            if (of(constantPart).whole == 0) return rest;
+            const Instruction* made = definition(rest);
+            if (made == nullptr || made->op != Op::AddWhole) return kNoReg;
+            for (const std::size_t i : {0u, 1u}) {
+                const auto inner = wholeConstant(made->operands[i]);
+                if (!inner) continue;
+                const Reg both =
+                    whole(compute(Op::AddWhole, Word::of(*inner), Word::of(of(constantPart).whole)).whole);
+                return make(Op::AddWhole, made->operands[1 - i], both);
+            }
+            return kNoReg;
+        }
+        case Op::MulWhole:
+            if (first == 1) return b;
+            if (second == 1) return a;
+            return kNoReg;
+        case Op::And:  // of a mask without a sign the bits above do not matter
+            for (const auto& [mask, other] : {std::pair(first, b), std::pair(second, a)}) {
+                const Instruction* made = definition(other);
+                if (mask && *mask >= 0 && *mask <= 0x7FFFFFFF && made != nullptr && made->op == Op::Cut)
+                    return make(Op::And, made->operands[0], mask == first ? a : b);
+            }
+            return kNoReg;
         case Op::Cut:
         case Op::Fits32:
             if (!facts(a).within(k32Limit)) return kNoReg;
@@ -354,6 +384,15 @@ Reg Builder::toWhole(Reg real) {
     return whole;
 }
 
+Builder::Offset Builder::offsetOf(Reg reg) const {
+    const Instruction* made = definition(reg);
+    if (made != nullptr && made->op == Op::AddWhole)
+        for (const std::size_t i : {0u, 1u})
+            if (const auto constant = wholeConstant(made->operands[i]))
+                return {made->operands[1 - i], *constant};
+    return {reg, 0};
+}
+
 Reg Builder::toWhole32(Reg real) {
     return make(Op::Cut, toWhole(real));
 }
@@ -392,8 +431,9 @@ Reg Builder::wholeByParts(Reg real) {
     const Reg right = toWhole(b);
     const Facts& l = facts(left);
     const Facts& r = facts(right);
-    const Facts result =
-        op == Op::AddWhole ? sum(l, r) : op == Op::SubWhole ? difference(l, r) : product(l, r);
+    const Facts result = op == Op::AddWhole   ? sum(l, r)
+                         : op == Op::SubWhole ? difference(l, r)
+                                              : product(l, r);
     if (!result.within(kExactLimit)) return kNoReg;
     return make(op, left, right);
 }
@@ -412,8 +452,8 @@ Reg Builder::isSet(Reg real) {
 }
 
 void Builder::guard(Reg condition, const char* otherwise) {
-    if (const auto known = wholeConstant(condition)) {
-        if (*known == 0) throw Unlowerable{otherwise};
+    if (const auto known = knownTruth(condition)) {
+        if (!*known) throw Unlowerable{otherwise};
         return;
     }
     if (const Instruction* made = definition(condition); made != nullptr && made->op == Op::Both) {
@@ -435,7 +475,16 @@ void Builder::refine(Reg reg, const Facts& narrower) {
     known.whole = known.whole || narrower.whole;
 }
 
+std::optional<bool> Builder::knownTruth(Reg condition) const {
+    const Facts& known = facts(condition);
+    if (known.low > 0.0) return true;
+    if (known.high < 1.0) return false;
+    return std::nullopt;
+}
+
 void Builder::assume(Reg condition, bool holds) {
+    if (!of(condition).constant)
+        refine(condition, Facts::between(holds ? 1.0 : 0.0, holds ? 1.0 : 0.0, true));
     const Instruction* made = definition(condition);
     if (made == nullptr) return;
     const auto [a, b, none] = made->operands;
@@ -456,8 +505,8 @@ void Builder::assume(Reg condition, bool holds) {
     } else if (!equal) {
         const bool strict = (op == Op::Less || op == Op::LessWhole) == holds;
         // Between neighbouring whole numbers nothing lies. Beyond the exact ones one is not the next.
-        const bool step = strict && left.whole && right.whole && left.within(kExactLimit) &&
-                          right.within(kExactLimit);
+        const bool step =
+            strict && left.whole && right.whole && left.within(kExactLimit) && right.within(kExactLimit);
         const double gap = step ? 1.0 : 0.0;
         if (holds) {
             newLeft.high = std::min(left.high, right.high - gap);

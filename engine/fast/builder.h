@@ -82,6 +82,12 @@ public:
     Reg toWhole32(Reg real);
     /// A double without fraction for a comparison that truncates.
     Reg truncated(Reg real);
+    /// A whole number as another one and a constant.
+    struct Offset {
+        Reg base;
+        std::int64_t constant;
+    };
+    [[nodiscard]] Offset offsetOf(Reg reg) const;
     /// The whole number, where it is at hand without a conversion.
     [[nodiscard]] Reg wholeAtHand(Reg real);
 
@@ -89,6 +95,7 @@ public:
     [[nodiscard]] bool loads(Reg reg, Op op, Immediate place) const;
 
     Reg negation(Reg condition);
+    [[nodiscard]] std::optional<bool> knownTruth(Reg condition) const;
     /// What the language takes for true: not +0 or -0.
     Reg isSet(Reg real);
 

@@ -82,8 +82,9 @@ private:
                 inBlock = !inBlock;
             } else if (inBlock && target) {
                 block.targets.push_back(&targetVariable(node));
-            } else if (opIs(node.next, OP_ASSIGNMARK) && (node.op == OP_VAR || node.op == OP_INDEX || node.op == OP_MEMBER ||
-                                                          node.op == OP_RECORD || node.op == OP_IPCREF)) {
+            } else if (opIs(node.next, OP_ASSIGNMARK) &&
+                       (node.op == OP_VAR || node.op == OP_INDEX || node.op == OP_MEMBER ||
+                        node.op == OP_RECORD || node.op == OP_IPCREF)) {
                 open.push_back({});
                 if (target) open.back().targets.push_back(&targetVariable(node));
             } else if (node.op == OP_ASSIGN && !open.empty()) {
@@ -179,8 +180,8 @@ private:
         for (std::size_t i = 0; i < at; ++i) {
             const CodeNode& node = *nodes_[i];
             const OpcodeInfo* info = opcodeInfo(node.op);
-            const bool opens =
-                node.op == OP_WHILE || node.op == OP_FORTEST || (info != nullptr && info->flow == OpFlow::Open);
+            const bool opens = node.op == OP_WHILE || node.op == OP_FORTEST ||
+                               (info != nullptr && info->flow == OpFlow::Open);
             if (!opens) continue;
             const auto end = indexes_.find(node.operand.target);
             if (end == indexes_.end() || end->second >= at) visit(node);
@@ -210,7 +211,8 @@ private:
                 return;
             case OP_BREAK:
             case OP_ENDWHEN:
-                return around(at, [&](const CodeNode& opener) { flowBehind(opener.operand.target, assigned); });
+                return around(at,
+                              [&](const CodeNode& opener) { flowBehind(opener.operand.target, assigned); });
             case OP_CONTINUE:
             case OP_ENDWHILE:
             case OP_ENDFOR:

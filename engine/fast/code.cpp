@@ -11,19 +11,20 @@ namespace {
 /// Marks what is needed, from what has an effect back to what it takes.
 class Liveness {
 public:
-    explicit Liveness(const Code& code) : code_(code), live_(code.registers.size(), false), writers_(code.registers.size()) {
+    explicit Liveness(const Code& code)
+        : live_(code.registers.size(), false), writers_(code.registers.size()) {
         for (const auto& list : code.moves)
             for (const Move& move : list) writers_[index(move.to)].push_back(move.from);
         for (const Instruction& each : code.instructions) {
-            if (hasEffect(each))
-                for (const Reg reg : each.operands) need(reg);
+            for (const Reg reg : each.operands) {
+                if (hasEffect(each)) need(reg);
+                if (each.to >= 0 && reg >= 0) writers_[index(each.to)].push_back(reg);
+            }
         }
         while (!open_.empty()) {
             const Reg reg = open_.back();
             open_.pop_back();
             for (const Reg from : writers_[index(reg)]) need(from);
-            if (const std::int32_t at = code.registers[index(reg)].definition; at >= 0)
-                for (const Reg operand : code.instructions[static_cast<std::size_t>(at)].operands) need(operand);
         }
     }
 
@@ -42,7 +43,6 @@ private:
         open_.push_back(reg);
     }
 
-    const Code& code_;
     std::vector<bool> live_;
     std::vector<std::vector<Reg>> writers_;
     std::vector<Reg> open_;
@@ -52,18 +52,36 @@ private:
 
 void removeDead(Code& code) {
     const Liveness live(code);
-    for (auto& list : code.moves)
-        std::erase_if(list, [&](const Move& move) { return !live(move.to); });
+    for (auto& list : code.moves) std::erase_if(list, [&](const Move& move) { return !live(move.to); });
     std::erase_if(code.instructions, [&](const Instruction& each) {
         if (each.op == Op::Moves) return code.moves[static_cast<std::size_t>(each.imm.whole)].empty();
         return !Liveness::hasEffect(each) && !live(each.to);
     });
-    for (std::size_t i = 0; i < code.instructions.size(); ++i)
+    // Of a register that is written in several places no instruction is the definition.
+    std::vector<int> writers(code.registers.size(), 0);
+    for (const auto& list : code.moves)
+        for (const Move& move : list) writers[static_cast<std::size_t>(move.to)] = 2;
+    for (const Instruction& each : code.instructions)
+        if (each.to >= 0) ++writers[static_cast<std::size_t>(each.to)];
+    for (std::size_t i = 0; i < code.instructions.size(); ++i) {
         if (const Reg to = code.instructions[i].to; to >= 0)
-            code.registers[static_cast<std::size_t>(to)].definition = static_cast<std::int32_t>(i);
+            code.registers[static_cast<std::size_t>(to)].definition =
+                writers[static_cast<std::size_t>(to)] == 1 ? static_cast<std::int32_t>(i) : -1;
+    }
 }
 
-std::vector<bool> fusedConditions(const Code& code) {
+void failGuard(Code& code, int which) {
+    std::vector<Instruction*> guards;
+    for (Instruction& each : code.instructions)
+        if (each.op == Op::Guard || each.op == Op::Poll) guards.push_back(&each);
+    if (guards.empty()) return;
+    *guards[static_cast<std::size_t>(which) % guards.size()] = {.op = Op::Leave};
+    removeDead(code);
+}
+
+namespace {
+
+std::vector<int> countUses(const Code& code) {
     std::vector<int> uses(code.registers.size(), 0);
     const auto count = [&](Reg reg) {
         if (reg >= 0) ++uses[static_cast<std::size_t>(reg)];
@@ -72,26 +90,132 @@ std::vector<bool> fusedConditions(const Code& code) {
         for (const Reg reg : each.operands) count(reg);
     for (const auto& list : code.moves)
         for (const Move& move : list) count(move.from);
+    return uses;
+}
+
+/// Walks over the code and knows what an instruction may be put off for: as long as nothing joins or leaves,
+/// and none of its operands is written.
+class StraightWalk {
+public:
+    explicit StraightWalk(const Code& code)
+        : code_(code), uses_(countUses(code)), written_(code.registers.size(), -1) {}
+
+    void pass(std::size_t at) {
+        const Instruction& each = code_.instructions[at];
+        if (each.to >= 0) written_[static_cast<std::size_t>(each.to)] = static_cast<std::int32_t>(at);
+        const bool straight =
+            infoOf(each.op).sort != Sort::Control || each.op == Op::Guard || each.op == Op::Poll;
+        if (!straight) begin_ = static_cast<std::int32_t>(at) + 1;
+    }
+
+    /// @return the instruction that makes the register for the one at hand alone; -1 where there is none
+    [[nodiscard]] std::int32_t onlyFor(Reg reg) const {
+        if (reg < 0 || uses_[static_cast<std::size_t>(reg)] != 1) return -1;
+        const std::int32_t at = code_.registers[static_cast<std::size_t>(reg)].definition;
+        if (at < begin_) return -1;
+        for (const Reg operand : code_.instructions[static_cast<std::size_t>(at)].operands)
+            if (operand >= 0 && written_[static_cast<std::size_t>(operand)] > at) return -1;
+        return at;
+    }
+    [[nodiscard]] std::int32_t begin() const noexcept { return begin_; }
+
+private:
+    const Code& code_;
+    std::vector<int> uses_;
+    std::vector<std::int32_t> written_;  // in the part at hand: where last
+    std::int32_t begin_ = 0;
+};
+
+bool isTest(Op op) noexcept {
+    switch (op) {
+        case Op::Less:
+        case Op::LessEqual:
+        case Op::Equal:
+        case Op::LessWhole:
+        case Op::LessEqualWhole:
+        case Op::EqualWhole:
+        case Op::IsSet:
+        case Op::Fits32:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool isSum(Op op) noexcept {
+    return op == Op::Add || op == Op::Sub || op == Op::Mul;
+}
+
+bool reads(const Instruction& each, Reg reg) noexcept {
+    return std::ranges::find(each.operands, reg) != each.operands.end();
+}
+
+}  // namespace
+
+void coalesce(Code& code) {
+    StraightWalk walk(code);
+    for (std::size_t i = 0; i < code.instructions.size(); ++i) {
+        const Instruction& each = code.instructions[i];
+        if (each.op == Op::Moves) {
+            auto& list = code.moves[static_cast<std::size_t>(each.imm.whole)];
+            std::erase_if(list, [&](const Move& move) {
+                const std::int32_t at = walk.onlyFor(move.from);
+                if (at < 0) return false;
+                Instruction& made = code.instructions[static_cast<std::size_t>(at)];
+                // An operation on whole numbers may write its result before it has read all.
+                if (code.registers[static_cast<std::size_t>(move.to)].cls != Class::Real &&
+                    reads(made, move.to))
+                    return false;
+                for (std::size_t k = static_cast<std::size_t>(at) + 1; k < i; ++k)
+                    if (reads(code.instructions[k], move.to) || code.instructions[k].to == move.to)
+                        return false;
+                for (const Move& other : list)
+                    if (&other != &move && (other.from == move.to || other.to == move.to)) return false;
+                made.to = move.to;
+                return true;
+            });
+        }
+        walk.pass(i);
+    }
+    removeDead(code);
+}
+
+std::vector<bool> fusedConditions(const Code& code) {
     std::vector<bool> fused(code.instructions.size(), false);
-    std::size_t straight = 0;  // since when nothing moves or joins
+    StraightWalk walk(code);
     for (std::size_t i = 0; i < code.instructions.size(); ++i) {
         const Instruction& each = code.instructions[i];
         if (each.op == Op::If || each.op == Op::Guard) {
-            Reg reg = each.operands[0];
             // A Not in between turns the sense; it goes the same way.
-            while (uses[static_cast<std::size_t>(reg)] == 1) {
-                const std::int32_t at = code.registers[static_cast<std::size_t>(reg)].definition;
-                if (at < static_cast<std::int32_t>(straight)) break;
+            for (Reg reg = each.operands[0];;) {
+                const std::int32_t at = walk.onlyFor(reg);
+                if (at < 0) break;
                 const Instruction& made = code.instructions[static_cast<std::size_t>(at)];
-                const bool tests = made.op == Op::Less || made.op == Op::LessEqual || made.op == Op::Equal ||
-                                   made.op == Op::LessWhole || made.op == Op::LessEqualWhole ||
-                                   made.op == Op::EqualWhole || made.op == Op::IsSet || made.op == Op::Fits32;
-                if (tests || made.op == Op::Not) fused[static_cast<std::size_t>(at)] = true;
+                if (isTest(made.op) || made.op == Op::Not) fused[static_cast<std::size_t>(at)] = true;
                 if (made.op != Op::Not) break;
                 reg = made.operands[0];
             }
         }
-        if (infoOf(each.op).sort == Sort::Control && each.op != Op::Guard) straight = i + 1;
+        walk.pass(i);
+    }
+    return fused;
+}
+
+std::vector<bool> fusedOperands(const Code& code) {
+    std::vector<bool> fused(code.instructions.size(), false);
+    std::vector<bool> takes(code.instructions.size(), false);
+    StraightWalk walk(code);
+    for (std::size_t i = 0; i < code.instructions.size(); ++i) {
+        const Instruction& each = code.instructions[i];
+        for (const std::size_t which : {1u, 0u}) {
+            if (!isSum(each.op) || takes[i]) break;
+            const std::int32_t at = walk.onlyFor(each.operands[which]);
+            if (at < 0 || takes[static_cast<std::size_t>(at)] ||
+                !isSum(code.instructions[static_cast<std::size_t>(at)].op))
+                continue;
+            fused[static_cast<std::size_t>(at)] = takes[i] = true;
+        }
+        walk.pass(i);
     }
     return fused;
 }
@@ -104,7 +228,8 @@ std::vector<Move> sequenced(const std::vector<Move>& moves, Reg spare) {
     for (const Move& move : open) ++readers[move.from];
     std::vector<Move> ready;
     std::unordered_map<Reg, Move> waiting;  // by what they write
-    for (const Move& move : open) (readers[move.to] == 0 ? ready.push_back(move) : void(waiting.emplace(move.to, move)));
+    for (const Move& move : open)
+        (readers[move.to] == 0 ? ready.push_back(move) : void(waiting.emplace(move.to, move)));
     while (!ready.empty() || !waiting.empty()) {
         if (ready.empty()) {  // a circle: one of its values waits elsewhere
             Move& first = waiting.begin()->second;

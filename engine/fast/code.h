@@ -90,10 +90,21 @@ enum class Outcome : std::int32_t {
 /// Takes out what nobody needs. Renumbers nothing but instructions.
 void removeDead(Code& code);
 
+/// Lets values that only move into another register come to be there.
+void coalesce(Code& code);
+
+/// For tests: one of the guards leaves whatever its condition.
+/// @param which  counted round and round
+void failGuard(Code& code, int which);
+
 /// The conditions that are only made for the If or Guard right behind them, so that one instruction can do
 /// both.
 /// @return for each instruction, whether the one that uses it takes it over
 [[nodiscard]] std::vector<bool> fusedConditions(const Code& code);
+
+/// Sums, differences and products that are only an operand of another one, so that one step can do both.
+/// @return for each instruction, whether the one that uses it takes it over
+[[nodiscard]] std::vector<bool> fusedOperands(const Code& code);
 
 /// The moves of a list one after the other, so that none overwrites what another still needs.
 /// @param spare  a register of the class in question that nothing else uses

@@ -36,8 +36,8 @@ Facts join(const Facts& a, const Facts& b) noexcept {
 
 // Rounding to the nearest is monotonic, so sums of bounds are bounds of sums.
 Facts sum(const Facts& a, const Facts& b) noexcept {
-    const bool opposed = (a.high == kInfinity && b.low == -kInfinity) ||
-                         (a.low == -kInfinity && b.high == kInfinity);
+    const bool opposed =
+        (a.high == kInfinity && b.low == -kInfinity) || (a.low == -kInfinity && b.high == kInfinity);
     return bounded(a.low + b.low, a.high + b.high, a.nan || b.nan || opposed, a.whole && b.whole);
 }
 
@@ -54,8 +54,7 @@ Facts product(const Facts& a, const Facts& b) noexcept {
 }
 
 Facts quotient(const Facts& a, const Facts& b) noexcept {
-    if (a.nan || b.nan || mayBeInfinite(a) || mayBeInfinite(b) || mayBeZero(b))
-        return {};
+    if (a.nan || b.nan || mayBeInfinite(a) || mayBeInfinite(b) || mayBeZero(b)) return {};
     const auto [low, high] = std::minmax({a.low / b.low, a.low / b.high, a.high / b.low, a.high / b.high});
     return bounded(low, high, false, false);
 }

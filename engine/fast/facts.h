@@ -45,8 +45,8 @@ struct Facts {
 [[nodiscard]] Facts smaller(const Facts& a, const Facts& b) noexcept;
 [[nodiscard]] Facts larger(const Facts& a, const Facts& b) noexcept;
 
-/// The assumption about what changes in a loop, made weaker where `seen` shows that it does not hold. Comes to
-/// an end: each bound gives way in few steps.
+/// The assumption about what changes in a loop, made weaker where `seen` shows that it does not hold. Comes
+/// to an end: each bound gives way in few steps.
 [[nodiscard]] Facts widen(const Facts& assumed, const Facts& seen) noexcept;
 
 }  // namespace kestrel::fast

@@ -7,8 +7,8 @@ namespace kestrel::fast {
 
 namespace {
 
-/// Code is made anew where something has changed that was thought steady; a script in which that goes on is left
-/// to the interpreter.
+/// Code is made anew where something has changed that was thought steady; a script in which that goes on is
+/// left to the interpreter.
 constexpr int kMostLowered = 8;
 /// Samples after which code that nearly always leaves is given up: it only costs time.
 constexpr std::uint64_t kTrial = 1024;
@@ -72,6 +72,7 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         Lowered& lowered = std::get<Lowered>(result);
         // Locals may hold what the next sample lets go of, with a warning. Afterwards they do not.
         if (!lowered.assumptions.hold()) return;
+        if (ctx_.services.failingGuard >= 0) failGuard(lowered.code, ctx_.services.failingGuard);
         install(lowered.code);
         assumptions_ = std::move(lowered.assumptions);
         branches_ = std::move(lowered.branches);

@@ -29,8 +29,8 @@ public:
     FastProcess(const FastProcess&) = delete;
     FastProcess& operator=(const FastProcess&) = delete;
 
-    /// Shades a sample, if that is possible without the interpreter. Then everything that scripts and hosts can
-    /// see is as if the interpreter had.
+    /// Shades a sample, if that is possible without the interpreter. Then everything that scripts and hosts
+    /// can see is as if the interpreter had.
     /// @param process  of the program that is loaded
     /// @param record   the host's
     /// @return false: nothing has happened, and the interpreter has to
@@ -73,7 +73,7 @@ private:
     EngineContext& ctx_;
     std::unique_ptr<NativeCode> native_;
     std::unique_ptr<ThreadedCode> threaded_;  ///< where there is no native code
-    std::uint64_t checked_ = 0;  ///< the epoch in which all assumptions held
+    std::uint64_t checked_ = 0;               ///< the epoch in which all assumptions held
     Stage stage_ = Stage::New;
     Counts counts_;
     std::optional<Assumptions> assumptions_;

@@ -1,8 +1,7 @@
 // Lowering: calls of script functions, which are laid out where they are called, and of built-ins.
-#include "engine/fast/lowering.h"
-
 #include "engine/context/builtin.h"
 #include "engine/context/random_sequence.h"
+#include "engine/fast/lowering.h"
 #include "engine/program/node_modes.h"
 
 #include <algorithm>
@@ -37,7 +36,8 @@ void Lowering::bind(Variable& parameter, const Cell& value) {
 void Lowering::enter(const FunctionRecord& function, std::size_t arguments) {
     for (const Activation& active : activations_)
         if (active.function == &function) refuse("a function that calls itself");
-    if (!carryover_.bindsAll(function)) refuse("a function that is not always given a value for each parameter");
+    if (!carryover_.bindsAll(function))
+        refuse("a function that is not always given a value for each parameter");
     if (function.end == nullptr) refuse("a function without an end");
     assumptions_.noObjects(function);
     std::vector<Cell> values;
@@ -60,8 +60,7 @@ void Lowering::finishActivation() {
     const auto forget = [this](const LinkedList<Variable>& variables) {
         for (const Variable* v = variables.head; v != nullptr; v = v->next) {
             const auto found = knowledge_.slots.ofVariable.find(v);
-            if (found != knowledge_.slots.ofVariable.end() &&
-                !knowledge_.slots.infos[found->second].visible)
+            if (found != knowledge_.slots.ofVariable.end() && !knowledge_.slots.infos[found->second].visible)
                 slot(found->second) = Cell{};
         }
     };
@@ -72,10 +71,12 @@ void Lowering::finishActivation() {
 void Lowering::callFunction(const Node& node) {
     const FunctionRecord& function = *node.to.function;
     if (node.argc != function.paramCount) refuse("a call with another number of arguments than parameters");
-    if (activations_.back().controls.size() >= kControlLimit) refuse("calls and loops that are nested too deep");
+    if (activations_.back().controls.size() >= kControlLimit)
+        refuse("calls and loops that are nested too deep");
     if (activations_.size() >= kDeepestCalls) refuse("calls that are nested too deep");
     const std::uint64_t path = path_;
-    path_ = (path_ ^ reinterpret_cast<std::uintptr_t>(&node)) * 0x9E3779B97F4A7C15u;  // NOLINT: only told apart
+    path_ =
+        (path_ ^ reinterpret_cast<std::uintptr_t>(&node)) * 0x9E3779B97F4A7C15u;  // NOLINT: only told apart
     enter(function, static_cast<std::size_t>(node.argc));
     finishActivation();
     path_ = path;
@@ -137,13 +138,15 @@ void Lowering::callBuiltin(const Node& node) {
             if (!args.empty() && args.back().type == Vector)
                 v = args.back().vec;
             else
-                for (std::size_t i = 0; i < std::min<std::size_t>(3, args.size()); ++i) v[i] = firstNumber(args[i]);
+                for (std::size_t i = 0; i < std::min<std::size_t>(3, args.size()); ++i)
+                    v[i] = firstNumber(args[i]);
             const Reg xy = total(product(v[0], v[0]), product(v[1], v[1]));
             return push(Cell::ofNumber(builder_.make(Op::Sqrt, total(xy, product(v[2], v[2])))));
         }
         case Rule::Cross3d:
         case Rule::Dot3d: {
-            if (args[0].type != Vector || args[1].type != Vector) refuse("a product of other kinds than vectors");
+            if (args[0].type != Vector || args[1].type != Vector)
+                refuse("a product of other kinds than vectors");
             return push(combine(form.rule == Rule::Dot3d ? OP_BITAND : OP_XOR, args[0], args[1]));
         }
         case Rule::Cross2d:
@@ -208,7 +211,8 @@ Reg Lowering::applied(const NumericForm& form, Reg a, Reg b) {
 
 Cell Lowering::randomUnit() {
     const Reg grown = builder_.make(Op::MulWhole, randomState(), builder_.whole(kRandomFactor));
-    const Reg next = builder_.make(Op::CutUnsigned, builder_.make(Op::AddWhole, grown, builder_.whole(kRandomStep)));
+    const Reg next =
+        builder_.make(Op::CutUnsigned, builder_.make(Op::AddWhole, grown, builder_.whole(kRandomStep)));
     setRandomState(next);
     const Reg drawn = builder_.make(Op::FromWhole, builder_.make(Op::Cut15, next));
     return Cell::ofNumber(builder_.make(Op::Mul, drawn, builder_.real(kPerDraw)));

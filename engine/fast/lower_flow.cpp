@@ -1,6 +1,5 @@
 // Lowering: where control goes.
 #include "engine/fast/lowering.h"
-
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 
@@ -156,8 +155,8 @@ const CodeNode* Lowering::conditional(const Node& node) {
     const Node* end = otherwise != nullptr ? endIf->link : endIf;
     if (end == nullptr) refuse("an else without an end");
     const Reg condition = truth(popValue());
-    if (const auto known = builder_.wholeConstant(condition)) {
-        if (*known != 0)
+    if (const auto known = builder_.knownTruth(condition)) {
+        if (*known)
             walk(node.next, endIf);
         else if (otherwise != nullptr)
             walk(otherwise->next, end);
@@ -199,7 +198,7 @@ void Lowering::branch(const Node* begin, const Node* end) {
 }
 
 Lowering::Checkpoint Lowering::checkpoint() const {
-    Checkpoint point{builder_.mark(), state_, {}, activations_.size(), activations_.back().controls.size(),
+    Checkpoint point{builder_.mark(),  state_, {}, activations_.size(), activations_.back().controls.size(),
                      refusals_.size(), path_};
     for (const OpenBlock& block : blocks_) point.ways.push_back(block.ways.size());
     return point;

@@ -1,7 +1,6 @@
-// Lowering: loops. Short ones whose test is known are laid out round by round. In others a register stands for
-// each value that changes, about which something is assumed, proved, and assumed anew where that fails.
+// Lowering: loops. Short ones whose test is known are laid out round by round. In others a register stands
+// for each value that changes, about which something is assumed, proved, and assumed anew where that fails.
 #include "engine/fast/lowering.h"
-
 #include "engine/program/node_modes.h"
 
 #include <algorithm>
@@ -48,7 +47,8 @@ Lowering::LoopShape Lowering::shapeOf(const Node& top) const {
 /// @return what stands behind it
 const CodeNode* Lowering::loop(const Node& top) {
     const LoopShape shape = shapeOf(top);
-    if (activations_.back().controls.size() >= kControlLimit) refuse("calls and loops that are nested too deep");
+    if (activations_.back().controls.size() >= kControlLimit)
+        refuse("calls and loops that are nested too deep");
     if (!unrolled(shape)) repeated(shape, knowledge_.loops[{path_, &top}]);
     return shape.close->next;
 }
@@ -80,10 +80,10 @@ bool Lowering::unrolled(const LoopShape& shape) {
     const Checkpoint start = checkpoint();
     const std::size_t breaks = openBlock();
     for (int i = 0; i <= kMostRounds; ++i) {
-        const auto known = builder_.wholeConstant(testOf(shape));
-        if (!known || (*known != 0 && i == kMostRounds)) break;
-        if (*known != 0) round(shape, breaks);
-        if (*known == 0 || !state_.reached) {
+        const auto known = builder_.knownTruth(testOf(shape));
+        if (!known || (*known && i == kMostRounds)) break;
+        if (*known) round(shape, breaks);
+        if (!*known || !state_.reached) {
             closeBlock(breaks);
             return true;
         }
@@ -93,8 +93,8 @@ bool Lowering::unrolled(const LoopShape& shape) {
 }
 
 void Lowering::leaveUnless(Reg condition, std::size_t block) {
-    if (const auto known = builder_.wholeConstant(condition)) {
-        if (*known == 0) leaveTo(block);
+    if (const auto known = builder_.knownTruth(condition)) {
+        if (!*known) leaveTo(block);
         return;
     }
     const State here = state_;
@@ -186,11 +186,13 @@ void Lowering::collectChanges(const Node* begin, const Node* end,
             if (slot(slotOf(*node->to.object)).type == ShaderObj) {
                 const MemberRow& row = memberRow(ShaderObj, node->name);
                 for (int i = 0; i < row.elements; ++i)
-                    add(infos.ofMember, static_cast<std::int64_t>(row.detail + static_cast<std::size_t>(i) * sizeof(double)));
+                    add(infos.ofMember,
+                        static_cast<std::int64_t>(row.detail + static_cast<std::size_t>(i) * sizeof(double)));
             }
         }
         if (node->op != OP_CALL || node->mode == kMethodCall) continue;
-        if (node->reach == Reach::Builtin && node->to.builtin->handler.form.rule == NumericForm::Rule::RandomUnit)
+        if (node->reach == Reach::Builtin &&
+            node->to.builtin->handler.form.rule == NumericForm::Rule::RandomUnit)
             add(infos.ofMember, std::int64_t{-1});
         if (node->reach == Reach::Function && seen.insert(node->to.function).second)
             collectChanges(node->to.function->entry, node->to.function->end, seen, slots);
@@ -242,7 +244,8 @@ bool Lowering::closes(const State& top, const std::vector<Carried>& carried, std
         const Cell& before = i < top.slots.size() ? top.slots[i] : entries_[i];
         Cell& now = state_.slots[i];
         if (before == now || before.type == kNoValue) continue;
-        const bool carries = std::ranges::any_of(carried, [i](const Carried& each) { return each.slot == i; });
+        const bool carries =
+            std::ranges::any_of(carried, [i](const Carried& each) { return each.slot == i; });
         if (!carries) {
             holds = !known.carried.insert(i).second;
             if (holds) refuse("a value that changes in a loop");
@@ -252,7 +255,8 @@ bool Lowering::closes(const State& top, const std::vector<Carried>& carried, std
         if (before.type != now.type) {
             if (before.type == kMixedKind && isInlineKind(now.type)) {
                 now.kind = builder_.whole(now.type);
-                if (before.numeric && !now.isNumeric()) refuse("a number that becomes something else in a loop");
+                if (before.numeric && !now.isNumeric())
+                    refuse("a number that becomes something else in a loop");
             } else if (known.peeled < kMostPeeled) {
                 ++known.peeled;
                 known.facts.clear();

@@ -1,7 +1,6 @@
 // Lowering: variables, members of the sample, elements of arrays; assignments to them.
-#include "engine/fast/lowering.h"
-
 #include "engine/context/kind_table.h"
+#include "engine/fast/lowering.h"
 #include "engine/program/node_modes.h"
 #include "engine/values/limits.h"
 
@@ -213,8 +212,8 @@ void Lowering::variable(const Node& node) {
 
 // ---- index lists
 
-/// Takes `DimMark SepMark i SepMark j ...` off the stack. Behind an index that has brackets itself there is no
-/// mark.
+/// Takes `DimMark SepMark i SepMark j ...` off the stack. Behind an index that has brackets itself there is
+/// no mark.
 std::vector<Cell> Lowering::takeIndexes() {
     std::vector<Cell> indexes;
     for (Cell cell = pop(); cell.type != DimMark; cell = pop()) {
@@ -270,7 +269,8 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
         const Reg size = builder_.whole(array.dims[k]);
         require(Op::LessEqualWhole, index, size);
         require(Op::LessEqualWhole, builder_.whole(-kMaxElements), index);
-        const Reg rows = builder_.make(Op::MulWhole, builder_.make(Op::SubWhole, position, builder_.whole(1)), size);
+        const Reg rows =
+            builder_.make(Op::MulWhole, builder_.make(Op::SubWhole, position, builder_.whole(1)), size);
         position = builder_.make(Op::AddWhole, rows, index);
         if (k + 1 < indexes.size()) {  // as far as the interpreter follows it
             require(Op::LessEqualWhole, position, builder_.whole(kMaxElements));
@@ -279,8 +279,9 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
     }
     require(Op::LessEqualWhole, builder_.whole(1), position);
     require(Op::LessEqualWhole, position, builder_.whole(array.count()));
-    const Reg offset = builder_.make(Op::SubWhole, position, builder_.whole(1));
-    const ValueCell* const first = array.elements.data();
+    // What is constant of the index goes into the address.
+    const auto [offset, constant] = builder_.offsetOf(position);
+    const ValueCell* const first = array.elements.data() + (constant - 1);
     Cell value = Cell::ofNumber(builder_.make(Op::LoadElement, offset, kNoReg, kNoReg, at(&first->number)));
     value.type = type;
     if (type == kMixedKind)
@@ -483,11 +484,11 @@ void Lowering::increment(const Node& node) {
     Variable& variable = targetVariable(*target.node);
     const std::size_t index = slotOf(variable);
     const Cell old = slot(index);
-    if (!old.isNumeric() && old.type != Vector) refuse("an increment of something else than numbers and vectors");
+    if (!old.isNumeric() && old.type != Vector)
+        refuse("an increment of something else than numbers and vectors");
     const Cell before = readVariable(variable);
     if (old.type == Vector) {
-        for (std::size_t i = 0; i < 3; ++i)
-            slot(index).vec[i] = builder_.make(Op::Add, before.vec[i], step);
+        for (std::size_t i = 0; i < 3; ++i) slot(index).vec[i] = builder_.make(Op::Add, before.vec[i], step);
     } else {
         slot(index).number = builder_.make(Op::Add, before.number, step);
     }

@@ -1,6 +1,5 @@
 // Lowering: the stack, operators and comparisons.
 #include "engine/fast/lowering.h"
-
 #include "engine/operations/operators.h"
 #include "engine/values/limits.h"
 
@@ -65,7 +64,8 @@ void Lowering::settleKind(Cell& cell) {
 
 Cell Lowering::combine(std::int32_t op, Cell left, Cell right) {
     if (left.isNumeric() && right.isNumeric()) return combineNumeric(op, left, right);
-    const bool vectors = (left.type == Vector || left.isNumeric()) && (right.type == Vector || right.isNumeric());
+    const bool vectors =
+        (left.type == Vector || left.isNumeric()) && (right.type == Vector || right.isNumeric());
     if (!vectors) refuse("an operator of other kinds than numbers and vectors");
     if (left.type == Vector && right.type == Vector) {
         const auto& [ax, ay, az] = left.vec;
@@ -98,8 +98,8 @@ Cell Lowering::combineVectors(std::int32_t op, const std::array<Reg, 3>& a, cons
                 break;
             case OP_DIV: {  // a zero divisor gives a zero component
                 const Reg zero = builder_.make(Op::Equal, b[i], builder_.real(0.0));
-                result[i] = builder_.make(Op::Choose, zero, builder_.real(0.0),
-                                          builder_.make(Op::Div, a[i], b[i]));
+                result[i] =
+                    builder_.make(Op::Choose, zero, builder_.real(0.0), builder_.make(Op::Div, a[i], b[i]));
                 break;
             }
             case OP_MOD:
@@ -121,7 +121,8 @@ Cell Lowering::combineNumeric(std::int32_t op, Cell left, Cell right) {
         case OP_MUL: {
             const Reg value = plainNumbers(op, a, b);
             if (left.type == Number || right.type == Number) return Cell::ofNumber(value);
-            if (left.type == kMixedKind && right.type == kMixedKind && left.kind != right.kind) settleKind(left);
+            if (left.type == kMixedKind && right.type == kMixedKind && left.kind != right.kind)
+                settleKind(left);
             // Of an Integer and another kind the other one.
             Cell result = left.type == Integer ? right : left;
             result.number = value;
@@ -139,8 +140,8 @@ Cell Lowering::combineNumeric(std::int32_t op, Cell left, Cell right) {
             const Reg divisor = builder_.toWhole32(b);
             builder_.guard(builder_.negation(builder_.make(Op::EqualWhole, divisor, builder_.whole(0))),
                            "a division by zero");
-            return Cell::ofInteger(builder_.make(
-                Op::FromWhole, builder_.make(Op::Remainder, builder_.toWhole32(a), divisor)));
+            return Cell::ofInteger(
+                builder_.make(Op::FromWhole, builder_.make(Op::Remainder, builder_.toWhole32(a), divisor)));
         }
         default:
             return Cell::ofInteger(bits(op, a, b));

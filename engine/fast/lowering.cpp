@@ -18,7 +18,8 @@ public:
 
     void of(const FunctionRecord& function) {
         if (!seen_.insert(&function).second) return;
-        for (const CodeNode* node = function.entry; node != nullptr && node != function.end; node = node->next) {
+        for (const CodeNode* node = function.entry; node != nullptr && node != function.end;
+             node = node->next) {
             switch (node->op) {
                 case OP_VAR:
                 case OP_INDEX:
@@ -63,13 +64,15 @@ Lowered Lowering::run() {
     finish();
     Lowered lowered{builder_.take(), std::move(assumptions_), std::move(refusals_)};
     removeDead(lowered.code);
+    coalesce(lowered.code);
     return lowered;
 }
 
 std::variant<Lowered, Refusal> lower(EngineContext& ctx, Carryover& carryover, const FunctionRecord& process,
                                      const Experience& experience) {
     if (carryover.observed()) return Refusal{"dump() looks at all variables"};
-    if (ctx.reporter.state.reportUnused) return Refusal{"variables that are never assigned are to be reported"};
+    if (ctx.reporter.state.reportUnused)
+        return Refusal{"variables that are never assigned are to be reported"};
     if (std::fegetround() != FE_TONEAREST) return Refusal{"numbers are not rounded to the nearest"};
     Knowledge knowledge;
     knowledge.written = experience.unsteady;

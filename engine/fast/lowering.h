@@ -10,11 +10,11 @@
 //  3. Writes stay in the state; finish() alone stores.
 #pragma once
 
+#include "engine/context/builtin.h"
 #include "engine/context/context.h"
+#include "engine/context/object_kind.h"
 #include "engine/fast/assumptions.h"
 #include "engine/fast/carryover.h"
-#include "engine/context/builtin.h"
-#include "engine/context/object_kind.h"
 #include "engine/fast/state.h"
 
 #include <functional>
@@ -56,11 +56,11 @@ inline constexpr std::size_t kDeepestCalls = 64;
 
 /// What a loop was found to need; kept while the function is lowered again and again.
 struct LoopKnowledge {
-    int peeled = 0;                      ///< rounds in front of the loop, until kinds stay
+    int peeled = 0;                           ///< rounds in front of the loop, until kinds stay
     std::unordered_set<std::size_t> carried;  ///< slots that change in it, beyond those that are seen at once
     std::unordered_set<std::size_t> mixed;    ///< slots whose kind changes from round to round
     std::map<std::pair<std::size_t, int>, Facts> facts;  ///< of a part (0 number, 1 to 3 vector) of a slot
-    bool weak = false;  ///< nothing is assumed of what changes
+    bool weak = false;                                   ///< nothing is assumed of what changes
 };
 
 /// The slots of variables and members; their numbers last while a function is lowered again and again.

@@ -8,8 +8,8 @@
 
 namespace kestrel::fast {
 
-/// The memory that machine code lies in, shared by the scripts of one environment. Pages are never writable and
-/// executable at the same address. May be used by several threads.
+/// The memory that machine code lies in, shared by the scripts of one environment. Pages are never writable
+/// and executable at the same address. May be used by several threads.
 class CodeMemory {
 public:
     CodeMemory();

@@ -1,8 +1,7 @@
-// Machine code for x86-64, one instruction of the intermediate code after the other. Exactness: no contraction, no
-// reassociation, the C library's functions by their addresses; what rounds is the one instruction that the
-// interpreter's compiler takes, too.
+// Machine code for x86-64, one instruction of the intermediate code after the other. Exactness: no
+// contraction, no reassociation, the C library's functions by their addresses; what rounds is the one
+// instruction that the interpreter's compiler takes, too.
 #include "engine/fast/native.h"
-
 #include "engine/values/value.h"
 
 #include <asmjit/x86.h>
@@ -15,8 +14,8 @@
 #include <optional>
 #include <vector>
 
-// What the library does when it finds a fault of its own, in place of its file for that: as Debian builds it, it
-// cannot go into a shared library for the one mention of stderr there.
+// What the library does when it finds a fault of its own, in place of its file for that: as Debian builds it,
+// it cannot go into a shared library for the one mention of stderr there.
 namespace asmjit::DebugUtils {
 
 const char* errorAsString(Error) noexcept {
@@ -52,7 +51,8 @@ struct CodeMemory::Impl {
 };
 
 CodeMemory::CodeMemory() {
-    if (CpuInfo::host().features().x86().hasAVX()) impl_ = std::make_unique<Impl>();
+    // Not the library's own way to ask: in some programs it says no the first time.
+    if (__builtin_cpu_supports("avx") != 0) impl_ = std::make_unique<Impl>();
 }
 CodeMemory::~CodeMemory() = default;
 
@@ -61,7 +61,10 @@ namespace {
 class Emitter {
 public:
     Emitter(const Code& code, x86::Compiler& compiler)
-        : code_(code), cc_(compiler), fused_(fusedConditions(code)), registers_(code.registers.size()),
+        : code_(code),
+          cc_(compiler),
+          fused_(fusedConditions(code)),
+          registers_(code.registers.size()),
           blocks_(static_cast<std::size_t>(code.blocks)) {}
 
     void emit() {
@@ -90,7 +93,9 @@ private:
 
     // ---- operands
 
-    [[nodiscard]] const Register& infoOf(Reg reg) const { return code_.registers[static_cast<std::size_t>(reg)]; }
+    [[nodiscard]] const Register& infoOf(Reg reg) const {
+        return code_.registers[static_cast<std::size_t>(reg)];
+    }
     [[nodiscard]] bool isConstant(Reg reg) const { return infoOf(reg).constant; }
 
     /// The machine's register of a value that is no constant.
@@ -150,7 +155,9 @@ private:
         cc_.mov(base, reinterpret_cast<std::uintptr_t>(each.imm.address));  // NOLINT: as above
         if (const auto index = constant32(each.operands[0])) {
             if (*index < (1 << 24))
-                return x86::ptr(base, static_cast<std::int32_t>(*index * static_cast<std::int64_t>(sizeof(ValueCell))), size);
+                return x86::ptr(
+                    base, static_cast<std::int32_t>(*index * static_cast<std::int64_t>(sizeof(ValueCell))),
+                    size);
         }
         const Gp offset = cc_.newInt64();
         cc_.imul(offset, whole(each.operands[0]), static_cast<std::int64_t>(sizeof(ValueCell)));
@@ -219,8 +226,10 @@ private:
                 }
                 return {Cond::kE};
             case Op::IsSet: {
+                // Not vmovq: for a value that lies in memory the library makes an instruction of it that is
+                // none.
                 const Gp bits = cc_.newInt64();
-                cc_.vmovq(bits, real(a));
+                cc_.vpextrq(bits, real(a), 0);
                 cc_.add(bits, bits);
                 return {Cond::kNZ};
             }
@@ -300,16 +309,20 @@ private:
         switch (each.op) {
             case Op::Add:
                 return binary(
-                    each, true, [&](auto&&... x) { cc_.vaddsd(x...); }, [&](auto&&... x) { cc_.vaddsd(x...); });
+                    each, true, [&](auto&&... x) { cc_.vaddsd(x...); },
+                    [&](auto&&... x) { cc_.vaddsd(x...); });
             case Op::Sub:
                 return binary(
-                    each, false, [&](auto&&... x) { cc_.vsubsd(x...); }, [&](auto&&... x) { cc_.vsubsd(x...); });
+                    each, false, [&](auto&&... x) { cc_.vsubsd(x...); },
+                    [&](auto&&... x) { cc_.vsubsd(x...); });
             case Op::Mul:
                 return binary(
-                    each, true, [&](auto&&... x) { cc_.vmulsd(x...); }, [&](auto&&... x) { cc_.vmulsd(x...); });
+                    each, true, [&](auto&&... x) { cc_.vmulsd(x...); },
+                    [&](auto&&... x) { cc_.vmulsd(x...); });
             case Op::Div:
                 return binary(
-                    each, false, [&](auto&&... x) { cc_.vdivsd(x...); }, [&](auto&&... x) { cc_.vdivsd(x...); });
+                    each, false, [&](auto&&... x) { cc_.vdivsd(x...); },
+                    [&](auto&&... x) { cc_.vdivsd(x...); });
             case Op::Smaller:  // the second operand comes out unless the first is smaller, NaN or not
                 cc_.vminsd(written(each.to), real(b), real(a));
                 return;
@@ -335,7 +348,8 @@ private:
             }
             case Op::Call1: {
                 InvokeNode* call = nullptr;
-                cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one), FuncSignatureT<double, double>());  // NOLINT
+                cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
+                           FuncSignatureT<double, double>());  // NOLINT
                 call->setArg(0, real(a));
                 call->setRet(0, written(each.to));
                 return;

@@ -94,8 +94,8 @@ static_assert(sizeof(Word) == 8);
         case Op::Xor:
             return Word::of(a.whole ^ b.whole);
         case Op::ShiftLeft:
-            return Word::of(low32(static_cast<std::int64_t>(static_cast<std::uint64_t>(a.whole)
-                                                            << (b.whole & 31))));
+            return Word::of(
+                low32(static_cast<std::int64_t>(static_cast<std::uint64_t>(a.whole) << (b.whole & 31))));
         case Op::ShiftRight:
             return Word::of(low32(a.whole) >> (b.whole & 31));
         case Op::Cut:

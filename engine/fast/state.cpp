@@ -16,14 +16,15 @@ public:
     template <class CellOf>
     Cell merge(const CellOf& cellOf, std::size_t slot) {
         Cell result = cellOf(ways_.front());
-        const bool same =
-            std::ranges::all_of(ways_, [&](const Way& way) { return cellOf(way) == result; });
+        const bool same = std::ranges::all_of(ways_, [&](const Way& way) { return cellOf(way) == result; });
         if (same) return result;
         slot_ = slot;
         mergeKind(result, cellOf);
-        mergePart(result, cellOf, [](auto& cell) -> auto& { return cell.number; });
+        mergePart(
+            result, cellOf, [](auto& cell) -> auto& { return cell.number; });
         for (std::size_t i = 0; i < 3; ++i)
-            mergePart(result, cellOf, [i](auto& cell) -> auto& { return cell.vec[i]; });
+            mergePart(
+                result, cellOf, [i](auto& cell) -> auto& { return cell.vec[i]; });
         return result;
     }
 

@@ -13,7 +13,7 @@ namespace kestrel::fast {
 
 // Kinds beside those of the language.
 inline constexpr std::int32_t kMixedKind = -1;  ///< Number or Integer or ...: Cell::kind holds it
-inline constexpr std::int32_t kNoValue = -2;    ///< a local that nothing has been assigned yet: nobody reads it
+inline constexpr std::int32_t kNoValue = -2;  ///< a local that nothing has been assigned yet: nobody reads it
 inline constexpr std::int32_t kRandomKind = -3;  ///< the random state, in Cell::kind
 
 /// Registers that mean "what the variable had when the sample began".
@@ -23,8 +23,8 @@ inline constexpr Reg kAtEntry = -2;
 /// vector of a variable are slots of their own.
 struct Cell {
     std::int32_t type = kNoValue;
-    Reg kind = kNoReg;     ///< of kMixedKind: the tag
-    bool numeric = true;   ///< of kMixedKind: it is Number or Integer
+    Reg kind = kNoReg;    ///< of kMixedKind: the tag
+    bool numeric = true;  ///< of kMixedKind: it is Number or Integer
     Reg number = kNoReg;
     std::array<Reg, 3> vec{kNoReg, kNoReg, kNoReg};
     const void* object = nullptr;    ///< array record, object
@@ -66,7 +66,7 @@ struct SlotInfo {
     bool visible = true;           ///< what it holds at the end counts
     bool steady = false;           ///< a variable that nothing writes while samples are shaded
     bool parameter = false;
-    bool preload = false;          ///< loaded when the sample begins: some ways change it, and others do not
+    bool preload = false;  ///< loaded when the sample begins: some ways change it, and others do not
 };
 
 /// The state where control has come to.

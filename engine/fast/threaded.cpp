@@ -58,6 +58,22 @@ namespace {
     X(Either)               \
     KESTREL_TESTS(X)
 
+// Two operations in one step: what the first one yields is an operand of the second one, and C the other.
+//   name, first, second, whether C stands on the left
+#define KESTREL_PAIRS(X)          \
+    X(AddAdd, Add, Add, false)    \
+    X(AddSub, Add, Sub, false)    \
+    X(AddSubFrom, Add, Sub, true) \
+    X(AddMul, Add, Mul, false)    \
+    X(SubAdd, Sub, Add, false)    \
+    X(SubSub, Sub, Sub, false)    \
+    X(SubSubFrom, Sub, Sub, true) \
+    X(SubMul, Sub, Mul, false)    \
+    X(MulAdd, Mul, Add, false)    \
+    X(MulSub, Mul, Sub, false)    \
+    X(MulSubFrom, Mul, Sub, true) \
+    X(MulMul, Mul, Mul, false)
+
 /// What a step does, beyond computing.
 enum class Kind : std::uint8_t {
 #define X(name) name,
@@ -66,7 +82,10 @@ enum class Kind : std::uint8_t {
 #define X(name) JumpIf##name, JumpUnless##name, LeaveIf##name, LeaveUnless##name,
         KESTREL_TESTS(X)
 #undef X
-            JumpIfTrue,
+#define X(name, first, second, left) name,
+            KESTREL_PAIRS(X)
+#undef X
+                JumpIfTrue,
     JumpUnlessTrue,
     LeaveIfTrue,
     LeaveUnlessTrue,
@@ -80,9 +99,11 @@ enum class Kind : std::uint8_t {
     LoadElement,
     LoadElementKind,
     Copy,
+    CopyTwo,
     Jump,
     Leave,
     Poll,
+    PollJump,
     StoreReal,
     StoreWord,
     StoreRecordReal,
@@ -93,18 +114,41 @@ using Handlers = std::array<const void*, static_cast<std::size_t>(Kind::Count)>;
 
 /// Runs steps; or, without any, tells where the handlers are.
 /// @param registers  beside constants nothing in them outlives a run
-[[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record, Handlers* handlers) noexcept {
+[[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record,
+                                  Handlers* handlers) noexcept {
     static const void* const kLabels[] = {
 #define X(name) &&L_##name,
         KESTREL_COMPUTED(X)
 #undef X
 #define X(name) &&L_JumpIf##name, &&L_JumpUnless##name, &&L_LeaveIf##name, &&L_LeaveUnless##name,
-            KESTREL_TESTS(X)
+                KESTREL_TESTS(X)
 #undef X
-                && L_JumpIfTrue,
-        &&L_JumpUnlessTrue, &&L_LeaveIfTrue, &&L_LeaveUnlessTrue, &&L_Call1, &&L_Call2, &&L_Choose,
-        &&L_LoadReal, &&L_LoadWord, &&L_LoadRecordReal, &&L_LoadRecordWhole, &&L_LoadElement, &&L_LoadElementKind, &&L_Copy,
-        &&L_Jump, &&L_Leave, &&L_Poll, &&L_StoreReal, &&L_StoreWord, &&L_StoreRecordReal, &&L_Done};
+#define X(name, first, second, left) &&L_##name,
+                    KESTREL_PAIRS(X)
+#undef X
+            && L_JumpIfTrue,
+        &&L_JumpUnlessTrue,
+        &&L_LeaveIfTrue,
+        &&L_LeaveUnlessTrue,
+        &&L_Call1,
+        &&L_Call2,
+        &&L_Choose,
+        &&L_LoadReal,
+        &&L_LoadWord,
+        &&L_LoadRecordReal,
+        &&L_LoadRecordWhole,
+        &&L_LoadElement,
+        &&L_LoadElementKind,
+        &&L_Copy,
+        &&L_CopyTwo,
+        &&L_Jump,
+        &&L_Leave,
+        &&L_Poll,
+        &&L_PollJump,
+        &&L_StoreReal,
+        &&L_StoreWord,
+        &&L_StoreRecordReal,
+        &&L_Done};
     static_assert(std::size(kLabels) == static_cast<std::size_t>(Kind::Count));
     if (step == nullptr) {
         std::copy(std::begin(kLabels), std::end(kLabels), handlers->begin());
@@ -114,35 +158,37 @@ using Handlers = std::array<const void*, static_cast<std::size_t>(Kind::Count)>;
 #define A registers[step->a]
 #define B registers[step->b]
 #define TO registers[step->to]
-#define GO goto* step->handler
+#define GO goto * step->handler
 #define NEXT \
     ++step;  \
     GO
     GO;
 
-#define X(name)                        \
-    L_##name:                          \
-    TO = compute(Op::name, A, B);     \
+#define X(name)                              \
+    L_##name : TO = compute(Op::name, A, B); \
     NEXT;
     KESTREL_COMPUTED(X)
 #undef X
 #define TEST(name) compute(Op::name, A, B).whole != 0
-#define X(name)                                \
-    L_JumpIf##name:                            \
-    step = TEST(name) ? step->target : step + 1; \
-    GO;                                        \
-    L_JumpUnless##name:                        \
-    step = TEST(name) ? step + 1 : step->target; \
-    GO;                                        \
-    L_LeaveIf##name:                           \
-    if (TEST(name)) [[unlikely]]               \
-        return Outcome::Left;                  \
-    NEXT;                                      \
-    L_LeaveUnless##name:                       \
-    if (!(TEST(name))) [[unlikely]]            \
-        return Outcome::Left;                  \
+#define X(name)                                                                 \
+    L_JumpIf##name : step = TEST(name) ? step->target : step + 1;               \
+    GO;                                                                         \
+    L_JumpUnless##name : step = TEST(name) ? step + 1 : step->target;           \
+    GO;                                                                         \
+    L_LeaveIf##name : if (TEST(name)) [[unlikely]] return Outcome::Left;        \
+    NEXT;                                                                       \
+    L_LeaveUnless##name : if (!(TEST(name))) [[unlikely]] return Outcome::Left; \
     NEXT;
     KESTREL_TESTS(X)
+#undef X
+#define X(name, first, second, left)                                                     \
+    L_##name : {                                                                         \
+        const Word made = compute(Op::first, A, B);                                      \
+        const Word other = registers[step->c];                                           \
+        TO = left ? compute(Op::second, other, made) : compute(Op::second, made, other); \
+        NEXT;                                                                            \
+    }
+    KESTREL_PAIRS(X)
 #undef X
 L_JumpIfTrue:
     step = A.whole != 0 ? step->target : step + 1;
@@ -176,7 +222,7 @@ L_LoadWord:
 L_LoadRecordReal:
     std::memcpy(&TO.real, record + step->imm.whole, sizeof(double));
     NEXT;
-L_LoadRecordWhole: {
+L_LoadRecordWhole : {
     std::int32_t value;
     std::memcpy(&value, record + step->imm.whole, sizeof value);
     TO.whole = value;
@@ -193,6 +239,12 @@ L_LoadElementKind:
 L_Copy:
     TO = A;
     NEXT;
+L_CopyTwo : {
+    const Word second = registers[step->c];  // A's register may be the second one's
+    TO = A;
+    registers[step->b] = second;
+    NEXT;
+}
 L_Jump:
     step = step->target;
     GO;
@@ -202,10 +254,15 @@ L_Poll:
     if (*static_cast<const platform::SharedFlag*>(step->imm.address) != 0) [[unlikely]]
         return Outcome::Left;
     NEXT;
+L_PollJump:
+    if (*static_cast<const platform::SharedFlag*>(step->imm.address) != 0) [[unlikely]]
+        return Outcome::Left;
+    step += step->to;
+    GO;
 L_StoreReal:
     *static_cast<double*>(step->imm.address) = A.real;
     NEXT;
-L_StoreWord: {
+L_StoreWord : {
     const auto value = static_cast<std::uint32_t>(A.whole);
     std::memcpy(step->imm.address, &value, sizeof value);
     NEXT;
@@ -236,7 +293,11 @@ const Handlers& handlers() {
 class Layout {
 public:
     Layout(const Code& code, std::vector<Step>& steps, std::vector<Word>& registers)
-        : code_(code), steps_(steps), fused_(fusedConditions(code)), blocks_(static_cast<std::size_t>(code.blocks)) {
+        : code_(code),
+          steps_(steps),
+          fused_(fusedConditions(code)),
+          operands_(fusedOperands(code)),
+          blocks_(static_cast<std::size_t>(code.blocks)) {
         for (const Register& reg : code.registers) registers.push_back(reg.constant ? wordOf(reg) : Word{});
         spare_ = static_cast<Reg>(registers.size());
         registers.emplace_back();
@@ -244,7 +305,8 @@ public:
 
     void lay() {
         for (at_ = 0; at_ < code_.instructions.size(); ++at_)
-            if (!fused_[at_]) lay(code_.instructions[at_]);
+            if (!fused_[at_] && !operands_[at_] && !layPair(code_.instructions[at_]))
+                lay(code_.instructions[at_]);
         for (const auto& [from, to] : jumps_) steps_[from].target = steps_.data() + to;
     }
 
@@ -305,18 +367,54 @@ private:
         return next != nullptr && next->op == op;
     }
 
+    /// @return false where no operand of the operation is made in the same step
+    bool layPair(const Instruction& each) {
+        if (each.op != Op::Add && each.op != Op::Sub && each.op != Op::Mul) return false;
+        for (const std::size_t which : {1u, 0u}) {
+            const std::int32_t at =
+                code_.registers[static_cast<std::size_t>(each.operands[which])].definition;
+            if (at < 0 || !operands_[static_cast<std::size_t>(at)]) continue;
+            const Instruction& first = code_.instructions[static_cast<std::size_t>(at)];
+            add(pairOf(first.op, each.op, which == 1), each.to, first.operands[0], first.operands[1],
+                each.operands[1 - which]);
+            return true;
+        }
+        return false;
+    }
+
+    static Kind pairOf(Op first, Op second, bool onTheRight) {
+#define X(name, one, two, left) \
+    if (first == Op::one && second == Op::two && (left == onTheRight || second != Op::Sub)) return Kind::name;
+        KESTREL_PAIRS(X)
+#undef X
+        return Kind::Count;
+    }
+
+    void copy(const std::vector<Move>& moves) {
+        for (std::size_t i = 0; i < moves.size(); i += 2) {
+            const Move& first = moves[i];
+            if (i + 1 == moves.size()) {
+                add(Kind::Copy, first.to, first.from);
+            } else if (const Move& second = moves[i + 1]; second.from == first.to) {
+                add(Kind::CopyTwo, first.to, first.from, second.to, first.from);
+            } else {
+                add(Kind::CopyTwo, first.to, first.from, second.to, second.from);
+            }
+        }
+    }
+
     void lay(const Instruction& each) {
         const auto& [a, b, c] = each.operands;
         switch (each.op) {
-#define X(name)                                   \
-    case Op::name:                                \
+#define X(name)                                      \
+    case Op::name:                                   \
         add(Kind::name, each.to, a, b >= 0 ? b : a); \
         return;
             KESTREL_COMPUTED(X)
 #undef X
-#define X(name)                                                      \
-    case Op::name:                                                   \
-        steps_[add(Kind::name, each.to, a, b, c)].imm = each.imm;    \
+#define X(name)                                                   \
+    case Op::name:                                                \
+        steps_[add(Kind::name, each.to, a, b, c)].imm = each.imm; \
         return;
             X(Call1)
             X(Call2)
@@ -327,7 +425,6 @@ private:
             X(LoadRecordWhole)
             X(LoadElement)
             X(LoadElementKind)
-            X(Poll)
             X(StoreReal)
             X(StoreWord)
             X(StoreRecordReal)
@@ -340,8 +437,7 @@ private:
                 addTest(a, 3);
                 return;
             case Op::Moves:
-                for (const Move& move : sequenced(code_.moves[static_cast<std::size_t>(each.imm.whole)], spare_))
-                    add(Kind::Copy, move.to, move.from);
+                copy(sequenced(code_.moves[static_cast<std::size_t>(each.imm.whole)], spare_));
                 return;
             case Op::If:
                 return layIf(a);
@@ -374,11 +470,24 @@ private:
             case Op::Loop:
                 loops_.push_back(steps_.size());
                 return;
+            case Op::Poll:
+                poll_ = each.imm;  // in the jump that ends the loop
+                return;
             case Op::EndLoop:
-                jumpTo(add(Kind::Jump), loops_.back());
-                loops_.pop_back();
+                layLoopEnd();
                 return;
         }
+    }
+
+    void layLoopEnd() {
+        const std::size_t top = loops_.back();
+        loops_.pop_back();
+        if (poll_.address == nullptr) return jumpTo(add(Kind::Jump), top);
+        const std::size_t jump = add(Kind::PollJump);
+        steps_[jump].to =
+            static_cast<Reg>(static_cast<std::ptrdiff_t>(top) - static_cast<std::ptrdiff_t>(jump));
+        steps_[jump].imm = poll_;
+        poll_ = {};
     }
 
     /// A branch that does nothing but leave a block, or the code, is a jump.
@@ -407,6 +516,8 @@ private:
     const Code& code_;
     std::vector<Step>& steps_;
     std::vector<bool> fused_;
+    std::vector<bool> operands_;  // those that the next operation makes itself
+    Immediate poll_{};
     std::vector<std::vector<std::size_t>> blocks_;  // jumps to the end of each
     std::vector<OpenIf> ifs_;
     std::vector<std::size_t> loops_;

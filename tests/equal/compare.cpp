@@ -36,6 +36,7 @@ Outcome compare(const Pair& pair, const test::LanguageScript& script, const Plan
                     .endless = a.cut || b.cut,
                     .unsteady = false,
                     .samples = b.samples,
+                    .ran = b.ran,
                     .refusal = b.refusal,
                     .used = a.used && b.used};
     if (a.cut != b.cut)

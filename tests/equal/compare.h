@@ -17,8 +17,9 @@ struct Outcome {
     std::string found;      ///< what differs first, and in which call; empty when all is the same
     bool endless = false;   ///< ended after a long time: one of them, which `found` names, or both
     bool unsteady = false;  ///< the script differs from itself as well, so it tells nothing about executors
-    fast::Counts samples = {};  ///< of the second
-    std::string refusal = {};   ///< of the second
+    fast::Counts samples = {};                              ///< of the second
+    kestrel::Executor ran = kestrel::Executor::Definition;  ///< in the second, at last
+    std::string refusal = {};                               ///< of the second
     bool used = false;  ///< both executors have been at work, as they are unless a script has no code to run
 };
 

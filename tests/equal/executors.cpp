@@ -40,11 +40,17 @@ std::unique_ptr<Attachment> native(ScriptEnvironment& environment) {
     return std::make_unique<Attachment>();
 }
 
+/// The same, in code one of whose guards fails always: another one in each script.
+std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
+    static int script = 0;
+    environment.failingGuard = script++ / 2;
+    environment.executor = script % 2 == 0 ? kestrel::Executor::Threaded : kestrel::Executor::Native;
+    return std::make_unique<Attachment>();
+}
+
 constexpr Executor kExecutors[] = {
-    {"plain", plain},
-    {"hooked", hooked},
-    {"threaded", threaded, false},
-    {"native", native, false},
+    {"plain", plain},          {"hooked", hooked},        {"threaded", threaded, false},
+    {"native", native, false}, {"forced", forced, false},
 };
 
 }  // namespace

@@ -156,6 +156,7 @@ public:
         if (loaded) {
             const fast::FastProcess& process = instance_->script()->fast;
             life_.samples = process.counts();
+            life_.ran = process.executor();
             if (process.refusal()) life_.refusal = process.refusal()->reason;
         }
         destroyInstance(state_, *instance_);

@@ -33,7 +33,8 @@ struct Life {
     bool cut = false;   ///< it took too long and was ended
     bool used = false;  ///< the executor has been at work
     fast::Counts samples;
-    std::string refusal;  ///< why there was no code for `process`
+    kestrel::Executor ran = kestrel::Executor::Definition;  ///< what shaded samples at last
+    std::string refusal;                                    ///< why there was no code for `process`
 };
 
 /// Loads a script into a fresh instance of a fresh module, with a folder and a store of its own, carries out

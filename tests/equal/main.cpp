@@ -153,13 +153,17 @@ public:
                   << pair_.second.name << ", " << differences_ << " differ, " << unsteady_
                   << " use addresses as numbers, " << endless_ << " do not end\n";
         if (!pair_.second.keepsLocals)
-            std::cout << "equal: " << lowered_ << " scripts shaded without the interpreter, " << shaded_
-                      << " samples; " << left_ << " samples were begun so and left to it\n";
+            std::cout << "equal: " << lowered_ << " scripts shaded without the interpreter, " << native_
+                      << " by machine code to the end, " << shaded_ << " samples; " << left_
+                      << " samples were begun so and left to it\n";
         if (options_.why)
             for (const auto& [reason, count] : refusals_)
                 std::cout << "equal: " << count << " not: " << reason << '\n';
         if (!used_) std::cout << "equal: one of them was never used\n";
-        return used_ && differences_ == 0;
+        // Where machine code was wanted and all was threaded, nothing has been proved of it.
+        const bool native = pair_.second.name != "native" || native_ > 0 || lowered_ == 0;
+        if (!native) std::cout << "equal: there was no machine code\n";
+        return used_ && native && differences_ == 0;
     }
     [[nodiscard]] int differences() const noexcept { return differences_; }
 
@@ -169,6 +173,7 @@ private:
         used_ = used_ || outcome.used;
         unsteady_ += outcome.unsteady ? 1 : 0;
         lowered_ += outcome.samples.shaded > 0 ? 1 : 0;
+        native_ += outcome.ran == kestrel::Executor::Native ? 1 : 0;
         shaded_ += outcome.samples.shaded;
         left_ += outcome.samples.left;
         if (!outcome.refusal.empty()) ++refusals_[outcome.refusal];
@@ -205,6 +210,7 @@ private:
     int unsteady_ = 0;
     int endless_ = 0;
     int lowered_ = 0;
+    int native_ = 0;
     std::map<std::string, int> refusals_;
     std::uint64_t shaded_ = 0;
     std::uint64_t left_ = 0;

@@ -10,18 +10,38 @@ namespace kestrel::equal {
 
 namespace {
 
-constexpr std::string_view kNumbers[] = {
-    "0", "1", "2", "3", "-1", "7", "0.5", "0.25", "-2.5", "1.0", "0.0", "-0.0", "8", "0.1", "100", "2147483647",
-    "2147483648.0", "-2147483649.0", "9007199254740993.0", "0.0000000000001", "340282346638528859811704183484516925440.0"};
+constexpr std::string_view kNumbers[] = {"0",
+                                         "1",
+                                         "2",
+                                         "3",
+                                         "-1",
+                                         "7",
+                                         "0.5",
+                                         "0.25",
+                                         "-2.5",
+                                         "1.0",
+                                         "0.0",
+                                         "-0.0",
+                                         "8",
+                                         "0.1",
+                                         "100",
+                                         "2147483647",
+                                         "2147483648.0",
+                                         "-2147483649.0",
+                                         "9007199254740993.0",
+                                         "0.0000000000001",
+                                         "340282346638528859811704183484516925440.0"};
 constexpr std::string_view kSmall[] = {"0", "1", "2", "3", "0.5", "0.25", "-1", "1.5", "4", "0.75"};
 constexpr std::string_view kOperators[] = {"+", "-", "*", "+", "-", "*", "/", "%", "&", "|", "^", "<<", ">>"};
 constexpr std::string_view kPlainOperators[] = {"+", "-", "*"};
 constexpr std::string_view kComparisons[] = {"<", ">", "<=", ">=", "==", "!="};
-constexpr std::string_view kOfOne[] = {"sqrt", "sin", "cos", "abs", "floor", "ceil", "frac", "exp", "atan", "rad", "tanh"};
-constexpr std::string_view kRead[] = {"oPos[1]", "oPos[2]", "oPos[3]", "wPos[1]", "gNorm[2]", "sx", "sy", "cosine", "spotSize",
-                                      "luminous", "diffuse", "color[1]", "wNorm[3]", "polNum", "wXfrm[4]", "rayLength"};
-constexpr std::string_view kWritten[] = {"color[1]", "color[2]", "color[3]", "luminous", "diffuse", "specular",
-                                         "mirror", "transparency", "wNorm[1]", "roughness"};
+constexpr std::string_view kOfOne[] = {"sqrt", "sin", "cos",  "abs", "floor", "ceil",
+                                       "frac", "exp", "atan", "rad", "tanh"};
+constexpr std::string_view kRead[] = {"oPos[1]",  "oPos[2]", "oPos[3]",  "wPos[1]",  "gNorm[2]", "sx",
+                                      "sy",       "cosine",  "spotSize", "luminous", "diffuse",  "color[1]",
+                                      "wNorm[3]", "polNum",  "wXfrm[4]", "rayLength"};
+constexpr std::string_view kWritten[] = {"color[1]", "color[2]", "color[3]",     "luminous", "diffuse",
+                                         "specular", "mirror",   "transparency", "wNorm[1]", "roughness"};
 constexpr std::string_view kCompound[] = {"+=", "-=", "*=", "+=", "/=", "&=", "|=", "^="};
 
 struct Function {
@@ -46,10 +66,12 @@ public:
         process_ = true;
         script.add(make(Role::Group, {"process: sa\n{\n", locals(), statements(8), writes(), "}\n"}));
         process_ = false;
-        if (random_.chance(60)) script.add(make(Role::Statement, {"newtime: frame, time\n{\n", changes(), "}\n"}));
+        if (random_.chance(60))
+            script.add(make(Role::Statement, {"newtime: frame, time\n{\n", changes(), "}\n"}));
         script.add(make(Role::Group, {"init\n{\nfor i = 1 to 16 do table[i] = randu();\n"
                                       "for i = 1 to 8 do whole[i] = i * 3;\n"
-                                      "for i = 1 to 2 do for j = 1 to 3 do grid[i, j] = i + 0.5 * j;\n", changes(), "}\n"}));
+                                      "for i = 1 to 2 do for j = 1 to 3 do grid[i, j] = i + 0.5 * j;\n",
+                                      changes(), "}\n"}));
         return script;
     }
 
@@ -59,18 +81,22 @@ private:
         for (const std::string_view name : {"g0", "g1", "g2"})
             script.add(make(Role::Statement, {"var ", name, " = ", literal(), ";\n"}));
         for (const std::string_view name : {"gv0", "gv1"})
-            script.add(make(Role::Statement, {"var ", name, " = <", literal(), ", ", literal(), ", ", literal(), ">;\n"}));
+            script.add(make(Role::Statement,
+                            {"var ", name, " = <", literal(), ", ", literal(), ", ", literal(), ">;\n"}));
         script.add(Node("var seen = 0;\n"));
     }
 
-    std::string literal() { return std::string(random_.chance(75) ? random_.pick(kSmall) : random_.pick(kNumbers)); }
+    std::string literal() {
+        return std::string(random_.chance(75) ? random_.pick(kSmall) : random_.pick(kNumbers));
+    }
 
     // ---- names
 
     std::string number() {
         if (!counters_.empty() && random_.chance(25)) return counters_[random_.below(counters_.size())];
         if (parameters_ > 0 && random_.chance(40))
-            return std::string(1, static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
+            return std::string(1,
+                               static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
         if (random_.chance(25)) return (random_.chance(70) ? "g" : "::g") + std::to_string(random_.below(3));
         if (numbers_ == 0) return "g0";
         return "n" + std::to_string(random_.below(numbers_));
@@ -84,7 +110,8 @@ private:
         if (random_.chance(8)) return "seen";
         if (random_.chance(10)) return "g" + std::to_string(random_.below(3));
         if (parameters_ > 0 && random_.chance(20))
-            return std::string(1, static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
+            return std::string(1,
+                               static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
         return "n" + std::to_string(random_.below(4));
     }
 
@@ -99,24 +126,27 @@ private:
             case 0:
                 return make(Role::Expression, {random_.pick(kOfOne), "(", value(depth - 1), ")"});
             case 1:
-                return make(Role::Expression, {random_.pick(kTwo), "(", value(depth - 1), ", ", value(depth - 1), ")"});
+                return make(Role::Expression,
+                            {random_.pick(kTwo), "(", value(depth - 1), ", ", value(depth - 1), ")"});
             case 2:
                 return make(Role::Expression, {"(", random_.chance(60) ? "-" : "!", value(depth - 1), ")"});
             case 3:
                 return element(depth);
             case 4:
-                return make(Role::Expression, {vector(), ".", std::string(1, static_cast<char>('x' + random_.below(3)))});
+                return make(Role::Expression,
+                            {vector(), ".", std::string(1, static_cast<char>('x' + random_.below(3)))});
             case 5:
                 if (nested_) return binary(depth);
                 nested_ = true;
                 {
-                    Node node = make(Role::Expression, {"(", condition(depth - 1), " ? ", value(depth - 1), " : ",
-                                                        value(depth - 1), ")"});
+                    Node node = make(Role::Expression, {"(", condition(depth - 1), " ? ", value(depth - 1),
+                                                        " : ", value(depth - 1), ")"});
                     nested_ = false;
                     return node;
                 }
             case 6:
-                return make(Role::Expression, {"(", numbers_ < 4 ? std::string("seen") : target(), random_.chance(50) ? "++)" : "--)"});
+                return make(Role::Expression, {"(", numbers_ < 4 ? std::string("seen") : target(),
+                                               random_.chance(50) ? "++)" : "--)"});
             case 7:
                 if (functions_.empty()) return binary(depth);
                 {
@@ -126,11 +156,13 @@ private:
                 }
             case 8:
                 return random_.chance(50) ? make(Role::Expression, {"randu()"})
-                                          : make(Role::Expression, {"(", vectorValue(depth - 1), " & ", vectorValue(depth - 1), ")"});
+                                          : make(Role::Expression, {"(", vectorValue(depth - 1), " & ",
+                                                                    vectorValue(depth - 1), ")"});
             case 9:
                 return make(Role::Expression, {"vmag(", vectorValue(depth - 1), ")"});
             case 10:
-                return make(Role::Expression, {"step(", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ")"});
+                return make(Role::Expression,
+                            {"step(", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ")"});
             case 11:
                 return condition(depth);
             default:
@@ -139,15 +171,17 @@ private:
     }
 
     Node binary(int depth) {
-        const std::string_view op = random_.chance(75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
+        const std::string_view op =
+            random_.chance(75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
         const bool whole = op == "%" || op == "&" || op == "|" || op == "^" || op == "<<" || op == ">>";
         Node left = value(depth - 1);
         if (whole && random_.chance(70)) left = make(Role::Expression, {"floor(", std::move(left), ")"});
         const bool cut = left.parts.size() == 3 && left.parts.front().text == "floor(";
         if (op == "%" && random_.chance(97))
             return make(Role::Expression, {"(", std::move(left), " % ", cut ? "3" : "0.7", ")"});
-        Node right = op == "/" && random_.chance(96) ? make(Role::Expression, {random_.chance(60) ? "3" : "0.7"})
-                                                     : value(depth - 1);
+        Node right = op == "/" && random_.chance(80)
+                         ? make(Role::Expression, {random_.chance(60) ? "3" : "0.7"})
+                         : value(depth - 1);
         return make(Role::Expression, {"(", std::move(left), " ", op, " ", std::move(right), ")"});
     }
 
@@ -155,30 +189,36 @@ private:
         if (depth <= 0 || random_.chance(35)) return make(Role::Expression, {vector()});
         switch (random_.below(4)) {
             case 0:
-                return make(Role::Expression, {"<", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ">"});
+                return make(Role::Expression,
+                            {"<", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ">"});
             case 1:
-                return make(Role::Expression, {"(", vectorValue(depth - 1), " ", random_.chance(85) ? random_.pick(kPlainOperators) : "/",
-                                               " ", vectorValue(depth - 1), ")"});
+                return make(Role::Expression, {"(", vectorValue(depth - 1), " ",
+                                               random_.chance(85) ? random_.pick(kPlainOperators) : "/", " ",
+                                               vectorValue(depth - 1), ")"});
             case 2:
                 return make(Role::Expression, {"(", value(depth - 1), " * ", vectorValue(depth - 1), ")"});
             default:
-                return make(Role::Expression, {random_.chance(50) ? "sin(" : "abs(", vectorValue(depth - 1), ")"});
+                return make(Role::Expression,
+                            {random_.chance(50) ? "sin(" : "abs(", vectorValue(depth - 1), ")"});
         }
     }
 
     Node condition(int depth) {
         if (random_.chance(15))
-            return make(Role::Expression, {"(", condition(depth - 1 > 0 ? depth - 1 : 0), random_.chance(50) ? " && " : " || ",
-                                           value(depth - 1), ")"});
+            return make(Role::Expression, {"(", condition(depth - 1 > 0 ? depth - 1 : 0),
+                                           random_.chance(50) ? " && " : " || ", value(depth - 1), ")"});
         if (random_.chance(6))
-            return make(Role::Expression, {"(", vectorValue(1), " ", random_.pick(kComparisons), " ", vectorValue(1), ")"});
-        return make(Role::Expression, {"(", value(depth - 1), " ", random_.pick(kComparisons), " ", value(depth - 1), ")"});
+            return make(Role::Expression,
+                        {"(", vectorValue(1), " ", random_.pick(kComparisons), " ", vectorValue(1), ")"});
+        return make(Role::Expression,
+                    {"(", value(depth - 1), " ", random_.pick(kComparisons), " ", value(depth - 1), ")"});
     }
 
     Node element(int depth) {
         const auto index = [&](std::string_view most) {
-            return random_.chance(1) ? value(depth - 1)
-                                     : make(Role::Expression, {"(floor(", value(depth - 1), ") & ", most, ") + 1"});
+            return random_.chance(1)
+                       ? value(depth - 1)
+                       : make(Role::Expression, {"(floor(", value(depth - 1), ") & ", most, ") + 1"});
         };
         switch (random_.below(3)) {
             case 0:
@@ -210,7 +250,8 @@ private:
                 block.add(make(Role::Statement, {"n" + std::to_string(numbers_), " = ", value(1), ";\n"}));
         for (; vectors_ < 2; ++vectors_)
             if (random_.chance(98))
-                block.add(make(Role::Statement, {"v" + std::to_string(vectors_), " = ", vectorValue(2), ";\n"}));
+                block.add(
+                    make(Role::Statement, {"v" + std::to_string(vectors_), " = ", vectorValue(2), ";\n"}));
         return block;
     }
 
@@ -279,9 +320,12 @@ private:
             case 5:
                 return make(Role::Statement, {target(), random_.chance(50) ? "++;\n" : "--;\n"});
             case 6:
-                return random_.chance(70) ? make(Role::Statement, {"v", std::to_string(random_.below(2)), " = ", vectorValue(3), ";\n"})
-                                          : make(Role::Statement, {"v0.", std::string(1, static_cast<char>('x' + random_.below(3))), " ",
-                                                                   random_.chance(60) ? "=" : "+=", " ", value(2), ";\n"});
+                return random_.chance(70)
+                           ? make(Role::Statement,
+                                  {"v", std::to_string(random_.below(2)), " = ", vectorValue(3), ";\n"})
+                           : make(Role::Statement,
+                                  {"v0.", std::string(1, static_cast<char>('x' + random_.below(3))), " ",
+                                   random_.chance(60) ? "=" : "+=", " ", value(2), ";\n"});
             case 7:
                 return several();
             case 8:
@@ -289,7 +333,8 @@ private:
             case 9:
                 return leaving();
             case 10:
-                return random_.chance(4) ? strange() : make(Role::Statement, {target(), " = ", value(2), ";\n"});
+                return random_.chance(4) ? strange()
+                                         : make(Role::Statement, {target(), " = ", value(2), ";\n"});
             case 11:
             case 12:
             case 13:
@@ -313,11 +358,16 @@ private:
             case 0:
                 return make(Role::Statement, {"info(\"seen \", ", value(1), ");\n"});
             case 1:
-                return make(Role::Statement, {"table[", std::to_string(1 + random_.below(16)), "] = ", value(1), ";\n"});
+                return make(Role::Statement,
+                            {"table[", std::to_string(1 + random_.below(16)), "] = ", value(1), ";\n"});
             case 2:
                 return make(Role::Statement, {"x = \"text\"; x += ", value(1), ";\n"});
             case 3:
-                return make(Role::Statement, {"g", std::to_string(random_.below(3)), " = ", random_.chance(15) ? std::string("\"t\"") : random_.chance(20) ? vector() : literal(), ";\n"});
+                return make(Role::Statement, {"g", std::to_string(random_.below(3)), " = ",
+                                              random_.chance(15)   ? std::string("\"t\"")
+                                              : random_.chance(20) ? vector()
+                                                                   : literal(),
+                                              ";\n"});
             case 4:
                 return make(Role::Statement, {"warn(", value(1), "); seen++;\n"});
             default:
@@ -333,7 +383,8 @@ private:
         Node node = make(Role::Statement, {"("});
         for (int i = 0; i < results + (random_.chance(10) ? 1 : 0); ++i) {
             if (i > 0) node.add(Node(", "));
-            node.add(process_ && random_.chance(20) ? make(Role::Group, {"sa.", random_.pick(kWritten)}) : Node(target()));
+            node.add(process_ && random_.chance(20) ? make(Role::Group, {"sa.", random_.pick(kWritten)})
+                                                    : Node(target()));
         }
         node.add(Node(") = "));
         node.add(call(which, 2));
@@ -344,9 +395,12 @@ private:
     Node leaving() {
         const std::size_t form = random_.below(4);
         Node test = condition(2);
-        if (form == 0 && !counters_.empty()) return make(Role::Statement, {"if (", std::move(test), ") break;\n"});
-        if (form == 1 && !counters_.empty()) return make(Role::Statement, {"if (", std::move(test), ") continue;\n"});
-        if (form == 2 && results_ > 0) return make(Role::Statement, {"if (", std::move(test), ") ", returning()});
+        if (form == 0 && !counters_.empty())
+            return make(Role::Statement, {"if (", std::move(test), ") break;\n"});
+        if (form == 1 && !counters_.empty())
+            return make(Role::Statement, {"if (", std::move(test), ") continue;\n"});
+        if (form == 2 && results_ > 0)
+            return make(Role::Statement, {"if (", std::move(test), ") ", returning()});
         if (form == 3 && process_) return make(Role::Statement, {"if (", std::move(test), ") return;\n"});
         return make(Role::Statement, {"if (", std::move(test), ") ", target(), " = ", value(2), ";\n"});
     }
@@ -354,22 +408,28 @@ private:
     /// Counters are written by nothing else, so loops end.
     Node loop() {
         const std::string counter = "k" + std::to_string(depth_);
-        const std::string last = std::to_string(random_.chance(70) ? 1 + random_.below(4) : 9 + random_.below(6));
+        const std::string last =
+            std::to_string(random_.chance(70) ? 1 + random_.below(4) : 9 + random_.below(6));
         counters_.push_back(counter);
         Node node(Role::Statement);
         switch (random_.below(4)) {
             case 0:
-                node = make(Role::Statement, {counter, " = 0; while (", counter, " < ", last, ") {\n", counter, "++;\n", body(), "}\n"});
+                node = make(Role::Statement, {counter, " = 0; while (", counter, " < ", last, ") {\n",
+                                              counter, "++;\n", body(), "}\n"});
                 break;
             case 1:
-                node = make(Role::Statement, {"for (", counter, " = ", last, "; ", counter, " > 0; ", counter, "--) ", body()});
+                node = make(Role::Statement, {"for (", counter, " = ", last, "; ", counter, " > 0; ", counter,
+                                              "--) ", body()});
                 break;
             case 2:
-                node = make(Role::Statement, {"for ", counter, " = 1 to ", last, random_.chance(80) ? "" : " by 0.5", " do ", body()});
+                node = make(Role::Statement, {"for ", counter, " = 1 to ", last,
+                                              random_.chance(80) ? "" : " by 0.5", " do ", body()});
                 break;
             default:
-                node = make(Role::Statement, {counter, " = 0; while (", counter, " < ", last, ") {\n", counter, " = ", counter, " + ",
-                                              random_.chance(50) ? "1" : "0.5", ";\nif (", condition(1), ") break;\n", body(), "}\n"});
+                node =
+                    make(Role::Statement, {counter, " = 0; while (", counter, " < ", last, ") {\n", counter,
+                                           " = ", counter, " + ", random_.chance(50) ? "1" : "0.5", ";\nif (",
+                                           condition(1), ") break;\n", body(), "}\n"});
                 break;
         }
         counters_.pop_back();
@@ -382,26 +442,35 @@ private:
         for (std::size_t left = 1 + random_.below(3); left > 0; --left) {
             switch (random_.below(7)) {
                 case 0:
-                    block.add(make(Role::Statement, {"g", std::to_string(random_.below(3)), " = ", literal(), ";\n"}));
+                    block.add(make(Role::Statement,
+                                   {"g", std::to_string(random_.below(3)), " = ", literal(), ";\n"}));
                     break;
                 case 1:
-                    block.add(make(Role::Statement, {"table[", std::to_string(1 + random_.below(16)), "] = ", literal(), ";\n"}));
+                    block.add(make(Role::Statement, {"table[", std::to_string(1 + random_.below(16)),
+                                                     "] = ", literal(), ";\n"}));
                     break;
                 case 2:
                     block.add(make(Role::Statement, {"gv0 = <", literal(), ", 1, 2>;\n"}));
                     break;
                 case 3:
-                    block.add(make(Role::Statement, {"g1 = ", random_.chance(20) ? "\"text\"" : random_.chance(20) ? "nil" : literal(), ";\n"}));
+                    block.add(make(Role::Statement, {"g1 = ",
+                                                     random_.chance(20)   ? "\"text\""
+                                                     : random_.chance(20) ? "nil"
+                                                                          : literal(),
+                                                     ";\n"}));
                     break;
                 case 4:
                     block.add(make(Role::Statement, {"whole[9] = 27;\n"}));
                     break;
                 case 5:
-                    block.add(make(Role::Statement, {"table[3] = ", random_.chance(30) ? "<1, 2, 3>" : "7", ";\n"}));
+                    block.add(make(Role::Statement,
+                                   {"table[3] = ", random_.chance(30) ? "<1, 2, 3>" : "7", ";\n"}));
                     break;
                 default:
                     if (!functions_.empty())
-                        block.add(make(Role::Statement, {functions_.back().results == 1 ? "g2 = " : "(g2, g1, g0) = ", call(functions_.size() - 1, 1), ";\n"}));
+                        block.add(make(Role::Statement,
+                                       {functions_.back().results == 1 ? "g2 = " : "(g2, g1, g0) = ",
+                                        call(functions_.size() - 1, 1), ";\n"}));
                     break;
             }
         }

@@ -52,14 +52,14 @@ def statements(script):
     return sum(1 for line in text.splitlines() if line.strip())
 
 
-def find(copy, count):
+def find(copy, count, arguments):
     """@return whether it was found, and how"""
     keep = copy / "kept"
     shutil.rmtree(keep, ignore_errors=True)
     began = time.monotonic()
     for first in range(1, count + 1, 100):  # the first find is enough
         run = subprocess.run([copy / "build/release/bin/equal", "--seed", str(first), "--count",
-                              str(min(100, count - first + 1)), "--keep", keep, "--first"],
+                              str(min(100, count - first + 1)), "--keep", keep, "--first", *arguments],
                              capture_output=True, text=True, errors="replace")
         if run.returncode == 1:
             found = next(keep.glob("seed-*.ks"))
@@ -78,7 +78,7 @@ def try_fault(copy, fault, count):
         built = build(copy)
         if built.returncode != 0:
             return False, "does not compile\n" + built.stdout[-2000:]
-        return find(copy, count)
+        return find(copy, count, fault["arguments"])
     finally:
         path.write_text(text)
 
@@ -89,7 +89,8 @@ def main():
     parser.add_argument("--only", help="the faults whose names contain this")
     parser.add_argument("--copy", type=pathlib.Path, default=ROOT / "build/faults", help="where the copy is kept")
     options = parser.parse_args()
-    faults = [fault for file in sorted(FOLDER.glob("*.toml")) for fault in tomllib.loads(file.read_text())["fault"]]
+    files = [tomllib.loads(file.read_text()) for file in sorted(FOLDER.glob("*.toml"))]
+    faults = [fault | {"arguments": file.get("arguments", [])} for file in files for fault in file["fault"]]
     faults = [fault for fault in faults if not options.only or options.only in fault["name"]]
     wrong = list(filter(None, map(misplaced, faults)))
     if wrong:
@@ -98,9 +99,10 @@ def main():
     built = build(options.copy)
     if built.returncode != 0:
         sys.exit("try_faults: the tree itself does not build\n" + built.stdout[-2000:])
-    clean, how = find(options.copy, 200)
-    if clean or not how.startswith("not in"):
-        sys.exit(f"try_faults: the tree itself differs: {how}")
+    for arguments in {tuple(fault["arguments"]) for fault in faults}:
+        differs, how = find(options.copy, 200, arguments)
+        if differs or not how.startswith("not in"):
+            sys.exit(f"try_faults: the tree itself differs: {how}")
     missed = 0
     for fault in faults:
         found, how = try_fault(options.copy, fault, options.count)
