@@ -194,13 +194,10 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
         variable.array = value.array;
         variable.type = Array;
     } else if (isObjectKind(value.type)) {
-        // First the new one: only the variable's old object may hold it.
         ObjectKind& kind = ctx.kinds().of(value.type);
         void* const object = kind.assigned(ctx, value.object);
         kind.named(object, variable);
-        letGo(ctx, variable);
-        variable.object = object;
-        variable.type = value.type;
+        holdObject(ctx, variable, value.type, object);
     } else if (isStorable(value.type)) {
         store(ctx, variable, value);
     } else {

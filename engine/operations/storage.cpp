@@ -3,8 +3,29 @@
 #include "engine/context/kind_table.h"
 
 #include <cassert>
+#include <utility>
 
 namespace kestrel {
+
+namespace {
+
+/// Lets go of what was stored. It takes the cell by value, and comes last wherever it is called: an object
+/// that ends can run code, which finds the new value and may move the place that holds it.
+void release(EngineContext& ctx, const ValueCell old) {
+    if (old.isText())
+        ctx.pool.release(old.text);
+    else if (isObjectKind(old.type))
+        ctx.kinds().of(old.type).drop(ctx, old.object);
+}
+
+/// What is stored of a value that is no text; an object is held.
+ValueCell heldCopy(EngineContext& ctx, const ValueCell& value) {
+    if (value.type == VarRef) return ValueCell::ofNumber(0.0);
+    if (isObjectKind(value.type)) ctx.kinds().of(value.type).hold(ctx, value.object);
+    return value;
+}
+
+}  // namespace
 
 ValueCell load(Variable& variable) noexcept {
     switch (variable.type) {
@@ -31,45 +52,46 @@ void store(EngineContext& ctx, ValueCell& stored, const ValueCell& value) {
         storeText(ctx, stored, value.text != nullptr ? value.text : "");
         return;
     }
-    // First the new one: only the old object may hold it.
-    if (isObjectKind(value.type)) ctx.kinds().of(value.type).hold(ctx, value.object);
-    letGo(ctx, stored);
-    stored = value;
-    if (value.type == VarRef) stored = ValueCell::ofNumber(0.0);
+    release(ctx, std::exchange(stored, heldCopy(ctx, value)));
 }
 
 void store(EngineContext& ctx, Variable& stored, const ValueCell& value) {
     assert(isStorable(value.type) || value.type == VarRef);
-    const double number = stored.number;
-    const VectorValue vec = stored.vec;
-    store(ctx, static_cast<ValueCell&>(stored), value);
-    if (!stored.isNumeric()) stored.number = number;
-    if (stored.type != Vector) stored.vec = vec;
-    if (isInlineKind(stored.type)) stored.object = nullptr;
+    if (areInline(stored, value)) return setInline(stored, value);
+    if (value.isText()) return store(ctx, static_cast<ValueCell&>(stored), value);
+    ValueCell fresh = heldCopy(ctx, value);
+    if (!fresh.isNumeric()) fresh.number = stored.number;
+    if (fresh.type != Vector) fresh.vec = stored.vec;
+    if (isInlineKind(fresh.type)) fresh.object = nullptr;
+    release(ctx, std::exchange(static_cast<ValueCell&>(stored), fresh));
 }
 
 bool storeText(EngineContext& ctx, ValueCell& stored, std::string_view text) {
     char* const copy = ctx.pool.keep(text);  // first: `text` may be the stored one
     if (copy == nullptr) return false;
-    letGo(ctx, stored);
-    stored.type = String;
+    const ValueCell old = stored;
+    stored.type = String;  // the other slots of a variable stay
     stored.text = copy;
+    release(ctx, old);
     return true;
 }
 
+void holdObject(EngineContext& ctx, Variable& variable, std::int32_t type, void* object) {
+    const ValueCell old = variable;
+    variable.type = type;
+    variable.object = object;
+    release(ctx, old);
+}
+
 void letGo(EngineContext& ctx, ValueCell& stored) {
-    if (stored.isText())
-        ctx.pool.release(stored.text);
-    else if (isObjectKind(stored.type))
-        ctx.kinds().of(stored.type).drop(ctx, stored.object);
-    else
-        return;
+    if (!stored.isText() && !isObjectKind(stored.type)) return;
+    const ValueCell old = stored;
     stored.object = nullptr;
+    release(ctx, old);
 }
 
 void clear(EngineContext& ctx, ValueCell& stored) {
-    letGo(ctx, stored);
-    stored = ValueCell::ofNil();
+    release(ctx, std::exchange(stored, ValueCell::ofNil()));
 }
 
 }  // namespace kestrel

@@ -1,4 +1,7 @@
 // What is stored: variables, elements of arrays, members of records. Each owns its text and holds its object.
+//
+// An object that nobody holds any more can run code when it ends. So everything here stores first and lets go
+// afterwards: such code finds the new value, and may move or drop what it lay in.
 #pragma once
 
 #include "engine/context/context.h"
@@ -47,6 +50,9 @@ void store(EngineContext& ctx, Variable& stored, const ValueCell& value);
 /// The same for a text, which may be a piece of the one that is stored.
 /// @return false where there is no memory for it
 bool storeText(EngineContext& ctx, ValueCell& stored, std::string_view text);
+
+/// Gives a variable an object that is held for it already.
+void holdObject(EngineContext& ctx, Variable& variable, std::int32_t type, void* object);
 
 /// Lets go of the text or object that is stored; the kind stays.
 void letGo(EngineContext& ctx, ValueCell& stored);
