@@ -118,8 +118,7 @@ protected:
         ArrayRecord& record = *makeArray(ctx, {&size, 1}, Nil);
         for (std::size_t i = 0; i < elements.size(); ++i) store(ctx, record.elements[i], elements[i]);
         Variable& v = variable(name);
-        v.type = Array;
-        v.object = &record;
+        holdArray(ctx, v, &record);
         return v;
     }
     static std::string showElements(const Variable& v) {

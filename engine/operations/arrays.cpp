@@ -82,19 +82,13 @@ std::int64_t readSizes(EngineContext& ctx, const Variable& variable, const Index
     return product;
 }
 
-void adoptArray(EngineContext& ctx, Variable& variable, ArrayRecord& array) {
-    letGo(ctx, variable);
-    variable.type = Array;
-    variable.array = &array;
-}
-
 /// `var lines["name"]`: one element per line of a file.
 void declareFromFile(EngineContext& ctx, Variable& variable, const char* name) {
     constexpr std::int64_t kNone = 0;
     ArrayRecord* array = makeArray(ctx, {&kNone, 1}, Nil);
     if (array == nullptr) return;
     loadArrayFile(ctx, *array, name);
-    adoptArray(ctx, variable, *array);
+    holdArray(ctx, variable, array);
 }
 
 constexpr std::size_t bytesOf(std::size_t elements) noexcept {
@@ -174,7 +168,7 @@ bool declareArray(EngineContext& ctx, Variable& variable, const IndexList& list)
     std::array<std::int64_t, kMaxDimensions> sizes{};
     if (readSizes(ctx, variable, list, sizes) < 0) return false;
     ArrayRecord* array = makeArray(ctx, std::span(sizes).first(static_cast<std::size_t>(list.count)), Nil);
-    if (array != nullptr) adoptArray(ctx, variable, *array);
+    if (array != nullptr) holdArray(ctx, variable, array);
     return true;
 }
 

@@ -78,10 +78,7 @@ void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t i
 /// @return null after reporting that there is no memory
 ArrayRecord* giveArray(EngineContext& ctx, Variable& variable, std::int64_t count) {
     ArrayRecord* array = makeArray(ctx, {&count, 1}, Nil);
-    if (array == nullptr) return nullptr;
-    letGo(ctx, variable);
-    variable.type = Array;
-    variable.array = array;
+    if (array != nullptr) holdArray(ctx, variable, array);
     return array;
 }
 
@@ -190,9 +187,7 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
                    variable.ownerName(), variable.name, own->count());
     }
     if (isArray) {
-        letGo(ctx, variable);
-        variable.array = value.array;
-        variable.type = Array;
+        holdArray(ctx, variable, value.array);
     } else if (isObjectKind(value.type)) {
         ObjectKind& kind = ctx.kinds().of(value.type);
         void* const object = kind.assigned(ctx, value.object);

@@ -218,8 +218,7 @@ void FreshVariable::refreshArray(std::int64_t count) {
     if (array == nullptr || array->count() != count) {
         array = makeArray(ctx_, {&count, 1}, Nil);
         if (array == nullptr) return;
-        variable_.type = Array;
-        variable_.array = array;
+        holdArray(ctx_, variable_, array);
     }
     for (std::int64_t k = 1; k <= count; ++k) {
         ValueCell value;

@@ -83,6 +83,13 @@ void holdObject(EngineContext& ctx, Variable& variable, std::int32_t type, void*
     release(ctx, old);
 }
 
+void holdArray(EngineContext& ctx, Variable& variable, ArrayRecord* array) {
+    const ValueCell old = variable;
+    variable.type = Array;
+    variable.array = array;
+    release(ctx, old);
+}
+
 void letGo(EngineContext& ctx, ValueCell& stored) {
     if (!stored.isText() && !isObjectKind(stored.type)) return;
     const ValueCell old = stored;

@@ -54,6 +54,9 @@ bool storeText(EngineContext& ctx, ValueCell& stored, std::string_view text);
 /// Gives a variable an object that is held for it already.
 void holdObject(EngineContext& ctx, Variable& variable, std::int32_t type, void* object);
 
+/// Makes a variable one with this array, which any number of variables may have.
+void holdArray(EngineContext& ctx, Variable& variable, ArrayRecord* array);
+
 /// Lets go of the text or object that is stored; the kind stays.
 void letGo(EngineContext& ctx, ValueCell& stored);
 /// Lets go, and leaves Nil.

@@ -118,13 +118,14 @@ bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell
         setInline(parameter, cell);
         return true;
     }
+    if (cell.type == ArrayRef) {
+        holdArray(ctx, parameter, cell.array);
+        return true;
+    }
     letGo(ctx, parameter);
     parameter.object = nullptr;
     if (cell.type == VarArgRef) return bindWholeVariable(ctx, parameter, cell.variable, position, function);
-    if (cell.type == ArrayRef) {
-        parameter.type = Array;
-        parameter.array = cell.array;
-    } else if (isStorable(cell.type) || cell.type == VarRef) {
+    if (isStorable(cell.type) || cell.type == VarRef) {
         // A reference, where a call brings fewer arguments than parameters, counts as 0. Of a text that finds
         // no memory the parameter is the empty one.
         parameter.type = cell.isText() ? String : Uninitialized;
