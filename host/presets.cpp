@@ -1,7 +1,6 @@
 #include "host/presets.h"
 
 #include "engine/operations/assignment.h"
-#include "engine/operations/storage.h"
 #include "ipc/debug_values.h"
 #include "platform/ascii.h"
 
@@ -68,19 +67,14 @@ bool isPresettable(const Program& program, const NamesOfVariables& names, Variab
     return debug::isGlobalOfScript(program, global) && names.has(global);
 }
 
-void setGlobal(EngineContext& ctx, Variable& global, const Preset& preset) {
-    if (global.type == Array) {  // as the debugger: without the warning of a script's own assignment
-        global.type = Uninitialized;
-        global.object = nullptr;
-    }
+/// A text stays that of the preset.
+ValueCell cellOf(const Preset& preset) {
     if (const auto* number = std::get_if<double>(&preset.value)) {
         const bool whole = *number == std::trunc(*number) && std::fabs(*number) < 2147483648.0;
-        assignVariable(ctx, global, whole ? ValueCell::ofInteger(*number) : ValueCell::ofNumber(*number));
-    } else if (const auto* vec = std::get_if<VectorValue>(&preset.value)) {
-        assignVariable(ctx, global, ValueCell::ofVector(*vec));
-    } else {
-        storeText(ctx, global, std::get<std::string>(preset.value));
+        return whole ? ValueCell::ofInteger(*number) : ValueCell::ofNumber(*number);
     }
+    if (const auto* vec = std::get_if<VectorValue>(&preset.value)) return ValueCell::ofVector(*vec);
+    return ValueCell::ofText(std::get<std::string>(preset.value).c_str());
 }
 
 }  // namespace
@@ -119,7 +113,8 @@ void applyPresets(EngineContext& ctx, std::span<const Preset> presets) {
     const NamesOfVariables names(*ctx.program);
     for (const Preset& preset : presets) {
         Variable* global = ctx.program->findGlobal(preset.name);
-        if (global != nullptr && isPresettable(*ctx.program, names, *global)) setGlobal(ctx, *global, preset);
+        if (global != nullptr && isPresettable(*ctx.program, names, *global))
+            assignFromOutside(ctx, *global, cellOf(preset));
     }
 }
 

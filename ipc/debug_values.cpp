@@ -189,12 +189,7 @@ bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& r
         store(ctx, *place.part, value);
         return true;
     }
-    if (place.variable->type == Array) {  // without the warning that a script's own assignment gets
-        place.variable->type = Uninitialized;
-        place.variable->object = nullptr;
-    }
-    assignVariable(ctx, *place.variable, value);
-    return true;
+    return assignFromOutside(ctx, *place.variable, value);
 }
 
 std::optional<ValueList> ValueList::of(const Program& program, const NamesOfVariables& names,

@@ -31,7 +31,9 @@ struct ValuePlace {
 
 /// Gives a place the value of a command record with the language's own operations.
 /// @param text  takes the place of the record's text
-/// @return false when the record's kind is none of the five; nothing has changed then
+/// @return false when the record's kind is none of the five, or there is no memory for a text; nothing has
+/// changed
+///         then
 bool setValue(EngineContext& ctx, const ValuePlace& place, const SharedRecord& record, const char* text);
 
 /// True for what a script means by a global: no name of a function or a type, nothing of the language's own.

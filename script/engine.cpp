@@ -144,12 +144,7 @@ bool Script::setGlobal(std::string_view name, const Value& value) {
         return false;
     const CallScope scope(ctx);
     if (!pushValue(ctx, value, NewArray)) return false;
-    if (variable->type == Array) {  // without the warning of a script's own assignment
-        variable->type = Uninitialized;
-        variable->object = nullptr;
-    }
-    assignVariable(ctx, *variable, ctx.stack.top());
-    return !ctx.run.abort;
+    return assignFromOutside(ctx, *variable, ctx.stack.top());
 }
 
 const std::vector<Diagnostic>& Script::diagnostics() const noexcept {

@@ -236,6 +236,18 @@ TEST(Script, MemoryHasALimit) {
     EXPECT_EQ(result(script, "g", {"four"}), Value(4));
 }
 
+TEST(Script, AGlobalThatCannotBeSetKeepsItsValue) {
+    Engine engine({.memoryLimit = 1 << 20});
+    Script script = scriptOf(engine, "var g[3];");
+    // It fits once: as the value on its way, and not as the variable's own.
+    EXPECT_FALSE(script.setGlobal("g", std::string(600'000, 'x')));
+    EXPECT_EQ(said(script.diagnostics()), "memory-exhausted");
+    EXPECT_EQ(script.global("g"), Value(Value::Array(3)));
+    EXPECT_TRUE(script.setGlobal("g", "short"));
+    EXPECT_EQ(script.global("g"), Value("short"));
+    EXPECT_TRUE(script.diagnostics().empty());
+}
+
 TEST(Script, AnotherThreadCanCancel) {
     Engine engine;
     const Canceller canceller = engine.canceller();

@@ -200,6 +200,16 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
     }
 }
 
+bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& value) {
+    if (value.isText()) return storeText(ctx, variable, value.text != nullptr ? value.text : "");
+    if (variable.type == Array) {
+        variable.type = Uninitialized;
+        variable.object = nullptr;
+    }
+    assignVariable(ctx, variable, value);
+    return true;
+}
+
 void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values) {
     ArrayRecord* array = variable.heldArray();
     if (array == nullptr) {

@@ -16,6 +16,10 @@ void assignPlace(EngineContext& ctx, const Place& place, const ValueCell& value,
 /// everything else shared. The value stays owned by the caller.
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value);
 
+/// The same for whoever is no script: an array goes without the warning of a script's own assignment.
+/// @return false when there is no memory for a text; nothing has changed then
+bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& value);
+
 /// Gives several values to the elements of a variable's array, which is made where there is none; surplus
 /// ones are reported and dropped.
 void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values);
