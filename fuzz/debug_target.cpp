@@ -1,4 +1,5 @@
 // Both ends of a debugger link: a script that is asked anything, and a debugger that is told anything.
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "fuzz/confined_script.h"
@@ -151,10 +152,7 @@ void askScript(Taken& data) {
         const CallScope scope(ctx);
         runTopLevel(ctx);
     }
-    {
-        const CallScope scope(ctx);
-        runMain(ctx);
-    }
+    runMain(ctx);
     ctx.run.hook = nullptr;
     script.unload();
 }

@@ -1,4 +1,5 @@
 // Scripts: compiled, and run.
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "frontend/listing.h"
@@ -32,10 +33,7 @@ void runAll(ConfinedScript& script) {
         const CallScope scope(ctx);
         runTopLevel(ctx);
     }
-    {
-        const CallScope scope(ctx);
-        runMain(ctx);
-    }
+    runMain(ctx);
     require(ctx.stack.size() == 0, "the stack is empty after a call");
     for (const char* name : {"create", "init", "newtime", "flags", "process", "cleanup", "destroy"}) {
         FunctionRecord* function = ctx.program->findFunction(name);

@@ -1,5 +1,6 @@
 #include "host/evaluate.h"
 
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "host/plugin_state.h"
 #include "platform/paths.h"

@@ -1,5 +1,6 @@
 #include "host/loaded_script.h"
 
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "host/attach_debugger.h"

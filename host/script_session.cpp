@@ -1,5 +1,6 @@
 #include "host/script_session.h"
 
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "host/attach_debugger.h"
@@ -88,7 +89,6 @@ bool ScriptSession::prepare() {
 }
 
 bool ScriptSession::runMain() {
-    const CallScope scope(parts_->engine);
     return kestrel::runMain(parts_->engine);
 }
 

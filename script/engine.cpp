@@ -1,5 +1,6 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/storage.h"
+#include "engine/run/call_scope.h"
 #include "platform/paths.h"
 #include "script/include/kestrel/script.h"
 #include "script/loading.h"

@@ -1,10 +1,7 @@
 #include "script/loading.h"
 
-#include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "platform/paths.h"
-
-#include <exception>
 
 namespace kestrel {
 
@@ -17,20 +14,6 @@ bool compileInto(EngineContext& ctx, std::string_view path, const CompileOptions
 
 bool mayRun(EngineContext& ctx, Demand demand) {
     return demand == Demand::Process ? checkProgram(ctx) : checkNames(ctx);
-}
-
-CallScope::CallScope(EngineContext& ctx) noexcept : ctx_(ctx), exceptions_(std::uncaught_exceptions()) {}
-
-CallScope::~CallScope() {
-    if (std::uncaught_exceptions() > exceptions_) {
-        ctx_.run.frames.resize(1);
-        ctx_.run.trimCalls(0);
-        ctx_.run.abort = true;
-    }
-    try {
-        finishCall(ctx_);
-    } catch (const std::exception&) {  // what could not be swept waits for the next call
-    }
 }
 
 }  // namespace kestrel

@@ -19,18 +19,4 @@ enum class Demand { Nothing, Process };
 /// After compileInto(): whether the script may run, with messages when not.
 [[nodiscard]] bool mayRun(EngineContext& ctx, Demand demand);
 
-/// Ends a call of a script function whichever way the scope is left. An exception leaves the engine ready for
-/// the next call, with the abort flag set.
-class CallScope {
-public:
-    explicit CallScope(EngineContext& ctx) noexcept;
-    ~CallScope();
-    CallScope(const CallScope&) = delete;
-    CallScope& operator=(const CallScope&) = delete;
-
-private:
-    EngineContext& ctx_;
-    int exceptions_;
-};
-
 }  // namespace kestrel

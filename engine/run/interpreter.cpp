@@ -16,13 +16,14 @@
 #include "engine/run/interpreter.h"
 
 #include "engine/context/kind_table.h"
-#include "engine/operations/collector.h"
 #include "engine/operations/operators.h"
 #include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
+#include "engine/run/call_scope.h"
 #include "engine/run/instructions.h"
+#include "engine/run/sweep.h"
 
 #include <new>
 #include <utility>
@@ -30,52 +31,6 @@
 namespace kestrel {
 
 namespace {
-
-/// How often, in statements, a run that does not return to the host looks whether texts that nobody borrows
-/// any more, arrays and objects that are lost are worth letting go, and from how many bytes on they are. A
-/// few large ones would fill the memory before: Pool::overdue() says so after any statement.
-constexpr int kSweepInterval = 256;
-constexpr std::size_t kSweepBytes = 1u << 20;
-
-class StackBorrowers final : public Pool::Borrowers {
-public:
-    explicit StackBorrowers(EvalStack& stack) : stack_(stack) {}
-    [[nodiscard]] bool borrows(const void* block) const override {
-        for (int i = 0; i < stack_.size(); ++i) {
-            const ValueCell& cell = stack_.at(i);
-            if (cell.isText() && cell.text == block) return true;
-        }
-        return false;
-    }
-
-private:
-    EvalStack& stack_;
-};
-
-void sweep(EngineContext& ctx) {
-    const bool overdue = ctx.pool.overdue();
-    if (overdue || ctx.pool.grownBytes() > kSweepBytes || ctx.looseObjects > kSweepInterval) collectLost(ctx);
-    if (ctx.pool.deferredBytes() > kSweepBytes)
-        ctx.pool.sweep(StackBorrowers(ctx.stack));  // also what those let go
-    if (overdue) ctx.pool.swept();
-}
-
-/// Counts the statements of a run. Sweeping is safe between any two instructions: all that is borrowed is on
-/// the stack.
-class Sweeper {
-public:
-    explicit Sweeper(EngineContext& ctx) : ctx_(ctx) {}
-    void statementEnded() {
-        if (--statementsLeft_ > 0 && !ctx_.pool.overdue()) [[likely]]
-            return;
-        sweep(ctx_);
-        statementsLeft_ = kSweepInterval;
-    }
-
-private:
-    EngineContext& ctx_;
-    int statementsLeft_ = kSweepInterval;
-};
 
 /// What debug builds remember of the stack while an instruction runs.
 struct StackBefore {
@@ -434,8 +389,8 @@ void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
 /// A nested run of a handler of the main program.
 void runHandler(EngineContext& ctx, std::string_view name) {
     if (FunctionRecord* handler = ctx.program->findFunction(name)) {
+        const CallScope scope(ctx);
         invoke(ctx, *handler, {});
-        finishCall(ctx);
     }
 }
 
@@ -474,8 +429,10 @@ bool runMain(EngineContext& ctx) {
     ctx.run.frames.clear();
     ctx.run.frames.emplace_back();
     ctx.run.trimCalls(0);
-    invoke(ctx, *main, {});
-    finishCall(ctx);
+    {
+        const CallScope scope(ctx);
+        invoke(ctx, *main, {});
+    }
     // Ended from outside nothing more runs. A `main` that the debugger only stopped has not failed.
     if (ctx.run.stop && ctx.run.abort) return true;
     if (ctx.run.abort) runHandler(ctx, "ONERROR");
@@ -493,13 +450,6 @@ bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueC
     releaseOwnedObjects(ctx, function);
     ctx.reporter.place = nullptr;
     return failed;
-}
-
-void finishCall(EngineContext& ctx) {
-    ++ctx.epoch;
-    ctx.stack.dropTo(0);
-    sweep(ctx);
-    ctx.pool.purgeIfWorthwhile();
 }
 
 }  // namespace kestrel

@@ -16,15 +16,12 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end);
 bool runMain(EngineContext& ctx);
 
 /// Calls one script function for the host: pushes the arguments, runs it and ends the call. Its results are
-/// left on the stack, from cell 0 up; the caller reads them and then calls finishCall().
+/// left on the stack, from cell 0 up, to the end of the caller's CallScope.
 /// @return the abort flag
 bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args);
 
 /// True for instructions that a line hook is told of when they begin another line: not for loops that go
 /// round, nor for the start of a function.
 [[nodiscard]] bool beginsLine(const CodeNode& node) noexcept;
-
-/// Empties the stack after a call from the host and purges the pool when its counters say so.
-void finishCall(EngineContext& ctx);
 
 }  // namespace kestrel

@@ -7,6 +7,7 @@
 #include "engine/program/node_modes.h"
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
+#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "platform/near_names.h"
 
@@ -359,8 +360,8 @@ void runTopLevel(EngineContext& ctx) {
         CodeNode* const start = node;
         while (node != nullptr && node->op != OP_FUNC) node = node->next;
         if (node != start) {
+            const CallScope scope(ctx);
             run(ctx, start, node);
-            finishCall(ctx);
         }
         while (node != nullptr && node->op != OP_ENDFUNC) node = node->next;
         if (node != nullptr) node = node->next;

@@ -184,12 +184,9 @@ private:
                 result = tell(sample);
                 break;
             }
-            case Call::Main: {
-                EngineContext& engine = instance_->script()->engine;
-                const CallScope scope(engine);
-                result = runMain(engine) ? "failed" : "ended";
+            case Call::Main:
+                result = runMain(instance_->script()->engine) ? "failed" : "ended";
                 break;
-            }
             case Call::Cleanup:
                 cleanupInstance(state_, *instance_);
                 break;
