@@ -8,9 +8,9 @@
 #include "engine/kinds/engine_kinds.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
-#include "frontend/compiler.h"
 #include "platform/dynamic_library.h"
 #include "platform/paths.h"
+#include "script/loading.h"
 
 #include <gtest/gtest.h>
 
@@ -28,12 +28,13 @@ class Collector final : public MessageSink {
 public:
     void show(const Message& message) override {
         constexpr std::string_view kLetters = "IWE";
-        std::string shown = message.line1;
+        std::string shown = message.line1 != script ? message.line1 : "";
         if (message.line2) shown = shown.empty() ? *message.line2 : shown + "|" + *message.line2;
         if (shown.starts_with("Line ")) shown = shown.substr(shown.find(", ") + 2);
         text += std::string(1, kLetters[static_cast<std::size_t>(message.kind)]) + ' ' + shown + '\n';
     }
     std::string text;
+    std::string script;  ///< its path as messages have it
 };
 
 /// Finds components under other names.
@@ -70,8 +71,8 @@ protected:
     std::string run(const std::string& script) {
         unload();
         if (!compile(script)) return collector_.text;
-        linkProgram(ctx_);
-        runTopLevel(ctx_);
+        static_cast<void>(prepare(ctx_, Demand::Nothing));
+        start(ctx_);
         runMain(ctx_);
         return collector_.text;
     }
@@ -83,8 +84,9 @@ protected:
         std::ranges::replace(script, '\'', '"');  // so that tests read better
         std::ofstream(directory_ / "main.ks", std::ios::binary) << script;
         collector_.text.clear();
-        ctx_.scriptFile = platform::systemPath((directory_ / "main.ks").string());
-        return compileScript(ctx_, ctx_.scriptFile, {.native = &native_}) == 0;
+        const std::string path = platform::systemPath((directory_ / "main.ks").string());
+        collector_.script = platform::upperCase(path);
+        return compileInto(ctx_, path, {.native = &native_});
     }
     void unload() { unloadScript(ctx_); }
 

@@ -1,10 +1,10 @@
 #include "fuzz/confined_script.h"
 
 #include "engine/run/prepare.h"
-#include "frontend/compiler.h"
 #include "fuzz/sandbox.h"
 #include "host/host_builtins.h"
 #include "platform/paths.h"
+#include "script/loading.h"
 
 #include <algorithm>
 #include <chrono>
@@ -195,12 +195,9 @@ bool ConfinedScript::compile(std::string_view files) {
         }
     }
     finish();
-    ctx.reset();
-    ctx.scriptFile = platform::systemPath((sandbox.directory() / "main.ks").string());
-    ctx.reporter.state.scriptPath = platform::upperCase(ctx.scriptFile);
     CompileInfo info;
-    return compileScript(ctx, ctx.scriptFile, {.reportEndless = true, .declareOnly = true, .info = &info}) ==
-           0;
+    return compileInto(ctx, platform::systemPath((sandbox.directory() / "main.ks").string()),
+                       {.reportEndless = true, .declareOnly = true, .info = &info});
 }
 
 void ConfinedScript::unload() {

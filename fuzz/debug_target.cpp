@@ -1,13 +1,11 @@
 // Both ends of a debugger link: a script that is asked anything, and a debugger that is told anything.
-#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
-#include "engine/run/prepare.h"
 #include "fuzz/confined_script.h"
 #include "fuzz/sandbox.h"
 #include "fuzz/taken.h"
-#include "host/loaded_script.h"
 #include "ipc/debug_client.h"
 #include "ipc/debug_commands.h"
+#include "script/loading.h"
 
 #include <atomic>
 #include <cstring>
@@ -142,16 +140,12 @@ private:
 
 void askScript(Taken& data) {
     ConfinedScript script;
-    if (!script.compile(kScript)) require(false, "the script compiles");
+    require(script.compile(kScript) && prepare(script.ctx, Demand::Names), "the script compiles");
     EngineContext& ctx = script.ctx;
-    linkProgram(ctx);
     const TimeBudget budget(script.watch, 500);
     Asking asking(ctx, data);
     ctx.run.hook = &asking;
-    {
-        const CallScope scope(ctx);
-        runTopLevel(ctx);
-    }
+    start(ctx);
     runMain(ctx);
     ctx.run.hook = nullptr;
     script.unload();

@@ -1,12 +1,10 @@
 // Scripts: compiled, and run.
-#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
-#include "engine/run/prepare.h"
 #include "frontend/listing.h"
 #include "fuzz/confined_script.h"
 #include "fuzz/sandbox.h"
 #include "fuzz/seeds.h"
-#include "host/loaded_script.h"
+#include "script/loading.h"
 
 namespace kestrel::fuzz {
 
@@ -28,20 +26,15 @@ constexpr std::string_view kSeveralFiles[] = {
 /// Lets the host call what it may; messages only count.
 void runAll(ConfinedScript& script) {
     EngineContext& ctx = script.ctx;
-    linkProgram(ctx);
-    {
-        const CallScope scope(ctx);
-        runTopLevel(ctx);
-    }
+    start(ctx);
     runMain(ctx);
     require(ctx.stack.size() == 0, "the stack is empty after a call");
     for (const char* name : {"create", "init", "newtime", "flags", "process", "cleanup", "destroy"}) {
         FunctionRecord* function = ctx.program->findFunction(name);
         if (function == nullptr || script.watch.requested != 0) continue;
-        const CallScope scope(ctx);
         const std::vector<ValueCell> arguments(static_cast<std::size_t>(function->paramCount),
                                                ValueCell::ofObject(ShaderObj, nullptr));
-        invoke(ctx, *function, arguments);
+        callFunction(ctx, *function, arguments);
     }
 }
 
@@ -55,7 +48,7 @@ void compile(Bytes bytes) {
     require(compiled || script.messages > 0, "what does not compile says why");
     if (compiled) {
         static_cast<void>(listProgram(*script.ctx.program));
-        if (checkProgram(script.ctx)) linkProgram(script.ctx);
+        static_cast<void>(prepare(script.ctx, Demand::Process));
     }
     script.unload();
 }
@@ -63,7 +56,7 @@ void compile(Bytes bytes) {
 void runScript(Bytes bytes) {
     Sandbox::get().clear();
     ConfinedScript script;
-    if (!script.compile(textOf(bytes)) || !checkProgram(script.ctx)) return script.unload();
+    if (!script.compile(textOf(bytes)) || !prepare(script.ctx, Demand::Process)) return script.unload();
     const TimeBudget time(script.watch, kMilliseconds);
     LineBudget lines(kLines);
     if (bytes.size() % 2 != 0) script.ctx.run.hook = &lines;

@@ -1,10 +1,9 @@
 #include "host/loaded_script.h"
 
-#include "engine/run/call_scope.h"
-#include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "host/attach_debugger.h"
 #include "platform/paths.h"
+#include "script/loading.h"
 
 #include <utility>
 
@@ -27,30 +26,24 @@ LoadedScript::LoadedScript(ScriptEnvironment& environment)
 std::unique_ptr<LoadedScript> LoadedScript::load(ScriptEnvironment& environment, std::string_view systemPath,
                                                  int instanceNumber) {
     auto script = std::make_unique<LoadedScript>(environment);
-    if (!script->prepare(systemPath, instanceNumber)) {
+    if (!script->open(systemPath, instanceNumber)) {
         script->unload();
         return nullptr;
     }
     return script;
 }
 
-bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
+bool LoadedScript::open(std::string_view systemPath, int instanceNumber) {
     // For this script, also when it does not compile.
     const std::string debugLink = std::exchange(host.environment.debugLink, {});
     // Libraries named in the stored setting "DefaultLib" would be entered in the library list here. The
     // compile empties that list first, so by design they never take effect, and the setting is not read.
     engine.instanceNumber = instanceNumber;
-    if (!compileInto(engine, systemPath, {.native = &host.native}) || !mayRun(engine, Demand::Process))
+    if (!compileInto(engine, systemPath, {.native = &host.native}) || !prepare(engine, Demand::Process))
         return false;
     engine.reporter.hints = host.environment.advice;
-    linkProgram(engine);
     static_cast<void>(attachDebugger(engine, debugLink));  // the host can ask whether it has one
-    {
-        const CallScope scope(engine);
-        applyPresets(engine, host.environment.presets);
-        runTopLevel(engine);
-        applyPresets(engine, host.environment.presets);
-    }
+    start();
     for (std::size_t i = 0; i < kHostFunctions; ++i)
         functions_[i] = engine.program->findFunction(kFunctionNames[i]);
     if (host.description.empty())
@@ -58,11 +51,12 @@ bool LoadedScript::prepare(std::string_view systemPath, int instanceNumber) {
     return true;
 }
 
+bool LoadedScript::start() {
+    return kestrel::start(engine, [this] { applyPresets(engine, host.environment.presets); });
+}
+
 void LoadedScript::call(HostFunction which, std::span<const ValueCell> args) {
-    FunctionRecord* record = function(which);
-    if (record == nullptr) return;
-    const CallScope scope(engine);
-    invoke(engine, *record, args);
+    if (FunctionRecord* record = function(which)) callFunction(engine, *record, args);
 }
 
 void LoadedScript::unload() {

@@ -5,7 +5,6 @@
 #include "engine/fast/fast_process.h"
 #include "host/script_environment.h"
 #include "host/shader_context.h"
-#include "script/loading.h"
 
 #include <array>
 #include <cstddef>
@@ -39,6 +38,9 @@ public:
     LoadedScript(const LoadedScript&) = delete;
     LoadedScript& operator=(const LoadedScript&) = delete;
 
+    /// For who has made it ready himself: runs the code outside functions, with the presets.
+    /// @return the abort flag (false = success)
+    bool start();
     /// @return null when the script does not define the function
     [[nodiscard]] FunctionRecord* function(HostFunction which) const noexcept {
         return functions_[static_cast<std::size_t>(which)];
@@ -55,7 +57,7 @@ public:
     fast::FastProcess fast{engine};
 
 private:
-    bool prepare(std::string_view systemPath, int instanceNumber);
+    bool open(std::string_view systemPath, int instanceNumber);
 
     std::array<FunctionRecord*, kHostFunctions> functions_{};
 };

@@ -1,6 +1,5 @@
 #include "host/script_session.h"
 
-#include "engine/run/call_scope.h"
 #include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "host/attach_debugger.h"
@@ -8,6 +7,7 @@
 #include "host/script_environment.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
+#include "script/loading.h"
 
 #include <filesystem>
 #include <utility>
@@ -26,14 +26,8 @@ struct ScriptSession::Parts {
     Parts(MessageSink& messages, RunWatch* watch) : environment(&messages, watch, Settings::ReadOnly) {}
 
     ScriptEnvironment environment;
-    ShaderContext host{environment};
-    EngineContext engine{environment.services(host)};
-    bool linked = false;
-
-    void link() {
-        if (!linked) linkProgram(engine);
-        linked = true;
-    }
+    LoadedScript script{environment};
+    EngineContext& engine = script.engine;
 };
 
 ScriptSession::ScriptSession(MessageSink& messages, RunWatch* watch, FileRequester requester,
@@ -55,19 +49,17 @@ EngineContext& ScriptSession::context() noexcept {
 }
 
 bool ScriptSession::compile(const std::string& nativePath, const CompileOptions& options) {
-    EngineContext& engine = parts_->engine;
-    parts_->linked = false;
     CompileOptions all = options;
-    all.native = &parts_->host.native;
-    return compileInto(engine, platform::systemPath(nativePath), all);
+    all.native = &parts_->script.host.native;
+    return compileInto(parts_->engine, platform::systemPath(nativePath), all);
 }
 
 bool ScriptSession::check() {
-    return mayRun(parts_->engine, Demand::Process);
+    return checkProgram(parts_->engine);
 }
 
 std::vector<std::string> ScriptSession::globals() {
-    parts_->link();
+    static_cast<void>(kestrel::prepare(parts_->engine, Demand::Nothing));
     return presettableGlobals(*parts_->engine.program);
 }
 
@@ -80,12 +72,8 @@ bool ScriptSession::openDebugLink(std::string_view debugLink) {
 }
 
 bool ScriptSession::prepare() {
-    parts_->link();
-    const CallScope scope(parts_->engine);
-    applyPresets(parts_->engine, parts_->environment.presets);
-    runTopLevel(parts_->engine);
-    applyPresets(parts_->engine, parts_->environment.presets);
-    return parts_->engine.run.abort;
+    static_cast<void>(kestrel::prepare(parts_->engine, Demand::Nothing));
+    return parts_->script.start();
 }
 
 bool ScriptSession::runMain() {
@@ -93,7 +81,7 @@ bool ScriptSession::runMain() {
 }
 
 void ScriptSession::unload() {
-    unloadScript(parts_->engine);
+    parts_->script.unload();
 }
 
 }  // namespace kestrel

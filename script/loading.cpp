@@ -1,5 +1,7 @@
 #include "script/loading.h"
 
+#include "engine/run/call_scope.h"
+#include "engine/run/interpreter.h"
 #include "engine/run/prepare.h"
 #include "platform/paths.h"
 
@@ -12,8 +14,24 @@ bool compileInto(EngineContext& ctx, std::string_view path, const CompileOptions
     return compileScript(ctx, path, options) == 0;
 }
 
-bool mayRun(EngineContext& ctx, Demand demand) {
-    return demand == Demand::Process ? checkProgram(ctx) : checkNames(ctx);
+bool prepare(EngineContext& ctx, Demand demand) {
+    if (demand == Demand::Names && !checkNames(ctx)) return false;
+    if (demand == Demand::Process && !checkProgram(ctx)) return false;
+    linkProgram(ctx);
+    return true;
+}
+
+bool start(EngineContext& ctx, const std::function<void()>& assign) {
+    const CallScope scope(ctx);
+    if (assign) assign();
+    runTopLevel(ctx);
+    if (assign) assign();
+    return ctx.run.abort;
+}
+
+bool callFunction(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> arguments) {
+    const CallScope scope(ctx);
+    return invoke(ctx, function, arguments);
 }
 
 }  // namespace kestrel

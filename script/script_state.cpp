@@ -2,7 +2,6 @@
 
 #include "engine/operations/file_names.h"
 #include "engine/run/interpreter.h"
-#include "engine/run/prepare.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "script/loading.h"
@@ -122,9 +121,8 @@ bool Script::Impl::load(std::string_view path, std::optional<std::string_view> t
     engine->locator.scriptFolder.reset();
     if (!text) engine->locator.scriptFolder = platform::directoryOf(path);
     const CompileOptions options{.reportEndless = true, .text = text, .locatedOnly = true};
-    if (ctx.endRequested() || !compileInto(ctx, path, options) || !mayRun(ctx, Demand::Nothing)) return false;
-    linkProgram(ctx);
-    runTopLevel(ctx);
+    if (ctx.endRequested() || !compileInto(ctx, path, options) || !prepare(ctx, Demand::Names)) return false;
+    start(ctx);
     process = ctx.program->findFunction("process");
     return !ctx.endRequested();
 }

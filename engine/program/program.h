@@ -208,6 +208,7 @@ public:
     LinkedList<FunctionRecord> functions;
     LinkedList<RecordTemplate> records;
     SourceFiles files;
+    bool linked = false;  ///< ready to run (linkProgram)
     NameTable names;  ///< link: those of the kinds of objects, then all that this program names after a dot
                       ///< or arrow
 

@@ -19,6 +19,7 @@ protected:
     void code(std::initializer_list<Step> steps) {
         nodes_.clear();
         ctx.program->code = {};
+        ctx.program->linked = true;  // by hand
         for (const Step& step : steps) nodes_.push_back(&emit(step.op));
         std::size_t at = 0;
         for (const Step& step : steps) {

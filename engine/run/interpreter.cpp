@@ -25,6 +25,7 @@
 #include "engine/run/instructions.h"
 #include "engine/run/sweep.h"
 
+#include <cassert>
 #include <new>
 #include <utility>
 
@@ -402,6 +403,7 @@ bool beginsLine(const CodeNode& node) noexcept {
 }
 
 bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+    assert(ctx.program->linked);
     const std::size_t depth = ctx.run.frames.size();
     const std::size_t calls = ctx.run.calls.size();
     ctx.run.frames.emplace_back();

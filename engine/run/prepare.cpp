@@ -11,6 +11,8 @@
 #include "engine/run/interpreter.h"
 #include "platform/near_names.h"
 
+#include <utility>
+
 namespace kestrel {
 
 namespace {
@@ -348,6 +350,7 @@ bool checkNames(EngineContext& ctx) {
 }
 
 void linkProgram(EngineContext& ctx) {
+    if (std::exchange(ctx.program->linked, true)) return;
     Linker(ctx).link();
     if constexpr (kStackChecks) {
         if (const std::optional<StackFault> fault = findStackFault(*ctx.program)) failStackCheck(*fault);

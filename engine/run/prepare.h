@@ -17,7 +17,8 @@ namespace kestrel {
 /// @return true when there is no problem
 [[nodiscard]] bool checkProgram(EngineContext& ctx);
 
-/// Resolves every jump target, loop top, callee and "::name" once into the nodes' link fields.
+/// Resolves every jump target, loop top, callee and "::name" into the nodes' link fields, unless that has
+/// been done.
 void linkProgram(EngineContext& ctx);
 
 /// Runs the code outside functions once, in source order; a stretch that aborts does not keep later ones from
