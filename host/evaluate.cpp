@@ -59,20 +59,6 @@ std::uint32_t readFlags(LoadedScript& script) {
     return mask;
 }
 
-/// The sample is current for exactly one call of `process`.
-class CurrentSample {
-public:
-    CurrentSample(ShaderContext& context, ShadingSample& sample) : context_(context) {
-        context.sample = &sample;
-    }
-    ~CurrentSample() { context_.sample = nullptr; }
-    CurrentSample(const CurrentSample&) = delete;
-    CurrentSample& operator=(const CurrentSample&) = delete;
-
-private:
-    ShaderContext& context_;
-};
-
 /// @return null when the callbacks have nothing to run
 LoadedScript* runnable(const PluginState& state, const ShaderInstance& instance) {
     return state.environment.requester.open() ? nullptr : instance.script();
@@ -99,7 +85,7 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
     if (script == nullptr || script->engine.run.abort) return;
     FunctionRecord* const process = script->function(HostFunction::Process);
     if (process == nullptr || script->fast.shade(*process, &sample)) return;
-    const CurrentSample current(script->host, sample);
+    const CurrentSample current(script->host, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }
 

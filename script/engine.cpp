@@ -1,6 +1,7 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/storage.h"
 #include "engine/run/call_scope.h"
+#include "engine/run/interpreter.h"
 #include "platform/paths.h"
 #include "script/include/kestrel/script.h"
 #include "script/loading.h"
@@ -8,6 +9,7 @@
 #include "script/values.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
@@ -16,20 +18,6 @@
 namespace kestrel::script {
 
 namespace {
-
-/// Only while it is set a script has a sample.
-class CurrentSample {
-public:
-    CurrentSample(SampleContext& context, Sample& sample) noexcept : context_(context) {
-        context_.sample = &sample;
-    }
-    ~CurrentSample() { context_.sample = nullptr; }
-    CurrentSample(const CurrentSample&) = delete;
-    CurrentSample& operator=(const CurrentSample&) = delete;
-
-private:
-    SampleContext& context_;
-};
 
 /// @return null where the script has no variable of the name: functions have names of their own kind
 Variable* findGlobal(const Program& program, std::string_view name) {
@@ -111,7 +99,8 @@ Result Script::call(std::string_view function, std::span<const Value> arguments)
     for (const Value& value : arguments)
         if (!pushValue(ctx, value, ArrayRef, &impl->argument)) return {Status::Aborted, {}};
     Result result;
-    result.status = impl->run(*found);
+    invoke(ctx, *found, {});
+    result.status = impl->status();
     if (result) appendValues(ctx, 0, ctx.stack.size(), result.values);
     return result;
 }
@@ -121,10 +110,9 @@ Status Script::evaluate(Sample& sample) {
     const Work work(*impl);
     if (impl->process == nullptr) return Status::NoSuchFunction;
     if (impl->ctx.endRequested()) return Status::Cancelled;
-    const CurrentSample current(*impl, sample);
-    const CallScope scope(impl->ctx);
-    impl->ctx.stack.push(ValueCell::ofObject(ShaderObj, nullptr));
-    return impl->run(*impl->process);
+    const CurrentSample current(*impl, &sample);
+    callFunction(impl->ctx, *impl->process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
+    return impl->status();
 }
 
 std::optional<Value> Script::global(std::string_view name) const {

@@ -20,4 +20,19 @@ struct SampleContext {
     return *static_cast<SampleContext*>(ctx.services.host);
 }
 
+/// A script has a sample for exactly one call of `process`.
+class CurrentSample {
+public:
+    /// @param sample  laid out as script::Sample
+    CurrentSample(SampleContext& context, void* sample) noexcept : context_(context) {
+        context_.sample = sample;
+    }
+    ~CurrentSample() { context_.sample = nullptr; }
+    CurrentSample(const CurrentSample&) = delete;
+    CurrentSample& operator=(const CurrentSample&) = delete;
+
+private:
+    SampleContext& context_;
+};
+
 }  // namespace kestrel

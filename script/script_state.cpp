@@ -1,7 +1,6 @@
 #include "script/script_state.h"
 
 #include "engine/operations/file_names.h"
-#include "engine/run/interpreter.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "script/loading.h"
@@ -125,11 +124,6 @@ bool Script::Impl::load(std::string_view path, std::optional<std::string_view> t
     start(ctx);
     process = ctx.program->findFunction("process");
     return !ctx.endRequested();
-}
-
-Status Script::Impl::run(FunctionRecord& function) {
-    invoke(ctx, function, {});
-    return status();
 }
 
 Status Script::Impl::status() const noexcept {

@@ -77,8 +77,7 @@ struct Script::Impl final : SampleContext, private MessageSink {
     /// Compiles it and runs its code outside functions.
     /// @return false when it does not compile, or was cancelled
     [[nodiscard]] bool load(std::string_view path, std::optional<std::string_view> text);
-    /// Runs a function with what lies on the stack as arguments; its results are on the stack.
-    Status run(FunctionRecord& function);
+    /// How the latest run ended.
     [[nodiscard]] Status status() const noexcept;
 
     const std::shared_ptr<Engine::Impl> engine;
