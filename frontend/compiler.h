@@ -25,7 +25,8 @@ struct CompileOptions {
     bool declareOnly = false;
     /// The script's text; then its path only names it, and no file is opened that the script does not name.
     std::optional<std::string_view> text = {};
-    /// Inserts and libraries are what the locator finds, and are not looked for anywhere else.
+    /// Inserts and libraries are what the locator finds, and are not looked for anywhere else; nor is any
+    /// other file touched.
     bool locatedOnly = false;
     NativeServices* native = nullptr;  ///< agent classes, compiled libraries; may be null
     CompileInfo* info = nullptr;       ///< may be null

@@ -45,8 +45,9 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
         return std::nullopt;
     }
     addFile({.name = std::string(inputPath), .text = *std::move(text)}, platform::nativePath(inputPath), {});
-    // Looked at before anything is read, so that a directory that can't be written is the only message.
-    if (const std::string path = temporaryFileName(); !temporaryFileIsPossible(path)) {
+    // Looked at before anything is read, so that a directory that can't be written is the only message. One
+    // who says where files are looked for wants no other to be touched.
+    if (const std::string path = temporaryFileName(); !locatedOnly_ && !temporaryFileIsPossible(path)) {
         ctx_.report(MessageId::TemporaryNotCreated, path);
         return std::nullopt;
     }
