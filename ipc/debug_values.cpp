@@ -102,11 +102,6 @@ std::string indexText(const ArrayRecord& array, std::size_t position) {
     return text + "]";
 }
 
-bool namesMember(const CodeNode& node) noexcept {
-    return node.mode == kMemberRead || node.mode == kMemberReference || node.mode == kRecordRead ||
-           node.mode == kRecordReference || node.mode == kSlotRead || node.mode == kSlotReference;
-}
-
 }  // namespace
 
 bool isGlobalOfScript(const Program& program, const Variable& global) {
@@ -119,7 +114,7 @@ NamesOfVariables::NamesOfVariables(const Program& program) {
     for (const CodeNode* node = program.code.head; node != nullptr; node = node->next) {
         if (node->op == OP_MEMBER || node->op == OP_RECORD || node->op == OP_IPCREF)
             used_.insert(node->operand.variable);
-        else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(*node))
+        else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(node->mode))
             used_.insert(&targetVariable(*node));
     }
 }

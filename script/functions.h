@@ -20,8 +20,10 @@ struct DefinedFunction {
 /// All that the scripts of one compile can call. It does not change, so scripts share it.
 class FunctionTable {
 public:
-    /// @param defined  none has the name of a built-in
-    FunctionTable(const Options& options, std::vector<std::shared_ptr<const DefinedFunction>> defined);
+    /// @param language  its built-ins
+    /// @param defined   none has the name of a built-in
+    FunctionTable(const BuiltinTable& language, const Options& options,
+                  std::vector<std::shared_ptr<const DefinedFunction>> defined);
 
     [[nodiscard]] const BuiltinTable& table() const noexcept { return library_.table(); }
     /// Of a row whose handler is that of defined functions.
@@ -30,7 +32,7 @@ public:
     }
 
 private:
-    [[nodiscard]] std::vector<BuiltinEntry> rows(const Options& options) const;
+    [[nodiscard]] std::vector<BuiltinEntry> rows(const BuiltinTable& language, const Options& options) const;
 
     std::vector<std::shared_ptr<const DefinedFunction>> defined_;
     BuiltinLibrary library_;
@@ -41,6 +43,6 @@ private:
 void callDefined(BuiltinCall& call);
 
 /// True for a name that the language can have for a function and has nothing for yet.
-[[nodiscard]] bool isFreeName(std::string_view name);
+[[nodiscard]] bool isFreeName(const BuiltinTable& language, std::string_view name);
 
 }  // namespace kestrel::script

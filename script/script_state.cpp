@@ -1,6 +1,6 @@
 #include "script/script_state.h"
 
-#include "engine/operations/file_names.h"
+#include "engine/program/node_modes.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "script/loading.h"
@@ -9,6 +9,7 @@
 #include <cassert>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace kestrel::script {
@@ -18,7 +19,8 @@ namespace {
 constexpr std::size_t kMostDiagnostics = 1000;
 
 std::string folderPath(const std::string& nativeFolder) {
-    std::string path = platform::systemPath(std::filesystem::absolute(nativeFolder).string());
+    if (nativeFolder.empty()) throw std::invalid_argument("kestrel: a search folder has no name");
+    std::string path = platform::systemPath(nativeFolder);
     if (!path.ends_with('\\')) path += '\\';
     return path;
 }
@@ -32,6 +34,20 @@ bool staysBelow(std::string_view name) {
         name.remove_prefix(std::min(end + 1, name.size()));
     }
     return true;
+}
+
+/// True for a file that is really below the folder, wherever symbolic links lead.
+bool liesBelow(const std::string& file, const std::string& folder) {
+    std::error_code error;
+    const auto real = [&error](const std::string& path) {
+        std::filesystem::path native(platform::nativePath(path));
+        return std::filesystem::weakly_canonical(native.has_filename() ? native : native.parent_path(),
+                                                 error);
+    };
+    const std::filesystem::path below = real(folder);
+    if (error) return false;
+    const std::filesystem::path path = real(file);
+    return !error && std::mismatch(below.begin(), below.end(), path.begin(), path.end()).first == below.end();
 }
 
 Diagnostic::Kind kindOf(MessageKind kind) noexcept {
@@ -58,7 +74,7 @@ bool FolderLocator::locate(EngineContext&, std::string_view name, std::string& f
     if (!staysBelow(wanted)) return false;
     const auto isIn = [&](const std::string& folder) {
         fullPath = folder + wanted;
-        return platform::fileExists(fullPath);
+        return platform::fileExists(fullPath) && liesBelow(fullPath, folder);
     };
     return (scriptFolder && isIn(*scriptFolder)) || std::ranges::any_of(folders_, isIn);
 }
@@ -80,7 +96,7 @@ Use::Use(Engine::Impl& engine) : engine_(engine) {
         !engine_.user.compare_exchange_strong(nobody, self, std::memory_order_acquire))
         throw std::logic_error(
             "kestrel: another thread is at work with this engine; give each thread an engine of its own");
-    ++engine_.uses;
+    if (engine_.uses++ == 0) engine_.canceller->begin();
 }
 
 Use::~Use() {
@@ -113,56 +129,93 @@ EngineServices Script::Impl::services() noexcept {
     return services;
 }
 
-bool Script::Impl::load(std::string_view path, std::optional<std::string_view> text) {
-    const Work work(*this);
+Status Script::Impl::load(std::string_view path, std::optional<std::string_view> text) {
+    said = {};
     if (engine->options.memoryLimit != 0)
         ctx.pool.setLimit(std::min(engine->options.memoryLimit, kMemoryLimit));
-    engine->locator.scriptFolder.reset();
-    if (!text) engine->locator.scriptFolder = platform::directoryOf(path);
-    const CompileOptions options{.reportEndless = true, .text = text, .locatedOnly = true};
-    if (ctx.endRequested() || !compileInto(ctx, path, options) || !prepare(ctx, Demand::Names)) return false;
-    start(ctx);
+    if (!compile(path, text)) return ctx.endRequested() ? Status::Cancelled : Status::Aborted;
+    findMemberNames();
     process = ctx.program->findFunction("process");
-    return !ctx.endRequested();
+    start(ctx);
+    return ctx.endRequested() ? Status::Cancelled : Status::Done;
+}
+
+bool Script::Impl::compile(std::string_view path, const std::optional<std::string_view>& text) {
+    const std::string name = text ? std::string(path) : platform::systemPath(path);
+    engine->locator.scriptFolder.reset();
+    if (!text) {
+        file_ = path;
+        engine->locator.scriptFolder = platform::directoryOf(name);
+    }
+    const CompileOptions options{.reportEndless = true, .text = text, .locatedOnly = true};
+    return !ctx.endRequested() && compileInto(ctx, name, options) && prepare(ctx, Demand::Names);
+}
+
+void Script::Impl::findMemberNames() {
+    const Program& program = *ctx.program;
+    for (const RecordTemplate* record = program.records.head; record != nullptr; record = record->next)
+        for (const RecordField* field = record->fields.head; field != nullptr; field = field->next)
+            memberNames_.insert(field->name);
+    for (const CodeNode* node = program.code.head; node != nullptr && !memberNames_.empty();
+         node = node->next)
+        if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(node->mode))
+            memberNames_.erase(&targetVariable(*node));
+}
+
+Variable* Script::Impl::findGlobal(std::string_view name) {
+    const Program& program = *ctx.program;
+    if (program.findFunction(name) != nullptr || program.findRecord(name) != nullptr) return nullptr;
+    Variable* const variable = program.findGlobal(name);
+    return memberNames_.contains(variable) ? nullptr : variable;
 }
 
 Status Script::Impl::status() const noexcept {
     if (!ctx.run.abort) return Status::Done;
-    return ctx.endRequested() ? Status::Cancelled : Status::Aborted;
+    return ctx.run.stop ? Status::Cancelled : Status::Aborted;
 }
 
 void Script::Impl::show(const Message& message) {
-    if (diagnostics.size() >= kMostDiagnostics) return;
-    Diagnostic said;
-    said.kind = kindOf(message.kind);
-    said.id = messageRow(message.id).name;
-    said.text = message.line1;
+    const bool full = said.kept.size() >= kMostDiagnostics;
+    if (full) {
+        ++said.dropped;
+        const bool ends = message.kind == MessageKind::Error && ctx.run.abort;
+        if (!ends) return;
+        said.kept.pop_back();
+    }
+    Diagnostic each;
+    each.kind = kindOf(message.kind);
+    each.id = messageRow(message.id).name;
+    each.text = message.line1;
     // The first line of a message of one line is the script's path.
     if (message.line2)
-        said.text = message.line1 == ctx.reporter.state.scriptPath ? *message.line2
+        each.text = message.line1 == ctx.reporter.state.scriptPath ? *message.line2
                                                                    : message.line1 + "\n" + *message.line2;
     if (message.where.known() && message.files != nullptr) {
-        said.file = (*message.files)[static_cast<std::size_t>(message.where.file)].path;
-        said.line = message.where.line;
-        said.column = message.where.column;
-        said.endColumn = message.where.endColumn;
+        each.file = (*message.files)[static_cast<std::size_t>(message.where.file)].path;
+        each.line = message.where.line;
+        each.column = message.where.column;
+        each.endColumn = message.where.endColumn;
+    } else if (message.id == MessageId::ScriptNotOpened) {
+        each.file = file_;
     }
-    diagnostics.push_back(std::move(said));
+    said.kept.push_back(std::move(each));
 }
 
-Work::Work(Script::Impl& script) : engine_(script.engine), use_(*script.engine), script_(script) {
-    if (script_.busy)
+Work::Work(std::shared_ptr<Script::Impl> script)
+    : engine_(script->engine), use_(*engine_), script_(std::move(script)) {
+    if (script_->busy)
         throw std::logic_error(
             "kestrel: the script is at work already; a function that it calls cannot use it");
-    script_.busy = true;
-    script_.diagnostics.clear();
-    script_.ctx.reporter.state.errorCount = 0;
-    script_.ctx.reporter.state.warningCount = 0;
-    script_.ctx.run.abort = false;
+    script_->busy = true;
+    script_->said.kept.clear();
+    script_->said.dropped = 0;
+    script_->ctx.reporter.state.errorCount = 0;
+    script_->ctx.reporter.state.warningCount = 0;
+    script_->ctx.run.abort = false;
 }
 
 Work::~Work() {
-    script_.busy = false;
+    script_->busy = false;
 }
 
 }  // namespace kestrel::script

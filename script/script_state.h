@@ -17,12 +17,24 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 namespace kestrel::script {
 
 struct Canceller::Impl {
-    RunWatch watch;
+    RunWatch watch;  ///< what runs see; from the beginning of one to its end it is never taken back
+    platform::SharedFlag wanted{0};  ///< what the embedder wants of those that begin
+
+    void cancel() noexcept {
+        wanted = 1;
+        watch.requested = 1;
+    }
+    /// Whoever cancels meanwhile sets the watch after this has cleared it, or is seen here.
+    void begin() noexcept {
+        watch.requested = 0;
+        if (wanted != 0) watch.requested = 1;
+    }
 };
 
 /// Where scripts find inserts and libraries: in folders, and nowhere outside of them.
@@ -37,10 +49,17 @@ private:
     std::vector<std::string> folders_;  // in the system's form
 };
 
+/// What a script has said: the first of it, and how much more there was.
+struct Diagnostics {
+    std::vector<Diagnostic> kept;
+    std::size_t dropped = 0;
+};
+
 struct Engine::Impl {
     explicit Impl(Options engineOptions);
 
     Options options;
+    BuiltinLibrary language;
     std::vector<std::shared_ptr<const DefinedFunction>> defined;
     std::shared_ptr<const FunctionTable> functions;  ///< null until the next compile wants it
     std::shared_ptr<Canceller::Impl> canceller = std::make_shared<Canceller::Impl>();
@@ -75,14 +94,17 @@ struct Script::Impl final : SampleContext, private MessageSink {
     Impl& operator=(const Impl&) = delete;
 
     /// Compiles it and runs its code outside functions.
-    /// @return false when it does not compile, or was cancelled
-    [[nodiscard]] bool load(std::string_view path, std::optional<std::string_view> text);
+    /// @param path  native; with a text any name
+    [[nodiscard]] Status load(std::string_view path, std::optional<std::string_view> text);
+    /// @return null where the script has no variable of the name: functions have names of their own kind
+    [[nodiscard]] Variable* findGlobal(std::string_view name);
     /// How the latest run ended.
     [[nodiscard]] Status status() const noexcept;
 
     const std::shared_ptr<Engine::Impl> engine;
     const std::shared_ptr<const FunctionTable> functions;
-    std::vector<Diagnostic> diagnostics;
+    Diagnostics said;
+    std::vector<Value> arguments;  ///< of a call of a defined function; empty between two
     bool busy = false;
     FunctionRecord* process = nullptr;
     Variable argument;  ///< what messages call an array that comes from outside
@@ -91,6 +113,11 @@ struct Script::Impl final : SampleContext, private MessageSink {
 private:
     [[nodiscard]] EngineServices services() noexcept;
     void show(const Message& message) override;
+    [[nodiscard]] bool compile(std::string_view path, const std::optional<std::string_view>& text);
+    void findMemberNames();
+
+    std::string file_;  // what the embedder calls the script's file; empty for one from a text
+    std::unordered_set<const Variable*> memberNames_;  // symbols that only name members of records
 };
 
 [[nodiscard]] inline Script::Impl& stateOf(const EngineContext& ctx) noexcept {
@@ -101,15 +128,18 @@ private:
 class Work {
 public:
     /// @throws std::logic_error when it is at work already
-    explicit Work(Script::Impl& script);
+    explicit Work(std::shared_ptr<Script::Impl> script);
     ~Work();
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
 
+    [[nodiscard]] Script::Impl& script() const noexcept { return *script_; }
+
 private:
+    // What the script calls may let go of the handle: it ends here, while the engine is still in use.
     std::shared_ptr<Engine::Impl> engine_;
     Use use_;
-    Script::Impl& script_;
+    std::shared_ptr<Script::Impl> script_;
 };
 
 }  // namespace kestrel::script

@@ -1,4 +1,4 @@
-#include "script/include/kestrel/script.h"
+#include "script/test_scripts.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -16,27 +16,7 @@ namespace kestrel::script {
 
 namespace {
 
-using Arguments = std::span<const Value>;
-
-Script scriptOf(Engine& engine, std::string_view source) {
-    Compiled compiled = engine.compile(source);
-    for (const Diagnostic& each : compiled.diagnostics) ADD_FAILURE() << each.text;
-    if (!compiled) throw std::runtime_error("does not compile");
-    return *compiled.script;
-}
-
-/// The names of what a script has said.
-std::string said(const std::vector<Diagnostic>& diagnostics) {
-    std::string names;
-    for (const Diagnostic& each : diagnostics) names += (names.empty() ? "" : " ") + each.id;
-    return names;
-}
-
-Value result(Script& script, std::string_view function, const std::vector<Value>& arguments = {}) {
-    const Result result = script.call(function, arguments);
-    EXPECT_TRUE(result) << function << ": " << said(script.diagnostics());
-    return result.values.empty() ? Value("no value") : result.values.front();
-}
+using namespace test;  // NOLINT: what the file is written in
 
 const std::vector<Value>& samplesOfAllKinds() {
     static const std::vector<Value> kValues{Value(),

@@ -45,6 +45,7 @@ STANDARD = set(
     .split())
 LIBRARIES = {  # other headers in angle brackets, and who may include them; platform/ may include any
     "CLI/CLI.hpp": "cli/",
+    "cxxabi.h": "script/functions.cpp",
     "histedit.h": "cli/debugger/line_editor.cpp",
     "nlohmann/json.hpp": "cli/ preview/import/",
     "nlohmann/json_fwd.hpp": "cli/",

@@ -18,6 +18,11 @@ enum NodeMode : std::uint8_t {
     kDeclare,          ///< OP_INDEX of a declaration
 };
 
+/// What the node names is a member, or in a queue: its own symbol is no variable.
+[[nodiscard]] constexpr bool namesMember(std::uint8_t mode) noexcept {
+    return mode >= kMemberRead && mode <= kSlotReference;
+}
+
 /// OP_NEG and OP_NOT: the statement forms `-x;` and `!x;` that change the variable in place.
 inline constexpr std::uint8_t kStatementForm = 1;
 /// OP_BLOCK: brackets the targets of an assignment; otherwise the parentheses are just that.

@@ -8,22 +8,28 @@
 /// What holds everywhere:
 ///
 ///   Ownership   Values, diagnostics and results are copies: they stay valid when script and engine are gone.
-///               A Script keeps what it needs of its engine, so either may go first.
+///               A Script keeps what it needs of its engine, so either may go first. A function that holds a
+///               Script of its own engine keeps both alive for ever: let it refer to the Script instead.
 ///   Errors      What a script does wrong is a Diagnostic, never an exception. Wrong uses of this interface
 ///               throw: std::invalid_argument for an argument that can never be right, std::logic_error for a
-///               call at a time when it cannot be made. Memory of the program that runs out is
-///               std::bad_alloc.
+///               call at a time when it cannot be made. Memory that runs out ends a compile or a run with the
+///               error "memory-exhausted"; std::bad_alloc is thrown where there is none for what goes in and
+///               comes out: values, diagnostics, engines. In a function that scripts call it is an exception
+///               as any other.
 ///   Threads     An engine and its scripts are used by one thread at a time; which one may change. A call
 ///               that finds another thread at work with the engine throws std::logic_error and does nothing
 ///               else. Engines have nothing in common, so each thread can have its own. Canceller alone is
 ///               for any thread. Engines and scripts must not be destroyed while another thread is at work
 ///               with them.
 ///   Re-entry    A function that a script calls may use other scripts of its engine. The script that is
-///               calling it is busy: using it throws std::logic_error, which, not caught, becomes an error of
-///               that call.
+///               calling it is busy: call(), evaluate() and setGlobal() throw std::logic_error, which, not
+///               caught, becomes an error of that call. What only looks (has(), global(), diagnostics())
+///               works.
 ///   Trust       Scripts compute. Files, other programs and stored values are closed unless Options open
 ///               them; a script that calls what is closed gets the error "not-allowed", and the call gives
-///               nil. A function that does not return is ended by a Canceller.
+///               nil. A function that does not return is ended by a Canceller. Scripts can compute with
+///               addresses: where the language wants a number, that of a text or an array is one. So a result
+///               can tell whoever sees it where the program's memory lies.
 #ifndef KESTREL_SCRIPT_H
 #define KESTREL_SCRIPT_H
 
@@ -60,6 +66,21 @@ struct Vector {
     friend bool operator==(const Vector&, const Vector&) = default;
 };
 
+/// A text that is handed in: a string of any sort.
+class TextView {
+public:
+    /// @throws std::invalid_argument for a null pointer
+    TextView(const char* text)
+        : view_(text != nullptr ? text : throw std::invalid_argument("kestrel: a text is a null pointer")) {}
+    TextView(std::nullptr_t) = delete;
+    TextView(std::string_view text) noexcept : view_(text) {}
+    TextView(const std::string& text) noexcept : view_(text) {}
+    operator std::string_view() const noexcept { return view_; }
+
+private:
+    std::string_view view_;
+};
+
 /// A value of the language, with all that it refers to. Files, records and other objects of a script cannot
 /// leave it: they come out as nil.
 class Value {
@@ -78,7 +99,9 @@ public:
     /// Scripts see a text up to its first NUL.
     Value(std::string value) : value_(std::move(value)) {}
     Value(std::string_view value) : value_(std::string(value)) {}
-    Value(const char* value) : value_(std::string(value)) {}
+    /// @throws std::invalid_argument for a null pointer
+    Value(const char* value) : Value(std::string_view(TextView(value))) {}
+    Value(std::nullptr_t) = delete;
     Value(Array value) : value_(std::move(value)) {}
 
     [[nodiscard]] Kind kind() const noexcept { return static_cast<Kind>(value_.index()); }
@@ -139,15 +162,19 @@ struct Options {
     /// is 0, two gigabytes. A script that wants more is ended with the error "memory-exhausted".
     std::size_t memoryLimit = 0;
     /// Native paths of the directories in which scripts find their inserts and libraries, in this order. One
-    /// that comes from a file looks in its own directory first. Names that lead out of them are not found.
+    /// that comes from a file looks in its own directory first. Names and symbolic links that lead out of
+    /// them are not found.
     std::vector<std::string> searchFolders = {};
-    bool files = false;      ///< scripts may read, write and list files, and change the current directory
-    bool processes = false;  ///< scripts may run programs and read environment variables
-    bool store = false;      ///< scripts may keep values in the user's store, as those of the command do
+    bool files = false;  ///< scripts may read, write and list files, and change the current directory
+    bool processes =
+        false;           ///< scripts may run programs, which do as they like, and read environment variables
+    bool store = false;  ///< scripts may keep values in the user's store, as those of the command do
 };
 
 /// A function that scripts can call. Its arguments are valid during the call. An exception that leaves it
-/// becomes the error "native-code-failed" with what it says, and the call gives nil; the script goes on.
+/// becomes the error "native-code-failed" with what it says, and the call gives nil; the script goes on. A
+/// call that brings another number of values than the function takes (an argument may itself be several
+/// returned values) is an error, and gives nil without calling it.
 using Function = std::function<Value(std::span<const Value> arguments)>;
 
 /// What `process` works on, field by field as the record `ShadingSample` of a host. The embedder fills it;
@@ -198,7 +225,7 @@ class KESTREL_SCRIPT_API Canceller {
 public:
     /// The run or compile in progress ends at its next loop or call, and so does each later one.
     void cancel() const noexcept;
-    /// Runs and compiles that begin from now on go on.
+    /// Runs and compiles that begin from now on go on; the one in progress ends all the same.
     void resume() const noexcept;
 
     struct KESTREL_SCRIPT_LOCAL Impl;  ///< not for embedders, as those below
@@ -210,52 +237,68 @@ private:
 };
 
 /// A script that has been compiled and whose code outside functions has run. A handle: copies mean the same
-/// script, which is unloaded with the last of them. One that was moved from can only be assigned to.
+/// script, which is unloaded with the last of them. One that was moved from can only be assigned to: anything
+/// else throws std::logic_error. A script takes about half a megabyte besides what it makes.
 class KESTREL_SCRIPT_API Script {
 public:
-    [[nodiscard]] bool has(std::string_view function) const;
+    [[nodiscard]] bool has(TextView function) const;
 
     /// Runs a function of the script. Arguments beyond its parameters are ignored; too few are an error of
     /// the script.
     /// @throws std::invalid_argument for an array that holds an array
-    Result call(std::string_view function, std::span<const Value> arguments = {});
-    Result call(std::string_view function, std::initializer_list<Value> arguments) {
+    Result call(TextView function, std::span<const Value> arguments = {});
+    Result call(TextView function, std::initializer_list<Value> arguments) {
         return call(function, std::span<const Value>(arguments.begin(), arguments.size()));
     }
 
-    /// Runs `process` over a sample. Nothing is allocated and nothing looked up by name.
+    /// Runs `process` over a sample. Nothing is looked up by name; and but for the first run nothing is
+    /// allocated while a script works with numbers, Vectors and arrays that are there, and functions that are
+    /// defined take and give numbers and Vectors. Texts, records, new arrays and diagnostics take memory.
     Status evaluate(Sample& sample);
 
-    /// A global variable; nothing when the script has none of that name.
-    [[nodiscard]] std::optional<Value> global(std::string_view name) const;
-    /// @return false when the script has none of that name, it is a constant, or there is no memory for it
+    /// A global variable; nothing when the script has none of that name. Functions, records and their members
+    /// are none.
+    [[nodiscard]] std::optional<Value> global(TextView name) const;
+    /// Gives one another value, whatever kind it has. An array with several dimensions keeps them when as
+    /// many elements come.
+    /// @return false when the script has none of that name, it is a constant, or there is no memory for it;
+    ///         nothing has changed then
     /// @throws std::invalid_argument for an array that holds an array
-    bool setGlobal(std::string_view name, const Value& value);
+    bool setGlobal(TextView name, const Value& value);
 
-    /// What was said during the last call(), evaluate() or setGlobal(). The first thousand are kept; the
-    /// limit of errors that ends a run counts for each call anew.
-    [[nodiscard]] const std::vector<Diagnostic>& diagnostics() const noexcept;
+    /// What was said during the last call(), evaluate() or setGlobal(): the first thousand, where the error
+    /// that ended the run takes the last place if it comes later. The limit of errors that ends a run counts
+    /// for each call anew.
+    [[nodiscard]] std::vector<Diagnostic> diagnostics() const;
+    /// How many were said beyond those.
+    [[nodiscard]] std::size_t droppedDiagnostics() const;
 
     struct KESTREL_SCRIPT_LOCAL Impl;
 
 private:
     friend class Engine;
     explicit Script(std::shared_ptr<Impl> impl) noexcept : impl_(std::move(impl)) {}
+    [[nodiscard]] const std::shared_ptr<Impl>& impl() const;
+
     std::shared_ptr<Impl> impl_;
 };
 
 /// What came of a compile.
 struct Compiled {
-    std::optional<Script> script;  ///< nothing when it does not compile, or was cancelled
+    std::optional<Script> script;  ///< nothing but where the status is Done
+    /// Done; Aborted: it does not compile; Cancelled: while it compiled, or in its code outside functions.
+    Status status = Status::Done;
     /// Of the compile and of the code outside functions. A script whose code was ended by an error is there
     /// all the same, as it is when a host loads it.
     std::vector<Diagnostic> diagnostics;
+    std::size_t droppedDiagnostics = 0;  ///< beyond the first thousand
     explicit operator bool() const noexcept { return script.has_value(); }
 };
 
 /// Compiles scripts and has what they share: the functions that it defines, and what they may do.
 class KESTREL_SCRIPT_API Engine {
 public:
+    /// @throws std::invalid_argument for a folder without a name
     explicit Engine(Options options = {});
     ~Engine();
     Engine(const Engine&) = delete;
@@ -266,22 +309,23 @@ public:
     /// @param argumentCount  -1 for any; other counts are an error of the script then, and the call gives nil
     /// @throws std::invalid_argument for a name that is none, a word of the language, a built-in or defined
     ///         already; for a function that is empty, and a count below -1
-    void define(std::string_view name, int argumentCount, Function function);
+    void define(TextView name, int argumentCount, Function function);
 
     /// Compiles a text and runs its code outside functions. No file is touched but inserts and libraries that
     /// it names.
     /// @param name  what diagnostics call it
     /// @throws std::invalid_argument for an empty name
-    [[nodiscard]] Compiled compile(std::string_view source, std::string_view name = "<script>");
-    /// The same with a file, by its native path. One that cannot be read is a diagnostic.
-    [[nodiscard]] Compiled compileFile(const std::string& path);
+    [[nodiscard]] Compiled compile(TextView source, TextView name = "<script>");
+    /// The same with a file, by its native path. One that cannot be read is a diagnostic; a "\" in the path
+    /// counts as "/".
+    [[nodiscard]] Compiled compileFile(TextView path);
 
     [[nodiscard]] Canceller canceller() const noexcept;
 
     struct KESTREL_SCRIPT_LOCAL Impl;
 
 private:
-    Compiled load(const std::string& path, std::optional<std::string_view> text);
+    Compiled load(std::string_view path, std::optional<std::string_view> text);
 
     std::shared_ptr<Impl> impl_;
 };
