@@ -6,7 +6,7 @@
 #include "builtins/builtin_table.h"
 #include "builtins/files/file_methods.h"
 #include "engine/kinds/engine_kinds.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "engine/run/prepare.h"
 #include "platform/dynamic_library.h"
 #include "platform/paths.h"

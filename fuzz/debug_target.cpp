@@ -1,5 +1,5 @@
 // Both ends of a debugger link: a script that is asked anything, and a debugger that is told anything.
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "fuzz/confined_script.h"
 #include "fuzz/sandbox.h"
 #include "fuzz/taken.h"

@@ -1,5 +1,5 @@
 // Scripts: compiled, and run.
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "frontend/listing.h"
 #include "fuzz/confined_script.h"
 #include "fuzz/sandbox.h"

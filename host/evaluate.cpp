@@ -1,7 +1,7 @@
 #include "host/evaluate.h"
 
 #include "engine/run/call_scope.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "host/plugin_state.h"
 #include "platform/paths.h"
 

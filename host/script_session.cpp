@@ -1,6 +1,6 @@
 #include "host/script_session.h"
 
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "engine/run/prepare.h"
 #include "host/attach_debugger.h"
 #include "host/loaded_script.h"

@@ -1,7 +1,7 @@
 #include "engine/operations/assignment.h"
 #include "engine/operations/storage.h"
 #include "engine/run/call_scope.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "engine/values/array_record.h"
 #include "script/include/kestrel/script.h"
 #include "script/loading.h"

@@ -1,7 +1,7 @@
 #include "script/loading.h"
 
 #include "engine/run/call_scope.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "engine/run/prepare.h"
 #include "platform/paths.h"
 

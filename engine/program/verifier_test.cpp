@@ -1,7 +1,7 @@
 #include "engine/program/verifier.h"
 
 #include "engine/program/node_modes.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "engine/test_support.h"
 
 #include <algorithm>

@@ -19,46 +19,15 @@
 #include "engine/operations/operators.h"
 #include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
-#include "engine/program/stack_effect.h"
-#include "engine/program/verifier.h"
-#include "engine/run/call_scope.h"
 #include "engine/run/instructions.h"
+#include "engine/run/stack_check.h"
 #include "engine/run/sweep.h"
 
-#include <cassert>
-#include <new>
 #include <utility>
 
 namespace kestrel {
 
 namespace {
-
-/// What debug builds remember of the stack while an instruction runs.
-struct StackBefore {
-    const CodeNode* node;
-    std::int32_t base;
-    int cells;
-    std::size_t frames;
-};
-
-StackBefore beforeInstruction(const EngineContext& ctx, const CodeNode* node) noexcept {
-    return {node, ctx.base(), ctx.stack.size() - ctx.base(), ctx.run.frames.size()};
-}
-
-/// Compares what an instruction, or two that ran as one, did to the stack with the table.
-/// @param after  where the instruction left off
-template <bool kHooked>
-void checkInstruction(EngineContext& ctx, const StackBefore& before, const CodeNode* after) {
-    if (ctx.run.frames.size() != before.frames || ctx.base() != before.base) return;
-    const CodeNode& node = *before.node;
-    const bool fused = !kHooked && node.exec != node.op && after == node.next;
-    const StackEffect effect = fused ? followedBy(effectOf(node), effectOf(*node.next)) : effectOf(node);
-    const int cells = ctx.stack.size() - ctx.base();
-    const bool allowed = effect.allows(before.cells, cells);
-    const bool otherKind =
-        allowed && !fused && familyOf(node.op) == OpFamily::Value && ctx.stack.top().type != node.op;
-    if (!allowed || otherKind) failStackCheck({&node, effect, before.cells, cells, otherKind});
-}
 
 void pushVariable(EngineContext& ctx, const CodeNode& node) {
     const Variable& variable = *node.variable;
@@ -116,7 +85,7 @@ void tellEnd(EngineContext& ctx, const CodeNode& node) {
 }
 
 template <bool kHooked>
-void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
+void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     RunState& run = ctx.run;
     EvalStack& stack = ctx.stack;
     const std::size_t depth = run.frames.size();
@@ -375,83 +344,19 @@ void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     settleResults(ctx);
 }
 
-void executeRun(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
-    ++ctx.epoch;
-    ctx.run.abort = false;
-    ctx.run.stop = false;
+}  // namespace
+
+void execute(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     if (ctx.run.hook != nullptr && start != nullptr) ctx.run.hook->runBegins(ctx, *start);
     if (ctx.run.hook != nullptr)
-        execute<true>(ctx, start, end);
+        executeAll<true>(ctx, start, end);
     else
-        execute<false>(ctx, start, end);
-    ctx.run.returned = false;
+        executeAll<false>(ctx, start, end);
 }
-
-/// A nested run of a handler of the main program.
-void runHandler(EngineContext& ctx, std::string_view name) {
-    if (FunctionRecord* handler = ctx.program->findFunction(name)) {
-        const CallScope scope(ctx);
-        invoke(ctx, *handler, {});
-    }
-}
-
-}  // namespace
 
 bool beginsLine(const CodeNode& node) noexcept {
     const OpcodeInfo* info = opcodeInfo(node.op);
     return info == nullptr || (info->flow != OpFlow::LoopEnd && info->flow != OpFlow::Enter);
-}
-
-bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
-    assert(ctx.program->linked);
-    const std::size_t depth = ctx.run.frames.size();
-    const std::size_t calls = ctx.run.calls.size();
-    ctx.run.frames.emplace_back();
-    ctx.keepReserve();
-    try {
-        executeRun(ctx, start, end);
-    } catch (const std::bad_alloc&) {
-        ctx.useReserve();
-        ctx.run.returned = false;
-        ctx.report(MessageId::MemoryExhausted);
-    }
-    // A run that was ended from the middle of a call leaves frames and call records behind.
-    while (ctx.run.calls.size() > calls) {
-        FunctionRecord& left = *ctx.run.calls.back().function;
-        ctx.run.trimCalls(ctx.run.calls.size() - 1);
-        releaseOwnedObjects(ctx, left);
-    }
-    ctx.run.frames.resize(depth);
-    return ctx.run.abort;
-}
-
-bool runMain(EngineContext& ctx) {
-    FunctionRecord* main = ctx.program->findFunction("main");
-    if (main == nullptr) return false;
-    ctx.run.frames.clear();
-    ctx.run.frames.emplace_back();
-    ctx.run.trimCalls(0);
-    {
-        const CallScope scope(ctx);
-        invoke(ctx, *main, {});
-    }
-    // Ended from outside nothing more runs. A `main` that the debugger only stopped has not failed.
-    if (ctx.run.stop && ctx.run.abort) return true;
-    if (ctx.run.abort) runHandler(ctx, "ONERROR");
-    runHandler(ctx, ctx.run.abort ? "ONERROR" : "ONEXIT");
-    return ctx.run.abort;
-}
-
-bool invoke(EngineContext& ctx, FunctionRecord& function, std::span<const ValueCell> args) {
-    const std::size_t calls = ctx.run.calls.size();
-    ctx.run.pushCall(&function, 0);
-    for (const ValueCell& arg : args) ctx.stack.push(arg);
-    // More arguments than parameters bind the first ones; fewer leave the rest to the entry's count check.
-    const bool failed = run(ctx, function.entry, function.end);
-    ctx.run.trimCalls(calls);
-    releaseOwnedObjects(ctx, function);
-    ctx.reporter.place = nullptr;
-    return failed;
 }
 
 }  // namespace kestrel

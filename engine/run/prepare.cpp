@@ -8,7 +8,7 @@
 #include "engine/program/stack_effect.h"
 #include "engine/program/verifier.h"
 #include "engine/run/call_scope.h"
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "platform/near_names.h"
 
 #include <utility>

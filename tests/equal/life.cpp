@@ -1,6 +1,6 @@
 #include "tests/equal/life.h"
 
-#include "engine/run/interpreter.h"
+#include "engine/run/entry.h"
 #include "host/evaluate.h"
 #include "host/plugin_state.h"
 #include "tests/equal/samples.h"
