@@ -20,6 +20,7 @@ namespace {
 struct ListOptions {
     std::string file;
     std::string output = "-";
+    bool fast = false;
 };
 
 /// @return false after telling why the listing cannot be written
@@ -38,10 +39,15 @@ int list(const ListOptions& options, Invocation& invocation) {
     const RunGuard guard(watch.requested, invocation.timeout);
     CompileOptions compileOptions;
     compileOptions.reportEndless = true;
-    compileOptions.declareOnly = true;
+    compileOptions.declareOnly = !options.fast;  // what is told of the shading, only a run shows
     bool good = session.compile(options.file, compileOptions);
     const bool nothing = good && session.context().program->code.head == nullptr;
     if (nothing) good = session.check();  // what is missing says more than an empty listing
+    std::string report;
+    if (options.fast) {
+        good = good && session.check() && !session.prepare();
+        if (good) report = session.shadingReport();
+    }
     if (guard.triggered())
         printer.plainError(guard.reason() + ", list ended",
                            {options.file, session.context().run.currentLine, 0, 0, {}});
@@ -50,7 +56,7 @@ int list(const ListOptions& options, Invocation& invocation) {
     std::vector<std::string> sources;  // inserts and libraries, too
     for (const SourceFile& source : session.context().program->files) sources.push_back(source.path);
     if (!mayWrite(options, sources, invocation)) return kExitUnusable;
-    const std::string listing = listProgram(*session.context().program);
+    const std::string listing = options.fast ? report : listProgram(*session.context().program);
     if (!writeOutput(options.output, listing, invocation)) return kExitUnusable;
     if (options.output != "-") tellWritten({.name = options.output, .bytes = listing.size()}, invocation);
     return kExitSuccess;
@@ -69,6 +75,9 @@ void addListCommand(CLI::App& app, Invocation& invocation) {
     command->add_option("-o,--output", options->output, "File to write the listing to, - for standard output")
         ->type_name("FILE")
         ->capture_default_str();
+    command->add_flag("--fast", options->fast,
+                      "Tells instead how samples are shaded: what is left to the interpreter\n"
+                      "and why, and the code that is made for the rest. Runs init and a sample");
     addMessagesOption(*command, invocation);
     addTimeoutOption(*command, invocation);
     addSearchOption(*command);

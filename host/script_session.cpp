@@ -5,6 +5,7 @@
 #include "host/attach_debugger.h"
 #include "host/loaded_script.h"
 #include "host/script_environment.h"
+#include "host/shading_report.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
 #include "script/loading.h"
@@ -74,6 +75,10 @@ bool ScriptSession::openDebugLink(std::string_view debugLink) {
 bool ScriptSession::prepare() {
     static_cast<void>(kestrel::prepare(parts_->engine, Demand::Nothing));
     return parts_->script.start();
+}
+
+std::string ScriptSession::shadingReport() {
+    return kestrel::shadingReport(parts_->script);
 }
 
 bool ScriptSession::runMain() {

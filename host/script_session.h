@@ -62,6 +62,9 @@ public:
     /// @return the abort flag (false = success)
     bool prepare();
 
+    /// After prepare(): how samples are shaded, by lines. Runs init, newtime and a sample.
+    [[nodiscard]] std::string shadingReport();
+
     /// After prepare(): runs the function "main" with its handlers. Without a "main" nothing happens.
     /// @return the abort flag (false = success)
     bool runMain();

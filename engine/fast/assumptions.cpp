@@ -60,6 +60,7 @@ bool Assumptions::holds(const Elements& elements) noexcept {
     return array.elements.data() == elements.first && array.elements.size() == elements.count &&
            array.dimCount == elements.dimCount && array.dims == elements.dims &&
            std::ranges::all_of(array.elements, [&](const ValueCell& cell) {
+               if (cell.type == Vector) return elements.type == Vector;
                return cell.isNumeric() && (cell.type == elements.type || elements.type == kMixedKind);
            });
 }

@@ -20,8 +20,8 @@ public:
     void plain(const Variable& variable) { plain_.push_back(&variable); }
     /// The same for a parameter, which may hold the array or the sample of the last call.
     void bound(const Variable& parameter) { bound_.push_back(&parameter); }
-    /// An array stays where and as large as it is, and all its elements are numbers.
-    /// @return their kind, kMixedKind where they have several; Uninitialized where they are not numbers
+    /// An array stays where and as large as it is, and all its elements are numbers, or all are vectors.
+    /// @return their kind, kMixedKind of numbers of both kinds; Uninitialized of all others
     [[nodiscard]] std::int32_t elements(const ArrayRecord& array);
     /// No object ends with the function's activation.
     void noObjects(const FunctionRecord& function) { functions_.insert(&function); }

@@ -61,6 +61,13 @@ void Builder::rollBack(const Mark& mark) {
     forget(mark.keys, mark.facts);
 }
 
+bool Builder::onlyEndsSince(std::size_t length) const noexcept {
+    if (length == 0) return false;
+    for (std::size_t i = length; i < code_.instructions.size(); ++i)
+        if (code_.instructions[i].op != Op::EndBlock) return false;
+    return true;
+}
+
 void Builder::forget(std::size_t keys, std::size_t facts) {
     for (; keyLog_.size() > keys; keyLog_.pop_back()) known_.erase(keyLog_.back());
     for (; factLog_.size() > facts; factLog_.pop_back())

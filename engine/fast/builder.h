@@ -58,6 +58,9 @@ public:
     void rollBack(const Mark& mark);
     /// What has come to be since is not found any more.
     void forgetSince(const Mark& mark) { forget(mark.keys, mark.facts); }
+    [[nodiscard]] std::size_t length() const noexcept { return code_.instructions.size(); }
+    /// Behind this length, which is not 0, nothing but blocks have ended.
+    [[nodiscard]] bool onlyEndsSince(std::size_t length) const noexcept;
     /// Scopes that are open.
     [[nodiscard]] int depth() const noexcept { return depth_; }
 

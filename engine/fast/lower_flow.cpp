@@ -113,6 +113,8 @@ const CodeNode* Lowering::step(const Node& node) {
             break;
         case OP_DIM:
         case OP_SEP:
+        case OP_LIST:
+        case OP_SELMARK:
             push(Cell::ofKind(node.op));
             break;
         case OP_BLOCK:
@@ -134,6 +136,11 @@ const CodeNode* Lowering::step(const Node& node) {
         case OP_LOOPTOP:
         case OP_FORTOP:
             return loop(node);
+        case OP_SWITCH:
+            return switchOver(node);
+        case OP_SELECTOR:
+            selector();
+            break;
         case OP_BREAK:
             breakOut();
             break;
@@ -233,7 +240,12 @@ std::size_t Lowering::openBlock() {
 /// Ends the innermost block: all its ways meet.
 void Lowering::closeBlock(std::size_t block) {
     OpenBlock open = std::move(blocks_[block]);
-    if (state_.reached) open.ways.push_back({std::move(state_), builder_.movesHere(), true});
+    if (state_.reached) {
+        const std::size_t moves = builder_.movesHere();
+        open.ways.push_back({std::move(state_), moves, builder_.length()});
+    }
+    // With one way that nothing stands behind, all that was computed in the block lies on it.
+    const bool straight = open.ways.size() == 1 && builder_.onlyEndsSince(open.ways.front().end);
     blocks_.pop_back();
     Immediate imm;
     imm.whole = open.id;
@@ -242,7 +254,7 @@ void Lowering::closeBlock(std::size_t block) {
         state_.reached = false;
         return;
     }
-    if (open.ways.size() > 1 || !open.ways.front().direct) builder_.forgetSince(open.start);
+    if (!straight) builder_.forgetSince(open.start);
     state_ = meet(builder_, open.ways, entries_);
 }
 
@@ -250,8 +262,9 @@ void Lowering::leaveTo(std::size_t block) {
     OpenBlock& open = blocks_[block];
     Immediate imm;
     imm.whole = open.id;
-    open.ways.push_back({state_, builder_.movesHere(), builder_.depth() == open.depth});
+    const std::size_t moves = builder_.movesHere();
     builder_.control(Op::Exit, kNoReg, imm);
+    open.ways.push_back({state_, moves, builder_.depth() == open.depth ? builder_.length() : 0});
     state_.reached = false;
 }
 
@@ -264,7 +277,9 @@ void Lowering::breakOut() {
 
 void Lowering::goRound() {
     const Activation& active = activations_.back();
-    if (active.controls.empty()) refuse("a continue outside of a loop");
+    // In a switch it would start over behind the opening.
+    if (active.controls.empty() || active.controls.back().continues == kNowhere)
+        refuse("a continue that is not in a loop");
     state_.stack.resize(active.base);
     leaveTo(active.controls.back().continues);
 }

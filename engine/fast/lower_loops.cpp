@@ -12,7 +12,6 @@ namespace {
 constexpr int kMostRounds = 8;     ///< of a loop that is laid out
 constexpr int kMostPeeled = 2;     ///< rounds in front of a loop, until kinds stay
 constexpr int kMostAttempts = 12;  ///< each learns something
-constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 constexpr int kParts = 4;
 
 Reg& partOf(Cell& cell, int which) noexcept {
@@ -97,15 +96,7 @@ void Lowering::leaveUnless(Reg condition, std::size_t block) {
         if (!*known) leaveTo(block);
         return;
     }
-    const State here = state_;
-    builder_.control(Op::If, builder_.negation(condition));
-    {
-        const Builder::Scope scope(builder_);
-        leaveTo(block);
-    }
-    builder_.control(Op::EndIf);
-    state_ = here;
-    builder_.assume(condition, true);
+    leaveIf(builder_.negation(condition), block);
 }
 
 void Lowering::repeated(const LoopShape& shape, LoopKnowledge& known) {

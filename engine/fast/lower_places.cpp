@@ -251,7 +251,7 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
     const auto& array = *static_cast<const ArrayRecord*>(held.object);
     if (static_cast<std::size_t>(array.dimCount) != indexes.size()) refuse("a wrong number of indexes");
     const std::int32_t type = assumptions_.elements(array);
-    if (type == Uninitialized) refuse("an array that does not hold numbers alone");
+    if (type == Uninitialized) refuse("an array that holds neither numbers nor vectors alone");
     const auto require = [&](Op op, Reg a, Reg b) {
         builder_.guard(builder_.make(op, a, b), "an index out of range");
     };
@@ -282,7 +282,12 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
     // What is constant of the index goes into the address.
     const auto [offset, constant] = builder_.offsetOf(position);
     const ValueCell* const first = array.elements.data() + (constant - 1);
-    Cell value = Cell::ofNumber(builder_.make(Op::LoadElement, offset, kNoReg, kNoReg, at(&first->number)));
+    const auto load = [&](const double* part) {
+        return builder_.make(Op::LoadElement, offset, kNoReg, kNoReg, at(part));
+    };
+    if (type == Vector)
+        return Cell::ofVector({load(&first->vec.x), load(&first->vec.y), load(&first->vec.z)});
+    Cell value = Cell::ofNumber(load(&first->number));
     value.type = type;
     if (type == kMixedKind)
         value.kind = builder_.make(Op::LoadElementKind, offset, kNoReg, kNoReg, at(&first->type));

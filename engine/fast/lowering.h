@@ -51,6 +51,8 @@ struct Experience {
                                                    const FunctionRecord& process,
                                                    const Experience& experience);
 
+/// In place of a block that is not there.
+inline constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 /// Functions that are laid out in one another.
 inline constexpr std::size_t kDeepestCalls = 64;
 
@@ -157,6 +159,12 @@ private:
     void carry(std::size_t index, LoopKnowledge& known, std::size_t moves, std::vector<Carried>& carried);
     [[nodiscard]] bool closes(const State& top, const std::vector<Carried>& carried, std::size_t moves,
                               LoopKnowledge& known);
+
+    // ---- lower_choices.cpp
+    [[nodiscard]] const Node* switchOver(const Node& node);
+    void leaveIf(Reg condition, std::size_t block);
+    void selector();
+    [[nodiscard]] Cell chosen(Reg which, const std::vector<Cell>& values);
 
     // ---- lower_values.cpp
     void push(const Cell& cell);

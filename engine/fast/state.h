@@ -80,7 +80,7 @@ struct State {
 struct Way {
     State state;
     std::size_t moves;    ///< the Moves list in front of it
-    bool direct = false;  ///< all that was computed in the block before lies on it
+    std::size_t end = 0;  ///< the code's length behind it; 0: what was computed in a scope is on it
 };
 
 /// Slots whose value is not loaded on one way and written on another: loading them first helps.

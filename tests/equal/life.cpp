@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 30s;
+constexpr auto kPatience = 10s;
 
 /// What the script's host shows and answers. Services are plain functions, so there is one at a time.
 class Host {

@@ -70,6 +70,7 @@ public:
             script.add(make(Role::Statement, {"newtime: frame, time\n{\n", changes(), "}\n"}));
         script.add(make(Role::Group, {"init\n{\nfor i = 1 to 16 do table[i] = randu();\n"
                                       "for i = 1 to 8 do whole[i] = i * 3;\n"
+                                      "for i = 1 to 4 do ways[i] = <i, 0.5 * i, -1>;\n"
                                       "for i = 1 to 2 do for j = 1 to 3 do grid[i, j] = i + 0.5 * j;\n",
                                       changes(), "}\n"}));
         return script;
@@ -77,7 +78,7 @@ public:
 
 private:
     void head(Node& script) {
-        script.add(Node("var table[16], whole[8], grid[2, 3];\n"));
+        script.add(Node("var table[16], whole[8], grid[2, 3], ways[4];\n"));
         for (const std::string_view name : {"g0", "g1", "g2"})
             script.add(make(Role::Statement, {"var ", name, " = ", literal(), ";\n"}));
         for (const std::string_view name : {"gv0", "gv1"})
@@ -122,7 +123,9 @@ private:
             if (process_ && random_.chance(45)) return make(Role::Expression, {"sa.", random_.pick(kRead)});
             return make(Role::Expression, {random_.chance(35) ? literal() : number()});
         }
-        switch (random_.below(16)) {
+        switch (random_.below(17)) {
+            case 16:
+                return selected(depth);
             case 0:
                 return make(Role::Expression, {random_.pick(kOfOne), "(", value(depth - 1), ")"});
             case 1:
@@ -187,7 +190,9 @@ private:
 
     Node vectorValue(int depth) {
         if (depth <= 0 || random_.chance(35)) return make(Role::Expression, {vector()});
-        switch (random_.below(4)) {
+        switch (random_.below(5)) {
+            case 4:
+                return make(Role::Expression, {"ways[(floor(", value(depth - 1), ") & 3) + 1]"});
             case 0:
                 return make(Role::Expression,
                             {"<", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ">"});
@@ -201,6 +206,16 @@ private:
                 return make(Role::Expression,
                             {random_.chance(50) ? "sin(" : "abs(", vectorValue(depth - 1), ")"});
         }
+    }
+
+    Node selected(int depth) {
+        if (nested_) return binary(depth);
+        nested_ = true;
+        Node node =
+            make(Role::Expression, {"(", random_.chance(80) ? "1 + " : "", condition(depth - 1), " ? @0.5 + ",
+                                    value(depth - 1), ", 1.5 * ", value(depth - 1), "@)"});
+        nested_ = false;
+        return node;
     }
 
     Node condition(int depth) {
@@ -309,7 +324,9 @@ private:
     }
 
     Node statement() {
-        switch (random_.below(depth_ < 3 ? 22 : 11)) {
+        switch (random_.below(depth_ < 3 ? 23 : 11)) {
+            case 22:
+                return switchOver();
             case 0:
             case 1:
             case 2:
@@ -405,6 +422,24 @@ private:
         return make(Role::Statement, {"if (", std::move(test), ") ", target(), " = ", value(2), ";\n"});
     }
 
+    Node switchOver() {
+        constexpr std::string_view kCases[] = {"0", "1", "2", "0.5", "-1", "g0"};
+        Node node =
+            make(Role::Statement,
+                 {"switch (", random_.chance(60) ? Node("floor(" + number() + ")") : value(2), ") {\n"});
+        ++switches_;  // in one a continue starts over behind the opening, and may never end
+        const std::size_t last = 1 + random_.below(3);
+        const std::size_t otherwise = random_.below(8);
+        for (std::size_t i = 0; i <= last; ++i) {
+            if (i == otherwise) node.add(make(Role::Statement, {"default: ", body()}));
+            node.add(make(Role::Statement, {"case ", random_.pick(kCases), ":\n", body(),
+                                            random_.chance(60) ? "break;\n" : ""}));
+        }
+        --switches_;
+        node.add(Node("}\n"));
+        return node;
+    }
+
     /// Counters are written by nothing else, so loops end.
     Node loop() {
         const std::string counter = "k" + std::to_string(depth_);
@@ -488,6 +523,7 @@ private:
     int parameters_ = 0;
     int results_ = 0;
     int depth_ = 0;
+    int switches_ = 0;  ///< around
     bool process_ = false;
     bool nested_ = false;
 };
