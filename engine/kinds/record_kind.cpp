@@ -65,6 +65,13 @@ RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration
     return registerRecord(ctx, std::move(record));
 }
 
+RecordInstance* constructRecord(EngineContext& ctx, const RecordTemplate& declaration,
+                                std::span<const ValueCell> values) {
+    RecordInstance* const record = makeRecord(ctx, declaration);
+    for (std::size_t i = 0; i < values.size(); ++i) store(ctx, record->members[i].value, values[i]);
+    return record;
+}
+
 RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source) {
     auto record = std::make_unique<RecordInstance>(ctx.pool);
     record->declaration = source.declaration;

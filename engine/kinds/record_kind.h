@@ -34,6 +34,9 @@ public:
 
 /// A new instance with the declared members and their initial values. Nobody holds it yet.
 RecordInstance* makeRecord(EngineContext& ctx, const RecordTemplate& declaration);
+/// The same, with the first members replaced by these values; there are no more values than members.
+RecordInstance* constructRecord(EngineContext& ctx, const RecordTemplate& declaration,
+                                std::span<const ValueCell> values);
 /// A new instance with the same members: texts copied, objects and nested records shared.
 RecordInstance* copyRecord(EngineContext& ctx, const RecordInstance& source);
 /// A holder takes / lets go of an instance; null is allowed.

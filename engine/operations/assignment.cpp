@@ -172,6 +172,38 @@ void distributeToParts(EngineContext& ctx, std::span<RecordMember> parts, std::s
     }
 }
 
+/// Makes the array where there is none.
+void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values) {
+    ArrayRecord* array = variable.heldArray();
+    if (array == nullptr) {
+        if (ctx.options.strict) {
+            ctx.report(MessageId::ArrayNotDeclared, variable.ownerName(), variable.name);
+            return;
+        }
+        array = giveArray(ctx, variable, static_cast<std::int64_t>(values.size()));
+        if (array == nullptr) return;
+    }
+    if (static_cast<std::int64_t>(values.size()) > array->count()) {
+        ctx.report(MessageId::MoreValuesThanElements, static_cast<std::int64_t>(values.size()), variable.name,
+                   array->count());
+        values = values.first(static_cast<std::size_t>(array->count()));
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (!checkInitializer(ctx, variable, values[i])) return;
+        store(ctx, array->elements[i], values[i]);
+    }
+}
+
+/// To the parts of an object that consists of values, else to the elements.
+void distributeToVariable(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values) {
+    std::optional<std::span<RecordMember>> parts;
+    if (isObjectKind(variable.type)) parts = ctx.kinds().of(variable.type).parts(variable.object);
+    if (parts)
+        distributeToParts(ctx, *parts, values);
+    else
+        distributeToArray(ctx, variable, values);
+}
+
 }  // namespace
 
 void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& value) {
@@ -210,36 +242,6 @@ bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& 
     return true;
 }
 
-void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values) {
-    ArrayRecord* array = variable.heldArray();
-    if (array == nullptr) {
-        if (ctx.options.strict) {
-            ctx.report(MessageId::ArrayNotDeclared, variable.ownerName(), variable.name);
-            return;
-        }
-        array = giveArray(ctx, variable, static_cast<std::int64_t>(values.size()));
-        if (array == nullptr) return;
-    }
-    if (static_cast<std::int64_t>(values.size()) > array->count()) {
-        ctx.report(MessageId::MoreValuesThanElements, static_cast<std::int64_t>(values.size()), variable.name,
-                   array->count());
-        values = values.first(static_cast<std::size_t>(array->count()));
-    }
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (!checkInitializer(ctx, variable, values[i])) return;
-        store(ctx, array->elements[i], values[i]);
-    }
-}
-
-void distributeToVariable(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values) {
-    std::optional<std::span<RecordMember>> parts;
-    if (isObjectKind(variable.type)) parts = ctx.kinds().of(variable.type).parts(variable.object);
-    if (parts)
-        distributeToParts(ctx, *parts, values);
-    else
-        distributeToArray(ctx, variable, values);
-}
-
 void assignPlace(EngineContext& ctx, const Place& place, const ValueCell& value, int position) {
     ValueCell nothing;  // "=" leaves no value of its own
     switch (place.kind) {
@@ -266,6 +268,32 @@ void assignPlace(EngineContext& ctx, const Place& place, const ValueCell& value,
             writeMember(ctx, place, value, OP_ASSIGN, nothing);
             return;
     }
+}
+
+void distributeToPlace(EngineContext& ctx, const Place& place, std::span<const ValueCell> values,
+                       Several from) {
+    switch (place.kind) {
+        case Place::Kind::Variable:
+            return from == Several::List ? distributeToVariable(ctx, *place.variable, values)
+                                         : distributeToArray(ctx, *place.variable, values);
+        case Place::Kind::Element:
+            // Several returned values fill the array that the reference names, also where it names an
+            // element.
+            if (from == Several::Returned) return distributeToArray(ctx, *place.variable, values);
+            break;
+        case Place::Kind::Slot:
+            if (distributeToSlots(ctx, place, values)) return;
+            break;
+        case Place::Kind::SlotElement:
+            if (from == Several::Returned && distributeToSlots(ctx, place, values)) return;
+            break;
+        case Place::Kind::Field:
+            return ctx.report(MessageId::RecordMemberType);
+        case Place::Kind::Member:
+        case Place::Kind::IndexedMember:
+            break;
+    }
+    ctx.report(MessageId::AssignmentType);
 }
 
 }  // namespace kestrel

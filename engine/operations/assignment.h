@@ -20,11 +20,15 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
 /// @return false when there is no memory for a text; nothing has changed then
 bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& value);
 
-/// Gives several values to the elements of a variable's array, which is made where there is none; surplus
-/// ones are reported and dropped.
-void distributeToArray(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values);
-/// Gives the values of a list to a variable: to the parts of an object that consists of values, else to the
-/// elements of its array. Surplus values are dropped.
-void distributeToVariable(EngineContext& ctx, Variable& variable, std::span<const ValueCell> values);
+/// Where several values come from, which decides where they can go.
+enum class Several {
+    Returned,  ///< from a function that returns more than one
+    List,      ///< @ a, b @
+};
+/// Gives several values to the parts of a place. Returned ones go to the elements of the array that the place
+/// names or lies in, which is made where there is none; a list goes to the parts of an object that consists
+/// of values, else to the elements. Surplus values are reported and dropped.
+void distributeToPlace(EngineContext& ctx, const Place& place, std::span<const ValueCell> values,
+                       Several from);
 
 }  // namespace kestrel

@@ -94,4 +94,27 @@ bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell&
 /// these
 bool combineNumbers(EngineContext& ctx, int op, double left, double right, double& result);
 
+// Neither of the next three looks at the kind of a value, by design: a Nil, whose number is -1, counts as
+// true although `if` takes it for false, and texts are alike when they lie in the same place.
+
+/// `left && right` or `left || right`; both have been evaluated.
+[[nodiscard]] inline bool logical(bool isAnd, const ValueCell& left, const ValueCell& right) noexcept {
+    const bool l = left.firstDoubleSet();
+    const bool r = right.firstDoubleSet();
+    return isAnd ? l && r : l || r;
+}
+/// Whether the value of a `switch` is that of a `case`.
+[[nodiscard]] inline bool matchesCase(const ValueCell& value, const ValueCell& label) noexcept {
+    return label.firstDouble() == value.firstDouble();
+}
+/// Whether the branch of a `select` is taken.
+[[nodiscard]] inline bool takesBranch(const ValueCell& condition) noexcept {
+    return condition.firstDoubleSet();
+}
+
+/// `<x, y, z>`: the first double of each.
+[[nodiscard]] inline ValueCell vectorOf(const ValueCell& x, const ValueCell& y, const ValueCell& z) noexcept {
+    return ValueCell::ofVector({x.firstDouble(), y.firstDouble(), z.firstDouble()});
+}
+
 }  // namespace kestrel

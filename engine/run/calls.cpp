@@ -4,7 +4,7 @@
 #include "engine/context/kind_table.h"
 #include "engine/context/native_callee.h"
 #include "engine/kinds/record_kind.h"
-#include "engine/operations/arrays.h"
+#include "engine/operations/binding.h"
 #include "engine/operations/members.h"
 #include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
@@ -58,8 +58,7 @@ void callNative(EngineContext& ctx, const CodeNode& node) {
     node.to.native->call(call);
 }
 
-/// The name of a record declaration called as a function: an instance with the declared members, the first of
-/// them replaced by the arguments in order.
+/// The name of a record declaration called as a function.
 void construct(EngineContext& ctx, const CodeNode& node) {
     const RecordTemplate& declaration = *node.to.record;
     if (!ctx.need(node.argc)) return;
@@ -70,9 +69,8 @@ void construct(EngineContext& ctx, const CodeNode& node) {
         ctx.stack.push(ValueCell::ofNil());
         return;
     }
-    RecordInstance* record = makeRecord(ctx, declaration);
-    for (int i = 0; i < node.argc; ++i)
-        store(ctx, record->members[static_cast<std::size_t>(i)].value, ctx.stack.at(first + i));
+    RecordInstance* const record =
+        constructRecord(ctx, declaration, ctx.stack.cells(first, ctx.stack.size()));
     ctx.stack.dropTo(first);
     ctx.stack.push(ValueCell::ofObject(UserRecord, record));
 }
@@ -91,48 +89,6 @@ void callOther(EngineContext& ctx, const CodeNode& node) {
             ctx.report(MessageId::FunctionNotFound, node.operand.variable->name);
             dropArguments(ctx, node.argc);
     }
-}
-
-/// A whole variable as argument: the parameter takes over its alias, type, number and flags and a copy of its
-/// text.
-bool bindWholeVariable(EngineContext& ctx, Variable& parameter, const Variable* source, int position,
-                       const char* function) {
-    if (source == nullptr) {
-        ctx.report(MessageId::ArgumentWithoutVariable, position, function);
-        return false;
-    }
-    parameter.alias = source->alias;
-    parameter.type = source->type;
-    parameter.number = source->number;
-    parameter.flags = source->flags;
-    if (source->holdsText()) parameter.text = ctx.pool.keep(source->text);
-    return true;
-}
-
-/// @return false when binding has to stop
-bool bindArgument(EngineContext& ctx, Variable& parameter, const ValueCell& cell, int position,
-                  const char* function) {
-    parameter.number = 0.0;
-    parameter.flags = 0;
-    if (areInline(parameter, cell)) [[likely]] {
-        setInline(parameter, cell);
-        return true;
-    }
-    if (cell.type == ArrayRef) {
-        holdArray(ctx, parameter, cell.array);
-        return true;
-    }
-    letGo(ctx, parameter);
-    parameter.object = nullptr;
-    if (cell.type == VarArgRef) return bindWholeVariable(ctx, parameter, cell.variable, position, function);
-    if (isStorable(cell.type) || cell.type == VarRef) {
-        // A reference, where a call brings fewer arguments than parameters, counts as 0. Of a text that finds
-        // no memory the parameter is the empty one.
-        parameter.type = cell.isText() ? String : Uninitialized;
-        store(ctx, parameter, cell);
-        if (isObjectKind(cell.type)) ctx.kinds().of(cell.type).named(cell.object, parameter);
-    }  // otherwise the type stays what it was at the last use
-    return !ctx.run.abort;
 }
 
 /// Stack index of the lowest of the `count` returned values: a value that is itself several returned values,
@@ -169,29 +125,11 @@ void refillCaller(EngineContext& ctx) {
     while (ctx.stack.size() < ctx.base()) ctx.stack.push(ValueCell::ofNumber(0.0));
 }
 
-/// A function's local objects of some kinds end with its activation, unless they are among the values it
-/// returns; those stay alive as long as the stack refers to them.
-void releaseLocalObjects(EngineContext& ctx, FunctionRecord& function) {
-    for (Variable* local = function.locals.head; local != nullptr; local = local->next) {
-        if (!isObjectKind(local->type)) continue;
-        ObjectKind& kind = ctx.kinds().of(local->type);
-        if (!kind.traits().endsWithCall) continue;
-        kind.drop(ctx, local->object);
-        local->type = Nil;
-        local->object = nullptr;
-    }
-}
-
-void endObjectsOf(EngineContext& ctx, const LinkedList<Variable>& variables) {
-    for (Variable* variable = variables.head; variable != nullptr; variable = variable->next) {
-        if (!isObjectKind(variable->type)) continue;
-        ObjectKind& kind = ctx.kinds().of(variable->type);
-        if (!kind.traits().endsWithActivation) continue;
-        void* const object = variable->object;
-        variable->type = Nil;
-        variable->object = nullptr;
-        kind.drop(ctx, object);
-    }
+/// Variables let go of the objects of the kinds that end at this point.
+void endObjects(EngineContext& ctx, const LinkedList<Variable>& variables, bool KindTraits::*here) {
+    for (Variable* variable = variables.head; variable != nullptr; variable = variable->next)
+        if (isObjectKind(variable->type) && ctx.kinds().of(variable->type).traits().*here)
+            holdObject(ctx, *variable, Nil, nullptr);
 }
 
 }  // namespace
@@ -209,11 +147,11 @@ const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
 }
 
 void endOwnedObjects(EngineContext& ctx, FunctionRecord& function) {
-    endObjectsOf(ctx, function.locals);
+    endObjects(ctx, function.locals, &KindTraits::endsWithActivation);
     // A function that calls itself goes on with the parameters that its inner activation was given.
     const auto runsStill = [&function](const CallRecord& call) { return call.function == &function; };
     function.ownsObjects = std::any_of(ctx.run.calls.rbegin(), ctx.run.calls.rend(), runsStill);
-    if (!function.ownsObjects) endObjectsOf(ctx, function.params);
+    if (!function.ownsObjects) endObjects(ctx, function.params, &KindTraits::endsWithActivation);
 }
 
 void executeFunctionEntry(EngineContext& ctx) {
@@ -261,7 +199,8 @@ const CodeNode* executeFunctionEnd(EngineContext& ctx, const CodeNode* node) {
     FunctionRecord& function = *ctx.run.calls.back().function;
     ctx.run.trimCalls(ctx.run.calls.size() - 1);
     refillCaller(ctx);
-    releaseLocalObjects(ctx, function);
+    // Those among the values that it returns live as long as the stack refers to them.
+    endObjects(ctx, function.locals, &KindTraits::endsWithCall);
     releaseOwnedObjects(ctx, function);
     return caller;
 }

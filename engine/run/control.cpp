@@ -87,15 +87,14 @@ const CodeNode* executeContinue(EngineContext& ctx) {
 
 const CodeNode* executeCase(EngineContext& ctx, const CodeNode* node) {
     if (!ctx.need(2)) return node;
-    // No look at the types, by design: texts compare by their pointers.
-    const bool equal = ctx.stack.top(0).firstDouble() == ctx.stack.top(1).firstDouble();
+    const bool equal = matchesCase(ctx.stack.top(1), ctx.stack.top(0));
     ctx.stack.drop(equal ? 2 : 1);
     return equal ? node : node->link;
 }
 
 const CodeNode* executeWhen(EngineContext& ctx, const CodeNode* node) {
     if (!ctx.need(1)) return node;
-    const bool truth = ctx.stack.top().firstDoubleSet();  // Nil is not tested by tag here
+    const bool truth = takesBranch(ctx.stack.top());
     ctx.stack.drop(1);
     return truth ? node : node->link;
 }

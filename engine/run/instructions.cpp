@@ -78,14 +78,11 @@ void executeNot(EngineContext& ctx, const CodeNode& node) {
     invertVariable(ctx, *node.variable);
 }
 
-// Both operands have been evaluated, by design, and neither test looks at the tag: a Nil, whose number slot
-// is -1, counts as true here although `if` treats it as false.
 void executeLogical(EngineContext& ctx, bool isAnd) {
     if (!ctx.need(2)) return;
-    const bool right = ctx.stack.top(0).firstDoubleSet();
-    const bool left = ctx.stack.top(1).firstDoubleSet();
+    const bool truth = logical(isAnd, ctx.stack.top(1), ctx.stack.top(0));
     ctx.stack.drop(2);
-    ctx.stack.push(ValueCell::ofBool(isAnd ? left && right : left || right));
+    ctx.stack.push(ValueCell::ofBool(truth));
 }
 
 void executeVector(EngineContext& ctx) {
@@ -93,10 +90,9 @@ void executeVector(EngineContext& ctx) {
         ctx.report(MessageId::VectorParts);
         return;
     }
-    const VectorValue v{ctx.stack.top(2).firstDouble(), ctx.stack.top(1).firstDouble(),
-                        ctx.stack.top(0).firstDouble()};
+    const ValueCell vector = vectorOf(ctx.stack.top(2), ctx.stack.top(1), ctx.stack.top(0));
     ctx.stack.drop(3);
-    ctx.stack.push(ValueCell::ofVector(v));
+    ctx.stack.push(vector);
 }
 
 void executeSelector(EngineContext& ctx) {

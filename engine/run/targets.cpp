@@ -1,11 +1,11 @@
 // What instructions do with references on the stack: reads by index, assignments, "+=" and "++".
 
+#include "engine/operations/arrays.h"
 #include "engine/operations/assignment.h"
 #include "engine/operations/compound.h"
 #include "engine/operations/increment.h"
 #include "engine/operations/members.h"
 #include "engine/operations/reading.h"
-#include "engine/operations/slots.h"
 #include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
 #include "engine/run/instructions.h"
@@ -152,35 +152,9 @@ int blockStart(EngineContext& ctx, int close) {
 
 // ---- several values
 
-void distributeToPlace(EngineContext& ctx, const Place& place, std::span<const ValueCell> values,
-                       bool isList) {
-    switch (place.kind) {
-        case Place::Kind::Variable:
-            return isList ? distributeToVariable(ctx, *place.variable, values)
-                          : distributeToArray(ctx, *place.variable, values);
-        case Place::Kind::Element:
-            // Several returned values fill the array that the reference names, also where it names an
-            // element.
-            if (!isList) return distributeToArray(ctx, *place.variable, values);
-            break;
-        case Place::Kind::Slot:
-            if (distributeToSlots(ctx, place, values)) return;
-            break;
-        case Place::Kind::SlotElement:
-            if (!isList && distributeToSlots(ctx, place, values)) return;
-            break;
-        case Place::Kind::Field:
-            return ctx.report(MessageId::RecordMemberType);
-        case Place::Kind::Member:
-        case Place::Kind::IndexedMember:
-            break;
-    }
-    ctx.report(MessageId::AssignmentType);
-}
-
 /// Gives the values to what the reference below them names; the stack is cut at the reference's first cell.
 /// @param lowest  the first cell that belongs to the values
-void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isList) {
+void distribute(EngineContext& ctx, const CellRun& values, int lowest, Several from) {
     const int reference = lowest - 1;
     if (reference < ctx.base()) {
         ctx.report(MessageId::NoValueToAssign, "", "");
@@ -196,7 +170,7 @@ void distribute(EngineContext& ctx, const CellRun& values, int lowest, bool isLi
         const Target target = targetAt(ctx, reference);
         start = target.start;
         distributeToPlace(ctx, target.place, ctx.stack.cells(values.first, values.first + values.count),
-                          isList);
+                          from);
     } else {
         ctx.report(MessageId::AssignmentType);
     }
@@ -212,7 +186,7 @@ void assignReturned(EngineContext& ctx) {
         reportNoValue(ctx);
         return;
     }
-    distribute(ctx, {first, count}, first, false);
+    distribute(ctx, {first, count}, first, Several::Returned);
 }
 
 void assignList(EngineContext& ctx) {
@@ -223,7 +197,7 @@ void assignList(EngineContext& ctx) {
         reportNoValue(ctx);
         return;
     }
-    distribute(ctx, {open + 1, close - open - 1}, open, true);
+    distribute(ctx, {open + 1, close - open - 1}, open, Several::List);
 }
 
 // ---- one value
