@@ -71,10 +71,6 @@ void storeCharacter(EngineContext& ctx, Variable& variable, const IndexList& lis
 
 // ---- elements ----
 
-void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
-    ctx.report(MessageId::AssignedIndexRange, index, variable.ownerName(), variable.name, count);
-}
-
 /// @return null after reporting that there is no memory
 ArrayRecord* giveArray(EngineContext& ctx, Variable& variable, std::int64_t count) {
     ArrayRecord* array = makeArray(ctx, {&count, 1}, Nil);
@@ -99,7 +95,7 @@ ArrayRecord* createOnTheFly(EngineContext& ctx, Variable& variable, const IndexL
         return nullptr;
     }
     if (*index < 1) {
-        invalidElement(ctx, variable, *index, 0);
+        reportAssignedIndex(ctx, variable, *index, 0);
         return nullptr;
     }
     return giveArray(ctx, variable, *index);
@@ -124,7 +120,7 @@ std::int64_t assignedElement(EngineContext& ctx, ArrayRecord& array, Variable& v
     if (*position >= 1 && *position <= array.count()) return *position - 1;
     const bool grows = !ctx.options.strict && array.dimCount == 1 && *position >= 1;
     if (!grows) {
-        invalidElement(ctx, variable, *position, array.count());
+        reportAssignedIndex(ctx, variable, *position, array.count());
         return -1;
     }
     return resizeArray(ctx, array, *position) ? *position - 1 : -1;

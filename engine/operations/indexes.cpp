@@ -66,6 +66,11 @@ std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord
     return ok ? std::optional(position) : std::nullopt;
 }
 
+void reportAssignedIndex(EngineContext& ctx, const Variable& variable, std::int64_t index,
+                         std::int64_t count) {
+    ctx.report(MessageId::AssignedIndexRange, index, variable.ownerName(), variable.name, count);
+}
+
 std::int64_t elementIndex(EngineContext& ctx, const ArrayRecord& array, const Variable& variable,
                           const IndexList& list) {
     if (!requireList(ctx, list)) return -1;

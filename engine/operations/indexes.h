@@ -53,6 +53,11 @@ bool forEachIndex(const IndexList& list, Visit visit) {
 [[nodiscard]] std::optional<std::int64_t> linearPosition(EngineContext& ctx, const ArrayRecord& array,
                                                          const Variable& variable, const IndexList& list);
 
+/// Reports an index to which nothing can be assigned.
+/// @param count  elements that there are
+void reportAssignedIndex(EngineContext& ctx, const Variable& variable, std::int64_t index,
+                         std::int64_t count);
+
 /// The element of an array that compound assignments and "++"/"--" work on.
 /// @return its 0-based position, or -1 after reporting
 [[nodiscard]] std::int64_t elementIndex(EngineContext& ctx, const ArrayRecord& array,

@@ -109,10 +109,6 @@ bool combineAsVariable(EngineContext& ctx, const Place& place, std::int32_t code
     return true;
 }
 
-void invalidElement(EngineContext& ctx, const Variable& variable, std::int64_t index, std::int64_t count) {
-    ctx.report(MessageId::AssignedIndexRange, index, variable.ownerName(), variable.name, count);
-}
-
 }  // namespace
 
 Reading readSlot(EngineContext& ctx, const Place& place, ValueCell& out) {
@@ -149,7 +145,7 @@ void assignSlotElement(EngineContext& ctx, const Place& place, const ValueCell& 
     if (every && count != 0) {
         for (std::int64_t k = 1; k <= count; ++k) write(ctx, {place, k}, value);
     } else if (*index < 1 || (count >= 0 && *index > count)) {
-        invalidElement(ctx, *place.variable, *index, std::max<std::int64_t>(count, 0));
+        reportAssignedIndex(ctx, *place.variable, *index, std::max<std::int64_t>(count, 0));
     } else {
         write(ctx, {place, *index}, value);
     }

@@ -6,9 +6,6 @@ namespace kestrel {
 
 namespace {
 
-/// From how many bytes on it is worth it.
-constexpr std::size_t kSweepBytes = 1u << 20;
-
 class StackBorrowers final : public Pool::Borrowers {
 public:
     explicit StackBorrowers(EvalStack& stack) : stack_(stack) {}
@@ -26,7 +23,7 @@ private:
 
 }  // namespace
 
-void sweep(EngineContext& ctx) {
+void sweepNow(EngineContext& ctx) {
     const bool overdue = ctx.pool.overdue();
     if (overdue || ctx.pool.grownBytes() > kSweepBytes || ctx.looseObjects > kSweepInterval) collectLost(ctx);
     if (ctx.pool.deferredBytes() > kSweepBytes)

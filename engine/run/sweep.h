@@ -10,9 +10,18 @@ namespace kestrel {
 /// before: Pool::overdue() says so after any statement.
 inline constexpr int kSweepInterval = 256;
 
+/// From how many bytes on they are worth it.
+inline constexpr std::size_t kSweepBytes = 1u << 20;
+
+void sweepNow(EngineContext& ctx);
 /// Lets go of them where they are worth it. Safe between any two instructions: all that is borrowed is on the
 /// stack.
-void sweep(EngineContext& ctx);
+inline void sweep(EngineContext& ctx) {
+    const Pool& pool = ctx.pool;
+    if (pool.overdue() || pool.grownBytes() > kSweepBytes || pool.deferredBytes() > kSweepBytes ||
+        ctx.looseObjects > kSweepInterval) [[unlikely]]
+        sweepNow(ctx);
+}
 
 /// Counts the statements of a run.
 class Sweeper {
