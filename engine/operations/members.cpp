@@ -1,6 +1,7 @@
 #include "engine/operations/members.h"
 
 #include "engine/context/kind_table.h"
+#include "engine/operations/increment.h"
 #include "engine/operations/operators.h"
 #include "engine/operations/slots.h"
 
@@ -55,8 +56,10 @@ void callMethod(EngineContext& ctx, const CodeNode& call, Variable& object) {
 MemberUpdate updateNumberMember(EngineContext& ctx, double current, double value, int op) {
     if (op == OP_ASSIGN) return {.ok = true, .value = value};
     if (isIncrement(op)) {
-        const double changed = current + incrementStep(op);
-        return {.ok = true, .value = changed, .leaves = true, .left = isPostfix(op) ? current : changed};
+        ValueCell number = ValueCell::ofNumber(current);
+        ValueCell left;
+        incrementStored(op, number, left);
+        return {.ok = true, .value = number.number, .leaves = true, .left = left.number};
     }
     MemberUpdate update;
     update.ok = combineNumbers(ctx, plainOperator(op), current, value, update.value);
