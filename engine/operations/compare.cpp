@@ -119,9 +119,7 @@ bool textRelation(int op, std::string_view a, std::string_view b) noexcept {
 bool compareValues(const EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right) {
     if (left.type != VarRef && right.type != VarRef) [[likely]]
         return compareOperands(ctx, op, left, right);
-    // A reference to a variable where a value is expected counts as the Number 0.
-    const ValueCell zero = ValueCell::ofNumber(0.0);
-    return compareOperands(ctx, op, left.type == VarRef ? zero : left, right.type == VarRef ? zero : right);
+    return compareOperands(ctx, op, plainValue(left), plainValue(right));
 }
 
 }  // namespace kestrel

@@ -242,11 +242,6 @@ Outcome applyOperator(EngineContext& ctx, int op, const ValueCell& left, const V
     }
 }
 
-/// A reference to a variable where a value is expected counts as the Number 0.
-ValueCell valueOf(const ValueCell& cell) noexcept {
-    return cell.type == VarRef ? ValueCell::ofNumber(0.0) : cell;
-}
-
 }  // namespace
 
 void reportDivisionByZero(EngineContext& ctx) {
@@ -276,7 +271,7 @@ bool combineNumbers(EngineContext& ctx, int op, double left, double right, doubl
 bool combine(EngineContext& ctx, int op, const ValueCell& left, const ValueCell& right, ValueCell& result) {
     const bool plain = left.type != VarRef && right.type != VarRef;
     const Outcome outcome = plain ? applyOperator(ctx, op, left, right, result)
-                                  : applyOperator(ctx, op, valueOf(left), valueOf(right), result);
+                                  : applyOperator(ctx, op, plainValue(left), plainValue(right), result);
     if (outcome == Outcome::NoRule) ctx.report(MessageId::OperandTypes);
     const bool byZero = outcome == Outcome::Reported && left.isNumeric() && right.isNumeric();
     if (outcome == Outcome::NoRule || byZero) adviseOnOperands(ctx, op, left, right);

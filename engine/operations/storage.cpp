@@ -20,9 +20,8 @@ void release(EngineContext& ctx, const ValueCell old) {
 
 /// What is stored of a value that is no text; an object is held.
 ValueCell heldCopy(EngineContext& ctx, const ValueCell& value) {
-    if (value.type == VarRef) return ValueCell::ofNumber(0.0);
     if (isObjectKind(value.type)) ctx.kinds().of(value.type).hold(ctx, value.object);
-    return value;
+    return plainValue(value);
 }
 
 }  // namespace

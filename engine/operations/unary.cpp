@@ -35,10 +35,9 @@ void negate(EngineContext& ctx, ValueCell& cell) {
 }
 
 void invert(EngineContext& ctx, ValueCell& cell) {
+    if (cell.type == VarRef) cell = plainValue(cell);
     if (cell.isNumeric()) {
         cell.number = isNought(cell) ? 1.0 : 0.0;
-    } else if (cell.type == VarRef) {
-        cell = ValueCell::ofNumber(1.0);
     } else {
         const bool nil = cell.type == Nil;
         ctx.stack.release(cell);

@@ -234,8 +234,7 @@ void assignSingle(EngineContext& ctx) {
         ctx.stack.dropTo(target.start);
         return;
     }
-    ValueCell value = ctx.stack.top();
-    if (value.type == VarRef) value = ValueCell::ofNumber(0.0);
+    ValueCell value = plainValue(ctx.stack.top());
     if (type == BlockMark) return assignToBlock(ctx, value, reference);
     if (!isReference(type)) {
         ctx.report(MessageId::AssignmentType);

@@ -205,8 +205,7 @@ struct ValueCell {
     [[nodiscard]] bool isNumeric() const noexcept { return type == Number || type == Integer; }
     [[nodiscard]] bool isText() const noexcept { return type == String || type == TempString; }
     /// The first double of what counts, whatever the tag: the number, the x of a vector, the address of a
-    /// text or object. What truth, `switch` and the inline built-ins look at. References to variables count
-    /// as 0.
+    /// text or object. What truth, `switch` and the inline built-ins look at. That of plainValue().
     [[nodiscard]] double firstDouble() const noexcept {
         if (isNumeric()) [[likely]]
             return number;
@@ -226,6 +225,11 @@ private:
     }
 };
 static_assert(sizeof(ValueCell) == 56 && alignof(ValueCell) == 8);
+
+/// What a cell is where a value is expected: a reference to a variable counts as the Number 0.
+[[nodiscard]] inline ValueCell plainValue(const ValueCell& cell) noexcept {
+    return cell.type == VarRef ? ValueCell::ofNumber(0.0) : cell;
+}
 
 /// Truth: false for Nil and for a zero first double; the type is not looked at, so <0,1,1> is false and "" is
 /// true.
