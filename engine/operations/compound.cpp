@@ -95,7 +95,7 @@ bool combineText(EngineContext& ctx, int op, ValueCell& stored, const ValueCell&
     ValueCell result;
     if (!combine(ctx, op, load(stored), value, result)) return false;
     store(ctx, stored, result);
-    ctx.stack.release(result);
+    freeOwned(ctx.pool, result);
     return true;
 }
 

@@ -91,7 +91,7 @@ Change change(EngineContext& ctx, const Slot& slot, const Apply& apply) {
         if (done && wanted && slot.element == 0)
             if (Variable* variable = boundVariable(slot.place)) assignVariable(ctx, *variable, value);
         clear(ctx, value);
-        ctx.stack.release(old);
+        freeOwned(ctx.pool, old);
         if (done) return wanted ? Change::Done : Change::Refused;
     }
     return Change::NoEffect;
@@ -205,7 +205,7 @@ void FreshVariable::refresh() {
     ValueCell value;
     if (!queues.read(variable_.queue, 0, value)) return;
     assignVariable(ctx_, variable_, value);
-    ctx_.stack.release(value);
+    freeOwned(ctx_.pool, value);
     before_ = load(variable_);
 }
 
@@ -220,7 +220,7 @@ void FreshVariable::refreshArray(std::int64_t count) {
         ValueCell value;
         ctx_.queues->read(variable_.queue, k, value);
         store(ctx_, array->elements[static_cast<std::size_t>(k - 1)], value);
-        ctx_.stack.release(value);
+        freeOwned(ctx_.pool, value);
     }
 }
 

@@ -27,7 +27,7 @@ void negate(EngineContext& ctx, ValueCell& cell) {
             return;
         default: {
             const double value = cell.firstDouble();
-            ctx.stack.release(cell);
+            freeOwned(ctx.pool, cell);
             cell = ValueCell::ofNumber(-value);
             return;
         }
@@ -40,7 +40,7 @@ void invert(EngineContext& ctx, ValueCell& cell) {
         cell.number = isNought(cell) ? 1.0 : 0.0;
     } else {
         const bool nil = cell.type == Nil;
-        ctx.stack.release(cell);
+        freeOwned(ctx.pool, cell);
         cell = ValueCell::ofBool(nil);
     }
 }

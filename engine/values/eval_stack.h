@@ -89,9 +89,7 @@ public:
         }
     }
     /// Releases what a cell taken off the stack owns.
-    void release(const ValueCell& cell) noexcept {
-        if (cell.type == TempString) pool_.free(cell.text);
-    }
+    void release(const ValueCell& cell) noexcept { freeOwned(pool_, cell); }
     /// Forgets cells without releasing their texts: the caller has moved them elsewhere.
     void forgetTo(int newSize) noexcept { sp_ = newSize; }
 

@@ -1,6 +1,8 @@
 // The tracked memory pool: all run-time data of one script, released as a whole with it.
 #pragma once
 
+#include "engine/values/value.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -101,5 +103,10 @@ private:
     std::size_t usedBytes_ = 0;
     std::size_t sweepAt_ = 0;
 };
+
+/// Frees the text that a cell itself owns, which no other has.
+inline void freeOwned(Pool& pool, const ValueCell& cell) noexcept {
+    if (cell.type == TempString) pool.free(cell.text);
+}
 
 }  // namespace kestrel
