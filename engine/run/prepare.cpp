@@ -311,14 +311,34 @@ void adviseOnMissingProcess(EngineContext& ctx) {
     }
 }
 
-}  // namespace
-
+/// Reports a script that lacks what hosts demand of every one.
 bool checkProcess(EngineContext& ctx) {
     if (ctx.program->findFunction("process") != nullptr) return true;
     ctx.report(MessageId::ProcessMissing);
     adviseOnMissingProcess(ctx);
     return false;
 }
+
+/// Reports locals and globals that were never assigned.
+/// @return false when there was nothing to report
+bool unusedReport(EngineContext& ctx) {
+    bool found = false;
+    for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next) {
+        for (const Variable* v = f->locals.head; v != nullptr; v = v->next) {
+            if (v->type != Uninitialized) continue;
+            ctx.reporter.showNotice(MessageId::UnusedLocal, std::string(f->name) + "::" + v->name);
+            found = true;
+        }
+    }
+    for (const Variable* v = ctx.program->globals.head; v != nullptr; v = v->next) {
+        if (v->type != Uninitialized) continue;
+        ctx.reporter.showNotice(MessageId::UnusedGlobal, std::string("::") + v->name);
+        found = true;
+    }
+    return found;
+}
+
+}  // namespace
 
 bool checkProgram(EngineContext& ctx) {
     return checkProcess(ctx) && checkNames(ctx);
@@ -369,23 +389,6 @@ void runTopLevel(EngineContext& ctx) {
         while (node != nullptr && node->op != OP_ENDFUNC) node = node->next;
         if (node != nullptr) node = node->next;
     }
-}
-
-bool unusedReport(EngineContext& ctx) {
-    bool found = false;
-    for (const FunctionRecord* f = ctx.program->functions.head; f != nullptr; f = f->next) {
-        for (const Variable* v = f->locals.head; v != nullptr; v = v->next) {
-            if (v->type != Uninitialized) continue;
-            ctx.reporter.showNotice(MessageId::UnusedLocal, std::string(f->name) + "::" + v->name);
-            found = true;
-        }
-    }
-    for (const Variable* v = ctx.program->globals.head; v != nullptr; v = v->next) {
-        if (v->type != Uninitialized) continue;
-        ctx.reporter.showNotice(MessageId::UnusedGlobal, std::string("::") + v->name);
-        found = true;
-    }
-    return found;
 }
 
 void unloadScript(EngineContext& ctx) {

@@ -5,15 +5,12 @@
 
 namespace kestrel {
 
-/// Checks that a compiled program has the function "process", which hosts demand of every script; reports
-/// that it is missing.
-[[nodiscard]] bool checkProcess(EngineContext& ctx);
-
 /// Checks a compiled program: every "::name", every undeclared name (strict mode). Reports each problem.
 /// @return true when there is none
 [[nodiscard]] bool checkNames(EngineContext& ctx);
 
-/// Both; what lacks a "process" is not looked at any further.
+/// The same, after a look for the function "process", which hosts demand of every script; what lacks it is
+/// not looked at any further.
 /// @return true when there is no problem
 [[nodiscard]] bool checkProgram(EngineContext& ctx);
 
@@ -25,14 +22,8 @@ void linkProgram(EngineContext& ctx);
 /// running.
 void runTopLevel(EngineContext& ctx);
 
-/// Reports locals and globals that were never assigned (pragma "unused"). Call before
-/// EngineContext::reset().
-/// @return false when there was nothing to report: the caller then shows
-///         "No unused variables detected" after the teardown. The caller checks whether the script asked for
-///         it.
-bool unusedReport(EngineContext& ctx);
-
-/// The unload of a script: unused-variable report, then reset().
+/// The unload of a script: reset(), and before it, where the script asks for it (pragma "unused"), a report
+/// of the locals and globals that were never assigned; "No unused variables detected" comes after it.
 void unloadScript(EngineContext& ctx);
 
 }  // namespace kestrel
