@@ -66,6 +66,7 @@ void arithmeticByType(EngineContext& ctx, int op) {
 
 void executeNegate(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.need(1)) return;
+    // The whole stack, not the function's part of it: where a caller's cells lie below, x stays. Meant.
     if (node.mode != kStatementForm || ctx.stack.size() != 1) return negate(ctx, ctx.stack.top());
     ctx.stack.drop(1);
     negateVariable(ctx, *node.variable);

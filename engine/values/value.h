@@ -141,7 +141,7 @@ struct ValueCell {
         const char* text;        ///< NUL-terminated
         ArrayRecord* array;      ///< ArrayRef, NewArray; in a variable Array
         RecordInstance* record;  ///< UserRecord
-        const CodeNode* node;    ///< VarRef, MemberRef, RecordMemberRef, Array (element), IpcSlotRef
+        const CodeNode* node;    ///< VarRef, Array (element), IpcSlotRef, and the references to members
         Variable* variable;      ///< VarArgRef
     };
     Variable* named = nullptr;  ///< ArrayRef: the variable that it was loaded from, for messages
