@@ -196,6 +196,7 @@ void addRenderCommand(CLI::App& app, Invocation& invocation) {
     addModuleOptions(*command, options->module, invocation,
                      "A script, or a scene: JSON (see docs/scenes.md), glTF (.gltf, .glb) or OBJ");
     addParamOption(*command, invocation);
+    addExecutorOption(*command);
     addPictureOptions(*command, options->task.picture);
     addPictureSceneOptions(*command, options->scene);
     addWhatIsRendered(*command, *options);

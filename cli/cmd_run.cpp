@@ -133,6 +133,7 @@ void addRunCommand(CLI::App& app, Invocation& invocation) {
     addTimeoutOption(*command, invocation);
     addSearchOption(*command);
     addParamOption(*command, invocation);
+    addExecutorOption(*command);
     addDebugLinkOption(*command, invocation);
     command
         ->add_option(

@@ -129,6 +129,7 @@ void addShadeCommand(CLI::App& app, Invocation& invocation) {
         ->excludes(file)
         ->type_name("CODE");
     addParamOption(*command, invocation);
+    addExecutorOption(*command);
     command
         ->add_option(
             "--set", options->presets,

@@ -55,6 +55,11 @@ void addTimeoutOption(CLI::App& command, Invocation& invocation);
 void addSearchOption(CLI::App& command);
 /// Adds `--param NAME=VALUE` (commands that run scripts).
 void addParamOption(CLI::App& command, Invocation& invocation);
+/// Adds `--executor NAME` (commands that shade samples or run scripts): for all scripts that are loaded
+/// later.
+void addExecutorOption(CLI::App& command);
+/// The executor that scripts are asked to run on: by the option, the environment, or nobody ("auto").
+[[nodiscard]] std::string_view executorAsked();
 /// Whether a script has the globals that `--param` names: else an error, with the name that may have been
 /// meant.
 /// @param globals  of all scripts that are loaded

@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 #include "cli/message_printer.h"
+#include "engine/context/executor.h"
 #include "engine/values/format.h"
 #include "host/script_session.h"
 #include "platform/environment.h"
@@ -19,6 +20,7 @@ namespace kestrel::cli {
 
 namespace {
 
+constexpr const char* kExecutorVariable = "KESTREL_EXECUTOR";
 constexpr double kLongestTimeout = 1e7;  // seconds; what every clock can still count
 
 /// @return why a file cannot be used, or null
@@ -111,6 +113,28 @@ void addParamOption(CLI::App& command, Invocation& invocation) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false)
         ->type_name("NAME=VALUE");
+}
+
+void addExecutorOption(CLI::App& command) {
+    std::vector<std::string> names;
+    for (const ExecutorName& row : kExecutorNames) names.emplace_back(row.name);
+    std::string type;
+    for (const std::string& name : names) type.append(type.empty() ? "" : "|").append(name);
+    // The module takes it from there, and so does whatever else loads scripts.
+    command
+        .add_option_function<std::string>(
+            "--executor", [](const std::string& name) { platform::setEnvironment(kExecutorVariable, name); },
+            "What shades samples: the interpreter (definition), intermediate code (threaded) or machine code "
+            "(native), as far as script and machine allow; the result is the same (default: what "
+            "KESTREL_EXECUTOR names, or the fastest)")
+        ->check(CLI::IsMember(names).description(""))
+        ->type_name(type);
+}
+
+std::string_view executorAsked() {
+    const std::optional<std::string> name = platform::environment(kExecutorVariable);
+    const Executor asked = name ? executorNamed(*name).value_or(Executor::Automatic) : Executor::Automatic;
+    return std::ranges::find(kExecutorNames, asked, &ExecutorName::executor)->name;
 }
 
 bool checkParams(const std::vector<std::string>& globals, Invocation& invocation) {

@@ -55,6 +55,7 @@ constexpr std::string_view kEnd =
     "colons "
     "between\n"
     ".TP\n\\fBKESTREL_MODULE\\fR\nthe module to load in place of the one that was installed\n"
+    ".TP\n\\fBKESTREL_EXECUTOR\\fR\nwhat shades samples where no \\fB--executor\\fR is given\n"
     ".TP\n\\fBNO_COLOR\\fR\nno colour in messages, if it is not empty\n"
     ".SH FILES\n"
     ".TP\n\\fI$XDG_DATA_HOME/kestrel/registry.db\\fR\nwhat scripts store for their user (default: below "

@@ -205,6 +205,37 @@ class Parameters(Command):
             self.assertIn("a script's name cannot contain a line break", err)
 
 
+class Executors(Command):
+    SCRIPT = """
+process: sa { x = 0; for (i = 0; i < 200; ++i) x = x * 0.9 + sa.oPos[1]; sa.color[1] = x; }
+main { x = 0; for (i = 0; i < 9; ++i) x += i; info(x); }
+"""
+
+    def bench(self, *words):
+        return json.loads(self.run_command("bench", self.write("s.ks", self.SCRIPT), "--grid", "40x20", "--passes",
+                                           "5", "--json", *words)[0])
+
+    def test_all_shade_alike_and_bench_tells_the_one_that_was_asked_for(self):
+        results = {name: self.bench("--executor", name) for name in ("definition", "threaded", "native", "auto")}
+        self.assertEqual({name: line["executor"] for name, line in results.items()}, {name: name for name in results})
+        self.assertEqual(len({line["checksum"] for line in results.values()}), 1)
+        self.assertGreater(results["definition"]["nsPerSample"], 2 * results["threaded"]["nsPerSample"])
+        self.assertGreaterEqual(results["auto"]["slowestNsPerSample"], results["auto"]["nsPerSample"])
+        for command in ("run", "shade"):
+            outputs = {self.run_command(command, "s.ks", "--executor", name)[0] for name in results}
+            self.assertEqual(len(outputs), 1)
+        self.run_command("render", "s.ks", "-o", "p.png", "--size", "8x8", "--samples", "1", "--executor", "threaded")
+
+    def test_the_option_goes_before_the_environment(self):
+        self.assertEqual(self.bench()["executor"], "auto")
+        self.environment["KESTREL_EXECUTOR"] = "threaded"
+        self.assertEqual(self.bench()["executor"], "threaded")
+        self.assertEqual(self.bench("--executor=native")["executor"], "native")
+        _, err = self.run_command("bench", "s.ks", "--executor", "fastest", status=2)
+        self.assertIn("--executor", err)
+        self.assertIn("definition", err)
+
+
 class Output(Command):
     def test_a_last_line_says_what_was_written(self):
         script = self.write("a.ks", RED)
