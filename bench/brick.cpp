@@ -12,9 +12,7 @@ double ramp(double x, double a, double b) {
     return t * t * (3 - 2 * t);
 }
 
-}  // namespace
-
-Color brick(double u, double v) {
+Color pattern(double u, double v) {
     const double y = v * 12;
     const int row = static_cast<int>(std::floor(y));
     const double x = u * 5 + (row % 2 == 0 ? 0.0 : 0.5);
@@ -27,6 +25,12 @@ Color brick(double u, double v) {
     const double shade = 0.7 + 0.5 * luck;
     return {0.42 + (0.36 * shade - 0.42) * face, 0.40 + (0.105 * shade - 0.40) * face,
             0.365 + (0.06 * shade - 0.365) * face};
+}
+
+}  // namespace
+
+void brick(void* instance, ShadingSample* sample) {
+    evaluateBy<pattern>(instance, sample);
 }
 
 }  // namespace kestrel::bench

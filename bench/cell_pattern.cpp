@@ -21,9 +21,7 @@ struct Offsets {
     }
 };
 
-}  // namespace
-
-Color cellPattern(double u, double v) {
+Color pattern(double u, double v) {
     static const Offsets offsets;
     const double x = u * 9;
     const double y = v * 9;
@@ -48,6 +46,12 @@ Color cellPattern(double u, double v) {
     nearest = std::sqrt(nearest);
     second = std::sqrt(second);
     return {nearest, second - nearest, 0.5 * (1 - nearest)};
+}
+
+}  // namespace
+
+void cellPattern(void* instance, ShadingSample* sample) {
+    evaluateBy<pattern>(instance, sample);
 }
 
 }  // namespace kestrel::bench

@@ -1,10 +1,10 @@
--- Times the functions in Lua; runs under lua5.4 and luajit. Prints what harness.cpp prints.
---   lua5.4 harness.lua FOLDER NAME...
-local folder = arg[1]
-package.path = folder .. "/?.lua"
+-- Times the functions in Lua, called from a loop in Lua; runs under lua5.4 and luajit. Prints what harness.cpp prints.
+--   lua5.4 harness.lua PASSES FOLDER NAME...
+local passes = tonumber(arg[1])
+package.path = arg[2] .. "/?.lua"
 
-local size, passes = 256, 7
-local shortestPass = 0.05 -- seconds; short functions go over the grid several times
+local size = 256
+local shortestPass = 0.01 -- seconds; short functions go over the grid several times
 
 local red, green, blue = {}, {}, {}
 for i = 1, size * size do red[i], green[i], blue[i] = 0.0, 0.0, 0.0 end
@@ -32,7 +32,7 @@ local function measure(pattern)
     local times = {}
     for i = 1, passes do times[i] = seconds(pattern, rounds) end
     table.sort(times)
-    return times[(passes + 1) / 2] * 1e9 / rounds / (size * size)
+    return times[math.floor(passes / 2) + 1] * 1e9 / rounds / (size * size)
 end
 
 local function describe()
@@ -47,8 +47,8 @@ local function describe()
     return string.format("%.16g %.16g %.16g %.16g", r / count, g / count, b / count, weighted / count)
 end
 
-for i = 2, #arg do
+for i = 3, #arg do
     local pattern = require(arg[i])
     local time = measure(pattern)
-    print(string.format("%s %.2f %s", arg[i], time, describe()))
+    print(string.format("%s %.3f %s", arg[i], time, describe()))
 end

@@ -4,7 +4,9 @@
 
 namespace kestrel::bench {
 
-Color mandelbrot(double u, double v) {
+namespace {
+
+Color pattern(double u, double v) {
     const double cx = u * 3 - 2.2;
     const double cy = v * 3 - 1.5;
     double x = 0.0;
@@ -20,6 +22,12 @@ Color mandelbrot(double u, double v) {
     }
     const double t = n / 64.0;
     return {t, t * t, std::sqrt(t)};
+}
+
+}  // namespace
+
+void mandelbrot(void* instance, ShadingSample* sample) {
+    evaluateBy<pattern>(instance, sample);
 }
 
 }  // namespace kestrel::bench

@@ -25,9 +25,7 @@ Color mix(const Color& a, const Color& b, double share) {
     return {a.r + (b.r - a.r) * share, a.g + (b.g - a.g) * share, a.b + (b.b - a.b) * share};
 }
 
-}  // namespace
-
-Color marble(double u, double v) {
+Color pattern(double u, double v) {
     static const Lattice lattice = makeLattice();
     constexpr Color kStone{0.80, 0.78, 0.74};
     constexpr Color kCloud{0.50, 0.50, 0.52};
@@ -39,6 +37,12 @@ Color marble(double u, double v) {
     const double depth = 1 - std::abs(wave);
     const double thread = std::max(0.0, (depth - 0.7) / 0.3);
     return mix(mix(kStone, kCloud, 0.6 * depth), kVein, thread * thread);
+}
+
+}  // namespace
+
+void marble(void* instance, ShadingSample* sample) {
+    evaluateBy<pattern>(instance, sample);
 }
 
 }  // namespace kestrel::bench

@@ -3,10 +3,18 @@
 
 namespace kestrel::bench {
 
-Color valueNoise(double u, double v) {
+namespace {
+
+Color pattern(double u, double v) {
     static const Lattice lattice = makeLattice();
     const double n = noise(lattice, u * 16, v * 16, 0.5);
     return {n, n, n};
+}
+
+}  // namespace
+
+void valueNoise(void* instance, ShadingSample* sample) {
+    evaluateBy<pattern>(instance, sample);
 }
 
 }  // namespace kestrel::bench

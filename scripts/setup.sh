@@ -17,7 +17,7 @@ packages=(
     git clang-format                           # the check that sources are formatted
 )
 if [[ "${1:-}" == "--bench" ]]; then
-    packages+=(lua5.4 luajit)
+    packages+=(lua5.4 luajit libluajit-5.1-dev pkgconf)
 fi
 
 missing=()
