@@ -1,5 +1,5 @@
-// Times the functions in LuaJIT as a host calls them: per sample a call through its C interface with two numbers,
-// which gives three. Prints what harness.cpp prints.
+// Times the functions in LuaJIT as a host calls them: per sample a call through its C interface with two
+// numbers, which gives three. Prints what harness.cpp prints.
 //     kestrel-bench-luajit PASSES FOLDER NAME...
 #include "bench/picture.h"
 

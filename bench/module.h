@@ -3,12 +3,13 @@
 
 #include "host/host_interface.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <string>
 
 namespace kestrel::bench {
@@ -43,7 +44,8 @@ public:
         void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
         if (library == nullptr) fail(dlerror());
         const auto* descriptor = static_cast<const ModuleDescriptor*>(dlsym(library, HXM_DESCRIPTOR_SYMBOL));
-        if (descriptor == nullptr || descriptor->sync != HXM_SYNC_WORD || descriptor->startup() != HXM_STARTUP_OK)
+        if (descriptor == nullptr || descriptor->sync != HXM_SYNC_WORD ||
+            descriptor->startup() != HXM_STARTUP_OK)
             fail("this is no module");
         const ServerRecord* server = descriptor->servers;
         while (server->className != nullptr && std::strcmp(server->className, "ShaderHandler") != 0) ++server;

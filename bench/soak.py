@@ -15,7 +15,8 @@ import tempfile
 from table import FOLDER, PATTERNS, TRIVIAL, output
 
 EXECUTORS = ["threaded", "native"]
-GRIDS, GRID = 1000, "64x64"
+ALL = ["definition", *EXECUTORS]
+GRIDS, GRID = 1000, "128x128"
 LINES = (1_000, 10_000, 50_000)
 PASSES = 5
 INSTANCES = 1000
@@ -69,21 +70,21 @@ def print_loading(module):
 
         rows = {"loaded": medians("native", 0)}
         rows |= {f"loaded, and two samples shaded: {executor}": medians(executor, 1)
-                 for executor in ["definition", *EXECUTORS]}
+                 for executor in ALL}
         for name, times in rows.items():
             print(f"| {name} | " + " | ".join(f"{time:.1f}" for time in times) + " |")
 
 
 def print_memory(module):
     """Returns what has grown."""
-    columns = [f"KiB an instance, {executor}" for executor in EXECUTORS]
+    columns = [f"KiB an instance, {executor}" for executor in ALL]
     columns += [f"MiB before and after {SAMPLES:,} samples, {executor}" for executor in EXECUTORS]
     print("| memory | " + " | ".join(columns) + " |")
     print("|---|" + "---:|" * len(columns))
     grown = []
     for name in PATTERNS + TRIVIAL:
         script = FOLDER / f"{name}.ks"
-        cells = [f"{module.numbers(executor, 'instances', script, INSTANCES)[0] / 1024:.0f}" for executor in EXECUTORS]
+        cells = [f"{module.numbers(executor, 'instances', script, INSTANCES)[0] / 1024:.0f}" for executor in ALL]
         for executor in EXECUTORS:
             before, after = module.numbers(executor, "soak", script, SAMPLES)
             cells.append(f"{before / 2**20:.2f}, {after / 2**20:.2f}")
