@@ -113,6 +113,7 @@ Status Script::evaluate(Sample& sample) {
     Impl& script = work.script();
     if (script.process == nullptr) return Status::NoSuchFunction;
     if (script.ctx.endRequested()) return Status::Cancelled;
+    if (script.fast.shade(*script.process, &sample)) return Status::Done;
     const CurrentSample current(script, &sample);
     callFunction(script.ctx, *script.process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
     return script.status();

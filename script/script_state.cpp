@@ -115,6 +115,24 @@ Script::Impl::~Impl() {
     ctx.reset();
 }
 
+namespace {
+
+kestrel::Executor executorOf(Executor executor) noexcept {
+    switch (executor) {
+        case Executor::Definition:
+            return kestrel::Executor::Definition;
+        case Executor::Threaded:
+            return kestrel::Executor::Threaded;
+        case Executor::Native:
+            return kestrel::Executor::Native;
+        case Executor::Automatic:
+            break;
+    }
+    return kestrel::Executor::Automatic;
+}
+
+}  // namespace
+
 EngineServices Script::Impl::services() noexcept {
     EngineServices services;
     services.messages = this;
@@ -126,6 +144,8 @@ EngineServices Script::Impl::services() noexcept {
     services.process = &engine->process;
     services.host = static_cast<SampleContext*>(this);
     services.filesClosed = !engine->options.files;
+    services.executor = executorOf(engine->options.executor);
+    services.codeMemory = &engine->codeMemory;
     return services;
 }
 

@@ -5,6 +5,7 @@
 #include "builtins/store/persistent_store.h"
 #include "builtins/system/process_state.h"
 #include "engine/context/context.h"
+#include "engine/fast/fast_process.h"
 #include "engine/kinds/engine_kinds.h"
 #include "platform/registry.h"
 #include "script/functions.h"
@@ -59,6 +60,7 @@ struct Engine::Impl {
     explicit Impl(Options engineOptions);
 
     Options options;
+    fast::CodeMemory codeMemory;
     BuiltinLibrary language;
     std::vector<std::shared_ptr<const DefinedFunction>> defined;
     std::shared_ptr<const FunctionTable> functions;  ///< null until the next compile wants it
@@ -109,6 +111,7 @@ struct Script::Impl final : SampleContext, private MessageSink {
     FunctionRecord* process = nullptr;
     Variable argument;  ///< what messages call an array that comes from outside
     EngineContext ctx;
+    fast::FastProcess fast{ctx};
 
 private:
     [[nodiscard]] EngineServices services() noexcept;

@@ -64,12 +64,13 @@ void Lowering::leaveIf(Reg condition, std::size_t block) {
     builder_.assume(condition, false);
 }
 
-/// No body runs before all tests that come before it, so the tests stand first; a body goes on with the next one
-/// where it does not end with a break.
+/// No body runs before all tests that come before it, so the tests stand first; a body goes on with the next
+/// one where it does not end with a break.
 const CodeNode* Lowering::switchOver(const Node& node) {
     const std::vector<Case> cases = casesOf(node);
     if (cases.empty() || !opIs(node.operand.target, OP_ENDSWITCH)) refuse("a switch of an unusual form");
-    if (activations_.back().controls.size() >= kControlLimit) refuse("calls and loops that are nested too deep");
+    if (activations_.back().controls.size() >= kControlLimit)
+        refuse("calls and loops that are nested too deep");
     const Reg value = firstNumber(popValue());
     const std::size_t base = activations_.back().base;
     const std::size_t breaks = openBlock();
@@ -115,8 +116,9 @@ void Lowering::selector() {
     if (values.empty()) refuse("a selector without values");
     const Reg which = builder_.toWhole(numberOf(selected));
     builder_.guard(builder_.make(Op::LessEqualWhole, builder_.whole(1), which), "a selector out of range");
-    builder_.guard(builder_.make(Op::LessEqualWhole, which, builder_.whole(static_cast<std::int64_t>(values.size()))),
-                   "a selector out of range");
+    builder_.guard(
+        builder_.make(Op::LessEqualWhole, which, builder_.whole(static_cast<std::int64_t>(values.size()))),
+        "a selector out of range");
     push(chosen(which, values));
 }
 

@@ -32,7 +32,8 @@ TEST(EmbeddedScript, ASampleAllocatesNothingOnceTheScriptIsWarm) {
     ASSERT_TRUE(compiled) << compiled.diagnostics.at(0).text;
     Script& script = *compiled.script;
     Sample sample;
-    ASSERT_EQ(script.evaluate(sample), Status::Done);
+    // The first one is interpreted, and with the second one code is made.
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(script.evaluate(sample), Status::Done);
     ASSERT_TRUE(script.diagnostics().empty()) << script.diagnostics()[0].text;
     const std::size_t before = test::allocations.made;
     EXPECT_GT(before, 0u);

@@ -157,6 +157,14 @@ struct Diagnostic {
     std::int32_t endColumn = 0;  ///< one past the last character
 };
 
+/// What shades samples. All give the same results to the last bit.
+enum class Executor {
+    Automatic,   ///< the fastest that the machine and the script allow
+    Definition,  ///< the interpreter, which all others are measured by
+    Threaded,    ///< without machine code
+    Native,      ///< with machine code where that can be: on x86-64 with AVX, as the build has it
+};
+
 struct Options {
     /// Bytes that the texts, arrays and records of one script may take together; at most, and as long as it
     /// is 0, two gigabytes. A script that wants more is ended with the error "memory-exhausted".
@@ -169,6 +177,7 @@ struct Options {
     bool processes =
         false;           ///< scripts may run programs, which do as they like, and read environment variables
     bool store = false;  ///< scripts may keep values in the user's store, as those of the command do
+    Executor executor = Executor::Automatic;
 };
 
 /// A function that scripts can call. Its arguments are valid during the call. An exception that leaves it
