@@ -28,8 +28,7 @@ enum class Demand {
 
 /// After prepare(): runs the code outside functions.
 /// @param assign  gives globals their values from outside: before, so that the code can ask for them, and
-/// again
-///                afterwards, so that its defaults do not win
+///                afterwards once more, so that its defaults do not win
 /// @return the abort flag (false = success)
 bool start(EngineContext& ctx, const std::function<void()>& assign = {});
 
