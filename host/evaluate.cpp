@@ -80,11 +80,18 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
                      std::array{ValueCell::ofInteger(frame), ValueCell::ofNumber(time)});
 }
 
-void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample) {
+bool shadesFast(const ShaderInstance& instance) noexcept {
+    const LoadedScript* script = instance.script();
+    return script != nullptr && script->fast.ready() && !script->host.environment.requester.open();
+}
+
+void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
+                      std::optional<fast::Outcome> tried) {
     LoadedScript* script = runnable(state, instance);
     if (script == nullptr || script->engine.run.abort) return;
     FunctionRecord* const process = script->function(HostFunction::Process);
-    if (process == nullptr || script->fast.shade(*process, &sample)) return;
+    if (process == nullptr) return;
+    if (tried ? script->fast.settle(*tried) : script->fast.shade(*process, &sample)) return;
     const CurrentSample current(script->host, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }

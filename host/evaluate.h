@@ -4,6 +4,7 @@
 #include "host/instance.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace kestrel {
 
@@ -13,7 +14,12 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 
 /// Runs `process` on one sample. While the context's abort flag is set nothing happens: a script that failed
 /// is not run again until another of its functions has run, which clears the flag.
-void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample);
+/// @param tried  how the script's code, which was ready, has left the sample; nothing: it has not run
+void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
+                      std::optional<fast::Outcome> tried = std::nullopt);
+/// True when the next sample may go straight to the script's code, `script()->fast.run()`: that calls nobody
+/// and throws nothing, so it needs none of what a callback takes along.
+[[nodiscard]] bool shadesFast(const ShaderInstance& instance) noexcept;
 
 /// Runs `flags` and reads what it returned.
 /// @return the mask of the values that the script may change, 0 when the run was aborted

@@ -114,9 +114,15 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
 }
 
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
-    if (sample == nullptr) return;
-    withInstance(handle,
-                 [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample); });
+    if (sample == nullptr || handle == nullptr || instanceOf(handle).context->busy) return;
+    std::optional<fast::Outcome> tried;
+    if (shadesFast(instanceOf(handle))) [[likely]] {
+        tried = instanceOf(handle).script()->fast.run(sample);
+        if (*tried == fast::Outcome::Done) [[likely]]
+            return;
+    }
+    withInstance(
+        handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample, tried); });
 }
 
 std::uint32_t flagsCallback(HxInstance handle) {

@@ -18,24 +18,45 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// Numbers that rules about numbers get wrong.
-constexpr double kNumbers[] = {0.0,          -0.0,         1.0,        -1.0,     0.5,      -2.5,    1e-13,
-                               2147483647.0, -2147483648.0, 2147483648.0, 4503599627370497.0, 1e18, 1e300, kInfinity,
-                               -kInfinity,   5e-324,       7.0,        3.0,      -7.0,     255.0};
+constexpr double kNumbers[] = {0.0,
+                               -0.0,
+                               1.0,
+                               -1.0,
+                               0.5,
+                               -2.5,
+                               1e-13,
+                               2147483647.0,
+                               -2147483648.0,
+                               2147483648.0,
+                               4503599627370497.0,
+                               1e18,
+                               1e300,
+                               kInfinity,
+                               -kInfinity,
+                               5e-324,
+                               7.0,
+                               3.0,
+                               -7.0,
+                               255.0};
 
 class Chance {
 public:
-    std::size_t below(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_); }
+    std::size_t below(std::size_t count) {
+        return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_);
+    }
     double number() { return kNumbers[below(std::size(kNumbers))]; }
     Facts facts() {
         const double a = number();
         const double b = number();
-        return {std::min(a, b), std::max(a, b), false, std::trunc(a) == a && std::trunc(b) == b && below(2) == 0};
+        return {std::min(a, b), std::max(a, b), false,
+                std::trunc(a) == a && std::trunc(b) == b && below(2) == 0};
     }
     /// One of the numbers that facts allow.
     double within(const Facts& facts) {
         for (int i = 0; i < 50; ++i) {
             const double value = number();
-            if (value >= facts.low && value <= facts.high && (!facts.whole || std::trunc(value) == value)) return value;
+            if (value >= facts.low && value <= facts.high && (!facts.whole || std::trunc(value) == value))
+                return value;
         }
         return facts.low;
     }
@@ -64,7 +85,8 @@ TEST(FastCode, movesHappenAllAtOnce) {
         std::map<Reg, Reg> held;
         for (Reg reg = 0; reg < 9; ++reg) held[reg] = reg;
         for (const Move& move : sequenced(moves, 8)) held[move.to] = held[move.from];
-        for (Reg reg = 0; reg < 8; ++reg) ASSERT_EQ(held[reg], wanted.contains(reg) ? wanted[reg] : reg) << round;
+        for (Reg reg = 0; reg < 8; ++reg)
+            ASSERT_EQ(held[reg], wanted.contains(reg) ? wanted[reg] : reg) << round;
     }
 }
 
@@ -100,13 +122,15 @@ TEST(FastCode, foldingComputesAsTheExecutorDoes) {
             const auto load = [&](std::int64_t offset) {
                 return builder.make(Op::LoadRecordReal, kNoReg, kNoReg, kNoReg, Immediate{.whole = offset});
             };
-            const Reg known = builder.make(op, builder.real(record[0]), isBinary ? builder.real(record[1]) : kNoReg);
+            const Reg known =
+                builder.make(op, builder.real(record[0]), isBinary ? builder.real(record[1]) : kNoReg);
             Reg made = builder.make(op, load(0), isBinary ? load(8) : kNoReg);
             ASSERT_TRUE(builder.of(known).constant);
             if (!isReal) made = builder.make(Op::FromWhole, made);
             builder.store(Op::StoreRecordReal, made, Immediate{.whole = 16});
             builder.control(Op::Done);
-            const double folded = isReal ? builder.of(known).number : static_cast<double>(builder.of(known).whole);
+            const double folded =
+                isReal ? builder.of(known).number : static_cast<double>(builder.of(known).whole);
             Code code = builder.take();
             removeDead(code);
             coalesce(code);
@@ -138,7 +162,8 @@ TEST(FastCode, aGuardThatFailsLeavesEverythingAsItWas) {
     record[0] = 1.0;
     EXPECT_EQ(threaded.run(record), Outcome::Done);
     EXPECT_EQ(record[1], 1.0);
-    EXPECT_THROW(Builder().guard(Builder().whole(0), "never"), Unlowerable);
+    Builder other;
+    EXPECT_THROW(other.guard(other.whole(0), "never"), Unlowerable);
 }
 
 }  // namespace kestrel::fast

@@ -13,6 +13,9 @@ constexpr int kMostLowered = 8;
 /// Samples after which code that nearly always leaves is given up: it only costs time.
 constexpr std::uint64_t kTrial = 1024;
 
+/// Instructions that become machine code: beyond, the time to allocate registers grows faster than the code.
+constexpr std::size_t kMostNative = 4000;
+
 }  // namespace
 
 Executor FastProcess::executor() const noexcept {
@@ -85,12 +88,14 @@ void FastProcess::makeCode(const FunctionRecord& process) {
 void FastProcess::install(const Code& code) {
     native_.reset();
     threaded_.reset();
-    if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr)
+    if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
+        code.instructions.size() <= kMostNative)
         native_ = NativeCode::make(code, *ctx_.services.codeMemory);
     if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
 }
 
 bool FastProcess::settle(Outcome outcome) {
+    if (outcome == Outcome::Done) return true;
     if (outcome == Outcome::Changed) {
         ++counts_.shaded;
         ++ctx_.epoch;  // the next sample checks

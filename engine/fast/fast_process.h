@@ -35,16 +35,24 @@ public:
     /// @param record   the host's
     /// @return false: nothing has happened, and the interpreter has to
     [[nodiscard]] bool shade(const FunctionRecord& process, void* record) {
-        if (stage_ == Stage::Ready && checked_ == ctx_.epoch && idle()) [[likely]] {
-            const Outcome outcome = native_ != nullptr ? native_->run(record) : threaded_->run(record);
-            if (outcome == Outcome::Done) [[likely]] {
-                ++counts_.shaded;
-                return true;
-            }
-            return settle(outcome);
-        }
-        return prepare(process) && shade(process, record);
+        return (ready() || prepare(process)) && settle(run(record));
     }
+
+    // The same in steps, for those who count nanoseconds.
+
+    /// There is code, and all that it takes for granted holds.
+    [[nodiscard]] bool ready() const noexcept {
+        return stage_ == Stage::Ready && checked_ == ctx_.epoch && idle();
+    }
+    /// Runs the code; only when it is ready(). Nothing of the host is called, nothing is thrown.
+    [[nodiscard]] Outcome run(void* record) noexcept {
+        const Outcome outcome = native_ != nullptr ? native_->run(record) : threaded_->run(record);
+        counts_.shaded += outcome == Outcome::Done ? 1 : 0;
+        return outcome;
+    }
+    /// After run(), unless the outcome is Done.
+    /// @return false: the interpreter has to shade the sample
+    [[nodiscard]] bool settle(Outcome outcome);
 
     /// Forgets all code: the script goes.
     void reset();
@@ -65,7 +73,6 @@ private:
         return ctx_.run.calls.empty() && ctx_.run.hook == nullptr && !ctx_.run.abort && !ctx_.endRequested();
     }
     [[nodiscard]] bool prepare(const FunctionRecord& process);
-    [[nodiscard]] bool settle(Outcome outcome);
     void makeCode(const FunctionRecord& process);
     void install(const Code& code);
     void drop(Refusal reason);
