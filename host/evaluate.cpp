@@ -80,11 +80,6 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
                      std::array{ValueCell::ofInteger(frame), ValueCell::ofNumber(time)});
 }
 
-bool shadesFast(const ShaderInstance& instance) noexcept {
-    const LoadedScript* script = instance.script();
-    return script != nullptr && script->fast.ready() && !script->host.environment.requester.open();
-}
-
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
                       std::optional<fast::Outcome> tried) {
     LoadedScript* script = runnable(state, instance);

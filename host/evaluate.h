@@ -19,7 +19,10 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
                       std::optional<fast::Outcome> tried = std::nullopt);
 /// True when the next sample may go straight to the script's code, `script()->fast.run()`: that calls nobody
 /// and throws nothing, so it needs none of what a callback takes along.
-[[nodiscard]] bool shadesFast(const ShaderInstance& instance) noexcept;
+[[nodiscard]] inline bool shadesFast(const ShaderInstance& instance) noexcept {
+    const LoadedScript* script = instance.script();
+    return script != nullptr && script->fast.ready() && !script->host.environment.requester.open();
+}
 
 /// Runs `flags` and reads what it returned.
 /// @return the mask of the values that the script may change, 0 when the run was aborted

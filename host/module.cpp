@@ -113,16 +113,20 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
     return nullptr;
 }
 
+/// By itself, so that what goes straight to its code saves no registers for it.
+[[gnu::noinline]] void evaluateSlowly(HxInstance handle, ShadingSample& sample,
+                                      std::optional<fast::Outcome> tried) noexcept {
+    withInstance(handle,
+                 [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, sample, tried); });
+}
+
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     if (sample == nullptr || handle == nullptr || instanceOf(handle).context->busy) return;
-    std::optional<fast::Outcome> tried;
-    if (shadesFast(instanceOf(handle))) [[likely]] {
-        tried = instanceOf(handle).script()->fast.run(sample);
-        if (*tried == fast::Outcome::Done) [[likely]]
-            return;
-    }
-    withInstance(
-        handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, *sample, tried); });
+    if (!shadesFast(instanceOf(handle))) [[unlikely]]
+        return evaluateSlowly(handle, *sample, std::nullopt);
+    const fast::Outcome outcome = instanceOf(handle).script()->fast.run(sample);
+    if (outcome != fast::Outcome::Done) [[unlikely]]
+        evaluateSlowly(handle, *sample, outcome);
 }
 
 std::uint32_t flagsCallback(HxInstance handle) {
