@@ -117,7 +117,6 @@ public:
             if (operand >= 0 && written_[static_cast<std::size_t>(operand)] > at) return -1;
         return at;
     }
-    [[nodiscard]] std::int32_t begin() const noexcept { return begin_; }
 
 private:
     const Code& code_;

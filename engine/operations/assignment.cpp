@@ -229,6 +229,7 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
 }
 
 bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& value) {
+    ++ctx.epoch;
     if (value.isText()) return storeText(ctx, variable, value.text != nullptr ? value.text : "");
     if (variable.type == Array) {
         variable.type = Uninitialized;
