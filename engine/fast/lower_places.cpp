@@ -280,17 +280,17 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
     require(Op::LessEqualWhole, builder_.whole(1), position);
     require(Op::LessEqualWhole, position, builder_.whole(array.count()));
     // What is constant of the index goes into the address.
-    const auto [offset, constant] = builder_.offsetOf(position);
-    const ValueCell* const first = array.elements.data() + (constant - 1);
+    const Builder::Offset index = builder_.offsetOf(position);
+    const ValueCell* const first = array.elements.data() + (index.constant - 1);
     const auto load = [&](const double* part) {
-        return builder_.make(Op::LoadElement, offset, kNoReg, kNoReg, at(part));
+        return builder_.make(Op::LoadElement, index.base, kNoReg, kNoReg, at(part));
     };
     if (type == Vector)
         return Cell::ofVector({load(&first->vec.x), load(&first->vec.y), load(&first->vec.z)});
     Cell value = Cell::ofNumber(load(&first->number));
     value.type = type;
     if (type == kMixedKind)
-        value.kind = builder_.make(Op::LoadElementKind, offset, kNoReg, kNoReg, at(&first->type));
+        value.kind = builder_.make(Op::LoadElementKind, index.base, kNoReg, kNoReg, at(&first->type));
     return value;
 }
 
