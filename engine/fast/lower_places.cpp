@@ -281,16 +281,21 @@ Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
     require(Op::LessEqualWhole, position, builder_.whole(array.count()));
     // What is constant of the index goes into the address.
     const Builder::Offset index = builder_.offsetOf(position);
-    const ValueCell* const first = array.elements.data() + (index.constant - 1);
-    const auto load = [&](const double* part) {
-        return builder_.make(Op::LoadElement, index.base, kNoReg, kNoReg, at(part));
+    const ValueCell& first = array.elements.front();
+    const auto inElements =
+        [&](const void* part) {  // may lie before the first element, so it is no pointer yet
+            Immediate place = at(part);
+            place.whole += (index.constant - 1) * static_cast<std::int64_t>(sizeof(ValueCell));
+            return place;
+        };
+    const auto load = [&](const double& part) {
+        return builder_.make(Op::LoadElement, index.base, kNoReg, kNoReg, inElements(&part));
     };
-    if (type == Vector)
-        return Cell::ofVector({load(&first->vec.x), load(&first->vec.y), load(&first->vec.z)});
-    Cell value = Cell::ofNumber(load(&first->number));
+    if (type == Vector) return Cell::ofVector({load(first.vec.x), load(first.vec.y), load(first.vec.z)});
+    Cell value = Cell::ofNumber(load(first.number));
     value.type = type;
     if (type == kMixedKind)
-        value.kind = builder_.make(Op::LoadElementKind, index.base, kNoReg, kNoReg, at(&first->type));
+        value.kind = builder_.make(Op::LoadElementKind, index.base, kNoReg, kNoReg, inElements(&first.type));
     return value;
 }
 

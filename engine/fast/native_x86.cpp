@@ -16,7 +16,8 @@
 
 // What the library does when it finds a fault of its own, in place of its file for that: as Debian builds it,
 // it cannot go into a shared library for the one mention of stderr there.
-namespace asmjit::DebugUtils {
+ASMJIT_BEGIN_NAMESPACE
+namespace DebugUtils {
 
 const char* errorAsString(Error) noexcept {
     return "asmjit failed";
@@ -28,7 +29,8 @@ void assertionFailed(const char*, int, const char*) noexcept {
     std::abort();
 }
 
-}  // namespace asmjit::DebugUtils
+}  // namespace DebugUtils
+ASMJIT_END_NAMESPACE
 
 namespace kestrel::fast {
 

@@ -112,6 +112,14 @@ enum class Kind : std::uint8_t {
 };
 using Handlers = std::array<const void*, static_cast<std::size_t>(Kind::Count)>;
 
+/// Something in the index-th cell of an array, whose address a step has as a number: it may lie before the
+/// array.
+template <class T>
+const T* elementAt(const Step& step, std::int64_t index) noexcept {
+    const std::int64_t address = step.imm.whole + index * static_cast<std::int64_t>(sizeof(ValueCell));
+    return reinterpret_cast<const T*>(address);  // NOLINT: see above
+}
+
 /// Runs steps; or, without any, tells where the handlers are.
 /// @param registers  beside constants nothing in them outlives a run
 [[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record,
@@ -229,12 +237,10 @@ L_LoadRecordWhole : {
     NEXT;
 }
 L_LoadElement:
-    TO.real = *reinterpret_cast<const double*>(static_cast<const unsigned char*>(step->imm.address) +
-                                               A.whole * static_cast<std::int64_t>(sizeof(ValueCell)));
+    TO.real = *elementAt<double>(*step, A.whole);
     NEXT;
 L_LoadElementKind:
-    TO.whole = *reinterpret_cast<const std::int32_t*>(static_cast<const unsigned char*>(step->imm.address) +
-                                                      A.whole * static_cast<std::int64_t>(sizeof(ValueCell)));
+    TO.whole = *elementAt<std::int32_t>(*step, A.whole);
     NEXT;
 L_Copy:
     TO = A;
