@@ -9,7 +9,7 @@ namespace {
 
 /// Code is made anew where something has changed that was thought steady; a script in which that goes on is
 /// left to the interpreter.
-constexpr int kMostLowered = 8;
+constexpr int kMostLowered = 4;
 /// Samples after which code that nearly always leaves is given up: it only costs time.
 constexpr std::uint64_t kTrial = 1024;
 

@@ -8,7 +8,7 @@ namespace kestrel::fast {
 namespace {
 
 /// Instructions that are looked at, with all repetitions; more is not lowered.
-constexpr int kMostSteps = 60'000;
+constexpr int kMostSteps = 30'000;
 
 /// Branches that begin in a range end in it. In `c ? (d ? e : f) : g` they do not: by the language's own rule
 /// the outer test leads into the inner one.

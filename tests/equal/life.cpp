@@ -22,7 +22,11 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
+#ifdef KESTREL_SANITIZED
+constexpr auto kPatience = 60s;
+#else
 constexpr auto kPatience = 10s;
+#endif
 
 /// What the script's host shows and answers. Services are plain functions, so there is one at a time.
 class Host {
