@@ -31,6 +31,7 @@ constexpr std::string_view kNumbers[] = {"0",
                                          "9007199254740993.0",
                                          "0.0000000000001",
                                          "340282346638528859811704183484516925440.0"};
+constexpr std::string_view kDivisors[] = {"3", "4", "8", "-3"};
 constexpr std::string_view kSmall[] = {"0", "1", "2", "3", "0.5", "0.25", "-1", "1.5", "4", "0.75"};
 constexpr std::string_view kOperators[] = {"+", "-", "*", "+", "-", "*", "/", "%", "&", "|", "^", "<<", ">>"};
 constexpr std::string_view kPlainOperators[] = {"+", "-", "*"};
@@ -182,7 +183,8 @@ private:
         if (whole && random_.chance(70)) left = make(Role::Expression, {"floor(", std::move(left), ")"});
         const bool cut = left.parts.size() == 3 && left.parts.front().text == "floor(";
         if (op == "%" && random_.chance(97))
-            return make(Role::Expression, {"(", std::move(left), " % ", cut ? "3" : "0.7", ")"});
+            return make(Role::Expression, {"(", std::move(left), " % ",
+                                           cut ? random_.pick(kDivisors) : std::string_view("0.7"), ")"});
         Node right = op == "/" && random_.chance(80)
                          ? make(Role::Expression, {random_.chance(60) ? "3" : "0.7"})
                          : value(depth - 1);
