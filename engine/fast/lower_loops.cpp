@@ -12,11 +12,6 @@ namespace {
 constexpr int kMostRounds = 8;     ///< of a loop that is laid out
 constexpr int kMostPeeled = 2;     ///< rounds in front of a loop, until kinds stay
 constexpr int kMostAttempts = 12;  ///< each learns something
-constexpr int kParts = 4;
-
-Reg& partOf(Cell& cell, int which) noexcept {
-    return which == 0 ? cell.number : cell.vec[static_cast<std::size_t>(which - 1)];
-}
 
 const CodeNode* find(const CodeNode* node, std::int32_t op, const CodeNode& top) noexcept {
     while (node != nullptr && (node->op != op || node->link != &top)) node = node->next;

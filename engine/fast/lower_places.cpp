@@ -12,11 +12,6 @@ namespace {
 
 /// A slot for the random state among those of members.
 constexpr std::int64_t kRandomOffset = -1;
-constexpr int kParts = 4;
-
-Reg& partOf(Cell& cell, int which) noexcept {
-    return which == 0 ? cell.number : cell.vec[static_cast<std::size_t>(which - 1)];
-}
 
 Immediate at(const void* address) noexcept {
     Immediate imm;

@@ -59,6 +59,12 @@ private:
     }
 };
 
+/// The parts of a cell that hold numbers: 0 its number, 1 to 3 its vector.
+inline constexpr int kParts = 4;
+[[nodiscard]] inline Reg& partOf(Cell& cell, int which) noexcept {
+    return which == 0 ? cell.number : cell.vec[static_cast<std::size_t>(which - 1)];
+}
+
 /// What a slot stands for; `Lowering` numbers them.
 struct SlotInfo {
     Variable* variable = nullptr;  ///< null: a member of the sample, or the random state
