@@ -45,7 +45,7 @@ void addCommand(std::string& page, const CLI::App& command, const std::string& f
     if (command.get_footer() != footer) page += ".PP\n" + roff(command.get_footer()) + "\n";
 }
 
-constexpr std::string_view kEnd =
+constexpr std::string_view kPageEnd =
     ".SH EXIT STATUS\n"
     ".TP\n0\nsuccess\n"
     ".TP\n1\nthe script failed: it does not compile, its run was aborted, or it was ended from outside\n"
@@ -71,7 +71,7 @@ std::string manualPage(const CLI::App& app) {
                        "\n.SH SYNOPSIS\n\\fBkestrel\\fR \\fICOMMAND\\fR [\\fIOPTIONS\\fR] [\\fIFILE\\fR]\n"
                        ".SH COMMANDS\n";
     for (const CLI::App* command : app.get_subcommands({})) addCommand(page, *command, app.get_footer());
-    return page.append(kEnd);
+    return page.append(kPageEnd);
 }
 
 }  // namespace kestrel::cli

@@ -13,14 +13,14 @@ using std::chrono::steady_clock;
 
 /// How long a request keeps everybody waiting. A script that does not come to a line in that time is asked
 /// again.
-constexpr milliseconds kPatience{50};
+constexpr milliseconds kAttachPatience{50};
 /// What a program has started may hold its outputs open for ever.
 constexpr milliseconds kLastOutput{300};
-constexpr std::size_t kMostAtOnce = std::size_t{1} << 16U;
+constexpr std::size_t kReadAtOnce = std::size_t{1} << 16U;
 
 void take(platform::Channel& channel, std::string& unfinished, std::string& text) {
     text = std::move(unfinished);
-    channel.read(text, kMostAtOnce);
+    channel.read(text, kReadAtOnce);
     const std::size_t kept = channel.isOpen() ? unfinishedBytes(text) : 0;
     unfinished = text.substr(text.size() - kept);
     text.resize(text.size() - kept);
@@ -51,7 +51,7 @@ std::string Target::look() {
     client_ = debug::DebugClient::attach(link_, milliseconds(0), nullptr, &taken);
     std::string problem;
     if (client_) {
-        client_->setPatience(kPatience);
+        client_->setPatience(kAttachPatience);
     } else if (process_) {
         if (const std::optional<int> ended = status())
             problem = "the command ended with status " + std::to_string(*ended) +
