@@ -10,8 +10,12 @@ namespace kestrel::fast {
 
 namespace {
 
+bool isTest(Op op) noexcept {
+    return infoOf(op).sort == Sort::Test;
+}
+
 bool isPure(Op op) noexcept {
-    return infoOf(op).sort == Sort::Pure;
+    return infoOf(op).sort == Sort::Pure || isTest(op);
 }
 
 /// Order does not matter, but for which NaN comes out, and all are one.
@@ -186,13 +190,8 @@ Reg Builder::simplified(Op op, Reg a, Reg b, Reg c) {
         case Op::Floor:
         case Op::Ceil:
             return facts(a).whole ? a : kNoReg;
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Equal:
-        case Op::IsSet:
-            return knownCondition(op, a, b);
         default:
-            return kNoReg;
+            return isTest(op) ? knownCondition(op, a, b) : kNoReg;
     }
 }
 
@@ -253,11 +252,8 @@ Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
             if (second == 1 && isBit(a)) return a;
             if (first == 1 && isBit(b)) return b;
             return knownCondition(op, a, b);
-        case Op::LessWhole:
-        case Op::LessEqualWhole:
-            return knownCondition(op, a, b);
         default:
-            return kNoReg;
+            return isTest(op) ? knownCondition(op, a, b) : kNoReg;
     }
 }
 
@@ -360,20 +356,12 @@ Facts Builder::factsOf(Op op, Reg a, Reg b, Reg c) const {
         case Op::LoadWord:
         case Op::LoadElementKind:
             return Facts::between(0.0, 4294967295.0, true);
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Equal:
-        case Op::LessWhole:
-        case Op::LessEqualWhole:
-        case Op::EqualWhole:
-        case Op::IsSet:
-        case Op::Fits32:
         case Op::Not:
         case Op::Both:
         case Op::Either:
             return Facts::bit();
         default:
-            return {};
+            return isTest(op) ? Facts::bit() : Facts{};
     }
 }
 

@@ -125,22 +125,6 @@ private:
     std::int32_t begin_ = 0;
 };
 
-bool isTest(Op op) noexcept {
-    switch (op) {
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Equal:
-        case Op::LessWhole:
-        case Op::LessEqualWhole:
-        case Op::EqualWhole:
-        case Op::IsSet:
-        case Op::Fits32:
-            return true;
-        default:
-            return false;
-    }
-}
-
 bool isSum(Op op) noexcept {
     return op == Op::Add || op == Op::Sub || op == Op::Mul;
 }
@@ -190,7 +174,8 @@ std::vector<bool> fusedConditions(const Code& code) {
                 const std::int32_t at = walk.onlyFor(reg);
                 if (at < 0) break;
                 const Instruction& made = code.instructions[static_cast<std::size_t>(at)];
-                if (isTest(made.op) || made.op == Op::Not) fused[static_cast<std::size_t>(at)] = true;
+                if (infoOf(made.op).sort == Sort::Test || made.op == Op::Not)
+                    fused[static_cast<std::size_t>(at)] = true;
                 if (made.op != Op::Not) break;
                 reg = made.operands[0];
             }
@@ -198,6 +183,38 @@ std::vector<bool> fusedConditions(const Code& code) {
         walk.pass(i);
     }
     return fused;
+}
+
+Decision decisionOf(const Code& code, const std::vector<bool>& fused, Reg condition, bool truth) {
+    for (;;) {
+        const std::int32_t made = code.registers[static_cast<std::size_t>(condition)].definition;
+        if (made < 0 || !fused[static_cast<std::size_t>(made)]) return {nullptr, condition, truth};
+        const Instruction& test = code.instructions[static_cast<std::size_t>(made)];
+        if (test.op != Op::Not) return {&test, condition, truth};
+        truth = !truth;
+        condition = test.operands[0];
+    }
+}
+
+const Instruction* Reading::following(std::size_t count) const noexcept {
+    return at_ + count < code_.instructions.size() ? &code_.instructions[at_ + count] : nullptr;
+}
+
+bool Reading::follows(std::size_t count, Op op) const noexcept {
+    const Instruction* next = following(count);
+    return next != nullptr && next->op == op;
+}
+
+bool Reading::endsHere(std::int64_t block) const noexcept {
+    for (std::size_t i = 1; follows(i, Op::EndBlock); ++i)
+        if (following(i)->imm.whole == block) return true;
+    return false;
+}
+
+bool Reading::leftBefore() const noexcept {
+    if (at_ == 0) return false;
+    const Op op = code_.instructions[at_ - 1].op;
+    return op == Op::Exit || op == Op::Leave;
 }
 
 std::vector<bool> fusedOperands(const Code& code) {

@@ -17,7 +17,7 @@
 namespace kestrel::fast {
 
 enum class Class : std::uint8_t { None, Real, Whole };
-enum class Sort : std::uint8_t { Pure, Load, Control, Write };
+enum class Sort : std::uint8_t { Pure, Test, Load, Control, Write };
 
 enum class Op : std::uint8_t {
 #define KESTREL_FAST_OP(name, result, a, b, c, sort) name,
@@ -101,6 +101,39 @@ void failGuard(Code& code, int which);
 /// both.
 /// @return for each instruction, whether the one that uses it takes it over
 [[nodiscard]] std::vector<bool> fusedConditions(const Code& code);
+
+/// What decides a condition that an If or a Guard asks for.
+struct Decision {
+    const Instruction* test;  ///< made by whoever asks; null: the register holds it
+    Reg condition;
+    bool truth;  ///< of the test or the register, for the condition to have the truth that was asked for
+};
+/// @param fused  of fusedConditions()
+[[nodiscard]] Decision decisionOf(const Code& code, const std::vector<bool>& fused, Reg condition,
+                                  bool truth);
+
+/// A place in code that is translated from its beginning to its end.
+class Reading {
+public:
+    explicit Reading(const Code& code) noexcept : code_(code) {}
+
+    [[nodiscard]] bool ended() const noexcept { return at_ >= code_.instructions.size(); }
+    [[nodiscard]] std::size_t at() const noexcept { return at_; }
+    [[nodiscard]] const Instruction& here() const { return code_.instructions[at_]; }
+    void advance(std::size_t count = 1) noexcept { at_ += count; }
+
+    /// @return null behind the end
+    [[nodiscard]] const Instruction* following(std::size_t count) const noexcept;
+    [[nodiscard]] bool follows(std::size_t count, Op op) const noexcept;
+    /// Nothing stands between here and the end of the block.
+    [[nodiscard]] bool endsHere(std::int64_t block) const noexcept;
+    /// Control does not come to what follows.
+    [[nodiscard]] bool leftBefore() const noexcept;
+
+private:
+    const Code& code_;
+    std::size_t at_ = 0;
+};
 
 /// Sums, differences and products that are only an operand of another one, so that one step can do both.
 /// @return for each instruction, whether the one that uses it takes it over

@@ -206,43 +206,30 @@ Reg Lowering::compare(std::int32_t op, Cell left, Cell right) {
     }
     const Reg wholeA = builder_.wholeAtHand(a);
     const Reg wholeB = builder_.wholeAtHand(b);
-    if (wholeA != kNoReg && wholeB != kNoReg) return relationOfWholes(op, wholeA, wholeB);
+    if (wholeA != kNoReg && wholeB != kNoReg) return relation(op, wholeA, wholeB);
     const Reg cutA = builder_.truncated(a);
     return relation(op, cutA, builder_.truncated(b));
 }
 
-/// With a NaN all but != fail.
+/// Of two doubles or of two whole numbers. With a NaN all but != fail.
 Reg Lowering::relation(std::int32_t op, Reg left, Reg right) {
+    const bool wholes = builder_.of(left).cls == Class::Whole;
+    const Op less = wholes ? Op::LessWhole : Op::Less;
+    const Op lessEqual = wholes ? Op::LessEqualWhole : Op::LessEqual;
+    const Op equal = wholes ? Op::EqualWhole : Op::Equal;
     switch (op) {
         case OP_LT:
-            return builder_.make(Op::Less, left, right);
+            return builder_.make(less, left, right);
         case OP_GT:
-            return builder_.make(Op::Less, right, left);
+            return builder_.make(less, right, left);
         case OP_LE:
-            return builder_.make(Op::LessEqual, left, right);
+            return builder_.make(lessEqual, left, right);
         case OP_GE:
-            return builder_.make(Op::LessEqual, right, left);
+            return builder_.make(lessEqual, right, left);
         case OP_EQ:
-            return builder_.make(Op::Equal, left, right);
+            return builder_.make(equal, left, right);
         default:
-            return builder_.negation(builder_.make(Op::Equal, left, right));
-    }
-}
-
-Reg Lowering::relationOfWholes(std::int32_t op, Reg left, Reg right) {
-    switch (op) {
-        case OP_LT:
-            return builder_.make(Op::LessWhole, left, right);
-        case OP_GT:
-            return builder_.make(Op::LessWhole, right, left);
-        case OP_LE:
-            return builder_.make(Op::LessEqualWhole, left, right);
-        case OP_GE:
-            return builder_.make(Op::LessEqualWhole, right, left);
-        case OP_EQ:
-            return builder_.make(Op::EqualWhole, left, right);
-        default:
-            return builder_.negation(builder_.make(Op::EqualWhole, left, right));
+            return builder_.negation(builder_.make(equal, left, right));
     }
 }
 

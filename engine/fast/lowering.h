@@ -183,7 +183,6 @@ private:
     [[nodiscard]] Reg bits(std::int32_t op, Reg left, Reg right);
     [[nodiscard]] Reg compare(std::int32_t op, Cell left, Cell right);
     [[nodiscard]] Reg relation(std::int32_t op, Reg left, Reg right);
-    [[nodiscard]] Reg relationOfWholes(std::int32_t op, Reg left, Reg right);
     [[nodiscard]] Reg compareVectors(std::int32_t op, const std::array<Reg, 3>& a,
                                      const std::array<Reg, 3>& b);
     [[nodiscard]] Cell negated(const Cell& cell);

@@ -14,50 +14,6 @@ namespace kestrel::fast {
 
 namespace {
 
-// Conditions that a jump or a guard may make for itself.
-#define KESTREL_TESTS(X) \
-    X(Less)              \
-    X(LessEqual)         \
-    X(Equal)             \
-    X(LessWhole)         \
-    X(LessEqualWhole)    \
-    X(EqualWhole)        \
-    X(IsSet)             \
-    X(Fits32)
-
-// Operations that are a call of compute().
-#define KESTREL_COMPUTED(X) \
-    X(Add)                  \
-    X(Sub)                  \
-    X(Mul)                  \
-    X(Div)                  \
-    X(Negate)               \
-    X(Absolute)             \
-    X(Floor)                \
-    X(Ceil)                 \
-    X(Truncate)             \
-    X(Sqrt)                 \
-    X(Smaller)              \
-    X(Larger)               \
-    X(FromWhole)            \
-    X(ToWhole)              \
-    X(AddWhole)             \
-    X(SubWhole)             \
-    X(MulWhole)             \
-    X(Remainder)            \
-    X(And)                  \
-    X(Or)                   \
-    X(Xor)                  \
-    X(ShiftLeft)            \
-    X(ShiftRight)           \
-    X(Cut)                  \
-    X(Cut15)                \
-    X(CutUnsigned)          \
-    X(Not)                  \
-    X(Both)                 \
-    X(Either)               \
-    KESTREL_TESTS(X)
-
 // Two operations in one step: what the first one yields is an operand of the second one, and C the other.
 //   name, first, second, whether C stands on the left
 #define KESTREL_PAIRS(X)          \
@@ -76,16 +32,14 @@ namespace {
 
 /// What a step does, beyond computing.
 enum class Kind : std::uint8_t {
-#define X(name) name,
-    KESTREL_COMPUTED(X)
-#undef X
-#define X(name) JumpIf##name, JumpUnless##name, LeaveIf##name, LeaveUnless##name,
-        KESTREL_TESTS(X)
-#undef X
+#define KESTREL_FAST_COMPUTED(name, result, a, b, sort) name,
+#include "engine/fast/ops.def"
+#define KESTREL_FAST_TEST(name, a, b) JumpIf##name, JumpUnless##name, LeaveIf##name, LeaveUnless##name,
+#include "engine/fast/ops.def"
 #define X(name, first, second, left) name,
-            KESTREL_PAIRS(X)
+    KESTREL_PAIRS(X)
 #undef X
-                JumpIfTrue,
+        JumpIfTrue,
     JumpUnlessTrue,
     LeaveIfTrue,
     LeaveUnlessTrue,
@@ -125,14 +79,13 @@ const T* elementAt(const Step& step, std::int64_t index) noexcept {
 [[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record,
                                   Handlers* handlers) noexcept {
     static const void* const kLabels[] = {
-#define X(name) &&L_##name,
-        KESTREL_COMPUTED(X)
-#undef X
-#define X(name) &&L_JumpIf##name, &&L_JumpUnless##name, &&L_LeaveIf##name, &&L_LeaveUnless##name,
-                KESTREL_TESTS(X)
-#undef X
+#define KESTREL_FAST_COMPUTED(name, result, a, b, sort) &&L_##name,
+#include "engine/fast/ops.def"
+#define KESTREL_FAST_TEST(name, a, b) \
+    &&L_JumpIf##name, &&L_JumpUnless##name, &&L_LeaveIf##name, &&L_LeaveUnless##name,
+#include "engine/fast/ops.def"
 #define X(name, first, second, left) &&L_##name,
-                    KESTREL_PAIRS(X)
+        KESTREL_PAIRS(X)
 #undef X
             && L_JumpIfTrue,
         &&L_JumpUnlessTrue,
@@ -172,13 +125,12 @@ const T* elementAt(const Step& step, std::int64_t index) noexcept {
     GO
     GO;
 
-#define X(name)                              \
-    L_##name : TO = compute(Op::name, A, B); \
+#define KESTREL_FAST_COMPUTED(name, result, a, b, sort) \
+    L_##name : TO = compute(Op::name, A, B);            \
     NEXT;
-    KESTREL_COMPUTED(X)
-#undef X
+#include "engine/fast/ops.def"
 #define TEST(name) compute(Op::name, A, B).whole != 0
-#define X(name)                                                                 \
+#define KESTREL_FAST_TEST(name, a, b)                                           \
     L_JumpIf##name : step = TEST(name) ? step->target : step + 1;               \
     GO;                                                                         \
     L_JumpUnless##name : step = TEST(name) ? step + 1 : step->target;           \
@@ -187,8 +139,7 @@ const T* elementAt(const Step& step, std::int64_t index) noexcept {
     NEXT;                                                                       \
     L_LeaveUnless##name : if (!(TEST(name))) [[unlikely]] return Outcome::Left; \
     NEXT;
-    KESTREL_TESTS(X)
-#undef X
+#include "engine/fast/ops.def"
 #define X(name, first, second, left)                                                     \
     L_##name : {                                                                         \
         const Word made = compute(Op::first, A, B);                                      \
@@ -310,9 +261,10 @@ public:
     }
 
     void lay() {
-        for (at_ = 0; at_ < code_.instructions.size(); ++at_)
-            if (!fused_[at_] && !operands_[at_] && !layPair(code_.instructions[at_]))
-                lay(code_.instructions[at_]);
+        for (; !reading_.ended(); reading_.advance()) {
+            const std::size_t at = reading_.at();
+            if (!fused_[at] && !operands_[at] && !layPair(reading_.here())) lay(reading_.here());
+        }
         for (const auto& [from, to] : jumps_) steps_[from].target = steps_.data() + to;
     }
 
@@ -336,41 +288,24 @@ private:
 
     void jumpTo(std::size_t from, std::size_t to) { jumps_.emplace_back(from, to); }
 
-    /// @param sense  of JumpIf, JumpUnless, LeaveIf, LeaveUnless, in this order
-    std::size_t addTest(Reg condition, int sense) {
-        const Instruction* test = nullptr;
-        while (true) {
-            const std::int32_t made = code_.registers[static_cast<std::size_t>(condition)].definition;
-            if (made < 0 || !fused_[static_cast<std::size_t>(made)]) break;
-            test = &code_.instructions[static_cast<std::size_t>(made)];
-            if (test->op != Op::Not) break;
-            sense ^= 1;
-            condition = test->operands[0];
-            test = nullptr;
-        }
-        const auto kindOf = [sense](Kind first) {
-            return static_cast<Kind>(static_cast<int>(first) + sense);
-        };
-        if (test == nullptr) return add(kindOf(Kind::JumpIfTrue), kNoReg, condition);
-        const auto& [a, b, c] = test->operands;
-        switch (test->op) {
-#define X(name)    \
-    case Op::name: \
+    enum Sense { JumpIf, JumpUnless, LeaveIf, LeaveUnless };
+
+    /// @param sense  for the condition to hold, or not to
+    std::size_t addTest(Reg condition, Sense sense) {
+        const bool asked = sense == JumpIf || sense == LeaveIf;
+        const Decision decided = decisionOf(code_, fused_, condition, asked);
+        const int step = decided.truth == asked ? sense : sense ^ 1;
+        const auto kindOf = [step](Kind first) { return static_cast<Kind>(static_cast<int>(first) + step); };
+        if (decided.test == nullptr) return add(kindOf(Kind::JumpIfTrue), kNoReg, decided.condition);
+        const auto& [a, b, c] = decided.test->operands;
+        switch (decided.test->op) {
+#define KESTREL_FAST_TEST(name, a_, b_) \
+    case Op::name:                      \
         return add(kindOf(Kind::JumpIf##name), kNoReg, a, b >= 0 ? b : a);
-            KESTREL_TESTS(X)
-#undef X
+#include "engine/fast/ops.def"
             default:
                 return 0;
         }
-    }
-
-    [[nodiscard]] const Instruction* following(std::size_t count) const {
-        return at_ + count < code_.instructions.size() ? &code_.instructions[at_ + count] : nullptr;
-    }
-
-    [[nodiscard]] bool follows(std::size_t count, Op op) const {
-        const Instruction* next = following(count);
-        return next != nullptr && next->op == op;
     }
 
     /// @return false where no operand of the operation is made in the same step
@@ -412,12 +347,11 @@ private:
     void lay(const Instruction& each) {
         const auto& [a, b, c] = each.operands;
         switch (each.op) {
-#define X(name)                                      \
-    case Op::name:                                   \
-        add(Kind::name, each.to, a, b >= 0 ? b : a); \
+#define KESTREL_FAST_COMPUTED(name, result, a_, b_, sort) \
+    case Op::name:                                        \
+        add(Kind::name, each.to, a, b >= 0 ? b : a);      \
         return;
-            KESTREL_COMPUTED(X)
-#undef X
+#include "engine/fast/ops.def"
 #define X(name)                                                   \
     case Op::name:                                                \
         steps_[add(Kind::name, each.to, a, b, c)].imm = each.imm; \
@@ -440,7 +374,7 @@ private:
                 add(Kind::Leave);
                 return;
             case Op::Guard:
-                addTest(a, 3);
+                addTest(a, LeaveUnless);
                 return;
             case Op::Moves:
                 copy(sequenced(code_.moves[static_cast<std::size_t>(each.imm.whole)], spare_));
@@ -449,7 +383,7 @@ private:
                 return layIf(a);
             case Op::Else: {
                 OpenIf& open = ifs_.back();
-                if (!follows(1, Op::EndIf)) {
+                if (!reading_.follows(1, Op::EndIf)) {
                     open.end = add(Kind::Jump);
                     open.hasEnd = true;
                 }
@@ -471,7 +405,7 @@ private:
                     jumpTo(from, steps_.size());
                 return;
             case Op::Exit:
-                if (!endsHere(each.imm.whole)) exitFrom(add(Kind::Jump), each.imm.whole);
+                if (!reading_.endsHere(each.imm.whole)) exitFrom(add(Kind::Jump), each.imm.whole);
                 return;
             case Op::Loop:
                 loops_.push_back(steps_.size());
@@ -498,23 +432,16 @@ private:
 
     /// A branch that does nothing but leave a block, or the code, is a jump.
     void layIf(Reg condition) {
-        if (follows(1, Op::Exit) && follows(2, Op::EndIf)) {
-            exitFrom(addTest(condition, 0), following(1)->imm.whole);
-            at_ += 2;
+        if (reading_.follows(1, Op::Exit) && reading_.follows(2, Op::EndIf)) {
+            exitFrom(addTest(condition, JumpIf), reading_.following(1)->imm.whole);
+            reading_.advance(2);
             return;
         }
-        ifs_.push_back({addTest(condition, 1)});
+        ifs_.push_back({addTest(condition, JumpUnless)});
     }
 
     void exitFrom(std::size_t step, std::int64_t block) {
         blocks_[static_cast<std::size_t>(block)].push_back(step);
-    }
-
-    /// Nothing stands between here and the end of the block.
-    [[nodiscard]] bool endsHere(std::int64_t block) const {
-        for (std::size_t i = 1; follows(i, Op::EndBlock); ++i)
-            if (following(i)->imm.whole == block) return true;
-        return false;
     }
 
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -528,7 +455,7 @@ private:
     std::vector<OpenIf> ifs_;
     std::vector<std::size_t> loops_;
     std::vector<std::pair<std::size_t, std::size_t>> jumps_;
-    std::size_t at_ = 0;
+    Reading reading_{code_};
     Reg spare_ = kNoReg;
 };
 

@@ -1,0 +1,68 @@
+// Translates intermediate code to machine code for x86-64.
+#pragma once
+
+#include "engine/fast/x86_operands.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace kestrel::fast {
+
+class X86Emitter : X86Operands {
+public:
+    X86Emitter(const Code& code, asmjit::x86::Compiler& compiler)
+        : X86Operands(code, compiler),
+          fused_(fusedConditions(code)),
+          blocks_(static_cast<std::size_t>(code.blocks)) {}
+
+    /// One function: of the sample's address, with the outcome as its result.
+    void emitAll();
+
+private:
+    using Cond = asmjit::x86::CondCode;
+    using Label = asmjit::Label;
+
+    struct OpenIf {
+        Label otherwise;
+        Label end;
+        bool hasElse = false;
+    };
+    /// When a comparison holds; of an Equal of doubles also parity must not be set.
+    struct Test {
+        Cond holds;
+        bool notParity = false;
+    };
+
+    // ---- x86_instructions.cpp
+    void emit(const Instruction& each);
+    template <class Emit>
+    void binary(const Instruction& each, bool commutes, const Emit& emit);
+    template <class Emit>
+    void wholeBinary(const Instruction& each, const Emit& emit);
+    void finish(Outcome outcome);
+    void round(const Instruction& each, int how);
+    void choose(const Instruction& each);
+    void multiply(const Instruction& each);
+    void remainder(const Instruction& each);
+    void shift(const Instruction& each);
+
+    // ---- x86_flow.cpp
+    [[nodiscard]] Test test(const Instruction& each);
+    void compare(Reg a, Reg b);
+    void compareWhole(Reg a, Reg b);
+    void jump(Reg condition, bool truth, const Label& to);
+    void makeCondition(const Instruction& each);
+    void emitControl(const Instruction& each);
+    [[nodiscard]] Label& block(std::int64_t number);
+    void moves(const std::vector<Move>& list);
+
+    std::vector<bool> fused_;
+    std::vector<std::optional<Label>> blocks_;
+    std::vector<OpenIf> ifs_;
+    std::vector<Label> loops_;
+    Label leave_;
+    Reading reading_{code_};
+};
+
+}  // namespace kestrel::fast

@@ -1,0 +1,269 @@
+// Machine code for x86-64, one instruction of the intermediate code after the other. Exactness: no
+// contraction, no reassociation, the C library's functions by their addresses; what rounds is the one
+// instruction that the interpreter's compiler takes, too.
+#include "engine/fast/x86_emitter.h"
+
+#include <bit>
+#include <utility>
+
+namespace kestrel::fast {
+
+using namespace asmjit;  // NOLINT: its names are all that this file is about
+
+void X86Emitter::emitAll() {
+    FuncNode* function = cc_.addFunc(FuncSignatureT<std::int32_t, void*>());
+    function->frame().setAvxEnabled();
+    record_ = cc_.newIntPtr();
+    function->setArg(0, record_);
+    leave_ = cc_.newLabel();
+    for (; !reading_.ended(); reading_.advance())
+        if (!fused_[reading_.at()]) emit(reading_.here());
+    cc_.bind(leave_);
+    finish(Outcome::Left);
+    cc_.endFunc();
+}
+
+/// @param emit  of the result, the left operand and the right one, which is a register or in memory
+template <class Emit>
+void X86Emitter::binary(const Instruction& each, bool commutes, const Emit& emit) {
+    auto [a, b, c] = each.operands;
+    if (commutes && isConstant(a)) std::swap(a, b);
+    const Xmm left = real(a);
+    if (isConstant(b))
+        emit(written(each.to), left, cc_.newDoubleConst(ConstPoolScope::kLocal, registerOf(b).number));
+    else
+        emit(written(each.to), left, written(b));
+}
+
+template <class Emit>
+void X86Emitter::wholeBinary(const Instruction& each, const Emit& emit) {
+    auto [a, b, c] = each.operands;
+    const Gp to = writtenWhole(each.to);
+    const Gp right = constant32(b) ? Gp() : whole(b);
+    moveWhole(to, a);
+    if (const auto value = constant32(b))
+        emit(to, imm(*value));
+    else
+        emit(to, right);
+}
+void X86Emitter::emit(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    switch (each.op) {
+        case Op::Add:
+            return binary(each, true, [&](auto&&... x) { cc_.vaddsd(x...); });
+        case Op::Sub:
+            return binary(each, false, [&](auto&&... x) { cc_.vsubsd(x...); });
+        case Op::Mul:
+            return binary(each, true, [&](auto&&... x) { cc_.vmulsd(x...); });
+        case Op::Div:
+            return binary(each, false, [&](auto&&... x) { cc_.vdivsd(x...); });
+        case Op::Smaller:  // the second operand comes out unless the first is smaller, NaN or not
+            cc_.vminsd(written(each.to), real(b), real(a));
+            return;
+        case Op::Larger:
+            cc_.vmaxsd(written(each.to), real(b), real(a));
+            return;
+        case Op::Negate:
+            cc_.vxorpd(written(each.to), real(a), pattern(std::uint64_t{1} << 63));
+            return;
+        case Op::Absolute:
+            cc_.vandpd(written(each.to), real(a), pattern(~(std::uint64_t{1} << 63)));
+            return;
+        case Op::Floor:
+            return round(each, 9);
+        case Op::Ceil:
+            return round(each, 10);
+        case Op::Truncate:
+            return round(each, 11);
+        case Op::Sqrt: {
+            const Xmm value = real(a);
+            cc_.vsqrtsd(written(each.to), value, value);
+            return;
+        }
+        case Op::Call1: {
+            InvokeNode* call = nullptr;
+            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
+                       FuncSignatureT<double, double>());  // NOLINT
+            call->setArg(0, real(a));
+            call->setRet(0, written(each.to));
+            return;
+        }
+        case Op::Call2: {
+            const Xmm first = real(a);
+            const Xmm second = real(b);
+            InvokeNode* call = nullptr;
+            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.two),  // NOLINT
+                       FuncSignatureT<double, double, double>());
+            call->setArg(0, first);
+            call->setArg(1, second);
+            call->setRet(0, written(each.to));
+            return;
+        }
+        case Op::FromWhole: {
+            const Xmm to = written(each.to);
+            const Gp value = whole(a);
+            cc_.vxorpd(to, to, to);  // else it would wait for what was there before
+            cc_.vcvtsi2sd(to, to, value);
+            return;
+        }
+        case Op::Choose:
+            return choose(each);
+        case Op::ToWhole:
+            cc_.vcvttsd2si(writtenWhole(each.to), real(a));
+            return;
+        case Op::AddWhole:
+            return wholeBinary(each, [&](auto&&... x) { cc_.add(x...); });
+        case Op::SubWhole:
+            return wholeBinary(each, [&](auto&&... x) { cc_.sub(x...); });
+        case Op::MulWhole:
+            return multiply(each);
+        case Op::And:
+        case Op::Both:
+            return wholeBinary(each, [&](auto&&... x) { cc_.and_(x...); });
+        case Op::Or:
+        case Op::Either:
+            return wholeBinary(each, [&](auto&&... x) { cc_.or_(x...); });
+        case Op::Xor:
+            return wholeBinary(each, [&](auto&&... x) { cc_.xor_(x...); });
+        case Op::Remainder:
+            return remainder(each);
+        case Op::ShiftLeft:
+        case Op::ShiftRight:
+            return shift(each);
+        case Op::Cut:
+            cc_.movsxd(writtenWhole(each.to), whole(a).r32());
+            return;
+        case Op::Cut15: {
+            const Gp to = writtenWhole(each.to);
+            moveWhole(to, a);
+            cc_.shr(to, 16);
+            cc_.and_(to, 0x7FFF);
+            return;
+        }
+        case Op::CutUnsigned:
+            cc_.mov(writtenWhole(each.to).r32(), whole(a).r32());
+            return;
+        case Op::Not: {
+            const Gp value = whole(a);
+            const Gp to = writtenWhole(each.to);
+            const Gp byte = cc_.newUInt8();
+            cc_.test(value, value);
+            cc_.setz(byte);
+            cc_.movzx(to.r32(), byte);
+            return;
+        }
+        case Op::LoadReal:
+            cc_.vmovsd(written(each.to), at(each.imm.address, 8));
+            return;
+        case Op::LoadWord:
+            cc_.mov(writtenWhole(each.to).r32(), at(each.imm.address, 4));
+            return;
+        case Op::LoadRecordReal:
+            cc_.vmovsd(written(each.to), inRecord(each.imm.whole, 8));
+            return;
+        case Op::LoadRecordWhole:
+            cc_.movsxd(writtenWhole(each.to), inRecord(each.imm.whole, 4));
+            return;
+        case Op::LoadElement:
+            cc_.vmovsd(written(each.to), element(each, 8));
+            return;
+        case Op::LoadElementKind:
+            cc_.movsxd(writtenWhole(each.to), element(each, 4));
+            return;
+        case Op::StoreReal: {
+            const Xmm value = real(a);
+            cc_.vmovsd(at(each.imm.address, 8), value);
+            return;
+        }
+        case Op::StoreWord: {
+            const Gp value = whole(a);
+            cc_.mov(at(each.imm.address, 4), value.r32());
+            return;
+        }
+        case Op::StoreRecordReal:
+            cc_.vmovsd(inRecord(each.imm.whole, 8), real(a));
+            return;
+        case Op::Done:
+            return finish(static_cast<Outcome>(each.imm.whole));
+        default:
+            return fast::infoOf(each.op).sort == Sort::Test ? makeCondition(each) : emitControl(each);
+    }
+}
+
+void X86Emitter::finish(Outcome outcome) {
+    const Gp result = cc_.newInt32();
+    cc_.mov(result, static_cast<std::int32_t>(outcome));
+    cc_.ret(result);
+}
+
+void X86Emitter::round(const Instruction& each, int how) {
+    const Xmm value = real(each.operands[0]);
+    cc_.vroundsd(written(each.to), value, value, how);
+}
+
+void X86Emitter::choose(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    const Xmm to = cc_.newXmmSd();  // operands may still be wanted
+    const Label past = cc_.newLabel();
+    moveReal(to, b);
+    jump(a, true, past);
+    moveReal(to, c);
+    cc_.bind(past);
+    cc_.vmovapd(written(each.to), to);
+}
+
+void X86Emitter::multiply(const Instruction& each) {
+    auto [a, b, c] = each.operands;
+    if (isConstant(a)) std::swap(a, b);
+    const Gp left = whole(a);
+    if (const auto value = constant32(b)) {
+        cc_.imul(writtenWhole(each.to), left, *value);
+        return;
+    }
+    const Gp right = whole(b);
+    cc_.mov(writtenWhole(each.to), left);
+    cc_.imul(writtenWhole(each.to), right);
+}
+
+void X86Emitter::remainder(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    const auto divisor = constant32(b);
+    const Gp value = whole(a);
+    const Gp to = writtenWhole(each.to);
+    if (divisor && *divisor > 0 && std::has_single_bit(static_cast<std::uint64_t>(*divisor))) {
+        const Gp bias = cc_.newInt64();  // of a negative number one less than the divisor
+        cc_.mov(bias, value);
+        cc_.sar(bias, 63);
+        cc_.and_(bias, *divisor - 1);
+        cc_.mov(to, value);
+        cc_.add(to, bias);
+        cc_.and_(to, *divisor - 1);
+        cc_.sub(to, bias);
+        return;
+    }
+    // In 64 bits, where the smallest number by -1 does not overflow.
+    const Gp high = cc_.newInt64();
+    const Gp low = cc_.newInt64();
+    const Gp by = cc_.newInt64();
+    moveWhole(by, b);
+    cc_.mov(low, value);
+    cc_.cqo(high, low);
+    cc_.idiv(high, low, by);
+    cc_.mov(to, high);
+}
+
+void X86Emitter::shift(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    const Gp to = writtenWhole(each.to);
+    const Gp result = cc_.newInt32();
+    cc_.mov(result, whole(a).r32());
+    if (const auto count = constant32(b)) {
+        each.op == Op::ShiftLeft ? cc_.shl(result, *count & 31) : cc_.sar(result, *count & 31);
+    } else {
+        const Gp by = whole(b);
+        each.op == Op::ShiftLeft ? cc_.shl(result, by.r8()) : cc_.sar(result, by.r8());
+    }
+    cc_.movsxd(to, result);
+}
+
+}  // namespace kestrel::fast

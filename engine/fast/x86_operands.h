@@ -1,0 +1,118 @@
+// Where the machine code for x86-64 keeps what it computes with: registers, constants, places in memory.
+#pragma once
+
+#include "engine/fast/code.h"
+#include "engine/values/value.h"
+
+#include <asmjit/x86.h>
+
+#include <bit>
+#include <optional>
+#include <vector>
+
+namespace kestrel::fast {
+
+/// What the emitter builds on.
+class X86Operands {
+protected:
+    using Xmm = asmjit::x86::Xmm;
+    using Gp = asmjit::x86::Gp;
+    using Mem = asmjit::x86::Mem;
+
+    X86Operands(const Code& code, asmjit::x86::Compiler& compiler)
+        : code_(code), cc_(compiler), registers_(code.registers.size()) {}
+
+    [[nodiscard]] const Register& registerOf(Reg reg) const {
+        return code_.registers[static_cast<std::size_t>(reg)];
+    }
+    [[nodiscard]] bool isConstant(Reg reg) const { return registerOf(reg).constant; }
+
+    /// The machine's register of a value that is no constant.
+    [[nodiscard]] asmjit::BaseReg& slot(Reg reg) {
+        std::optional<asmjit::BaseReg>& place = registers_[static_cast<std::size_t>(reg)];
+        if (!place) {
+            if (registerOf(reg).cls == Class::Real)
+                place = cc_.newXmmSd();
+            else
+                place = cc_.newInt64();
+        }
+        return *place;
+    }
+    [[nodiscard]] Xmm written(Reg reg) { return slot(reg).as<Xmm>(); }
+    [[nodiscard]] Gp writtenWhole(Reg reg) { return slot(reg).as<Gp>(); }
+
+    [[nodiscard]] Xmm real(Reg reg) {
+        if (!isConstant(reg)) return written(reg);
+        const Xmm made = cc_.newXmmSd();
+        loadConstant(made, registerOf(reg).number);
+        return made;
+    }
+    void loadConstant(const Xmm& to, double value) {
+        if (std::bit_cast<std::uint64_t>(value) == 0)
+            cc_.vxorpd(to, to, to);
+        else
+            cc_.vmovsd(to, cc_.newDoubleConst(asmjit::ConstPoolScope::kLocal, value));
+    }
+    [[nodiscard]] Gp whole(Reg reg) {
+        if (!isConstant(reg)) return writtenWhole(reg);
+        const Gp made = cc_.newInt64();
+        cc_.mov(made, registerOf(reg).whole);
+        return made;
+    }
+    [[nodiscard]] std::optional<std::int64_t> constant32(Reg reg) const {
+        const Register& info = registerOf(reg);
+        if (!info.constant || info.whole != static_cast<std::int32_t>(info.whole)) return std::nullopt;
+        return info.whole;
+    }
+
+    /// 16 bytes with the same double twice, for operations on bits.
+    [[nodiscard]] Mem pattern(std::uint64_t bits) {
+        const std::uint64_t both[2] = {bits, bits};
+        return cc_.newConst(asmjit::ConstPoolScope::kLocal, both, sizeof both);
+    }
+    [[nodiscard]] Mem at(const void* address, std::uint32_t size) {
+        const Gp base = cc_.newIntPtr();
+        cc_.mov(base, reinterpret_cast<std::uintptr_t>(address));  // NOLINT: goes into the code as a number
+        return asmjit::x86::ptr(base, 0, size);
+    }
+    [[nodiscard]] Mem inRecord(std::int64_t offset, std::uint32_t size) {
+        return asmjit::x86::ptr(record_, static_cast<std::int32_t>(offset), size);
+    }
+    /// The a-th cell of an array, from the address of something in its first one.
+    [[nodiscard]] Mem element(const Instruction& load, std::uint32_t size) {
+        const Gp base = cc_.newIntPtr();
+        cc_.mov(base, reinterpret_cast<std::uintptr_t>(load.imm.address));  // NOLINT: as above
+        if (const auto index = constant32(load.operands[0])) {
+            if (*index < (1 << 24))
+                return asmjit::x86::ptr(
+                    base, static_cast<std::int32_t>(*index * static_cast<std::int64_t>(sizeof(ValueCell))),
+                    size);
+        }
+        const Gp offset = cc_.newInt64();
+        cc_.imul(offset, whole(load.operands[0]), static_cast<std::int64_t>(sizeof(ValueCell)));
+        return asmjit::x86::ptr(base, offset, 0, 0, size);
+    }
+
+    void moveReal(const Xmm& to, Reg from) {
+        if (isConstant(from))
+            loadConstant(to, registerOf(from).number);
+        else
+            cc_.vmovapd(to, written(from));
+    }
+
+    void moveWhole(const Gp& to, Reg from) {
+        if (isConstant(from))
+            cc_.mov(to, registerOf(from).whole);
+        else
+            cc_.mov(to, writtenWhole(from));
+    }
+
+    const Code& code_;
+    asmjit::x86::Compiler& cc_;
+    Gp record_;  ///< the address of the sample
+
+private:
+    std::vector<std::optional<asmjit::BaseReg>> registers_;
+};
+
+}  // namespace kestrel::fast
