@@ -22,30 +22,49 @@ void runningUnderLayout(BuiltinCall& call) {
     call.resultInteger(1.0);
 }
 
-struct InlineForm {
+struct HandlerForm {
     BuiltinHandler::Function handler;
-    NumericForm::Rule rule;
+    NumericForm form;
 };
 
-/// What the handlers compute that are no adapters and look at numbers and vectors alone.
-constexpr InlineForm kInlineForms[] = {
-    {absolute, NumericForm::Rule::Absolute}, {ceiling, NumericForm::Rule::Ceiling},
-    {floorOf, NumericForm::Rule::Floor},     {range, NumericForm::Rule::Range},
-    {step, NumericForm::Rule::Step},         {magnitude, NumericForm::Rule::Length},
-    {cross3d, NumericForm::Rule::Cross3d},   {dot3d, NumericForm::Rule::Dot3d},
-    {cross2d, NumericForm::Rule::Cross2d},   {dot2d, NumericForm::Rule::Dot2d},
-    {randu, NumericForm::Rule::RandomUnit},
+using Rule = NumericForm::Rule;
+
+/// What the handlers compute that are no adapters, of numbers and vectors.
+constexpr HandlerForm kHandlerForms[] = {
+    {absolute, {Rule::Absolute}},
+    {ceiling, {Rule::Ceiling}},
+    {floorOf, {Rule::Floor}},
+    {range, {Rule::Range}},
+    {step, {Rule::Step}},
+    {magnitude, {Rule::Length}},
+    {cross3d, {Rule::Cross3d}},
+    {dot3d, {Rule::Dot3d}},
+    {cross2d, {Rule::Cross2d}},
+    {dot2d, {Rule::Dot2d}},
+    {factorial, {.rule = Rule::Factorial, .one = factorialOf}},
+    {round, {.rule = Rule::Round, .two = roundedTo}},
+    {integerOf, {Rule::Cut}},
+    {size, {Rule::Size}},
+    {center, {Rule::Center}},
+    {extent, {Rule::Extent}},
+    {translate3d, {Rule::Translate3d}},
+    {scale3d, {Rule::Scale3d}},
+    {rotate3d, {Rule::Rotate3d}},
+    {randu, {Rule::RandomUnit}},
+    {random, {Rule::RandomWhole}},
 };
 
-constexpr BuiltinHandler withForm(BuiltinHandler handler) {
-    for (const InlineForm& form : kInlineForms)
-        if (form.handler == handler.run) handler.form.rule = form.rule;
+constexpr BuiltinHandler withForm(std::string_view name, BuiltinHandler handler) {
+    for (const HandlerForm& row : kHandlerForms)
+        if (row.handler == handler.run) handler.form = row.form;
+    // hypot(), which has the same handler, leaves two values.
+    if (name == "gamma") handler.form.rule = Rule::Untouched;
     return handler;
 }
 
 constexpr BuiltinEntry kRows[] = {
 #define KESTREL_BUILTIN(name, argCount, family, handler, subject, ...) \
-    {name, argCount, withForm(handler), BuiltinFamily::family, subjects::k##subject, __VA_ARGS__},
+    {name, argCount, withForm(name, handler), BuiltinFamily::family, subjects::k##subject, __VA_ARGS__},
 #define KESTREL_HOST_PLACE(name, argCount, withoutHost) {name, argCount, withoutHost, BuiltinFamily::Host},
 #include "builtins/common/builtins.def"
 #undef KESTREL_BUILTIN

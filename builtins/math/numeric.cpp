@@ -14,6 +14,8 @@ double ceilingComponent(double x) noexcept {
     return truncate32(std::ceil(x));
 }
 
+}  // namespace
+
 double factorialOf(double x) noexcept {
     const std::int32_t n = truncate32(x);
     // Wraps around on overflow, as 32-bit machines multiply. Once it is zero it stays zero, which keeps
@@ -24,11 +26,10 @@ double factorialOf(double x) noexcept {
 }
 
 /// No rounding when there is nothing to keep: round(2.7, 0) is 2, and scripts rely on it.
-double roundTo(double x, int decimals) noexcept {
-    return decimals == 0 ? wholePart(x) : roundFixed(x, decimals);
+double roundedTo(double x, double decimals) noexcept {
+    const auto kept = static_cast<int>(std::clamp<std::int64_t>(truncate(decimals), -1, 1 << 16));
+    return kept == 0 ? wholePart(x) : roundFixed(x, kept);
 }
-
-}  // namespace
 
 void absolute(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
@@ -70,12 +71,11 @@ void factorial(BuiltinCall& call) {
 
 void round(BuiltinCall& call) {
     const ValueCell& x = call.arg(0);
-    const int decimals =
-        static_cast<int>(std::clamp<std::int64_t>(truncate(call.arg(1).firstDouble()), -1, 1 << 16));
+    const double decimals = call.arg(1).firstDouble();
     if (x.type == Vector) {
-        call.resultVector(map(x.vec, [decimals](double c) { return roundTo(c, decimals); }));
+        call.resultVector(map(x.vec, [decimals](double c) { return roundedTo(c, decimals); }));
     } else {
-        call.resultNumber(roundTo(x.firstDouble(), decimals));
+        call.resultNumber(roundedTo(x.firstDouble(), decimals));
     }
 }
 

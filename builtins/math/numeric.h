@@ -85,6 +85,11 @@ inline double larger(double a, double b) noexcept {
     return a < b ? b : a;
 }
 
+/// Of the whole part, in 32 bits that wrap around.
+double factorialOf(double x) noexcept;
+/// @param decimals  0 cuts
+double roundedTo(double x, double decimals) noexcept;
+
 /// The cell as a Vector; of anything else the number is x.
 inline VectorValue vectorOf(const ValueCell& cell) noexcept {
     return cell.type == Vector ? cell.vec : VectorValue{cell.firstDouble(), 0.0, 0.0};

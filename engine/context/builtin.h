@@ -110,7 +110,18 @@ struct NumericForm {
         Dot3d,
         Cross2d,
         Dot2d,
+        Factorial,  ///< one(x), of the kind of x; of a Vector by component
+        Round,      ///< two(x, n); of a Vector by component
+        Cut,
+        Size,
+        Untouched,  ///< its argument
+        Center,
+        Extent,
+        Translate3d,
+        Scale3d,
+        Rotate3d,
         RandomUnit,
+        RandomWhole,
     };
     /// Operations that machines have, in place of a call of one() or two().
     enum class Known : std::uint8_t { Called, Root, Fraction, Factor, Smaller, Larger };
@@ -119,6 +130,22 @@ struct NumericForm {
     Known known = Known::Called;
     double (*one)(double) = nullptr;
     double (*two)(double, double) = nullptr;
+
+    /// Whatever the arguments, they become exactly one plain value.
+    [[nodiscard]] constexpr bool yieldsOne() const noexcept {
+        switch (rule) {
+            case Rule::None:
+            case Rule::Translate3d:  // the Vectors of an array are moved in place
+            case Rule::Scale3d:
+            case Rule::Rotate3d:
+                return false;
+            default:
+                return true;
+        }
+    }
+    [[nodiscard]] constexpr bool draws() const noexcept {
+        return rule == Rule::RandomUnit || rule == Rule::RandomWhole;
+    }
 };
 
 /// What runs a built-in, and what that computes. They are one thing, so that a row which gets another handler

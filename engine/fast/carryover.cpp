@@ -282,7 +282,7 @@ int Carryover::results(const FunctionRecord& function) {
 bool Carryover::yieldsOne(const CodeNode& call) {
     if (call.mode == kMethodCall) return false;
     if (call.reach == Reach::Function) return results(*call.to.function) == 1;
-    return call.reach == Reach::Builtin && call.to.builtin->handler.form.rule != NumericForm::Rule::None;
+    return call.reach == Reach::Builtin && call.to.builtin->handler.form.yieldsOne();
 }
 
 /// Everything in the statement before the node leaves one value each.

@@ -1,4 +1,4 @@
-// Lowering: switch, and the selector `n ? a, b, c`.
+// Lowering: switch, select, and the selector `n ? a, b, c`.
 #include "engine/fast/lowering.h"
 
 #include <algorithm>
@@ -14,12 +14,22 @@ struct Case {
     const CodeNode* end;  ///< its OP_ENDCASE
 };
 
-/// The end of a default, past switches inside it.
+/// The end of a default, past switches and selects inside it.
 const CodeNode* endOfDefault(const CodeNode* node) noexcept {
     for (int depth = 0; node != nullptr; node = node->next) {
-        if (node->op == OP_SWITCH) ++depth;
+        if (node->op == OP_SWITCH || node->op == OP_SELECT) ++depth;
         if (node->op == OP_ENDSWITCH && --depth < 0) return nullptr;
         if (node->op == OP_ENDCASE && depth == 0) return node;
+    }
+    return nullptr;
+}
+
+/// The end of what stands behind an `otherwise`, past selects inside it.
+const CodeNode* endOfArm(const CodeNode* node) noexcept {
+    for (int depth = 0; node != nullptr; node = node->next) {
+        if (node->op == OP_SWITCH || node->op == OP_SELECT) ++depth;
+        if (node->op == OP_ENDSWITCH && --depth < 0) return nullptr;
+        if (node->op == OP_ENDWHEN && depth == 0) return node;
     }
     return nullptr;
 }
@@ -92,12 +102,60 @@ const CodeNode* Lowering::switchOver(const Node& node) {
     activations_.back().controls.push_back({breaks, kNowhere});
     for (std::size_t i = 0; i < cases.size(); ++i) {
         closeBlock(bodies[i]);
-        walk(cases[i].body, cases[i].end);
+        branch(cases[i].body, cases[i].end);
         if (state_.reached && state_.stack.size() != base) refuse("a case that leaves a value");
     }
     activations_.back().controls.pop_back();
     closeBlock(breaks);
     return node.operand.target->next;
+}
+
+/// The tests run one after the other, each behind those that have failed; behind a branch nothing but the
+/// select's end comes.
+const CodeNode* Lowering::selectOver(const Node& node) {
+    const Node* const close = node.operand.target;
+    if (!opIs(close, OP_ENDSWITCH)) refuse("a select of an unusual form");
+    if (activations_.back().controls.size() >= kControlLimit)
+        refuse("calls and loops that are nested too deep");
+    const std::size_t breaks = openBlock();
+    activations_.back().controls.push_back({breaks, kNowhere});
+    const auto body = [&](const Node* begin, const Node* end) {
+        branch(begin, end);
+        if (state_.reached) leaveTo(breaks);
+    };
+    for (const Node* at = node.next; at != close && state_.reached;) {
+        if (opIs(at, OP_OTHERWISE)) {
+            const Node* end = endOfArm(at->next);
+            if (end == nullptr) refuse("a select of an unusual form");
+            body(at->next, end);
+            break;
+        }
+        const Node* test = at;
+        while (test != close && test->op != OP_WHEN) test = test->next;
+        if (test == close || !opIs(test->link, OP_ENDWHEN)) refuse("a select of an unusual form");
+        walk(at, test);
+        at = test->link->next;
+        if (!state_.reached) break;
+        const Reg condition = builder_.isSet(firstNumber(popValue()));  // of nil as well
+        if (const auto known = builder_.knownTruth(condition)) {
+            if (*known) body(test->next, test->link);
+            continue;
+        }
+        const State before = state_;
+        builder_.control(Op::If, condition);
+        {
+            const Builder::Scope scope(builder_);
+            builder_.assume(condition, true);
+            body(test->next, test->link);
+        }
+        builder_.control(Op::EndIf);
+        state_ = before;
+        builder_.assume(condition, false);
+    }
+    activations_.back().controls.pop_back();
+    state_.stack.resize(std::min(activations_.back().base, state_.stack.size()));
+    closeBlock(breaks);
+    return close->next;
 }
 
 /// `n ? a, b, c`, also of a list in marks: one of several values of a kind.

@@ -90,7 +90,11 @@ const CodeNode* Lowering::step(const Node& node) {
         }
         case OP_NEG:
         case OP_NOT:
-            if (node.mode == kStatementForm) refuse("a statement that changes its variable");
+            // Where a caller's cells lie below, `-x;` leaves the variable as it is.
+            if (node.mode == kStatementForm && (node.op == OP_NOT || state_.stack.size() == 1)) {
+                changeInPlace(node);
+                break;
+            }
             push(node.op == OP_NEG ? negated(popValue()) : inverted(popValue()));
             break;
         case OP_AND:
@@ -138,6 +142,8 @@ const CodeNode* Lowering::step(const Node& node) {
             return loop(node);
         case OP_SWITCH:
             return switchOver(node);
+        case OP_SELECT:
+            return selectOver(node);
         case OP_SELECTOR:
             selector();
             break;

@@ -176,9 +176,11 @@ void Lowering::collectChanges(const Node* begin, const Node* end,
                         static_cast<std::int64_t>(row.detail + static_cast<std::size_t>(i) * sizeof(double)));
             }
         }
+        if (((node->op == OP_NEG || node->op == OP_NOT) && node->mode == kStatementForm) ||
+            (node->op == OP_CALL && node->mode == kMethodCall))
+            add(infos.ofVariable, node->variable);
         if (node->op != OP_CALL || node->mode == kMethodCall) continue;
-        if (node->reach == Reach::Builtin &&
-            node->to.builtin->handler.form.rule == NumericForm::Rule::RandomUnit)
+        if (node->reach == Reach::Builtin && node->to.builtin->handler.form.draws())
             add(infos.ofMember, std::int64_t{-1});
         if (node->reach == Reach::Function && seen.insert(node->to.function).second)
             collectChanges(node->to.function->entry, node->to.function->end, seen, slots);

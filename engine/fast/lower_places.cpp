@@ -235,9 +235,20 @@ void Lowering::indexed(const Node& node) {
             return push(Cell::ofKind(IndexedMemberRef, &node));
         case kReference:
             refuse("an assignment to an element");
+        case kDeclare:
+            return declare(targetVariable(node));
         default:
-            refuse("an array's declaration, or an element in a queue");
+            refuse("an element in a queue");
     }
+}
+
+/// A declaration keeps the array that it has made before.
+void Lowering::declare(Variable& variable) {
+    static_cast<void>(takeIndexes());
+    const Cell held = slot(slotOf(variable));
+    if (held.type != Array || held.object == nullptr) refuse("a declaration that makes an array");
+    if (assumptions_.elements(*static_cast<const ArrayRecord*>(held.object)) == Uninitialized)
+        refuse("an array that holds neither numbers nor vectors alone");
 }
 
 Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
@@ -311,15 +322,47 @@ int Lowering::vectorPart(NameId name) {
     return static_cast<int>(which) + 1;
 }
 
-/// Where a member lies in the record; its index is known.
-std::int64_t Lowering::placeIn(const MemberRow& row, const Cell* index) {
-    if (row.layout == MemberLayout::None) refuse("a member that is computed");
-    if (row.elements <= 1) return static_cast<std::int64_t>(row.detail);
-    const auto known = index != nullptr ? builder_.constant(numberOf(*index)) : std::nullopt;
-    if (!known) refuse("a member's index that depends on the sample");
-    const std::int64_t which = truncate(*known);
-    if (which < 1 || which > row.elements) refuse("a member's index out of range");
+/// Where an element of a member lies in the record.
+std::int64_t Lowering::placeIn(const MemberRow& row, std::int64_t which) {
     return static_cast<std::int64_t>(row.detail) + (which - 1) * static_cast<std::int64_t>(sizeof(double));
+}
+
+/// Which element of a member is meant, from 1.
+Reg Lowering::indexOf(const MemberRow& row, const Cell* index) {
+    if (row.layout == MemberLayout::None) refuse("a member that is computed");
+    if (row.elements <= 1) return builder_.whole(1);
+    if (index == nullptr) refuse("a member without its index");
+    const Reg which = builder_.toWhole(numberOf(*index));
+    const auto require = [&](Reg low, Reg high) {
+        builder_.guard(builder_.make(Op::LessEqualWhole, low, high), "a member's index out of range");
+    };
+    require(builder_.whole(1), which);
+    require(which, builder_.whole(row.elements));
+    return which;
+}
+
+/// Of several elements one is chosen: some may have been written.
+Reg Lowering::readReal(const MemberRow& row, Reg which) {
+    if (const auto known = builder_.wholeConstant(which)) return part(slotOfMember(placeIn(row, *known)), 0);
+    Reg value = part(slotOfMember(placeIn(row, row.elements)), 0);
+    for (std::int64_t i = row.elements - 1; i > 0; --i) {
+        const Reg is = builder_.make(Op::EqualWhole, which, builder_.whole(i));
+        value = builder_.make(Op::Choose, is, part(slotOfMember(placeIn(row, i)), 0), value);
+    }
+    return value;
+}
+
+void Lowering::writeReal(const MemberRow& row, Reg which, Reg value) {
+    if (const auto known = builder_.wholeConstant(which)) {
+        slot(slotOfMember(placeIn(row, *known))).number = value;
+        return;
+    }
+    for (std::int64_t i = 1; i <= row.elements; ++i) {
+        const std::size_t element = slotOfMember(placeIn(row, i));
+        const Reg is = builder_.make(Op::EqualWhole, which, builder_.whole(i));
+        const Reg chosen = builder_.make(Op::Choose, is, value, part(element, 0));
+        slot(element).number = chosen;
+    }
 }
 
 Cell Lowering::readMember(const Node& node, const Cell* index) {
@@ -328,11 +371,11 @@ Cell Lowering::readMember(const Node& node, const Cell* index) {
     if (slot(held).type == Vector) return Cell::ofNumber(part(held, vectorPart(node.name)));
     if (slot(held).type != ShaderObj) refuse("a member of something else than the sample or a vector");
     const MemberRow& row = memberRow(ShaderObj, node.name);
-    const std::int64_t place = placeIn(row, index);
+    const Reg which = indexOf(row, index);
     if (row.layout == MemberLayout::Whole)
         return Cell::ofInteger(builder_.make(
-            Op::FromWhole, builder_.make(Op::LoadRecordWhole, kNoReg, kNoReg, kNoReg, at(place))));
-    return Cell::ofNumber(part(slotOfMember(place), 0));
+            Op::FromWhole, builder_.make(Op::LoadRecordWhole, kNoReg, kNoReg, kNoReg, at(placeIn(row, 1)))));
+    return Cell::ofNumber(readReal(row, which));
 }
 
 /// What an operator makes of a member that is a Number. @return what it leaves
@@ -364,17 +407,17 @@ std::optional<Cell> Lowering::changeMember(const Node& node, const Cell* index, 
     if (slot(held).type != ShaderObj) refuse("a member of something else than the sample or a vector");
     const MemberRow& row = memberRow(ShaderObj, node.name);
     if (row.write == nullptr || row.layout != MemberLayout::Real) refuse("a member that cannot be written");
-    const std::size_t member = slotOfMember(placeIn(row, index));
+    const Reg which = indexOf(row, index);
     const Reg number = numberOf(value);
     // Only what the operator looks at is loaded.
-    const Reg current = op == OP_ASSIGN ? number : part(member, 0);
+    const Reg current = op == OP_ASSIGN ? number : readReal(row, which);
     const std::optional<Cell> left = changeNumber(op, current, number, changed);
     // The interpreter remembers where a number that is not finite came from.
     if (!builder_.facts(changed).finite())
         builder_.guard(builder_.make(Op::Less, builder_.make(Op::Absolute, changed),
                                      builder_.real(std::numeric_limits<double>::infinity())),
                        "a number that is not finite");
-    slot(member).number = changed;
+    writeReal(row, which, changed);
     return left;
 }
 
@@ -452,17 +495,16 @@ void Lowering::combineInto(Variable& variable, std::int32_t op, const Cell& valu
     Cell held = slot(index);
     if (held.type == Vector) {
         const Cell current = Cell::ofVector({part(index, 1), part(index, 2), part(index, 3)});
-        if (value.type == Vector && (op == OP_BITAND || op == OP_XOR)) refuse("a bit operator of vectors");
+        if (value.type == Vector && (op == OP_BITAND || op == OP_XOR)) {  // by component
+            for (std::size_t i = 0; i < 3; ++i) slot(index).vec[i] = bits(op, current.vec[i], value.vec[i]);
+            return;
+        }
         slot(index).vec = combine(op, current, value).vec;
         return;
     }
     if (!held.isNumeric()) refuse("a compound assignment to a variable without a number");
     const Reg current = part(index, 0);
-    if (held.type == kMixedKind) {
-        settleKind(held);
-        slot(index).type = held.type;
-        slot(index).kind = held.kind;
-    }
+    held = settled(variable);
     Cell other = value;
     if (held.type == Integer) settleKind(other);
     if (held.type == Integer && other.type == Integer) {
@@ -475,6 +517,24 @@ void Lowering::combineInto(Variable& variable, std::int32_t op, const Cell& valu
     if (other.type == Vector && !arithmetic) refuse("a bit operator of a number and a vector");
     if (other.type == Nil) refuse("an operator of other kinds than numbers and vectors");
     slot(index).number = plainNumbers(op, current, firstNumber(other));
+}
+
+/// `-x;` and `!x;`
+void Lowering::changeInPlace(const Node& node) {
+    static_cast<void>(pop());
+    const std::size_t index = slotOf(*node.variable);
+    if (!slot(index).isNumeric() && (node.op == OP_NOT || !isInlineKind(slot(index).type)))
+        refuse("a sign or a truth of something else than a number");
+    if (node.op == OP_NOT) {
+        slot(index).number = inverted(readVariable(*node.variable)).number;
+        settled(*node.variable);
+        return;
+    }
+    for (int which = 0; which < kParts; ++which) {  // whatever the kind
+        if (partOf(slot(index), which) == kNoReg) continue;
+        const Reg negative = builder_.make(Op::Negate, part(index, which));
+        partOf(slot(index), which) = negative;
+    }
 }
 
 void Lowering::increment(const Node& node) {

@@ -80,6 +80,8 @@ Cell Lowering::combine(std::int32_t op, Cell left, Cell right) {
                                    builder_.make(Op::Sub, product(az, bx), product(ax, bz)),
                                    builder_.make(Op::Sub, product(ax, by), product(ay, bx))});
     }
+    const bool bitwise = op == OP_BITOR || op == OP_SHL || op == OP_SHR;
+    if (left.type != Vector && bitwise) refuse("a bit operator of a number and a vector");
     return combineVectors(op, vectorOf(left), vectorOf(right));
 }
 
@@ -105,8 +107,13 @@ Cell Lowering::combineVectors(std::int32_t op, const std::array<Reg, 3>& a, cons
             case OP_MOD:
                 result[i] = builder_.call(static_cast<double (*)(double, double)>(std::fmod), a[i], b[i]);
                 break;
+            case OP_BITOR:
+            case OP_SHL:
+            case OP_SHR:
+                result[i] = bits(op, a[i], b[i]);
+                break;
             default:
-                refuse("a bit operator of vectors");
+                refuse("a product of a vector and a number");
         }
     }
     return Cell::ofVector(result);
@@ -193,11 +200,20 @@ Reg Lowering::bits(std::int32_t op, Reg left, Reg right) {
 // ---- comparisons
 
 Reg Lowering::compare(std::int32_t op, Cell left, Cell right) {
-    if (left.type == Vector && (right.type == Vector || right.isNumeric()))
-        return compareVectors(op, left.vec, vectorOf(right));
+    if (left.type == Nil)  // it is equal to its like, and nothing else
+        return builder_.whole((op == OP_EQ && right.type == Nil) || (op == OP_NE && right.type != Nil) ? 1
+                                                                                                       : 0);
+    const auto above = [this](Reg reg) { return builder_.make(Op::Add, reg, builder_.real(1.0)); };
+    if (left.type == Vector)  // what holds no number is larger by one
+        return compareVectors(
+            op, left.vec,
+            right.type == Nil ? std::array<Reg, 3>{above(left.vec[0]), above(left.vec[1]), above(left.vec[2])}
+                              : vectorOf(right));
     settleKind(left);
     const Reg a = numberOf(left);
-    const Reg b = numberOf(right);
+    const bool hasNumber = right.isNumeric();
+    if (!hasNumber && left.type == Integer) return builder_.whole(0);
+    const Reg b = hasNumber ? numberOf(right) : above(a);
     if (left.type == Number) {
         // What is added changes nothing between whole numbers.
         if (builder_.facts(a).whole && builder_.facts(b).whole) return relation(op, a, b);

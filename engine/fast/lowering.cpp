@@ -33,7 +33,10 @@ public:
                     if (node->mode == kStatementForm) written_.insert(node->variable);
                     break;
                 case OP_CALL:
-                    if (node->mode != kMethodCall && node->reach == Reach::Function) of(*node->to.function);
+                    if (node->mode == kMethodCall)
+                        written_.insert(node->variable);
+                    else if (node->reach == Reach::Function)
+                        of(*node->to.function);
                     break;
                 default:
                     break;

@@ -162,6 +162,7 @@ private:
 
     // ---- lower_choices.cpp
     [[nodiscard]] const Node* switchOver(const Node& node);
+    [[nodiscard]] const Node* selectOver(const Node& node);
     void leaveIf(Reg condition, std::size_t block);
     void selector();
     [[nodiscard]] Cell chosen(Reg which, const std::vector<Cell>& values);
@@ -203,6 +204,7 @@ private:
     void assignVariable(Variable& variable, const Cell& value);
     void variable(const Node& node);
     void indexed(const Node& node);
+    void declare(Variable& variable);
     [[nodiscard]] Cell element(Variable& variable, const std::vector<Cell>& indexes);
     /// What an assignment changes.
     struct Target {
@@ -213,7 +215,10 @@ private:
     [[nodiscard]] const MemberRow& memberRow(std::int32_t type, NameId name);
     [[nodiscard]] int vectorPart(NameId name);
     [[nodiscard]] Cell readMember(const Node& node, const Cell* index);
-    [[nodiscard]] std::int64_t placeIn(const MemberRow& row, const Cell* index);
+    [[nodiscard]] std::int64_t placeIn(const MemberRow& row, std::int64_t which);
+    [[nodiscard]] Reg indexOf(const MemberRow& row, const Cell* index);
+    [[nodiscard]] Reg readReal(const MemberRow& row, Reg which);
+    void writeReal(const MemberRow& row, Reg which, Reg value);
     /// @return what the operator leaves
     std::optional<Cell> changeMember(const Node& node, const Cell* index, std::int32_t op, const Cell& value);
     std::optional<Cell> changeNumber(std::int32_t op, Reg current, Reg value, Reg& changed);
@@ -226,18 +231,36 @@ private:
     void compound(const Node& node);
     void increment(const Node& node);
     void combineInto(Variable& variable, std::int32_t op, const Cell& value);
+    void changeInPlace(const Node& node);
 
     // ---- lower_calls.cpp
     void call(const Node& node);
     void callFunction(const Node& node);
     void bind(Variable& parameter, const Cell& value);
-    void callBuiltin(const Node& node);
     void enter(const FunctionRecord& function, std::size_t arguments);
     void finishActivation();
+
+    // ---- lower_builtins.cpp
+    void callBuiltin(const Node& node);
     [[nodiscard]] Cell eachComponent(const Cell& x, const std::function<Reg(Reg)>& apply);
     [[nodiscard]] Cell pairwise(const NumericForm& form, Cell a, Cell b);
     [[nodiscard]] Reg applied(const NumericForm& form, Reg a, Reg b);
-    [[nodiscard]] Cell randomUnit();
+    [[nodiscard]] Reg cut(Reg number);
+    [[nodiscard]] Cell boxed(NumericForm::Rule rule, const std::vector<Cell>& args);
+    [[nodiscard]] Cell transformed(NumericForm::Rule rule, const std::vector<Cell>& args);
+    void rotate(std::array<std::array<Reg, 4>, 4>& m, Reg axis, Reg angle);
+    [[nodiscard]] Reg drawAfter(Reg state);
+    [[nodiscard]] Cell randomUnit(const std::vector<Cell>& args);
+    [[nodiscard]] Cell randomWhole(Reg from, Reg to);
+
+    // ---- lower_methods.cpp
+    void callMethod(const Node& node);
+    [[nodiscard]] Reg isOfKind(const Cell& cell, std::int32_t kind);
+    Cell settled(Variable& variable);
+    [[nodiscard]] Cell cutVariable(Variable& variable);
+    [[nodiscard]] Cell sizeOf(Variable& variable, bool ofItself);
+    [[nodiscard]] Reg wholeOf(Variable& variable);
+    [[nodiscard]] Cell asVector(Variable& variable);
 
     void finish();
     void storeSlot(std::size_t index, bool& kindsChange);

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kestrel::equal {
@@ -36,8 +37,16 @@ constexpr std::string_view kSmall[] = {"0", "1", "2", "3", "0.5", "0.25", "-1", 
 constexpr std::string_view kOperators[] = {"+", "-", "*", "+", "-", "*", "/", "%", "&", "|", "^", "<<", ">>"};
 constexpr std::string_view kPlainOperators[] = {"+", "-", "*"};
 constexpr std::string_view kComparisons[] = {"<", ">", "<=", ">=", "==", "!="};
-constexpr std::string_view kOfOne[] = {"sqrt", "sin", "cos",  "abs", "floor", "ceil",
-                                       "frac", "exp", "atan", "rad", "tanh"};
+constexpr std::string_view kOfOne[] = {"sqrt", "sin",  "cos", "abs",  "floor", "ceil",  "frac",   "exp",
+                                       "atan", "rad",  "deg", "tanh", "floor", "cot",   "sec",    "csc",
+                                       "log",  "asin", "fac", "abs",  "size",  "gamma", "integer"};
+constexpr std::string_view kMethods[] = {"asInt", "asNum", "size",  "count", "isInt",
+                                         "isNum", "isVec", "isNil", "trunc", "asInt"};
+/// Spans that a draw hits soon.
+constexpr std::string_view kDraws[] = {"randu()",          "randu()",           "randu()",
+                                       "randu(7)",         "randu(-2.5)",       "random(0, 32767)",
+                                       "random(-5, 9000)", "random(12000, 2)",  "random(2.5, 2)",
+                                       "random(3, 40000)", "random(0, 20000.5)"};
 constexpr std::string_view kRead[] = {"oPos[1]",  "oPos[2]", "oPos[3]",  "wPos[1]",  "gNorm[2]", "sx",
                                       "sy",       "cosine",  "spotSize", "luminous", "diffuse",  "color[1]",
                                       "wNorm[3]", "polNum",  "wXfrm[4]", "rayLength"};
@@ -56,6 +65,7 @@ public:
 
     Node script() {
         switches_ = random_.chance(40);
+        calls_ = random_.chance(65);
         Node script(Role::Block);
         head(script);
         const std::size_t count = random_.below(4);
@@ -111,7 +121,7 @@ private:
     /// Written to: mostly locals.
     std::string target() {
         if (random_.chance(8)) return "seen";
-        if (random_.chance(10)) return "g" + std::to_string(random_.below(3));
+        if (random_.chance(5)) return "g" + std::to_string(random_.below(3));
         if (parameters_ > 0 && random_.chance(20))
             return std::string(1,
                                static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
@@ -125,16 +135,28 @@ private:
             if (process_ && random_.chance(45)) return make(Role::Expression, {"sa.", random_.pick(kRead)});
             return make(Role::Expression, {random_.chance(35) ? literal() : number()});
         }
-        switch (random_.below(17)) {
+        switch (random_.below(20)) {
             case 16:
                 return selected(depth);
+            case 17:
+                if (calls_) return binary(depth);
+                return make(Role::Expression,
+                            {random_.chance(80) ? local() : vectorName(), ".", random_.pick(kMethods), "()"});
+            case 18:
+                return random_.chance(60) ? make(Role::Expression, {"round(", value(depth - 1), ", ",
+                                                                    std::to_string(random_.below(4)), ")"})
+                                          : member(depth);
+            case 19:
+                return random_.chance(95) ? binary(depth)
+                                          : make(Role::Expression, {"(", value(depth - 1), " ",
+                                                                    random_.pick(kComparisons), " nil)"});
             case 0:
                 return make(Role::Expression, {random_.pick(kOfOne), "(", value(depth - 1), ")"});
             case 1:
                 return make(Role::Expression,
                             {random_.pick(kTwo), "(", value(depth - 1), ", ", value(depth - 1), ")"});
             case 2:
-                return make(Role::Expression, {"(", random_.chance(60) ? "-" : "!", value(depth - 1), ")"});
+                return make(Role::Expression, {"(", random_.chance(60) ? "- " : "!", value(depth - 1), ")"});
             case 3:
                 return element(depth);
             case 4:
@@ -153,14 +175,14 @@ private:
                 return make(Role::Expression, {"(", numbers_ < 4 ? std::string("seen") : target(),
                                                random_.chance(50) ? "++)" : "--)"});
             case 7:
-                if (functions_.empty()) return binary(depth);
+                if (functions_.empty() || !calls_) return binary(depth);
                 {
                     const std::size_t which = random_.below(functions_.size());
-                    if (functions_[which].results > 1 && !random_.chance(2)) return binary(depth);
+                    if (functions_[which].results > 1 && !seldom()) return binary(depth);
                     return call(which, depth);
                 }
             case 8:
-                return random_.chance(50) ? make(Role::Expression, {"randu()"})
+                return random_.chance(50) ? make(Role::Expression, {random_.pick(kDraws)})
                                           : make(Role::Expression, {"(", vectorValue(depth - 1), " & ",
                                                                     vectorValue(depth - 1), ")"});
             case 9:
@@ -182,10 +204,10 @@ private:
         Node left = value(depth - 1);
         if (whole && random_.chance(70)) left = make(Role::Expression, {"floor(", std::move(left), ")"});
         const bool cut = left.parts.size() == 3 && left.parts.front().text == "floor(";
-        if (op == "%" && random_.chance(97))
+        if (op == "%" && !seldom())
             return make(Role::Expression, {"(", std::move(left), " % ",
                                            cut ? random_.pick(kDivisors) : std::string_view("0.7"), ")"});
-        Node right = op == "/" && random_.chance(80)
+        Node right = op == "/" && random_.chance(90)
                          ? make(Role::Expression, {random_.chance(60) ? "3" : "0.7"})
                          : value(depth - 1);
         return make(Role::Expression, {"(", std::move(left), " ", op, " ", std::move(right), ")"});
@@ -193,9 +215,20 @@ private:
 
     Node vectorValue(int depth) {
         if (depth <= 0 || random_.chance(35)) return make(Role::Expression, {vector()});
-        switch (random_.below(5)) {
+        switch (random_.below(8)) {
             case 4:
                 return make(Role::Expression, {"ways[(floor(", value(depth - 1), ") & 3) + 1]"});
+            case 5:
+                return make(Role::Expression, {random_.pick(kVectorsOfTwo), "(", vectorValue(depth - 1), ", ",
+                                               vectorValue(depth - 1), ")"});
+            case 6:
+                return make(Role::Expression,
+                            {"rotate3d(", std::to_string(1 + random_.below(3)), ", ", value(depth - 1), ", ",
+                             vectorValue(depth - 1), random_.chance(50) ? ", gv0)" : ")"});
+            case 7:
+                return make(Role::Expression,
+                            {"(", vectorValue(depth - 1), " ", random_.pick(kVectorOperators), " ",
+                             vectorValue(depth - 1), ")"});
             case 0:
                 return make(Role::Expression,
                             {"<", value(depth - 1), ", ", value(depth - 1), ", ", value(depth - 1), ">"});
@@ -212,10 +245,10 @@ private:
     }
 
     Node selected(int depth) {
-        if (nested_) return binary(depth);
+        if (nested_ || calls_) return binary(depth);
         nested_ = true;
         Node node =
-            make(Role::Expression, {"(", random_.chance(80) ? "1 + " : "", condition(depth - 1), " ? @0.5 + ",
+            make(Role::Expression, {"(", random_.chance(95) ? "1 + " : "", condition(depth - 1), " ? @0.5 + ",
                                     value(depth - 1), ", 1.5 * ", value(depth - 1), "@)"});
         nested_ = false;
         return node;
@@ -234,9 +267,8 @@ private:
 
     Node element(int depth) {
         const auto index = [&](std::string_view most) {
-            return random_.chance(1)
-                       ? value(depth - 1)
-                       : make(Role::Expression, {"(floor(", value(depth - 1), ") & ", most, ") + 1"});
+            return seldom() ? value(depth - 1)
+                            : make(Role::Expression, {"(floor(", value(depth - 1), ") & ", most, ") + 1"});
         };
         switch (random_.below(3)) {
             case 0:
@@ -248,13 +280,23 @@ private:
         }
     }
 
+    /// A member of the sample by an index that depends.
+    Node member(int depth) {
+        if (!process_) return binary(depth);
+        constexpr std::string_view kOfThree[] = {"oPos", "gNorm", "color", "wNorm"};
+        return make(Role::Expression, {"sa.", random_.pick(kOfThree), "[(floor(", value(depth - 1),
+                                       seldom() ? ") & 3) + 1]" : ") & 1) + 1]"});
+    }
+
     Node call(std::size_t which, int depth) {
+        const bool nested = std::exchange(nested_, nested_ || !calls_);
         Node node = make(Role::Expression, {"f" + std::to_string(which) + "("});
         for (int i = 0; i < functions_[which].parameters; ++i) {
             if (i > 0) node.add(Node(", "));
-            node.add(random_.chance(98) ? value(depth - 1) : vectorValue(depth - 1));
+            node.add(seldom() ? vectorValue(depth - 1) : value(depth - 1));
         }
         node.add(Node(")"));
+        nested_ = nested;
         return node;
     }
 
@@ -264,10 +306,10 @@ private:
         Node block(Role::Block);
         vectors_ = 0;
         for (numbers_ = 0; numbers_ < 4; ++numbers_)
-            if (random_.chance(97))
+            if (!seldom())
                 block.add(make(Role::Statement, {"n" + std::to_string(numbers_), " = ", value(1), ";\n"}));
         for (; vectors_ < 2; ++vectors_)
-            if (random_.chance(98))
+            if (!seldom())
                 block.add(
                     make(Role::Statement, {"v" + std::to_string(vectors_), " = ", vectorValue(2), ";\n"}));
         return block;
@@ -276,21 +318,24 @@ private:
     Node function(std::size_t index, const Function& made) {
         parameters_ = made.parameters;
         results_ = made.results;
+        depth_ = 1;
         std::string head = "f" + std::to_string(index);
         for (int i = 0; i < made.parameters; ++i)
             head += (i == 0 ? ": " : ", ") + std::string(1, static_cast<char>('a' + i));
         Node node = make(Role::Group, {head, "\n{\n", locals(), statements(4), returning(), "}\n"});
         node.role = Role::Statement;
-        parameters_ = results_ = 0;
+        parameters_ = results_ = depth_ = 0;
         return node;
     }
 
     Node returning() {
         Node node = make(Role::Statement, {"return ("});
+        const bool nested = std::exchange(nested_, nested_ || !calls_);
         for (int i = 0; i < results_; ++i) {
             if (i > 0) node.add(Node(", "));
-            node.add(random_.chance(98) ? value(2) : vectorValue(2));
+            node.add(seldom() ? vectorValue(2) : value(2));
         }
+        nested_ = nested;
         node.add(Node(");\n"));
         return node;
     }
@@ -321,15 +366,33 @@ private:
     }
 
     Node write() {
+        if (random_.chance(10)) {
+            constexpr std::string_view kOfThree[] = {"sa.color[", "sa.wNorm["};
+            const std::string_view which = random_.pick(kOfThree);
+            return make(Role::Statement,
+                        {which, seldom() ? "1.5 * " : "", "(floor(", value(1), ") & 1) + 1] ",
+                         random_.chance(70) ? "=" : "+=", " ", value(2), ";\n"});
+        }
         const std::string member = "sa." + std::string(random_.pick(kWritten));
         if (random_.chance(20)) return combination(member);
+        if (random_.chance(10)) return make(Role::Statement, {member, random_.pick(kSteps), ";\n"});
         return make(Role::Statement, {member, " = ", value(2), ";\n"});
     }
 
     Node statement() {
-        switch (random_.below(depth_ < 3 ? 23 : 11)) {
-            case 22:
+        switch (random_.below(depth_ < 3 ? 27 : 13)) {
+            case 25:
                 return switches_ ? switchOver() : leaving();
+            case 26:
+                return switches_ ? selectOver() : leaving();
+            case 11:
+                return make(Role::Statement, {random_.chance(60) ? "-" : "!", target(), ";\n"});
+            case 12:
+                if (calls_ || random_.chance(50))
+                    return make(Role::Statement,
+                                {vectorName(), ".", std::string(1, static_cast<char>('x' + random_.below(3))),
+                                 random_.pick(kSteps), ";\n"});
+                return make(Role::Statement, {random_.chance(70) ? target() : vectorName(), ".trunc();\n"});
             case 0:
             case 1:
             case 2:
@@ -355,22 +418,25 @@ private:
             case 10:
                 return random_.chance(4) ? strange()
                                          : make(Role::Statement, {target(), " = ", value(2), ";\n"});
-            case 11:
-            case 12:
             case 13:
-                return make(Role::Statement, {"if (", condition(2), ") ", body()});
             case 14:
             case 15:
+                return make(Role::Statement, {"if (", condition(2), ") ", body()});
             case 16:
-                return make(Role::Statement, {"if (", condition(2), ") ", body(), "else ", body()});
             case 17:
+            case 18:
+                return make(Role::Statement, {"if (", condition(2), ") ", body(), "else ", body()});
+            case 19:
                 return make(Role::Statement, {"if (", rareCondition(), ") { ", strange(), "}\n"});
             default:
                 return loop();
         }
     }
 
-    Node rareCondition() { return make(Role::Expression, {value(1), " > ", random_.pick(kRare)}); }
+    Node rareCondition() {
+        if (random_.chance(20)) return make(Role::Expression, {value(1), " > ", random_.pick(kRare)});
+        return make(Role::Expression, {"frac(7.3 * ", value(1), ") > 0.95"});
+    }
 
     /// What is not lowered. Not of texts in globals: as numbers they would count by their addresses.
     Node strange() {
@@ -441,11 +507,21 @@ private:
         return node;
     }
 
+    Node selectOver() {
+        Node node = make(Role::Statement, {"select\n"});
+        for (std::size_t i = 1 + random_.below(3); i > 0; --i)
+            node.add(make(Role::Statement, {"when ", random_.chance(95) ? condition(2) : value(1),
+                                            " then do\n", body(), "end\n"}));
+        if (random_.chance(60)) node.add(make(Role::Statement, {"otherwise do\n", body(), "end\n"}));
+        node.add(Node("end\n"));
+        return node;
+    }
+
     /// Counters are written by nothing else, so loops end.
     Node loop() {
         const std::string counter = "k" + std::to_string(depth_);
         const std::string last =
-            std::to_string(random_.chance(70) ? 1 + random_.below(4) : 9 + random_.below(6));
+            std::to_string(random_.chance(70) ? 1 + random_.below(depth_ > 1 ? 2 : 4) : 9 + random_.below(6));
         counters_.push_back(counter);
         Node node(Role::Statement);
         switch (random_.below(4)) {
@@ -475,6 +551,7 @@ private:
     /// Between samples: values, kinds and arrays change.
     Node changes() {
         Node block(Role::Block);
+        numbers_ = vectors_ = 0;  // there are no locals
         for (std::size_t left = 1 + random_.below(3); left > 0; --left) {
             switch (random_.below(7)) {
                 case 0:
@@ -490,17 +567,17 @@ private:
                     break;
                 case 3:
                     block.add(make(Role::Statement, {"g1 = ",
-                                                     random_.chance(20)   ? "<1, 2, 3>"
-                                                     : random_.chance(20) ? "nil"
-                                                                          : literal(),
+                                                     seldom()   ? "<1, 2, 3>"
+                                                     : seldom() ? "nil"
+                                                                : literal(),
                                                      ";\n"}));
                     break;
                 case 4:
                     block.add(make(Role::Statement, {"whole[9] = 27;\n"}));
                     break;
                 case 5:
-                    block.add(make(Role::Statement,
-                                   {"table[3] = ", random_.chance(30) ? "<1, 2, 3>" : "7", ";\n"}));
+                    block.add(
+                        make(Role::Statement, {"table[3] = ", random_.chance(5) ? "<1, 2, 3>" : "7", ";\n"}));
                     break;
                 default:
                     if (!functions_.empty())
@@ -513,6 +590,17 @@ private:
         return block;
     }
 
+    /// What is wrong, in few places.
+    bool seldom() { return random_.below(400) == 0; }
+    std::string local() { return "n" + std::to_string(random_.below(numbers_ > 0 ? numbers_ : 4)); }
+    std::string vectorName() {
+        return (vectors_ > 0 ? "v" : "gv") + std::to_string(random_.below(vectors_ > 0 ? vectors_ : 2));
+    }
+
+    static constexpr std::string_view kSteps[] = {"++", "--"};
+    static constexpr std::string_view kVectorsOfTwo[] = {"center",      "extent",  "cross3d",
+                                                         "translate3d", "scale3d", "max"};
+    static constexpr std::string_view kVectorOperators[] = {"|", "^", "%", "<<", ">>"};
     static constexpr std::string_view kTwo[] = {"min", "max", "pow", "mod", "min", "max"};
     static constexpr std::string_view kRare[] = {"1.5", "100", "0.9", "10"};
 
@@ -524,6 +612,7 @@ private:
     int parameters_ = 0;
     int results_ = 0;
     int depth_ = 0;
+    bool calls_ = false;     ///< inside of expressions, where there are no selectors and no methods then
     bool switches_ = false;  ///< in place of `continue`, which behind a switch may start over for ever
     bool process_ = false;
     bool nested_ = false;
