@@ -34,13 +34,13 @@ void Assumptions::value(const Variable& variable) {
     values_.push_back({&variable, variable.number, variable.vec});
 }
 
-std::int32_t Assumptions::elements(const ArrayRecord& array) {
+std::int32_t Assumptions::elements(const ArrayRecord& array, bool mixed) {
     const auto known = std::ranges::find(elements_, &array, &Elements::array);
     if (known != elements_.end()) return known->type;
     if (array.elements.empty() || array.elements.size() > kMostElements) return Uninitialized;
     Elements elements{&array,     array.elements.data(),      array.elements.size(), array.dimCount,
                       array.dims, array.elements.front().type};
-    if (!holds(elements)) elements.type = kMixedKind;
+    if (elements.type != Vector && (mixed || !holds(elements))) elements.type = kMixedKind;
     if (!holds(elements)) return Uninitialized;
     elements_.push_back(elements);
     return elements.type;

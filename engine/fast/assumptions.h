@@ -21,8 +21,9 @@ public:
     /// The same for a parameter, which may hold the array or the sample of the last call.
     void bound(const Variable& parameter) { bound_.push_back(&parameter); }
     /// An array stays where and as large as it is, and all its elements are numbers, or all are vectors.
+    /// @param mixed  of numbers nothing more is taken for granted
     /// @return their kind, kMixedKind of numbers of both kinds; Uninitialized of all others
-    [[nodiscard]] std::int32_t elements(const ArrayRecord& array);
+    [[nodiscard]] std::int32_t elements(const ArrayRecord& array, bool mixed);
     /// No object ends with the function's activation.
     void noObjects(const FunctionRecord& function) { functions_.insert(&function); }
 

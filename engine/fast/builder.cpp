@@ -52,7 +52,8 @@ std::size_t Builder::KeyHash::operator()(const Key& key) const noexcept {
     std::uint64_t hash = static_cast<std::uint64_t>(key.op) * 0x9E3779B97F4A7C15u;
     for (const Reg reg : key.operands)
         hash = (std::rotl(hash, 21) ^ static_cast<std::uint32_t>(reg)) * 0xBF58476D1CE4E5B9u;
-    return static_cast<std::size_t>((hash ^ static_cast<std::uint64_t>(key.imm)) * 0x94D049BB133111EBu);
+    hash ^= static_cast<std::uint64_t>(key.imm) + key.epoch;
+    return static_cast<std::size_t>(hash * 0x94D049BB133111EBu);
 }
 
 Builder::Mark Builder::mark() const noexcept {
@@ -127,12 +128,12 @@ const Instruction* Builder::definition(Reg reg) const {
     return at < 0 ? nullptr : &code_.instructions[static_cast<std::size_t>(at)];
 }
 
-Reg Builder::make(Op op, Reg a, Reg b, Reg c, Immediate imm) {
+Reg Builder::makeAt(std::uint32_t epoch, Op op, Reg a, Reg b, Reg c, Immediate imm) {
     if (commutes(op) && b < a) std::swap(a, b);
     if (isPure(op)) {
         if (const Reg known = simplified(op, a, b, c); known != kNoReg) return known;
     }
-    const auto [place, added] = known_.try_emplace(Key{op, {a, b, c}, imm.whole}, kNoReg);
+    const auto [place, added] = known_.try_emplace(Key{op, {a, b, c}, imm.whole, epoch}, kNoReg);
     if (!added) return place->second;
     keyLog_.push_back(place->first);
     const Reg to = newRegister(infoOf(op).result, factsOf(op, a, b, c));
@@ -140,6 +141,13 @@ Reg Builder::make(Op op, Reg a, Reg b, Reg c, Immediate imm) {
     code_.registers.back().definition = static_cast<std::int32_t>(code_.instructions.size());
     code_.instructions.push_back({op, {a, b, c}, to, imm});
     return to;
+}
+
+void Builder::change(std::uint32_t epoch, Op op, Op load, Reg index, Reg value, Immediate place) {
+    code_.instructions.push_back({op, {index, value, kNoReg}, kNoReg, place});
+    const auto [known, added] =
+        known_.try_emplace(Key{load, {index, kNoReg, kNoReg}, place.whole, epoch}, value);
+    if (added) keyLog_.push_back(known->first);
 }
 
 Reg Builder::call(double (*function)(double), Reg a) {

@@ -75,7 +75,17 @@ public:
     [[nodiscard]] std::optional<std::int64_t> wholeConstant(Reg whole) const;
 
     /// The result of an operation that is Pure or a Load.
-    Reg make(Op op, Reg a = kNoReg, Reg b = kNoReg, Reg c = kNoReg, Immediate imm = {});
+    Reg make(Op op, Reg a = kNoReg, Reg b = kNoReg, Reg c = kNoReg, Immediate imm = {}) {
+        return makeAt(0, op, a, b, c, imm);
+    }
+    /// What a load of an array yields in one of its epochs, which changes of the array divide.
+    Reg load(std::uint32_t epoch, Op op, Reg index, Immediate place) {
+        return makeAt(epoch, op, index, kNoReg, kNoReg, place);
+    }
+    /// Writes in the middle.
+    /// @param epoch  that begins with it
+    /// @param load   which yields the value from here on
+    void change(std::uint32_t epoch, Op op, Op load, Reg index, Reg value, Immediate place);
     [[nodiscard]] Reg call(double (*function)(double), Reg a);
     [[nodiscard]] Reg call(double (*function)(double, double), Reg a, Reg b);
 
@@ -123,6 +133,7 @@ private:
         Op op;
         std::array<Reg, 3> operands;
         std::int64_t imm;
+        std::uint32_t epoch;
         friend bool operator==(const Key&, const Key&) = default;
     };
     struct KeyHash {
@@ -130,6 +141,7 @@ private:
     };
 
     [[nodiscard]] static std::size_t index(Reg reg) noexcept { return static_cast<std::size_t>(reg); }
+    Reg makeAt(std::uint32_t epoch, Op op, Reg a, Reg b, Reg c, Immediate imm);
     [[nodiscard]] Reg newRegister(Class cls, const Facts& facts);
     [[nodiscard]] Reg simplified(Op op, Reg a, Reg b, Reg c);
     [[nodiscard]] Reg simplifiedWhole(Op op, Reg a, Reg b);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "engine/fast/facts.h"
+#include "engine/fast/undo.h"
 
 #include <array>
 #include <cstddef>
@@ -17,7 +18,7 @@
 namespace kestrel::fast {
 
 enum class Class : std::uint8_t { None, Real, Whole };
-enum class Sort : std::uint8_t { Pure, Test, Load, Control, Write };
+enum class Sort : std::uint8_t { Pure, Test, Load, Change, Control, Write };
 
 enum class Op : std::uint8_t {
 #define KESTREL_FAST_OP(name, result, a, b, c, sort) name,
@@ -78,13 +79,15 @@ struct Code {
     std::vector<std::vector<Move>> moves;
     std::vector<Register> registers;
     int blocks = 0;
+    UndoLog* undo =
+        nullptr;  ///< of code that writes in the middle; whoever runs it takes back when it leaves
 };
 
 /// How a run of the code ended.
 enum class Outcome : std::int32_t {
     Done = 0,
     Changed = 1,  ///< done; kinds of variables may have changed
-    Left = 2,     ///< by a guard: nothing was written
+    Left = 2,     ///< by a guard: nothing was written but what the undo log knows
 };
 
 /// Takes out what nobody needs. Renumbers nothing but instructions.

@@ -31,6 +31,7 @@ void FastProcess::reset() {
     experience_ = {};
     refusal_.reset();
     branches_.clear();
+    undo_.reset();
     counts_ = {};
     stage_ = Stage::New;
 }
@@ -79,6 +80,7 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         install(lowered.code);
         assumptions_ = std::move(lowered.assumptions);
         branches_ = std::move(lowered.branches);
+        undo_ = std::move(lowered.undo);
         stage_ = Stage::Ready;
     } catch (const std::bad_alloc&) {
         drop({"there is no memory for it"});
@@ -101,6 +103,7 @@ bool FastProcess::settle(Outcome outcome) {
         ++ctx_.epoch;  // the next sample checks
         return true;
     }
+    if (undo_ != nullptr) undo_->takeBack();
     ++counts_.left;
     if (counts_.left > kTrial && counts_.left > 15 * counts_.shaded)
         drop({"nearly every sample needs the interpreter"});

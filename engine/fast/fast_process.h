@@ -83,6 +83,7 @@ private:
     std::uint64_t checked_ = 0;               ///< the epoch in which all assumptions held
     Stage stage_ = Stage::New;
     Counts counts_;
+    std::unique_ptr<UndoLog> undo_;  ///< the code's, where it writes in the middle
     std::optional<Assumptions> assumptions_;
     std::optional<Carryover> carryover_;
     Experience experience_;

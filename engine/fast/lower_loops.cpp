@@ -116,7 +116,7 @@ void Lowering::repeated(const LoopShape& shape, LoopKnowledge& known) {
 bool Lowering::tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t breaks) {
     std::unordered_set<std::size_t> changing = known.carried;
     std::unordered_set<const FunctionRecord*> seen;
-    collectChanges(shape.top, shape.close, seen, changing);
+    if (collectChanges(shape.top, shape.close, seen, changing)) forgetElements();
     std::vector<std::size_t> slots(changing.begin(), changing.end());
     std::ranges::sort(slots);
     state_.stack.resize(activations_.back().base);
@@ -156,14 +156,16 @@ bool Lowering::tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t
 // ---- what changes
 
 /// Slots that the instructions of a range may write, and those that they reach.
-void Lowering::collectChanges(const Node* begin, const Node* end,
+bool Lowering::collectChanges(const Node* begin, const Node* end,
                               std::unordered_set<const FunctionRecord*>& seen,
                               std::unordered_set<std::size_t>& slots) {
     const auto& infos = knowledge_.slots;
+    bool elements = false;
     const auto add = [&](const auto& map, const auto& key) {
         if (const auto found = map.find(key); found != map.end()) slots.insert(found->second);
     };
     for (const Node* node = begin; node != end && node != nullptr; node = node->next) {
+        elements = elements || (node->op == OP_INDEX && node->mode == kReference);
         if ((node->op == OP_VAR || node->op == OP_INDEX) && node->mode == kReference)
             add(infos.ofVariable, &targetVariable(*node));
         if ((node->op == OP_VAR || node->op == OP_INDEX) && node->mode == kMemberReference) {
@@ -183,8 +185,10 @@ void Lowering::collectChanges(const Node* begin, const Node* end,
         if (node->reach == Reach::Builtin && node->to.builtin->handler.form.draws())
             add(infos.ofMember, std::int64_t{-1});
         if (node->reach == Reach::Function && seen.insert(node->to.function).second)
-            collectChanges(node->to.function->entry, node->to.function->end, seen, slots);
+            elements =
+                collectChanges(node->to.function->entry, node->to.function->end, seen, slots) || elements;
     }
+    return elements;
 }
 
 /// Puts registers in place of the parts of a slot that changes.

@@ -95,7 +95,7 @@ Cell Lowering::sizeOf(Variable& variable, bool ofItself) {
     double count = held.isNumeric() || held.type == Vector ? 1.0 : 0.0;
     if (held.type == Array) {
         const auto& array = *static_cast<const ArrayRecord*>(held.object);
-        if (assumptions_.elements(array) == Uninitialized) refuse("an array that has holes");
+        if (kindOfElements(array) == Uninitialized) refuse("an array that has holes");
         count = static_cast<double>(array.count());
     }
     return Cell::ofInteger(builder_.real(count));

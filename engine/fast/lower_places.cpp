@@ -2,7 +2,6 @@
 #include "engine/context/kind_table.h"
 #include "engine/fast/lowering.h"
 #include "engine/program/node_modes.h"
-#include "engine/values/limits.h"
 
 #include <algorithm>
 
@@ -224,7 +223,7 @@ void Lowering::indexed(const Node& node) {
     switch (node.mode) {
         case kLoad: {
             const std::vector<Cell> indexes = takeIndexes();
-            return push(element(targetVariable(node), indexes));
+            return push(element(elementPlace(targetVariable(node), indexes)));
         }
         case kMemberRead: {
             const std::vector<Cell> indexes = takeIndexes();
@@ -234,75 +233,12 @@ void Lowering::indexed(const Node& node) {
         case kMemberReference:
             return push(Cell::ofKind(IndexedMemberRef, &node));
         case kReference:
-            refuse("an assignment to an element");
+            return push(Cell::ofKind(Array, &node));
         case kDeclare:
             return declare(targetVariable(node));
         default:
             refuse("an element in a queue");
     }
-}
-
-/// A declaration keeps the array that it has made before.
-void Lowering::declare(Variable& variable) {
-    static_cast<void>(takeIndexes());
-    const Cell held = slot(slotOf(variable));
-    if (held.type != Array || held.object == nullptr) refuse("a declaration that makes an array");
-    if (assumptions_.elements(*static_cast<const ArrayRecord*>(held.object)) == Uninitialized)
-        refuse("an array that holds neither numbers nor vectors alone");
-}
-
-Cell Lowering::element(Variable& variable, const std::vector<Cell>& indexes) {
-    const Cell held = slot(slotOf(variable));
-    if (held.type != Array || held.object == nullptr) refuse("an index of something else than an array");
-    const auto& array = *static_cast<const ArrayRecord*>(held.object);
-    if (static_cast<std::size_t>(array.dimCount) != indexes.size()) refuse("a wrong number of indexes");
-    const std::int32_t type = assumptions_.elements(array);
-    if (type == Uninitialized) refuse("an array that holds neither numbers nor vectors alone");
-    const auto require = [&](Op op, Reg a, Reg b) {
-        builder_.guard(builder_.make(op, a, b), "an index out of range");
-    };
-    Reg position = kNoReg;
-    for (std::size_t k = 0; k < indexes.size(); ++k) {
-        const Reg index = builder_.toWhole(numberOf(indexes[k]));
-        if (k == 0) {
-            position = index;
-            if (indexes.size() > 1) {
-                require(Op::LessEqualWhole, index, builder_.whole(kMaxElements));
-                require(Op::LessEqualWhole, builder_.whole(-kMaxElements), index);
-            }
-            continue;
-        }
-        const Reg size = builder_.whole(array.dims[k]);
-        require(Op::LessEqualWhole, index, size);
-        require(Op::LessEqualWhole, builder_.whole(-kMaxElements), index);
-        const Reg rows =
-            builder_.make(Op::MulWhole, builder_.make(Op::SubWhole, position, builder_.whole(1)), size);
-        position = builder_.make(Op::AddWhole, rows, index);
-        if (k + 1 < indexes.size()) {  // as far as the interpreter follows it
-            require(Op::LessEqualWhole, position, builder_.whole(kMaxElements));
-            require(Op::LessEqualWhole, builder_.whole(-kMaxElements), position);
-        }
-    }
-    require(Op::LessEqualWhole, builder_.whole(1), position);
-    require(Op::LessEqualWhole, position, builder_.whole(array.count()));
-    // What is constant of the index goes into the address.
-    const Builder::Offset index = builder_.offsetOf(position);
-    const ValueCell& first = array.elements.front();
-    const auto inElements =
-        [&](const void* part) {  // may lie before the first element, so it is no pointer yet
-            Immediate place = at(part);
-            place.whole += (index.constant - 1) * static_cast<std::int64_t>(sizeof(ValueCell));
-            return place;
-        };
-    const auto load = [&](const double& part) {
-        return builder_.make(Op::LoadElement, index.base, kNoReg, kNoReg, inElements(&part));
-    };
-    if (type == Vector) return Cell::ofVector({load(first.vec.x), load(first.vec.y), load(first.vec.z)});
-    Cell value = Cell::ofNumber(load(first.number));
-    value.type = type;
-    if (type == kMixedKind)
-        value.kind = builder_.make(Op::LoadElementKind, index.base, kNoReg, kNoReg, inElements(&first.type));
-    return value;
 }
 
 // ---- members
@@ -433,20 +369,23 @@ void Lowering::assign(const Node&) {
         if (!members.empty()) assignTo(members.front(), value);
         return push(value);
     }
-    const bool hasValue = target.type == VarRef;  // an assignment to a data member leaves none
+    // An assignment to a data member leaves none.
+    const bool hasValue = target.type == VarRef || target.type == Array;
     assignTo(takeTarget(target), value);
     if (hasValue) push(value);
 }
 
 /// A reference that has been taken off the stack, with its index.
 Lowering::Target Lowering::takeTarget(const Cell& reference) {
-    Target target{reference.type, reference.node, std::nullopt};
-    if (reference.type == IndexedMemberRef) {
+    Target target{reference.type, reference.node};
+    if (reference.type == Array) {
+        target.indexes = takeIndexes();
+    } else if (reference.type == IndexedMemberRef) {
         const std::vector<Cell> indexes = takeIndexes();
         if (indexes.size() != 1) refuse("a member with several indexes");
         target.index = indexes.front();
     } else if (reference.type != VarRef && reference.type != MemberRef) {
-        refuse("an assignment to something else than variables and members");
+        refuse("an assignment to something else than variables, elements and members");
     }
     return target;
 }
@@ -465,6 +404,8 @@ std::vector<Lowering::Target> Lowering::takeBlock() {
 
 void Lowering::assignTo(const Target& target, const Cell& value) {
     if (target.type == VarRef) return assignVariable(targetVariable(*target.node), value);
+    if (target.type == Array)
+        return assignElement(elementPlace(targetVariable(*target.node), target.indexes), value);
     static_cast<void>(changeMember(*target.node, target.index ? &*target.index : nullptr, OP_ASSIGN, value));
 }
 
@@ -486,6 +427,11 @@ void Lowering::compound(const Node& node) {
     const Target target = takeTarget(pop());
     if (target.type == VarRef)
         return combineInto(targetVariable(*target.node), plainOperator(node.op), value);
+    if (target.type == Array) {
+        static_cast<void>(
+            changeElement(elementPlace(targetVariable(*target.node), target.indexes), node.op, value));
+        return;
+    }
     static_cast<void>(changeMember(*target.node, target.index ? &*target.index : nullptr, node.op, value));
 }
 
@@ -539,6 +485,10 @@ void Lowering::changeInPlace(const Node& node) {
 
 void Lowering::increment(const Node& node) {
     const Target target = takeTarget(pop());
+    if (target.type == Array) {
+        const ElementPlace place = elementPlace(targetVariable(*target.node), target.indexes);
+        return push(*changeElement(place, node.op, Cell::ofInteger(builder_.real(1.0))));
+    }
     if (target.type != VarRef) {
         const auto left = changeMember(*target.node, target.index ? &*target.index : nullptr, node.op,
                                        Cell::ofInteger(builder_.real(1.0)));
@@ -594,6 +544,7 @@ void Lowering::storeSlot(std::size_t index, bool& kindsChange) {
 
 void Lowering::finish() {
     if (!state_.reached) refuse("a function that always leaves");
+    if (undo_ != nullptr) builder_.store(Op::StoreWord, builder_.whole(0), at(&undo_->used));
     bool kindsChange = false;
     for (std::size_t i = 0; i < state_.slots.size(); ++i) storeSlot(i, kindsChange);
     builder_.control(Op::Done, kNoReg, at(std::int64_t{kindsChange}));

@@ -65,7 +65,8 @@ Lowered Lowering::run() {
     activations_.erase(activations_.begin());
     finishActivation();
     finish();
-    Lowered lowered{builder_.take(), std::move(assumptions_), std::move(refusals_)};
+    Lowered lowered{builder_.take(), std::move(assumptions_), std::move(refusals_), std::move(undo_)};
+    lowered.code.undo = lowered.undo.get();
     removeDead(lowered.code);
     coalesce(lowered.code);
     return lowered;
@@ -85,6 +86,7 @@ std::variant<Lowered, Refusal> lower(EngineContext& ctx, Carryover& carryover, c
             return Lowering(ctx, carryover, process, knowledge).run();
         } catch (const NeedsPreload& missing) {
             for (const std::size_t slot : missing.slots) knowledge.slots.infos[slot].preload = true;
+        } catch (const Restart&) {
         } catch (const Unlowerable& reason) {
             return Refusal{reason.reason, reason.line};
         }

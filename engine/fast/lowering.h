@@ -19,6 +19,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -38,6 +39,7 @@ struct Lowered {
     Code code;
     Assumptions assumptions;
     std::vector<Refusal> branches;
+    std::unique_ptr<UndoLog> undo;  ///< of code that has one
 };
 
 /// What attempts have taught the next one.
@@ -75,8 +77,12 @@ struct Slots {
 struct Knowledge {
     Slots slots;
     std::map<std::pair<std::uint64_t, const CodeNode*>, LoopKnowledge> loops;
-    std::unordered_set<const Variable*> written;  ///< by anything that `process` may reach
+    std::unordered_set<const Variable*> written;   ///< by anything that `process` may reach
+    std::unordered_set<const ArrayRecord*> mixed;  ///< arrays whose numbers do not keep their kinds
 };
+
+/// What has been learnt changes what the code begins with.
+struct Restart {};
 
 class Lowering {
 public:
@@ -154,7 +160,8 @@ private:
     void leaveUnless(Reg condition, std::size_t block);
     void round(const LoopShape& shape, std::size_t breaks);
     [[nodiscard]] bool tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t breaks);
-    void collectChanges(const Node* begin, const Node* end, std::unordered_set<const FunctionRecord*>& seen,
+    /// @return true where elements of arrays are written
+    bool collectChanges(const Node* begin, const Node* end, std::unordered_set<const FunctionRecord*>& seen,
                         std::unordered_set<std::size_t>& slots);
     void carry(std::size_t index, LoopKnowledge& known, std::size_t moves, std::vector<Carried>& carried);
     [[nodiscard]] bool closes(const State& top, const std::vector<Carried>& carried, std::size_t moves,
@@ -204,13 +211,12 @@ private:
     void assignVariable(Variable& variable, const Cell& value);
     void variable(const Node& node);
     void indexed(const Node& node);
-    void declare(Variable& variable);
-    [[nodiscard]] Cell element(Variable& variable, const std::vector<Cell>& indexes);
     /// What an assignment changes.
     struct Target {
-        std::int32_t type;  ///< VarRef, MemberRef or IndexedMemberRef
+        std::int32_t type;  ///< VarRef, MemberRef, IndexedMemberRef, or Array: an element
         const Node* node;
-        std::optional<Cell> index;
+        std::optional<Cell> index = std::nullopt;
+        std::vector<Cell> indexes = {};  ///< of an element
     };
     [[nodiscard]] const MemberRow& memberRow(std::int32_t type, NameId name);
     [[nodiscard]] int vectorPart(NameId name);
@@ -232,6 +238,25 @@ private:
     void increment(const Node& node);
     void combineInto(Variable& variable, std::int32_t op, const Cell& value);
     void changeInPlace(const Node& node);
+
+    // ---- lower_elements.cpp
+    /// Where an element lies: its index, and what of that is constant.
+    struct ElementPlace {
+        const ArrayRecord* array;
+        std::int32_t kind;
+        Builder::Offset index;
+    };
+    void declare(Variable& variable);
+    [[nodiscard]] std::int32_t kindOfElements(const ArrayRecord& array);
+    [[nodiscard]] ElementPlace elementPlace(Variable& variable, const std::vector<Cell>& indexes);
+    [[nodiscard]] Cell element(const ElementPlace& place);
+    void assignElement(const ElementPlace& place, const Cell& value);
+    void storeParts(const ElementPlace& place, const Cell& value);
+    /// @return what the operator leaves
+    std::optional<Cell> changeElement(const ElementPlace& place, std::int32_t op, const Cell& value);
+    [[nodiscard]] Cell combinedElement(const Cell& held, std::int32_t op, Cell value);
+    [[nodiscard]] std::uint32_t& epochOf(const ArrayRecord& array);
+    void forgetElements();
 
     // ---- lower_calls.cpp
     void call(const Node& node);
@@ -277,6 +302,9 @@ private:
     std::vector<OpenBlock> blocks_;
     std::vector<Activation> activations_;
     std::vector<Refusal> refusals_;
+    std::unique_ptr<UndoLog> undo_;
+    std::unordered_map<const ArrayRecord*, std::uint32_t> epochs_;
+    std::uint32_t newestEpoch_ = 0;
     std::uint64_t path_ = 0;  ///< of the calls that lead here
     std::int32_t line_ = 0;
     int steps_ = 0;

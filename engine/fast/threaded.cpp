@@ -58,6 +58,8 @@ enum class Kind : std::uint8_t {
     Leave,
     Poll,
     PollJump,
+    StoreElement,
+    StoreElementKind,
     StoreReal,
     StoreWord,
     StoreRecordReal,
@@ -69,9 +71,14 @@ using Handlers = std::array<const void*, static_cast<std::size_t>(Kind::Count)>;
 /// Something in the index-th cell of an array, whose address a step has as a number: it may lie before the
 /// array.
 template <class T>
-const T* elementAt(const Step& step, std::int64_t index) noexcept {
+T* elementAt(const Step& step, std::int64_t index) noexcept {
     const std::int64_t address = step.imm.whole + index * static_cast<std::int64_t>(sizeof(ValueCell));
-    return reinterpret_cast<const T*>(address);  // NOLINT: see above
+    return reinterpret_cast<T*>(address);  // NOLINT: see above
+}
+
+/// A constant register holds where the log is.
+UndoLog& undoOf(Word place) noexcept {
+    return *reinterpret_cast<UndoLog*>(place.whole);  // NOLINT: see above
 }
 
 /// Runs steps; or, without any, tells where the handlers are.
@@ -106,6 +113,8 @@ const T* elementAt(const Step& step, std::int64_t index) noexcept {
         &&L_Leave,
         &&L_Poll,
         &&L_PollJump,
+        &&L_StoreElement,
+        &&L_StoreElementKind,
         &&L_StoreReal,
         &&L_StoreWord,
         &&L_StoreRecordReal,
@@ -216,6 +225,20 @@ L_PollJump:
         return Outcome::Left;
     step += step->to;
     GO;
+L_StoreElement : {
+    double* const place = elementAt<double>(*step, A.whole);
+    if (!undoOf(registers[step->c]).keep(place)) [[unlikely]]
+        return Outcome::Left;
+    *place = B.real;
+    NEXT;
+}
+L_StoreElementKind : {
+    std::int32_t* const place = elementAt<std::int32_t>(*step, A.whole);
+    if (!undoOf(registers[step->c]).keep(place)) [[unlikely]]
+        return Outcome::Left;
+    *place = static_cast<std::int32_t>(B.whole);
+    NEXT;
+}
 L_StoreReal:
     *static_cast<double*>(step->imm.address) = A.real;
     NEXT;
@@ -258,6 +281,8 @@ public:
         for (const Register& reg : code.registers) registers.push_back(reg.constant ? wordOf(reg) : Word{});
         spare_ = static_cast<Reg>(registers.size());
         registers.emplace_back();
+        undo_ = static_cast<Reg>(registers.size());
+        registers.push_back(Word::of(reinterpret_cast<std::int64_t>(code.undo)));  // NOLINT: as undoOf()
     }
 
     void lay() {
@@ -370,6 +395,13 @@ private:
             X(StoreRecordReal)
             X(Done)
 #undef X
+#define X(name)                                                      \
+    case Op::name:                                                   \
+        steps_[add(Kind::name, kNoReg, a, b, undo_)].imm = each.imm; \
+        return;
+            X(StoreElement)
+            X(StoreElementKind)
+#undef X
             case Op::Leave:
                 add(Kind::Leave);
                 return;
@@ -457,6 +489,7 @@ private:
     std::vector<std::pair<std::size_t, std::size_t>> jumps_;
     Reading reading_{code_};
     Reg spare_ = kNoReg;
+    Reg undo_ = kNoReg;
 };
 
 }  // namespace

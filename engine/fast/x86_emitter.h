@@ -40,6 +40,7 @@ private:
     void binary(const Instruction& each, bool commutes, const Emit& emit);
     template <class Emit>
     void wholeBinary(const Instruction& each, const Emit& emit);
+    [[nodiscard]] Gp keptElement(const Instruction& each);
     void finish(Outcome outcome);
     void round(const Instruction& each, int how);
     void choose(const Instruction& each);

@@ -4,6 +4,7 @@
 #include "engine/fast/x86_emitter.h"
 
 #include <bit>
+#include <cstddef>
 #include <utility>
 
 namespace kestrel::fast {
@@ -170,6 +171,16 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::LoadElementKind:
             cc_.movsxd(writtenWhole(each.to), element(each, 4));
             return;
+        case Op::StoreElement: {
+            const Xmm value = real(b);
+            cc_.vmovsd(x86::ptr(keptElement(each), 0, 8), value);
+            return;
+        }
+        case Op::StoreElementKind: {
+            const Gp value = whole(b);
+            cc_.mov(x86::ptr(keptElement(each), 0, 4), value.r32());
+            return;
+        }
         case Op::StoreReal: {
             const Xmm value = real(a);
             cc_.vmovsd(at(each.imm.address, 8), value);
@@ -188,6 +199,29 @@ void X86Emitter::emit(const Instruction& each) {
         default:
             return fast::infoOf(each.op).sort == Sort::Test ? makeCondition(each) : emitControl(each);
     }
+}
+
+/// The address of an element that is about to be written: what is there has gone into the undo log.
+x86::Gp X86Emitter::keptElement(const Instruction& each) {
+    const Gp place = cc_.newIntPtr();
+    cc_.lea(place, element(each, 8));
+    const Gp log = cc_.newIntPtr();
+    cc_.mov(log, reinterpret_cast<std::uintptr_t>(code_.undo));  // NOLINT: goes into the code as a number
+    const Gp used = cc_.newInt64();
+    const Mem count = x86::ptr(log, offsetof(UndoLog, used), 4);
+    cc_.mov(used.r32(), count);
+    cc_.cmp(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::entries)));
+    cc_.jae(leave_);
+    const Gp before = cc_.newInt64();
+    cc_.mov(before, x86::ptr(place, 0, 8));
+    const auto entry = [&](std::size_t member) {
+        return x86::ptr(log, used, 0, static_cast<std::int32_t>(offsetof(UndoLog, entries) + member), 8);
+    };
+    cc_.mov(entry(offsetof(UndoLog::Entry, place)), place);
+    cc_.mov(entry(offsetof(UndoLog::Entry, before)), before);
+    cc_.add(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::Entry)));
+    cc_.mov(count, used.r32());
+    return place;
 }
 
 void X86Emitter::finish(Outcome outcome) {

@@ -96,13 +96,15 @@ double rayTrace(const double* position, const double* direction, double color[3]
 
 ShadingSample makeSample(std::uint64_t seed, int number) {
     Random random(seed * 1000003u + static_cast<std::uint64_t>(number));
-    const auto form = static_cast<Form>(number % 4);
+    constexpr Form kForms[] = {Form::Grid,    Form::Uniform, Form::Bits,
+                               Form::Uniform, Form::Grid,    Form::Borders};
+    const Form form = kForms[static_cast<std::size_t>(number) % std::size(kForms)];
     ShadingSample sample{};
 #define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) fill(sample.name, random, form);
 #include "script/sample_members.def"
 #undef KESTREL_SAMPLE_MEMBER
     if (form == Form::Grid) {
-        sample.sx = number / 4 % 3;
+        sample.sx = number / 2 % 3;
         sample.sy = number / 12;
     }
     if (number % 5 != 4) {

@@ -66,6 +66,7 @@ public:
     Node script() {
         switches_ = random_.chance(40);
         calls_ = random_.chance(65);
+        changes_ = random_.chance(45);
         Node script(Role::Block);
         head(script);
         const std::size_t count = random_.below(4);
@@ -76,7 +77,8 @@ public:
             functions_.push_back(made);
         }
         process_ = true;
-        script.add(make(Role::Group, {"process: sa\n{\n", locals(), statements(8), writes(), "}\n"}));
+        script.add(
+            make(Role::Group, {"process: sa\n{\n", locals(), ownArray(), statements(8), writes(), "}\n"}));
         process_ = false;
         if (random_.chance(60))
             script.add(make(Role::Statement, {"newtime: frame, time\n{\n", changes(), "}\n"}));
@@ -158,7 +160,8 @@ private:
             case 2:
                 return make(Role::Expression, {"(", random_.chance(60) ? "- " : "!", value(depth - 1), ")"});
             case 3:
-                return element(depth);
+                if (!changes_ || random_.chance(90)) return element(depth);
+                return make(Role::Expression, {"(", element(depth), random_.pick(kSteps), ")"});
             case 4:
                 return make(Role::Expression,
                             {vector(), ".", std::string(1, static_cast<char>('x' + random_.below(3)))});
@@ -265,16 +268,64 @@ private:
                     {"(", value(depth - 1), " ", random_.pick(kComparisons), " ", value(depth - 1), ")"});
     }
 
+    /// A local array, which each sample fills.
+    Node ownArray() {
+        Node block(Role::Block);
+        if (!changes_) return block;
+        block.add(Node("var own[3];\n"));
+        for (const std::string_view index : {"1", "2", "3"})
+            block.add(make(Role::Group, {"own[", index, "] = ", value(1), ";\n"}));
+        own_ = true;
+        return block;
+    }
+
+    /// An element that is written.
+    Node changed() {
+        if (depth_ == 0 && random_.chance(3))  // more often than can be taken back
+            return make(Role::Statement, {"for k0 = 1 to 1100 do ", element(1), " += k0;\n"});
+        const bool whole = random_.chance(25);
+        if (random_.chance(15)) {
+            Node node = make(Role::Statement, {"ways[(floor(", value(1), ") & 3) + 1] "});
+            node.add(Node(random_.chance(60) ? "= " : "+= "));
+            node.add(vectorValue(2));
+            node.add(Node(";\n"));
+            return node;
+        }
+        Node node = make(Role::Statement, {whole ? wholeElement(2) : element(2)});
+        switch (random_.below(5)) {
+            case 0:
+                node.add(Node(std::string(random_.pick(kSteps)) + ";\n"));
+                return node;
+            case 1:
+                node.add(Node(" += "));
+                break;
+            case 2:
+                node.add(Node(random_.chance(50) ? " *= " : " -= "));
+                break;
+            default:
+                node.add(Node(" = "));
+                break;
+        }
+        node.add(whole ? make(Role::Expression, {"floor(8 * ", value(1), ")"}) : value(2));
+        node.add(Node(";\n"));
+        return node;
+    }
+
+    Node wholeElement(int depth) {
+        return make(Role::Expression, {"whole[(floor(", value(depth - 1), ") & 7) + 1]"});
+    }
+
     Node element(int depth) {
         const auto index = [&](std::string_view most) {
             return seldom() ? value(depth - 1)
                             : make(Role::Expression, {"(floor(", value(depth - 1), ") & ", most, ") + 1"});
         };
+        if (own_ && process_ && random_.chance(40)) return make(Role::Expression, {"own[", index("1"), "]"});
         switch (random_.below(3)) {
             case 0:
                 return make(Role::Expression, {"table[", index("15"), "]"});
             case 1:
-                return make(Role::Expression, {"whole[", index("7"), "]"});
+                return wholeElement(depth);
             default:
                 return make(Role::Expression, {"grid[", index("1"), ", ", index("1"), "]"});
         }
@@ -380,6 +431,7 @@ private:
     }
 
     Node statement() {
+        if (changes_ && random_.chance(12)) return changed();
         switch (random_.below(depth_ < 3 ? 27 : 13)) {
             case 25:
                 return switches_ ? switchOver() : leaving();
@@ -483,7 +535,7 @@ private:
         Node test = condition(2);
         if (form == 0 && !counters_.empty())
             return make(Role::Statement, {"if (", std::move(test), ") break;\n"});
-        if (form == 1 && !counters_.empty())
+        if (form == 1 && !counters_.empty() && !switches_)
             return make(Role::Statement, {"if (", std::move(test), ") continue;\n"});
         if (form == 2 && results_ > 0)
             return make(Role::Statement, {"if (", std::move(test), ") ", returning()});
@@ -613,6 +665,8 @@ private:
     int results_ = 0;
     int depth_ = 0;
     bool calls_ = false;     ///< inside of expressions, where there are no selectors and no methods then
+    bool changes_ = false;   ///< elements of arrays
+    bool own_ = false;       ///< there is a local array
     bool switches_ = false;  ///< in place of `continue`, which behind a switch may start over for ever
     bool process_ = false;
     bool nested_ = false;
