@@ -68,6 +68,9 @@ bool Assumptions::holds(const Elements& elements) noexcept {
 // Arrays last: a record that a variable no longer has may be gone.
 bool Assumptions::hold() const noexcept {
     return std::ranges::all_of(kinds_, [](const Kind& kind) { return holds(kind); }) &&
+           std::ranges::all_of(
+               numeric_,
+               [](const Variable* variable) { return variable->isNumeric() && variable->queue == 0; }) &&
            std::ranges::all_of(values_, [](const Value& value) { return holds(value); }) &&
            std::ranges::all_of(plain_,
                                [](const Variable* variable) {
@@ -75,19 +78,28 @@ bool Assumptions::hold() const noexcept {
                                }) &&
            std::ranges::all_of(bound_,
                                [](const Variable* variable) {
-                                   return (isInlineKind(variable->type) || variable->type == Array ||
-                                           variable->type == ShaderObj) &&
-                                          variable->queue == 0;
+                                   return !variable->isText() && variable->queue == 0 &&
+                                          (!isObjectKind(variable->type) || variable->type == ShaderObj);
                                }) &&
            std::ranges::none_of(functions_, &FunctionRecord::ownsObjects) &&
            std::ranges::all_of(elements_, [](const Elements& elements) { return holds(elements); });
 }
 
-std::vector<const Variable*> Assumptions::changed() const {
-    std::vector<const Variable*> variables;
+void Assumptions::teach(Experience& experience) const {
     for (const Value& value : values_)
-        if (!holds(value)) variables.push_back(value.variable);
-    return variables;
+        if (!holds(value)) experience.unsteady.insert(value.variable);
+    bool sameArrays = true;
+    for (const Kind& kind : kinds_) {
+        if (holds(kind)) continue;
+        const bool wasNumeric = kind.type == Number || kind.type == Integer;
+        sameArrays = sameArrays && kind.type != Array;
+        if (!wasNumeric || !kind.variable->isNumeric()) continue;
+        experience.unsteady.insert(kind.variable);
+        experience.ambiguous.insert(kind.variable);
+    }
+    if (!sameArrays) return;  // the records may be gone
+    for (const Elements& elements : elements_)
+        if (!holds(elements) && elements.type != Vector) experience.mixed.insert(elements.array);
 }
 
 }  // namespace kestrel::fast

@@ -49,7 +49,7 @@ bool FastProcess::prepare(const FunctionRecord& process) {
         return interpret();
     }
     if (stage_ == Stage::Ready && !assumptions_->hold()) {
-        for (const Variable* variable : assumptions_->changed()) experience_.unsteady.insert(variable);
+        assumptions_->teach(experience_);
         stage_ = Stage::Seen;
     }
     if (stage_ == Stage::Seen) makeCode(process);

@@ -48,6 +48,17 @@ Cell Lowering::entryOf(std::size_t index) {
         return cell;
     }
     cell.type = variable.type;
+    if (variable.isNumeric() && knowledge_.ambiguous.contains(&variable)) {
+        if (begun_) {  // a branch may not be where it is loaded
+            knowledge_.slots.infos[index].preload = true;
+            throw Restart{};
+        }
+        assumptions_.numeric(variable);
+        cell.type = kMixedKind;
+        cell.number = cell.vec[0] = cell.vec[1] = cell.vec[2] = kAtEntry;
+        cell.kind = builder_.make(Op::LoadWord, kNoReg, kNoReg, kNoReg, at(&variable.type));
+        return cell;
+    }
     if (variable.type == Array || variable.type == ShaderObj) {
         assumptions_.kind(variable);
         cell.object = variable.object;
@@ -133,6 +144,7 @@ void Lowering::preload() {
         for (int which = 0; which < kParts; ++which)
             if (partOf(slot(i), which) == kAtEntry) static_cast<void>(part(i, which));
     }
+    begun_ = true;
 }
 
 // ---- variables

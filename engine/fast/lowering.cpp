@@ -80,6 +80,8 @@ std::variant<Lowered, Refusal> lower(EngineContext& ctx, Carryover& carryover, c
     if (std::fegetround() != FE_TONEAREST) return Refusal{"numbers are not rounded to the nearest"};
     Knowledge knowledge;
     knowledge.written = experience.unsteady;
+    knowledge.ambiguous = experience.ambiguous;
+    knowledge.mixed = experience.mixed;
     Writes(knowledge.written).of(process);
     for (int i = 0; i < kMostRestarts; ++i) {
         try {

@@ -42,12 +42,6 @@ struct Lowered {
     std::unique_ptr<UndoLog> undo;  ///< of code that has one
 };
 
-/// What attempts have taught the next one.
-struct Experience {
-    /// Globals that do not keep their value between samples.
-    std::unordered_set<const Variable*> unsteady;
-};
-
 /// @param process  of a linked program that has run, so that variables have the kinds they usually have
 [[nodiscard]] std::variant<Lowered, Refusal> lower(EngineContext& ctx, Carryover& carryover,
                                                    const FunctionRecord& process,
@@ -77,8 +71,9 @@ struct Slots {
 struct Knowledge {
     Slots slots;
     std::map<std::pair<std::uint64_t, const CodeNode*>, LoopKnowledge> loops;
-    std::unordered_set<const Variable*> written;   ///< by anything that `process` may reach
-    std::unordered_set<const ArrayRecord*> mixed;  ///< arrays whose numbers do not keep their kinds
+    std::unordered_set<const Variable*> written;    ///< by anything that `process` may reach
+    std::unordered_set<const Variable*> ambiguous;  ///< Number or Integer when a sample begins
+    std::unordered_set<const ArrayRecord*> mixed;   ///< arrays whose numbers do not keep their kinds
 };
 
 /// What has been learnt changes what the code begins with.
@@ -305,6 +300,7 @@ private:
     std::unique_ptr<UndoLog> undo_;
     std::unordered_map<const ArrayRecord*, std::uint32_t> epochs_;
     std::uint32_t newestEpoch_ = 0;
+    bool begun_ = false;      ///< what the code begins with is there
     std::uint64_t path_ = 0;  ///< of the calls that lead here
     std::int32_t line_ = 0;
     int steps_ = 0;
