@@ -88,7 +88,9 @@ private:
                 open.push_back({});
                 if (target) open.back().targets.push_back(&targetVariable(node));
             } else if (node.op == OP_ASSIGN && !open.empty()) {
-                if (!open.back().isBlock || givesAll(node, open.back().targets.size()))
+                if (opIs(node.prev, OP_LIST))  // what the values go to is the array that is there
+                    reads_[i] = open.back().targets;
+                else if (!open.back().isBlock || givesAll(node, open.back().targets.size()))
                     writes_[i] = open.back().targets;
                 open.pop_back();
             } else if (familyOf(node.op) == OpFamily::Compound && !open.empty()) {

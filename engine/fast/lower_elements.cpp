@@ -135,6 +135,26 @@ void Lowering::storeParts(const ElementPlace& place, const Cell& value) {
                         placeOf(&first.type, place.index));
 }
 
+/// `a = @x, y, z@` of a variable that holds an array.
+void Lowering::assignList() {
+    static_cast<void>(pop());
+    std::vector<Cell> values;
+    while (state_.stack.empty() || state_.stack.back().type != ListMark) values.push_back(popValue());
+    static_cast<void>(pop());
+    const Cell target = pop();
+    if (target.type != VarRef) refuse("a list that is assigned to something else than a variable");
+    const Cell held = slot(slotOf(targetVariable(*target.node)));
+    if (held.type != Array || held.object == nullptr) refuse("a list that becomes an array");
+    const auto& array = *static_cast<const ArrayRecord*>(held.object);
+    const std::int32_t kind = kindOfElements(array);
+    if (kind == Uninitialized) refuse("an array that holds neither numbers nor vectors alone");
+    if (static_cast<std::int64_t>(values.size()) > array.count()) refuse("more values than elements");
+    std::int64_t position = 0;
+    for (auto value = values.rbegin(); value != values.rend(); ++value)
+        assignElement({&array, kind, {builder_.whole(++position), 0}}, *value);
+    push(Cell::ofInteger(builder_.real(1.0)));
+}
+
 std::optional<Cell> Lowering::changeElement(const ElementPlace& place, std::int32_t op, const Cell& value) {
     const Cell held = element(place);
     if (!isIncrement(op)) {

@@ -374,6 +374,7 @@ std::optional<Cell> Lowering::changeMember(const Node& node, const Cell* index, 
 void Lowering::assign(const Node&) {
     const Cell& top = state_.stack.empty() ? Cell{} : state_.stack.back();
     if (top.type == ReturnCount) return assignReturned();
+    if (top.type == ListMark) return assignList();
     const Cell value = popValue();
     const Cell target = pop();
     if (target.type == BlockMark) {

@@ -246,6 +246,7 @@ private:
     [[nodiscard]] ElementPlace elementPlace(Variable& variable, const std::vector<Cell>& indexes);
     [[nodiscard]] Cell element(const ElementPlace& place);
     void assignElement(const ElementPlace& place, const Cell& value);
+    void assignList();
     void storeParts(const ElementPlace& place, const Cell& value);
     /// @return what the operator leaves
     std::optional<Cell> changeElement(const ElementPlace& place, std::int32_t op, const Cell& value);

@@ -102,7 +102,7 @@ private:
     }
 
     std::string literal() {
-        return std::string(random_.chance(75) ? random_.pick(kSmall) : random_.pick(kNumbers));
+        return std::string(random_.chance(88) ? random_.pick(kSmall) : random_.pick(kNumbers));
     }
 
     // ---- names
@@ -152,8 +152,13 @@ private:
                 return random_.chance(95) ? binary(depth)
                                           : make(Role::Expression, {"(", value(depth - 1), " ",
                                                                     random_.pick(kComparisons), " nil)"});
-            case 0:
-                return make(Role::Expression, {random_.pick(kOfOne), "(", value(depth - 1), ")"});
+            case 0: {
+                const std::string_view name = random_.pick(kOfOne);
+                const bool positive = name == "sqrt" || name == "log" || name == "exp";
+                return make(Role::Expression,
+                            {name, positive && random_.chance(85) ? "(abs(1.5 - sin(" : "(((",
+                             value(depth - 1), ")))"});
+            }
             case 1:
                 return make(Role::Expression,
                             {random_.pick(kTwo), "(", value(depth - 1), ", ", value(depth - 1), ")"});
@@ -291,6 +296,11 @@ private:
             node.add(Node(";\n"));
             return node;
         }
+        if (process_ && random_.chance(15))
+            return make(Role::Statement, {random_.chance(60)   ? "own"
+                                          : random_.chance(50) ? "list"
+                                                               : "whole",
+                                          " = @0.5, ", literal(), ", 2.5 * ", value(1), "@;\n"});
         Node node = make(Role::Statement, {whole ? wholeElement(2) : element(2)});
         switch (random_.below(5)) {
             case 0:
