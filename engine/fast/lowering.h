@@ -2,12 +2,13 @@
 // of values. What the interpreter does is right by definition: where its result depends on more than numbers,
 // where it would report or where it looks at things that may differ from sample to sample, the code leaves,
 // and the interpreter shades that sample from its beginning. That is possible because nothing is written
-// before the last guard has passed.
+// before the last guard has passed, but elements of arrays, which are taken back then.
 //
 // Rules for whoever changes it:
 //  1. Every rule here stands in engine/operations or engine/run first; this says the same of registers.
 //  2. What cannot be lowered throws Unlowerable. A branch that throws becomes a guard.
-//  3. Writes stay in the state; finish() alone stores.
+//  3. Writes stay in the state; finish() alone stores. Elements are written where they stand, through the undo
+//     log.
 #pragma once
 
 #include "engine/context/builtin.h"
