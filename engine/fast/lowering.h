@@ -7,7 +7,8 @@
 // Rules for whoever changes it:
 //  1. Every rule here stands in engine/operations or engine/run first; this says the same of registers.
 //  2. What cannot be lowered throws Unlowerable. A branch that throws becomes a guard.
-//  3. Writes stay in the state; finish() alone stores. Elements are written where they stand, through the undo
+//  3. Writes stay in the state; finish() alone stores. Elements are written where they stand, through the
+//  undo
 //     log.
 #pragma once
 
