@@ -166,4 +166,53 @@ TEST(FastCode, aGuardThatFailsLeavesEverythingAsItWas) {
     EXPECT_THROW(other.guard(other.whole(0), "never"), Unlowerable);
 }
 
+TEST(FastCode, elementsThatWereWrittenComeBack) {
+    ValueCell cells[2] = {ValueCell::ofInteger(5.0), ValueCell::ofInteger(6.0)};
+    double record[1] = {0.0};
+    UndoLog undo;
+    // Writes the first element as often as asked, and leaves where the record says so.
+    const auto codeOf = [&](std::uint32_t times) {
+        Builder builder;
+        Immediate number;
+        number.address = &cells[0].number;
+        Immediate kind;
+        kind.address = &cells[0].type;
+        const Reg first = builder.whole(0);
+        std::uint32_t epoch = 0;
+        builder.change(++epoch, Op::StoreElementKind, Op::LoadElementKind, first, builder.whole(Number),
+                       kind);
+        for (std::uint32_t i = 1; i < times; ++i)
+            builder.change(++epoch, Op::StoreElement, Op::LoadElement, first, builder.real(i + 0.5), number);
+        EXPECT_EQ(builder.load(epoch, Op::LoadElement, first, number), builder.real(times - 0.5));
+        const Reg again =
+            builder.load(epoch - 1, Op::LoadElement, first, number);  // of an epoch that is over
+        builder.guard(builder.make(Op::Less, builder.make(Op::LoadRecordReal), again), "too large");
+        builder.store(Op::StoreWord, builder.whole(0), Immediate{.address = &undo.used});
+        builder.control(Op::Done);
+        Code code = builder.take();
+        code.undo = &undo;
+        removeDead(code);
+        return code;
+    };
+    const auto expectUntouched = [&] {
+        undo.takeBack();
+        EXPECT_EQ(cells[0].type, Integer);
+        EXPECT_EQ(cells[0].number, 5.0);
+        EXPECT_EQ(undo.used, 0u);
+    };
+    ThreadedCode threaded(codeOf(UndoLog::kMost));
+    record[0] = 1e9;
+    EXPECT_EQ(threaded.run(record), Outcome::Left);  // by its guard
+    expectUntouched();
+    ThreadedCode larger(codeOf(UndoLog::kMost + 1));
+    record[0] = 0.0;
+    EXPECT_EQ(larger.run(record), Outcome::Left);  // the log is full
+    expectUntouched();
+    EXPECT_EQ(threaded.run(record), Outcome::Done);
+    EXPECT_EQ(cells[0].type, Number);
+    EXPECT_EQ(cells[0].number, UndoLog::kMost - 0.5);
+    EXPECT_EQ(undo.used, 0u);
+    EXPECT_EQ(cells[1].number, 6.0);
+}
+
 }  // namespace kestrel::fast

@@ -57,6 +57,7 @@ constexpr std::string_view kCompound[] = {"+=", "-=", "*=", "+=", "/=", "&=", "|
 struct Function {
     int parameters;
     int results;
+    bool vector;  ///< one more parameter, p
 };
 
 class Shaders {
@@ -72,7 +73,8 @@ public:
         const std::size_t count = random_.below(4);
         for (std::size_t i = 0; i < count; ++i) {
             const Function made{static_cast<int>(random_.below(4)),
-                                random_.chance(60) ? 1 : 2 + static_cast<int>(random_.below(2))};
+                                random_.chance(60) ? 1 : 2 + static_cast<int>(random_.below(2)),
+                                random_.chance(30)};
             script.add(function(i, made));
             functions_.push_back(made);
         }
@@ -117,6 +119,7 @@ private:
         return "n" + std::to_string(random_.below(numbers_));
     }
     std::string vector() {
+        if (vectorParameter_ && random_.chance(40)) return "p";
         if (vectors_ == 0 || random_.chance(30)) return "gv" + std::to_string(random_.below(2));
         return "v" + std::to_string(random_.below(vectors_));
     }
@@ -300,7 +303,7 @@ private:
             return make(Role::Statement, {random_.chance(60)   ? "own"
                                           : random_.chance(50) ? "list"
                                                                : "whole",
-                                          " = @0.5, ", literal(), ", 2.5 * ", value(1), "@;\n"});
+                                          " = @0.5, ", literal(), ", 2.5 * ", value(0), "@;\n"});
         Node node = make(Role::Statement, {whole ? wholeElement(2) : element(2)});
         switch (random_.below(5)) {
             case 0:
@@ -356,6 +359,10 @@ private:
             if (i > 0) node.add(Node(", "));
             node.add(seldom() ? vectorValue(depth - 1) : value(depth - 1));
         }
+        if (functions_[which].vector) {
+            if (functions_[which].parameters > 0) node.add(Node(", "));
+            node.add(vectorValue(depth - 1));
+        }
         node.add(Node(")"));
         nested_ = nested;
         return node;
@@ -379,13 +386,16 @@ private:
     Node function(std::size_t index, const Function& made) {
         parameters_ = made.parameters;
         results_ = made.results;
+        vectorParameter_ = made.vector;
         depth_ = 1;
         std::string head = "f" + std::to_string(index);
         for (int i = 0; i < made.parameters; ++i)
             head += (i == 0 ? ": " : ", ") + std::string(1, static_cast<char>('a' + i));
+        if (made.vector) head += made.parameters == 0 ? ": p" : ", p";
         Node node = make(Role::Group, {head, "\n{\n", locals(), statements(4), returning(), "}\n"});
         node.role = Role::Statement;
         parameters_ = results_ = depth_ = 0;
+        vectorParameter_ = false;
         return node;
     }
 
@@ -679,6 +689,7 @@ private:
     bool own_ = false;       ///< there is a local array
     bool switches_ = false;  ///< in place of `continue`, which behind a switch may start over for ever
     bool process_ = false;
+    bool vectorParameter_ = false;
     bool nested_ = false;
 };
 
