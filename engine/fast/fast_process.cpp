@@ -14,7 +14,7 @@ constexpr int kMostLowered = 4;
 constexpr std::uint64_t kTrial = 1024;
 
 /// Instructions that become machine code: beyond, the time to allocate registers grows faster than the code.
-constexpr std::size_t kMostNative = 4000;
+constexpr std::size_t kMostNative = 60'000;
 
 }  // namespace
 

@@ -63,7 +63,7 @@ void Lowering::leaveIf(Reg condition, std::size_t block) {
         if (*known) leaveTo(block);
         return;
     }
-    const State here = state_;
+    const State here = copyOfState();
     builder_.control(Op::If, condition);
     {
         const Builder::Scope scope(builder_);
@@ -141,7 +141,7 @@ const CodeNode* Lowering::selectOver(const Node& node) {
             if (*known) body(test->next, test->link);
             continue;
         }
-        const State before = state_;
+        const State before = copyOfState();
         builder_.control(Op::If, condition);
         {
             const Builder::Scope scope(builder_);

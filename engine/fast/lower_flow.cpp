@@ -8,7 +8,11 @@ namespace kestrel::fast {
 namespace {
 
 /// Instructions that are looked at, with all repetitions; more is not lowered.
-constexpr int kMostSteps = 30'000;
+constexpr int kMostSteps = 400'000;
+
+/// Cells of states that are put aside; where a function has thousands of variables and of branches that is
+/// what takes long.
+constexpr std::size_t kMostCopied = 20'000'000;
 
 /// Branches that begin in a range end in it. In `c ? (d ? e : f) : g` they do not: by the language's own rule
 /// the outer test leads into the inner one.
@@ -26,6 +30,13 @@ bool isNested(const CodeNode* begin, const CodeNode* end) {
 
 void Lowering::refuse(std::string reason) const {
     throw Unlowerable{std::move(reason), line_};
+}
+
+/// What is known here, put aside for another way.
+State Lowering::copyOfState() {
+    copied_ += state_.slots.size() + state_.stack.size();
+    if (copied_ > kMostCopied) refuse("too many variables and branches");
+    return state_;
 }
 
 void Lowering::walk(const Node* node, const Node* end) {
@@ -176,7 +187,7 @@ const CodeNode* Lowering::conditional(const Node& node) {
         return end->next;
     }
     std::vector<Way> ways;
-    const State before = state_;
+    const State before = copyOfState();
     const auto side = [&](bool holds, const Node* begin, const Node* stop) {
         const Builder::Scope scope(builder_);
         builder_.assume(condition, holds);
@@ -210,9 +221,10 @@ void Lowering::branch(const Node* begin, const Node* end) {
     }
 }
 
-Lowering::Checkpoint Lowering::checkpoint() const {
-    Checkpoint point{builder_.mark(),  state_, {}, activations_.size(), activations_.back().controls.size(),
-                     refusals_.size(), path_};
+Lowering::Checkpoint Lowering::checkpoint() {
+    Checkpoint point{
+        builder_.mark(),  copyOfState(), {}, activations_.size(), activations_.back().controls.size(),
+        refusals_.size(), path_};
     for (const OpenBlock& block : blocks_) point.ways.push_back(block.ways.size());
     return point;
 }
@@ -270,7 +282,7 @@ void Lowering::leaveTo(std::size_t block) {
     imm.whole = open.id;
     const std::size_t moves = builder_.movesHere();
     builder_.control(Op::Exit, kNoReg, imm);
-    open.ways.push_back({state_, moves, builder_.depth() == open.depth ? builder_.length() : 0});
+    open.ways.push_back({copyOfState(), moves, builder_.depth() == open.depth ? builder_.length() : 0});
     state_.reached = false;
 }
 

@@ -125,7 +125,8 @@ private:
     [[nodiscard]] const Node* step(const Node& node);
     [[nodiscard]] const Node* conditional(const Node& node);
     void branch(const Node* begin, const Node* end);
-    [[nodiscard]] Checkpoint checkpoint() const;
+    [[nodiscard]] Checkpoint checkpoint();
+    [[nodiscard]] State copyOfState();
     void goBack(const Checkpoint& point);
     [[nodiscard]] std::size_t openBlock();
     void closeBlock(std::size_t block);
@@ -307,6 +308,7 @@ private:
     std::uint64_t path_ = 0;  ///< of the calls that lead here
     std::int32_t line_ = 0;
     int steps_ = 0;
+    std::size_t copied_ = 0;  ///< cells
 };
 
 }  // namespace kestrel::fast

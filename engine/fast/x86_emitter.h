@@ -12,9 +12,7 @@ namespace kestrel::fast {
 class X86Emitter : X86Operands {
 public:
     X86Emitter(const Code& code, asmjit::x86::Compiler& compiler)
-        : X86Operands(code, compiler),
-          fused_(fusedConditions(code)),
-          blocks_(static_cast<std::size_t>(code.blocks)) {}
+        : X86Operands(code, compiler), blocks_(static_cast<std::size_t>(code.blocks)) {}
 
     /// One function: of the sample's address, with the outcome as its result.
     void emitAll();
@@ -58,7 +56,6 @@ private:
     [[nodiscard]] Label& block(std::int64_t number);
     void moves(const std::vector<Move>& list);
 
-    std::vector<bool> fused_;
     std::vector<std::optional<Label>> blocks_;
     std::vector<OpenIf> ifs_;
     std::vector<Label> loops_;

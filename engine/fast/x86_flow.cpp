@@ -35,13 +35,13 @@ X86Emitter::Test X86Emitter::test(const Instruction& each) {
         case Op::IsSet: {
             // Not vmovq: for a value that lies in memory the library makes an instruction of it that is
             // none.
-            const Gp bits = cc_.newInt64();
+            const Gp bits = newWhole();
             cc_.vpextrq(bits, real(a), 0);
             cc_.add(bits, bits);
             return {Cond::kNZ};
         }
         default: {  // Fits32
-            const Gp cut = cc_.newInt64();
+            const Gp cut = newWhole();
             const Gp value = whole(a);
             cc_.movsxd(cut, value.r32());
             cc_.cmp(cut, value);
@@ -90,10 +90,10 @@ void X86Emitter::jump(Reg condition, bool truth, const Label& to) {
 void X86Emitter::makeCondition(const Instruction& each) {
     const Gp to = writtenWhole(each.to);
     const Test tested = test(each);
-    const Gp byte = cc_.newUInt8();
+    const Gp byte = newWhole().r8();
     cc_.set(tested.holds, byte);
     if (tested.notParity) {
-        const Gp ordered = cc_.newUInt8();
+        const Gp ordered = newWhole().r8();
         cc_.setnp(ordered);
         cc_.and_(byte, ordered);
     }
@@ -171,7 +171,7 @@ void X86Emitter::moves(const std::vector<Move>& list) {
     std::vector<Move> wholes;
     for (const Move& move : list) (registerOf(move.to).cls == Class::Real ? reals : wholes).push_back(move);
     constexpr Reg kSpare = std::numeric_limits<Reg>::max();
-    const Xmm spareReal = cc_.newXmmSd();
+    const Xmm spareReal = newReal();
     for (const Move& move : sequenced(reals, kSpare)) {
         const Xmm to = move.to == kSpare ? spareReal : written(move.to);
         if (move.from == kSpare)
@@ -179,7 +179,7 @@ void X86Emitter::moves(const std::vector<Move>& list) {
         else
             moveReal(to, move.from);
     }
-    const Gp spareWhole = cc_.newInt64();
+    const Gp spareWhole = newWhole();
     for (const Move& move : sequenced(wholes, kSpare)) {
         const Gp to = move.to == kSpare ? spareWhole : writtenWhole(move.to);
         if (move.from == kSpare)

@@ -17,8 +17,10 @@ void X86Emitter::emitAll() {
     record_ = cc_.newIntPtr();
     function->setArg(0, record_);
     leave_ = cc_.newLabel();
-    for (; !reading_.ended(); reading_.advance())
+    for (; !reading_.ended(); reading_.advance()) {
         if (!fused_[reading_.at()]) emit(reading_.here());
+        endInstruction();
+    }
     cc_.bind(leave_);
     finish(Outcome::Left);
     cc_.endFunc();
@@ -147,7 +149,7 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::Not: {
             const Gp value = whole(a);
             const Gp to = writtenWhole(each.to);
-            const Gp byte = cc_.newUInt8();
+            const Gp byte = newWhole().r8();
             cc_.test(value, value);
             cc_.setz(byte);
             cc_.movzx(to.r32(), byte);
@@ -203,16 +205,16 @@ void X86Emitter::emit(const Instruction& each) {
 
 /// The address of an element that is about to be written: what is there has gone into the undo log.
 x86::Gp X86Emitter::keptElement(const Instruction& each) {
-    const Gp place = cc_.newIntPtr();
+    const Gp place = newWhole();
     cc_.lea(place, element(each, 8));
-    const Gp log = cc_.newIntPtr();
+    const Gp log = newWhole();
     cc_.mov(log, reinterpret_cast<std::uintptr_t>(code_.undo));  // NOLINT: goes into the code as a number
-    const Gp used = cc_.newInt64();
+    const Gp used = newWhole();
     const Mem count = x86::ptr(log, offsetof(UndoLog, used), 4);
     cc_.mov(used.r32(), count);
     cc_.cmp(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::entries)));
     cc_.jae(leave_);
-    const Gp before = cc_.newInt64();
+    const Gp before = newWhole();
     cc_.mov(before, x86::ptr(place, 0, 8));
     const auto entry = [&](std::size_t member) {
         return x86::ptr(log, used, 0, static_cast<std::int32_t>(offsetof(UndoLog, entries) + member), 8);
@@ -225,7 +227,7 @@ x86::Gp X86Emitter::keptElement(const Instruction& each) {
 }
 
 void X86Emitter::finish(Outcome outcome) {
-    const Gp result = cc_.newInt32();
+    const Gp result = newWhole().r32();
     cc_.mov(result, static_cast<std::int32_t>(outcome));
     cc_.ret(result);
 }
@@ -237,7 +239,7 @@ void X86Emitter::round(const Instruction& each, int how) {
 
 void X86Emitter::choose(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
-    const Xmm to = cc_.newXmmSd();  // operands may still be wanted
+    const Xmm to = newReal();  // operands may still be wanted
     const Label past = cc_.newLabel();
     moveReal(to, b);
     jump(a, true, past);
@@ -265,7 +267,7 @@ void X86Emitter::remainder(const Instruction& each) {
     const Gp value = whole(a);
     const Gp to = writtenWhole(each.to);
     if (divisor && *divisor > 0 && std::has_single_bit(static_cast<std::uint64_t>(*divisor))) {
-        const Gp bias = cc_.newInt64();  // of a negative number one less than the divisor
+        const Gp bias = newWhole();  // of a negative number one less than the divisor
         cc_.mov(bias, value);
         cc_.sar(bias, 63);
         cc_.and_(bias, *divisor - 1);
@@ -276,9 +278,9 @@ void X86Emitter::remainder(const Instruction& each) {
         return;
     }
     // In 64 bits, where the smallest number by -1 does not overflow.
-    const Gp high = cc_.newInt64();
-    const Gp low = cc_.newInt64();
-    const Gp by = cc_.newInt64();
+    const Gp high = newWhole();
+    const Gp low = newWhole();
+    const Gp by = newWhole();
     moveWhole(by, b);
     cc_.mov(low, value);
     cc_.cqo(high, low);
@@ -289,7 +291,7 @@ void X86Emitter::remainder(const Instruction& each) {
 void X86Emitter::shift(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
     const Gp to = writtenWhole(each.to);
-    const Gp result = cc_.newInt32();
+    const Gp result = newWhole().r32();
     cc_.mov(result, whole(a).r32());
     if (const auto count = constant32(b)) {
         each.op == Op::ShiftLeft ? cc_.shl(result, *count & 31) : cc_.sar(result, *count & 31);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/fast/code.h"
+#include "engine/fast/live_ranges.h"
 #include "engine/values/value.h"
 
 #include <asmjit/x86.h>
@@ -20,7 +21,23 @@ protected:
     using Mem = asmjit::x86::Mem;
 
     X86Operands(const Code& code, asmjit::x86::Compiler& compiler)
-        : code_(code), cc_(compiler), registers_(code.registers.size()) {}
+        : code_(code),
+          cc_(compiler),
+          fused_(fusedConditions(code)),
+          places_(sharedPlaces(code, fused_)),
+          registers_(code.registers.size()) {}
+
+    // ---- registers that last as long as an instruction
+
+    [[nodiscard]] Xmm newReal() {
+        return temporary(reals_, realsUsed_, [this] { return cc_.newXmmSd(); });
+    }
+    [[nodiscard]] Gp newWhole() {
+        return temporary(wholes_, wholesUsed_, [this] { return cc_.newInt64(); });
+    }
+    void endInstruction() noexcept { realsUsed_ = wholesUsed_ = 0; }
+
+    // ---- those of the code
 
     [[nodiscard]] const Register& registerOf(Reg reg) const {
         return code_.registers[static_cast<std::size_t>(reg)];
@@ -29,7 +46,8 @@ protected:
 
     /// The machine's register of a value that is no constant.
     [[nodiscard]] asmjit::BaseReg& slot(Reg reg) {
-        std::optional<asmjit::BaseReg>& place = registers_[static_cast<std::size_t>(reg)];
+        std::optional<asmjit::BaseReg>& place =
+            registers_[static_cast<std::size_t>(places_[static_cast<std::size_t>(reg)])];
         if (!place) {
             if (registerOf(reg).cls == Class::Real)
                 place = cc_.newXmmSd();
@@ -43,7 +61,7 @@ protected:
 
     [[nodiscard]] Xmm real(Reg reg) {
         if (!isConstant(reg)) return written(reg);
-        const Xmm made = cc_.newXmmSd();
+        const Xmm made = newReal();
         loadConstant(made, registerOf(reg).number);
         return made;
     }
@@ -55,7 +73,7 @@ protected:
     }
     [[nodiscard]] Gp whole(Reg reg) {
         if (!isConstant(reg)) return writtenWhole(reg);
-        const Gp made = cc_.newInt64();
+        const Gp made = newWhole();
         cc_.mov(made, registerOf(reg).whole);
         return made;
     }
@@ -71,7 +89,7 @@ protected:
         return cc_.newConst(asmjit::ConstPoolScope::kLocal, both, sizeof both);
     }
     [[nodiscard]] Mem at(const void* address, std::uint32_t size) {
-        const Gp base = cc_.newIntPtr();
+        const Gp base = newWhole();
         cc_.mov(base, reinterpret_cast<std::uintptr_t>(address));  // NOLINT: goes into the code as a number
         return asmjit::x86::ptr(base, 0, size);
     }
@@ -80,7 +98,7 @@ protected:
     }
     /// The a-th cell of an array, from the address of something in its first one.
     [[nodiscard]] Mem element(const Instruction& load, std::uint32_t size) {
-        const Gp base = cc_.newIntPtr();
+        const Gp base = newWhole();
         cc_.mov(base, reinterpret_cast<std::uintptr_t>(load.imm.address));  // NOLINT: as above
         if (const auto index = constant32(load.operands[0])) {
             if (*index < (1 << 24))
@@ -88,7 +106,7 @@ protected:
                     base, static_cast<std::int32_t>(*index * static_cast<std::int64_t>(sizeof(ValueCell))),
                     size);
         }
-        const Gp offset = cc_.newInt64();
+        const Gp offset = newWhole();
         cc_.imul(offset, whole(load.operands[0]), static_cast<std::int64_t>(sizeof(ValueCell)));
         return asmjit::x86::ptr(base, offset, 0, 0, size);
     }
@@ -109,10 +127,23 @@ protected:
 
     const Code& code_;
     asmjit::x86::Compiler& cc_;
-    Gp record_;  ///< the address of the sample
+    std::vector<bool> fused_;  ///< conditions that are made where they are wanted
+    Gp record_;                ///< the address of the sample
 
 private:
-    std::vector<std::optional<asmjit::BaseReg>> registers_;
+    /// Registers that an instruction needs for itself. The next one takes them again.
+    template <class Kind, class Make>
+    [[nodiscard]] static Kind temporary(std::vector<Kind>& all, std::size_t& used, const Make& make) {
+        if (used == all.size()) all.push_back(make());
+        return all[used++];
+    }
+
+    std::vector<std::int32_t> places_;
+    std::vector<std::optional<asmjit::BaseReg>> registers_;  ///< by place
+    std::vector<Xmm> reals_;
+    std::vector<Gp> wholes_;
+    std::size_t realsUsed_ = 0;
+    std::size_t wholesUsed_ = 0;
 };
 
 }  // namespace kestrel::fast
