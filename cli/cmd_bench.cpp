@@ -10,8 +10,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <cinttypes>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -118,10 +120,30 @@ struct Result {
     double median;  ///< of the passes, nanoseconds per sample
     double slowest;
     double loadMs;
+    std::optional<KestrelShading> shading;  ///< of the passes and the one before them
 };
 
+nlohmann::ordered_json shadingJson(const KestrelShading& shading) {
+    nlohmann::ordered_json json;
+    json["byCode"] = shading.shaded;
+    json["left"] = shading.left;
+    json["byInterpreter"] = shading.interpreted;
+    json["exits"] = nlohmann::ordered_json::array();
+    for (const KestrelExit& exit : std::span(shading.exits, static_cast<std::size_t>(shading.exitCount)))
+        json["exits"].push_back({{"line", exit.line}, {"reason", exit.reason}, {"samples", exit.count}});
+    return json;
+}
+
+void printShading(const KestrelShading& shading) {
+    std::printf("%" PRIu64 " samples by code, %" PRIu64 " left by it to the interpreter, %" PRIu64
+                " by the interpreter alone\n",
+                shading.shaded, shading.left, shading.interpreted);
+    for (const KestrelExit& exit : std::span(shading.exits, static_cast<std::size_t>(shading.exitCount)))
+        std::printf("  %" PRIu64 " left at line %d: %s\n", exit.count, exit.line, exit.reason);
+}
+
 void report(const BenchCommand& options, const Result& result, const Checksum& checksum) {
-    const std::string executor(executorAsked());
+    const std::string executor(result.shading ? result.shading->executor : executorAsked());
     if (options.json) {
         nlohmann::ordered_json line;
         line["file"] = options.module.file;
@@ -133,6 +155,7 @@ void report(const BenchCommand& options, const Result& result, const Checksum& c
         line["samplesPerSecond"] = 1e9 / result.median;
         line["loadMs"] = result.loadMs;
         line["checksum"] = checksum.text();
+        if (result.shading) line["shading"] = shadingJson(*result.shading);
         const std::string text = line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
         std::printf("%s\n", text.c_str());
         return;
@@ -142,6 +165,7 @@ void report(const BenchCommand& options, const Result& result, const Checksum& c
     std::printf("%.1f ns per sample in the slowest pass\n", result.slowest);
     std::printf("%.3f ms to load the script\n", result.loadMs);
     std::printf("executor %s\n", executor.c_str());
+    if (result.shading) printShading(*result.shading);
     std::printf("checksum %s\n", checksum.text().c_str());
 }
 
@@ -164,10 +188,11 @@ void benchScript(const BenchCommand& options, Invocation& invocation) {
         times.push_back(pass(options.grid, session, nullptr));
         fine = times.back() >= 0.0;
     }
+    const auto shading = session.module().shading(session.shader().instance());
     fine = session.end() && fine;
     if (!fine) return;
     std::ranges::sort(times);
-    report(options, {times[times.size() / 2], times.back(), loadMs}, checksum);
+    report(options, {times[times.size() / 2], times.back(), loadMs, shading}, checksum);
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ typedef struct ModuleDescriptor {
  * there; one that does reads it only when the first server is called "Kestrel/PT", since other modules may
  * have nothing behind theirs, and when the magic is its own: that changes with every field that is added, so
  * that nobody reads past the end of an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455337u
+#define KESTREL_EXTENSION_MAGIC 0x4b455338u
 
 /* A word of 32 bits that signal handlers and other threads may set. */
 #ifdef __cplusplus
@@ -133,6 +133,23 @@ typedef struct KestrelPlace {
     const char* file; /* native path; valid while the message is shown */
     int32_t line, column, endColumn;
 } KestrelPlace;
+
+/* Samples that were begun without the interpreter and then left to it, for one reason. */
+typedef struct KestrelExit {
+    const char* reason;
+    int32_t line; /* of the script, or of a file that it brings in; 0 = unknown */
+    uint64_t count;
+} KestrelExit;
+
+/* How the samples of an instance's script have been shaded since it was loaded. */
+typedef struct KestrelShading {
+    const char* executor; /* what shades the next one: "definition", "threaded" or "native" */
+    uint64_t shaded;      /* without the interpreter */
+    uint64_t left;        /* begun so and left to it */
+    uint64_t interpreted; /* by it from the beginning */
+    const KestrelExit* exits;
+    int32_t exitCount;
+} KestrelShading;
 
 typedef struct KestrelModule {
     ModuleDescriptor descriptor;
@@ -170,6 +187,9 @@ typedef struct KestrelModule {
      * valid during the call, in which place() tells what it is about. It counts for scripts that are loaded
      * later. Null takes none, as at first, and scripts that are loaded then look for nothing. May be null. */
     void (*setAdvice)(void (*take)(void* user, const char* rule, const char* text), void* user);
+    /* Returns 0 when the instance has no script, and leaves `out`. What `out` points to is the module's,
+     * until this is asked again. May be null. */
+    int32_t (*shading)(void* instance, KestrelShading* out);
 } KestrelModule;
 
 /* ---- scene items ---- */

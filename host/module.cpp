@@ -180,6 +180,15 @@ std::int32_t badWriteOf(void* handle, KestrelPlace* out) {
     return tellPlace(pos, script->engine.program->files, out);
 }
 
+std::int32_t shadingOf(void* handle, KestrelShading* out) {
+    const LoadedScript* script = handle != nullptr ? instanceOf(handle).script() : nullptr;
+    if (script == nullptr || out == nullptr) return 0;
+    return guarded<std::int32_t>(0, [&] {
+        *out = pluginState().shading.tell(script->fast);
+        return 1;
+    });
+}
+
 void setDebugLink(const char* name) {
     guarded(0, [&] {
         pluginState().environment.debugLink = name != nullptr ? name : "";
@@ -325,5 +334,6 @@ KestrelModule _mod_descrip = {
     kestrel::debugged,
     kestrel::preset,
     kestrel::setAdvice,
+    kestrel::shadingOf,
 };
 }

@@ -5,6 +5,7 @@
 #include "host/host_interface.h"
 #include "host/instance.h"
 #include "host/script_environment.h"
+#include "host/shading_report.h"
 
 #include <array>
 #include <cstdint>
@@ -69,6 +70,7 @@ struct PluginState {
     ScriptEnvironment environment{&messages, &watch, Settings::Store};
     std::list<ShaderInstance> instances;            ///< every live instance, in order of creation
     std::array<char, kDescribeSize> description{};  ///< what the latest `describe` gave out
+    ToldShading shading;
 };
 
 [[nodiscard]] PluginState& pluginState();

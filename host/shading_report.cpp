@@ -3,7 +3,9 @@
 #include "script/loading.h"
 #include "script/sample_context.h"
 
+#include <algorithm>
 #include <array>
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -42,6 +44,18 @@ std::string shadingReport(LoadedScript& script) {
     for (const fast::Refusal& branch : made.branches)
         text += "samples that come here are left to it: " + reasonOf(branch) + '\n';
     return text + fast::describe(made.code);
+}
+
+KestrelShading ToldShading::tell(const fast::FastProcess& process) {
+    exits_ = process.exits();
+    std::ranges::stable_sort(exits_, std::ranges::greater{}, &fast::ExitCount::count);
+    rows_.clear();
+    for (const fast::ExitCount& each : exits_)
+        rows_.push_back({each.exit.reason.c_str(), each.exit.line, each.count});
+    const fast::Counts& counts = process.counts();
+    return {
+        nameOf(process.executor()).data(),      counts.shaded, counts.left, counts.interpreted, rows_.data(),
+        static_cast<std::int32_t>(rows_.size())};
 }
 
 }  // namespace kestrel

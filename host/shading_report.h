@@ -1,9 +1,11 @@
 // How the samples of a script are shaded: for people who want it faster.
 #pragma once
 
+#include "host/host_interface.h"
 #include "host/loaded_script.h"
 
 #include <string>
+#include <vector>
 
 namespace kestrel {
 
@@ -11,5 +13,15 @@ namespace kestrel {
 /// where not, and the code that is made; by lines.
 /// @param script  whose code outside functions has run
 [[nodiscard]] std::string shadingReport(LoadedScript& script);
+
+/// What was told last about how samples are shaded: it owns what a KestrelShading points to.
+class ToldShading {
+public:
+    [[nodiscard]] KestrelShading tell(const fast::FastProcess& process);
+
+private:
+    std::vector<fast::ExitCount> exits_;
+    std::vector<KestrelExit> rows_;
+};
 
 }  // namespace kestrel

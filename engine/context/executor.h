@@ -26,6 +26,13 @@ inline constexpr ExecutorName kExecutorNames[] = {
     {"native", Executor::Native},
 };
 
+/// The name of a row, which ends with a null byte.
+[[nodiscard]] constexpr std::string_view nameOf(Executor executor) noexcept {
+    for (const ExecutorName& row : kExecutorNames)
+        if (row.executor == executor) return row.name;
+    return kExecutorNames[0].name;
+}
+
 /// @return nothing when there is none of that name
 [[nodiscard]] constexpr std::optional<Executor> executorNamed(std::string_view name) noexcept {
     for (const ExecutorName& row : kExecutorNames)

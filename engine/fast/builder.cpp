@@ -464,8 +464,16 @@ void Builder::guard(Reg condition, const char* otherwise) {
         guard(operands[0], otherwise);
         return guard(operands[1], otherwise);
     }
-    control(Op::Guard, condition);
+    control(Op::Guard, condition, exitBy({otherwise, line_}));
     assume(condition, true);
+}
+
+/// Guards of a line that have one reason are one exit.
+Immediate Builder::exitBy(const Exit& exit) {
+    auto& exits = code_.exits;
+    if (exits.empty() || exits.back().line != exit.line || exits.back().reason != exit.reason)
+        exits.push_back(exit);
+    return {.whole = static_cast<std::int64_t>(exits.size()) - 1};
 }
 
 void Builder::refine(Reg reg, const Facts& narrower) {

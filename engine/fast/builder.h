@@ -114,6 +114,10 @@ public:
 
     /// @throws Unlowerable where it is known to fail
     void guard(Reg condition, const char* otherwise);
+    /// Leaves, whatever is known.
+    void leave(const Exit& exit) { control(Op::Leave, kNoReg, exitBy(exit)); }
+    /// Of the script, for what comes to be from here on.
+    void setLine(std::int32_t line) noexcept { line_ = line; }
     /// From here on, in this scope, the condition is known.
     void assume(Reg condition, bool holds);
     void refine(Reg reg, const Facts& narrower);
@@ -150,9 +154,11 @@ private:
     [[nodiscard]] const Instruction* definition(Reg reg) const;
     [[nodiscard]] Reg wholeByParts(Reg real);
     void forget(std::size_t keys, std::size_t facts);
+    [[nodiscard]] Immediate exitBy(const Exit& exit);
 
     Code code_;
     int depth_ = 0;
+    std::int32_t line_ = 0;
     std::vector<Facts> facts_;
     std::unordered_map<std::uint64_t, Reg> reals_;
     std::unordered_map<std::int64_t, Reg> wholes_;

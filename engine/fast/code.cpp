@@ -75,7 +75,9 @@ void failGuard(Code& code, int which) {
     for (Instruction& each : code.instructions)
         if (each.op == Op::Guard || each.op == Op::Poll) guards.push_back(&each);
     if (guards.empty()) return;
-    *guards[static_cast<std::size_t>(which) % guards.size()] = {.op = Op::Leave};
+    Instruction& failing = *guards[static_cast<std::size_t>(which) % guards.size()];
+    const Immediate exit = failing.op == Op::Guard ? failing.imm : Immediate{.whole = -1};
+    failing = {.op = Op::Leave, .imm = exit};
     removeDead(code);
 }
 

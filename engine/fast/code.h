@@ -74,10 +74,17 @@ struct Register {
     std::int32_t definition = -1;  ///< the instruction that writes it; -1: a Moves list
 };
 
+/// Why code leaves, for people.
+struct Exit {
+    std::string reason;
+    std::int32_t line = 0;
+};
+
 struct Code {
     std::vector<Instruction> instructions;
     std::vector<std::vector<Move>> moves;
     std::vector<Register> registers;
+    std::vector<Exit> exits;  ///< by the imm.whole of guards and of Leave
     int blocks = 0;
     UndoLog* undo =
         nullptr;  ///< of code that writes in the middle; whoever runs it takes back when it leaves
@@ -88,6 +95,21 @@ enum class Outcome : std::int32_t {
     Done = 0,
     Changed = 1,  ///< done; kinds of variables may have changed
     Left = 2,     ///< by a guard: nothing was written but what the undo log knows
+};
+
+/// What a run of code gives back: how it ended, and of one that left by which exit.
+struct Ending {
+    std::int32_t bits = 0;
+
+    [[nodiscard]] static constexpr Ending of(Outcome outcome) noexcept {
+        return {static_cast<std::int32_t>(outcome)};
+    }
+    /// @param exit  in Code::exits; -1: the run is to end, or the undo log is full
+    [[nodiscard]] static constexpr Ending left(std::int64_t exit) noexcept {
+        return {static_cast<std::int32_t>(Outcome::Left) + 4 * static_cast<std::int32_t>(exit + 1)};
+    }
+    [[nodiscard]] Outcome outcome() const noexcept { return static_cast<Outcome>(bits & 3); }
+    [[nodiscard]] std::int32_t exit() const noexcept { return (bits >> 2) - 1; }
 };
 
 /// Takes out what nobody needs. Renumbers nothing but instructions.

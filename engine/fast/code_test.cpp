@@ -134,7 +134,7 @@ TEST(FastCode, foldingComputesAsTheExecutorDoes) {
             Code code = builder.take();
             removeDead(code);
             coalesce(code);
-            ASSERT_EQ(ThreadedCode(code).run(record), Outcome::Done);
+            ASSERT_EQ(ThreadedCode(code).run(record).outcome(), Outcome::Done);
             if (std::isnan(folded)) {
                 ASSERT_TRUE(std::isnan(record[2]));
             } else {
@@ -155,12 +155,12 @@ TEST(FastCode, aGuardThatFailsLeavesEverythingAsItWas) {
     Code code = builder.take();
     removeDead(code);
     ThreadedCode threaded(code);
-    EXPECT_EQ(threaded.run(record), Outcome::Left);
+    EXPECT_EQ(threaded.run(record).outcome(), Outcome::Left);
     EXPECT_EQ(record[1], 7.0);
     record[0] = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(threaded.run(record), Outcome::Left);
+    EXPECT_EQ(threaded.run(record).outcome(), Outcome::Left);
     record[0] = 1.0;
-    EXPECT_EQ(threaded.run(record), Outcome::Done);
+    EXPECT_EQ(threaded.run(record).outcome(), Outcome::Done);
     EXPECT_EQ(record[1], 1.0);
     Builder other;
     EXPECT_THROW(other.guard(other.whole(0), "never"), Unlowerable);
@@ -202,13 +202,13 @@ TEST(FastCode, elementsThatWereWrittenComeBack) {
     };
     ThreadedCode threaded(codeOf(UndoLog::kMost));
     record[0] = 1e9;
-    EXPECT_EQ(threaded.run(record), Outcome::Left);  // by its guard
+    EXPECT_EQ(threaded.run(record).outcome(), Outcome::Left);  // by its guard
     expectUntouched();
     ThreadedCode larger(codeOf(UndoLog::kMost + 1));
     record[0] = 0.0;
-    EXPECT_EQ(larger.run(record), Outcome::Left);  // the log is full
+    EXPECT_EQ(larger.run(record).outcome(), Outcome::Left);  // the log is full
     expectUntouched();
-    EXPECT_EQ(threaded.run(record), Outcome::Done);
+    EXPECT_EQ(threaded.run(record).outcome(), Outcome::Done);
     EXPECT_EQ(cells[0].type, Number);
     EXPECT_EQ(cells[0].number, UndoLog::kMost - 0.5);
     EXPECT_EQ(undo.used, 0u);

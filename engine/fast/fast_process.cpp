@@ -1,5 +1,7 @@
 #include "engine/fast/fast_process.h"
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -32,6 +34,8 @@ void FastProcess::reset() {
     refusal_.reset();
     branches_.clear();
     undo_.reset();
+    exits_.clear();
+    firstExit_ = 0;
     counts_ = {};
     stage_ = Stage::New;
 }
@@ -78,6 +82,9 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         if (!lowered.assumptions.hold()) return;
         if (ctx_.services.failingGuard >= 0) failGuard(lowered.code, ctx_.services.failingGuard);
         install(lowered.code);
+        std::erase_if(exits_, [](const ExitCount& each) { return each.count == 0; });
+        firstExit_ = exits_.size();
+        for (Exit& exit : lowered.code.exits) exits_.push_back({std::move(exit)});
         assumptions_ = std::move(lowered.assumptions);
         branches_ = std::move(lowered.branches);
         undo_ = std::move(lowered.undo);
@@ -85,6 +92,13 @@ void FastProcess::makeCode(const FunctionRecord& process) {
     } catch (const std::bad_alloc&) {
         drop({"there is no memory for it"});
     }
+}
+
+std::vector<ExitCount> FastProcess::exits() const {
+    std::vector<ExitCount> taken;
+    std::ranges::copy_if(exits_, std::back_inserter(taken),
+                         [](const ExitCount& each) { return each.count != 0; });
+    return taken;
 }
 
 void FastProcess::install(const Code& code) {
@@ -105,6 +119,7 @@ bool FastProcess::settle(Outcome outcome) {
     }
     if (undo_ != nullptr) undo_->takeBack();
     ++counts_.left;
+    if (exit_ >= 0) ++exits_[firstExit_ + static_cast<std::size_t>(exit_)].count;
     if (counts_.left > kTrial && counts_.left > 15 * counts_.shaded)
         drop({"nearly every sample needs the interpreter"});
     return false;

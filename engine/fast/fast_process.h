@@ -21,6 +21,12 @@ struct Counts {
     int lowered = 0;                ///< how often code was made
 };
 
+/// Samples that were left to the interpreter for one reason.
+struct ExitCount {
+    Exit exit;
+    std::uint64_t count = 0;
+};
+
 /// The function `process` of one script.
 class FastProcess {
 public:
@@ -46,9 +52,12 @@ public:
     }
     /// Runs the code; only when it is ready(). Nothing of the host is called, nothing is thrown.
     [[nodiscard]] Outcome run(void* record) noexcept {
-        const Outcome outcome = native_ != nullptr ? native_->run(record) : threaded_->run(record);
-        counts_.shaded += outcome == Outcome::Done ? 1 : 0;
-        return outcome;
+        const Ending ending = native_ != nullptr ? native_->run(record) : threaded_->run(record);
+        if (ending.bits != Ending::of(Outcome::Done).bits) [[unlikely]]
+            exit_ = ending.exit();
+        else
+            ++counts_.shaded;
+        return ending.outcome();
     }
     /// After run(), unless the outcome is Done.
     /// @return false: the interpreter has to shade the sample
@@ -57,6 +66,8 @@ public:
     /// Forgets all code: the script goes.
     void reset();
 
+    /// Samples that left, by why. Those of code that was made anew meanwhile stand first.
+    [[nodiscard]] std::vector<ExitCount> exits() const;
     [[nodiscard]] const Counts& counts() const noexcept { return counts_; }
     /// What runs it now.
     [[nodiscard]] Executor executor() const noexcept;
@@ -80,7 +91,10 @@ private:
     EngineContext& ctx_;
     std::unique_ptr<NativeCode> native_;
     std::unique_ptr<ThreadedCode> threaded_;  ///< where there is no native code
-    std::uint64_t checked_ = 0;               ///< the epoch in which all assumptions held
+    std::int32_t exit_ = -1;                  ///< of the last run that left
+    std::size_t firstExit_ = 0;               ///< of the code at hand, in exits_
+    std::vector<ExitCount> exits_;
+    std::uint64_t checked_ = 0;  ///< the epoch in which all assumptions held
     Stage stage_ = Stage::New;
     Counts counts_;
     std::unique_ptr<UndoLog> undo_;  ///< the code's, where it writes in the middle

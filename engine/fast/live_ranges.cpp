@@ -9,8 +9,8 @@ namespace kestrel::fast {
 
 namespace {
 
-/// Up to here every register has a place of its own: then what allocates knows better which of them matter, and
-/// code is up to a fifth faster where functions are called.
+/// Up to here every register has a place of its own: then what allocates knows better which of them matter,
+/// and code is up to a fifth faster where functions are called.
 constexpr std::size_t kMostApart = 1000;
 
 /// From the first instruction that has to do with a register to the last one. Where a loop uses what comes
@@ -18,7 +18,10 @@ constexpr std::size_t kMostApart = 1000;
 class Ranges {
 public:
     Ranges(const Code& code, const std::vector<bool>& fused)
-        : code_(code), fused_(fused), first_(code.registers.size(), kNever), last_(code.registers.size(), -1) {
+        : code_(code),
+          fused_(fused),
+          first_(code.registers.size(), kNever),
+          last_(code.registers.size(), -1) {
         findLoops();
         for (at_ = 0; at_ < static_cast<std::int32_t>(code.instructions.size()); ++at_)
             visit(code.instructions[static_cast<std::size_t>(at_)]);

@@ -1,6 +1,6 @@
 // Which registers of the intermediate code may lie in the same place, since one is never needed where the
-// other is: what allocates registers for the machine takes time that grows with their number times that of the
-// branches, and code of a thousand lines has thousands of them.
+// other is: what allocates registers for the machine takes time that grows with their number times that of
+// the branches, and code of a thousand lines has thousands of them.
 #pragma once
 
 #include "engine/fast/code.h"

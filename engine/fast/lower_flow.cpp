@@ -44,6 +44,7 @@ void Lowering::walk(const Node* node, const Node* end) {
         if (node == nullptr) refuse("code without an end");
         if (++steps_ > kMostSteps) refuse("too much code");
         line_ = node->line;
+        builder_.setLine(line_);
         node = step(*node);
     }
 }
@@ -66,6 +67,8 @@ const CodeNode* Lowering::step(const Node& node) {
         case OP_NIL:
             push(Cell::ofKind(Nil));
             break;
+        case OP_STRING:
+            refuse("a text");
         case OP_VECTOR: {
             const Cell z = popValue();
             const Cell y = popValue();
@@ -216,7 +219,7 @@ void Lowering::branch(const Node* begin, const Node* end) {
         const Refusal refusal{reason.reason, reason.line != 0 ? reason.line : line_};
         goBack(start);
         refusals_.push_back(refusal);
-        builder_.control(Op::Leave);
+        builder_.leave({refusal.reason, refusal.line});
         state_.reached = false;
     }
 }

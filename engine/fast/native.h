@@ -39,7 +39,7 @@ public:
 
     /// Shades a sample.
     /// @param record  of the host, which the code's offsets are about
-    Outcome run(void* record) const noexcept { return static_cast<Outcome>(entry_(record)); }
+    Ending run(void* record) const noexcept { return {entry_(record)}; }
     [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
 
 private:

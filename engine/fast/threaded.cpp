@@ -83,8 +83,8 @@ UndoLog& undoOf(Word place) noexcept {
 
 /// Runs steps; or, without any, tells where the handlers are.
 /// @param registers  beside constants nothing in them outlives a run
-[[gnu::noinline]] Outcome execute(const Step* step, Word* registers, unsigned char* record,
-                                  Handlers* handlers) noexcept {
+[[gnu::noinline]] Ending execute(const Step* step, Word* registers, unsigned char* record,
+                                 Handlers* handlers) noexcept {
     static const void* const kLabels[] = {
 #define KESTREL_FAST_COMPUTED(name, result, a, b, sort) &&L_##name,
 #include "engine/fast/ops.def"
@@ -122,12 +122,13 @@ UndoLog& undoOf(Word place) noexcept {
     static_assert(std::size(kLabels) == static_cast<std::size_t>(Kind::Count));
     if (step == nullptr) {
         std::copy(std::begin(kLabels), std::end(kLabels), handlers->begin());
-        return Outcome::Done;
+        return {};
     }
 
 #define A registers[step->a]
 #define B registers[step->b]
 #define TO registers[step->to]
+#define LEFT Ending::left(step->to)
 #define GO goto * step->handler
 #define NEXT \
     ++step;  \
@@ -139,14 +140,14 @@ UndoLog& undoOf(Word place) noexcept {
     NEXT;
 #include "engine/fast/ops.def"
 #define TEST(name) compute(Op::name, A, B).whole != 0
-#define KESTREL_FAST_TEST(name, a, b)                                           \
-    L_JumpIf##name : step = TEST(name) ? step->target : step + 1;               \
-    GO;                                                                         \
-    L_JumpUnless##name : step = TEST(name) ? step + 1 : step->target;           \
-    GO;                                                                         \
-    L_LeaveIf##name : if (TEST(name)) [[unlikely]] return Outcome::Left;        \
-    NEXT;                                                                       \
-    L_LeaveUnless##name : if (!(TEST(name))) [[unlikely]] return Outcome::Left; \
+#define KESTREL_FAST_TEST(name, a, b)                                  \
+    L_JumpIf##name : step = TEST(name) ? step->target : step + 1;      \
+    GO;                                                                \
+    L_JumpUnless##name : step = TEST(name) ? step + 1 : step->target;  \
+    GO;                                                                \
+    L_LeaveIf##name : if (TEST(name)) [[unlikely]] return LEFT;        \
+    NEXT;                                                              \
+    L_LeaveUnless##name : if (!(TEST(name))) [[unlikely]] return LEFT; \
     NEXT;
 #include "engine/fast/ops.def"
 #define X(name, first, second, left)                                                     \
@@ -166,11 +167,11 @@ L_JumpUnlessTrue:
     GO;
 L_LeaveIfTrue:
     if (A.whole != 0) [[unlikely]]
-        return Outcome::Left;
+        return LEFT;
     NEXT;
 L_LeaveUnlessTrue:
     if (A.whole == 0) [[unlikely]]
-        return Outcome::Left;
+        return LEFT;
     NEXT;
 L_Call1:
     TO.real = step->imm.one(A.real);
@@ -215,27 +216,27 @@ L_Jump:
     step = step->target;
     GO;
 L_Leave:
-    return Outcome::Left;
+    return LEFT;
 L_Poll:
     if (*static_cast<const platform::SharedFlag*>(step->imm.address) != 0) [[unlikely]]
-        return Outcome::Left;
+        return Ending::left(-1);
     NEXT;
 L_PollJump:
     if (*static_cast<const platform::SharedFlag*>(step->imm.address) != 0) [[unlikely]]
-        return Outcome::Left;
+        return Ending::left(-1);
     step += step->to;
     GO;
 L_StoreElement : {
     double* const place = elementAt<double>(*step, A.whole);
     if (!undoOf(registers[step->c]).keep(place)) [[unlikely]]
-        return Outcome::Left;
+        return Ending::left(-1);
     *place = B.real;
     NEXT;
 }
 L_StoreElementKind : {
     std::int32_t* const place = elementAt<std::int32_t>(*step, A.whole);
     if (!undoOf(registers[step->c]).keep(place)) [[unlikely]]
-        return Outcome::Left;
+        return Ending::left(-1);
     *place = static_cast<std::int32_t>(B.whole);
     NEXT;
 }
@@ -251,11 +252,12 @@ L_StoreRecordReal:
     std::memcpy(record + step->imm.whole, &A.real, sizeof(double));
     NEXT;
 L_Done:
-    return static_cast<Outcome>(step->imm.whole);
+    return Ending::of(static_cast<Outcome>(step->imm.whole));
 #undef A
 #undef B
 #undef TO
 #undef GO
+#undef LEFT
 #undef NEXT
 #undef TEST
 }
@@ -316,17 +318,18 @@ private:
     enum Sense { JumpIf, JumpUnless, LeaveIf, LeaveUnless };
 
     /// @param sense  for the condition to hold, or not to
-    std::size_t addTest(Reg condition, Sense sense) {
+    /// @param exit  of those that leave
+    std::size_t addTest(Reg condition, Sense sense, Reg exit = kNoReg) {
         const bool asked = sense == JumpIf || sense == LeaveIf;
         const Decision decided = decisionOf(code_, fused_, condition, asked);
         const int step = decided.truth == asked ? sense : sense ^ 1;
         const auto kindOf = [step](Kind first) { return static_cast<Kind>(static_cast<int>(first) + step); };
-        if (decided.test == nullptr) return add(kindOf(Kind::JumpIfTrue), kNoReg, decided.condition);
+        if (decided.test == nullptr) return add(kindOf(Kind::JumpIfTrue), exit, decided.condition);
         const auto& [a, b, c] = decided.test->operands;
         switch (decided.test->op) {
 #define KESTREL_FAST_TEST(name, a_, b_) \
     case Op::name:                      \
-        return add(kindOf(Kind::JumpIf##name), kNoReg, a, b >= 0 ? b : a);
+        return add(kindOf(Kind::JumpIf##name), exit, a, b >= 0 ? b : a);
 #include "engine/fast/ops.def"
             default:
                 return 0;
@@ -403,10 +406,10 @@ private:
             X(StoreElementKind)
 #undef X
             case Op::Leave:
-                add(Kind::Leave);
+                add(Kind::Leave, static_cast<Reg>(each.imm.whole));
                 return;
             case Op::Guard:
-                addTest(a, LeaveUnless);
+                addTest(a, LeaveUnless, static_cast<Reg>(each.imm.whole));
                 return;
             case Op::Moves:
                 copy(sequenced(code_.moves[static_cast<std::size_t>(each.imm.whole)], spare_));
@@ -498,7 +501,7 @@ ThreadedCode::ThreadedCode(const Code& code) {
     Layout(code, steps_, registers_).lay();
 }
 
-Outcome ThreadedCode::run(void* record) noexcept {
+Ending ThreadedCode::run(void* record) noexcept {
     return execute(steps_.data(), registers_.data(), static_cast<unsigned char*>(record), nullptr);
 }
 

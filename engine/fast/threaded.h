@@ -30,7 +30,7 @@ public:
 
     /// Shades a sample.
     /// @param record  of the host, which the code's offsets are about
-    Outcome run(void* record) noexcept;
+    Ending run(void* record) noexcept;
     [[nodiscard]] std::size_t bytes() const noexcept {
         return steps_.size() * sizeof(Step) + registers_.size() * sizeof(Word);
     }

@@ -12,7 +12,9 @@ namespace kestrel::fast {
 class X86Emitter : X86Operands {
 public:
     X86Emitter(const Code& code, asmjit::x86::Compiler& compiler)
-        : X86Operands(code, compiler), blocks_(static_cast<std::size_t>(code.blocks)) {}
+        : X86Operands(code, compiler),
+          blocks_(static_cast<std::size_t>(code.blocks)),
+          exits_(code.exits.size() + 1) {}
 
     /// One function: of the sample's address, with the outcome as its result.
     void emitAll();
@@ -39,7 +41,9 @@ private:
     template <class Emit>
     void wholeBinary(const Instruction& each, const Emit& emit);
     [[nodiscard]] Gp keptElement(const Instruction& each);
-    void finish(Outcome outcome);
+    void finish(Ending ending);
+    [[nodiscard]] Label leaveBy(std::int64_t exit);
+    void emitExits();
     void round(const Instruction& each, int how);
     void choose(const Instruction& each);
     void multiply(const Instruction& each);
@@ -59,7 +63,8 @@ private:
     std::vector<std::optional<Label>> blocks_;
     std::vector<OpenIf> ifs_;
     std::vector<Label> loops_;
-    Label leave_;
+    std::vector<std::optional<Label>> exits_;  ///< by the number of the exit + 1
+    Gp ending_;
     Reading reading_{code_};
 };
 

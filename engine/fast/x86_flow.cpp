@@ -1,6 +1,7 @@
 // Machine code for x86-64: conditions and where control goes.
 #include "engine/fast/x86_emitter.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace kestrel::fast {
@@ -110,7 +111,7 @@ void X86Emitter::emitControl(const Instruction& each) {
                 return;
             }
             if (reading_.follows(1, Op::Leave) && reading_.follows(2, Op::Else)) {
-                jump(a, true, leave_);
+                jump(a, true, leaveBy(reading_.following(1)->imm.whole));
                 ifs_.push_back({cc_.newLabel(), cc_.newLabel(), false});
                 reading_.advance(2);
                 return;
@@ -146,13 +147,13 @@ void X86Emitter::emitControl(const Instruction& each) {
         case Op::Moves:
             return moves(code_.moves[static_cast<std::size_t>(each.imm.whole)]);
         case Op::Guard:
-            return jump(a, false, leave_);
+            return jump(a, false, leaveBy(each.imm.whole));
         case Op::Leave:
-            cc_.jmp(leave_);
+            cc_.jmp(leaveBy(each.imm.whole));
             return;
         case Op::Poll:
             cc_.cmp(at(each.imm.address, 4), 0);
-            cc_.jne(leave_);
+            cc_.jne(leaveBy(-1));
             return;
         default:
             return;
@@ -163,6 +164,27 @@ Label& X86Emitter::block(std::int64_t number) {
     std::optional<Label>& label = blocks_[static_cast<std::size_t>(number)];
     if (!label) label = cc_.newLabel();
     return *label;
+}
+
+/// Where code goes that leaves by this exit; -1: by none of those that have a reason.
+asmjit::Label X86Emitter::leaveBy(std::int64_t exit) {
+    std::optional<Label>& label = exits_[static_cast<std::size_t>(exit + 1)];
+    if (!label) label = cc_.newLabel();
+    return *label;
+}
+
+/// Behind everything else, since they are rare.
+void X86Emitter::emitExits() {
+    if (std::ranges::none_of(exits_, [](const auto& label) { return label.has_value(); })) return;
+    const Label end = cc_.newLabel();
+    for (std::size_t i = 0; i < exits_.size(); ++i) {
+        if (!exits_[i]) continue;
+        cc_.bind(*exits_[i]);
+        cc_.mov(ending_, Ending::left(static_cast<std::int64_t>(i) - 1).bits);
+        cc_.jmp(end);
+    }
+    cc_.bind(end);
+    cc_.ret(ending_);
 }
 
 /// All at once: what is overwritten before it is read waits in a register of its own.

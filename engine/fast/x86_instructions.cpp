@@ -16,13 +16,12 @@ void X86Emitter::emitAll() {
     function->frame().setAvxEnabled();
     record_ = cc_.newIntPtr();
     function->setArg(0, record_);
-    leave_ = cc_.newLabel();
+    ending_ = cc_.newInt32();
     for (; !reading_.ended(); reading_.advance()) {
         if (!fused_[reading_.at()]) emit(reading_.here());
         endInstruction();
     }
-    cc_.bind(leave_);
-    finish(Outcome::Left);
+    emitExits();
     cc_.endFunc();
 }
 
@@ -197,7 +196,7 @@ void X86Emitter::emit(const Instruction& each) {
             cc_.vmovsd(inRecord(each.imm.whole, 8), real(a));
             return;
         case Op::Done:
-            return finish(static_cast<Outcome>(each.imm.whole));
+            return finish(Ending::of(static_cast<Outcome>(each.imm.whole)));
         default:
             return fast::infoOf(each.op).sort == Sort::Test ? makeCondition(each) : emitControl(each);
     }
@@ -213,7 +212,7 @@ x86::Gp X86Emitter::keptElement(const Instruction& each) {
     const Mem count = x86::ptr(log, offsetof(UndoLog, used), 4);
     cc_.mov(used.r32(), count);
     cc_.cmp(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::entries)));
-    cc_.jae(leave_);
+    cc_.jae(leaveBy(-1));
     const Gp before = newWhole();
     cc_.mov(before, x86::ptr(place, 0, 8));
     const auto entry = [&](std::size_t member) {
@@ -226,9 +225,9 @@ x86::Gp X86Emitter::keptElement(const Instruction& each) {
     return place;
 }
 
-void X86Emitter::finish(Outcome outcome) {
+void X86Emitter::finish(Ending ending) {
     const Gp result = newWhole().r32();
-    cc_.mov(result, static_cast<std::int32_t>(outcome));
+    cc_.mov(result, ending.bits);
     cc_.ret(result);
 }
 

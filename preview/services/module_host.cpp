@@ -121,6 +121,14 @@ std::optional<KestrelPlace> ModuleHost::badWrite(HxInstance instance) const {
     return place;
 }
 
+std::optional<KestrelShading> ModuleHost::shading(HxInstance instance) const {
+    KestrelShading shading{};
+    if (extension_ == nullptr || extension_->shading == nullptr ||
+        extension_->shading(instance, &shading) == 0)
+        return std::nullopt;
+    return shading;
+}
+
 std::vector<KestrelPlace> ModuleHost::placeOfMessage() const {
     constexpr std::int32_t kMostLevels = 40;  // inserts nest thirty deep
     std::vector<KestrelPlace> places;

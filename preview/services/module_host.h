@@ -51,6 +51,10 @@ public:
     /// asked last. Nothing when it has not, or that cannot be told.
     [[nodiscard]] std::optional<KestrelPlace> badWrite(HxInstance instance) const;
 
+    /// How the samples of the instance's script have been shaded since it was loaded; what it points to lasts
+    /// until this is asked again. Nothing where that cannot be told.
+    [[nodiscard]] std::optional<KestrelShading> shading(HxInstance instance) const;
+
     /// The names that the instance's script gave to effectedby(). Empty when it gave none, or that cannot be
     /// told.
     [[nodiscard]] std::vector<std::string> effectedBy(HxInstance instance) const;
