@@ -34,6 +34,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.host = static_cast<SampleContext*>(&host);
     services.executor = executor;
     services.codeMemory = &codeMemory;
+    services.batchLanes = batchLanes;
     services.failingGuard = failingGuard;
     return services;
 }

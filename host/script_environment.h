@@ -52,6 +52,7 @@ public:
     std::vector<Preset> presets;              ///< of all scripts that are loaded from now on
     std::string configurationFile;            ///< where a configuration would be; nothing reads one yet
 
+    int batchLanes = 0;     ///< see EngineServices
     int failingGuard = -1;  ///< for tests, see EngineServices
     fast::CodeMemory codeMemory;
     platform::Registry registry;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <cfenv>
 #include <new>
 #include <utility>
 
@@ -28,6 +29,7 @@ Executor FastProcess::executor() const noexcept {
 void FastProcess::reset() {
     native_.reset();
     threaded_.reset();
+    batch_.reset();
     assumptions_.reset();
     carryover_.reset();
     experience_ = {};
@@ -37,6 +39,7 @@ void FastProcess::reset() {
     exits_.clear();
     firstExit_ = 0;
     counts_ = {};
+    batches_ = false;
     stage_ = Stage::New;
 }
 
@@ -66,12 +69,14 @@ bool FastProcess::prepare(const FunctionRecord& process) {
 void FastProcess::drop(Refusal reason) {
     native_.reset();
     threaded_.reset();
+    batch_.reset();
     stage_ = Stage::Off;
     refusal_ = std::move(reason);
 }
 
 void FastProcess::makeCode(const FunctionRecord& process) {
-    if (counts_.lowered >= kMostLowered) return drop({"kinds or values of variables change too often"});
+    if (counts_.lowered >= kMostLowered + (batches_ ? 1 : 0))
+        return drop({"kinds or values of variables change too often"});
     ++counts_.lowered;
     try {
         if (!carryover_) carryover_.emplace(*ctx_.program);
@@ -104,10 +109,35 @@ std::vector<ExitCount> FastProcess::exits() const {
 void FastProcess::install(const Code& code) {
     native_.reset();
     threaded_.reset();
+    batch_.reset();
     if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
         code.instructions.size() <= kMostNative)
         native_ = NativeCode::make(code, *ctx_.services.codeMemory);
+    if (native_ != nullptr && batches_)
+        batch_ = BatchCode::make(code, *ctx_.services.codeMemory, ctx_.services.batchLanes);
     if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
+}
+
+BatchCode* FastProcess::batch() {
+    if (!batches_) {
+        batches_ = true;
+        if (stage_ == Stage::Ready) stage_ = Stage::Seen;  // with the next sample code is made for both
+    }
+    if (stage_ != Stage::Ready || batch_ == nullptr || !idle() || std::fegetround() != FE_TONEAREST)
+        return nullptr;
+    if (checked_ != ctx_.epoch) {
+        if (!assumptions_->hold()) return nullptr;
+        checked_ = ctx_.epoch;
+    }
+    return batch_.get();
+}
+
+void FastProcess::noteBatch(std::size_t shaded, std::size_t left) noexcept {
+    counts_.shaded += shaded;
+    counts_.grouped += shaded;
+    counts_.apart += left;
+    // A group that leaves has been shaded for nothing.
+    if (counts_.apart > kTrial && counts_.apart > counts_.grouped) batch_.reset();
 }
 
 bool FastProcess::settle(Outcome outcome) {

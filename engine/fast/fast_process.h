@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/context/context.h"
+#include "engine/fast/batch.h"
 #include "engine/fast/lowering.h"
 #include "engine/fast/native.h"
 #include "engine/fast/threaded.h"
@@ -19,6 +20,8 @@ struct Counts {
     std::uint64_t left = 0;         ///< begun without it and shaded by it
     std::uint64_t interpreted = 0;  ///< by the interpreter alone
     int lowered = 0;                ///< how often code was made
+    std::uint64_t grouped = 0;      ///< of those that were shaded: in groups
+    std::uint64_t apart = 0;        ///< samples of groups that left, which were then shaded one by one
 };
 
 /// Samples that were left to the interpreter for one reason.
@@ -63,6 +66,15 @@ public:
     /// @return false: the interpreter has to shade the sample
     [[nodiscard]] bool settle(Outcome outcome);
 
+    /// The code for groups of samples, when all that it takes for granted holds now; the first time that it
+    /// is asked for is when it is made, with the next sample.
+    /// @return null: samples have to be shaded one by one
+    [[nodiscard]] BatchCode* batch();
+    /// After a run of it.
+    /// @param shaded  samples
+    /// @param left    those of the group that has left; 0: none has
+    void noteBatch(std::size_t shaded, std::size_t left) noexcept;
+
     /// Forgets all code: the script goes.
     void reset();
 
@@ -94,6 +106,8 @@ private:
     std::int32_t exit_ = -1;                  ///< of the last run that left
     std::size_t firstExit_ = 0;               ///< of the code at hand, in exits_
     std::vector<ExitCount> exits_;
+    std::unique_ptr<BatchCode> batch_;
+    bool batches_ = false;       ///< somebody wants them
     std::uint64_t checked_ = 0;  ///< the epoch in which all assumptions held
     Stage stage_ = Stage::New;
     Counts counts_;

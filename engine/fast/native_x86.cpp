@@ -27,22 +27,6 @@ namespace kestrel::fast {
 
 using namespace asmjit;  // NOLINT: its names are all that this file is about
 
-struct CodeMemory::Impl {
-    Impl() : runtime(parameters()) {}
-
-    static const JitAllocator::CreateParams* parameters() noexcept {
-        static const JitAllocator::CreateParams kParameters = [] {
-            JitAllocator::CreateParams made;
-            made.options = JitAllocatorOptions::kUseDualMapping;
-            return made;
-        }();
-        return &kParameters;
-    }
-
-    JitRuntime runtime;
-    std::atomic<std::size_t> used{0};
-};
-
 CodeMemory::CodeMemory() {
     // Not the library's own way to ask: in some programs it says no the first time.
     if (__builtin_cpu_supports("avx") != 0) impl_ = std::make_unique<Impl>();
