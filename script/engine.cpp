@@ -113,10 +113,14 @@ Status Script::evaluate(Sample& sample) {
     Impl& script = work.script();
     if (script.process == nullptr) return Status::NoSuchFunction;
     if (script.ctx.endRequested()) return Status::Cancelled;
-    if (script.fast.shade(*script.process, &sample)) return Status::Done;
-    const CurrentSample current(script, &sample);
-    callFunction(script.ctx, *script.process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
-    return script.status();
+    return script.shade(sample);
+}
+
+Status Script::Impl::shade(Sample& given) {
+    if (fast.shade(*process, &given)) return Status::Done;
+    const CurrentSample current(*this, &given);
+    callFunction(ctx, *process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
+    return status();
 }
 
 std::optional<Value> Script::global(TextView name) const {

@@ -4,6 +4,7 @@
 #include "script/include/kestrel/script.h"
 #include "script/sample_context.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -119,6 +120,11 @@ constexpr KindWording kWording = {
 };
 
 }  // namespace
+
+const MemberRow* findSampleMember(std::string_view name) noexcept {
+    const auto* found = std::ranges::find(kMembers, name, &MemberRow::name);
+    return found != std::end(kMembers) ? found : nullptr;
+}
 
 SampleKind::SampleKind(std::span<const MethodRow> methods)
     : ObjectKind(ObjectInterface("shading sample", kMembers, methods, kWording)) {}

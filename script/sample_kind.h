@@ -5,8 +5,12 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace kestrel {
+
+/// @return the member of a sample, null when there is none of that name; its detail is its offset
+[[nodiscard]] const MemberRow* findSampleMember(std::string_view name) noexcept;
 
 /// Values of type ShaderObj. They carry nothing: the object always means the sample that is being evaluated.
 class SampleKind : public ObjectKind {

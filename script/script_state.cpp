@@ -146,6 +146,7 @@ EngineServices Script::Impl::services() noexcept {
     services.filesClosed = !engine->options.files;
     services.executor = executorOf(engine->options.executor);
     services.codeMemory = &engine->codeMemory;
+    services.batchLanes = engine->options.batchLanes;
     return services;
 }
 
@@ -229,6 +230,10 @@ Work::Work(std::shared_ptr<Script::Impl> script)
     script_->busy = true;
     script_->said.kept.clear();
     script_->said.dropped = 0;
+    begin();
+}
+
+void Work::begin() noexcept {
     script_->ctx.reporter.state.errorCount = 0;
     script_->ctx.reporter.state.warningCount = 0;
     script_->ctx.run.abort = false;

@@ -102,6 +102,8 @@ struct Script::Impl final : SampleContext, private MessageSink {
     [[nodiscard]] Variable* findGlobal(std::string_view name);
     /// How the latest run ended.
     [[nodiscard]] Status status() const noexcept;
+    /// Runs `process`, which there is, over a sample.
+    [[nodiscard]] Status shade(Sample& given);
 
     const std::shared_ptr<Engine::Impl> engine;
     const std::shared_ptr<const FunctionTable> functions;
@@ -137,6 +139,8 @@ public:
     Work& operator=(const Work&) = delete;
 
     [[nodiscard]] Script::Impl& script() const noexcept { return *script_; }
+    /// Errors count anew, as at the beginning.
+    void begin() noexcept;
 
 private:
     // What the script calls may let go of the handle: it ends here, while the engine is still in use.

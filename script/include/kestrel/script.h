@@ -178,6 +178,9 @@ struct Options {
         false;           ///< scripts may run programs, which do as they like, and read environment variables
     bool store = false;  ///< scripts may keep values in the user's store, as those of the command do
     Executor executor = Executor::Automatic;
+    /// How many samples of a batch are computed at a time: 4 with AVX2, 8 with AVX-512, and as long as it is
+    /// 0 as many as the machine can. With others, and with more than it can, they are computed one by one.
+    int batchLanes = 0;
 };
 
 /// A function that scripts can call. Its arguments are valid during the call. An exception that leaves it
@@ -215,6 +218,52 @@ struct Sample {
     void (*unused[2])() = {};
 };
 
+/// Where a batch of samples is: for each number of a Sample that differs between them an array, its plane,
+/// with that number of sample 0, 1, 2 ... Whatever has no plane is the same for all.
+///
+///     kestrel::script::Planes planes(xs.size());
+///     planes.read("oPos", 1, xs).read("oPos", 2, ys).update("color", 1, reds);
+///     script.evaluate(planes);
+///
+/// Planes are made once and used for any number of evaluations; the arrays belong to the caller, and stay
+/// where they are as long as it is used. Names are those that scripts write, and numbers of a member count
+/// from 1, as in scripts; of a member that is one number it is 1.
+///
+/// read() and update() throw std::invalid_argument, and add nothing, for a name that is no member of a sample
+/// or one that scripts cannot read (raySource and objID; wXfrm, since they read oXfrm under its name), for a
+/// number that the member does not have, for one that has a plane already, for a plane that is shorter than
+/// the batch, and for one that overlaps another when one of the two is updated.
+class KESTREL_SCRIPT_API Planes {
+public:
+    /// @param count   samples of the batch; may be 0
+    /// @param common  what all samples begin with where there is no plane; what scripts write there is
+    /// dropped
+    explicit Planes(std::size_t count, const Sample& common = {});
+    ~Planes();
+    Planes(Planes&&) noexcept;
+    Planes& operator=(Planes&&) noexcept;
+    Planes(const Planes&) = delete;
+    Planes& operator=(const Planes&) = delete;
+
+    /// A plane that is only read: what scripts write to the member is dropped.
+    Planes& read(TextView member, int number, std::span<const double> plane);
+    /// The same of a member of whole numbers: sx, sy and polNum.
+    Planes& read(TextView member, int number, std::span<const std::int32_t> plane);
+    /// A plane of a member that scripts change (those of a Sample that follow polNum). Samples begin with
+    /// what it holds; afterwards it holds what the script has left there.
+    /// @throws std::invalid_argument also for a member that scripts cannot change
+    Planes& update(TextView member, int number, std::span<double> plane);
+
+    [[nodiscard]] std::size_t count() const noexcept { return count_; }
+
+    struct KESTREL_SCRIPT_LOCAL Impl;
+
+private:
+    friend class Script;
+    std::size_t count_;
+    std::unique_ptr<Impl> impl_;
+};
+
 /// How a run ended.
 enum class Status {
     Done,            ///< maybe with errors that do not end a run: see the diagnostics
@@ -226,6 +275,15 @@ enum class Status {
 struct Result {
     Status status = Status::Done;
     std::vector<Value> values;  ///< what the function returned: none, one or several
+    explicit operator bool() const noexcept { return status == Status::Done; }
+};
+
+/// What came of a batch.
+struct BatchResult {
+    /// Done, or how the last sample that was evaluated ended.
+    Status status = Status::Done;
+    /// Samples that `process` has run over. Those behind them are as they were.
+    std::size_t evaluated = 0;
     explicit operator bool() const noexcept { return status == Status::Done; }
 };
 
@@ -265,6 +323,17 @@ public:
     /// defined take and give numbers and Vectors. Texts, records, new arrays and diagnostics take memory.
     Status evaluate(Sample& sample);
 
+    /// Runs `process` over samples in order. Results, diagnostics and all that the script keeps are to the
+    /// last bit those of one evaluate() after the other, which ends behind the first sample whose status is
+    /// not Done; diagnostics() has what was said of all of them. Where the script keeps nothing from one
+    /// sample to the next and the machine has AVX2, several are computed at a time.
+    /// @param first  of the planes' samples
+    /// @throws std::invalid_argument for samples that the planes do not have; std::logic_error for Planes
+    /// that were
+    ///         moved elsewhere
+    BatchResult evaluate(const Planes& planes, std::size_t first, std::size_t count);
+    BatchResult evaluate(const Planes& planes) { return evaluate(planes, 0, planes.count()); }
+
     /// A global variable; nothing when the script has none of that name. Functions, records and their members
     /// are none.
     [[nodiscard]] std::optional<Value> global(TextView name) const;
@@ -277,10 +346,12 @@ public:
 
     /// What was said during the last call(), evaluate() or setGlobal(): the first thousand, where the error
     /// that ended the run takes the last place if it comes later. The limit of errors that ends a run counts
-    /// for each call anew.
+    /// for each call anew, and for each sample of a batch.
     [[nodiscard]] std::vector<Diagnostic> diagnostics() const;
     /// How many were said beyond those.
     [[nodiscard]] std::size_t droppedDiagnostics() const;
+    /// Of the samples that batches have evaluated: those that were computed several at a time.
+    [[nodiscard]] std::uint64_t samplesInGroups() const;
 
     struct KESTREL_SCRIPT_LOCAL Impl;
 
