@@ -48,9 +48,26 @@ std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
     return std::make_unique<Attachment>();
 }
 
+/// By machine code for groups: as many samples at a time as the machine can.
+std::unique_ptr<Attachment> batch(ScriptEnvironment& environment) {
+    environment.executor = kestrel::Executor::Native;
+    return std::make_unique<Attachment>();
+}
+
+/// The same with the smaller groups.
+std::unique_ptr<Attachment> batch4(ScriptEnvironment& environment) {
+    environment.batchLanes = 4;
+    return batch(environment);
+}
+
 constexpr Executor kExecutors[] = {
-    {"plain", plain},          {"hooked", hooked},        {"threaded", threaded, false},
-    {"native", native, false}, {"forced", forced, false},
+    {"plain", plain},
+    {"hooked", hooked},
+    {"threaded", threaded, false},
+    {"native", native, false},
+    {"forced", forced, false},
+    {"batch", batch, false, true},
+    {"batch4", batch4, false, true},
 };
 
 }  // namespace

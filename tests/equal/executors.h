@@ -23,6 +23,8 @@ struct Executor {
     std::unique_ptr<Attachment> (*use)(ScriptEnvironment& environment);
     /// Locals that nobody reads before they are assigned hold the same, too.
     bool keepsLocals = true;
+    /// Samples come in batches, and it shades them in groups.
+    bool inGroups = false;
 };
 
 /// The table. A new executor is a row.

@@ -1,5 +1,6 @@
 #include "tests/equal/life.h"
 
+#include "engine/fast/batch_run.h"
 #include "engine/run/entry.h"
 #include "host/evaluate.h"
 #include "host/plugin_state.h"
@@ -11,9 +12,13 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <list>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <thread>
+#include <type_traits>
 
 namespace kestrel::equal {
 
@@ -113,6 +118,60 @@ std::string tell(const ShadingSample& sample) {
     return line;
 }
 
+/// Samples by planes: all members that a script can have a plane for, and a record for the others.
+class Planes {
+public:
+    Planes(std::uint64_t seed, const Plan::Step& step)
+        : columns_(std::as_bytes(std::span(&common_, 1))), count_(static_cast<std::size_t>(step.count)) {
+        for (int i = 0; i < step.count; ++i) samples_.push_back(makeSampleOfBatch(seed, step.sample + i));
+#define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) \
+    add(&ShadingSample::name, offsetof(ShadingSample, name), std::string_view(#access) == "Writable");
+#include "script/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
+    }
+
+    [[nodiscard]] const fast::Columns& columns() const noexcept {
+        return columns_;
+    }
+    [[nodiscard]] std::size_t count() const noexcept {
+        return count_;
+    }
+
+private:
+    template <class Number, std::size_t kCount>
+    void add(Number (ShadingSample::*member)[kCount], std::size_t offset, bool writable) {
+        for (std::size_t i = 0; i < kCount; ++i) {
+            auto& plane = reals_.emplace_back();
+            for (const ShadingSample& each : samples_) plane.push_back((each.*member)[i]);
+            columns_.add(
+                {static_cast<std::int64_t>(offset + i * sizeof(Number)), false, writable, plane.data()});
+        }
+    }
+    template <class Number>
+    void add(Number ShadingSample::*member, std::size_t offset, bool writable) {
+        const bool whole = !std::is_same_v<Number, double>;
+        auto& planes = [this]() -> auto& {
+            if constexpr (std::is_same_v<Number, double>)
+                return reals_;
+            else
+                return wholes_;
+        }
+        ();
+        auto& plane = planes.emplace_back();
+        for (const ShadingSample& each : samples_)
+            plane.push_back(
+                static_cast<typename std::remove_reference_t<decltype(plane)>::value_type>(each.*member));
+        columns_.add({static_cast<std::int64_t>(offset), whole, writable, plane.data()});
+    }
+
+    ShadingSample common_ = makeSample(0, 0);
+    fast::Columns columns_;
+    std::size_t count_;
+    std::vector<ShadingSample> samples_;
+    std::list<std::vector<double>> reals_;
+    std::list<std::vector<std::int32_t>> wholes_;
+};
+
 void tellFiles(const fs::path& folder, const fs::path& store, const fs::path& script, Lines& lines) {
     std::vector<fs::path> files;
     for (const auto& entry : fs::recursive_directory_iterator(folder)) files.push_back(entry.path());
@@ -149,12 +208,15 @@ void tellStore(const fs::path& store, Lines& lines) {
 class Stage {
 public:
     Stage(const Executor& executor, Life& life, bool allLocals)
-        : life_(life), allLocals_(allLocals), attachment_(executor.use(state_.environment)) {}
+        : life_(life),
+          allLocals_(allLocals),
+          inGroups_(executor.inGroups),
+          attachment_(executor.use(state_.environment)) {}
 
     void play(const std::string& file, const Plan& plan) {
         instance_ = createInstance(state_);
         const bool loaded = attachScript(state_, *instance_, file);
-        look("load", "loaded " + std::to_string(loaded));
+        look("load", {"loaded " + std::to_string(loaded)});
         for (const Plan::Step& step : plan.steps)
             if (loaded) take(step, plan);
         if (loaded) {
@@ -164,7 +226,7 @@ public:
             if (process.refusal()) life_.refusal = process.refusal()->reason;
         }
         destroyInstance(state_, *instance_);
-        look("destroy", "");
+        look("destroy", {});
         life_.cut = state_.watch.requested != 0;
         life_.used = attachment_->used();
     }
@@ -188,6 +250,8 @@ private:
                 result = tell(sample);
                 break;
             }
+            case Call::Batch:
+                return look(nameOf(step), shadeBatch(Planes(plan.seed, step)));
             case Call::Main:
                 result = runMain(instance_->script()->engine) ? "failed" : "ended";
                 break;
@@ -195,13 +259,36 @@ private:
                 cleanupInstance(state_, *instance_);
                 break;
         }
-        look(nameOf(step), std::move(result));
+        look(nameOf(step), {std::move(result)});
     }
 
-    void look(const std::string& call, std::string result) {
+    /// @return what has become of the samples
+    Lines shadeBatch(const Planes& planes) {
+        ShadingSample record{};
+        const auto single = [&](std::size_t i) {
+            planes.columns().gather(i, &record);
+            evaluateInstance(state_, *instance_, record);
+            planes.columns().scatter(i, &record);
+            return true;
+        };
+        if (inGroups_) {
+            fast::shadeBatch(instance_->script()->fast, planes.columns(), 0, planes.count(), single);
+        } else {
+            for (std::size_t i = 0; i < planes.count(); ++i) single(i);
+        }
+        Lines told;
+        for (std::size_t i = 0; i < planes.count(); ++i) {
+            planes.columns().gather(i, &record);
+            told.push_back(tell(record));
+        }
+        return told;
+    }
+
+    void look(const std::string& call, const Lines& results) {
         life_.lines.push_back("== " + call);
         host_.tell(life_.lines);
-        if (!result.empty()) life_.lines.push_back(std::move(result));
+        for (const std::string& result : results)
+            if (!result.empty()) life_.lines.push_back(result);
         if (call == "destroy") return;
         const LoadedScript* script = instance_->script();
         if (script == nullptr) return;
@@ -212,6 +299,7 @@ private:
 
     Life& life_;
     bool allLocals_;
+    bool inGroups_;
     std::optional<fast::Carryover> carryover_;
     PluginState state_;
     std::unique_ptr<Attachment> attachment_;
@@ -233,8 +321,24 @@ Plan usualPlan(std::uint64_t seed, int samples) {
     return plan;
 }
 
+Plan batchPlan(std::uint64_t seed, int samples) {
+    constexpr int kCounts[] = {3, 8, 1, 17, 40, 5, 9};  // whole groups, parts of them, and both
+    Plan plan{.seed = seed, .steps = {{Call::Flags}, {Call::Init}, {Call::NewTime, 1}}};
+    for (int i = 0, k = 0; i < samples; ++k) {
+        const int count = std::min(samples - i, kCounts[static_cast<std::size_t>(k) % std::size(kCounts)]);
+        plan.steps.push_back({Call::Batch, i, count});
+        if (k % 3 == 2) plan.steps.push_back({Call::NewTime, i});
+        i += count;
+    }
+    plan.steps.push_back({Call::Cleanup});
+    return plan;
+}
+
 std::string nameOf(const Plan::Step& step) {
     switch (step.call) {
+        case Call::Batch:
+            return "batch " + std::to_string(step.sample) + " to " +
+                   std::to_string(step.sample + step.count - 1);
         case Call::Flags:
             return "flags";
         case Call::NewTime:

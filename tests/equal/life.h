@@ -11,14 +11,15 @@
 
 namespace kestrel::equal {
 
-enum class Call { Flags, NewTime, Init, Evaluate, Main, Cleanup };
+enum class Call { Flags, NewTime, Init, Evaluate, Batch, Main, Cleanup };
 
-/// What the host calls after it has loaded the script; a sample for each Evaluate.
+/// What the host calls after it has loaded the script; a sample for each Evaluate, several for a Batch.
 struct Plan {
     std::uint64_t seed = 0;  ///< of the samples
     struct Step {
         Call call;
         int sample = 0;
+        int count = 1;  ///< of a Batch
     };
     std::vector<Step> steps;
 };
@@ -26,6 +27,8 @@ struct Plan {
 /// A host that renders so many samples, with a new time now and then, which lets a script that failed run
 /// again.
 [[nodiscard]] Plan usualPlan(std::uint64_t seed, int samples);
+/// A host that renders batches of so many samples in all.
+[[nodiscard]] Plan batchPlan(std::uint64_t seed, int samples);
 [[nodiscard]] std::string nameOf(const Plan::Step& step);
 
 struct Life {

@@ -29,7 +29,7 @@ constexpr const char* kUsage =
     "             [--trace] [--first] [--shaders] [--why] [--keep DIR]\n"
     "  --seed N         of the first random program and of the samples (1)\n"
     "  --count N        random programs, each with the next seed (500; 0 with --script or --language)\n"
-    "  --samples N      that each script shades (12; those of the language tests 2)\n"
+    "  --samples N      that each script shades (12; those of the language tests 2; in batches 60)\n"
     "  --executors A,B  which two are compared (plain,hooked)\n"
     "  --script FILE    a script instead; may be repeated\n"
     "  --language       the scripts of the language tests\n"
@@ -44,7 +44,7 @@ constexpr const char* kUsage =
 struct Options {
     std::uint64_t seed = 1;
     std::optional<std::uint64_t> count;
-    int samples = 12;
+    std::optional<int> samples;
     std::string executor = "plain";
     std::string other = "hooked";
     std::vector<fs::path> scripts;
@@ -120,7 +120,7 @@ public:
     Comparison(const Options& options, const Pair& pair) : options_(options), pair_(pair) {}
 
     void script(const std::string& name, const test::LanguageScript& script, int samples) {
-        const Plan plan = usualPlan(options_.seed, samples);
+        const Plan plan = planOf(options_.seed, samples);
         ++done_;
         trace(script, plan);
         const Outcome outcome = equal::compare(pair_, script, plan);
@@ -129,8 +129,8 @@ public:
     }
 
     void program(std::uint64_t seed) {
-        Case made{options_.shaders ? generateShader(seed) : generate(seed),
-                  usualPlan(seed, options_.samples)};
+        Case made{options_.shaders ? generateShader(seed, pair_.second.inGroups) : generate(seed),
+                  planOf(seed, options_.samples.value_or(12))};
         ++done_;
         // A program that ends the process can be looked at afterwards.
         if (!options_.keep.empty()) std::ofstream(options_.keep / "last.ks") << render(made.program);
@@ -156,18 +156,28 @@ public:
             std::cout << "equal: " << lowered_ << " scripts shaded without the interpreter, " << native_
                       << " by machine code to the end, " << shaded_ << " samples; " << left_
                       << " samples were begun so and left to it\n";
+        if (pair_.second.inGroups)
+            std::cout << "equal: " << grouped_ << " samples were shaded in groups; " << apart_
+                      << " of groups that left\n";
         if (options_.why)
             for (const auto& [reason, count] : refusals_)
                 std::cout << "equal: " << count << " not: " << reason << '\n';
         if (!used_) std::cout << "equal: one of them was never used\n";
         // Where machine code was wanted and all was threaded, nothing has been proved of it.
-        const bool native = pair_.second.name != "native" || native_ > 0 || lowered_ == 0;
+        const bool native = (pair_.second.name != "native" || native_ > 0 || lowered_ == 0) &&
+                            (!pair_.second.inGroups || grouped_ > 0 || fast::BatchCode::machineLanes() == 0);
         if (!native) std::cout << "equal: there was no machine code\n";
         return used_ && native && differences_ == 0;
     }
     [[nodiscard]] int differences() const noexcept { return differences_; }
 
 private:
+    /// Groups want more samples.
+    [[nodiscard]] Plan planOf(std::uint64_t seed, int samples) const {
+        return pair_.second.inGroups ? batchPlan(seed, options_.samples.value_or(60))
+                                     : usualPlan(seed, samples);
+    }
+
     /// Counts what proves nothing.
     void note(const Outcome& outcome) {
         used_ = used_ || outcome.used;
@@ -176,6 +186,8 @@ private:
         native_ += outcome.ran == kestrel::Executor::Native ? 1 : 0;
         shaded_ += outcome.samples.shaded;
         left_ += outcome.samples.left;
+        grouped_ += outcome.samples.grouped;
+        apart_ += outcome.samples.apart;
         if (!outcome.refusal.empty()) ++refusals_[outcome.refusal];
         endless_ += outcome.endless && outcome.found.empty() ? 1 : 0;
     }
@@ -214,6 +226,8 @@ private:
     std::map<std::string, int> refusals_;
     std::uint64_t shaded_ = 0;
     std::uint64_t left_ = 0;
+    std::uint64_t grouped_ = 0;
+    std::uint64_t apart_ = 0;
     bool used_ = false;
 };
 
@@ -224,7 +238,7 @@ int compareAll(const Options& options, const Pair& pair) {
             std::cerr << "equal: " << path << " is no file\n";
             return 2;
         }
-        comparison.script(path.stem().string(), {path, readFile(path)}, options.samples);
+        comparison.script(path.stem().string(), {path, readFile(path)}, options.samples.value_or(12));
     }
     if (options.language) {
         int number = 0;
@@ -244,12 +258,6 @@ int run(int argc, char** argv) {
         std::cerr << kUsage;
         return 2;
     }
-    if (options->print) {
-        for (std::uint64_t i = 0; i < *options->count; ++i)
-            std::cout << render(options->shaders ? generateShader(options->seed + i)
-                                                 : generate(options->seed + i));
-        return 0;
-    }
     const Executor* first = findExecutor(options->executor);
     const Executor* second = findExecutor(options->other);
     if (first == nullptr || second == nullptr) {
@@ -257,6 +265,12 @@ int run(int argc, char** argv) {
         for (const Executor& executor : executors()) std::cerr << ' ' << executor.name;
         std::cerr << '\n';
         return 2;
+    }
+    if (options->print) {
+        for (std::uint64_t i = 0; i < *options->count; ++i)
+            std::cout << render(options->shaders ? generateShader(options->seed + i, second->inGroups)
+                                                 : generate(options->seed + i));
+        return 0;
     }
     if (!options->keep.empty()) fs::create_directories(options->keep);
     platform::setEnvironment("COMSPEC", "/bin/sh");  // as the command does it

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <limits>
+#include <type_traits>
 
 namespace kestrel::equal {
 
@@ -93,6 +94,34 @@ double rayTrace(const double* position, const double* direction, double color[3]
 }
 
 }  // namespace
+
+namespace {
+
+/// Most numbers as they come, so that most groups of samples stay together.
+template <class Member>
+void fillMostly(Member& member, Random& random) {
+    if constexpr (std::is_array_v<Member>) {
+        for (auto& number : member) fillMostly(number, random);
+    } else {
+        const std::size_t form = random.below(64);
+        fill(member, random,
+             form == 0   ? Form::Bits
+             : form == 1 ? Form::Borders
+             : form < 20 ? Form::Grid
+                         : Form::Uniform);
+    }
+}
+
+}  // namespace
+
+ShadingSample makeSampleOfBatch(std::uint64_t seed, int number) {
+    Random random(seed * 1000003u + 7u * static_cast<std::uint64_t>(number) + 500000u);
+    ShadingSample sample{};
+#define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) fillMostly(sample.name, random);
+#include "script/sample_members.def"
+#undef KESTREL_SAMPLE_MEMBER
+    return sample;
+}
 
 ShadingSample makeSample(std::uint64_t seed, int number) {
     Random random(seed * 1000003u + static_cast<std::uint64_t>(number));

@@ -62,12 +62,12 @@ struct Function {
 
 class Shaders {
 public:
-    explicit Shaders(std::uint64_t seed) : random_(seed) {}
+    Shaders(std::uint64_t seed, bool independent) : random_(seed), independent_(independent) {}
 
     Node script() {
         switches_ = random_.chance(40);
         calls_ = random_.chance(65);
-        changes_ = random_.chance(45);
+        changes_ = !independent_ && random_.chance(45);
         Node script(Role::Block);
         head(script);
         const std::size_t count = random_.below(4);
@@ -104,7 +104,8 @@ private:
     }
 
     std::string literal() {
-        return std::string(random_.chance(88) ? random_.pick(kSmall) : random_.pick(kNumbers));
+        return std::string(random_.chance(independent_ ? 97 : 88) ? random_.pick(kSmall)
+                                                                   : random_.pick(kNumbers));
     }
 
     // ---- names
@@ -125,8 +126,8 @@ private:
     }
     /// Written to: mostly locals.
     std::string target() {
-        if (random_.chance(8)) return "seen";
-        if (random_.chance(5)) return "g" + std::to_string(random_.below(3));
+        if (!independent_ && random_.chance(8)) return "seen";
+        if (!independent_ && random_.chance(5)) return "g" + std::to_string(random_.below(3));
         if (parameters_ > 0 && random_.chance(20))
             return std::string(1,
                                static_cast<char>('a' + random_.below(static_cast<std::size_t>(parameters_))));
@@ -183,6 +184,7 @@ private:
                     return node;
                 }
             case 6:
+                if (independent_ && numbers_ < 4) return binary(depth);
                 return make(Role::Expression, {"(", numbers_ < 4 ? std::string("seen") : target(),
                                                random_.chance(50) ? "++)" : "--)"});
             case 7:
@@ -193,9 +195,10 @@ private:
                     return call(which, depth);
                 }
             case 8:
-                return random_.chance(50) ? make(Role::Expression, {random_.pick(kDraws)})
-                                          : make(Role::Expression, {"(", vectorValue(depth - 1), " & ",
-                                                                    vectorValue(depth - 1), ")"});
+                return !independent_ && random_.chance(50)
+                           ? make(Role::Expression, {random_.pick(kDraws)})
+                           : make(Role::Expression,
+                                  {"(", vectorValue(depth - 1), " & ", vectorValue(depth - 1), ")"});
             case 9:
                 return make(Role::Expression, {"vmag(", vectorValue(depth - 1), ")"});
             case 10:
@@ -210,7 +213,7 @@ private:
 
     Node binary(int depth) {
         const std::string_view op =
-            random_.chance(75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
+            random_.chance(independent_ ? 90 : 75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
         const bool whole = op == "%" || op == "&" || op == "|" || op == "^" || op == "<<" || op == ">>";
         Node left = value(depth - 1);
         if (whole && random_.chance(70)) left = make(Role::Expression, {"floor(", std::move(left), ")"});
@@ -374,10 +377,10 @@ private:
         Node block(Role::Block);
         vectors_ = 0;
         for (numbers_ = 0; numbers_ < 4; ++numbers_)
-            if (!seldom())
+            if (independent_ || !seldom())
                 block.add(make(Role::Statement, {"n" + std::to_string(numbers_), " = ", value(1), ";\n"}));
         for (; vectors_ < 2; ++vectors_)
-            if (!seldom())
+            if (independent_ || !seldom())
                 block.add(
                     make(Role::Statement, {"v" + std::to_string(vectors_), " = ", vectorValue(2), ";\n"}));
         return block;
@@ -506,13 +509,14 @@ private:
     }
 
     Node rareCondition() {
+        if (independent_) return make(Role::Expression, {value(1), " > 100"});
         if (random_.chance(20)) return make(Role::Expression, {value(1), " > ", random_.pick(kRare)});
         return make(Role::Expression, {"frac(7.3 * ", value(1), ") > 0.95"});
     }
 
     /// What is not lowered. Not of texts in globals: as numbers they would count by their addresses.
     Node strange() {
-        switch (random_.below(6)) {
+        switch (random_.below(independent_ ? 2 : 6)) {
             case 0:
                 return make(Role::Statement, {"info(\"seen \", ", value(1), ");\n"});
             case 1:
@@ -691,12 +695,13 @@ private:
     bool process_ = false;
     bool vectorParameter_ = false;
     bool nested_ = false;
+    bool independent_ = false;  ///< nothing goes from one sample to the next
 };
 
 }  // namespace
 
-Node generateShader(std::uint64_t seed) {
-    return Shaders(seed).script();
+Node generateShader(std::uint64_t seed, bool independent) {
+    return Shaders(seed, independent).script();
 }
 
 }  // namespace kestrel::equal
