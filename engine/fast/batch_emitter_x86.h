@@ -126,10 +126,12 @@ private:
     Active active_;
     bool unreached_ = false;  // behind what takes all lanes elsewhere
     bool failed_ = false;
-    std::size_t skip_ = 0;  // instructions behind this one that it has done as well
-    std::map<Reg, std::array<Gp, BatchCode::kMostLanes>> offsets_;  // of elements, where all lanes are active
-    std::optional<std::pair<std::uint64_t, Gp>> base_;              // an array's address, likewise
-    std::array<std::optional<asmjit::x86::Mem>, 2> spare_;          // memory for calls
+    std::size_t skip_ = 0;        // instructions behind this one that it has done as well
+    std::vector<int> elements_;   // that each register is the index of
+    std::map<Reg, Vec> offsets_;  // of elements, in bytes, where all lanes are active
+    std::map<Reg, std::array<Gp, BatchCode::kMostLanes>> laneOffsets_;
+    std::optional<std::pair<std::uint64_t, Gp>> base_;      // an array's address, likewise
+    std::array<std::optional<asmjit::x86::Mem>, 2> spare_;  // memory for calls
     Gp places_;
     Gp first_;
     Gp end_;

@@ -1,5 +1,5 @@
-// What batches compute, one instruction of the intermediate code after the other. Exactness is that of the code
-// for one sample: no contraction, no reassociation, the C library's functions by their addresses.
+// What batches compute, one instruction of the intermediate code after the other. Exactness is that of the
+// code for one sample: no contraction, no reassociation, the C library's functions by their addresses.
 #include "engine/fast/batch_emitter_x86.h"
 
 #include <immintrin.h>
@@ -66,7 +66,10 @@ BatchEmitter::BatchEmitter(const Code& code, x86::Compiler& compiler, bool wide)
       lanes_(compiler, wide),
       flow_(code),
       registers_(code.registers.size()),
-      widths_(code.registers.size(), kUnknownWidth) {
+      widths_(code.registers.size(), kUnknownWidth),
+      elements_(code.registers.size(), 0) {
+    for (const Instruction& each : code.instructions)
+        if (each.op == Op::LoadElement) ++elements_[static_cast<std::size_t>(each.operands[0])];
     for (std::size_t i = 0; i < code.registers.size(); ++i)
         if (const Register& reg = code.registers[i]; reg.constant && reg.cls == Class::Whole)
             widths_[i] = static_cast<int>(

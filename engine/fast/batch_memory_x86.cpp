@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLow32 = 0xFFFFFFFF;
 constexpr int kWidth32 = 31;
+constexpr int kOften = 4;  // elements that an index is used for
 
 }  // namespace
 
@@ -64,13 +65,17 @@ void BatchEmitter::load(const Instruction& each, const Vec& to) {
 }
 
 void BatchEmitter::loadElement(const Instruction& each, const Vec& to) {
-    if (each.op == Op::LoadElement && active_.all() && registerOf(each.operands[0]).definition >= 0)
+    const Reg index = each.operands[0];
+    const bool often = elements_[static_cast<std::size_t>(index)] >= kOften;
+    if (each.op == Op::LoadElement && often && active_.all() && flow_.isWrittenOnce(index))
         return loadElements(each, to);
     gather(each, to);
 }
 
 BatchEmitter::Vec BatchEmitter::byteOffset(Reg index) {
     static_assert(sizeof(ValueCell) == 56);
+    const bool keeps = active_.all() && (isConstant(index) || flow_.isWrittenOnce(index));
+    if (const auto kept = offsets_.find(index); keeps && kept != offsets_.end()) return kept->second;
     const Vec offset = lanes_.newVec();
     if (isConstant(index)) {
         lanes_.load(offset, static_cast<std::uint64_t>(registerOf(index).whole) * sizeof(ValueCell));
@@ -82,6 +87,7 @@ BatchEmitter::Vec BatchEmitter::byteOffset(Reg index) {
         lanes_.op(Inst::kIdVpsllq, offset, value(index), Imm(6));
         lanes_.op(Inst::kIdVpsubq, offset, offset, less);
     }
+    if (keeps) offsets_.emplace(index, offset);
     return offset;
 }
 
@@ -107,7 +113,7 @@ void BatchEmitter::gather(const Instruction& each, const Vec& to) {
         lanes_.op(Inst::kIdVmovapd, to, got);
 }
 
-/// Faster than the machine's way where all lanes are active and an index is used for several elements.
+/// One lane after the other: faster than the machine's way where an index is used for several elements.
 void BatchEmitter::loadElements(const Instruction& each, const Vec& to) {
     const auto address = reinterpret_cast<std::uintptr_t>(each.imm.address);  // NOLINT: goes into the code
     std::int64_t distance = base_ ? static_cast<std::int64_t>(address - base_->first) : 0;
@@ -116,7 +122,7 @@ void BatchEmitter::loadElements(const Instruction& each, const Vec& to) {
         cc_.mov(base_->second, address);
         distance = 0;
     }
-    auto [place, isNew] = offsets_.try_emplace(each.operands[0]);
+    auto [place, isNew] = laneOffsets_.try_emplace(each.operands[0]);
     if (isNew) {
         const Vec offset = byteOffset(each.operands[0]);
         x86::Mem memory = cc_.newStack(64, 64);
