@@ -51,7 +51,7 @@ LIBRARIES = {  # other headers in angle brackets, and who may include them; plat
     "nlohmann/json_fwd.hpp": "cli/",
     "png.h": "preview/picture/",
     "embree3/rtcore.h": "preview/render/raycaster.cpp",
-    "asmjit/x86.h": "engine/fast/x86_operands.h",
+    "asmjit/x86.h": "engine/fast/",
     "OpenEXR/ImfChannelList.h": "preview/picture/exr.cpp",
     "OpenEXR/ImfFrameBuffer.h": "preview/picture/exr.cpp",
     "OpenEXR/ImfHeader.h": "preview/picture/exr.cpp",

@@ -2,8 +2,6 @@
 // code for one sample: no contraction, no reassociation, the C library's functions by their addresses.
 #include "engine/fast/batch_emitter_x86.h"
 
-#include <immintrin.h>
-
 #include <algorithm>
 #include <bit>
 
@@ -42,7 +40,7 @@ bool isTest(Op op) noexcept {
 /// now; functions that know nothing of them are slower as long as the machine does not know it.
 [[gnu::target("avx")]] void callOne(double (*function)(double), double* values,
                                     std::uint64_t lanes) noexcept {
-    _mm256_zeroupper();
+    __builtin_ia32_vzeroupper();
     for (; lanes != 0; lanes &= lanes - 1) {
         double& value = values[std::countr_zero(lanes)];
         value = function(value);
@@ -51,7 +49,7 @@ bool isTest(Op op) noexcept {
 
 [[gnu::target("avx")]] void callTwo(double (*function)(double, double), double* values, const double* others,
                                     std::uint64_t lanes) noexcept {
-    _mm256_zeroupper();
+    __builtin_ia32_vzeroupper();
     for (; lanes != 0; lanes &= lanes - 1) {
         const int lane = std::countr_zero(lanes);
         values[lane] = function(values[lane], others[lane]);
@@ -124,7 +122,7 @@ BatchEmitter::Mask BatchEmitter::condition(Reg reg) {
 /// So that conversions and products of small numbers can be short.
 int BatchEmitter::resultWidth(const Instruction& each) const {
     const auto [a, b, c] = each.operands;
-    const auto either = [&] { return std::max(widthOf(a), widthOf(b)); };
+    const auto either = [&] { return std::max(widthOf(each.operands[0]), widthOf(each.operands[1])); };
     switch (each.op) {
         case Op::AddWhole:
         case Op::SubWhole:
@@ -185,7 +183,8 @@ void BatchEmitter::compute(const Instruction& each, const Vec& to) {
         lanes_.op(id, to, value(left), operand(right));
     };
     const auto round = [&](int how) {
-        lanes_.op(lanes_.wide() ? Inst::kIdVrndscalepd : Inst::kIdVroundpd, to, value(a), Imm(how));
+        lanes_.op(lanes_.wide() ? Inst::kIdVrndscalepd : Inst::kIdVroundpd, to, value(each.operands[0]),
+                  Imm(how));
     };
     switch (each.op) {
         case Op::Add:

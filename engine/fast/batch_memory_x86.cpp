@@ -122,19 +122,20 @@ void BatchEmitter::loadElements(const Instruction& each, const Vec& to) {
         cc_.mov(base_->second, address);
         distance = 0;
     }
-    auto [place, isNew] = laneOffsets_.try_emplace(each.operands[0]);
-    if (isNew) {
+    const auto entry = laneOffsets_.try_emplace(each.operands[0]);
+    auto& lanes = entry.first->second;
+    if (entry.second) {
         const Vec offset = byteOffset(each.operands[0]);
         x86::Mem memory = cc_.newStack(64, 64);
         memory.setSize(0);
         lanes_.op(Inst::kIdVmovupd, memory, offset);
         for (std::uint32_t i = 0; i < lanes_.count(); ++i) {
-            place->second[i] = cc_.newInt64();
-            cc_.mov(place->second[i], memory.cloneAdjusted(static_cast<std::int64_t>(i) * 8));
+            lanes[i] = cc_.newInt64();
+            cc_.mov(lanes[i], memory.cloneAdjusted(static_cast<std::int64_t>(i) * 8));
         }
     }
     const auto element = [&](std::uint32_t lane) {
-        return x86::ptr(base_->second, place->second[lane], 0, static_cast<std::int32_t>(distance), 8);
+        return x86::ptr(base_->second, lanes[lane], 0, static_cast<std::int32_t>(distance), 8);
     };
     const auto pair = [&](std::uint32_t lane) {
         const x86::Xmm two = cc_.newXmmPd();
