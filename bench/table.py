@@ -5,6 +5,7 @@
 
 import json
 import math
+import os
 import pathlib
 import statistics
 import subprocess
@@ -14,12 +15,15 @@ FOLDER = pathlib.Path(__file__).parent
 PATTERNS = ["checker", "marble", "brick", "mandelbrot", "value_noise", "cell_pattern"]
 TRIVIAL = ["empty", "member"]  # what a call costs; not in Lua, and not in the mean
 EXECUTORS = ["definition", "threaded", "native"]
+LANES = {"batch of 4": 4, "batch of 8": 8}
 REFERENCE = "C++ -O2"
 HOST_LUAJIT = "LuaJIT, called from C"
 TOLERANCE = 1e-9  # of the numbers that describe a picture
 ROUNDS = 9
 SECONDS = 0.1  # about as long a candidate runs in a round
 SAMPLES = 256 * 256
+# Where the scripts' libraries are, also for the module.
+os.environ["KESTREL_PATH"] = str(FOLDER.resolve().parent / "examples/library")
 
 
 def output(*command):
@@ -43,6 +47,24 @@ class Kestrel:
         return line["nsPerSample"], line["checksum"]
 
 
+class Batch:
+    """`kestrel bench --batch`: samples by planes, 256 at a call, so many computed at a time."""
+
+    def __init__(self, programs, lanes):
+        self.program, self.lanes, self.has = programs / "kestrel", lanes, PATTERNS + TRIVIAL
+
+    def line(self, name, passes):
+        return json.loads(output(self.program, "bench", FOLDER / f"{name}.ks", "--json", "--passes", passes,
+                                 "--batch", "--lanes", self.lanes))
+
+    def works(self):
+        return self.line("checker", 1)["grouped"] > 0
+
+    def measure(self, name, passes):
+        line = self.line(name, passes)
+        return line["nsPerSample"], line["checksum"]
+
+
 class Other:
     """A program that prints name, nanoseconds and picture."""
 
@@ -56,7 +78,8 @@ class Other:
 
 def candidates(programs):
     columns = {f"Kestrel {executor}": Kestrel(programs, executor) for executor in EXECUTORS}
-    return columns | {
+    batches = {f"Kestrel {name}": Batch(programs, lanes) for name, lanes in LANES.items()}
+    return columns | {name: batch for name, batch in batches.items() if batch.works()} | {
         REFERENCE: Other(PATTERNS + TRIVIAL, programs / "kestrel-bench-o2", folder=False),
         "C++ -O3 -march=native": Other(PATTERNS + TRIVIAL, programs / "kestrel-bench-o3", folder=False),
         "Lua 5.4": Other(PATTERNS, "lua5.4", FOLDER / "harness.lua"),
@@ -74,7 +97,7 @@ def check(programs, columns):
             if name in candidate.has:
                 time, facts[column] = candidate.measure(name, 3)
                 passes[column, name] = min(max(3, round(SECONDS / (max(time, 1) * 1e-9 * SAMPLES))), 99)
-        checksums = {facts.pop(f"Kestrel {executor}") for executor in EXECUTORS}
+        checksums = {facts.pop(column) for column in columns if column.startswith("Kestrel ")}
         if len(checksums) != 1:
             wrong.append(f"bench: {name}: the executors differ: {checksums}")
         if name in PATTERNS:
@@ -116,8 +139,9 @@ def print_table(columns, medians):
                                          for name in PATTERNS))
     row(f"geometric mean, {REFERENCE} = 1", [f"{mean(column, REFERENCE):.2f}" for column in columns])
     print()
+    batches = [column for column in columns if column.startswith("Kestrel batch")]
     ratios = {f"{column} / {other}": (column, other)
-              for column, other in [("Kestrel threaded", REFERENCE), ("Kestrel native", REFERENCE),
+              for column, other in [(batch, REFERENCE) for batch in batches] + [("Kestrel threaded", REFERENCE), ("Kestrel native", REFERENCE),
                                     ("Kestrel native", "C++ -O3 -march=native"), (HOST_LUAJIT, "Kestrel threaded"),
                                     (HOST_LUAJIT, "Kestrel native")]}
     row("ratio", ratios)

@@ -1,5 +1,6 @@
 // kestrel bench FILE: how fast the module evaluates a script's samples.
 
+#include "cli/batch_bench.h"
 #include "cli/commands.h"
 #include "cli/module_session.h"
 #include "cli/sample_grid.h"
@@ -26,6 +27,8 @@ struct BenchCommand {
     ModuleOptions module;
     GridSize grid{256, 256};
     int passes = 7;
+    bool batch = false;
+    int lanes = 0;
     bool json = false;
 };
 
@@ -120,7 +123,8 @@ struct Result {
     double median;  ///< of the passes, nanoseconds per sample
     double slowest;
     double loadMs;
-    std::optional<KestrelShading> shading;  ///< of the passes and the one before them
+    std::optional<KestrelShading> shading{};  ///< of the passes and the one before them; not of batches
+    double grouped = 0.0;  ///< of a batch: the share of samples that were computed several at a time
 };
 
 nlohmann::ordered_json shadingJson(const KestrelShading& shading) {
@@ -150,6 +154,7 @@ void report(const BenchCommand& options, const Result& result, const Checksum& c
         line["grid"] = {options.grid.width, options.grid.height};
         line["passes"] = options.passes;
         line["executor"] = executor;
+        if (options.batch) line["grouped"] = result.grouped;
         line["nsPerSample"] = result.median;
         line["slowestNsPerSample"] = result.slowest;
         line["samplesPerSecond"] = 1e9 / result.median;
@@ -166,7 +171,37 @@ void report(const BenchCommand& options, const Result& result, const Checksum& c
     std::printf("%.3f ms to load the script\n", result.loadMs);
     std::printf("executor %s\n", executor.c_str());
     if (result.shading) printShading(*result.shading);
+    if (options.batch)
+        std::printf("%.1f %% of the samples were computed several at a time\n", result.grouped * 100.0);
     std::printf("checksum %s\n", checksum.text().c_str());
+}
+
+void benchBatches(const BenchCommand& options, Invocation& invocation) {
+    if (!requireReadable(options.module.file, invocation)) return;
+    prepareForPrograms(invocation, true);
+    BatchBench bench(options.lanes);
+    const std::chrono::nanoseconds start = platform::processorTime();
+    bool fine = bench.load(options.module.file);
+    const double loadMs = nanosecondsSince(start) * 1e-6;
+    Checksum checksum;
+    const auto count = static_cast<double>(options.grid.count());
+    fine = fine && bench.pass(options.grid, platform::processorTime,
+                              [&](const ShadingSample& sample) { checksum.add(sample); });
+    std::vector<double> times;
+    for (int i = 0; fine && i < options.passes; ++i) {
+        const auto time = bench.pass(options.grid, platform::processorTime, {});
+        fine = time.has_value();
+        times.push_back(time.value_or(0.0) / count);
+    }
+    if (!fine) {
+        for (const script::Diagnostic& each : bench.said())
+            if (each.kind == script::Diagnostic::Kind::Error)
+                complain(invocation, each.file + ':' + std::to_string(each.line) + ": " + each.text,
+                         kExitScriptFailed);
+        return;
+    }
+    std::ranges::sort(times);
+    report(options, {times[times.size() / 2], times.back(), loadMs, bench.share()}, checksum);
 }
 
 void benchScript(const BenchCommand& options, Invocation& invocation) {
@@ -209,6 +244,18 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
     command->add_flag("--json", options->json, "The result as one JSON object");
+    CLI::Option* batch = command->add_flag(
+        "--batch", options->batch,
+        "Evaluates batches of 256 samples by planes, through the library for programs that embed the engine "
+        "in place of the module: without a scene and panels. Libraries are found beside the script, and in "
+        "the directories of -I");
+    command
+        ->add_option("--lanes", options->lanes,
+                     "With --batch: how many samples are computed at a time, 4 or 8 (default: as many as the "
+                     "machine can)")
+        ->check(CLI::IsMember({4, 8}).description(""))
+        ->type_name("4|8")
+        ->needs(batch);
     command->footer(
         "All times are processor time: what other programs take of the machine does not count. The time per "
         "sample\n"
@@ -217,7 +264,8 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         "the script\n"
         "computes the same.");
     command->callback([options, &invocation] {
-        if (takeStandardInput(options->module.file, invocation)) benchScript(*options, invocation);
+        if (!takeStandardInput(options->module.file, invocation)) return;
+        options->batch ? benchBatches(*options, invocation) : benchScript(*options, invocation);
     });
 }
 

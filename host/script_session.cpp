@@ -11,6 +11,7 @@
 #include "script/loading.h"
 
 #include <filesystem>
+#include <sstream>
 #include <utility>
 
 namespace kestrel {
@@ -21,6 +22,14 @@ void searchFirst(std::span<const std::string> nativeDirectories) {
         list += std::filesystem::absolute(directory).string() + platform::kListSeparator;
     list += platform::environment(kSearchPathVariable).value_or("");
     platform::setEnvironment(kSearchPathVariable, list);
+}
+
+std::vector<std::string> searchedFirst() {
+    std::vector<std::string> directories;
+    std::istringstream list(platform::environment(kSearchPathVariable).value_or(""));
+    for (std::string directory; std::getline(list, directory, platform::kListSeparator);)
+        if (!directory.empty()) directories.push_back(directory);
+    return directories;
 }
 
 struct ScriptSession::Parts {

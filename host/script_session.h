@@ -19,6 +19,8 @@ namespace kestrel {
 /// that it starts: puts them ahead in the environment variable KESTREL_PATH.
 /// @param nativeDirectories  without platform::kListSeparator in their absolute paths
 void searchFirst(std::span<const std::string> nativeDirectories);
+/// Those directories, and what the environment names behind them.
+[[nodiscard]] std::vector<std::string> searchedFirst();
 
 /// One script in a context of its own, with all built-ins, the library path of the user's store and the
 /// shading object (which has no sample here, so its members read as Nil). Nothing is shared with the module
