@@ -201,7 +201,7 @@ void benchBatches(const BenchCommand& options, Invocation& invocation) {
         return;
     }
     std::ranges::sort(times);
-    report(options, {times[times.size() / 2], times.back(), loadMs, bench.share()}, checksum);
+    report(options, {times[times.size() / 2], times.back(), loadMs, std::nullopt, bench.share()}, checksum);
 }
 
 void benchScript(const BenchCommand& options, Invocation& invocation) {

@@ -1,8 +1,8 @@
 // Machine code for x86-64: its memory, and how it comes to be there.
+#include "engine/fast/code_memory_x86.h"
 #include "engine/fast/native.h"
 #include "engine/fast/x86_emitter.h"
 
-#include <atomic>
 #include <cstdlib>
 
 // What the library does when it finds a fault of its own, in place of its file for that: as Debian builds it,

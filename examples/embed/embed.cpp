@@ -1,8 +1,10 @@
 // A program with a script in it: compiles it, gives it a function, calls one of its own and shades a few
-// samples.
+// samples, one by one and as a batch.
 #include <kestrel/script.h>
 
+#include <cstddef>
 #include <cstdio>
+#include <vector>
 
 using namespace kestrel::script;
 
@@ -21,6 +23,19 @@ process: sa {
 static void print(const std::vector<Diagnostic>& diagnostics) {
     for (const Diagnostic& said : diagnostics)
         std::printf("%s:%d:%d: %s\n", said.file.c_str(), said.line, said.column, said.text.c_str());
+}
+
+/// A row of samples in two arrays: several are computed at a time, where the script and the machine allow.
+static void shadeRow(Script& script) {
+    std::vector<double> xs, reds(1000);
+    for (std::size_t i = 0; i < reds.size(); ++i) xs.push_back(static_cast<double>(i) * 0.001);
+    Planes planes(xs.size());
+    planes.read("oPos", 1, xs).update("color", 1, reds);
+    const BatchResult result = script.evaluate(planes);
+    double sum = 0.0;
+    for (const double red : reds) sum += red;
+    std::printf("a row of %zu: mean red %g\n", result.evaluated, sum / static_cast<double>(reds.size()));
+    print(script.diagnostics());
 }
 
 int main() {
@@ -42,5 +57,6 @@ int main() {
             std::printf("x %g: red %g\n", sample.oPos[0], sample.color[0]);
         print(script.diagnostics());
     }
+    shadeRow(script);
     return 0;
 }
