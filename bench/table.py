@@ -5,7 +5,6 @@
 
 import json
 import math
-import os
 import pathlib
 import statistics
 import subprocess
@@ -22,8 +21,6 @@ TOLERANCE = 1e-9  # of the numbers that describe a picture
 ROUNDS = 9
 SECONDS = 0.1  # about as long a candidate runs in a round
 SAMPLES = 256 * 256
-# Where the scripts' libraries are, also for the module.
-os.environ["KESTREL_PATH"] = str(FOLDER.resolve().parent / "examples/library")
 
 
 def output(*command):

@@ -21,6 +21,7 @@ script::Executor executorOfLibrary() {
 script::Options optionsFor(int lanes) {
     script::Options options;
     options.searchFolders = searchedFirst();
+    options.leavesFolders = true;  // as scripts that the module loads
     options.executor = executorOfLibrary();
     options.batchLanes = lanes;
     return options;

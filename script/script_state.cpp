@@ -64,23 +64,23 @@ Diagnostic::Kind kindOf(MessageKind kind) noexcept {
 
 }  // namespace
 
-FolderLocator::FolderLocator(const std::vector<std::string>& nativeFolders) {
+FolderLocator::FolderLocator(const std::vector<std::string>& nativeFolders, bool leaves) : leaves_(leaves) {
     for (const std::string& folder : nativeFolders) folders_.push_back(folderPath(folder));
 }
 
 bool FolderLocator::locate(EngineContext&, std::string_view name, std::string& fullPath) {
     std::string wanted(name);
     std::ranges::replace(wanted, '/', '\\');
-    if (!staysBelow(wanted)) return false;
+    if (!leaves_ && !staysBelow(wanted)) return false;
     const auto isIn = [&](const std::string& folder) {
         fullPath = folder + wanted;
-        return platform::fileExists(fullPath) && liesBelow(fullPath, folder);
+        return platform::fileExists(fullPath) && (leaves_ || liesBelow(fullPath, folder));
     };
     return (scriptFolder && isIn(*scriptFolder)) || std::ranges::any_of(folders_, isIn);
 }
 
 Engine::Impl::Impl(Options engineOptions)
-    : options(std::move(engineOptions)), locator(options.searchFolders) {
+    : options(std::move(engineOptions)), locator(options.searchFolders, options.leavesFolders) {
     kinds.table.add(files);
     kinds.table.add(samples);
     if (!options.store) return;

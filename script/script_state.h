@@ -38,16 +38,18 @@ struct Canceller::Impl {
     }
 };
 
-/// Where scripts find inserts and libraries: in folders, and nowhere outside of them.
+/// Where scripts find inserts and libraries: in folders, and mostly nowhere outside of them.
 class FolderLocator final : public ComponentLocator {
 public:
-    explicit FolderLocator(const std::vector<std::string>& nativeFolders);
+    /// @param leaves  names and links may lead out of the folders
+    FolderLocator(const std::vector<std::string>& nativeFolders, bool leaves);
     bool locate(EngineContext& ctx, std::string_view name, std::string& fullPath) override;
 
     std::optional<std::string> scriptFolder;  ///< of the script that is compiled, where it has one
 
 private:
     std::vector<std::string> folders_;  // in the system's form
+    bool leaves_;
 };
 
 /// What a script has said: the first of it, and how much more there was.

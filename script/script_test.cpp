@@ -148,6 +148,8 @@ TEST(Script, ComponentsStayInTheirFolders) {
     EXPECT_TRUE(engine.compile("#insert \"part.ks\"\n"));
     EXPECT_FALSE(engine.compile("#insert \"../out.ks\"\n"));
     EXPECT_FALSE(engine.compile("#insert \"" + (root / "out.ks").string() + "\"\n"));
+    EXPECT_TRUE(Engine({.searchFolders = {(root / "in").string()}, .leavesFolders = true})
+                    .compile("#insert \"../out.ks\"\n"));
     Compiled compiled = Engine().compileFile((root / "in/main.ks").string());
     ASSERT_TRUE(compiled);
     EXPECT_EQ(result(*compiled.script, "f"), Value(2));

@@ -34,7 +34,7 @@ GENERATED = {"grammar.tab.h"}
 SDK = {"sdk/kestrel_agent.h": "agents/"}  # headers for others, and who includes them here
 
 STANDARD = set(
-    """algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono climits clocale
+    """algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits clocale
     cmath compare complex concepts condition_variable coroutine csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib
     cstring ctime cuchar cwchar cwctype deque exception execution filesystem format forward_list fstream functional
     future initializer_list iomanip ios iosfwd iostream istream iterator latch limits list locale map memory

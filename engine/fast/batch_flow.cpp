@@ -227,7 +227,7 @@ bool BatchFlow::isMasked(std::size_t instruction, Reg reg) const {
 
 bool independent(const Code& code) noexcept {
     return std::ranges::all_of(code.instructions, [](const Instruction& each) {
-        return each.op != Op::StoreReal && each.op != Op::StoreWord &&
+        return infoOf(each.op).sort != Sort::Change && each.op != Op::StoreReal && each.op != Op::StoreWord &&
                (each.op != Op::Done || each.imm.whole == 0);
     });
 }

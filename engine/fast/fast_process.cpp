@@ -1,8 +1,8 @@
 #include "engine/fast/fast_process.h"
 
 #include <algorithm>
-#include <iterator>
 #include <cfenv>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -16,7 +16,10 @@ constexpr int kMostLowered = 4;
 /// Samples after which code that nearly always leaves is given up: it only costs time.
 constexpr std::uint64_t kTrial = 1024;
 
-/// Instructions that become machine code: beyond, the time to allocate registers grows faster than the code.
+/// Instructions that become machine code for groups: beyond, the time to allocate registers grows faster than
+/// the code.
+constexpr std::size_t kMostBatched = 4000;
+/// Those that become machine code for one sample.
 constexpr std::size_t kMostNative = 60'000;
 
 }  // namespace
@@ -113,7 +116,7 @@ void FastProcess::install(const Code& code) {
     if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
         code.instructions.size() <= kMostNative)
         native_ = NativeCode::make(code, *ctx_.services.codeMemory);
-    if (native_ != nullptr && batches_)
+    if (native_ != nullptr && batches_ && code.instructions.size() <= kMostBatched)
         batch_ = BatchCode::make(code, *ctx_.services.codeMemory, ctx_.services.batchLanes);
     if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
 }

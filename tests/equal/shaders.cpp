@@ -105,7 +105,7 @@ private:
 
     std::string literal() {
         return std::string(random_.chance(independent_ ? 97 : 88) ? random_.pick(kSmall)
-                                                                   : random_.pick(kNumbers));
+                                                                  : random_.pick(kNumbers));
     }
 
     // ---- names

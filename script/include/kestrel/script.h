@@ -173,7 +173,8 @@ struct Options {
     /// that comes from a file looks in its own directory first. Names and symbolic links that lead out of
     /// them are not found.
     std::vector<std::string> searchFolders = {};
-    bool files = false;  ///< scripts may read, write and list files, and change the current directory
+    bool leavesFolders = false;  ///< for scripts that are trusted: names and links may lead anywhere
+    bool files = false;          ///< scripts may read, write and list files, and change the current directory
     bool processes =
         false;           ///< scripts may run programs, which do as they like, and read environment variables
     bool store = false;  ///< scripts may keep values in the user's store, as those of the command do
