@@ -1,5 +1,6 @@
 // Each lane of a group computes what the threaded executor computes of the same sample.
 #include "engine/fast/batch.h"
+
 #include "engine/fast/batch_flow.h"
 #include "engine/fast/builder.h"
 #include "engine/fast/threaded.h"
@@ -23,9 +24,28 @@ namespace {
 
 using Limits = std::numeric_limits<double>;
 
-constexpr double kReals[] = {0.0,          -0.0,   1.0,          -1.0,          0.5,  -2.5, 7.0, 255.0, 1e-13, Limits::infinity(),
-                             -Limits::infinity(), Limits::quiet_NaN(), Limits::denorm_min(), 2147483647.0, -2147483648.0,
-                             2147483648.0, 2251799813685248.0, 4503599627370497.0, -9007199254740993.0, 9.3e18, 1e300, -1e18};
+constexpr double kReals[] = {0.0,
+                             -0.0,
+                             1.0,
+                             -1.0,
+                             0.5,
+                             -2.5,
+                             7.0,
+                             255.0,
+                             1e-13,
+                             Limits::infinity(),
+                             -Limits::infinity(),
+                             Limits::quiet_NaN(),
+                             Limits::denorm_min(),
+                             2147483647.0,
+                             -2147483648.0,
+                             2147483648.0,
+                             2251799813685248.0,
+                             4503599627370497.0,
+                             -9007199254740993.0,
+                             9.3e18,
+                             1e300,
+                             -1e18};
 constexpr std::int32_t kWholes[] = {0, 1, -1, 2, 3, 31, 32, 255, -7, 65536, 2147483647, -2147483647 - 1};
 
 struct Record {
@@ -39,7 +59,8 @@ struct Record {
 /// Records, and the columns that have the same.
 class Samples {
 public:
-    explicit Samples(std::size_t count) : result_(count, -77.0), columns_(std::as_bytes(std::span(&common_, 1))) {
+    explicit Samples(std::size_t count)
+        : result_(count, -77.0), columns_(std::as_bytes(std::span(&common_, 1))) {
         std::mt19937_64 random(11);
         const auto pick = [&](const auto& from) { return from[random() % std::size(from)]; };
         for (std::size_t i = 0; i < count; ++i) {
@@ -55,8 +76,8 @@ public:
         columns_.add({offsetof(Record, n), true, false, n_.data()});
     }
 
-    /// Runs groups of the code and compares each with its samples one by one. A group may leave without need where
-    /// a number is beyond what its lanes convert.
+    /// Runs groups of the code and compares each with its samples one by one. A group may leave without need
+    /// where a number is beyond what its lanes convert.
     /// @return the groups that have not left
     std::size_t compare(const Code& code, int lanes, const std::string& what) {
         CodeMemory memory;
@@ -75,9 +96,10 @@ public:
             bool mustLeave = false;
             for (std::size_t i = first; i < first + batch->lanes(); ++i) {
                 Record record{a_[i], b_[i], before[i], m_[i], n_[i]};
-                mustLeave = threaded.run(&record) == Outcome::Left || mustLeave;
+                mustLeave = threaded.run(&record).outcome() == Outcome::Left || mustLeave;
                 const double expected = left ? before[i] : record.result;
-                EXPECT_TRUE(std::bit_cast<std::uint64_t>(expected) == std::bit_cast<std::uint64_t>(result_[i]) ||
+                EXPECT_TRUE(std::bit_cast<std::uint64_t>(expected) ==
+                                std::bit_cast<std::uint64_t>(result_[i]) ||
                             (std::isnan(expected) && std::isnan(result_[i])))
                     << what << " of " << a_[i] << ' ' << b_[i] << ' ' << m_[i] << ' ' << n_[i] << " in lane "
                     << i - first << ": " << result_[i] << ", not " << expected;
@@ -156,7 +178,8 @@ TEST(FastBatch, EachOperationIsThatOfOneSample) {
             if (op == Op::Remainder) y = writer.make(Op::Or, y, writer.whole(1));
             const Reg result = writer.make(op, x, y, z, imm);
             Samples samples(800);
-            EXPECT_GT(samples.compare(writer.finish(result), lanes, std::string(info.name)), op == Op::ToWhole ? 5u : 90u);
+            EXPECT_GT(samples.compare(writer.finish(result), lanes, std::string(info.name)),
+                      op == Op::ToWhole ? 5u : 90u);
         }
         for (const std::int64_t divisor : {1, 8, 7, -3}) {
             Writer writer;
@@ -166,8 +189,10 @@ TEST(FastBatch, EachOperationIsThatOfOneSample) {
         }
         Writer writer;  // of 64 bits
         const Reg product = writer.make(Op::MulWhole, writer.m, writer.n);
-        const Reg sum = writer.make(Op::AddWhole, writer.make(Op::MulWhole, product, writer.whole(3)), writer.m);
-        const Reg low = writer.make(Op::Xor, writer.make(Op::Cut15, sum), writer.make(Op::CutUnsigned, product));
+        const Reg sum =
+            writer.make(Op::AddWhole, writer.make(Op::MulWhole, product, writer.whole(3)), writer.m);
+        const Reg low =
+            writer.make(Op::Xor, writer.make(Op::Cut15, sum), writer.make(Op::CutUnsigned, product));
         Samples samples(400);
         EXPECT_GE(samples.compare(writer.finish(writer.make(Op::AddWhole, sum, low)), lanes, "64 bits"), 50u);
     }
