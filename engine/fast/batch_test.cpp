@@ -238,6 +238,48 @@ TEST(FastBatch, LanesKeepWhatTheyLeftALoopWith) {
     }
 }
 
+/// A value that only an inner loop reads and writes, which lanes come to in different rounds of the outer
+/// one.
+TEST(FastBatch, LanesKeepWhatAnInnerLoopWillGoOnWith) {
+    for (const int lanes : lanesHere()) {
+        Writer writer;
+        const Immediate outer{.whole = writer.newBlock()};
+        const Immediate inner{.whole = writer.newBlock()};
+        const Facts any{-1e300, 1e300, true, false};
+        std::array<Reg, 4> held{};
+        for (Reg& each : held) each = writer.merged(Class::Real, any);
+        const auto [sum, result, i, j] = held;
+        const Reg zero = writer.real(0.0);
+        writer.control(Op::Block, kNoReg, outer);
+        writer.moves({{sum, zero}, {result, zero}, {i, zero}});
+        writer.control(Op::Loop);
+        const Reg nextI = writer.make(Op::Add, i, writer.real(1.0));
+        writer.control(Op::If, writer.make(Op::Less, writer.real(300.0), nextI));
+        writer.control(Op::Exit, kNoReg, outer);
+        writer.control(Op::EndIf);
+        writer.control(Op::If, writer.make(Op::Less, writer.b, nextI));
+        writer.control(Op::Block, kNoReg, inner);
+        writer.moves({{j, zero}});
+        writer.control(Op::Loop);
+        const Reg nextJ = writer.make(Op::Add, j, writer.real(1.0));
+        const Reg nextSum = writer.make(Op::Add, sum, nextJ);
+        writer.control(Op::If, writer.make(Op::Less, writer.real(3.0), nextJ));
+        writer.control(Op::Exit, kNoReg, inner);
+        writer.control(Op::EndIf);
+        writer.moves({{sum, nextSum}, {result, nextSum}, {j, nextJ}});
+        writer.control(Op::EndLoop);
+        writer.control(Op::EndBlock, kNoReg, inner);
+        writer.control(Op::Else);
+        writer.control(Op::EndIf);
+        writer.moves({{i, nextI}});
+        writer.control(Op::EndLoop);
+        writer.control(Op::EndBlock, kNoReg, outer);
+        const Code code = writer.finish(result);
+        Samples samples(80);
+        EXPECT_EQ(samples.compare(code, lanes, describe(code)), 80u / static_cast<unsigned>(lanes));
+    }
+}
+
 TEST(FastBatch, WhatNeedsAnOrderIsNotTaken) {
     CodeMemory memory;
     double global = 0.0;

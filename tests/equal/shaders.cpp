@@ -213,7 +213,7 @@ private:
 
     Node binary(int depth) {
         const std::string_view op =
-            random_.chance(independent_ ? 90 : 75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
+            random_.chance(independent_ ? 82 : 75) ? random_.pick(kPlainOperators) : random_.pick(kOperators);
         const bool whole = op == "%" || op == "&" || op == "|" || op == "^" || op == "<<" || op == ">>";
         Node left = value(depth - 1);
         if (whole && random_.chance(70)) left = make(Role::Expression, {"floor(", std::move(left), ")"});
