@@ -249,6 +249,7 @@ void addBenchCommand(CLI::App& app, Invocation& invocation) {
         "Evaluates batches of 256 samples by planes, through the library for programs that embed the engine "
         "in place of the module: without a scene and panels. Libraries are found beside the script, and in "
         "the directories of -I");
+    for (const char* name : {"--choose", "--panel", "--timeout"}) batch->excludes(command->get_option(name));
     command
         ->add_option("--lanes", options->lanes,
                      "With --batch: how many samples are computed at a time, 4 or 8 (default: as many as the "
