@@ -81,12 +81,12 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 }
 
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
-                      std::optional<fast::Outcome> tried) {
+                      fast::Ending passed) {
     LoadedScript* script = runnable(state, instance);
     if (script == nullptr || script->engine.run.abort) return;
     FunctionRecord* const process = script->function(HostFunction::Process);
     if (process == nullptr) return;
-    if (tried ? script->fast.settle(*tried) : script->fast.shade(*process, &sample)) return;
+    if (script->fast.shade(*process, &sample, passed)) return;
     const CurrentSample current(script->host, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }

@@ -4,7 +4,6 @@
 #include "host/instance.h"
 
 #include <cstdint>
-#include <optional>
 
 namespace kestrel {
 
@@ -14,15 +13,9 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 
 /// Runs `process` on one sample. While the context's abort flag is set nothing happens: a script that failed
 /// is not run again until another of its functions has run, which clears the flag.
-/// @param tried  how the script's code, which was ready, has left the sample; nothing: it has not run
+/// @param passed  what the gate of the instance's script has said of the sample
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
-                      std::optional<fast::Outcome> tried = std::nullopt);
-/// True when the next sample may go straight to the script's code, `script()->fast.run()`: that calls nobody
-/// and throws nothing, so it needs none of what a callback takes along.
-[[nodiscard]] inline bool shadesFast(const ShaderInstance& instance) noexcept {
-    const LoadedScript* script = instance.script();
-    return script != nullptr && script->fast.ready() && !script->host.environment.requester.open();
-}
+                      fast::Ending passed);
 
 /// Runs `flags` and reads what it returned.
 /// @return the mask of the values that the script may change, 0 when the run was aborted

@@ -55,7 +55,7 @@ void endInstance(PluginState& state, ShaderInstance& instance) {
     script->call(HostFunction::Destroy);
     state.endedAborted = script->engine.run.abort;
     script->unload();
-    instance.context->script.reset();  // the host may have made another copy meanwhile
+    instance.context->take(nullptr);  // the host may have made another copy meanwhile
 }
 
 }  // namespace
@@ -63,6 +63,7 @@ void endInstance(PluginState& state, ShaderInstance& instance) {
 Working::Working(PluginState& state, ShaderInstance& instance) noexcept
     : state_(state), context_(*instance.context) {
     context_.busy = true;
+    context_.gate->shut();  // to whoever the host calls back from here
 }
 
 Working::~Working() {
@@ -110,7 +111,7 @@ bool attachScript(PluginState& state, ShaderInstance& instance, const std::optio
     ScriptContext& context = *instance.context;
     std::unique_ptr<LoadedScript> script = loadScript(state.environment, name, context.activationNumber);
     if (script == nullptr) return false;
-    context.script = std::move(script);
+    context.take(std::move(script));
     context.script->call(HostFunction::Create);
     return true;
 }

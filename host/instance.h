@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace kestrel {
 
@@ -15,11 +16,25 @@ struct PluginState;
 struct ShaderInstance;
 
 /// What instances made by `copy` from one another share: loading a script into one of them shows in all.
-struct ScriptContext {
+class ScriptContext {
+public:
     std::int16_t activationNumber = 0;     ///< of the activation in which the first of them was created
-    std::unique_ptr<LoadedScript> script;  ///< null while no script is loaded
+    std::unique_ptr<LoadedScript> script;  ///< null while no script is loaded; see take()
+    Gate* gate = &none_;                   ///< the script's; one that is shut without a script
     bool busy = false;                     ///< a callback is at work with the script: see Working
     ShaderInstance* ending = nullptr;      ///< instances that were destroyed meanwhile
+
+    ScriptContext() = default;
+    ScriptContext(const ScriptContext&) = delete;
+    ScriptContext& operator=(const ScriptContext&) = delete;
+    /// @param taken  null: from now on no script is loaded
+    void take(std::unique_ptr<LoadedScript> taken) noexcept {
+        gate = taken != nullptr ? &taken->engine.gate : &none_;
+        script = std::move(taken);
+    }
+
+private:
+    Gate none_;
 };
 
 struct ShaderInstance {

@@ -115,18 +115,18 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
 
 /// By itself, so that what goes straight to its code saves no registers for it.
 [[gnu::noinline]] void evaluateSlowly(HxInstance handle, ShadingSample& sample,
-                                      std::optional<fast::Outcome> tried) noexcept {
-    withInstance(handle,
-                 [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, sample, tried); });
+                                      fast::Ending passed) noexcept {
+    withInstance(
+        handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, sample, passed); });
 }
 
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
-    if (sample == nullptr || handle == nullptr || instanceOf(handle).context->busy) return;
-    if (!shadesFast(instanceOf(handle))) [[unlikely]]
-        return evaluateSlowly(handle, *sample, std::nullopt);
-    const fast::Outcome outcome = instanceOf(handle).script()->fast.run(sample);
-    if (outcome != fast::Outcome::Done) [[unlikely]]
-        evaluateSlowly(handle, *sample, outcome);
+    if (sample == nullptr || handle == nullptr) return;
+    Gate& gate = *instanceOf(handle).context->gate;
+    const fast::Ending passed{gate.pass(sample)};
+    if (passed.bits != Gate::kDone) [[unlikely]]
+        return evaluateSlowly(handle, *sample, passed);
+    gate.count();
 }
 
 std::uint32_t flagsCallback(HxInstance handle) {

@@ -105,6 +105,10 @@ PluginState::PluginState() {
     environment.findDirectory = [this](const std::string& key) {
         return hostDirectory(services.directoryInfo, key);
     };
+    // While a panel is open no sample is shaded, of whatever script.
+    environment.requester.whenBegun = [this] {
+        for (const ShaderInstance& instance : instances) instance.context->gate->shut();
+    };
     environment.findPanels = [this](HxServiceUse use) -> const PanelServices* {
         if (hostGlobal == nullptr) return nullptr;
         return static_cast<const PanelServices*>(hostGlobal(HX_SERVICE_PANELS, use));

@@ -12,6 +12,7 @@ bool Requester::begin(const std::string& title, const void* owner) {
     panel->host = HostPanel::create(find_, title.c_str());
     if (panel->host == nullptr) return false;
     panel_ = std::move(panel);
+    if (whenBegun) whenBegun();
     return true;
 }
 

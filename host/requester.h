@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -50,6 +51,8 @@ public:
     explicit Requester(const PanelFinder& find) : find_(find) {}
     Requester(const Requester&) = delete;
     Requester& operator=(const Requester&) = delete;
+
+    std::function<void()> whenBegun;  ///< called when a panel has opened; may be empty
 
     /// Closes the panel that is open and begins another.
     /// @return false when the host has no panel

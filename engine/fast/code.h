@@ -5,6 +5,7 @@
 // meet. Constants are registers that nothing writes.
 #pragma once
 
+#include "engine/context/gate.h"
 #include "engine/fast/facts.h"
 #include "engine/fast/undo.h"
 
@@ -95,7 +96,10 @@ enum class Outcome : std::int32_t {
     Done = 0,
     Changed = 1,  ///< done; kinds of variables may have changed
     Left = 2,     ///< by a guard: nothing was written but what the undo log knows
+    Shut = 3,     ///< the gate is: no code has run
 };
+static_assert(static_cast<std::int32_t>(Outcome::Done) == Gate::kDone &&
+              static_cast<std::int32_t>(Outcome::Shut) == Gate::kShut);
 
 /// What a run of code gives back: how it ended, and of one that left by which exit.
 struct Ending {

@@ -30,6 +30,8 @@ Executor FastProcess::executor() const noexcept {
 }
 
 void FastProcess::reset() {
+    ctx_.gate.shut();
+    ctx_.gate.forget();
     native_.reset();
     threaded_.reset();
     batch_.reset();
@@ -64,12 +66,20 @@ bool FastProcess::prepare(const FunctionRecord& process) {
     }
     if (stage_ == Stage::Seen) makeCode(process);
     if (stage_ != Stage::Ready) return interpret();
-    checked_ = ctx_.epoch;
+    openGate();
     return true;
+}
+
+void FastProcess::openGate() noexcept {
+    if (native_ != nullptr)
+        ctx_.gate.open(native_->enter(), nullptr);
+    else
+        ctx_.gate.open(ThreadedCode::enter, threaded_.get());
 }
 
 /// From now on the interpreter shades all.
 void FastProcess::drop(Refusal reason) {
+    ctx_.gate.shut();
     native_.reset();
     threaded_.reset();
     batch_.reset();
@@ -110,6 +120,7 @@ std::vector<ExitCount> FastProcess::exits() const {
 }
 
 void FastProcess::install(const Code& code) {
+    ctx_.gate.shut();
     native_.reset();
     threaded_.reset();
     batch_.reset();
@@ -128,9 +139,9 @@ BatchCode* FastProcess::batch() {
     }
     if (stage_ != Stage::Ready || batch_ == nullptr || !idle() || std::fegetround() != FE_TONEAREST)
         return nullptr;
-    if (checked_ != ctx_.epoch) {
+    if (!ctx_.gate.isOpen()) {
         if (!assumptions_->hold()) return nullptr;
-        checked_ = ctx_.epoch;
+        openGate();
     }
     return batch_.get();
 }
@@ -143,17 +154,27 @@ void FastProcess::noteBatch(std::size_t shaded, std::size_t left) noexcept {
     if (counts_.apart > kTrial && counts_.apart > counts_.grouped) batch_.reset();
 }
 
-bool FastProcess::settle(Outcome outcome) {
-    if (outcome == Outcome::Done) return true;
-    if (outcome == Outcome::Changed) {
-        ++counts_.shaded;
-        ++ctx_.epoch;  // the next sample checks
+bool FastProcess::shade(const FunctionRecord& process, void* record, Ending passed) {
+    if (passed.outcome() == Outcome::Shut) {
+        if (!prepare(process)) return false;
+        passed = {ctx_.gate.pass(record)};
+    }
+    return settle(passed);
+}
+
+/// After a run of the code.
+/// @return false: the interpreter has to shade the sample
+bool FastProcess::settle(Ending ending) {
+    if (ending.outcome() != Outcome::Left) {
+        ctx_.gate.count();
+        if (ending.outcome() == Outcome::Changed) ctx_.gate.shut();  // the next sample looks
         return true;
     }
     if (undo_ != nullptr) undo_->takeBack();
     ++counts_.left;
-    if (exit_ >= 0) ++exits_[firstExit_ + static_cast<std::size_t>(exit_)].count;
-    if (counts_.left > kTrial && counts_.left > 15 * counts_.shaded)
+    if (ending.exit() >= 0) ++exits_[firstExit_ + static_cast<std::size_t>(ending.exit())].count;
+    const std::uint64_t shaded = counts().shaded;
+    if (counts_.left > kTrial && counts_.left > 15 * shaded)
         drop({"nearly every sample needs the interpreter"});
     return false;
 }

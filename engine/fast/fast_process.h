@@ -44,27 +44,11 @@ public:
     /// @param record   the host's
     /// @return false: nothing has happened, and the interpreter has to
     [[nodiscard]] bool shade(const FunctionRecord& process, void* record) {
-        return (ready() || prepare(process)) && settle(run(record));
+        return shade(process, record, {ctx_.gate.pass(record)});
     }
-
-    // The same in steps, for those who count nanoseconds.
-
-    /// There is code, and all that it takes for granted holds.
-    [[nodiscard]] bool ready() const noexcept {
-        return stage_ == Stage::Ready && checked_ == ctx_.epoch && idle();
-    }
-    /// Runs the code; only when it is ready(). Nothing of the host is called, nothing is thrown.
-    [[nodiscard]] Outcome run(void* record) noexcept {
-        const Ending ending = native_ != nullptr ? native_->run(record) : threaded_->run(record);
-        if (ending.bits != Ending::of(Outcome::Done).bits) [[unlikely]]
-            exit_ = ending.exit();
-        else
-            ++counts_.shaded;
-        return ending.outcome();
-    }
-    /// After run(), unless the outcome is Done.
-    /// @return false: the interpreter has to shade the sample
-    [[nodiscard]] bool settle(Outcome outcome);
+    /// The same for those who count nanoseconds.
+    /// @param passed  what the gate of the script's context has said of the record
+    [[nodiscard]] bool shade(const FunctionRecord& process, void* record, Ending passed);
 
     /// The code for groups of samples, when all that it takes for granted holds now; the first time that it
     /// is asked for is when it is made, with the next sample.
@@ -80,7 +64,11 @@ public:
 
     /// Samples that left, by why. Those of code that was made anew meanwhile stand first.
     [[nodiscard]] std::vector<ExitCount> exits() const;
-    [[nodiscard]] const Counts& counts() const noexcept { return counts_; }
+    [[nodiscard]] Counts counts() const noexcept {
+        Counts counts = counts_;
+        counts.shaded += ctx_.gate.passed();
+        return counts;
+    }
     /// What runs it now.
     [[nodiscard]] Executor executor() const noexcept;
     /// Why there is no code; nothing where there is, or none was made yet.
@@ -96,6 +84,8 @@ private:
         return ctx_.run.calls.empty() && ctx_.run.hook == nullptr && !ctx_.run.abort && !ctx_.endRequested();
     }
     [[nodiscard]] bool prepare(const FunctionRecord& process);
+    [[nodiscard]] bool settle(Ending ending);
+    void openGate() noexcept;
     void makeCode(const FunctionRecord& process);
     void install(const Code& code);
     void drop(Refusal reason);
@@ -103,12 +93,10 @@ private:
     EngineContext& ctx_;
     std::unique_ptr<NativeCode> native_;
     std::unique_ptr<ThreadedCode> threaded_;  ///< where there is no native code
-    std::int32_t exit_ = -1;                  ///< of the last run that left
     std::size_t firstExit_ = 0;               ///< of the code at hand, in exits_
     std::vector<ExitCount> exits_;
     std::unique_ptr<BatchCode> batch_;
-    bool batches_ = false;       ///< somebody wants them
-    std::uint64_t checked_ = 0;  ///< the epoch in which all assumptions held
+    bool batches_ = false;  ///< somebody wants them
     Stage stage_ = Stage::New;
     Counts counts_;
     std::unique_ptr<UndoLog> undo_;  ///< the code's, where it writes in the middle

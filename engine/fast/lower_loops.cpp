@@ -139,11 +139,7 @@ bool Lowering::tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t
         leaveUnless(testOf(shape), breaks);
         if (state_.reached) round(shape, breaks);
         if (state_.reached) {
-            if (ctx_.services.watch != nullptr) {
-                Immediate imm;
-                imm.address = const_cast<platform::SharedFlag*>(&ctx_.services.watch->requested);  // NOLINT
-                builder_.control(Op::Poll, kNoReg, imm);
-            }
+            poll();
             const std::size_t back = builder_.movesHere();
             holds = closes(top, carried, back, known);
         }
@@ -151,6 +147,14 @@ bool Lowering::tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t
     builder_.control(Op::EndLoop);
     state_.reached = false;
     return holds;
+}
+
+/// Leaves when the run is to end.
+void Lowering::poll() {
+    if (ctx_.services.watch == nullptr) return;
+    Immediate imm;
+    imm.address = const_cast<platform::SharedFlag*>(&ctx_.services.watch->requested);  // NOLINT: it is read
+    builder_.control(Op::Poll, kNoReg, imm);
 }
 
 // ---- what changes

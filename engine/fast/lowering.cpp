@@ -11,10 +11,10 @@ namespace {
 /// Restarts each of which knows more.
 constexpr int kMostRestarts = 24;
 
-/// Variables that anything which `process` reaches may write.
-class Writes {
+/// Looks at everything that `process` reaches: which variables it may write, and whether it may poll.
+class Survey {
 public:
-    explicit Writes(std::unordered_set<const Variable*>& written) : written_(written) {}
+    explicit Survey(Knowledge& knowledge) : written_(knowledge.written), polls_(knowledge.polls) {}
 
     void of(const FunctionRecord& function) {
         if (!seen_.insert(&function).second) return;
@@ -32,7 +32,12 @@ public:
                 case OP_NOT:
                     if (node->mode == kStatementForm) written_.insert(node->variable);
                     break;
+                case OP_WHILE:
+                case OP_FORTEST:
+                    polls_ = true;
+                    break;
                 case OP_CALL:
+                    polls_ = true;
                     if (node->mode == kMethodCall)
                         written_.insert(node->variable);
                     else if (node->reach == Reach::Function)
@@ -46,6 +51,7 @@ public:
 
 private:
     std::unordered_set<const Variable*>& written_;
+    bool& polls_;
     std::unordered_set<const FunctionRecord*> seen_;
 };
 
@@ -60,6 +66,9 @@ Lowered Lowering::run() {
     // The host passes the sample, also to a process without a parameter.
     activations_.push_back({nullptr, 0, 0, {}});
     push(Cell::ofKind(ShaderObj));
+    // A run that is to end ends at the first call or backward jump: the interpreter knows where. What has
+    // none shades on.
+    if (knowledge_.polls) poll();
     preload();
     enter(process_, static_cast<std::size_t>(process_.paramCount));
     activations_.erase(activations_.begin());
@@ -82,7 +91,7 @@ std::variant<Lowered, Refusal> lower(EngineContext& ctx, Carryover& carryover, c
     knowledge.written = experience.unsteady;
     knowledge.ambiguous = experience.ambiguous;
     knowledge.mixed = experience.mixed;
-    Writes(knowledge.written).of(process);
+    Survey(knowledge).of(process);
     for (int i = 0; i < kMostRestarts; ++i) {
         try {
             return Lowering(ctx, carryover, process, knowledge).run();

@@ -76,6 +76,7 @@ struct Knowledge {
     std::unordered_set<const Variable*> written;    ///< by anything that `process` may reach
     std::unordered_set<const Variable*> ambiguous;  ///< Number or Integer when a sample begins
     std::unordered_set<const ArrayRecord*> mixed;   ///< arrays whose numbers do not keep their kinds
+    bool polls = false;                             ///< there are calls or loops in it
 };
 
 /// What has been learnt changes what the code begins with.
@@ -159,6 +160,7 @@ private:
     void round(const LoopShape& shape, std::size_t breaks);
     [[nodiscard]] bool tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t breaks);
     /// @return true where elements of arrays are written
+    void poll();
     bool collectChanges(const Node* begin, const Node* end, std::unordered_set<const FunctionRecord*>& seen,
                         std::unordered_set<std::size_t>& slots);
     void carry(std::size_t index, LoopKnowledge& known, std::size_t moves, std::vector<Carried>& carried);

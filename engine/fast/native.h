@@ -37,18 +37,17 @@ public:
     NativeCode(const NativeCode&) = delete;
     NativeCode& operator=(const NativeCode&) = delete;
 
-    /// Shades a sample.
-    /// @param record  of the host, which the code's offsets are about
-    Ending run(void* record) const noexcept { return {entry_(record)}; }
+    /// What shades a sample: of a record of the host's, which the code's offsets are about. Calls nobody
+    /// else's code, and throws nothing.
+    [[nodiscard]] Gate::Enter enter() const noexcept { return enter_; }
     [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
 
 private:
-    using Entry = std::int32_t (*)(void* record);
-    NativeCode(CodeMemory& memory, Entry entry, std::size_t bytes) noexcept
-        : memory_(memory), entry_(entry), bytes_(bytes) {}
+    NativeCode(CodeMemory& memory, Gate::Enter code, std::size_t bytes) noexcept
+        : memory_(memory), enter_(code), bytes_(bytes) {}
 
     CodeMemory& memory_;
-    Entry entry_;
+    Gate::Enter enter_;
     std::size_t bytes_;
 };
 

@@ -40,7 +40,7 @@ std::unique_ptr<NativeCode> NativeCode::make(const Code& code, CodeMemory& memor
     if (holder.init(impl->runtime.environment()) != kErrorOk) return nullptr;
     x86::Compiler compiler(&holder);
     X86Emitter(code, compiler).emitAll();
-    Entry entry = nullptr;
+    Gate::Enter entry = nullptr;
     if (compiler.finalize() != kErrorOk || impl->runtime.add(&entry, &holder) != kErrorOk) return nullptr;
     const std::size_t bytes = holder.codeSize();
     impl->used += bytes;
@@ -49,7 +49,7 @@ std::unique_ptr<NativeCode> NativeCode::make(const Code& code, CodeMemory& memor
 
 NativeCode::~NativeCode() {
     memory_.impl()->used -= bytes_;
-    memory_.impl()->runtime.release(entry_);
+    memory_.impl()->runtime.release(enter_);
 }
 
 }  // namespace kestrel::fast

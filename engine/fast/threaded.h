@@ -31,6 +31,11 @@ public:
     /// Shades a sample.
     /// @param record  of the host, which the code's offsets are about
     Ending run(void* record) noexcept;
+    /// The same for a gate.
+    /// @param code  a ThreadedCode
+    static std::int32_t enter(void* code, void* record) noexcept {
+        return static_cast<ThreadedCode*>(code)->run(record).bits;
+    }
     [[nodiscard]] std::size_t bytes() const noexcept {
         return steps_.size() * sizeof(Step) + registers_.size() * sizeof(Word);
     }

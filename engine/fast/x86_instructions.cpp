@@ -12,10 +12,10 @@ namespace kestrel::fast {
 using namespace asmjit;  // NOLINT: its names are all that this file is about
 
 void X86Emitter::emitAll() {
-    FuncNode* function = cc_.addFunc(FuncSignatureT<std::int32_t, void*>());
+    FuncNode* function = cc_.addFunc(FuncSignatureT<std::int32_t, void*, void*>());
     function->frame().setAvxEnabled();
     record_ = cc_.newIntPtr();
-    function->setArg(0, record_);
+    function->setArg(1, record_);
     ending_ = cc_.newInt32();
     for (; !reading_.ended(); reading_.advance()) {
         if (!fused_[reading_.at()]) emit(reading_.here());

@@ -229,7 +229,7 @@ void assignVariable(EngineContext& ctx, Variable& variable, const ValueCell& val
 }
 
 bool assignFromOutside(EngineContext& ctx, Variable& variable, const ValueCell& value) {
-    ++ctx.epoch;
+    ctx.gate.shut();
     if (value.isText()) return storeText(ctx, variable, value.text != nullptr ? value.text : "");
     if (variable.type == Array) {
         variable.type = Uninitialized;

@@ -14,7 +14,7 @@ CallScope::~CallScope() {
         ctx_.run.trimCalls(0);
         ctx_.run.abort = true;
     }
-    ++ctx_.epoch;
+    ctx_.gate.shut();
     ctx_.stack.dropTo(0);
     try {
         sweep(ctx_);

@@ -28,7 +28,7 @@ bool run(EngineContext& ctx, const CodeNode* start, const CodeNode* end) {
     ctx.run.frames.emplace_back();
     ctx.keepReserve();
     try {
-        ++ctx.epoch;
+        ctx.gate.shut();
         ctx.run.abort = false;
         ctx.run.stop = false;
         execute(ctx, start, end);

@@ -246,7 +246,7 @@ private:
                 break;
             case Call::Evaluate: {
                 ShadingSample sample = makeSample(plan.seed, step.sample);
-                evaluateInstance(state_, *instance_, sample);
+                evaluate(sample);
                 result = tell(sample);
                 break;
             }
@@ -262,12 +262,16 @@ private:
         look(nameOf(step), {std::move(result)});
     }
 
+    void evaluate(ShadingSample& sample) {
+        evaluateInstance(state_, *instance_, sample, {instance_->context->gate->pass(&sample)});
+    }
+
     /// @return what has become of the samples
     Lines shadeBatch(const Planes& planes) {
         ShadingSample record{};
         const auto single = [&](std::size_t i) {
             planes.columns().gather(i, &record);
-            evaluateInstance(state_, *instance_, record);
+            evaluate(record);
             planes.columns().scatter(i, &record);
             return true;
         };
