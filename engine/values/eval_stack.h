@@ -4,9 +4,9 @@
 #include "engine/values/limits.h"
 #include "engine/values/pool.h"
 #include "engine/values/value.h"
+#include "platform/zero_pages.h"
 
 #include <cassert>
-#include <memory>
 #include <span>
 
 namespace kestrel {
@@ -20,8 +20,7 @@ public:
         virtual void stackOverflow() = 0;
     };
 
-    EvalStack(Pool& pool, Overflow& overflow)
-        : cells_(std::make_unique<ValueCell[]>(kStackCells + 1)), pool_(pool), overflow_(overflow) {}
+    EvalStack(Pool& pool, Overflow& overflow) : cells_(kStackCells + 1), pool_(pool), overflow_(overflow) {}
 
     [[nodiscard]] int size() const noexcept { return sp_; }
     [[nodiscard]] bool full() const noexcept { return sp_ == kStackCells; }
@@ -94,8 +93,8 @@ public:
     void forgetTo(int newSize) noexcept { sp_ = newSize; }
 
 private:
-    std::unique_ptr<ValueCell[]>
-        cells_;  // one more than are used: where next() points when the stack is full
+    // One more than are used: where next() points when the stack is full. Few scripts go far down.
+    platform::ZeroArray<ValueCell> cells_;
     int sp_ = 0;
     Pool& pool_;
     Overflow& overflow_;

@@ -3,18 +3,21 @@
 #include "engine/values/limits.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace kestrel {
 
 namespace {
 
-/// A prime, so that addresses, all multiples of 16, spread over all buckets.
-constexpr std::size_t kBuckets = 30011;
+/// The address table has 2^kFirstBits buckets at first, since a host may have a thousand scripts with few
+/// blocks each, and 2^kGrowthBits times as many whenever it has fewer than blocks.
+constexpr int kFirstBits = 9;
+constexpr int kGrowthBits = 3;
+constexpr int kMostBits = 21;
 constexpr std::size_t kAlign = 16;
 constexpr std::size_t kMostBytes = SIZE_MAX / 2;  ///< keeps sums of sizes from wrapping around
 
@@ -35,8 +38,10 @@ Header* headerOf(const void* p) noexcept {
     return reinterpret_cast<Header*>(reinterpret_cast<std::uintptr_t>(p) - sizeof(Header));
 }
 
-std::size_t bucketOf(const Header* header) noexcept {
-    return reinterpret_cast<std::uintptr_t>(header) % kBuckets;
+/// The upper bits of a product, which all bits of the address have a part in.
+std::size_t bucketOf(const Header* header, int bits) noexcept {
+    const std::uint64_t address = reinterpret_cast<std::uintptr_t>(header);
+    return static_cast<std::size_t>(address * 0x9E3779B97F4A7C15u >> (64 - bits));
 }
 
 }  // namespace
@@ -44,7 +49,9 @@ std::size_t bucketOf(const Header* header) noexcept {
 /// Live and deferred blocks share one address table, so that a late free of a deferred block is recognised as
 /// ours; a list of their own makes a purge cost what it releases and not a walk of all buckets.
 struct Pool::Impl {
-    std::array<Header*, kBuckets> table{};
+    std::vector<Header*> table = std::vector<Header*>(std::size_t{1} << kFirstBits);
+    int bits = kFirstBits;
+    std::size_t blocks = 0;  ///< in the table
     Header* deferred = nullptr;
     Exhaustion* exhaustion = nullptr;
     std::size_t limit = kMemoryLimit;
@@ -53,10 +60,37 @@ struct Pool::Impl {
     std::uint64_t allocations = 0;
     std::uint64_t releases = 0;
 
+    Header*& bucket(const Header* header) noexcept { return table[bucketOf(header, bits)]; }
+
+    void enter(Header* header) noexcept {
+        if (blocks >= table.size() && bits < kMostBits) grow();
+        Header*& first = bucket(header);
+        header->next = first;
+        first = header;
+        ++blocks;
+    }
+
+    /// Without memory for a larger table the one at hand only has longer chains.
+    void grow() noexcept {
+        try {
+            std::vector<Header*> old(table.size() << kGrowthBits);
+            table.swap(old);
+            bits += kGrowthBits;
+            for (Header* header : old) {
+                while (header != nullptr) {
+                    Header*& first = bucket(header);
+                    Header* const next = std::exchange(header->next, first);
+                    first = std::exchange(header, next);
+                }
+            }
+        } catch (const std::bad_alloc&) {
+        }
+    }
+
     /// The link that points to the block of user area `p`, or null. Reads only blocks of the pool, never `p`.
     Header** find(const void* p) noexcept {
         const Header* wanted = headerOf(p);
-        for (Header** link = &table[bucketOf(wanted)]; *link != nullptr; link = &(*link)->next)
+        for (Header** link = &bucket(wanted); *link != nullptr; link = &(*link)->next)
             if (*link == wanted) return link;
         return nullptr;
     }
@@ -64,6 +98,7 @@ struct Pool::Impl {
     void destroy(Header** link) noexcept {
         Header* header = *link;
         *link = header->next;
+        --blocks;
         std::free(header);
     }
 
@@ -92,13 +127,11 @@ void* Pool::alloc(std::size_t size, bool clear) {
     auto* header = static_cast<Header*>(clear ? std::calloc(1, total) : std::malloc(total));
     if (header == nullptr) return self.fail();
 
-    Header*& bucket = self.table[bucketOf(header)];
-    header->next = bucket;
+    self.enter(header);
     header->deferredNext = nullptr;
     header->size = total;
     header->retain = 0;
     header->flags = clear ? kFlagClear : 0;
-    bucket = header;
     ++self.allocations;
     ++self.liveBlocks;
     self.liveBytes += total;

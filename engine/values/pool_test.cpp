@@ -55,6 +55,16 @@ TEST_F(PoolTest, retainedBlocksSurviveFreeAndWaitForThePurge) {
     EXPECT_EQ(pool.deferredBytes(), 0u);
 }
 
+TEST_F(PoolTest, findsItsBlocksHoweverManyThereAre) {
+    std::vector<char*> texts;
+    for (int i = 0; i < 40000; ++i) texts.push_back(pool.keep(std::to_string(i)));
+    for (std::size_t i = 0; i < texts.size(); i += 2) pool.release(texts[i]);
+    pool.purge();
+    EXPECT_EQ(pool.liveBlocks(), texts.size() / 2);
+    EXPECT_EQ(pool.releases(), 0u);
+    for (std::size_t i = 1; i < texts.size(); i += 2) EXPECT_EQ(texts[i], std::to_string(i));
+}
+
 TEST_F(PoolTest, releaseLeavesUnretainedAndForeignBlocks) {
     int local = 0;
     pool.release(pool.strdup("plain"));
