@@ -198,9 +198,32 @@ Reg Builder::simplified(Op op, Reg a, Reg b, Reg c) {
         case Op::Floor:
         case Op::Ceil:
             return facts(a).whole ? a : kNoReg;
+        case Op::Less:
+        case Op::LessEqual:
+            if (const Reg without = comparedWithoutSum(op, a, b); without != kNoReg) return without;
+            return knownCondition(op, a, b);
         default:
             return isTest(op) ? knownCondition(op, a, b) : kNoReg;
     }
+}
+
+/// A comparison of a sum that has a constant part with another constant, as one of its other part with a
+/// third: saves the sum, which comes before each comparison of numbers.
+Reg Builder::comparedWithoutSum(Op op, Reg a, Reg b) {
+    const Reg sum = constant(a) ? b : a;
+    const auto bound = constant(a) ? constant(a) : constant(b);
+    const Instruction* made = definition(sum);
+    if (!bound || !std::isfinite(*bound) || made == nullptr || made->op != Op::Add) return kNoReg;
+    for (const std::size_t i : {0u, 1u}) {
+        const auto summand = constant(made->operands[i]);
+        if (!summand || !std::isfinite(*summand)) continue;
+        const Reg rest = made->operands[1 - i];
+        const bool sumIsLeft = sum == a;
+        const bool strictly = (op == Op::Less) != sumIsLeft;  // sum < bound, or not: bound <= sum
+        const Reg least = real(leastFor(*summand, *bound, strictly));
+        return sumIsLeft ? make(Op::Less, rest, least) : make(Op::LessEqual, least, rest);
+    }
+    return kNoReg;
 }
 
 Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
@@ -231,6 +254,8 @@ Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
             if (first == 1) return b;
             if (second == 1) return a;
             return kNoReg;
+        case Op::Remainder:
+            return second && facts(a).low >= 0.0 ? remainderByMask(a, *second) : kNoReg;
         case Op::And:  // of a mask without a sign the bits above do not matter
             for (const auto& [mask, other] : {std::pair(first, b), std::pair(second, a)}) {
                 const Instruction* made = definition(other);
@@ -255,6 +280,15 @@ Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
             if (second) return *second != 0 ? whole(1) : a;
             return a == b ? a : kNoReg;
         case Op::EqualWhole:
+            // Whether nothing remains does not depend on the sign.
+            if (const Reg remainder = first == 0 ? b : a; first == 0 || second == 0) {
+                const Instruction* made = definition(remainder);
+                const auto divisor = made != nullptr && made->op == Op::Remainder
+                                         ? wholeConstant(made->operands[1])
+                                         : std::nullopt;
+                const Reg masked = divisor ? remainderByMask(made->operands[0], *divisor) : kNoReg;
+                if (masked != kNoReg) return make(Op::EqualWhole, whole(0), masked);
+            }
             if (second == 0 && isBit(a)) return negation(a);
             if (first == 0 && isBit(b)) return negation(b);
             if (second == 1 && isBit(a)) return a;
@@ -263,6 +297,12 @@ Reg Builder::simplifiedWhole(Op op, Reg a, Reg b) {
         default:
             return isTest(op) ? knownCondition(op, a, b) : kNoReg;
     }
+}
+
+/// The low bits, where the divisor is a power of two.
+Reg Builder::remainderByMask(Reg dividend, std::int64_t divisor) {
+    const bool isPower = divisor > 1 && divisor <= 0x40000000 && (divisor & (divisor - 1)) == 0;
+    return isPower ? make(Op::And, dividend, whole(divisor - 1)) : kNoReg;
 }
 
 /// A comparison that the facts decide.

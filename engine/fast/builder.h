@@ -148,6 +148,8 @@ private:
     Reg makeAt(std::uint32_t epoch, Op op, Reg a, Reg b, Reg c, Immediate imm);
     [[nodiscard]] Reg newRegister(Class cls, const Facts& facts);
     [[nodiscard]] Reg simplified(Op op, Reg a, Reg b, Reg c);
+    [[nodiscard]] Reg comparedWithoutSum(Op op, Reg a, Reg b);
+    [[nodiscard]] Reg remainderByMask(Reg dividend, std::int64_t divisor);
     [[nodiscard]] Reg simplifiedWhole(Op op, Reg a, Reg b);
     [[nodiscard]] Reg knownCondition(Op op, Reg a, Reg b);
     [[nodiscard]] Facts factsOf(Op op, Reg a, Reg b, Reg c) const;

@@ -1,6 +1,9 @@
 #include "engine/fast/facts.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <numeric>
 
 namespace kestrel::fast {
 
@@ -21,6 +24,15 @@ bool mayBeZero(const Facts& a) noexcept {
 /// Bounds that are NaN, of infinities that meet, are none.
 Facts bounded(double low, double high, bool nan, bool whole) noexcept {
     return {std::isnan(low) ? -kInfinity : low, std::isnan(high) ? kInfinity : high, nan, whole};
+}
+
+/// Doubles in their order as whole numbers, and back: the other way round below zero.
+std::int64_t placeOf(double x) noexcept {
+    const auto bits = std::bit_cast<std::int64_t>(x);
+    return bits >= 0 ? bits : std::numeric_limits<std::int64_t>::min() - bits;
+}
+double at(std::int64_t place) noexcept {
+    return std::bit_cast<double>(place >= 0 ? place : std::numeric_limits<std::int64_t>::min() - place);
 }
 
 }  // namespace
@@ -100,6 +112,17 @@ Facts widen(const Facts& assumed, const Facts& seen) noexcept {
     if (seen.high > assumed.high) wide.high = next(seen.high);
     if (seen.low < assumed.low) wide.low = -next(-seen.low);
     return wide;
+}
+
+double leastFor(double summand, double bound, bool strictly) noexcept {
+    std::int64_t below = placeOf(-kInfinity);
+    std::int64_t least = placeOf(kInfinity);
+    while (below + 1 < least) {
+        const std::int64_t middle = std::midpoint(below, least);
+        const double sum = at(middle) + summand;
+        (strictly ? sum > bound : sum >= bound) ? least = middle : below = middle;
+    }
+    return at(least);
 }
 
 }  // namespace kestrel::fast

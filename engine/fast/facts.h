@@ -45,6 +45,11 @@ struct Facts {
 [[nodiscard]] Facts smaller(const Facts& a, const Facts& b) noexcept;
 [[nodiscard]] Facts larger(const Facts& a, const Facts& b) noexcept;
 
+/// The smallest x for which the rounded sum x + summand is not below the bound (`strictly`: is above it).
+/// Sums grow with x, so that holds for each larger one, and no smaller one.
+/// @param summand, bound  finite
+[[nodiscard]] double leastFor(double summand, double bound, bool strictly) noexcept;
+
 /// The assumption about what changes in a loop, made weaker where `seen` shows that it does not hold. Comes
 /// to an end: each bound gives way in few steps.
 [[nodiscard]] Facts widen(const Facts& assumed, const Facts& seen) noexcept;

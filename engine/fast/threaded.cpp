@@ -446,7 +446,10 @@ private:
                 loops_.push_back(steps_.size());
                 return;
             case Op::Poll:
-                poll_ = each.imm;  // in the jump that ends the loop
+                if (loops_.empty())
+                    steps_[add(Kind::Poll)].imm = each.imm;
+                else
+                    poll_ = each.imm;  // in the jump that ends the loop
                 return;
             case Op::EndLoop:
                 layLoopEnd();

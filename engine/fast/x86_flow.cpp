@@ -110,8 +110,10 @@ void X86Emitter::emitControl(const Instruction& each) {
                 reading_.advance(2);
                 return;
             }
-            if (reading_.follows(1, Op::Leave) && reading_.follows(2, Op::Else)) {
-                jump(a, true, leaveBy(reading_.following(1)->imm.whole));
+            if ((reading_.follows(1, Op::Leave) || reading_.follows(1, Op::Exit)) &&
+                reading_.follows(2, Op::Else)) {
+                const Instruction& way = *reading_.following(1);
+                jump(a, true, way.op == Op::Leave ? leaveBy(way.imm.whole) : block(way.imm.whole));
                 ifs_.push_back({cc_.newLabel(), cc_.newLabel(), false});
                 reading_.advance(2);
                 return;
@@ -153,6 +155,12 @@ void X86Emitter::emitControl(const Instruction& each) {
             return;
         case Op::Poll:
             cc_.cmp(at(each.imm.address, 4), 0);
+            if (reading_.follows(1, Op::EndLoop)) {
+                cc_.je(loops_.back());
+                cc_.jmp(leaveBy(-1));
+                loops_.pop_back();
+                return reading_.advance();
+            }
             cc_.jne(leaveBy(-1));
             return;
         default:
