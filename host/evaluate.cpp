@@ -86,7 +86,10 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
     if (script == nullptr || script->engine.run.abort) return;
     FunctionRecord* const process = script->function(HostFunction::Process);
     if (process == nullptr) return;
+    HostAnswers& answers = script->host.answers;
+    answers.begin();
     if (script->fast.shade(*process, &sample, passed)) return;
+    const HostAnswers::Again again(answers);
     const CurrentSample current(script->host, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }

@@ -11,6 +11,9 @@ namespace kestrel {
 #include "host/host_builtins.def"
 #undef KESTREL_HOST_BUILTIN
 
+/// What raytrace() asks: a point and a direction, for a distance and a color.
+[[nodiscard]] bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer);
+
 /// Their rows, for a BuiltinLibrary.
 [[nodiscard]] std::span<const BuiltinEntry> hostBuiltins() noexcept;
 

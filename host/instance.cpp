@@ -63,7 +63,7 @@ void endInstance(PluginState& state, ShaderInstance& instance) {
 Working::Working(PluginState& state, ShaderInstance& instance) noexcept
     : state_(state), context_(*instance.context) {
     context_.busy = true;
-    context_.gate->shut();  // to whoever the host calls back from here
+    context_.gate->close();  // to whoever the host calls back from here
 }
 
 Working::~Working() {

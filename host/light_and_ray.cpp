@@ -4,6 +4,7 @@
 #include "host/scene_item.h"
 #include "host/shader_context.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <string_view>
@@ -51,6 +52,14 @@ void normalize(Triple& v) {
     for (double& component : v) component /= length;
 }
 
+/// The distance, and the color.
+HostAnswers::Answer traceRay(const ShadingSample& sample, Triple point, Triple direction) {
+    normalize(direction);
+    Triple color{};
+    const double distance = sample.rayTrace(point.data(), direction.data(), color.data());
+    return {distance, color[0], color[1], color[2]};
+}
+
 }  // namespace
 
 void illuminateBuiltin(BuiltinCall& call) {
@@ -82,15 +91,25 @@ void raytraceBuiltin(BuiltinCall& call) {
     Triple direction{};
     if (!tripleArgument(call, 1, direction)) return;
     if (!tripleArgument(call, 0, point)) return;
-    const ShadingSample* sample = shaderContext(call.ctx).shadingSample();
+    ShaderContext& context = shaderContext(call.ctx);
+    ShadingSample* sample = context.shadingSample();
     if (sample == nullptr || sample->rayTrace == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 
-    normalize(direction);
-    Triple color{};
-    const double distance = sample->rayTrace(point.data(), direction.data(), color.data());
-    call.results(std::array{ValueCell::ofNumber(distance), ValueCell::ofNumber(color[0]),
-                            ValueCell::ofNumber(color[1]), ValueCell::ofNumber(color[2])});
+    const auto known = context.answers.next(*sample);
+    const auto [distance, red, green, blue] = known ? *known : traceRay(*sample, point, direction);
+    call.results(std::array{ValueCell::ofNumber(distance), ValueCell::ofNumber(red),
+                            ValueCell::ofNumber(green), ValueCell::ofNumber(blue)});
+}
+
+bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer) {
+    auto& sample = *static_cast<ShadingSample*>(record);
+    if (sample.rayTrace == nullptr) return false;
+    const auto answered = shaderContext(ctx).answers.ask(sample, [&] {
+        return traceRay(sample, {given[0], given[1], given[2]}, {given[3], given[4], given[5]});
+    });
+    if (answered) std::ranges::copy(*answered, answer);
+    return answered.has_value();
 }
 
 }  // namespace kestrel

@@ -107,7 +107,7 @@ PluginState::PluginState() {
     };
     // While a panel is open no sample is shaded, of whatever script.
     environment.requester.whenBegun = [this] {
-        for (const ShaderInstance& instance : instances) instance.context->gate->shut();
+        for (const ShaderInstance& instance : instances) instance.context->gate->close();
     };
     environment.findPanels = [this](HxServiceUse use) -> const PanelServices* {
         if (hostGlobal == nullptr) return nullptr;

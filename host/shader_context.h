@@ -5,6 +5,7 @@
 #include "agents/native_code.h"
 #include "engine/context/context.h"
 #include "host/effected_by.h"
+#include "host/host_answers.h"
 #include "host/host_interface.h"
 #include "host/scene_item_pool.h"
 #include "host/state_object.h"
@@ -46,6 +47,7 @@ struct ShaderContext : SampleContext {
     agents::NativeCode native;          ///< classes and compiled libraries of the script
     SceneItemPool items;                ///< behind the script's values of type HxObject
     EffectedBy effectedBy;              ///< what the surface depends on, as the script says
+    HostAnswers answers;                ///< to the script's code
     std::vector<HostItemID> usedItems;  ///< what the latest `usedItems` gave out
 };
 

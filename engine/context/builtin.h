@@ -122,6 +122,7 @@ struct NumericForm {
         Rotate3d,
         RandomUnit,
         RandomWhole,
+        Outside,  ///< ask(), of two Vectors: several Numbers
     };
     /// Operations that machines have, in place of a call of one() or two().
     enum class Known : std::uint8_t { Called, Root, Fraction, Factor, Smaller, Larger };
@@ -130,11 +131,21 @@ struct NumericForm {
     Known known = Known::Called;
     double (*one)(double) = nullptr;
     double (*two)(double, double) = nullptr;
+    /// Asks the host about the sample that is being shaded.
+    /// @param record  the host's
+    /// @param given   the components of the arguments
+    /// @param answer  of `answers` numbers
+    /// @return false: nothing can be said, and the interpreter has to shade the sample. It is given the
+    ///         answers so far once more.
+    using Ask = bool (*)(EngineContext& ctx, void* record, const double* given, double* answer);
+    Ask ask = nullptr;
+    int answers = 0;
 
     /// Whatever the arguments, they become exactly one plain value.
     [[nodiscard]] constexpr bool yieldsOne() const noexcept {
         switch (rule) {
             case Rule::None:
+            case Rule::Outside:
             case Rule::Translate3d:  // the Vectors of an array are moved in place
             case Rule::Scale3d:
             case Rule::Rotate3d:

@@ -20,12 +20,25 @@ public:
     /// After kDone.
     void count() noexcept { ++passed_; }
 
+    /// All holds, and the code calls nobody.
     void open(Enter enter, void* code) noexcept {
+        holds_ = true;
         enter_ = enter;
         code_ = code;
     }
-    void shut() noexcept { enter_ = notThrough; }
-    [[nodiscard]] bool isOpen() const noexcept { return enter_ != notThrough; }
+    /// All holds, but samples are to come the long way, since the code calls the host.
+    void keepClosed() noexcept {
+        holds_ = true;
+        close();
+    }
+    /// Somebody is at work with the script, who may call a host that calls back.
+    void close() noexcept { enter_ = notThrough; }
+    /// Something may have changed.
+    void shut() noexcept {
+        holds_ = false;
+        close();
+    }
+    [[nodiscard]] bool holds() const noexcept { return holds_; }
 
     /// Samples that were counted.
     [[nodiscard]] std::uint64_t passed() const noexcept { return passed_; }
@@ -36,6 +49,7 @@ private:
 
     Enter enter_ = notThrough;
     void* code_ = nullptr;
+    bool holds_ = false;
     std::uint64_t passed_ = 0;
 };
 

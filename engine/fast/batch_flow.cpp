@@ -227,8 +227,9 @@ bool BatchFlow::isMasked(std::size_t instruction, Reg reg) const {
 
 bool independent(const Code& code) noexcept {
     return std::ranges::all_of(code.instructions, [](const Instruction& each) {
-        return infoOf(each.op).sort != Sort::Change && each.op != Op::StoreReal && each.op != Op::StoreWord &&
-               (each.op != Op::Done || each.imm.whole == 0);
+        const Sort sort = infoOf(each.op).sort;
+        return sort != Sort::Change && sort != Sort::Outside && each.op != Op::StoreReal &&
+               each.op != Op::StoreWord && (each.op != Op::Done || each.imm.whole == 0);
     });
 }
 

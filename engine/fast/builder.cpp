@@ -571,6 +571,13 @@ void Builder::assume(Reg condition, bool holds) {
     refine(b, newRight);
 }
 
+Reg Builder::ask(Immediate place) {
+    const Reg to = newRegister(Class::Whole, Facts::bit());
+    code_.registers.back().definition = static_cast<std::int32_t>(code_.instructions.size());
+    code_.instructions.push_back({Op::Ask, {kNoReg, kNoReg, kNoReg}, to, place});
+    return to;
+}
+
 void Builder::control(Op op, Reg a, Immediate imm) {
     code_.instructions.push_back({op, {a, kNoReg, kNoReg}, kNoReg, imm});
 }

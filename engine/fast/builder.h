@@ -128,6 +128,8 @@ public:
     void move(std::size_t list, Reg to, Reg from) { code_.moves[list].push_back({to, from}); }
     [[nodiscard]] int newBlock() noexcept { return code_.blocks++; }
     void store(Op op, Reg value, Immediate imm);
+    /// Asks the host, by an OutsideCall at this place.
+    [[nodiscard]] Reg ask(Immediate place);
 
     [[nodiscard]] Code take() { return std::move(code_); }
 

@@ -30,7 +30,7 @@ public:
 
     [[nodiscard]] static bool hasEffect(const Instruction& instruction) noexcept {
         const Sort sort = infoOf(instruction.op).sort;
-        return sort == Sort::Change || sort == Sort::Control || sort == Sort::Write;
+        return sort == Sort::Change || sort == Sort::Outside || sort == Sort::Control || sort == Sort::Write;
     }
     [[nodiscard]] bool operator()(Reg reg) const { return live_[index(reg)]; }
 

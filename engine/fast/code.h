@@ -19,7 +19,7 @@
 namespace kestrel::fast {
 
 enum class Class : std::uint8_t { None, Real, Whole };
-enum class Sort : std::uint8_t { Pure, Test, Load, Change, Control, Write };
+enum class Sort : std::uint8_t { Pure, Test, Load, Change, Outside, Control, Write };
 
 enum class Op : std::uint8_t {
 #define KESTREL_FAST_OP(name, result, a, b, c, sort) name,

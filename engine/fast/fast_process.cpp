@@ -41,6 +41,7 @@ void FastProcess::reset() {
     refusal_.reset();
     branches_.clear();
     undo_.reset();
+    asks_.clear();
     exits_.clear();
     firstExit_ = 0;
     counts_ = {};
@@ -55,6 +56,10 @@ bool FastProcess::prepare(const FunctionRecord& process) {
         return false;
     };
     if (stage_ == Stage::Off || !idle() || ctx_.services.executor == Executor::Definition) return interpret();
+    if (ctx_.gate.holds()) {
+        openGate();
+        return true;
+    }
     // The interpreter shades the first sample: afterwards variables have the kinds that they usually have.
     if (stage_ == Stage::New) {
         stage_ = Stage::Seen;
@@ -71,7 +76,9 @@ bool FastProcess::prepare(const FunctionRecord& process) {
 }
 
 void FastProcess::openGate() noexcept {
-    if (native_ != nullptr)
+    if (!asks_.empty())
+        ctx_.gate.keepClosed();
+    else if (native_ != nullptr)
         ctx_.gate.open(native_->enter(), nullptr);
     else
         ctx_.gate.open(ThreadedCode::enter, threaded_.get());
@@ -106,6 +113,7 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         assumptions_ = std::move(lowered.assumptions);
         branches_ = std::move(lowered.branches);
         undo_ = std::move(lowered.undo);
+        asks_ = std::move(lowered.asks);
         stage_ = Stage::Ready;
     } catch (const std::bad_alloc&) {
         drop({"there is no memory for it"});
@@ -139,7 +147,7 @@ BatchCode* FastProcess::batch() {
     }
     if (stage_ != Stage::Ready || batch_ == nullptr || !idle() || std::fegetround() != FE_TONEAREST)
         return nullptr;
-    if (!ctx_.gate.isOpen()) {
+    if (!ctx_.gate.holds()) {
         if (!assumptions_->hold()) return nullptr;
         openGate();
     }
@@ -157,9 +165,13 @@ void FastProcess::noteBatch(std::size_t shaded, std::size_t left) noexcept {
 bool FastProcess::shade(const FunctionRecord& process, void* record, Ending passed) {
     if (passed.outcome() == Outcome::Shut) {
         if (!prepare(process)) return false;
-        passed = {ctx_.gate.pass(record)};
+        passed = run(record);
     }
     return settle(passed);
+}
+
+Ending FastProcess::run(void* record) noexcept {
+    return native_ != nullptr ? Ending{native_->enter()(nullptr, record)} : threaded_->run(record);
 }
 
 /// After a run of the code.

@@ -86,6 +86,7 @@ private:
     [[nodiscard]] bool prepare(const FunctionRecord& process);
     [[nodiscard]] bool settle(Ending ending);
     void openGate() noexcept;
+    [[nodiscard]] Ending run(void* record) noexcept;
     void makeCode(const FunctionRecord& process);
     void install(const Code& code);
     void drop(Refusal reason);
@@ -99,7 +100,8 @@ private:
     bool batches_ = false;  ///< somebody wants them
     Stage stage_ = Stage::New;
     Counts counts_;
-    std::unique_ptr<UndoLog> undo_;  ///< the code's, where it writes in the middle
+    std::unique_ptr<UndoLog> undo_;                   ///< the code's, where it writes in the middle
+    std::vector<std::unique_ptr<OutsideCall>> asks_;  ///< the code's
     std::optional<Assumptions> assumptions_;
     std::optional<Carryover> carryover_;
     Experience experience_;

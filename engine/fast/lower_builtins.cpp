@@ -111,10 +111,34 @@ void Lowering::callBuiltin(const Node& node) {
             return push(randomUnit(args));
         case Rule::RandomWhole:
             return push(randomWhole(firstNumber(args[0]), firstNumber(args[1])));
+        case Rule::Outside:
+            return ask(form, args);
         case Rule::None:
             break;
     }
     refuse("a built-in");
+}
+
+/// The host may look at its record, and change it: so nothing of it is written before, and whoever answers
+/// for the host leaves where something of it is another one behind the question.
+void Lowering::ask(const NumericForm& form, const std::vector<Cell>& args) {
+    if (args.size() != 2 || args[0].type != Vector || args[1].type != Vector)
+        refuse("a question to the host about something else than two vectors");
+    if (changesRecord()) refuse("a question to the host behind a change of the sample");
+    const auto at = [](void* address) { return Immediate{.address = address}; };
+    OutsideCall& call = *asks_.emplace_back(std::make_unique<OutsideCall>());
+    call.ctx = &ctx_;
+    call.ask = form.ask;
+    for (std::size_t i = 0; i < call.given.size(); ++i)
+        builder_.store(Op::StoreReal, args[i / 3].vec[i % 3], at(&call.given[i]));
+    builder_.guard(builder_.ask(at(&call)), "the host has nothing to say, or changes the sample");
+    poll();
+    for (int i = 0; i < form.answers; ++i)
+        push(Cell::ofNumber(builder_.make(Op::LoadReal, kNoReg, kNoReg, kNoReg,
+                                          at(&call.answer[static_cast<std::size_t>(i)]))));
+    Cell several = Cell::ofKind(ReturnCount);
+    several.number = builder_.real(form.answers);
+    push(several);
 }
 
 /// Toward zero; what lies between -1 and 0 is 0.

@@ -121,6 +121,18 @@ Reg Lowering::part(std::size_t index, int which) {
     return reg;
 }
 
+/// Something is to be written to the sample at the end.
+bool Lowering::changesRecord() const {
+    for (std::size_t i = 0; i < state_.slots.size(); ++i) {
+        const SlotInfo& info = knowledge_.slots.infos[i];
+        const Reg held = state_.slots[i].number;
+        if (info.variable == nullptr && info.offset != kRandomOffset && held != kAtEntry &&
+            !builder_.loads(held, Op::LoadRecordReal, at(info.offset)))
+            return true;
+    }
+    return false;
+}
+
 Reg Lowering::randomState() {
     const std::size_t index = slotOfMember(kRandomOffset);
     Reg& reg = slot(index).kind;

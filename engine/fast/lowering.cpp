@@ -74,7 +74,8 @@ Lowered Lowering::run() {
     activations_.erase(activations_.begin());
     finishActivation();
     finish();
-    Lowered lowered{builder_.take(), std::move(assumptions_), std::move(refusals_), std::move(undo_)};
+    Lowered lowered{builder_.take(), std::move(assumptions_), std::move(refusals_), std::move(undo_),
+                    std::move(asks_)};
     lowered.code.undo = lowered.undo.get();
     removeDead(lowered.code);
     coalesce(lowered.code);

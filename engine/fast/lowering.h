@@ -17,6 +17,7 @@
 #include "engine/context/object_kind.h"
 #include "engine/fast/assumptions.h"
 #include "engine/fast/carryover.h"
+#include "engine/fast/outside_call.h"
 #include "engine/fast/state.h"
 
 #include <functional>
@@ -41,7 +42,8 @@ struct Lowered {
     Code code;
     Assumptions assumptions;
     std::vector<Refusal> branches;
-    std::unique_ptr<UndoLog> undo;  ///< of code that has one
+    std::unique_ptr<UndoLog> undo;                   ///< of code that has one
+    std::vector<std::unique_ptr<OutsideCall>> asks;  ///< the code's
 };
 
 /// @param process  of a linked program that has run, so that variables have the kinds they usually have
@@ -207,6 +209,7 @@ private:
     void setRandomState(Reg state);
     void preload();
     [[nodiscard]] Reg part(std::size_t index, int which);
+    [[nodiscard]] bool changesRecord() const;
     [[nodiscard]] Cell readVariable(Variable& variable);
     void assignVariable(Variable& variable, const Cell& value);
     void variable(const Node& node);
@@ -268,6 +271,7 @@ private:
 
     // ---- lower_builtins.cpp
     void callBuiltin(const Node& node);
+    void ask(const NumericForm& form, const std::vector<Cell>& args);
     [[nodiscard]] Cell eachComponent(const Cell& x, const std::function<Reg(Reg)>& apply);
     [[nodiscard]] Cell pairwise(const NumericForm& form, Cell a, Cell b);
     [[nodiscard]] Reg applied(const NumericForm& form, Reg a, Reg b);
@@ -304,6 +308,7 @@ private:
     std::vector<Activation> activations_;
     std::vector<Refusal> refusals_;
     std::unique_ptr<UndoLog> undo_;
+    std::vector<std::unique_ptr<OutsideCall>> asks_;
     std::unordered_map<const ArrayRecord*, std::uint32_t> epochs_;
     std::uint32_t newestEpoch_ = 0;
     bool begun_ = false;      ///< what the code begins with is there

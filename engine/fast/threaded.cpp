@@ -1,5 +1,6 @@
 #include "engine/fast/threaded.h"
 
+#include "engine/fast/outside_call.h"
 #include "platform/clock.h"
 
 #include <array>
@@ -45,6 +46,7 @@ enum class Kind : std::uint8_t {
     LeaveUnlessTrue,
     Call1,
     Call2,
+    Ask,
     Choose,
     LoadReal,
     LoadWord,
@@ -100,6 +102,7 @@ UndoLog& undoOf(Word place) noexcept {
         &&L_LeaveUnlessTrue,
         &&L_Call1,
         &&L_Call2,
+        &&L_Ask,
         &&L_Choose,
         &&L_LoadReal,
         &&L_LoadWord,
@@ -178,6 +181,9 @@ L_Call1:
     NEXT;
 L_Call2:
     TO.real = step->imm.two(A.real, B.real);
+    NEXT;
+L_Ask:
+    TO.whole = OutsideCall::run(static_cast<OutsideCall*>(step->imm.address), record);
     NEXT;
 L_Choose:
     TO = A.whole != 0 ? B : registers[step->c];
@@ -386,6 +392,7 @@ private:
         return;
             X(Call1)
             X(Call2)
+            X(Ask)
             X(Choose)
             X(LoadReal)
             X(LoadWord)

@@ -1,6 +1,7 @@
 // Machine code for x86-64, one instruction of the intermediate code after the other. Exactness: no
 // contraction, no reassociation, the C library's functions by their addresses; what rounds is the one
 // instruction that the interpreter's compiler takes, too.
+#include "engine/fast/outside_call.h"
 #include "engine/fast/x86_emitter.h"
 
 #include <bit>
@@ -99,6 +100,17 @@ void X86Emitter::emit(const Instruction& each) {
             call->setArg(0, first);
             call->setArg(1, second);
             call->setRet(0, written(each.to));
+            return;
+        }
+        case Op::Ask: {
+            const Gp place = newWhole();
+            cc_.mov(place, reinterpret_cast<std::uintptr_t>(each.imm.address));  // NOLINT
+            InvokeNode* call = nullptr;
+            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(&OutsideCall::run),  // NOLINT
+                       FuncSignatureT<std::int64_t, void*, void*>());
+            call->setArg(0, place);
+            call->setArg(1, record_);
+            call->setRet(0, writtenWhole(each.to));
             return;
         }
         case Op::FromWhole: {
