@@ -4,15 +4,13 @@
 #include "engine/fast/batch_flow.h"
 #include "engine/fast/builder.h"
 #include "engine/fast/threaded.h"
+#include "tests/edge_numbers.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <limits>
 #include <random>
 #include <span>
 #include <string>
@@ -22,30 +20,6 @@ namespace kestrel::fast {
 
 namespace {
 
-using Limits = std::numeric_limits<double>;
-
-constexpr double kReals[] = {0.0,
-                             -0.0,
-                             1.0,
-                             -1.0,
-                             0.5,
-                             -2.5,
-                             7.0,
-                             255.0,
-                             1e-13,
-                             Limits::infinity(),
-                             -Limits::infinity(),
-                             Limits::quiet_NaN(),
-                             Limits::denorm_min(),
-                             2147483647.0,
-                             -2147483648.0,
-                             2147483648.0,
-                             2251799813685248.0,
-                             4503599627370497.0,
-                             -9007199254740993.0,
-                             9.3e18,
-                             1e300,
-                             -1e18};
 constexpr std::int32_t kWholes[] = {0, 1, -1, 2, 3, 31, 32, 255, -7, 65536, 2147483647, -2147483647 - 1};
 
 struct Record {
@@ -63,9 +37,10 @@ public:
         : result_(count, -77.0), columns_(std::as_bytes(std::span(&common_, 1))) {
         std::mt19937_64 random(11);
         const auto pick = [&](const auto& from) { return from[random() % std::size(from)]; };
+        const auto real = [&] { return random() % 24 == 0 ? std::nan("") : pick(test::kEdgeNumbers); };
         for (std::size_t i = 0; i < count; ++i) {
-            a_.push_back(pick(kReals));
-            b_.push_back(pick(kReals));
+            a_.push_back(real());
+            b_.push_back(real());
             m_.push_back(pick(kWholes));
             n_.push_back(pick(kWholes));
         }
@@ -137,10 +112,6 @@ public:
         coalesce(code);
         return code;
     }
-    void moves(std::initializer_list<Move> list) {
-        const std::size_t place = movesHere();
-        for (const Move& each : list) move(place, each.to, each.from);
-    }
 };
 
 std::vector<int> lanesHere() {
@@ -195,88 +166,6 @@ TEST(FastBatch, EachOperationIsThatOfOneSample) {
             writer.make(Op::Xor, writer.make(Op::Cut15, sum), writer.make(Op::CutUnsigned, product));
         Samples samples(400);
         EXPECT_GE(samples.compare(writer.finish(writer.make(Op::AddWhole, sum, low)), lanes, "64 bits"), 50u);
-    }
-}
-
-/// A lane leaves a loop with a value that the others go on changing, from within an if, past an inner block.
-TEST(FastBatch, LanesKeepWhatTheyLeftALoopWith) {
-    for (const int lanes : lanesHere()) {
-        Writer writer;
-        const Immediate outer{.whole = writer.newBlock()};
-        const Immediate inner{.whole = writer.newBlock()};
-        const Facts any{-1e300, 1e300, true, false};
-        const Reg round = writer.merged(Class::Real, any);
-        const Reg best = writer.merged(Class::Real, any);
-        writer.control(Op::Block, kNoReg, outer);
-        writer.moves({{round, writer.real(0.0)}, {best, writer.a}});
-        writer.control(Op::Loop);
-        const Reg next = writer.make(Op::Add, round, writer.real(1.0));  // read behind the loop
-        writer.control(Op::If, writer.make(Op::Less, writer.make(Op::FromWhole, writer.n), next));
-        writer.control(Op::Exit, kNoReg, outer);
-        writer.control(Op::EndIf);
-        writer.control(Op::Block, kNoReg, inner);
-        writer.control(Op::If, writer.make(Op::Less, writer.b, next));
-        writer.control(Op::If, writer.make(Op::Less, writer.real(9.0), next));
-        writer.control(Op::Exit, kNoReg, outer);
-        writer.control(Op::EndIf);
-        writer.moves({{best, next}});
-        writer.control(Op::Exit, kNoReg, inner);
-        writer.control(Op::Else);
-        writer.control(Op::If, writer.make(Op::Less, writer.real(40.0), next));
-        writer.control(Op::Exit, kNoReg, outer);
-        writer.control(Op::EndIf);
-        writer.control(Op::EndIf);
-        writer.moves({{best, writer.make(Op::Mul, best, writer.real(0.5))}});
-        writer.control(Op::EndBlock, kNoReg, inner);
-        writer.moves({{round, next}});
-        writer.control(Op::EndLoop);
-        writer.control(Op::EndBlock, kNoReg, outer);
-        const Reg sum = writer.make(Op::Add, writer.make(Op::Mul, next, writer.real(1000.0)), best);
-        const Code code = writer.finish(sum);
-        Samples samples(800);
-        EXPECT_EQ(samples.compare(code, lanes, describe(code)), 800u / static_cast<unsigned>(lanes));
-    }
-}
-
-/// A value that only an inner loop reads and writes, which lanes come to in different rounds of the outer
-/// one.
-TEST(FastBatch, LanesKeepWhatAnInnerLoopWillGoOnWith) {
-    for (const int lanes : lanesHere()) {
-        Writer writer;
-        const Immediate outer{.whole = writer.newBlock()};
-        const Immediate inner{.whole = writer.newBlock()};
-        const Facts any{-1e300, 1e300, true, false};
-        std::array<Reg, 4> held{};
-        for (Reg& each : held) each = writer.merged(Class::Real, any);
-        const auto [sum, result, i, j] = held;
-        const Reg zero = writer.real(0.0);
-        writer.control(Op::Block, kNoReg, outer);
-        writer.moves({{sum, zero}, {result, zero}, {i, zero}});
-        writer.control(Op::Loop);
-        const Reg nextI = writer.make(Op::Add, i, writer.real(1.0));
-        writer.control(Op::If, writer.make(Op::Less, writer.real(300.0), nextI));
-        writer.control(Op::Exit, kNoReg, outer);
-        writer.control(Op::EndIf);
-        writer.control(Op::If, writer.make(Op::Less, writer.b, nextI));
-        writer.control(Op::Block, kNoReg, inner);
-        writer.moves({{j, zero}});
-        writer.control(Op::Loop);
-        const Reg nextJ = writer.make(Op::Add, j, writer.real(1.0));
-        const Reg nextSum = writer.make(Op::Add, sum, nextJ);
-        writer.control(Op::If, writer.make(Op::Less, writer.real(3.0), nextJ));
-        writer.control(Op::Exit, kNoReg, inner);
-        writer.control(Op::EndIf);
-        writer.moves({{sum, nextSum}, {result, nextSum}, {j, nextJ}});
-        writer.control(Op::EndLoop);
-        writer.control(Op::EndBlock, kNoReg, inner);
-        writer.control(Op::Else);
-        writer.control(Op::EndIf);
-        writer.moves({{i, nextI}});
-        writer.control(Op::EndLoop);
-        writer.control(Op::EndBlock, kNoReg, outer);
-        const Code code = writer.finish(result);
-        Samples samples(80);
-        EXPECT_EQ(samples.compare(code, lanes, describe(code)), 80u / static_cast<unsigned>(lanes));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "engine/fast/builder.h"
 #include "engine/fast/operations.h"
 #include "engine/fast/threaded.h"
+#include "tests/edge_numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -15,36 +16,12 @@ namespace kestrel::fast {
 
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-/// Numbers that rules about numbers get wrong.
-constexpr double kNumbers[] = {0.0,
-                               -0.0,
-                               1.0,
-                               -1.0,
-                               0.5,
-                               -2.5,
-                               1e-13,
-                               2147483647.0,
-                               -2147483648.0,
-                               2147483648.0,
-                               4503599627370497.0,
-                               1e18,
-                               1e300,
-                               kInfinity,
-                               -kInfinity,
-                               5e-324,
-                               7.0,
-                               3.0,
-                               -7.0,
-                               255.0};
-
 class Chance {
 public:
     std::size_t below(std::size_t count) {
         return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_);
     }
-    double number() { return kNumbers[below(std::size(kNumbers))]; }
+    double number() { return test::kEdgeNumbers[below(std::size(test::kEdgeNumbers))]; }
     Facts facts() {
         const double a = number();
         const double b = number();
