@@ -297,20 +297,6 @@ TEST(DebugLink, wildBytesDoNoHarm) {
     EXPECT_EQ(debugger.line(), 5);
 }
 
-TEST(DebugLink, debuggerThatDiesWithTheSemaphoreIsRecovered) {
-    const std::string link = uniqueLink();
-    RunningScript script(kScript, link);
-    ForeignDebugger debugger(link);
-    ASSERT_TRUE(debugger.attached());
-    const pid_t child = fork();
-    if (child == 0) {
-        static_cast<void>(debugger.semaphore().acquire(nullptr));
-        _exit(0);
-    }
-    EXPECT_EQ(waitpid(child, nullptr, 0), child);
-    EXPECT_EQ(debugger.line(), 2);
-}
-
 TEST(DebugLink, nobodyComes) {
     const std::string link = uniqueLink();
     RunningScript first(kScript, link);

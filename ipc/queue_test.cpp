@@ -1,6 +1,8 @@
+#include "engine/operations/slots.h"
 #include "engine/test_support.h"
 #include "ipc/queues.h"
 #include "platform/workers.h"
+#include "tests/doomed_program.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -16,7 +18,6 @@ namespace {
 
 using platform::NamedMemory;
 using platform::NamedSemaphore;
-using platform::Workers;
 using std::chrono::milliseconds;
 
 class QueueTest : public EngineTest {
@@ -108,6 +109,17 @@ TEST_F(QueueTest, TheBytesAreAsOtherProgramsExpectThem) {
             NamedSemaphore::open(slotSemaphoreName(element + ("@@" + own("v") + "@@") + element))->remove());
 }
 
+TEST_F(QueueTest, AVariableThatBecomesAnExposedArrayLetsGoOfItsText) {
+    Script script(queues_, ctx);
+    ASSERT_TRUE(script.expose(own("Q"), {{own("v"), 3}}));
+    Variable& exposed = variable("exposed", S("a text of its own"));
+    exposed.queue = script.variables[0].queue;
+    ctx.queues = std::move(script.made);
+    { const FreshVariable fresh(ctx, exposed); }
+    EXPECT_EQ(showElements(exposed), "nil nil nil");
+    EXPECT_EQ(ctx.pool.liveBlocks(), 0u);
+}
+
 TEST_F(QueueTest, EveryKindOfValueStaysUntilItIsReplaced) {
     Script script(queues_, ctx);
     ASSERT_TRUE(script.expose(own("Q"), {{own("a"), 0}}));
@@ -170,32 +182,24 @@ TEST_F(QueueTest, AProgramThatDiesInTheMiddleBlocksNobody) {
     ASSERT_TRUE(script.expose(queue, {{own("a"), 0}, {own("b"), 0}}));
     const QueueVariableId a = script.variables[0].queue;
     script.made->write(a, 0, ValueCell::ofNumber(1));
-    Workers workers;
-    ASSERT_EQ(workers.start(1,
-                            [&](std::size_t, const platform::WorkerChannel& channel) {
-                                // In the middle of a write: an entry is taken and leads nowhere.
-                                const std::unique_ptr<QueueBlock> block = QueueBlock::open(queue);
-                                std::optional<QueueBlock::Hold> hold;
-                                block->hold(0, nullptr, hold);
-                                std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
-                                SharedRecord& taken = sharedRecords(memory->bytes())[3];
-                                taken.owner = 0;
-                                taken.state = 200;
-                                channel.send("holds");
-                                platform::pause(milliseconds(60'000), nullptr);
-                                return 0;
-                            }),
-              1U);
-    static_cast<void>(workers.wait(milliseconds(10'000)));
-    const std::int32_t flag = 1;
+    test::DoomedProgram other([&] {
+        // In the middle of a write: an entry is taken and leads nowhere.
+        static const std::unique_ptr<QueueBlock> block = QueueBlock::open(queue);
+        static std::optional<QueueBlock::Hold> hold;
+        block->hold(0, nullptr, hold);
+        std::optional<NamedMemory> memory = NamedMemory::open("KXL_" + queue);
+        SharedRecord& taken = sharedRecords(memory->bytes())[3];
+        taken.owner = 0;
+        taken.state = 200;
+    });
     RunWatch watch;
-    watch.requested = flag;
+    watch.requested = 1;
     ctx.services.watch = &watch;
     EXPECT_EQ(shown(*script.made, a), "nil") << "gave up";
     watch.requested = 0;
     script.made->write(script.variables[1].queue, 0, ValueCell::ofNumber(2));
     EXPECT_EQ(takeMessages(), "");
-    workers.kill();
+    other.die();
     EXPECT_EQ(shown(*script.made, a), "1");
     EXPECT_NE(takeMessages().find("a program ended in the middle of its access to " + own("a")),
               std::string::npos);
@@ -227,23 +231,15 @@ TEST_F(QueueTest, WhatDeadProgramsTookIsFoundAgain) {
 TEST_F(QueueTest, ADeadQueueIsNoneAndADeclaredOneOutlivesItsName) {
     const std::string queue = own("Q");
     const std::string a = own("a");  // before there is another process
-    Workers workers;
-    ASSERT_EQ(workers.start(1,
-                            [&](std::size_t, const platform::WorkerChannel& channel) {
-                                Script script(queues_, ctx);
-                                if (!script.expose(queue, {{a, 0}})) return 1;
-                                script.made->write(script.variables[0].queue, 0, ValueCell::ofNumber(1));
-                                channel.send("made");
-                                platform::pause(milliseconds(60'000), nullptr);
-                                return 0;
-                            }),
-              1U);
-    static_cast<void>(workers.wait(milliseconds(10'000)));
+    test::DoomedProgram maker([&] {
+        Script& script = *new Script(queues_, ctx);  // which nobody takes away
+        if (script.expose(queue, {{a, 0}}))
+            script.made->write(script.variables[0].queue, 0, ValueCell::ofNumber(1));
+    });
     Script reader(queues_, ctx);
     const QueueVariableId id = reader.made->refer(queue, a);
     EXPECT_EQ(shown(*reader.made, id), "1");
-    workers.kill();
-    while (workers.running()) static_cast<void>(workers.wait(milliseconds(1000)));
+    maker.die();
     EXPECT_EQ(shown(*reader.made, id), "1") << "who has it open goes on";
     Script late(queues_, ctx);
     EXPECT_EQ(QueueBlock::open(queue), nullptr) << "nobody owns it";
@@ -301,32 +297,29 @@ TEST_F(QueueTest, AMillionAccessesOfFourProgramsLoseAndMixNothing) {
     const QueueVariableId text = script.variables[1].queue;
     const QueueVariableId mine = script.variables[2].queue;
     script.made->write(sum, 0, ValueCell::ofInteger(0));
-    Workers workers;
-    ASSERT_EQ(workers.start(kPrograms,
-                            [&](std::size_t index, const platform::WorkerChannel&) {
-                                const std::string own(200, static_cast<char>('a' + index));
-                                const auto element = static_cast<std::int64_t>(index + 1);
-                                for (int i = 0; i < kRounds; ++i) {
-                                    ValueCell old = ValueCell::ofNil();
-                                    do script.made->read(sum, 0, old);
-                                    while (!script.made->writeIfStill(sum, 0, old,
-                                                                      ValueCell::ofInteger(old.number + 1)));
-                                    script.made->write(text, 0, ValueCell::ofText(own.c_str()));
-                                    ValueCell seen;
-                                    script.made->read(text, 0, seen);
-                                    const std::string_view all = seen.isText() ? seen.text : "";
-                                    if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos)
-                                        return 1;
-                                    ctx.stack.release(seen);
-                                    for (int k = 0; k < 3; ++k) {
-                                        script.made->write(mine, element, ValueCell::ofNumber(i + k));
-                                        script.made->read(mine, element, seen);
-                                        if (seen.number != i + k) return 2;
-                                    }
-                                }
-                                return 0;
-                            }),
-              kPrograms);
+    const auto work = [&](std::size_t index, const platform::WorkerChannel&) {
+        const std::string own(200, static_cast<char>('a' + index));
+        const auto element = static_cast<std::int64_t>(index + 1);
+        for (int i = 0; i < kRounds; ++i) {
+            ValueCell old = ValueCell::ofNil();
+            do script.made->read(sum, 0, old);
+            while (!script.made->writeIfStill(sum, 0, old, ValueCell::ofInteger(old.number + 1)));
+            script.made->write(text, 0, ValueCell::ofText(own.c_str()));
+            ValueCell seen;
+            script.made->read(text, 0, seen);
+            const std::string_view all = seen.isText() ? seen.text : "";
+            if (all.size() != 200 || all.find_first_not_of(all[0]) != all.npos) return 1;
+            ctx.stack.release(seen);
+            for (int k = 0; k < 3; ++k) {
+                script.made->write(mine, element, ValueCell::ofNumber(i + k));
+                script.made->read(mine, element, seen);
+                if (seen.number != i + k) return 2;
+            }
+        }
+        return 0;
+    };
+    platform::Workers workers;
+    ASSERT_EQ(workers.start(kPrograms, work), kPrograms);
     std::size_t ended = 0;
     while (workers.running())
         for (const platform::WorkerEvent& event : workers.wait(milliseconds(1000))) {

@@ -1,14 +1,13 @@
 #include "platform/named_memory.h"
 
+#include "platform/clock.h"
 #include "platform/named_semaphore.h"
 #include "platform/workers.h"
+#include "tests/doomed_program.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <csignal>
-#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -22,23 +21,6 @@ using Wait = NamedSemaphore::Wait;
 /// A name that no other program uses.
 std::string ownName(const char* what) {
     return "kestrel-test-" + std::to_string(getpid()) + "-" + what;
-}
-
-/// Runs the work in a program of its own until it says so, and ends that as a crash does.
-void inProgramThatDies(const std::function<void()>& work) {
-    Workers workers;
-    ASSERT_EQ(workers.start(1,
-                            [&](std::size_t, const WorkerChannel& channel) {
-                                work();
-                                channel.send("done");
-                                pause(milliseconds(60'000), nullptr);
-                                return 0;
-                            }),
-              1U);
-    while (true) {
-        for (const WorkerEvent& event : workers.wait(milliseconds(1000)))
-            if (event.kind == WorkerEvent::Kind::Line) return workers.kill();
-    }
 }
 
 TEST(NamedMemory, LeadsSeveralUsersToTheSameBytesUntilTheLastLeaves) {
@@ -70,10 +52,10 @@ TEST(NamedMemory, LeadsSeveralUsersToTheSameBytesUntilTheLastLeaves) {
 TEST(NamedMemory, WhatADeadProgramLeftIsReplaced) {
     const std::string name = ownName("left");
     std::optional<NamedMemory> kept;
-    inProgramThatDies([&] {
+    test::DoomedProgram([&] {
         kept = NamedMemory::create(name, 100);
         kept->bytes()[0] = std::byte{9};
-    });
+    }).die();
     kept = NamedMemory::open(name);
     ASSERT_TRUE(kept) << "nobody has taken the name away yet";
     EXPECT_FALSE(kept->ownerLives());
@@ -91,12 +73,11 @@ TEST(NamedMemory, ACopyOfTheProgramLeavesTheNameAlone) {
     std::optional<NamedMemory> owner = NamedMemory::create(name, 100);
     ASSERT_TRUE(owner);
     Workers workers;
-    ASSERT_EQ(workers.start(1,
-                            [&](std::size_t, const WorkerChannel&) {
-                                owner.reset();
-                                return 0;
-                            }),
-              1U);
+    const auto leave = [&](std::size_t, const WorkerChannel&) {
+        owner.reset();
+        return 0;
+    };
+    ASSERT_EQ(workers.start(1, leave), 1U);
     while (workers.running()) static_cast<void>(workers.wait(milliseconds(1000)));
     EXPECT_FALSE(owner->superseded());
     EXPECT_TRUE(NamedMemory::open(name)->ownerLives());
@@ -151,43 +132,14 @@ TEST(NamedSemaphore, WhatADeadProgramHeldIsRecovered) {
     const std::string name = ownName("held");
     std::optional<NamedSemaphore> semaphore = NamedSemaphore::openOrCreate(name);
     ASSERT_TRUE(semaphore);
-    inProgramThatDies([&] { static_cast<void>(semaphore->acquire(nullptr)); });
+    test::DoomedProgram([&] { static_cast<void>(semaphore->acquire(nullptr)); }).die();
     EXPECT_EQ(semaphore->acquire(nullptr), Wait::Recovered);
     semaphore->release();
     EXPECT_EQ(semaphore->acquire(nullptr), Wait::Acquired);
     semaphore->release();
-    inProgramThatDies([&] { static_cast<void>(semaphore->acquire(nullptr)); });
+    test::DoomedProgram([&] { static_cast<void>(semaphore->acquire(nullptr)); }).die();
     EXPECT_TRUE(semaphore->remove()) << "nobody alive holds it";
     EXPECT_FALSE(NamedSemaphore::open(name));
-}
-
-TEST(NamedSemaphore, ProgramsTakeTurns) {
-    const std::string name = ownName("turns");
-    std::optional<NamedSemaphore> semaphore = NamedSemaphore::openOrCreate(name);
-    const SharedMemory memory(sizeof(long));
-    auto* count = reinterpret_cast<volatile long*>(memory.bytes().data());
-    Workers workers;
-    constexpr long kRounds = 20'000;
-    ASSERT_EQ(workers.start(3,
-                            [&](std::size_t, const WorkerChannel&) {
-                                std::optional<NamedSemaphore> own = NamedSemaphore::openOrCreate(name);
-                                for (long i = 0; own && i < kRounds; ++i) {
-                                    if (own->acquire(nullptr) != Wait::Acquired) return 1;
-                                    *count = *count + 1;
-                                    own->release();
-                                }
-                                return own ? 0 : 1;
-                            }),
-              3U);
-    int ended = 0;
-    while (workers.running())
-        for (const WorkerEvent& event : workers.wait(milliseconds(1000))) {
-            EXPECT_EQ(event.status, 0);
-            ++ended;
-        }
-    EXPECT_EQ(ended, 3);
-    EXPECT_EQ(*count, 3 * kRounds);
-    EXPECT_TRUE(semaphore->remove());
 }
 
 }  // namespace
