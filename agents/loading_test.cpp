@@ -77,18 +77,17 @@ TEST_F(LoadingTest, NamesOfClassesAndRecordsMeetAsTheyAlwaysDid) {
     EXPECT_EQ(run(ball + "declare record Ball { a; }\nmain { x = Ball(3); info(x); }"),
               "I (ObjectAgent)Ball::x\n")
         << "meant: only the name of a class may be declared, and the class wins";
-    EXPECT_NE(run(ball + "declare record R { a; }\nmain { }")
-                  .find("record name 'R' conflicts with previously declared ObjectAgent class"),
-              std::string::npos);
-    EXPECT_NE(run(ball + ball + "main { }")
-                  .find("ObjectAgent class name 'Ball' conflicts with previously declared ObjectAgent class"),
-              std::string::npos);
-    for (const char* base : {"Nobody", "Second"}) {
-        EXPECT_NE(run(ball + use("fake_full", "Second", std::string(" build on ") + base) + "main { }")
-                      .find(std::string("cannot build on undefined object ") + base),
-                  std::string::npos)
-            << "nor on itself";
-    }
+    const std::pair<std::string, std::string> conflicts[] = {
+        {ball + "declare record R { a; }\n",
+         "record name 'R' conflicts with previously declared ObjectAgent class"},
+        {ball + ball, "ObjectAgent class name 'Ball' conflicts with previously declared ObjectAgent class"},
+        {"declare record Ball { a; }\n" + ball,
+         "class name 'Ball' conflicts with previously declared record"},
+        {ball + use("fake_full", "Second", " build on Nobody"), "cannot build on undefined object Nobody"},
+        {ball + use("fake_full", "Second", " build on Second"), "cannot build on undefined object Second"},
+    };
+    for (const auto& [script, conflict] : conflicts)
+        EXPECT_NE(run(script + "main { }").find(conflict), std::string::npos) << script << collector_.text;
 }
 
 TEST_F(LoadingTest, FiftyClassesAndNoMore) {
