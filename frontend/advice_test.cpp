@@ -8,10 +8,18 @@
 namespace kestrel::test {
 namespace {
 
-using AdviceTest = CompileTest;
+class AdviceTest : public CompileTest {
+protected:
+    void expectHints(const std::vector<std::pair<std::string, std::string>>& cases) {
+        for (const auto& [source, expected] : cases) {
+            compile(source);
+            EXPECT_EQ(hints(), expected) << source;
+        }
+    }
+};
 
 TEST_F(AdviceTest, SyntaxErrorsAreExplainedByTheTokensBeforeThem) {
-    constexpr SourceCase kCases[] = {
+    expectHints({
         {"main { x = 3; y = x-1; }", "1:20 negative-number"},
         {"main { x = 3; y = (x) -1; }", "1:23 negative-number"},
         {"main { x = 'ab'; }", "1:12 single-quotes"},
@@ -45,11 +53,7 @@ TEST_F(AdviceTest, SyntaxErrorsAreExplainedByTheTokensBeforeThem) {
         {"main { x = ; }", ""},
         {"main { x = 1 2; }", ""},
         {"main { x = sin(1\n2); }", ""},
-    };
-    for (const SourceCase& c : kCases) {
-        compile(c.source);
-        EXPECT_EQ(hints(), c.expected) << c.source;
-    }
+    });
 }
 
 TEST_F(AdviceTest, WhatTheParserMistakesAfterAnErrorIsNotExplained) {
@@ -62,7 +66,7 @@ TEST_F(AdviceTest, WhatTheParserMistakesAfterAnErrorIsNotExplained) {
 }
 
 TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
-    constexpr SourceCase kCases[] = {
+    expectHints({
         {"var count = 1; main { x = coutn + coutn; x = coutn; }", "1:27 never-assigned"},
         {"main { x = count; } other { x = count; }", "1:12 never-assigned"},
         {"#strict\nvar count;\nmain { var x = count; }", "3:16 never-assigned"},
@@ -90,15 +94,11 @@ TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
         {"main { x = <1, 2, 3>\n(a, b) = two(); c = a + b; } two { return 1, 2; }", ""},
         // It may have been assigned in a statement that was lost, or elsewhere before the parser went astray.
         {"main { x = 3 -2; y = x; }", "1:14 negative-number"},
-    };
-    for (const SourceCase& c : kCases) {
-        compile(c.source);
-        EXPECT_EQ(hints(), c.expected) << c.source;
-    }
+    });
 }
 
 TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
-    constexpr SourceCase kCases[] = {
+    expectHints({
         {"main { x = sin(1, 2); }", "1:12 argument-count"},
         {"main { f(1); } f: a, b { x = a + b; }", "1:8 argument-count"},
         {"main { f(two()); f(1, 2, 3); } f: a, b { x = a + b; } two { return 1, 2; }", "1:18 argument-count"},
@@ -120,15 +120,11 @@ TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
         {"#include \"x\"\n", "1:1 foreign-directive"},
         {"#strickt\n", "1:1 unknown-directive"},
         {"# A remark.\n", "1:1 foreign-directive"},
-    };
-    for (const SourceCase& c : kCases) {
-        compile(c.source);
-        EXPECT_EQ(hints(), c.expected) << c.source;
-    }
+    });
 }
 
 TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
-    constexpr SourceCase kCases[] = {
+    expectHints({
         {"#define x 5\nmain { a = max(1); b = exit(1); }", "2:12 define-in-word"},
         {"#define n 3\nmain { return 1; }", "2:8 define-in-word"},
         {"#define i 1\nmain { while (a < 3) { a = 4; } }", "2:8 define-in-word"},
@@ -144,16 +140,12 @@ TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
         {"#define x 5\nmain { y = max\nz = y; }", "2:15 missing-semicolon"},
         {"#define lerp mix\nmain { y = lerp(1); }", "2:12 foreign-function"},
         {"#define F \"a//\"\nmain { y = F\nx = y; }", "2:13 missing-semicolon"},
-    };
-    for (const SourceCase& c : kCases) {
-        compile(c.source);
-        EXPECT_EQ(hints(), c.expected) << c.source;
-    }
+    });
 }
 
 TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
     const std::string spaces(496, ' ');
-    const std::vector<std::pair<std::string, std::string>> cases = {
+    expectHints({
         // Numbers.
         {"main { x = 0.5f; }", "1:12 number-form"},
         {"main { x = 1.; y = 2. + x; }", "1:12 number-form; 1:20 number-form"},
@@ -204,11 +196,7 @@ TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
         {"main { " + spaces + "x = longer; }", "1:508 line-too-long"},
         {"main { // " + spaces + " and so on it goes\n}", "1:8 line-too-long"},
         {"main { " + spaces + "  x = 1 2; }", ""},
-    };
-    for (const auto& [source, expected] : cases) {
-        compile(source);
-        EXPECT_EQ(hints(), expected) << source;
-    }
+    });
 }
 
 TEST_F(AdviceTest, LibraryFunctionsAreLinkedForOneCallOnly) {
