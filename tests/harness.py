@@ -32,6 +32,13 @@ def find(paths, suffix):
     return files
 
 
+def scripts(lines):
+    """The scripts of a file, which begin at lines "// --- NAME"; in each, the lines of the others are empty."""
+    begins = [number for number, line in enumerate(lines) if line.startswith("// --- ")] or [len(lines)]
+    return [[line if number < begins[0] or begin <= number < end else "" for number, line in enumerate(lines)]
+            for begin, end in zip(begins, [*begins[1:], len(lines)])]
+
+
 def run(command, cwd, **environment):
     """Runs a command with a store and a home of its own; returns (exit status, stdout, stderr) as bytes."""
     with tempfile.TemporaryDirectory() as home:

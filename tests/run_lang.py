@@ -23,14 +23,6 @@ import harness
 
 EXPECTATION = re.compile(r"// expect(?: (warning|error))?: ?(.*?)(?=\s*// expect|$)")
 EXIT = re.compile(r"// exit: (\d+)\s*$")
-BEGIN = re.compile(r"// --- ")
-
-
-def scripts(lines):
-    """The scripts of a file; in each, the lines of the others are empty."""
-    begins = [number for number, line in enumerate(lines) if BEGIN.match(line)] or [len(lines)]
-    return [[line if number < begins[0] or begin <= number < end else "" for number, line in enumerate(lines)]
-            for begin, end in zip(begins, [*begins[1:], len(lines)])]
 
 
 def expectations(lines):
@@ -101,7 +93,7 @@ def check_script(name, lines, args):
 def check(path, args):
     lines = path.read_text(encoding="latin-1").splitlines()
     failures, written = [], lines
-    for script in scripts(lines):
+    for script in harness.scripts(lines):
         failure, better = check_script(path.name, script, args)
         failures += [failure] if failure else []
         written = [new if old else kept for old, new, kept in zip(script, better, written)]

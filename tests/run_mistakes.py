@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks what `kestrel check` says about the typical mistakes of a first hour.
 
-Each NAME.ks makes one mistake; NAME.expected has a line for everything that is said about it,
-and in it at most one hint:
+NAME.ks holds scripts that make one mistake each, behind a line "// --- WHICH"; NAME.expected has a line for everything
+that is said about them, and for each at most one hint:
 
     LINE:COLUMN error unexpected-token          (a message: its id; 0:0 where it has no place)
     LINE:COLUMN hint  negative-number  TEXT     (a hint: its rule and all of its text)
@@ -26,49 +26,59 @@ import harness
 REPAIR = re.compile(r"(\d+) ([a-z-]+): ?(.*)")
 
 
-def told(kestrel, script):
+def told(script, lines, args):
     """What check says, in order: (line, column, kind, id or rule, text of hints)."""
-    _, stdout, stderr = harness.run([kestrel, "check", "--messages=json", script.name], script.parent)
+    script.write_text("".join(line + "\n" for line in lines), encoding="latin-1")
+    _, stdout, stderr = harness.run([args.kestrel, "check", "--messages=json", script.name], script.parent)
     assert not stderr, stderr
     said = [json.loads(line) for line in stdout.decode().splitlines()]
     return [(one.get("line", 0), one.get("column", 0), one["kind"], one.get("rule") or one["id"],
              one["line1"] if one["kind"] == "hint" else "") for one in said if one.get("id") != "compile-summary"]
 
 
-def check_one(path, args):
-    lines = [f"{line}:{column} {kind} {name} {text}".rstrip() for line, column, kind, name, text in told(args.kestrel, path)]
+def check_one(script, lines, args):
+    """What is said of a mistake, and what is wrong with that."""
+    said = told(script, lines, args)
+    fine = said and sum(kind == "hint" for _, _, kind, _, _ in said) <= 1
+    return said, "" if fine else f"one hint is wanted: {said}"
+
+
+def check_all(script, lines, args):
+    repairs = [REPAIR.fullmatch(line).groups() for line in args.repairs.read_text().splitlines()]
+    repairs = {(int(line), rule): text for line, rule, text in repairs}
+    said = []
+    for _ in range(2):
+        said += told(script, lines, args)
+        named = {(line, rule) for line, _, kind, rule, _ in said if kind == "hint"}
+        if wrong := named - set(repairs):
+            return said, f"no mistakes: {sorted(wrong)}"
+        for line, rule in named:
+            lines[line - 1] = repairs[line, rule]
+    rest = told(script, lines, args)
+    missed = set(repairs) - named
+    return said, f"not told in two rounds: {sorted(missed)}\nsaid of what is repaired: {rest}" if missed or rest else ""
+
+
+def check(path, args):
+    args.repairs = path.with_suffix(".repairs")
+    check_script = check_all if args.repairs.exists() else check_one
+    with tempfile.TemporaryDirectory() as folder:
+        for library in path.parent.glob("*.lib"):
+            shutil.copy(library, folder)
+        scripts = harness.scripts(path.read_text(encoding="latin-1").splitlines())
+        results = [check_script(pathlib.Path(folder) / path.name, lines, args) for lines in scripts]
+    lines = [f"{line}:{column} {kind} {name} {text}".rstrip() for said, _ in results for line, column, kind, name, text in said]
     expected = path.with_suffix(".expected")
     if args.update:
         expected.write_text("".join(line + "\n" for line in lines))
     wanted = expected.read_text().splitlines() if expected.exists() else ["a file " + expected.name]
-    if not lines or sum(" hint " in line for line in lines) > 1:
-        return "one hint is wanted:\n" + "\n".join(lines)
-    return None if lines == wanted else harness.difference(wanted, lines)
-
-
-def check_all(path, args):
-    repairs = [REPAIR.fullmatch(line).groups() for line in path.with_suffix(".repairs").read_text().splitlines()]
-    repairs = {(int(line), rule): text for line, rule, text in repairs}
-    with tempfile.TemporaryDirectory() as folder:
-        script = pathlib.Path(shutil.copy(path, folder))
-        lines = script.read_text().splitlines()
-        for _ in range(2):
-            named = {(line, rule) for line, _, kind, rule, _ in told(args.kestrel, script) if kind == "hint"}
-            if wrong := named - set(repairs):
-                return f"no mistakes: {sorted(wrong)}"
-            for place in named:
-                lines[place[0] - 1] = repairs.pop(place)
-            script.write_text("".join(line + "\n" for line in lines))
-        rest = told(args.kestrel, script)
-    if repairs or rest:
-        return f"not told in two rounds: {sorted(repairs)}\nsaid of what is repaired: {rest}"
-    return None
+    return "\n".join(wrong for _, wrong in results if wrong) or harness.difference(wanted, lines) or None
 
 
 def main():
     args = harness.arguments(__doc__)
     files = harness.find(args.tests, ".ks")
-    results = [(path, (check_all if path.with_suffix(".repairs").exists() else check_one)(path, args)) for path in files]
+    results = [(path, check(path, args)) for path in files]
     harness.report([(path, text) for path, text in results if text is not None], len(files))
 
 
