@@ -2,15 +2,18 @@
 
 import argparse
 import difflib
+import json
 import os
 import pathlib
 import struct
 import subprocess
 import sys
 import tempfile
+import unittest
 import zlib
 
 TIME_LIMIT = 60  # seconds for one test; only a hang reaches it
+EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
 
 
 def arguments(description):
@@ -39,17 +42,62 @@ def scripts(lines):
             for begin, end in zip(begins, [*begins[1:], len(lines)])]
 
 
-def run(command, cwd, **environment):
+def environment(home):
+    """Nothing that is set outside changes what the command does; its store is in this folder."""
+    env = {k: v for k, v in os.environ.items()
+           if k not in ("TMP", "KSPATH", "KSCFG", "COMSPEC") and not k.startswith("KESTREL_")}
+    return env | {"HOME": str(home), "XDG_DATA_HOME": str(home), "LC_ALL": "C", "TZ": "UTC"}
+
+
+def run(command, cwd, **variables):
     """Runs a command with a store and a home of its own; returns (exit status, stdout, stderr) as bytes."""
     with tempfile.TemporaryDirectory() as home:
-        env = {k: v for k, v in os.environ.items() if k not in ("TMP", "KSPATH", "KSCFG", "COMSPEC")}
-        env |= {"HOME": home, "XDG_DATA_HOME": home, "LC_ALL": "C", "TZ": "UTC", **environment}
+        env = environment(home) | variables
         try:
             done = subprocess.run(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, capture_output=True,
                                   timeout=TIME_LIMIT)
         except subprocess.TimeoutExpired as expired:
             return "killed: did not end", expired.stdout or b"", expired.stderr or b""
     return done.returncode, done.stdout, done.stderr
+
+
+class CommandTest(unittest.TestCase):
+    """What uses the command in a folder of its own."""
+    kestrel = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name).resolve()
+        self.environment = environment(self.folder / "store")
+
+    def write(self, name, content):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(content if isinstance(content, str) else json.dumps(content), encoding="utf-8")
+        return path
+
+    def start(self, *words, **options):
+        """Begins a command, which ends with the test at the latest."""
+        pipes = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
+        process = subprocess.Popen([self.kestrel, *words], cwd=self.folder, env=self.environment, **pipes | options)
+        self.addCleanup(lambda: [pipe.close() for pipe in (process.stdout, process.stderr) if pipe])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def run_kestrel(self, *words):
+        status, out, err = run([self.kestrel, *words], self.folder)
+        return status, out, err.decode()
+
+
+def main(description):
+    """Runs the test cases of the program, or those that are named behind its options."""
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
+    args, rest = parser.parse_known_args()
+    CommandTest.kestrel = str(args.kestrel.resolve())
+    unittest.main(argv=[sys.argv[0], *rest])
 
 
 def picture(png):

@@ -1,15 +1,12 @@
 """Drives what all commands of `kestrel` have in common, as a user does at a shell."""
 
-import argparse
 import json
 import os
 import pathlib
 import signal
 import subprocess
 import sys
-import tempfile
 import time
-import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import harness  # noqa: E402
@@ -22,26 +19,7 @@ main { info(radius, " ", tint, " ", label, " ", twice); }
 """
 
 
-class Command(unittest.TestCase):
-    kestrel = None
-
-    def setUp(self):
-        directory = tempfile.TemporaryDirectory()
-        self.addCleanup(directory.cleanup)
-        self.folder = pathlib.Path(directory.name).resolve()
-        self.environment = {k: v for k, v in os.environ.items() if not k.startswith("KESTREL_")}
-        self.environment |= {"HOME": str(self.folder), "XDG_DATA_HOME": str(self.folder / "store"), "LC_ALL": "C"}
-
-    def write(self, name, text):
-        path = self.folder / name
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text(text)
-        return name
-
-    def start(self, *words, **options):
-        return subprocess.Popen([self.kestrel, *words], cwd=self.folder, env=self.environment, text=True,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
-
+class Command(harness.CommandTest):
     def run_command(self, *words, stdin="", status=0):
         process = self.start(*words, stdin=subprocess.PIPE)
         out, err = process.communicate(stdin, timeout=harness.TIME_LIMIT)
@@ -313,11 +291,11 @@ class Output(Command):
         _, err = self.run_command("render", script, "-o", "/dev/full", "--size", "4x4", "--samples", "1", status=2)
         self.assertIn("kestrel: error: /dev/full: cannot be written: No space left on device", err)
         with open("/dev/full", "w", encoding="ascii") as full:
-            for words in (["--help"], ["--version"], ["help"], ["check", "--help"]):
-                process = subprocess.run([self.kestrel, *words], stdout=full, stderr=subprocess.PIPE, text=True, check=False)
-                self.assertEqual((process.returncode, process.stderr),
-                                 (2, "kestrel: error: standard output: cannot be written\n"), words)
-        process = self.start("list", script, stdin=subprocess.DEVNULL)
+            for words in (["--help"], ["--version"], ["help"], ["check", "--help"], ["shade", script], ["bench", script]):
+                process = self.start(*words, stdout=full)
+                _, err = process.communicate(timeout=harness.TIME_LIMIT)
+                self.assertEqual((process.returncode, err), (2, "kestrel: error: standard output: cannot be written\n"), words)
+        process = self.start("list", script)
         process.stdout.close()
         process.wait(timeout=harness.TIME_LIMIT)
         self.assertIn(process.returncode, (2, -signal.SIGPIPE))
@@ -332,7 +310,7 @@ class Ending(Command):
         for number, word in ((signal.SIGINT, "interrupted"), (signal.SIGTERM, "terminated"),
                              (signal.SIGHUP, "terminal gone")):
             with self.subTest(word):
-                process = self.start("run", script, stdin=subprocess.DEVNULL)
+                process = self.start("run", script)
                 self.assertEqual(process.stdout.readline(), "started\n")
                 while not (self.folder / "pid").exists() or not (self.folder / "pid").read_text():
                     time.sleep(0.01)
@@ -348,7 +326,7 @@ class Ending(Command):
 
     def test_a_hang_up_that_is_ignored_stays_ignored(self):
         script = self.write("a.ks", 'process: sa { }\nmain { info("started"); sleep(300); info("done"); }\n')
-        process = self.start("run", script, stdin=subprocess.DEVNULL,
+        process = self.start("run", script,
                              preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         self.assertEqual(process.stdout.readline(), "started\n")
         process.send_signal(signal.SIGHUP)
@@ -372,7 +350,7 @@ class Ending(Command):
 
     def test_a_signal_leaves_no_half_made_picture(self):
         script = self.write("a.ks", 'init { info("started"); }\nprocess: sa { i = 0; while (1) { i = i + 1; } }\n')
-        process = self.start("render", script, "-o", "p.png", "--jobs", "2", stdin=subprocess.DEVNULL)
+        process = self.start("render", script, "-o", "p.png", "--jobs", "2")
         self.assertEqual(process.stdout.readline(), "started\n")
         process.send_signal(signal.SIGTERM)
         _, err = process.communicate(timeout=harness.TIME_LIMIT)
@@ -390,9 +368,4 @@ class Ending(Command):
 
 
 if __name__ == "__main__":
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
-    parser.add_argument("suites", nargs="*", help="suites or single tests")
-    args = parser.parse_args()
-    Command.kestrel = str(args.kestrel.resolve())
-    unittest.main(argv=[sys.argv[0], *args.suites])
+    harness.main(__doc__)

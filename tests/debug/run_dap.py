@@ -1,20 +1,14 @@
 #!/usr/bin/env python3
 """Debugs scripts as an editor does: through `kestrel debug --dap`, with a client that knows nothing but the protocol."""
 
-import argparse
 import os
 import pathlib
 import signal
 import subprocess
-import sys
-import tempfile
 import time
-import unittest
 
 from dap_client import PATIENCE, Client, Failed
-
-EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples"
-KESTREL = None
+from debug_test import DebugTest, harness, lives
 
 MAIN = '''total = 0;
 greeting = "grüße 日本";
@@ -51,69 +45,37 @@ main
 LINE = {text.strip(): number for number, text in enumerate(MAIN.splitlines(), 1)}
 
 
-class DebugTest(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.root = pathlib.Path(self.folder.name).resolve()
-        self.environment = {k: v for k, v in os.environ.items() if k not in ("TMP", "KSPATH", "KSCFG", "COMSPEC")}
-        self.environment |= {"HOME": str(self.root), "XDG_DATA_HOME": str(self.root), "LC_ALL": "C"}
-        self.before = self.shared_objects()
-
-    def tearDown(self):
-        # Whoever ends a script on its own account may be a little later than its editor hears of it.
-        for _ in range(100):
-            if self.shared_objects() <= self.before:
-                return
-            time.sleep(0.05)
-        self.assertLessEqual(self.shared_objects(), self.before, "shared objects are left")
-
-    def shared_objects(self):
-        """Those of links of ours that no program has any more."""
-        names = {name for name in os.listdir("/dev/shm") if "KXL_DEBUG" in name} if os.path.isdir("/dev/shm") else set()
-        used = b""
-        for process in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
-            try:
-                used += process.read_bytes()
-            except OSError:  # it has ended
-                pass
-        return {name for name in names if name.rpartition("_")[2].encode() not in used}
-
+class AdapterTest(DebugTest):
     def client(self, split=0):
-        client = Client([KESTREL, "debug", "--dap"], self.environment, split)
+        client = Client([self.kestrel, "debug", "--dap"], self.environment, split)
         self.addCleanup(client.abandon)
         return client
 
     def script(self, text=MAIN, name="script.ks"):
-        path = self.root / name
-        path.write_text(text, encoding="utf-8")
-        return path
+        return self.write(name, text)
 
     def running(self, text, name="attached.ks"):
         """A script that somebody else started: its process and its link."""
         link = f"dap-{os.getpid()}-{name}"
-        path = self.script(f'#debug "{link}"\n{text}', name)
-        process = subprocess.Popen([KESTREL, "run", path], env=self.environment, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        self.addCleanup(lambda: (process.kill(), process.communicate()))
-        return process, link, path
+        path = self.write(name, f'#debug "{link}"\n{text}')
+        return self.start("run", path, stderr=subprocess.DEVNULL), link, path
 
     def refused(self, client, request, text, **arguments):
         with self.assertRaisesRegex(Failed, text):
             client.ask(request, **arguments)
 
 
-class Sessions(DebugTest):
+class Sessions(AdapterTest):
     def test_break_look_change_step_continue(self):
         path, client = self.script(), self.client()
         line = LINE["y = x * 2;"]
         answers = client.begin("launch", {path: [{"line": line}, {"line": line + 100}],
-                                          self.root / "other.ks": [{"line": 1}]},
+                                          self.folder / "other.ks": [{"line": 1}]},
                                program=str(path))
         good, beyond = answers[path]
         self.assertEqual((good["verified"], good["line"], good["source"]["path"]), (True, line, str(path)))
         self.assertEqual((beyond["verified"], beyond["message"][:11]), (False, "No code at "))
-        self.assertFalse(answers[self.root / "other.ks"][0]["verified"])
+        self.assertFalse(answers[self.folder / "other.ks"][0]["verified"])
         stop = client.event("stopped")
         self.assertEqual((stop["reason"], stop["hitBreakpointIds"], stop["allThreadsStopped"]),
                          ("breakpoint", [good["id"]], True))
@@ -206,7 +168,7 @@ class Sessions(DebugTest):
 
         path, client = self.script("process: sa { }\nmain\n{\n    a = 1;\n    error(\"bad {thing}\");\n}\n"), self.client()
         client.ask("initialize")
-        client.ask("launch", program=path.name, cwd=str(self.root), noDebug=False)
+        client.ask("launch", program=path.name, cwd=str(self.folder), noDebug=False)
         client.event("initialized")
         client.ask("setExceptionBreakpoints", filters=["error"])
         client.ask("configurationDone")
@@ -221,12 +183,12 @@ class Sessions(DebugTest):
 
     def test_a_script_in_pieces_with_its_commands(self):
         """Frames cut inside headers and characters; the environment; commands that are typed; the output of programs."""
-        (self.root / "part.ks").write_text("inPart: a\n{\n    b = a;\n    return b;\n}\n")
+        (self.folder / "part.ks").write_text("inPart: a\n{\n    b = a;\n    return b;\n}\n")
         text = ('#insert "part.ks"\nprocess: sa { }\nmain\n{\n    help = getenv("ÜMLAUT");\n    help = inPart(help);\n'
                 '    system("echo from a program: é");\n    sleep(60000);\n}\n')
         path, client = self.script(text, "größe.ks"), self.client(split=1)
-        part = str(self.root / "part.ks")
-        answers = client.begin("launch", {part: [{"line": 3}]}, program=path.name, cwd=str(self.root),
+        part = str(self.folder / "part.ks")
+        answers = client.begin("launch", {part: [{"line": 3}]}, program=path.name, cwd=str(self.folder),
                                env={"ÜMLAUT": "ä€😀"}, args=["--timeout", "50"])
         self.assertTrue(answers[part][0]["verified"], answers)
         self.assertEqual(client.stopped("breakpoint"), ("inPart", 3))
@@ -301,7 +263,7 @@ class Sessions(DebugTest):
         other.finish()
         client.ask("setVariable", variablesReference=client.scope("Locals"), name="n", value="97")
         self.assertEqual(client.finish(), 0)
-        self.assertEqual(process.communicate(timeout=PATIENCE)[0], b"all 100\n")
+        self.assertEqual(process.communicate(timeout=PATIENCE)[0], "all 100\n")
 
         # An editor that vanishes, while the script is paused and while it runs.
         for pauses in (True, False):
@@ -311,7 +273,7 @@ class Sessions(DebugTest):
             if pauses:
                 client.stopped("breakpoint")
             self.assertEqual(client.end(), 0)
-            self.assertEqual(process.communicate(timeout=PATIENCE)[0], b"all 10\n")
+            self.assertEqual(process.communicate(timeout=PATIENCE)[0], "all 10\n")
 
         # One that vanishes while the script cannot be told.
         process, link, path = self.running('process: sa { }\nmain\n{\n    sleep(2500);\n    info("free");\n}\n', "sleeps.ks")
@@ -320,7 +282,7 @@ class Sessions(DebugTest):
         time.sleep(0.3)
         self.assertEqual(client.end(), 0)
         self.assertIsNone(process.poll())
-        self.assertEqual(process.communicate(timeout=PATIENCE)[0], b"free\n")
+        self.assertEqual(process.communicate(timeout=PATIENCE)[0], "free\n")
 
         # A program that dies.
         process, link, path = self.running(text, "dies.ks")
@@ -341,7 +303,7 @@ class Sessions(DebugTest):
         for leaves in (True, False):
             path, client = self.script(MAIN.replace('info("end");', 'system("echo end > " + getenv("OUT"));')), self.client()
             client.begin("launch", {path: [{"line": LINE["y = x * 2;"]}]}, program=str(path), noDebug=not leaves,
-                         env={"OUT": str(self.root / "out")})
+                         env={"OUT": str(self.folder / "out")})
             if leaves:
                 client.stopped("breakpoint")
                 client.ask("disconnect", terminateDebuggee=False)
@@ -349,15 +311,15 @@ class Sessions(DebugTest):
                 self.assertEqual(client.event("exited")["exitCode"], 0)
                 client.ask("disconnect")
             self.assertEqual(client.end(), 0)
-            self.assertEqual((self.root / "out").read_text(), "end\n")
-            (self.root / "out").unlink()
+            self.assertEqual((self.folder / "out").read_text(), "end\n")
+            (self.folder / "out").unlink()
 
     def test_a_pixels_sample(self):
-        shader = EXAMPLES / "checker.ks"
+        shader = harness.EXAMPLES / "checker.ks"
         line = 1 + shader.read_text().splitlines().index("    k = floor(sa.oPos[3] * squares + 0.5);")
         client = self.client()
         client.begin("launch", {shader: [{"line": line, "hitCondition": "2"}]}, program=str(shader), **{"as": "render"},
-                     args=["--size", "8x8", "-o", str(self.root / "picture.png")], stopAtPixel={"x": 4, "y": 3, "sample": 1})
+                     args=["--size", "8x8", "-o", str(self.folder / "picture.png")], stopAtPixel={"x": 4, "y": 3, "sample": 1})
         reasons = [client.event("stopped")["description"]]
         self.assertEqual(client.frames()[0]["name"], "process")
         client.ask("continue", threadId=1)
@@ -372,7 +334,7 @@ class Sessions(DebugTest):
         client.ask("setVariable", variablesReference=client.scope("Globals"), name="light", value="<1, 1, 1>")
         client.ask("continue", threadId=1)
         self.assertEqual(client.event("exited")["exitCode"], 0)
-        self.assertTrue((self.root / "picture.png").exists())
+        self.assertTrue((self.folder / "picture.png").exists())
         self.assertEqual(client.finish(), 0)
 
         client = self.client()
@@ -383,7 +345,7 @@ class Sessions(DebugTest):
         self.assertEqual(client.finish(), 0)
 
 
-class Robustness(DebugTest):
+class Robustness(AdapterTest):
     ENDLESS = "process: sa { }\nmain\n{\n    n = 0;\n    while 1 do\n        n = n + 1;\n}\n"
 
     def test_bad_messages(self):
@@ -413,7 +375,7 @@ class Robustness(DebugTest):
         self.refused(client, "setBreakpoints", "unusable arguments", source=7)
         self.refused(client, "setBreakpoints", "unusable arguments", source={"path": "/x.ks"}, breakpoints=[{"line": "one"}])
         self.refused(client, "stackTrace", "there is no script yet", threadId=1)
-        self.refused(client, "launch", "cannot be read", program=str(self.root / "missing.ks"))
+        self.refused(client, "launch", "cannot be read", program=str(self.folder / "missing.ks"))
         self.refused(client, "launch", "as: must be", program=str(self.script()), **{"as": "fly"})
         path = self.script("main { this is no script\n")
         self.refused(client, "launch", "ended with status 1", program=str(path))
@@ -430,18 +392,13 @@ class Robustness(DebugTest):
             self.assertEqual(client.process.wait(PATIENCE), 2)
             client.end()
 
-    def children(self, client):
-        """Processes that the server has started."""
-        path = f"/proc/{client.process.pid}/task/{client.process.pid}/children"
-        return [int(word) for word in pathlib.Path(path).read_text().split()]
-
     def test_an_editor_that_vanishes_takes_its_script_along(self):
         for how in ("closes", "asks to end", "is interrupted"):
             client = self.client()
             client.begin("launch", program=str(self.script(self.ENDLESS)))
             client.ask("pause", threadId=1)
             client.stopped("pause")
-            [child] = self.children(client)
+            [child] = self.children(client.process)
             if how == "closes":
                 client.process.stdin.close()
             else:
@@ -455,19 +412,10 @@ class Robustness(DebugTest):
         client.begin("launch", program=str(self.script(self.ENDLESS)))
         client.ask("pause", threadId=1)
         client.stopped("pause")
-        [child] = self.children(client)
+        [child] = self.children(client.process)
         client.process.kill()
         client.end()
-        until = time.monotonic() + PATIENCE
-        while self.lives(child):
-            self.assertLess(time.monotonic(), until)
-            time.sleep(0.02)
-
-    def lives(self, process):
-        try:
-            return pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()[0] != "Z"
-        except OSError:
-            return False
+        self.until(lambda: not lives(child), "the script runs on")
 
     def test_a_script_that_says_more_than_is_read(self):
         """An editor that takes nothing holds nobody up for ever, and gets what comes at last."""
@@ -489,7 +437,7 @@ class Robustness(DebugTest):
         client.begin("launch", program=str(self.script(self.ENDLESS)))
         client.ask("pause", threadId=1)
         client.stopped("pause")
-        os.kill(self.children(client)[0], signal.SIGKILL)
+        os.kill(self.children(client.process)[0], signal.SIGKILL)
         client.output("signal 9")
         self.assertEqual(client.event("exited")["exitCode"], 128 + 9)
         client.event("terminated")
@@ -501,7 +449,7 @@ class Robustness(DebugTest):
         client = self.client()
         client.begin("launch", program=str(self.script(self.ENDLESS)), stopOnEntry=True)
         client.stopped("entry")
-        [child] = self.children(client)
+        [child] = self.children(client.process)
         os.kill(child, signal.SIGSTOP)
         try:
             waits = client.send("stackTrace", {"threadId": 1})
@@ -518,8 +466,4 @@ class Robustness(DebugTest):
 
 
 if __name__ == "__main__":
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
-    known, rest = parser.parse_known_args()
-    KESTREL = known.kestrel.resolve()
-    unittest.main(argv=[sys.argv[0], *rest])
+    harness.main(__doc__)

@@ -1,26 +1,16 @@
 #!/usr/bin/env python3
-"""Drives `kestrel debug` as its users do: sessions from --script, from a pipe, with interrupts and with crashes.
+"""Drives `kestrel debug` as its users do: sessions from --script, from a pipe, with interrupts and with crashes."""
 
-    run_debug.py --kestrel BUILD/bin/kestrel --examples DIR
-"""
-
-import argparse
 import json
 import os
 import pathlib
 import re
 import signal
 import subprocess
-import sys
-import tempfile
 import time
-import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
-import harness
+from debug_test import DebugTest, harness
 
-KESTREL = None
-EXAMPLES = None
 MAIN = """process: s { }
 twice: x
 {
@@ -47,49 +37,21 @@ main
 """
 
 
-def shared_objects():
-    return sorted(name for name in os.listdir("/dev/shm") if "KXL_DEBUG" in name)
-
-
-class Debugging(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.before = shared_objects()
-
-    def tearDown(self):
-        left = {name for name in shared_objects() if name not in self.before and self.link_part in name}
-        for _ in range(20):  # other tests may run beside this one: what comes and goes is theirs
-            left &= set(shared_objects())
-            if not left:
-                return
-            time.sleep(0.2)
-        self.assertEqual(sorted(left), [])
-
-    link_part = "run-"
-
+class Debugging(DebugTest):
     def script(self, text, name="script.ks"):
-        path = pathlib.Path(self.folder.name, name)
-        path.write_text(text, encoding="utf-8")
-        return str(path)
+        return self.write(name, text)
 
     def debug(self, *arguments):
-        status, out, err = harness.run([KESTREL, "debug", *arguments], self.folder.name)
-        return status, out.decode(), err.decode()
+        status, out, err = self.run_kestrel("debug", *arguments)
+        return status, out.decode(), err
 
     def objects(self, *arguments):
         status, out, err = self.debug("--messages=json", *arguments)
         return status, [json.loads(line) for line in out.splitlines()], err
 
-    def start(self, *arguments, **streams):
-        process = subprocess.Popen([KESTREL, *arguments], text=True, stdout=subprocess.PIPE, **streams)
-        self.addCleanup(process.communicate)
-        self.addCleanup(process.kill)
-        return process
-
     def test_session_on_an_example(self):
         status, shown, _ = self.objects(
-            "--run", str(EXAMPLES / "brick.ks"), "--script", str(EXAMPLES / "debug_brick.txt"))
+            "--run", harness.EXAMPLES / "brick.ks", "--script", harness.EXAMPLES / "debug_brick.txt")
         stops = [entry for entry in shown if entry.get("kind") == "stopped"]
         self.assertEqual([stop["reason"] for stop in stops], ["entry", "breakpoint", "step"])
         self.assertEqual(stops[1]["function"], "process")
@@ -97,18 +59,9 @@ class Debugging(unittest.TestCase):
         self.assertEqual(values["px"], {"kind": "value", "name": "px", "type": "number", "value": 0.0})
         self.assertEqual(values["py"]["value"], 0.5)
         sample = next(entry["sample"] for entry in shown if "sample" in entry)
-        plain = json.loads(harness.run([KESTREL, "shade", str(EXAMPLES / "brick.ks")], self.folder.name)[1])
+        plain = json.loads(self.run_kestrel("shade", harness.EXAMPLES / "brick.ks")[1])
         self.assertNotEqual(sample["color"], plain["sample"]["color"], "the changed local has an effect")
         self.assertEqual(shown[-1], {"kind": "ended", "died": False, "status": 0})
-        self.assertEqual(status, 0)
-
-    def test_break_print_change_continue_terminate(self):
-        status, shown, _ = self.objects(
-            "--run", str(EXAMPLES / "brick.ks"), "--as", "shade", "--script",
-            "break 58; continue; print px; set px = 7.5; print px; continue; print px; terminate", "--", "--grid", "2x2")
-        self.assertEqual([e["value"] for e in shown if e.get("kind") == "value"], [0.25, 7.5, 7.5, 0.75])
-        self.assertEqual([e.get("breakpoint") for e in shown if e.get("kind") == "stopped"], [None, 1, 1])
-        self.assertEqual(shown[-1]["kind"], "ended")
         self.assertEqual(status, 0)
 
     def test_what_people_see(self):
@@ -148,7 +101,7 @@ The script's program has ended with status 0.
                 self.assertEqual(self.debug("--run", failing, "--script", commands)[0], 2)
         broken = self.script("process: s { x = ; }\n", "broken.ks")
         self.assertEqual(self.debug("--run", broken, "--script", "continue")[0], 1)
-        self.assertEqual(self.debug("--run", self.folder.name + "/none.ks")[0], 2)
+        self.assertEqual(self.debug("--run", self.folder / "none.ks")[0], 2)
         self.assertEqual(self.debug("no-such-link-anywhere", "--wait", "0.2")[0], 2)
         self.assertEqual(self.debug()[0], 2)
 
@@ -158,10 +111,10 @@ The script's program has ended with status 0.
         self.assertIn("total = 2\n", out)
         self.assertTrue(out.endswith("2\nThe script's program has ended with status 0.\n"), out)
         self.assertEqual(status, 0)
-        done = subprocess.run([KESTREL, "debug", "--run", self.script(MAIN)], input="break 12\nc\np total\nset total = <1, 2, 3>\n",
-                              capture_output=True, text=True, timeout=60)
-        self.assertIn("total = <1, 2, 3>\n1 2 3\n", done.stdout)
-        self.assertEqual(done.returncode, 0)
+        piped = self.start("debug", "--run", self.script(MAIN), stdin=subprocess.PIPE)
+        out, _ = piped.communicate("break 12\nc\np total\nset total = <1, 2, 3>\n", timeout=60)
+        self.assertIn("total = <1, 2, 3>\n1 2 3\n", out)
+        self.assertEqual(piped.returncode, 0)
 
     def test_pixels(self):
         shader = self.script("n = 0;\nprocess: s\n{\n    n = n + 1;\n    s.diffuse = n;\n}\n", "pixels.ks")
@@ -169,7 +122,7 @@ The script's program has ended with status 0.
                                         "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
         self.assertEqual([entry["value"] for entry in shown if entry.get("kind") == "value"], [6])
         self.assertEqual(status, 0)
-        picture = self.folder.name + "/out.png"
+        picture = self.folder / "out.png"
         status, shown, _ = self.objects("--run", shader, "--as", "render", "--script",
                                         "break pixel 8 8 3; continue; where; continue", "--",
                                         "--size", "16x16", "--samples", "4", "-o", picture, "--jobs", "2")
@@ -179,9 +132,8 @@ The script's program has ended with status 0.
 
     def test_attaching_by_the_name_of_the_pragma(self):
         link = f"attach test {os.getpid()}"
-        self.link_part = "attach"
         path = self.script(f'#debug "{link}"\n' + MAIN)
-        script = self.start("run", path, stderr=subprocess.PIPE)
+        script = self.start("run", path)
         status, out, err = self.debug(link, "--script", "break 13; continue; print total; quit")
         told, hint = script.communicate(timeout=30)
         self.assertIn("total = 2\n", out)
@@ -206,7 +158,6 @@ The script's program has ended with status 0.
 
     def test_mistakes_leave_the_scripts_of_others_alone(self):
         link = f"mistake test {os.getpid()}"
-        self.link_part = "mistake"
         script = self.start("run", self.script(f'#debug "{link}"\n' + MAIN), stderr=subprocess.DEVNULL)
         status, out, err = self.debug(link, "--script", "break 12; continue; print nothing_of_that_name; terminate")
         self.assertEqual((status, script.wait(timeout=30)), (2, 0), out + err)
@@ -228,24 +179,22 @@ The script's program has ended with status 0.
 
     def test_a_second_script_with_the_link(self):
         link = f"second test {os.getpid()}"
-        self.link_part = "second"
         path = self.script(f'#debug "{link}"\n' + MAIN)
-        first = self.start("run", path, stderr=subprocess.PIPE)
+        first = self.start("run", path)
         self.assertIn("kestrel debug " + link, first.stderr.readline())
         for command in ("run", "shade"):
-            second = self.start(command, path, "--timeout", "20", stderr=subprocess.PIPE)
+            second = self.start(command, path, "--timeout", "20")
             _, err = second.communicate(timeout=30)
             self.assertEqual(second.returncode, 0)
             self.assertIn(f'another script has the debugger link "{link}"; this one runs without', err)
             self.assertNotIn("kestrel debug " + link, err)
-        status, out, _ = harness.run([KESTREL, "run", path, "--debug-link", link], self.folder.name)
+        status, out, _ = self.run_kestrel("run", path, "--debug-link", link)
         self.assertEqual((status, out), (2, b""))
         self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
         self.assertEqual(first.wait(timeout=30), 0)
 
     def test_attaching_between_lines(self):
         link = f"between test {os.getpid()}"
-        self.link_part = "between"
         text = f'#debug "{link}"\nprocess: s {{ }}\nmain\n{{\n    i = 7;\n    sleep(6500);\n    i = 8;\n    info(string(i));\n}}\n'
         script = self.start("run", self.script(text), stderr=subprocess.DEVNULL)
         self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
@@ -261,12 +210,10 @@ The script's program has ended with status 0.
         process.stdout.readline()  # paused at its first line
         process.stdin.write("continue\n")
         process.stdin.flush()
-        child = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().split()[0]
-        for _ in range(300):  # until the endless loop has begun
-            if int(pathlib.Path(f"/proc/{child}/stat").read_text().rpartition(")")[2].split()[11]) > 10:
-                break
-            time.sleep(0.1)
-        return process, int(child)
+        [child] = self.children(process)
+        time_of = pathlib.Path(f"/proc/{child}/stat")
+        self.until(lambda: int(time_of.read_text().rpartition(")")[2].split()[11]) > 10, "the endless loop has not begun")
+        return process, child
 
     def test_interrupt_pauses(self):
         process, _ = self.interactive(ENDLESS)
@@ -283,21 +230,6 @@ The script's program has ended with status 0.
         self.assertIn("was ended by signal 9", out)
         self.assertEqual(process.returncode, 1)
 
-    def test_debugger_that_dies(self):
-        process, child = self.interactive(ENDLESS)
-        process.kill()
-        process.wait()
-        for _ in range(100):
-            if not os.path.exists(f"/proc/{child}"):
-                return
-            time.sleep(0.1)
-        self.fail("the script that it had started runs on")
-
 
 if __name__ == "__main__":
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--kestrel", required=True)
-    parser.add_argument("--examples", required=True, type=pathlib.Path)
-    arguments, rest = parser.parse_known_args()
-    KESTREL, EXAMPLES = os.path.abspath(arguments.kestrel), arguments.examples.resolve()
-    unittest.main(argv=[sys.argv[0], *rest])
+    harness.main(__doc__)

@@ -1,105 +1,40 @@
 #!/usr/bin/env python3
 """Scripts in several programs exchange values through a queue, also when one is killed in the middle."""
 
-import argparse
 import json
 import os
 import pathlib
 import signal
-import subprocess
 import sys
-import tempfile
 import time
-import unittest
 
-KESTREL = None
-EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples/tools"
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import harness  # noqa: E402
+
 SHARED = pathlib.Path("/dev/shm")  # where the system shows its shared memory
-LIMIT = 60
 
 
-class Queues(unittest.TestCase):
+class Queues(harness.CommandTest):
     def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.home = pathlib.Path(self.folder.name)
+        super().setUp()
         self.tag = f"T{os.getpid()}{self._testMethodName[-4:]}"  # names that nobody else has
-        self.running = []
-
-    def tearDown(self):
-        for process in self.running:
-            process.kill()
-            process.wait()
-            for pipe in (process.stdout, process.stderr):
-                pipe.close()
-        self.folder.cleanup()
 
     def start(self, name, text, *options):
-        path = self.home / name
-        path.write_text("process: sa { }\n" + text.replace("@", self.tag), encoding="ascii")
-        return self.run_file(path, *options)
-
-    def run_file(self, path, *options):
-        environment = {**os.environ, "HOME": self.folder.name, "XDG_DATA_HOME": self.folder.name, "LC_ALL": "C"}
-        process = subprocess.Popen([KESTREL, "run", path, *options], cwd=self.home, env=environment, text=True,
-                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.running.append(process)
-        return process
+        return super().start("run", self.write(name, "process: sa { }\n" + text.replace("@", self.tag)), *options)
 
     def ends(self, process):
-        out, err = process.communicate(timeout=LIMIT)
+        out, err = process.communicate(timeout=harness.TIME_LIMIT)
         return process.returncode, out, err
 
     def left(self):
         return [path.name for path in SHARED.iterdir() if self.tag in path.name]
 
     def until(self, what):
-        for _ in range(LIMIT * 20):
+        for _ in range(harness.TIME_LIMIT * 20):
             if what():
                 return
             time.sleep(0.05)
         self.fail("waited in vain")
-
-    def test_every_kind_of_value_there_and_back(self):
-        asks = self.start("asks.ks", """
-expose @question, @answer[5] as @Q;
-main {
-    for(i = 1; i <= 5; i++) {
-        value = 7;
-        if(i == 2) value = -0.25;
-        if(i == 3) value = "text \\"of 2\\"";
-        if(i == 4) value = <1, 2, 3>;
-        if(i == 5) value = nil;
-        @answer[i] = "none";
-        @question = value;
-        @answer[i] = "asked";
-        while(@answer[i] == "asked") sleep(1);
-        info(i, " ", @answer[i]);
-    }
-    @question = "end";
-    sleep(300);
-}
-""")
-        answers = self.start("answers.ks", """
-main {
-    for(k = 1; k <= 5; k = k) {
-        if(@Q$@answer[k] == "asked") {
-            value = @Q$@question;
-            what = "something";
-            if(value.isInt()) what = "integer";
-            if(value.isNum()) what = "number";
-            if(value.isStr()) what = "text";
-            if(value.isVec()) what = "vector";
-            if(value.isNil()) what = "nil";
-            @Q$@answer[k] = what + " " + string(value);
-            k++;
-        }
-        else { sleep(1); }
-    }
-}
-""")
-        self.assertEqual(self.ends(answers), (0, "", ""))
-        self.assertEqual(self.ends(asks), (0, '1 integer 7\n2 number -0.25\n3 text text "of 2"\n4 vector 1 2 3\n5 nil \n', ""))
-        self.assertEqual(self.left(), [])
 
     def test_exposed_variables_do_what_variables_do(self):
         cases = [
@@ -199,10 +134,8 @@ main {
         self.assertEqual(self.left(), [])
 
     def test_checking_makes_nothing_and_waiting_can_be_ended(self):
-        path = self.home / "checked.ks"
-        path.write_text(f"expose a as {self.tag}Q;\nprocess: sa {{ a = 1; }}\n", encoding="ascii")
-        done = subprocess.run([KESTREL, "check", path], capture_output=True, text=True, timeout=LIMIT, check=False)
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        path = self.write("checked.ks", f"expose a as {self.tag}Q;\nprocess: sa {{ a = 1; }}\n")
+        self.assertEqual(self.run_kestrel("check", path), (0, b"", ""))
         self.assertEqual(self.left(), [])
         holder = self.start("holder.ks", "expose @a as @Q;\nmain { sleep(60000); }\n")
         self.until(lambda: any("_SEM" in name for name in self.left()))
@@ -219,8 +152,8 @@ main {
         self.assertEqual(self.left(), [])
 
     def test_the_example_follows_its_dial(self):
-        follows = self.run_file(EXAMPLES / "follow_dial.ks")
-        turns = self.run_file(EXAMPLES / "dial.ks")
+        follows = super().start("run", harness.EXAMPLES / "tools/follow_dial.ks")
+        turns = super().start("run", harness.EXAMPLES / "tools/dial.ks")
         self.assertEqual(self.ends(turns), (0, "", ""))
         status, out, err = self.ends(follows)
         self.assertEqual((status, err), (0, ""))
@@ -229,8 +162,4 @@ main {
 
 
 if __name__ == "__main__":
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--kestrel", required=True)
-    arguments, rest = parser.parse_known_args()
-    KESTREL = str(pathlib.Path(arguments.kestrel).resolve())
-    unittest.main(argv=[sys.argv[0], *rest])
+    harness.main(__doc__)
