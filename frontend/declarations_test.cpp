@@ -35,21 +35,6 @@ TEST_F(DeclarationTest, StrictScriptsDeclareWithVar) {
     EXPECT_EQ(collector_.texts.at(1), "E Line 2, found ';' |Line: a = 1, b;");
 }
 
-TEST_F(DeclarationTest, PredefinedNamesHaveTheirValues) {
-    ctx_.instanceNumber = 3;
-    compile("");
-    EXPECT_EQ(global("PI")->number, 3.141592653589793);
-    EXPECT_EQ(global("PI")->type, Number);
-    EXPECT_EQ(global("X")->type, Integer);
-    EXPECT_EQ(global("RAYTRACE")->number, 10.0);
-    EXPECT_EQ(global("CONTENTDIR")->number, 264.0);
-    EXPECT_EQ(global("PI")->flags, kVarConst | kVarPredefined);
-    EXPECT_STREQ(global("INSTANCE")->text, "pt3");
-    EXPECT_EQ(global("ImageInfo")->type, ImageListObj);
-    EXPECT_EQ(ctx_.program->globals.head->name, std::string("PI")) << "in their order";
-    EXPECT_EQ(ctx_.program->globals.tail->name, std::string("ImageInfo"));
-}
-
 TEST_F(DeclarationTest, RecordsKeepTheirFields) {
     ASSERT_EQ(
         compile("declare record R { a, s = \"t\", n = 1.5; i = 2, v = <1.0,2.0,3.0>; }\nmain { R(); }\n"), 0)

@@ -110,24 +110,6 @@ TEST_F(ReporterTest, theTableSaysWhatEndsTheRun) {
     reporter.report(MessageId::AssignedCharacterRange, 1, "f", "s");
     EXPECT_TRUE(sink.abortedAtShow);
     EXPECT_EQ(sink.shown[0].line2, sink.shown[1].line2);
-    abort = false;
-    reporter.state.maxErrors = reporter.state.errorCount;
-    sink.shown.clear();
-    reporter.report(MessageId::StackEmpty);
-    reporter.report(MessageId::StackEmpty);
-    EXPECT_TRUE(abort);
-    ASSERT_EQ(sink.shown.size(), 1u);
-    EXPECT_EQ(sink.shown[0].id, MessageId::TooManyErrors);
-}
-
-TEST_F(ReporterTest, everyErrorOverTheLimitAborts) {
-    reporter.state.maxErrors = 1;
-    for (const bool aborts : {false, true, true}) {
-        abort = false;
-        reporter.reportUser("#Ex");
-        EXPECT_EQ(abort, aborts);
-    }
-    EXPECT_EQ(sink.shown.size(), 2u);  // the error and the notice
 }
 
 TEST_F(ReporterTest, hiddenWarningsStillCount) {
@@ -148,13 +130,6 @@ TEST_F(ReporterTest, diversionGetsTheUnsplitTextEvenOfHiddenWarnings) {
     reporter.reportUser("#Wa<br>b");
     EXPECT_EQ(sink.diverted, std::vector<std::string>{"a<br>b"});
     EXPECT_TRUE(sink.shown.empty());
-}
-
-TEST_F(ReporterTest, carriesThePlace) {
-    const SourcePos pos{0, 4, 2, 9};
-    reporter.place = &pos;
-    reporter.reportUser("#Ex");
-    EXPECT_EQ(sink.shown.back().where.line, 4);
 }
 
 }  // namespace kestrel
