@@ -5,13 +5,6 @@ namespace kestrel::test {
 
 class HandlersTest : public BuiltinTest {};
 
-TEST_F(HandlersTest, tableKeepsItsOrder) {
-    const auto rows = library.table().rows();
-    const BuiltinEntry* first = library.table().find("ctlstring");
-    EXPECT_EQ(first[1].name, "ctlinteger");  // not the second row of that name
-    for (const BuiltinEntry& row : rows) EXPECT_NE(row.handler.run, nullptr) << row.name;
-}
-
 TEST_F(HandlersTest, rowsOfTheHostTakeTheirPlaces) {
     const BuiltinHandler::Function own = [](BuiltinCall& builtin) { builtin.none(); };
     const BuiltinEntry host[] = {{"getdir", 3, own, BuiltinFamily::Host},

@@ -125,10 +125,4 @@ TEST_F(RegistryStore, NobodyElseLooksIntoIt) {
               fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST_F(RegistryStore, TheUsersStoreFollowsTheDataDirectory) {
-    setEnvironment("XDG_DATA_HOME", root_.string());
-    EXPECT_TRUE(Registry().createKey(kUser, "Key"));
-    EXPECT_TRUE(fs::exists(root_ / "kestrel" / "registry.db"));
-}
-
 }  // namespace kestrel::platform

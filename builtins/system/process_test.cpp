@@ -42,13 +42,8 @@ private:
 };
 
 TEST_F(ProcessTest, messages) {
-    struct Case {
-        const char* name;
-        Cells args;
-        const char* told;
-    };
-    const auto expect = [&](const std::vector<Case>& cases) {
-        for (const Case& c : cases) EXPECT_EQ(told(c.name, c.args), c.told) << c.name;
+    const auto expect = [&](const std::vector<Row>& rows) {
+        for (const Row& row : rows) EXPECT_EQ(told(row.name, row.args), row.left) << row.name;
     };
     ArrayRecord* none = makeElements({});
     expect({
