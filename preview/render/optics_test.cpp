@@ -11,14 +11,6 @@ namespace {
 
 const Vec3 kUp{0.0, 1.0, 0.0};
 
-TEST(Optics, ReflectionKeepsTheAngleAndTheSideOfTheNormal) {
-    const Vec3 in = normalize({1.0, -2.0, 0.5});
-    const Vec3 out = reflect(in, kUp);
-    EXPECT_DOUBLE_EQ(out.x, in.x);
-    EXPECT_DOUBLE_EQ(out.y, -in.y);
-    EXPECT_DOUBLE_EQ(out.z, in.z);
-}
-
 TEST(Optics, RefractionObeysSnellAndComesBackOnTheOtherSide) {
     const Vec3 in = normalize({1.0, -1.0, 0.0});
     const std::optional<Vec3> inside = refract(in, kUp, 1.0 / 1.5);

@@ -233,53 +233,6 @@ TEST_F(Preview, WhatIsNoModuleIsRefusedWithItsName) {
     EXPECT_NE(error.find("/nowhere/module.so"), std::string::npos);
 }
 
-TEST_F(Preview, ItemServiceWalksTheScene) {
-    const ItemInfo& items = service<ItemInfo>(HX_SERVICE_ITEM_INFO);
-    std::vector<std::string> names;
-    for (const std::int32_t type : {HX_MESH, HX_LIGHT, HX_CAMERA, HX_BONE}) {
-        for (HostItemID id = items.first(type, 0); id != 0; id = items.next(id)) {
-            EXPECT_EQ(items.type(id), type);
-            names.emplace_back(items.name(id));
-        }
-    }
-    EXPECT_EQ(names, (std::vector<std::string>{"Sphere", "Ground", "Key", "Rim", "Camera"}));
-    const HostItemID camera = items.first(HX_CAMERA, 0);
-    EXPECT_EQ(items.target(camera), items.first(HX_MESH, 0));
-    EXPECT_EQ(items.name(12345), nullptr);
-    EXPECT_EQ(items.next(12345), 0U);
-
-    // Heading, pitch and bank lead back to the direction in which the camera looks.
-    double rotation[3];
-    double forward[3];
-    items.param(camera, HXIP_ROTATION, 0.0, rotation);
-    items.param(camera, HXIP_W_FORWARD, 0.0, forward);
-    EXPECT_NEAR(std::sin(rotation[0]) * std::cos(rotation[1]), forward[0], 1e-12);
-    EXPECT_NEAR(-std::sin(rotation[1]), forward[1], 1e-12);
-    EXPECT_NEAR(rotation[2], 0.0, 1e-12);
-}
-
-TEST_F(Preview, OtherServicesAnswerForTheScene) {
-    const HostItemID sphere = scene_.meshes.front().item.id;
-    const ObjectInfo& objects = service<ObjectInfo>(HX_SERVICE_OBJECT_INFO);
-    EXPECT_EQ(objects.numPolygons(sphere), 64 * 128);
-    EXPECT_EQ(objects.numPolygons(999), 0);
-    const SceneInfo& info = service<SceneInfo>(HX_SERVICE_SCENE_INFO);
-    EXPECT_EQ(info.numPolygons, 64 * 128 + 1);
-    double color[3];
-    service<LightInfo>(HX_SERVICE_LIGHT_INFO).color(scene_.lights.back().item.id, 0.0, color);
-    EXPECT_EQ(color[2], scene_.lights.back().color.at(0.0).z);
-    double across = 0.0;
-    double down = 0.0;
-    service<CameraInfo>(HX_SERVICE_CAMERA_INFO).fovAngles(scene_.camera().item.id, 0.0, &across, &down);
-    EXPECT_NEAR(across, down, 1e-12) << "a square picture";
-    EXPECT_EQ(service<ImageList>(HX_SERVICE_IMAGE_LIST).first(), nullptr);
-    EXPECT_NE(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Temp"), nullptr);
-    EXPECT_EQ(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Elsewhere"), nullptr);
-    EXPECT_EQ(services_.global()(HX_SERVICE_PANELS, HX_USE_KEEP), nullptr);
-    EXPECT_EQ(services_.global()(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE), nullptr)
-        << "the word 0: the animation program";
-}
-
 TEST_F(Preview, FileRequestsTakeTheAnswersInOrderAndThenAreCancelled) {
     const FileRequestService& requests = service<FileRequestService>(HX_SERVICE_FILE_REQUEST);
     char name[64] = "*.ks";

@@ -22,7 +22,7 @@ protected:
                 {"name": "Other", "file": "m.obj", "bones": [{"name": "Three"}]}],
             "lights": [{"name": "Spot", "type": "spot", "cone": 60, "edge": 5, "parent": "Group",
                 "color": {"keys": [{"time": 0, "value": 0}, {"time": 2, "value": [2, 4, 0]}]}, "intensity": 0.5}],
-            "cameras": [{"name": "Lens", "zoom": 2, "fStop": 4, "focalDistance": {"keys": [
+            "cameras": [{"name": "Lens", "position": [0, 5, -9], "rotation": [30, 20, 0], "target": "Spot", "aims": false, "zoom": 2, "fStop": 4, "focalDistance": {"keys": [
                 {"time": 0, "value": 1}, {"time": 1, "value": 3}]}}]})"));
     }
 
@@ -57,6 +57,18 @@ TEST_F(SceneServices, ListBonesOfTheirMeshAndImagesInOrder) {
     EXPECT_EQ(std::filesystem::path(images.filename(second)), folder_ / "b.png");
     EXPECT_EQ(images.next(second), nullptr);
     EXPECT_EQ(images.name(nullptr), nullptr);
+}
+
+TEST_F(SceneServices, KnowWhatThereIsNot) {
+    const ItemInfo& items = service<ItemInfo>(HX_SERVICE_ITEM_INFO);
+    EXPECT_EQ(items.name(12345), nullptr);
+    EXPECT_EQ(items.next(12345), 0U);
+    EXPECT_EQ(service<ObjectInfo>(HX_SERVICE_OBJECT_INFO).numPolygons(12345), 0);
+    EXPECT_NE(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Temp"), nullptr);
+    EXPECT_EQ(service<DirectoryInfoService>(HX_SERVICE_DIRECTORY_INFO).dirInfo("Elsewhere"), nullptr);
+    EXPECT_EQ(services_.global()(HX_SERVICE_PANELS, HX_USE_KEEP), nullptr);
+    EXPECT_EQ(services_.global()(HX_SERVICE_SYSTEM_INFO, HX_USE_ONCE), nullptr)
+        << "the word 0: the animation program";
 }
 
 TEST_F(SceneServices, TellRestAndLimitsOfBones) {
@@ -105,6 +117,15 @@ TEST_F(SceneServices, FollowLightsAndLensesOverTime) {
     cameras.fovAngles(lens, 0.0, &horizontal, &vertical);
     EXPECT_NEAR(horizontal, std::numbers::pi / 2, 1e-12) << "twice as wide as high, and a zoom of 2";
     EXPECT_EQ(services_.sceneInfo().numPoints, 6);
+    // Heading, pitch and bank lead back to the direction in which the camera looks.
+    std::array<double, 3> rotation{};
+    std::array<double, 3> forward{};
+    items.param(lens, HXIP_ROTATION, 0.0, rotation.data());
+    items.param(lens, HXIP_W_FORWARD, 0.0, forward.data());
+    EXPECT_NEAR(std::sin(rotation[0]) * std::cos(rotation[1]), forward[0], 1e-12);
+    EXPECT_NEAR(-std::sin(rotation[1]), forward[1], 1e-12);
+    EXPECT_NEAR(rotation[0], std::numbers::pi / 6, 1e-12);
+    EXPECT_EQ(items.target(lens), spot);
 }
 
 }  // namespace kestrel::preview
