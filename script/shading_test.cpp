@@ -63,28 +63,6 @@ void expectAlike(const char* source, const std::function<void(Script&, int)>& be
 
 }  // namespace
 
-TEST(Shading, ExecutorsAgree) {
-    for (const char* source : {
-             "process: sa { }",
-             "process: sa { sa.color[1] = sin(sa.oPos[1]) * 2; sa.luminous += sa.oPos[2]; }",
-             "var count = 0; process: sa { count++; sa.color[2] = count % 3; }",
-             "process: sa { for i = 1 to 3 do sa.color[i] = frac(sa.oPos[i] * i); }",
-             "process: sa { if (sa.oPos[1] > 5) info(\"far\"); n = 0; while (n < min(sa.oPos[1], 50)) n = n "
-             "+ 1; "
-             "sa.mirror = n; }",
-             "process: sa { switch (floor(sa.oPos[1])) { case 1: x = 1; case 2: x = 2; break; default: x = "
-             "0.5; } sa.eta = x; }",
-             "process: sa { (a, b) = f(sa.oPos[1], sa.oPos[2]); sa.diffuse = a / b; } f: x, y { if (x > y) "
-             "return x, 1; return y, 2; }",
-             "process: sa { last = kept; kept = sa.oPos[1]; if (last) sa.specular = last; }",
-             "process: sa { v = <sa.oPos[1], 1, 2>; v.y *= 3; sa.roughness = vmag(v) & 7; }",
-             "process: sa { sa.eta = 1 / (sa.oPos[1] - 2.96); x = floor(sa.oPos[1]) % 4; sa.mirror = 1 + x ? "
-             "@1, 2, 3@; }",
-             "process: sa { sa.diffuse = randu(); sa.color[1] = sa.oPos[1] > 3 ? 1 : 0.5; }",
-         })
-        expectAlike(source);
-}
-
 TEST(Shading, WhatChangesBetweenSamplesIsNoticed) {
     const char* const source =
         "var count = 0; var scale = 2; var table[4]; init { for i = 1 to 4 do table[i] = i * 0.5; } "
