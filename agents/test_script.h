@@ -60,6 +60,10 @@ protected:
         fake_ = platform::DynamicLibrary::open(FAKES "fake_full.so", reason);
     }
     ~AgentTest() override { std::filesystem::remove_all(directory_); }
+    void TearDown() override {
+        unload();
+        EXPECT_EQ(living(), 0) << "with the script the last objects end";
+    }
 
     /// The path of a library of the tests.
     static std::string library(std::string_view name) { return FAKES + std::string(name) + ".so"; }
