@@ -1,8 +1,8 @@
 #include "platform/directories.h"
 
-#include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -15,13 +15,6 @@ namespace fs = std::filesystem;
 
 class Directories : public testing::Test {
 protected:
-    void SetUp() override {
-        root_ = fs::temp_directory_path() / ("kestrel_directories_" + std::to_string(processId()));
-        fs::create_directories(root_);
-        system_ = systemPath(root_.string());
-    }
-    void TearDown() override { fs::remove_all(root_); }
-
     std::string found(const std::string& pattern) {
         std::string names;
         for (const std::string& name : matchFiles(system_ + pattern))
@@ -29,23 +22,21 @@ protected:
         return names;
     }
 
-    fs::path root_;
-    std::string system_;
+    const test::TemporaryFolder folder_;
+    const fs::path& root_ = folder_.path;
+    const std::string system_ = systemPath(root_.string());
 };
 
 TEST_F(Directories, NamesMatchWithoutRegardToCase) {
     for (const char* name : {"b.PNG", "A.png", "a.txt", ".hidden", "noDot", "aaab"})
         std::ofstream(root_ / name);
-    struct Case {
-        const char* pattern;
-        const char* names;
-    };
-    for (const Case& c :
-         {Case{"\\*.png", "A.png b.PNG"}, Case{"\\*", ". .. .hidden A.png a.txt aaab b.PNG noDot"},
-          Case{"/*.*", ". .. .hidden A.png a.txt aaab b.PNG noDot"}, Case{"\\.*", ". .. .hidden"},
-          Case{"\\?.??t", "a.txt"}, Case{"\\NODOT", "noDot"}, Case{"\\a*a*b", "aaab"}, Case{"\\a*b?", ""},
-          Case{"\\", ""}, Case{"\\none\\*", ""}, Case{"\\a.txt\\*", ""}})
-        EXPECT_EQ(found(c.pattern), c.names) << c.pattern;
+    for (const auto& [pattern, names] :
+         {std::pair{"\\*.png", "A.png b.PNG"}, std::pair{"\\*", ". .. .hidden A.png a.txt aaab b.PNG noDot"},
+          std::pair{"/*.*", ". .. .hidden A.png a.txt aaab b.PNG noDot"}, std::pair{"\\.*", ". .. .hidden"},
+          std::pair{"\\?.??t", "a.txt"}, std::pair{"\\NODOT", "noDot"}, std::pair{"\\a*a*b", "aaab"},
+          std::pair{"\\a*b?", ""}, std::pair{"\\", ""}, std::pair{"\\none\\*", ""},
+          std::pair{"\\a.txt\\*", ""}})
+        EXPECT_EQ(found(pattern), names) << pattern;
 }
 
 TEST_F(Directories, APatternOfManyStarsTakesNoTime) {

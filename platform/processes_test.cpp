@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/terminal.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -21,13 +22,7 @@ namespace fs = std::filesystem;
 
 class Processes : public testing::Test {
 protected:
-    void SetUp() override {
-        setEnvironment("COMSPEC", "/bin/sh");
-        root_ = fs::temp_directory_path() / ("kestrel processes'_" + std::to_string(processId()));
-        fs::create_directories(root_);
-        system_ = systemPath(root_.string());
-    }
-    void TearDown() override { fs::remove_all(root_); }
+    void SetUp() override { setEnvironment("COMSPEC", "/bin/sh"); }
 
     /// Exit code and output of a batch file.
     std::string batch(const std::string& text) {
@@ -37,8 +32,9 @@ protected:
         return std::to_string(code) + " " + readTextFile(system_ + "\\b.out").value_or("unreadable");
     }
 
-    fs::path root_;
-    std::string system_;
+    const test::TemporaryFolder folder_{"a folder's"};
+    const fs::path& root_ = folder_.path;
+    const std::string system_ = systemPath(root_.string());
 };
 
 using Words = std::vector<std::string>;
@@ -173,17 +169,15 @@ TEST_F(Processes, ABatchFileKeepsTheNativeLanguageAndItsOwnFewLines) {
     EXPECT_EQ(text.directory, root_.string());
     EXPECT_EQ(translateBatch("a").commands, "a\n");
 
-    struct Case {
-        std::string commands;
-        std::string outcome;
-    };
-    for (const Case& c : {Case{"echo a\necho b\n\n\n", "0 a\nb\n"},
-                          Case{"false\n\n\n", "1 "},  // that of the last command, not of what restores
-                          Case{"rem x\nexit 9\n", "9 "}, Case{"cd " + system_ + "\ntest -e b.bat\n", "0 "},
-                          Case{"cat <<E\nthe end is missing\n", "0 the end is missing\n"},
-                          Case{"set -e\nfalse\necho x\n", "1 "}, Case{"echo 'open\n", "2 "},
-                          Case{": " + std::string(300000, 'x') + "\nexit 5\n", "5 "}})
-        EXPECT_EQ(batch("@echo off\n\n" + c.commands + restore), c.outcome) << c.commands.substr(0, 80);
+    using Case = std::pair<std::string, std::string>;
+    for (const auto& [commands, outcome] :
+         {Case{"echo a\necho b\n\n\n", "0 a\nb\n"},
+          Case{"false\n\n\n", "1 "},  // that of the last command, not of what restores
+          Case{"rem x\nexit 9\n", "9 "}, Case{"cd " + system_ + "\ntest -e b.bat\n", "0 "},
+          Case{"cat <<E\nthe end is missing\n", "0 the end is missing\n"},
+          Case{"set -e\nfalse\necho x\n", "1 "}, Case{"echo 'open\n", "2 "},
+          Case{": " + std::string(300000, 'x') + "\nexit 5\n", "5 "}})
+        EXPECT_EQ(batch("@echo off\n\n" + commands + restore), outcome) << commands.substr(0, 80);
     EXPECT_EQ(runBatch(system_ + "\\none", "", nullptr), -1);
 }
 

@@ -1,6 +1,7 @@
 #include "platform/registry.h"
 
 #include "platform/environment.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -18,14 +19,9 @@ namespace fs = std::filesystem;
 
 class RegistryStore : public testing::Test {
 protected:
-    void SetUp() override {
-        root_ = fs::temp_directory_path() / ("kestrel_registry_" + std::to_string(processId()));
-        database_ = (root_ / "deep" / "registry.db").string();
-    }
-    void TearDown() override { fs::remove_all(root_); }
-
-    fs::path root_;
-    std::string database_;
+    const test::TemporaryFolder folder_;
+    const fs::path& root_ = folder_.path;
+    const std::string database_ = (root_ / "deep" / "registry.db").string();
 };
 
 constexpr Hive kUser = Hive::CurrentUser;
@@ -79,7 +75,6 @@ TEST_F(RegistryStore, ProcessesThatStoreAtOnceLoseNothing) {
 }
 
 TEST_F(RegistryStore, AStoreThatCannotBeUsedFailsCleanly) {
-    fs::create_directories(root_);
     const fs::path garbage = root_ / "garbage.db";
     std::ofstream(garbage) << std::string(5000, 'x');
     for (const std::string& path : {std::string(), root_.string(), garbage.string(),

@@ -1,5 +1,7 @@
 #include "platform/replace_file.h"
 
+#include "tests/temporary_folder.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,11 +18,7 @@ namespace fs = std::filesystem;
 
 class ReplaceFile : public ::testing::Test {
 protected:
-    void SetUp() override {
-        fs::create_directories(folder_);
-        chmod(folder_.c_str(), 0700);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
+    void SetUp() override { chmod(folder_.c_str(), 0700); }
 
     [[nodiscard]] std::string path(const char* name) const { return (folder_ / name).string(); }
     [[nodiscard]] std::string bytesOf(const char* name) const {
@@ -36,7 +34,8 @@ protected:
         return info.st_mode & 07777u;
     }
 
-    const fs::path folder_ = fs::temp_directory_path() / ("kestrel_replace_" + std::to_string(getpid()));
+    const test::TemporaryFolder made_;
+    const fs::path& folder_ = made_.path;
 };
 
 }  // namespace

@@ -2,9 +2,9 @@
 #include "builtins/builtin_table.h"
 #include "builtins/common/subjects.h"
 #include "script/test_scripts.h"
+#include "tests/temporary_folder.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -18,19 +18,6 @@ namespace kestrel::script {
 namespace {
 
 using namespace test;  // NOLINT: what the file is written in
-
-/// An empty directory of the test's own.
-class Folder {
-public:
-    Folder() : path(std::filesystem::temp_directory_path() / ("kestrel_misuse_" + std::to_string(getpid()))) {
-        std::filesystem::remove_all(path);
-        std::filesystem::create_directories(path);
-    }
-    ~Folder() { std::filesystem::remove_all(path); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    const std::filesystem::path path;
-};
 
 }  // namespace
 
@@ -135,7 +122,7 @@ TEST(Misuse, NullAndEmptyHandlesAreRefused) {
 
 TEST(Misuse, FoldersAndFilesThatAreNotThere) {
     EXPECT_THROW(Engine({.searchFolders = {""}}), std::invalid_argument);
-    const Folder folder;
+    const kestrel::test::TemporaryFolder folder;
     const std::filesystem::path old = std::filesystem::current_path();
     std::filesystem::create_directories(folder.path / "gone");
     std::filesystem::current_path(folder.path / "gone");
@@ -148,7 +135,7 @@ TEST(Misuse, FoldersAndFilesThatAreNotThere) {
 }
 
 TEST(Misuse, LinksDoNotLeadOutOfTheFolders) {
-    const Folder folder;
+    const kestrel::test::TemporaryFolder folder;
     std::filesystem::create_directories(folder.path / "in/deeper");
     std::ofstream(folder.path / "secret.ks") << "var secret = 1;\n";
     std::ofstream(folder.path / "in/deeper/part.ks") << "var part = 2;\n";
@@ -217,7 +204,7 @@ TEST(Misuse, EveryBuiltInThatReachesOutIsClosed) {
 }
 
 TEST(Misuse, AnOpenStoreKeepsValues) {
-    const Folder folder;
+    const kestrel::test::TemporaryFolder folder;
     const char* const before = getenv("XDG_DATA_HOME");
     const std::string old = before != nullptr ? before : "";
     setenv("XDG_DATA_HOME", folder.path.c_str(), 1);

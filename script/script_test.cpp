@@ -1,7 +1,7 @@
 #include "script/test_scripts.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
@@ -138,8 +138,8 @@ TEST(Script, WhatIsClosedSaysSo) {
 }
 
 TEST(Script, ComponentsStayInTheirFolders) {
-    const std::filesystem::path root =
-        std::filesystem::temp_directory_path() / ("kestrel_script_" + std::to_string(getpid()));
+    const kestrel::test::TemporaryFolder folder;
+    const std::filesystem::path& root = folder.path;
     std::filesystem::create_directories(root / "in");
     std::ofstream(root / "out.ks") << "var out = 1;\n";
     std::ofstream(root / "in/part.ks") << "var part = 2;\n";
@@ -153,7 +153,6 @@ TEST(Script, ComponentsStayInTheirFolders) {
     Compiled compiled = Engine().compileFile((root / "in/main.ks").string());
     ASSERT_TRUE(compiled);
     EXPECT_EQ(result(*compiled.script, "f"), Value(2));
-    std::filesystem::remove_all(root);
 }
 
 TEST(Script, DefineRefusesWhatCannotBe) {

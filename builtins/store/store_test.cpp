@@ -1,7 +1,6 @@
 #include "builtins/test_call.h"
 #include "engine/operations/text.h"
-
-#include <unistd.h>
+#include "tests/temporary_folder.h"
 
 #include <filesystem>
 
@@ -18,11 +17,9 @@ protected:
         ctx.services.store = &store;
         ctx.scriptFile = "C:\\my dir\\a.ks";
     }
-    ~StoreTest() override { std::filesystem::remove_all(directory); }
 
-    std::filesystem::path directory =
-        std::filesystem::temp_directory_path() / ("kestrel_store_test." + std::to_string(::getpid()));
-    platform::Registry registry{(directory / "registry.db").string()};
+    const TemporaryFolder folder;
+    platform::Registry registry{(folder.path / "registry.db").string()};
     PersistentStore store{registry};
 };
 

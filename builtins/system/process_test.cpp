@@ -3,6 +3,7 @@
 #include "platform/clock.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
+#include "tests/temporary_folder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -15,15 +16,12 @@ namespace fs = std::filesystem;
 class ProcessTest : public BuiltinTest {
 protected:
     ProcessTest() : home_(fs::current_path()) {
-        root_ = fs::temp_directory_path() / ("kestrel_process_" + std::to_string(platform::processId()));
-        fs::create_directories(root_);
         fs::current_path(root_);
         platform::setEnvironment("COMSPEC", "/bin/sh");
         platform::setEnvironment("TMP", root_.string());
     }
     ~ProcessTest() override {
         fs::current_path(home_);
-        fs::remove_all(root_);
         unsetenv("TMP");
     }
 
@@ -35,7 +33,8 @@ protected:
         return left;
     }
 
-    fs::path root_;
+    const TemporaryFolder folder_;
+    const fs::path& root_ = folder_.path;
 
 private:
     fs::path home_;

@@ -2,8 +2,8 @@
 
 #include "builtins/test_call.h"
 #include "engine/operations/storage.h"
-#include "platform/environment.h"
 #include "platform/paths.h"
+#include "tests/temporary_folder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -125,12 +125,8 @@ TEST_F(TextTest, everyArgumentErrorReportsAndYieldsOneNil) {
 }
 
 TEST_F(TextTest, localizedTexts) {
-    namespace fs = std::filesystem;
-    struct Directory {
-        fs::path path = fs::temp_directory_path() / ("kestrel_text_" + std::to_string(platform::processId()));
-        Directory() { fs::create_directories(path / "library"); }
-        ~Directory() { fs::remove_all(path); }
-    } directory;
+    const TemporaryFolder directory;
+    std::filesystem::create_directories(directory.path / "library");
     struct Components : ComponentLocator {
         bool locate(EngineContext&, std::string_view name, std::string& fullPath) override {
             asked = name;
