@@ -108,21 +108,6 @@ TEST_F(PreprocessorTest, ADefineThatFeedsOnItselfIsAnErrorWhereItIsUsed) {
         << "and so is one that does so step by step";
 }
 
-TEST_F(PreprocessorTest, InsertedLinesCountFromTwo) {
-    write("part.ks", "foo {\n x = );\n}\n");
-    EXPECT_EQ(compile("a = 1;\n#insert \"part.ks\"\n"), 2) << "not found from another directory";
-    write("main.ks", "");
-    compile("a = 1;\n#insert \"" + path("part.ks") + "\"\nmain { y = ); }\n");
-    EXPECT_EQ(collector_.texts.at(0), "E In foo, line 3, found ')' |Line: x = );");
-    EXPECT_EQ(collector_.places.at(0).line, 2) << "its true line";
-    const SourceFile& part = ctx_.program->files.at(1);
-    EXPECT_EQ(collector_.places.at(0).file, 1);
-    EXPECT_EQ(part.path, (directory_ / "part.ks").string());
-    EXPECT_EQ(part.broughtInBy.line, 2);
-    EXPECT_EQ(collector_.texts.at(1), "E In main, line 3, found ')' |Line: main { y = ); }");
-    EXPECT_EQ(collector_.places.at(1).file, 0);
-}
-
 TEST_F(PreprocessorTest, ComponentsAreLookedForByTheLocator) {
     write("part.ks", "foo { }\n");
     write("lib.ks", "bar { }\n");

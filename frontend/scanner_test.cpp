@@ -69,18 +69,6 @@ TEST_F(ScannerTest, TokensMayBeOfAnyLength) {
     EXPECT_NE(code().find(much.substr(0, 250)), std::string::npos);
 }
 
-TEST_F(ScannerTest, OpenLiteralsAndCommentsAreNamedWhereTheyOpen) {
-    EXPECT_EQ(compile("main {\n  x = \"abc;\n}\n"), 2);
-    EXPECT_EQ(collector_.texts.at(2),
-              "E In main, line 4, found '\"' unterminated string literal|Line: x = \"abc;");
-    EXPECT_EQ(collector_.places.at(2).line, 2);
-    EXPECT_EQ(collector_.places.at(2).column, 7);
-
-    EXPECT_EQ(compile("main {\n  x = 1; /* abc\n}\n"), 1);
-    EXPECT_EQ(messages(), "E File '" + path("main.ks") + "', line 2|Comment opened here is never closed\n");
-    EXPECT_EQ(collector_.places.at(0).column, 10);
-}
-
 TEST_F(ScannerTest, AnOpenCommentWaitsUntilTheWatchEndsIt) {
     write("main.ks", "main { /* abc\n");
     RunWatch watch;

@@ -147,10 +147,4 @@ TEST(Reference, MessagesAreFoundByWhatTheySay) {
     EXPECT_EQ(names("good"), "");
 }
 
-TEST(Reference, NearNamesAreSuggested) {
-    EXPECT_EQ(joined(nearNames(catalog(), "squrt")), "sqrt ");
-    EXPECT_EQ(joined(nearNames(catalog(), "strl")).substr(0, 8), "strleft ");
-    EXPECT_EQ(joined(nearNames(catalog(), "xyzzyplugh")), "");
-}
-
 }  // namespace kestrel::reference

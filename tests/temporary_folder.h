@@ -12,7 +12,8 @@ class TemporaryFolder {
 public:
     /// @param name  what a test is glad of in the folder's name
     explicit TemporaryFolder(const std::string& name = "test")
-        : path(std::filesystem::temp_directory_path() / ("kestrel_" + name + '_' + std::to_string(::getpid()))) {
+        : path(std::filesystem::temp_directory_path() /
+               ("kestrel_" + name + '_' + std::to_string(::getpid()))) {
         std::filesystem::remove_all(path);
         std::filesystem::create_directories(path);
     }
