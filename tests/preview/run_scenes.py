@@ -51,13 +51,12 @@ class Command(harness.CommandTest):
             super().write(name.replace("_", "."), content)
 
     def picture(self, *arguments):
-        status, out, err = self.run_kestrel("render", *arguments, "-o", "-", "--view", "srgb")
-        self.assertEqual(status, 0, err)
+        out, err = self.run_kestrel("render", *arguments, "-o", "-", "--view", "srgb")
         return harness.picture(out)
 
-    def objects(self, *arguments):
-        status, out, err = self.run_kestrel(*arguments, "--messages=json")
-        return status, [json.loads(line) for line in out.decode().splitlines()], err
+    def objects(self, *arguments, **options):
+        out, err = self.run_kestrel(*arguments, "--messages=json", **options)
+        return [json.loads(line) for line in out.decode().splitlines()], err
 
     def names(self):
         return sorted(path.name for path in self.folder.iterdir())
@@ -85,20 +84,17 @@ class Scenes(Command):
             with self.subTest(told):
                 if bad is not None:
                     self.write(bad_json=bad)
-                status, _, err = self.run_kestrel("render", "bad.json", "-o", "p.png", *SMALL)
-                self.assertEqual(status, 2, err)
+                _, err = self.run_kestrel("render", "bad.json", "-o", "p.png", *SMALL, status=2)
                 self.assertIn(told, err)
                 self.assertFalse((self.folder / "p.png").exists())
         for options in (["--surface", "Nothing=paint.ks"], ["--surface", "Paint"], ["--region", "40,0,9,9"],
                         ["--frames", "5-1"], ["--frames", "1-3"], ["--pixel", "48,0"]):
-            status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, *options)
-            self.assertEqual(status, 2, (options, err))
+            self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, *options, status=2)
         for output in ("paint.ks", "scene.json", "%d%d.png"):
-            status, _, err = self.run_kestrel("render", "scene.json", "-o", output, *SMALL)
-            self.assertEqual(status, 2, (output, err))
+            self.run_kestrel("render", "scene.json", "-o", output, *SMALL, status=2)
         self.assertEqual((self.folder / "paint.ks").read_text(), PAINT)
-        self.assertEqual(self.run_kestrel("render", "paint.ks")[0], 2)
-        self.assertEqual(self.run_kestrel("render", "paint.ks", "-o", "p.png", "--shape", "teapot")[0], 2)
+        self.run_kestrel("render", "paint.ks", status=2)
+        self.run_kestrel("render", "paint.ks", "-o", "p.png", "--shape", "teapot", status=2)
 
     def test_a_zero_size_light_and_a_flat_mesh_still_make_a_picture(self):
         scene = json.loads(json.dumps(SCENE))
@@ -110,8 +106,7 @@ class Scenes(Command):
     def test_shipped_scenes_render_with_their_scripts(self):
         for name in ("still_life.json", "hero.json", "tower.gltf"):
             with self.subTest(name):
-                status, objects, err = self.objects("render", str(harness.EXAMPLES / "scenes" / name), "-o", "p.png", *SMALL)
-                self.assertEqual(status, 0, (objects, err))
+                objects, err = self.objects("render", str(harness.EXAMPLES / "scenes" / name), "-o", "p.png", *SMALL)
                 self.assertGreater(objects[-1]["scriptRuns"], 100)
 
     def test_a_script_finds_light_camera_and_object_by_name(self):
@@ -125,20 +120,20 @@ class Scenes(Command):
         _, _, rows = self.picture("scene.json", *SMALL)
         self.assertEqual(tuple(rows[16][72:75]), (255, 255, 255))
         self.write(seen_ks="process: sa { s = getfirstitem(SCENE); sa.luminous = s.totalpolygons; o = sa.objID; }")
-        _, out, _ = self.run_kestrel("shade", "seen.ks", "--scene", "scene.json")
+        out, _ = self.run_kestrel("shade", "seen.ks", "--scene", "scene.json")
         self.assertEqual(json.loads(out)["sample"]["luminous"], 7)
 
     def test_used_items_are_told_unless_that_would_never_end(self):
-        def shade(names, scene):
+        def shade(names, scene, status=0):
             self.write(used_ks=f"create {{ effectedby({names}); }} process: sa {{ }}")
-            status, out, err = self.run_kestrel("shade", "used.ks", "--scene", scene, "--used-items")
-            return status, json.loads(out.decode().splitlines()[-1]).get("usedItems", "none"), err
+            out, err = self.run_kestrel("shade", "used.ks", "--scene", scene, "--used-items", status=status)
+            return json.loads(out.decode().splitlines()[-1]).get("usedItems", "none"), err
 
-        self.assertEqual(shade('"Lamp", "Camera", "Box", "Nobody"', "scene.json")[:2], (0, ["Box", "Lamp", "Eye"]))
+        self.assertEqual(shade('"Lamp", "Camera", "Box", "Nobody"', "scene.json")[0], ["Box", "Lamp", "Eye"])
         tower = str(harness.EXAMPLES / "scenes" / "tower.gltf")
-        self.assertEqual(shade('"Tower"', tower)[:2], (0, ["Tower"]))
-        status, items, err = shade('"Sun", "Joint 1"', tower)
-        self.assertEqual((status, items), (1, "none"))
+        self.assertEqual(shade('"Tower"', tower)[0], ["Tower"])
+        items, err = shade('"Sun", "Joint 1"', tower, status=1)
+        self.assertEqual(items, "none")
         self.assertIn('neither the object "Tower" nor its bone "Joint 2"', err)
 
 
@@ -148,9 +143,8 @@ class Frames(Command):
         self.write(scene_json=SCENE, paint_ks=PAINT)
 
     def test_each_frame_has_its_time_its_file_and_its_object(self):
-        status, objects, err = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--view",
+        objects, err = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--view",
                                             "srgb", *SMALL)
-        self.assertEqual(status, 0, err)
         frames = [(o["frame"], o["file"], o["result"]) for o in objects if o["kind"] == "frame"]
         self.assertEqual(frames, [(f, f"f.00{f}.png", "written") for f in (2, 4, 6)])
         for frame in (2, 4, 6):
@@ -158,16 +152,15 @@ class Frames(Command):
             self.assertEqual(rows[16][72], {2: 124, 4: 170, 6: 203}[frame])
         before = (self.folder / "f.004.png").stat().st_mtime_ns
         (self.folder / "f.006.png").unlink()
-        _, objects, _ = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--skip-existing",
+        objects, _ = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--skip-existing",
                                      *SMALL)
         self.assertEqual([o["result"] for o in objects if o["kind"] == "frame"], ["skipped", "skipped", "written"])
         self.assertEqual((self.folder / "f.004.png").stat().st_mtime_ns, before)
 
     def test_workers_make_the_same_bytes_and_a_region_is_a_part_of_the_picture(self):
         def rendered(*options):
-            status, out, err = self.run_kestrel("render", "scene.json", "-o", "-", "--size", "80x70", "--samples", "5",
+            out, err = self.run_kestrel("render", "scene.json", "-o", "-", "--size", "80x70", "--samples", "5",
                                                 *options)
-            self.assertEqual(status, 0, err)
             return out
 
         one = rendered("--jobs", "1")
@@ -180,19 +173,17 @@ class Frames(Command):
 
     def test_messages_and_failures_of_workers_arrive(self):
         self.write(paint_ks='n = 0; process: sa { if (sa.sx == 24 && sa.sy == 16) { info("bytes ", "\\x07"); x = 1 / 0; } }')
-        status, out, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2")
+        out, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2", status=1)
         self.assertIn(b"bytes", out)
         self.assertIn("paint.ks:1:", err)
         self.write(paint_ks="process: sa { var a[2]; x = a[5]; }")
-        status, _, err = self.run_kestrel("render", "scene.json", "-o", "q.png", *SMALL, "--jobs", "2")
-        self.assertEqual(status, 1)
+        _, err = self.run_kestrel("render", "scene.json", "-o", "q.png", *SMALL, "--jobs", "2", status=1)
         self.assertIn("paint.ks:1:", err)
         self.assertFalse((self.folder / "q.png").exists())
 
     def test_a_crashed_worker_ends_the_frame_with_its_tile(self):
         self.write(paint_ks='process: sa { if (sa.sx == 24) system("kill -KILL $PPID"); }')
-        status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2")
-        self.assertEqual(status, 1, err)
+        _, err = self.run_kestrel("render", "scene.json", "-o", "p.png", *SMALL, "--jobs", "2", status=1)
         self.assertRegex(err, r"a worker was ended by signal 9 at pixels \d+,\d+ to \d+,\d+")
         self.assertFalse((self.folder / "p.png").exists())
 
@@ -213,31 +204,27 @@ class Frames(Command):
 
     def test_openexr_holds_the_light_itself(self):
         for options in ([], ["--float"]):
-            status, _, err = self.run_kestrel("render", "scene.json", "-o", "p.exr", *SMALL, *options, "--exposure", "3")
-            self.assertEqual(status, 0, err)
+            self.run_kestrel("render", "scene.json", "-o", "p.exr", *SMALL, *options, "--exposure", "3")
             data = (self.folder / "p.exr").read_bytes()
             self.assertEqual(data[:4], b"\x76\x2f\x31\x01")
-        status, _, _ = self.run_kestrel("render", "scene.json", "-o", "/dev/full", *SMALL)
-        self.assertEqual(status, 2)
+        self.run_kestrel("render", "scene.json", "-o", "/dev/full", *SMALL, status=2)
 
     def test_pixel_and_bad_number_probes(self):
-        status, objects, err = self.objects("render", "scene.json", "--pixel", "24,16", *SMALL, "--frame", "3")
-        self.assertEqual(status, 0, err)
+        objects, err = self.objects("render", "scene.json", "--pixel", "24,16", *SMALL, "--frame", "3")
         sample = objects[0]
         self.assertEqual((sample["kind"], sample["surface"]), ("sample", "Paint"))
         self.assertEqual(sample["after"]["color"], [0.3, 0.5, 0.8])
         self.assertNotEqual(sample["before"]["color"], sample["after"]["color"])
         self.assertEqual((sample["before"]["sx"], sample["before"]["sy"]), (24, 16))
-        _, out, _ = self.run_kestrel("render", "scene.json", "--pixel", "24,16", *SMALL)
+        out, _ = self.run_kestrel("render", "scene.json", "--pixel", "24,16", *SMALL)
         self.assertRegex(out.decode(), r"luminous +0  ->  1")
 
         bad = "process: sa\n{\n    sa.color[1] = 1;\n    if (sa.sx > 25 && sa.sy > 10)\n        sa.diffuse = pow(10, 400);\n}\n"
         self.write(paint_ks=bad)
-        status, out, err = self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL)
-        self.assertEqual(status, 1, out)
+        out, err = self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL, status=1)
         self.assertRegex(err, r"paint\.ks:5.*pixel 26,1[1-9].*infinite number in diffuse")
         self.write(paint_ks=PAINT)
-        self.assertEqual(self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL)[0], 0)
+        self.run_kestrel("render", "scene.json", "--debug-nan", *SMALL)
 
 
 class Panels(Command):
@@ -245,19 +232,17 @@ class Panels(Command):
         super().setUp()
         self.write(rings_ks=OPTIONS)
 
-    def options(self, *arguments):
-        return self.run_kestrel("options", "rings.ks", *arguments)
+    def options(self, *arguments, **options):
+        return self.run_kestrel("options", "rings.ks", *arguments, **options)
 
     def luminous(self, *arguments):
-        status, out, err = self.run_kestrel("shade", "rings.ks", *arguments)
-        self.assertEqual(status, 0, err)
+        out, err = self.run_kestrel("shade", "rings.ks", *arguments)
         return json.loads(out)["sample"]["luminous"]
 
     def test_an_answer_is_kept_in_both_forms_and_the_picture_shows_it(self):
         self.write(answers_json=[{"ok": True, "Number": 7.5}])
         for mode in ("text", "binary"):
-            status, _, err = self.options("--panel", "answers.json", "--state", mode, "--state-mode", mode)
-            self.assertEqual(status, 0, err)
+            self.options("--panel", "answers.json", "--state", mode, "--state-mode", mode)
             self.assertEqual(self.luminous("--state", mode), 7.5)
         text = (self.folder / "text").read_text()
         self.assertRegex(text, r"^Script \\.*RINGS\.KS\n7\.5\n$")
@@ -277,33 +262,29 @@ class Panels(Command):
             with self.subTest(answers):
                 (self.folder / "state").unlink(missing_ok=True)
                 self.write(answers_json=answers)
-                status, _, err = self.options("--panel", "answers.json", "--state", "state")
-                self.assertEqual(status, expected, err)
+                _, err = self.options("--panel", "answers.json", "--state", "state", status=expected)
                 if expected:
                     self.assertIn("answers.json", err)
                     self.assertFalse((self.folder / "state").exists())
                 else:
                     self.assertEqual(self.luminous("--state", "state"), 3)
-        self.assertEqual(self.options("--state", "fresh")[0], 0)
+        self.options("--state", "fresh")
         self.assertEqual(self.luminous("--state", "fresh"), 3)
 
     def test_settings_that_are_none_are_refused(self):
         for name, data in (("empty", b""), ("short", b"\x09\0\0\0RINGS"), ("other", b"GIF89a not a state")):
             (self.folder / name).write_bytes(data)
-            status, _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", name, *SMALL)
-            self.assertEqual(status, 2, name)
+            _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", name, *SMALL, status=2)
             self.assertIn(name, err)
         self.assertFalse((self.folder / "p.png").exists())
         # Cut short behind the script's name.
         for data, place in ((b"\x09\0\0\0RINGS.KS\0\x40\xf0", "begins at byte"), (b"Script RINGS.KS\n7.", "last line")):
             (self.folder / "cut").write_bytes(data)
-            status, _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", "cut", *SMALL)
-            self.assertEqual(status, 2)
+            _, err = self.run_kestrel("render", "rings.ks", "-o", "p.png", "--state", "cut", *SMALL, status=2)
             self.assertRegex(err, f"cut: is cut short.*{place}")
 
     def test_json_messages_tell_each_panel_with_its_controls(self):
-        status, objects, _ = self.objects("options", "rings.ks")
-        self.assertEqual(status, 0)
+        objects, _ = self.objects("options", "rings.ks")
         panel = objects[0]
         self.assertEqual((panel["kind"], panel["title"]), ("panel", "Rings"))
         control = panel["controls"][0]
@@ -322,14 +303,13 @@ class Panels(Command):
         }
         process: sa { }"""
         self.write(scene_json=scene, lists_ks=script, answers_json=[{"Any": "Lamp", "Image": "Bark"}])
-        status, objects, err = self.objects("options", "lists.ks", "--scene", "scene.json", "--panel", "answers.json")
-        self.assertEqual(status, 0, err)
+        objects, err = self.objects("options", "lists.ks", "--scene", "scene.json", "--panel", "answers.json")
         self.assertEqual([c["value"] for c in objects[0]["controls"]], ["Floor", "Sky", "Bark"])
         self.assertEqual([o["line2"] for o in objects[1:]], ["Lamp", "1"])
 
     def test_the_example_answers_every_kind_of_control(self):
         script = str(harness.EXAMPLES / "options_panel.ks")
-        _, objects, _ = self.objects("options", script)
+        objects, _ = self.objects("options", script)
         panel = next(o for o in objects if o["kind"] == "panel")
         classes = {control["class"] for control in panel["controls"]}
         self.assertEqual(classes, {"EditControl", "FileControl", "NumControl", "BoolControl", "FloatControl", "FVecControl",
