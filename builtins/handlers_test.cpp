@@ -5,19 +5,6 @@ namespace kestrel::test {
 
 class HandlersTest : public BuiltinTest {};
 
-TEST_F(HandlersTest, rowsOfTheHostTakeTheirPlaces) {
-    const BuiltinHandler::Function own = [](BuiltinCall& builtin) { builtin.none(); };
-    const BuiltinEntry host[] = {{"getdir", 3, own, BuiltinFamily::Host},
-                                 {"new", 0, own, BuiltinFamily::Host}};
-    const BuiltinLibrary completed(host);
-    const auto rows = completed.table().rows();
-    ASSERT_EQ(rows.size(), library.table().rows().size() + 1);
-    EXPECT_EQ(rows.back().name, "new");
-    const BuiltinEntry* getdir = completed.table().find("getdir");
-    EXPECT_EQ(getdir->argCount, 3);
-    EXPECT_EQ(getdir[1].name, "angle");
-}
-
 TEST_F(HandlersTest, conversionsAndSizes) {
     ArrayRecord* holes = makeElements({N(1), nil(), S("x"), ValueCell::ofMark(Uninitialized)});
     expectRows({

@@ -30,15 +30,14 @@ TEST(Workers, LinesAndStatusOfEachArriveInOrderAndMemoryIsShared) {
     auto* numbers = reinterpret_cast<int*>(memory.bytes().data());
     int ours = 1;
     Workers workers;
-    ASSERT_EQ(workers.start(2,
-                            [&](std::size_t index, const WorkerChannel& channel) {
-                                numbers[index] = 10 + static_cast<int>(index);
-                                ours = 5;
-                                channel.send("first of " + std::to_string(index));
-                                channel.send(std::string(300000, 'x') + "\nend");
-                                return 3 + static_cast<int>(index);
-                            }),
-              2U);
+    const auto work = [&](std::size_t index, const WorkerChannel& channel) {
+        numbers[index] = 10 + static_cast<int>(index);
+        ours = 5;
+        channel.send("first of " + std::to_string(index));
+        channel.send(std::string(300000, 'x') + "\nend");
+        return 3 + static_cast<int>(index);
+    };
+    ASSERT_EQ(workers.start(2, work), 2U);
     std::map<std::size_t, std::vector<WorkerEvent>> byWorker;
     for (WorkerEvent& event : allEvents(workers)) byWorker[event.worker].push_back(std::move(event));
     for (const std::size_t index : {0U, 1U}) {
@@ -55,16 +54,15 @@ TEST(Workers, LinesAndStatusOfEachArriveInOrderAndMemoryIsShared) {
 
 TEST(Workers, CrashExceptionAndInterruptAreReportedAndNothingHangs) {
     Workers workers;
-    ASSERT_EQ(workers.start(3,
-                            [](std::size_t index, const WorkerChannel& channel) -> int {
-                                std::signal(SIGABRT, SIG_DFL);
-                                std::signal(SIGINT, SIG_DFL);
-                                if (index == 0) std::abort();
-                                if (index == 1) throw 7;
-                                channel.send("ready");
-                                for (;;) std::this_thread::sleep_for(milliseconds(10));
-                            }),
-              3U);
+    const auto work = [](std::size_t index, const WorkerChannel& channel) -> int {
+        std::signal(SIGABRT, SIG_DFL);
+        std::signal(SIGINT, SIG_DFL);
+        if (index == 0) std::abort();
+        if (index == 1) throw 7;
+        channel.send("ready");
+        for (;;) std::this_thread::sleep_for(milliseconds(10));
+    };
+    ASSERT_EQ(workers.start(3, work), 3U);
     std::map<std::size_t, WorkerEvent> ends;
     bool ready = false;
     for (int i = 0; workers.running() && i < 400; ++i) {
@@ -90,12 +88,11 @@ TEST(Workers, WhatAFileHasBufferedIsWrittenOnce) {
     ASSERT_NE(file, nullptr);
     std::fputs("before\n", file);
     Workers workers;
-    ASSERT_EQ(workers.start(1,
-                            [&](std::size_t, const WorkerChannel&) {
-                                std::fputs("worker\n", file);
-                                return 0;
-                            }),
-              1U);
+    const auto work = [&](std::size_t, const WorkerChannel&) {
+        std::fputs("worker\n", file);
+        return 0;
+    };
+    ASSERT_EQ(workers.start(1, work), 1U);
     (void)allEvents(workers);
     std::fputs("after\n", file);
     std::fclose(file);
