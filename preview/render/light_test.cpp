@@ -34,6 +34,20 @@ double cornerFactor(double width, double height, double distance) {
     return (a / rootA * std::atan(b / rootA) + b / rootB * std::atan(a / rootB)) / (2.0 * pi);
 }
 
+/// The light on what a ray meets, in the average of so many samples.
+Vec3 lightOn(const Scene& scene, const Ray& ray, int count) {
+    const SceneIndex index(scene);
+    const Pose pose(index, 0.0);
+    const RayCaster caster(pose);
+    Shading shading(pose, caster, {});
+    Vec3 sum;
+    for (int i = 0; i < count; ++i) {
+        shading.look(ray, PixelSampler(0, 0, i));
+        sum += shading.light(PixelSampler(0, 0, i), PixelSampler(0, 0, i)) * (1.0 / count);
+    }
+    return sum;
+}
+
 /// Light of the sky alone on a white sphere that fills the picture.
 struct WhiteSphere {
     explicit WhiteSphere(const Sky& sky) {
@@ -207,18 +221,8 @@ TEST(Light, AGlowingSurfaceLightsTheFloor) {
     scene.surfaces[0].plain.diffuse = scene.surfaces[0].plain.specular = 0.0;
     scene.surfaces[1].plain.color = {1.0, 1.0, 1.0};
     scene.surfaces[1].plain.diffuse = 1.0;
-    const SceneIndex index(scene);
-    const Pose pose(index, 0.0);
-    const RayCaster caster(pose);
-    Shading shading(pose, caster, {});
-    const Vec3 point{0.0, 0.0, -2.0};
     const Vec3 eye{0.0, 2.0, -4.0};
-    Vec3 sum;
-    constexpr int kCount = 1 << 14;
-    for (int i = 0; i < kCount; ++i) {
-        shading.look({eye, normalize(point - eye)}, PixelSampler(0, 0, i));
-        sum += shading.light(PixelSampler(0, 0, i), PixelSampler(0, 0, i)) * (1.0 / kCount);
-    }
+    const Vec3 sum = lightOn(scene, {eye, normalize(Vec3{0.0, 0.0, -2.0} - eye)}, 1 << 14);
     // A sphere that the horizon does not cut fills the share sin^2 of the half space, by the cosine of its
     // centre.
     const double expected = 1.0 / 5.0 * (1.0 / std::sqrt(5.0));
@@ -228,20 +232,10 @@ TEST(Light, AGlowingSurfaceLightsTheFloor) {
 
 TEST(Light, DissolveAndShadowBitsDecideWhatIsSeen) {
     Scene scene = makeSphereScene();
+    const Vec3 key = scene.lights.front().item.motion.position.at(0.0);
+    const Vec3 point = Vec3{0.0, 1.0, 0.0} + (Vec3{0.0, 1.0, 0.0} - key) * (1.0 / (key.y - 1.0));
     const auto shadowAt = [&] {
-        const SceneIndex index(scene);
-        const Pose pose(index, 0.0);
-        const RayCaster caster(pose);
-        Shading shading(pose, caster, {});
-        const Vec3 key = pose.lights.front().position;
-        const Vec3 point = Vec3{0.0, 1.0, 0.0} + (Vec3{0.0, 1.0, 0.0} - key) * (1.0 / (key.y - 1.0));
-        const Vec3 eye = point + Vec3{0.0, 3.0, 0.0};
-        double sum = 0.0;
-        for (int i = 0; i < 64; ++i) {
-            shading.look({eye, {0.0, -1.0, 0.0}}, PixelSampler(0, 0, i));
-            sum += shading.light(PixelSampler(0, 0, i), PixelSampler(0, 0, i)).x / 64;
-        }
-        return sum;
+        return lightOn(scene, {point + Vec3{0.0, 3.0, 0.0}, {0.0, -1.0, 0.0}}, 64).x;
     };
     const double dark = shadowAt();
     scene.meshes[0].shadows = 5;  // casts none

@@ -24,10 +24,15 @@ protected:
         ASSERT_NE(host_, nullptr) << error;
     }
 
-    /// A small picture of the scene with an effect of the test module.
-    Image picture(const std::string& effect) {
-        const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
+    /// An effect of the test module.
+    std::unique_ptr<ShaderHandle> shaderOf(const std::string& effect) {
+        std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
         EXPECT_TRUE(shader->loadScript(effect));
+        return shader;
+    }
+    /// A small picture of the scene with an effect.
+    Image picture(const std::string& effect) {
+        const std::unique_ptr<ShaderHandle> shader = shaderOf(effect);
         Shading shading(pose_, caster_, {});
         services_.setOperations(&shading);
         shader->init();
@@ -117,9 +122,8 @@ TEST_F(Preview, ScriptsAskForLightAndRays) {
 }
 
 TEST_F(Preview, ARayOfAScriptShowsOtherScriptsButNotTheOneThatRuns) {
-    const std::unique_ptr<ShaderHandle> asking = ShaderHandle::create(*host_);
-    const std::unique_ptr<ShaderHandle> other = ShaderHandle::create(*host_);
-    ASSERT_TRUE(asking->loadScript("across") && other->loadScript("color"));
+    const auto asking = shaderOf("across");
+    const auto other = shaderOf("color");
     Shading shading(pose_, caster_, {});
     services_.setOperations(&shading);
     const auto centre = [&](ShaderHandle* ground) {
@@ -136,8 +140,7 @@ TEST_F(Preview, ARayOfAScriptShowsOtherScriptsButNotTheOneThatRuns) {
 }
 
 TEST_F(Preview, NumbersThatAreNoneAreCountedAndStayInTheirPixel) {
-    const std::unique_ptr<ShaderHandle> broken = ShaderHandle::create(*host_);
-    ASSERT_TRUE(broken->loadScript("broken"));
+    const auto broken = shaderOf("broken");
     const SurfaceShader shader{broken.get(), 0};
     Shading shading(pose_, caster_, {&shader, 1});
     const std::optional<Image> image = render(pose_, shading, kSmall, {});
@@ -152,33 +155,8 @@ TEST_F(Preview, NumbersThatAreNoneAreCountedAndStayInTheirPixel) {
     EXPECT_EQ(statistics.badSamples, 0U);
 }
 
-TEST_F(Preview, ObserversSeeEverySampleBeforeAndAfterItsScript) {
-    struct Observer final : SampleObserver {
-        void beforeScript(const ShadingSample& sample, std::int32_t) override { before = sample; }
-        void afterScript(const ShadingSample& sample, std::int32_t surface) override {
-            EXPECT_EQ(surface, 0);
-            EXPECT_EQ(before.color[0], 0.8);
-            EXPECT_EQ(sample.color[0], 0.5 + 0.5 * sample.oPos[0]);
-            seenPixel = seenPixel || (sample.sx == 30 && sample.sy == 33);
-            ++count;
-        }
-        ShadingSample before{};
-        std::uint64_t count = 0;
-        bool seenPixel = false;
-    } observer;
-    const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
-    ASSERT_TRUE(shader->loadScript("color"));
-    const SurfaceShader scripted{shader.get(), shader->flags()};
-    Shading shading(pose_, caster_, {&scripted, 1});
-    shading.setObserver(&observer);
-    (void)render(pose_, shading, kSmall, {});
-    EXPECT_TRUE(observer.seenPixel);
-    EXPECT_EQ(observer.count, shading.statistics().scriptRuns);
-}
-
 TEST_F(Preview, TilesAndPassesGiveTheSamePictureToTheLastBit) {
-    const std::unique_ptr<ShaderHandle> shader = ShaderHandle::create(*host_);
-    ASSERT_TRUE(shader->loadScript("lit"));
+    const auto shader = shaderOf("lit");
     const SurfaceShader scripted{shader.get(), HXSF_COLOR};
     Shading shading(pose_, caster_, {&scripted, 1});
     services_.setOperations(&shading);
