@@ -119,6 +119,11 @@ class Client:
         top = self.frames(levels=1)[0]
         return top["name"], top["line"]
 
+    def go(self, how, reason="step"):
+        """Goes on in this way up to a pause. Returns the function and the line."""
+        self.ask(how, threadId=1)
+        return self.stopped(reason)
+
     def scope(self, name, frame=1):
         scopes = {scope["name"]: scope for scope in self.ask("scopes", frameId=frame)["scopes"]}
         return scopes[name]["variablesReference"]

@@ -107,15 +107,12 @@ class Sessions(AdapterTest):
         self.refused(client, "evaluate", "Unknown variable reference: ::nothing", expression="nothing")
 
         client.ask("setBreakpoints", source={"path": str(path)}, breakpoints=[])
-        client.ask("next", threadId=1)
-        self.assertEqual(client.stopped("step"), ("twice", LINE["return y;"]))
+        self.assertEqual(client.go("next"), ("twice", LINE["return y;"]))
         self.assertEqual(client.value("y"), "40")
-        client.ask("stepOut", threadId=1)
-        function, at = client.stopped("step")
+        function, at = client.go("stepOut")
         while at != LINE["info(string(total));"]:
             self.assertEqual(function, "main")
-            client.ask("next", threadId=1)
-            function, at = client.stopped("step")
+            function, at = client.go("next")
         client.ask("stepIn", threadId=1)
         self.assertEqual(client.output("40")["category"], "stdout")
         client.stopped("step")
@@ -146,20 +143,15 @@ class Sessions(AdapterTest):
         # A step over a call passes the breakpoint in it that does not count.
         client.ask("setBreakpoints", source={"path": str(path)},
                    breakpoints=[{"line": line, "condition": "x > 100"}, {"line": line + 1, "hitCondition": "100"}])
-        client.ask("stepOut", threadId=1)
-        client.stopped("step")
+        client.go("stepOut")
         for _ in range(2):
             while client.frames()[0]["line"] != LINE["total = twice(i);"]:
-                client.ask("next", threadId=1)
-                self.assertEqual(client.stopped("step")[0], "main")
-            client.ask("next", threadId=1)
-            self.assertEqual(client.stopped("step")[0], "main")
+                self.assertEqual(client.go("next")[0], "main")
+            self.assertEqual(client.go("next")[0], "main")
         client.ask("setBreakpoints", source={"path": str(path)}, breakpoints=[])
-        client.ask("continue", threadId=1)
-        self.assertEqual(client.stopped("function breakpoint"), ("deeper", LINE["if n > 0 then"]))
+        self.assertEqual(client.go("continue", "function breakpoint"), ("deeper", LINE["if n > 0 then"]))
         for expected in ("1", "0"):
-            client.ask("continue", threadId=1)
-            client.stopped("function breakpoint")
+            client.go("continue", "function breakpoint")
             self.assertEqual(client.value("n"), expected)
         # The variables of an outer call of the same function are out of reach, and not made up.
         self.assertEqual([s["name"] for s in client.ask("scopes", frameId=2)["scopes"]], ["Globals"])
@@ -224,8 +216,7 @@ class Sessions(AdapterTest):
             path, client = self.script(text), self.client()
             client.begin("launch", {path: [{"line": 6, "condition": "n < 0"}]}, program=str(path))
             time.sleep(0.1)
-            client.ask("pause", threadId=1)
-            client.stopped("pause")
+            client.go("pause", "pause")
             client.ask("disconnect")
         # The first line is one like others.
         path, client = self.script(text), self.client()
@@ -255,8 +246,7 @@ class Sessions(AdapterTest):
         self.assertEqual(client.stopped("breakpoint"), ("main", 9))
         client.ask("setBreakpoints", source={"path": str(path)}, breakpoints=[])
         client.ask("continue", threadId=1)
-        client.ask("pause", threadId=1)
-        client.stopped("pause")
+        client.go("pause", "pause")
         other = self.client()
         other.ask("initialize", adapterID="kestrel")
         self.refused(other, "attach", "another debugger is attached", link=link, wait=0.1)
@@ -348,6 +338,13 @@ class Sessions(AdapterTest):
 class Robustness(AdapterTest):
     ENDLESS = "process: sa { }\nmain\n{\n    n = 0;\n    while 1 do\n        n = n + 1;\n}\n"
 
+    def paused(self):
+        """A client whose script stands still in its loop, and the process of that."""
+        client = self.client()
+        client.begin("launch", program=str(self.script(self.ENDLESS)))
+        client.go("pause", "pause")
+        return client, *self.children(client.process)
+
     def test_bad_messages(self):
         client = self.client()
         self.refused(client, "threads", "initialize comes first")
@@ -394,11 +391,7 @@ class Robustness(AdapterTest):
 
     def test_an_editor_that_vanishes_takes_its_script_along(self):
         for how in ("closes", "asks to end", "is interrupted"):
-            client = self.client()
-            client.begin("launch", program=str(self.script(self.ENDLESS)))
-            client.ask("pause", threadId=1)
-            client.stopped("pause")
-            [child] = self.children(client.process)
+            client, child = self.paused()
             if how == "closes":
                 client.process.stdin.close()
             else:
@@ -408,11 +401,7 @@ class Robustness(AdapterTest):
             client.end()
 
     def test_a_server_that_is_killed_takes_its_script_along(self):
-        client = self.client()
-        client.begin("launch", program=str(self.script(self.ENDLESS)))
-        client.ask("pause", threadId=1)
-        client.stopped("pause")
-        [child] = self.children(client.process)
+        client, child = self.paused()
         client.process.kill()
         client.end()
         self.until(lambda: not lives(child), "the script runs on")
@@ -433,11 +422,8 @@ class Robustness(AdapterTest):
         self.assertEqual(client.finish(), 0)
 
     def test_a_script_that_crashes(self):
-        client = self.client()
-        client.begin("launch", program=str(self.script(self.ENDLESS)))
-        client.ask("pause", threadId=1)
-        client.stopped("pause")
-        os.kill(self.children(client.process)[0], signal.SIGKILL)
+        client, child = self.paused()
+        os.kill(child, signal.SIGKILL)
         client.output("signal 9")
         self.assertEqual(client.event("exited")["exitCode"], 128 + 9)
         client.event("terminated")
@@ -446,10 +432,7 @@ class Robustness(AdapterTest):
 
     def test_requests_wait_without_keeping_others(self):
         """A program that stands still answers nothing: what asks it waits and can be cancelled."""
-        client = self.client()
-        client.begin("launch", program=str(self.script(self.ENDLESS)), stopOnEntry=True)
-        client.stopped("entry")
-        [child] = self.children(client.process)
+        client, child = self.paused()
         os.kill(child, signal.SIGSTOP)
         try:
             waits = client.send("stackTrace", {"threadId": 1})
