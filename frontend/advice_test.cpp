@@ -1,4 +1,5 @@
-// Hints: where they appear, and where they must not.
+// Hints: where they appear, and where they must not. What is said of typical mistakes stands in
+// tests/mistakes.
 
 #include "frontend/compile_fixture.h"
 #include "frontend/foreign_names.h"
@@ -20,32 +21,15 @@ protected:
 
 TEST_F(AdviceTest, SyntaxErrorsAreExplainedByTheTokensBeforeThem) {
     expectHints({
-        {"main { x = 3; y = x-1; }", "1:20 negative-number"},
         {"main { x = 3; y = (x) -1; }", "1:23 negative-number"},
-        {"main { x = 'ab'; }", "1:12 single-quotes"},
-        {"main { float x = 1; }", "1:8 foreign-word"},
         {"main { for (int i = 1; i < 3; i++) ; }", "1:13 foreign-word"},
         {"void main { }", "1:1 foreign-word"},
-        {"main(a) { }", "1:5 parameters-in-parentheses"},
-        {"main { x = 1;\nother: a { }", "2:1 function-in-function"},
         {"main { x = 1; if (x) { x = 2; } els { x = 3; } }", ""},
-        {"main { x = 1\ny = 2; }", "1:13 missing-semicolon"},
         {"x = 1\nmain { }", "1:6 missing-semicolon"},
-        {"main { x = sin((1 + 2; }", "1:16 unclosed-bracket"},
-        {"main { x = 1; if (x) { x = 2; }", "1:6 unclosed-brace"},
-        {"main { x = 1; if x > 1 { x = 2; } }", "1:15 condition-without-brackets"},
         {"main { x = 1; if x > 1 x = 2; }", "1:15 condition-without-brackets"},
         {"main { x = 1; if (x > 1) x = 2 y = 3; }", ""},
         {"main { x = 1; while (x) && (x) { x = 2; } }", "1:15 condition-without-brackets"},
         {"main { x = 1; if (x == 1 && x = 2) x = 3; }", "1:31 assignment-in-condition"},
-        {"main { x = 1; if (x === 1) x = 2; }", "1:21 foreign-operator"},
-        {"main { x = 2 ** 3; }", "1:14 foreign-operator"},
-        {"const A = 4; main { }", "1:1 const-outside"},
-        {"main { x = f(1) } f: a { return a; }", "1:16 missing-semicolon"},
-        {"main { try { x = 1; } }", "1:8 foreign-word"},
-        {"main { x = 1; IF (x > 1) { x = 2; } }", "1:15 foreign-word"},
-        {"float half(float x) { }", "1:1 foreign-word"},
-        {"half: float x { }", "1:7 typed-parameter"},
         // Nothing is known about these.
         {"loop: a b { }", ""},
         {"main { x = 1; End = x x; }", ""},
@@ -71,10 +55,8 @@ TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
         {"main { x = count; } other { x = count; }", "1:12 never-assigned"},
         {"#strict\nvar count;\nmain { var x = count; }", "3:16 never-assigned"},
         {"main { x++; }", "1:8 never-assigned"},
-        {"main { x += 1; }", "1:8 never-assigned"},
         {"main { y = x += 1; }", "1:8 never-assigned; 1:12 never-assigned"},
         {"main { x = y = 2; x += y; }", ""},
-        {"main { x = null; }", "1:12 foreign-value"},
         {"main { null = 3; x = null; }", ""},
         {"main { x = a[1]; }", "1:12 never-assigned"},
         {"main { x = ::g; } var g;", "1:12 never-assigned"},
@@ -99,14 +81,10 @@ TEST_F(AdviceTest, NamesThatNothingGivesAValueAreToldOnce) {
 
 TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
     expectHints({
-        {"main { x = sin(1, 2); }", "1:12 argument-count"},
         {"main { f(1); } f: a, b { x = a + b; }", "1:8 argument-count"},
         {"main { f(two()); f(1, 2, 3); } f: a, b { x = a + b; } two { return 1, 2; }", "1:18 argument-count"},
-        {"main { x = sine(1); }", "1:12 unknown-function"},
         {"main { x = clamp(1, 2, 3); y = xyzzyplugh(1); }", "1:12 foreign-function"},
-        {"main { x = BoneInfo(1); }", "1:12 not-available"},
         {"clamp: x { return x; } main { y = clamp(1); }", ""},
-        {"main { x = 1; if (x = 2) y = x; }", "1:21 assignment-in-condition"},
         {"main { x = 3; while (x = x - 1) y = x; var m[2, 2]; m[2, 0] = x; }", ""},
         {"main { x = 1; while (x = f()) y = x; if (x == 2) y = 1; } f { return 0; }", ""},
         {"main { x = 1; x == 2; if (x) x < 3; }",
@@ -115,10 +93,6 @@ TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
         {"main { x = <1, 2, 3>; y = x[0]; z = x.r; x.sorta(); }",
          "1:27 index-from-zero; 1:39 unknown-member; 1:44 unknown-method"},
         {"main { x = <1, 2, 3>; y = x.x; z = x.isNil(); var a[2]; a[2] = 0; }", ""},
-        {"declare record R { a; } main { r = R(1); x = r.a; y = r->aa; }",
-         "1:48 record-member; 1:58 unknown-field"},
-        {"#include \"x\"\n", "1:1 foreign-directive"},
-        {"#strickt\n", "1:1 unknown-directive"},
         {"# A remark.\n", "1:1 foreign-directive"},
     });
 }
@@ -126,15 +100,12 @@ TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
 TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
     expectHints({
         {"#define x 5\nmain { a = max(1); b = exit(1); }", "2:12 define-in-word"},
-        {"#define n 3\nmain { return 1; }", "2:8 define-in-word"},
         {"#define i 1\nmain { while (a < 3) { a = 4; } }", "2:8 define-in-word"},
         {"#define x 3\nmain { xval = 3; y = xval; }", "2:9 define-in-word"},
         {"#define A 3\nmain { y = INSTANCE; }", "2:12 define-in-word"},
         {"#define o 0\nprocess { x = 3 -2; }", "2:17 negative-number; 2:1 define-in-word"},
         {"#define sin sn\nmain { y = sin(1); }", "2:12 define-of-name"},
-        {"#define F 5;\nmain { y = F; }", "2:12 define-text"},
         {"#define F = 5\nmain { y = F; }", "2:12 define-text"},
-        {"#define F 5 // five\nmain { y = F;\nx = y; }", "2:12 define-text"},
         // The define is not to blame, or nothing is wrong.
         {"#define x 5\nmain { max = 1; y = max; return y; }", ""},
         {"#define x 5\nmain { y = max\nz = y; }", "2:15 missing-semicolon"},
@@ -147,54 +118,38 @@ TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
     const std::string spaces(496, ' ');
     expectHints({
         // Numbers.
-        {"main { x = 0.5f; }", "1:12 number-form"},
         {"main { x = 1.; y = 2. + x; }", "1:12 number-form; 1:20 number-form"},
-        {"main { x = 0x1F; }", "1:12 number-form"},
-        {"main { x = 1e-3; }", "1:12 number-form"},
         {"main { x = 1_000; }", "1:12 number-form"},
         {"main { x = 2x; y = 0xyz; z = 1e; }", ""},
         {"main { x = 1.5e-3 + .5 + -.5E+2; }", ""},
         // Lists and loops.
-        {"main { a = [1, 2]; }", "1:12 list-in-brackets"},
-        {"main { a = (1, 0.5, 0); }", "1:10 several-values"},
         {"main { (a, b) = (1, 2); c = (3); d = a + b + c; }", ""},
-        {"main { for (var i = 1; i < 3; i++) { } }", "1:13 for-head"},
         {"main { for i in a { } }", "1:14 for-head"},
-        {"main { for i = 1 to 3 { } }", "1:23 for-head"},
         {"main { y = 1; x = not y; }", "1:19 foreign-word"},
         {"main { new = 3 4; }", ""},
         {"main { x = new Ball(); }", "1:12 foreign-word"},
         {"from \"x\" import y;", "1:1 foreign-word"},
         // Heads, braces and semicolons.
         {"half a { return a / 2; }", "1:6 missing-colon"},
-        {"half a, b\n{ return a / 2; }", "1:6 missing-colon"},
         {"half a b { return a / 2; }", ""},
         {"half a = 3;", ""},
         {"main { } }", "1:10 stray-brace"},
         {"main { };", "1:9 empty-statement"},
         {"main { x = 1; if (x) { x = 2; }; while (x) ; }", "1:32 empty-statement; 1:44 empty-statement"},
-        {"f: a { return (a + 1) / 2; }", "1:8 return-in-brackets"},
         {"f: a { return (a + 1) a; }", ""},
         {"sin: x, y { return x + y; }", "1:1 like-builtin"},
         {"sin: x { return x; }", ""},
-        {"f { return 1; } g { return 2; }\nf { return 3; }", "2:1 function-twice"},
         {"process: sa, b { sa = b; }", "1:1 process-parameters"},
         // Characters.
-        {"main { x = \xE2\x80\x9C"
-         "a\xE2\x80\x9D; }",
-         "1:12 foreign-character"},
         {"main { x = \"\xE2\x80\x9C\"; } // \xC3\xA4\n", ""},
-        {"\xEF\xBB\xBFmain { }", "1:1 foreign-character"},
         {std::string("\xFF\xFEm\0a\0", 6), "1:1 foreign-character"},
         {std::string("\0m\0a\0i\0n", 8), "1:1 foreign-character"},
         {std::string("\0\0\0\1", 4), ""},
         {"// One line.\rmain {\r}", "1:1 foreign-character"},
         {"main {\r  x = 1;\r}", "1:1 foreign-character"},
         {"main {\n  x = 1;\r  x = 2;\n}", "2:9 foreign-character"},
-        {"main {\n  # A remark.\n}", "2:3 foreign-character"},
         // Lines that are cut after 510 characters.
         {"main { " + spaces + "x = longer; }", "1:508 line-too-long"},
-        {"main { // " + spaces + " and so on it goes\n}", "1:8 line-too-long"},
         {"main { " + spaces + "  x = 1 2; }", ""},
     });
 }
