@@ -139,3 +139,11 @@ def report(failures, count):
         print(f"FAILED {name}\n{text}\n")
     print(f"{count - len(failures)} of {count} passed")
     sys.exit(1 if failures else 0)
+
+
+def run_files(description, suffix, check):
+    """Checks files: check(path, args) says what is wrong with one, or None."""
+    args = arguments(description)
+    files = find(args.tests, suffix)
+    results = [(path, check(path.resolve(), args)) for path in files]
+    report([(path, text) for path, text in results if text is not None], len(files))

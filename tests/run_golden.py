@@ -82,11 +82,4 @@ def check(path, args):
                      for name, lines in actual.items() if expected.get(name) != lines)
 
 
-def main():
-    args = harness.arguments(__doc__)
-    files = harness.find(args.tests, ".txt")
-    results = [(path, check(path, args)) for path in files]
-    harness.report([(path, text) for path, text in results if text is not None], len(files))
-
-
-main()
+harness.run_files(__doc__, ".txt", check)

@@ -102,11 +102,4 @@ def check(path, args):
     return "\n".join(failures) or None
 
 
-def main():
-    args = harness.arguments(__doc__)
-    files = harness.find(args.tests, ".ks")
-    results = [(path, check(path.resolve(), args)) for path in files]
-    harness.report([(path, text) for path, text in results if text is not None], len(files))
-
-
-main()
+harness.run_files(__doc__, ".ks", check)

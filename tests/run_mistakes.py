@@ -75,11 +75,4 @@ def check(path, args):
     return "\n".join(wrong for _, wrong in results if wrong) or harness.difference(wanted, lines) or None
 
 
-def main():
-    args = harness.arguments(__doc__)
-    files = harness.find(args.tests, ".ks")
-    results = [(path, check(path, args)) for path in files]
-    harness.report([(path, text) for path, text in results if text is not None], len(files))
-
-
-main()
+harness.run_files(__doc__, ".ks", check)

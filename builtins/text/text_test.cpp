@@ -74,18 +74,6 @@ TEST_F(TextTest, cuts) {
     });
 }
 
-TEST_F(TextTest, arraysGrow) {
-    ArrayRecord* array = makeElements({N(1), S("two"), ValueCell::ofMark(Uninitialized)});
-    // An element's own text, and the whole array, while the array moves.
-    EXPECT_EQ(call("append", {A(array), load(array->elements[1])}), "");
-    EXPECT_EQ(call("append", {A(array), A(array)}), "");
-    std::string left;
-    for (const ValueCell& element : array->elements) left += show(element) + " ";
-    EXPECT_EQ(left, "1 'two' type 0 'two' 1 'two' type 0 'two' ");
-    EXPECT_EQ(array->dims[0], 8);
-    EXPECT_NE(array->elements[1].text, array->elements[5].text);  // each owns its own
-}
-
 TEST_F(TextTest, everyArgumentErrorReportsAndYieldsOneNil) {
     const std::int64_t sizes[] = {2, 2};
     Variable names[3];
