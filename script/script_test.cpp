@@ -169,6 +169,7 @@ TEST(Script, DefineRefusesWhatCannotBe) {
     EXPECT_EQ(said(script.diagnostics()), "call-argument-count");
     engine.define("later", 0, nothing);
     EXPECT_FALSE(engine.compile("f { return nowhere(); }"));
+    EXPECT_FALSE(engine.compile("f { return ::missing; }"));
     EXPECT_TRUE(script.call("f"));  // keeps the functions that it was compiled with
 }
 

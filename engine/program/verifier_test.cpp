@@ -2,6 +2,7 @@
 
 #include "engine/program/node_modes.h"
 #include "engine/run/entry.h"
+#include "engine/run/prepare.h"
 #include "engine/test_support.h"
 
 #include <algorithm>
@@ -120,6 +121,15 @@ TEST_F(StackVerifier, AbortsARunWhoseInstructionDoesSomethingElse) {
                  "OP_INTEGER at node 0.*leaves 1, but finds 0 cells and has left 0");
     nodes_[0]->exec = OP_NIL;  // one cell, but of another kind
     EXPECT_DEATH(run(ctx, nodes_[0], nullptr), "OP_INTEGER at node 0.*a cell of another kind");
+}
+
+TEST_F(StackVerifier, LinksCodeOnce) {
+    code({{OP_INTEGER}, {OP_ENDSTMT}});
+    ctx.program->linked = false;
+    linkProgram(ctx);
+    const auto linked = nodes_[0]->exec++;
+    linkProgram(ctx);
+    EXPECT_EQ(nodes_[0]->exec, linked + 1) << "what a run has changed since stays";
 }
 
 TEST(StackEffects, AddUp) {
