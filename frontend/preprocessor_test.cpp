@@ -13,21 +13,6 @@ protected:
     [[nodiscard]] std::string directiveMessage(int line, const std::string& text) const {
         return "E File '" + path("main.ks") + "', line " + std::to_string(line) + '|' + text;
     }
-
-    /// Finds every component in the test's directory, wherever the script says it is.
-    class OneDirectory : public ComponentLocator {
-    public:
-        explicit OneDirectory(const PreprocessorTest& test) : test_(test) {}
-        bool locate(EngineContext&, std::string_view name, std::string& fullPath) override {
-            asked.emplace_back(name);
-            fullPath = test_.path(platform::baseName(name));
-            return true;
-        }
-        std::vector<std::string> asked;
-
-    private:
-        const PreprocessorTest& test_;
-    };
 };
 
 TEST_F(PreprocessorTest, DirectivesSetTheirOptions) {
@@ -106,23 +91,6 @@ TEST_F(PreprocessorTest, ADefineThatFeedsOnItselfIsAnErrorWhereItIsUsed) {
     EXPECT_EQ(messages().find("never finishes"), std::string::npos) << "only long";
     EXPECT_EQ(compile("#define ab bbaa\nmain { aaaabbbb; }\n"), 2)
         << "and so is one that does so step by step";
-}
-
-TEST_F(PreprocessorTest, ComponentsAreLookedForByTheLocator) {
-    write("part.ks", "foo { }\n");
-    write("lib.ks", "bar { }\n");
-    OneDirectory locator(*this);
-    ctx_.services.locator = &locator;
-    // The library is found beside the main script, the insert by the locator under the name as written.
-    EXPECT_EQ(
-        compile(
-            "#insert sub/part.ks\nlibrary \"lib.ks\";\nlibrary \"far\\\\lib.ks\";\nmain { foo(); bar(); }\n"),
-        0)
-        << messages();
-    EXPECT_EQ(locator.asked, (std::vector<std::string>{"sub\\part.ks", "far\\lib.ks"}));
-    ASSERT_EQ(ctx_.program->files.size(), 4U);
-    EXPECT_EQ(ctx_.program->files[1].path, (directory_ / "part.ks").string());
-    EXPECT_EQ(ctx_.program->files[3].broughtInBy.line, 2);
 }
 
 TEST_F(PreprocessorTest, MissingAndEndlessInsertsAreErrors) {

@@ -205,8 +205,6 @@ TEST(Misuse, EveryBuiltInThatReachesOutIsClosed) {
 
 TEST(Misuse, AnOpenStoreKeepsValues) {
     const kestrel::test::TemporaryFolder folder;
-    const char* const before = getenv("XDG_DATA_HOME");
-    const std::string old = before != nullptr ? before : "";
     setenv("XDG_DATA_HOME", folder.path.c_str(), 1);
     const char* const source = "keep: x { store(\"key\", x); } find { return recall(\"key\", \"nothing\"); }";
     {
@@ -220,10 +218,7 @@ TEST(Misuse, AnOpenStoreKeepsValues) {
     Script script = scriptOf(later, source);
     EXPECT_EQ(result(script, "find"), Value(Vector{1, 2, 3}));
     EXPECT_TRUE(std::filesystem::exists(folder.path / "kestrel/registry.db"));
-    if (before != nullptr)
-        setenv("XDG_DATA_HOME", old.c_str(), 1);
-    else
-        unsetenv("XDG_DATA_HOME");
+    unsetenv("XDG_DATA_HOME");
 }
 
 }  // namespace kestrel::script

@@ -64,7 +64,7 @@ class Debugging(DebugTest):
 
     def test_what_people_see(self):
         out, err = self.debug("--run", self.script(MAIN), "--script",
-                                      "b twice; c; bt; p; set x = 21; finish; n; status; messages; c")
+                              "b twice; c; bt; p; set x = 21; finish; n; status; messages; c")
         self.assertEqual(out, """main(), script.ks:9
 9\t    i = 1;
 Breakpoint 1: twice, script.ks:4
@@ -115,14 +115,8 @@ The script's program has ended with status 0.
     def test_pixels(self):
         shader = self.script("n = 0;\nprocess: s\n{\n    n = n + 1;\n    s.diffuse = n;\n}\n", "pixels.ks")
         shown = self.objects("--run", shader, "--as", "shade", "--script",
-                                        "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
+                             "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
         self.assertEqual([entry["value"] for entry in shown if entry.get("kind") == "value"], [6])
-        picture = self.folder / "out.png"
-        shown = self.objects("--run", shader, "--as", "render", "--script",
-                                        "break pixel 8 8 3; continue; where; continue", "--",
-                                        "--size", "16x16", "--samples", "4", "-o", picture, "--jobs", "2")
-        self.assertEqual([e["reason"] for e in shown if e.get("kind") == "stopped"], ["entry", "breakpoint"])
-        self.assertTrue(os.path.exists(picture))
 
     def test_attaching_by_the_name_of_the_pragma(self):
         link = f"attach test {os.getpid()}"

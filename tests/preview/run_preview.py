@@ -38,7 +38,7 @@ class Command(harness.CommandTest):
 
     def render(self, script, *options):
         out, err = self.run_command("render", script, "-o", "-", "--size", "64x64", "--samples", "1", "--shape",
-                                            "sphere", "--view", "srgb", *options)
+                                    "sphere", "--view", "srgb", *options)
         return pixels(out)
 
 
@@ -61,7 +61,7 @@ class Shade(Command):
             flags { info("flags"); return COLOR; }   process: sa { info("process ", sa.sx); }
             cleanup { info("cleanup"); }   destroy { info("destroy"); }"""
         out, _ = self.run_command("shade", script, "--frame", "6", "--time", "0.5", "--set", "sx=9",
-                                          "--messages=json")
+                                  "--messages=json")
         lines = [json.loads(line) for line in out.decode().splitlines()]
         self.assertEqual([line["line2"] for line in lines[:-1]],
                          ["create", "init", "6 0.5", "flags", "process 9", "cleanup", "destroy"])

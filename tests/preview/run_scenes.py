@@ -144,7 +144,7 @@ class Frames(Command):
 
     def test_each_frame_has_its_time_its_file_and_its_object(self):
         objects, err = self.objects("render", "scene.json", "--frames", "2-6:2", "-o", "f.%03d.png", "--view",
-                                            "srgb", *SMALL)
+                                    "srgb", *SMALL)
         frames = [(o["frame"], o["file"], o["result"]) for o in objects if o["kind"] == "frame"]
         self.assertEqual(frames, [(f, f"f.00{f}.png", "written") for f in (2, 4, 6)])
         for frame in (2, 4, 6):
@@ -160,7 +160,7 @@ class Frames(Command):
     def test_workers_make_the_same_bytes_and_a_region_is_a_part_of_the_picture(self):
         def rendered(*options):
             out, err = self.run_kestrel("render", "scene.json", "-o", "-", "--size", "80x70", "--samples", "5",
-                                                *options)
+                                        *options)
             return out
 
         one = rendered("--jobs", "1")
