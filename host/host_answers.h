@@ -10,9 +10,9 @@
 
 namespace kestrel {
 
-/// Code that leaves a sample to the interpreter may have asked the host before. The interpreter shades the sample
-/// from its beginning, and is given the same answers: the host is asked once, in the same order, and a ray costs
-/// more than all the rest.
+/// Code that leaves a sample to the interpreter may have asked the host before. The interpreter shades the
+/// sample from its beginning, and is given the same answers: the host is asked once, in the same order, and a
+/// ray costs more than all the rest.
 class HostAnswers {
 public:
     using Answer = std::array<double, 4>;

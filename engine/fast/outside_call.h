@@ -15,7 +15,8 @@ struct OutsideCall {
     std::array<double, 6> given{};
     std::array<double, 4> answer{};
 
-    /// @return 1; 0: the code has to leave. A host whose operation throws is asked by the interpreter once more,
+    /// @return 1; 0: the code has to leave. A host whose operation throws is asked by the interpreter once
+    /// more,
     ///         where there is somebody to catch it.
     static std::int64_t run(OutsideCall* call, void* record) noexcept {
         try {

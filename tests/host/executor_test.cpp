@@ -1,0 +1,164 @@
+// What a host can do between samples, and from inside of them, to a script that is shaded by code: all executors
+// must look the same to it.
+#include "tests/host/fake_host.h"
+
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace kestrel::test {
+namespace {
+
+Lines* told = nullptr;  // operations of a sample are plain functions
+std::function<void(int)> duringTrace;
+int rays = 0;
+
+double trace(const double* point, const double* direction, double* color) {
+    told->push_back("ray " + std::to_string(point[0]) + " " + std::to_string(direction[2]));
+    if (duringTrace) duringTrace(++rays);
+    color[0] = 0.25;
+    return 2.5;
+}
+
+class Executors : public testing::Test {
+protected:
+    using Scenario = std::function<void(FakeHost&, HxInstance)>;
+
+    ~Executors() override {
+        duringTrace = nullptr;
+        unsetenv("KESTREL_EXECUTOR");
+    }
+
+    static ShadingSample sampleAt(int x) {
+        ShadingSample sample{};
+        sample.sx = x;
+        sample.eta = 1.0;
+        sample.rayTrace = trace;
+        return sample;
+    }
+
+    static void evaluate(FakeHost& host, HxInstance instance, ShadingSample sample) {
+        host.handler.evaluate(instance, &sample);
+        told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror));
+    }
+
+    /// What a script and its host see of a scenario that begins when code shades the script's samples.
+    static Lines life(const char* executor, const char* script, const Scenario& scenario) {
+        setenv("KESTREL_EXECUTOR", executor, 1);
+        Lines lines;
+        told = &lines;
+        duringTrace = nullptr;
+        FakeHost host;
+        const HxInstance instance = host.createWith(script);
+        for (int i = 1; i <= 3; ++i) evaluate(host, instance, sampleAt(i));
+        KestrelShading shading{};
+        EXPECT_EQ(host.module().shading(instance, &shading), 1);
+        EXPECT_EQ(shading.shaded, executor == std::string("definition") ? 0u : 2u) << executor;
+        rays = 0;
+        scenario(host, instance);
+        for (const std::string& message : host.said()) lines.push_back(message);
+        return lines;
+    }
+
+    static void compare(const char* script, const Scenario& scenario) {
+        SCOPED_TRACE(script);
+        const Lines expected = life("definition", script, scenario);
+        EXPECT_GT(expected.size(), 3u);
+        for (const char* executor : {"threaded", "native"})
+            EXPECT_EQ(life(executor, script, scenario), expected) << executor;
+    }
+};
+
+TEST_F(Executors, APanelAnywhereKeepsSamplesAway) {
+    compare("process: sa { sa.eta = sa.sx; }", [](FakeHost& host, HxInstance instance) {
+        const HxInstance other =
+            host.createWith("options { reqbegin(\"p\"); reqpost(); reqend(); }", "other.ks");
+        host.panels.answer = [&](FakePanel&) {
+            evaluate(host, instance, sampleAt(7));
+            return 1;
+        };
+        host.edit(other);
+        EXPECT_EQ(told->back().substr(0, 1), "1");
+        evaluate(host, instance, sampleAt(8));
+        EXPECT_EQ(told->back().substr(0, 1), "8");
+    });
+}
+
+TEST_F(Executors, ARunThatIsToEndEndsAtACallOrLoop) {
+    for (const char* script :
+         {"process: sa { sa.eta = sa.sx; }", "process: sa { sa.eta = abs(sa.sx); }",
+          "process: sa { if (sa.sx > 8) sa.eta = f(2); }\nf: x { return x; }",
+          "process: sa { for i = 1 to 2 do { sa.eta += i; } }",
+          "process: sa { (d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 1>);\nsa.eta = d; }"})
+        compare(script, [](FakeHost& host, HxInstance instance) {
+            host.module().watch->requested = 1;
+            for (const int x : {8, 9}) {
+                evaluate(host, instance, sampleAt(x));
+                told->push_back(std::to_string(host.module().aborted(instance)) + " " +
+                                std::to_string(host.module().watch->line));
+            }
+            host.module().watch->requested = 0;
+            evaluate(host, instance, sampleAt(10));
+            host.handler.init(instance);
+            evaluate(host, instance, sampleAt(11));
+        });
+}
+
+/// Two rays, what the sample has behind them, and a report of some samples.
+const char* const kRays = "shaded = 0;\n"
+                          "process: sa {\n"
+                          "(d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 2>);\n"
+                          "if (sa.sx == 7) info(\"seven \", d);\n"
+                          "(e, r, g, b) = raytrace(<d, 0, 0>, <0, 1, 1>);\n"
+                          "::shaded++;\n"
+                          "sa.eta = r + sa.eta * sa.sy; sa.mirror = ::shaded * e; }\n"
+                          "destroy { info(\"destroyed \", ::shaded); }";
+
+TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
+    compare(kRays, [](FakeHost& host, HxInstance instance) {
+        for (const int x : {4, 7, 8}) evaluate(host, instance, sampleAt(x));
+        ShadingSample blind = sampleAt(9);
+        blind.rayTrace = nullptr;
+        evaluate(host, instance, blind);
+    });
+    // More than anybody keeps answers of.
+    compare("process: sa { for i = 1 to 20 * sa.sx do { (d, r, g, b) = raytrace(<i, 0, 0>, <0, 0, 1>); }\n"
+            "sa.eta = d * sa.sx; }",
+            [](FakeHost& host, HxInstance instance) { evaluate(host, instance, sampleAt(9)); });
+}
+
+TEST_F(Executors, ARayMayChangeTheSampleCallBackAndEndTheInstance) {
+    for (const bool second : {false, true}) {
+        compare(kRays, [second](FakeHost& host, HxInstance instance) {
+            ShadingSample sample = sampleAt(4);
+            duringTrace = [&](int ray) {
+                if (ray != (second ? 2 : 1)) return;
+                sample.eta = 5.0;
+                sample.sy = 3;
+                evaluate(host, instance, sampleAt(6));  // at work: nothing happens
+            };
+            host.handler.evaluate(instance, &sample);
+            told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror));
+            ShadingSample last = sampleAt(5);
+            HxInstance victim = instance;
+            duringTrace = [&](int) {
+                if (victim != nullptr) host.destroy(std::exchange(victim, nullptr));
+            };
+            host.handler.evaluate(instance, &last);
+            told->push_back(std::to_string(last.eta) + " " + std::to_string(last.mirror));
+        });
+        compare(kRays, [second](FakeHost& host, HxInstance instance) {
+            duringTrace = [&](int ray) {
+                if (ray == (second ? 2 : 1)) host.module().watch->requested = 1;
+            };
+            evaluate(host, instance, sampleAt(4));
+            // Where it ends may differ: the interpreter begins anew, and looks behind the first ray.
+            told->push_back(std::to_string(host.module().aborted(instance)));
+            host.module().watch->requested = 0;
+        });
+    }
+}
+
+}  // namespace
+}  // namespace kestrel::test
