@@ -7,8 +7,8 @@ set(KESTREL_MODULE_DIR ${CMAKE_INSTALL_LIBDIR}/kestrel)
 set(KESTREL_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/kestrel)
 set(KESTREL_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kestrel)
 
-# The two public headers lie in folders of their own, as here, so that sources of examples compile in both places.
-install(FILES host/host_interface.h DESTINATION ${KESTREL_INCLUDE_DIR}/host)
+# The public headers lie in folders of their own, as here, so that sources of examples compile in both places.
+install(FILES host/host_interface.h host/module_extension.h DESTINATION ${KESTREL_INCLUDE_DIR}/host)
 install(FILES sdk/kestrel_agent.h DESTINATION ${KESTREL_INCLUDE_DIR}/sdk)
 foreach(HEADERS host agent)
     add_library(kestrel_${HEADERS}_headers INTERFACE)

@@ -2,6 +2,7 @@
 // that the host calls.
 #include "host/evaluate.h"
 #include "host/host_interface.h"
+#include "host/module_extension.h"
 #include "host/plugin_state.h"
 #include "host/state_io.h"
 #include "host/used_items.h"

@@ -1,8 +1,8 @@
 // How the samples of a script are shaded: for people who want it faster.
 #pragma once
 
-#include "host/host_interface.h"
 #include "host/loaded_script.h"
+#include "host/module_extension.h"
 
 #include <string>
 #include <vector>

@@ -25,7 +25,8 @@ DRAWN_ROOMS = ("engine", "builtins")
 WITH_ROOMS = DRAWN_ROOMS + ("preview",)  # the rooms of the preview are checked only: the picture shows what is below
 TABLE = "table"  # the room of the files that lie in such a folder itself: on top of the others
 INTERFACE = "host/host_interface.h"
-PUBLIC = {INTERFACE, "script/sample_members.def"}  # what the header and the table beside it say, every host may know
+EXTENSION = "host/module_extension.h"
+PUBLIC = {INTERFACE, EXTENSION, "script/sample_members.def"}  # every host may know it
 DOORS = {"preview": PUBLIC, "cli": PUBLIC | {"host/script_session.h"}}  # all that they see of host/
 
 SOURCE = re.compile(r"\.(h|c|cpp|y|l|def)$")
@@ -98,8 +99,8 @@ def read_rooms(folder):
 
 def unit_of(name):
     """The box of the picture in which a source lies: a folder, a room (`engine/values`), or the interface."""
-    if name == INTERFACE:
-        return name
+    if name in (INTERFACE, EXTENSION):
+        return INTERFACE
     parts = name.split("/")
     return f"{parts[0]}/{room_of(name)}" if parts[0] in DRAWN_ROOMS else parts[0]
 

@@ -1,7 +1,7 @@
 // Loads the plug-in module and talks to its two servers.
 #pragma once
 
-#include "host/host_interface.h"
+#include "host/module_extension.h"
 #include "platform/dynamic_library.h"
 
 #include <memory>

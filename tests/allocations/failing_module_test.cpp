@@ -1,5 +1,5 @@
 // Every allocation of a module's life fails once: the host lives on, nothing is lost, and the next try works.
-#include "host/host_interface.h"
+#include "host/module_extension.h"
 #include "tests/allocations/allocator.h"
 
 #include <dlfcn.h>

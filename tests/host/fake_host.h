@@ -1,7 +1,7 @@
 // A host for tests: loads the module, answers its lookups, records what it shows.
 #pragma once
 
-#include "host/host_interface.h"
+#include "host/module_extension.h"
 #include "tests/host/fake_panels.h"
 #include "tests/host/fake_scene.h"
 
