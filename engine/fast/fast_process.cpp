@@ -1,5 +1,7 @@
 #include "engine/fast/fast_process.h"
 
+#include "engine/fast/batch_flow.h"
+
 #include <algorithm>
 #include <cfenv>
 #include <iterator>
@@ -45,7 +47,7 @@ void FastProcess::reset() {
     exits_.clear();
     firstExit_ = 0;
     counts_ = {};
-    batches_ = false;
+    batches_ = batchable_ = false;
     stage_ = Stage::New;
 }
 
@@ -135,7 +137,8 @@ void FastProcess::install(const Code& code) {
     if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
         code.instructions.size() <= kMostNative)
         native_ = NativeCode::make(code, *ctx_.services.codeMemory);
-    if (native_ != nullptr && batches_ && code.instructions.size() <= kMostBatched)
+    batchable_ = native_ != nullptr && code.instructions.size() <= kMostBatched && independent(code);
+    if (batchable_ && batches_)
         batch_ = BatchCode::make(code, *ctx_.services.codeMemory, ctx_.services.batchLanes);
     if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
 }

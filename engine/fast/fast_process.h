@@ -54,6 +54,11 @@ public:
     /// is asked for is when it is made, with the next sample.
     /// @return null: samples have to be shaded one by one
     [[nodiscard]] BatchCode* batch();
+    /// Code for groups has been asked for, or it may be possible and the script has shaded so many samples
+    /// that making it, which takes some milliseconds, is likely to pay.
+    [[nodiscard]] bool batchPays() const noexcept {
+        return batches_ || (batchable_ && counts().shaded >= kBatchPays);
+    }
     /// After a run of it.
     /// @param shaded  samples
     /// @param left    those of the group that has left; 0: none has
@@ -78,6 +83,8 @@ public:
 
 private:
     enum class Stage : std::uint8_t { New, Seen, Ready, Off };
+    /// About so many samples are shaded one by one in the time in which code for groups of them is made.
+    static constexpr std::uint64_t kBatchPays = 65'536;
 
     /// Nothing of the script runs, nobody watches it, and it is not to end.
     [[nodiscard]] bool idle() const noexcept {
@@ -97,7 +104,8 @@ private:
     std::size_t firstExit_ = 0;               ///< of the code at hand, in exits_
     std::vector<ExitCount> exits_;
     std::unique_ptr<BatchCode> batch_;
-    bool batches_ = false;  ///< somebody wants them
+    bool batches_ = false;    ///< somebody wants them
+    bool batchable_ = false;  ///< code for groups can be made of the code at hand, as far as one can tell
     Stage stage_ = Stage::New;
     Counts counts_;
     std::unique_ptr<UndoLog> undo_;                   ///< the code's, where it writes in the middle
