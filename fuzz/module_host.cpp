@@ -6,6 +6,7 @@
 #include "host/plugin_state.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 extern "C" KestrelModule _mod_descrip;  // linked into this program instead of loaded
@@ -232,7 +233,11 @@ void FuzzedHost::evaluate(HxInstance instance) {
         std::fill_n(vector, 3, data.number());
     sample.illuminate = data.rarely(8) ? nullptr : illuminate;
     sample.rayTrace = data.rarely(8) ? nullptr : rayTrace;
-    handler_.evaluate(instance, &sample);
+    if (!data.rarely(4)) return handler_.evaluate(instance, &sample);
+    std::array<ShadingSample, 3> samples{sample, sample, sample};
+    const std::size_t done =
+        _mod_descrip.evaluateMany(instance, samples.data(), sizeof sample, samples.size());
+    require(done <= samples.size(), "no more samples are shaded than there are");
 }
 
 void FuzzedHost::look(HxInstance instance) {

@@ -94,6 +94,11 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }
 
+bool shades(const PluginState& state, const ShaderInstance& instance) noexcept {
+    const LoadedScript* script = runnable(state, instance);
+    return script != nullptr && !instance.destroyed && !script->engine.run.abort;
+}
+
 std::uint32_t flagsOfInstance(const PluginState& state, ShaderInstance& instance) {
     LoadedScript* script = runnable(state, instance);
     if (script == nullptr) return 0;

@@ -1,6 +1,7 @@
 // The callbacks around rendering: each runs the script's function of the same purpose, if there is one.
 #pragma once
 
+#include "engine/fast/batch_run.h"
 #include "host/instance.h"
 
 #include <cstdint>
@@ -16,6 +17,24 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 /// @param passed  what the gate of the instance's script has said of the sample
 void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
                       fast::Ending passed);
+
+/// Whether evaluateInstance() would still run something: not while a panel is open, nor after an abort.
+[[nodiscard]] bool shades(const PluginState& state, const ShaderInstance& instance) noexcept;
+
+/// Runs `process` on samples in order, in groups where nothing can tell the difference.
+/// @param records  ShadingSamples
+/// @param single   runs evaluateInstance() on one
+/// @return how many were shaded; the others would be left as they are
+template <class Single>
+std::size_t evaluateRecords(const PluginState& state, ShaderInstance& instance, const fast::Records& records,
+                            const Single& single) {
+    if (!shades(state, instance)) return 0;
+    const auto next = [&](std::size_t i) {
+        single(*reinterpret_cast<ShadingSample*>(records.at(i)));
+        return shades(state, instance);
+    };
+    return fast::shadeBatch(instance.script()->fast, records, next);
+}
 
 /// Runs `flags` and reads what it returned.
 /// @return the mask of the values that the script may change, 0 when the run was aborted

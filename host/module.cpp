@@ -130,6 +130,22 @@ void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     gate.count();
 }
 
+std::size_t evaluateMany(void* handle, ShadingSample* first, std::size_t stride, std::size_t count) {
+    if (first == nullptr || stride < sizeof(ShadingSample) || stride % alignof(ShadingSample) != 0) return 0;
+    std::size_t done = 0;
+    withInstance(handle, [&](ShaderInstance& instance) {
+        const auto single = [&](ShadingSample& sample) {
+            guarded(0, [&] {
+                evaluateInstance(pluginState(), instance, sample, {instance.context->gate->pass(&sample)});
+                return 0;
+            });
+        };
+        const fast::Records records{reinterpret_cast<std::byte*>(first), stride, count};
+        done = evaluateRecords(pluginState(), instance, records, single);
+    });
+    return done;
+}
+
 std::uint32_t flagsCallback(HxInstance handle) {
     std::uint32_t mask = 0;
     withInstance(handle, [&](ShaderInstance& instance) { mask = flagsOfInstance(pluginState(), instance); });
@@ -336,5 +352,6 @@ KestrelModule _mod_descrip = {
     kestrel::preset,
     kestrel::setAdvice,
     kestrel::shadingOf,
+    kestrel::evaluateMany,
 };
 }

@@ -1,6 +1,6 @@
-/* What the module `kestrel-pt.so` offers beyond the interface that all modules share, in plain C: for tools that
- * must be able to end a runaway script, or that show which message they see and where in the files it comes
- * from. A host that has no use for that reads host/host_interface.h alone. */
+/* What the module `kestrel-pt.so` offers beyond the interface that all modules share, in plain C: for tools
+ * that must be able to end a runaway script, or that show which message they see and where in the files it
+ * comes from. A host that has no use for that reads host/host_interface.h alone. */
 #ifndef KESTREL_MODULE_EXTENSION_H
 #define KESTREL_MODULE_EXTENSION_H
 
@@ -17,11 +17,11 @@
 extern "C" {
 #endif
 
-/* It lies behind the module's descriptor. A host that does not know it never looks there; one that does reads it
- * only when the first server is called "Kestrel/PT", since other modules may have nothing behind theirs, and
- * when the magic is its own: that changes with every field that is added, so that nobody reads past the end of
- * an older module's record. */
-#define KESTREL_EXTENSION_MAGIC 0x4b455338u
+/* It lies behind the module's descriptor. A host that does not know it never looks there; one that does reads
+ * it only when the first server is called "Kestrel/PT", since other modules may have nothing behind theirs,
+ * and when the magic is its own: that changes with every field that is added, so that nobody reads past the
+ * end of an older module's record. */
+#define KESTREL_EXTENSION_MAGIC 0x4b455339u
 
 /* A word of 32 bits that signal handlers and other threads may set. */
 #ifdef __cplusplus
@@ -56,6 +56,7 @@ typedef struct KestrelExit {
 typedef struct KestrelShading {
     const char* executor; /* what shades the next one: "definition", "threaded" or "native" */
     uint64_t shaded;      /* without the interpreter */
+    uint64_t grouped;     /* of those: several at a time */
     uint64_t left;        /* begun so and left to it */
     uint64_t interpreted; /* by it from the beginning */
     const KestrelExit* exits;
@@ -101,6 +102,13 @@ typedef struct KestrelModule {
     /* Returns 0 when the instance has no script, and leaves `out`. What `out` points to is the module's,
      * until this is asked again. May be null. */
     int32_t (*shading)(void* instance, KestrelShading* out);
+    /* Does what one evaluate() for each of `count` samples would, in their order, and computes several at a
+     * time where nothing can tell the difference; from some dozens on that is faster. The first sample is at
+     * `first`, each of the others `stride` bytes behind the one before: a multiple of 8, at least
+     * sizeof(ShadingSample). During the call nobody else touches them. Returns how many samples have been
+     * shaded: less than `count` when a run was aborted or the instance is not to shade for another reason,
+     * and then evaluate() would leave the others as they are, too. May be null. */
+    size_t (*evaluateMany)(void* instance, ShadingSample* first, size_t stride, size_t count);
 } KestrelModule;
 
 #ifdef __cplusplus

@@ -53,9 +53,13 @@ KestrelShading ToldShading::tell(const fast::FastProcess& process) {
     for (const fast::ExitCount& each : exits_)
         rows_.push_back({each.exit.reason.c_str(), each.exit.line, each.count});
     const fast::Counts& counts = process.counts();
-    return {
-        nameOf(process.executor()).data(),      counts.shaded, counts.left, counts.interpreted, rows_.data(),
-        static_cast<std::int32_t>(rows_.size())};
+    return {.executor = nameOf(process.executor()).data(),
+            .shaded = counts.shaded,
+            .grouped = counts.grouped,
+            .left = counts.left,
+            .interpreted = counts.interpreted,
+            .exits = rows_.data(),
+            .exitCount = static_cast<std::int32_t>(rows_.size())};
 }
 
 }  // namespace kestrel

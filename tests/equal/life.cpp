@@ -251,7 +251,7 @@ private:
                 break;
             }
             case Call::Batch:
-                return look(nameOf(step), shadeBatch(Planes(plan.seed, step)));
+                return look(nameOf(step), shadeBatch(Planes(plan.seed, step), plan.seed % 2 == 0));
             case Call::Main:
                 result = runMain(instance_->script()->engine) ? "failed" : "ended";
                 break;
@@ -267,7 +267,7 @@ private:
     }
 
     /// @return what has become of the samples
-    Lines shadeBatch(const Planes& planes) {
+    Lines shadeBatch(const Planes& planes, bool inRecords) {
         ShadingSample record{};
         const auto single = [&](std::size_t i) {
             planes.columns().gather(i, &record);
@@ -275,7 +275,9 @@ private:
             planes.columns().scatter(i, &record);
             return true;
         };
-        if (inGroups_) {
+        if (inGroups_ && inRecords) {
+            shadeRecords(planes);
+        } else if (inGroups_) {
             fast::shadeBatch(instance_->script()->fast, planes.columns(), 0, planes.count(), single);
         } else {
             for (std::size_t i = 0; i < planes.count(); ++i) single(i);
@@ -286,6 +288,17 @@ private:
             told.push_back(tell(record));
         }
         return told;
+    }
+
+    void shadeRecords(const Planes& planes) {
+        std::vector<ShadingSample> records(planes.count());
+        for (std::size_t i = 0; i < records.size(); ++i) planes.columns().gather(i, &records[i]);
+        if (instance_->script() != nullptr)  // otherwise groups come after many more samples
+            static_cast<void>(instance_->script()->fast.batch());
+        evaluateRecords(state_, *instance_,
+                        {reinterpret_cast<std::byte*>(records.data()), sizeof(ShadingSample), records.size()},
+                        [&](ShadingSample& sample) { evaluate(sample); });
+        for (std::size_t i = 0; i < records.size(); ++i) planes.columns().scatter(i, &records[i]);
     }
 
     void look(const std::string& call, const Lines& results) {
