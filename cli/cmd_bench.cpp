@@ -73,39 +73,12 @@ double clockCost() {
     return least;
 }
 
-/// Samples of the grid in order, made outside of the time that is taken.
-class Samples {
-public:
-    explicit Samples(const GridSize& grid)
-        : grid_(grid), buffer_(static_cast<std::size_t>(std::min(kMost, grid.count()))) {}
-
-    /// @return the next samples, none after the last
-    std::span<ShadingSample> next() {
-        const auto count = static_cast<std::size_t>(
-            std::min(grid_.count() - at_, static_cast<std::int64_t>(buffer_.size())));
-        for (std::size_t i = 0; i < count; ++i, ++at_) {
-            buffer_[i] = blank_;
-            placeInGrid(buffer_[i], grid_, static_cast<std::int32_t>(at_ % grid_.width),
-                        static_cast<std::int32_t>(at_ / grid_.width));
-        }
-        return {buffer_.data(), count};
-    }
-
-private:
-    static constexpr std::int64_t kMost = 256;  // they stay in the processor's cache
-
-    const GridSize& grid_;
-    const ShadingSample blank_ = blankSample();
-    std::vector<ShadingSample> buffer_;
-    std::int64_t at_ = 0;
-};
-
 /// Evaluates the grid once.
 /// @param checksum  may be null
 /// @return nanoseconds per sample; below 0 when the script failed
 double pass(const GridSize& grid, ModuleSession& session, Checksum* checksum) {
     static const double kClockCost = clockCost();
-    Samples samples(grid);
+    GridSamples samples(grid, blankSample(), 256);
     preview::ShaderHandle& shader = session.shader();
     double time = 0.0;
     for (auto chunk = samples.next(); !chunk.empty(); chunk = samples.next()) {

@@ -52,14 +52,13 @@ std::optional<ShadingSample> presetSample(const ShadeCommand& options, ModuleSes
 /// Evaluates the grid, each sample from the preset one; `sample` is the last one afterwards.
 /// @param image  receives the colours; may be null
 void shadeGrid(const GridSize& grid, ModuleSession& session, ShadingSample& sample, preview::Image* image) {
-    const ShadingSample preset = sample;
-    for (std::int32_t y = 0; y < grid.height; ++y) {
-        for (std::int32_t x = 0; x < grid.width; ++x) {
-            sample = preset;
-            placeInGrid(sample, grid, x, y);
-            session.shader().evaluate(sample);
-            if (image != nullptr) image->at(x, y) = preview::toVec(sample.color);
-        }
+    GridSamples samples(grid, sample, 32);
+    std::int32_t pixel = 0;
+    for (auto chunk = samples.next(); !chunk.empty(); chunk = samples.next()) {
+        session.shader().evaluate(chunk);
+        sample = chunk.back();
+        for (std::size_t i = 0; image != nullptr && i < chunk.size(); ++i, ++pixel)
+            image->at(pixel % grid.width, pixel / grid.width) = preview::toVec(chunk[i].color);
         if (!session.running()) return;
     }
 }

@@ -1,7 +1,9 @@
 #include "cli/sample_grid.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 
 namespace kestrel::cli {
 
@@ -49,6 +51,24 @@ void placeInGrid(ShadingSample& sample, const GridSize& grid, std::int32_t x, st
     sample.oPos[0] = sample.wPos[0] = (x + 0.5) / grid.width;
     sample.oPos[1] = sample.wPos[1] = (y + 0.5) / grid.height;
     sample.oPos[2] = sample.wPos[2] = 0.0;
+}
+
+GridSamples::GridSamples(const GridSize& grid, const ShadingSample& preset, std::int64_t most)
+    : grid_(grid),
+      presets_(static_cast<std::size_t>(std::min(most, grid.count())), preset),
+      buffer_(presets_) {}
+
+std::span<ShadingSample> GridSamples::next() {
+    // All at once takes a third of the time of one after the other.
+    std::memcpy(buffer_.data(), presets_.data(), presets_.size() * sizeof(ShadingSample));
+    std::size_t count = 0;
+    for (; count < buffer_.size() && y_ < grid_.height; ++count) {
+        placeInGrid(buffer_[count], grid_, x_, y_);
+        if (++x_ < grid_.width) continue;
+        x_ = 0;
+        ++y_;
+    }
+    return {buffer_.data(), count};
 }
 
 }  // namespace kestrel::cli

@@ -4,7 +4,9 @@
 #include "host/host_interface.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -27,5 +29,24 @@ CLI::Option* addSizeOption(CLI::App& command, const std::string& name, GridSize&
 /// Puts a sample at pixel x, y of the grid: u, v in 0..1 at the pixel's centre in oPos and wPos (z 0), and
 /// the pixel in sx, sy.
 void placeInGrid(ShadingSample& sample, const GridSize& grid, std::int32_t x, std::int32_t y);
+
+/// The samples of a grid in order, row by row, some at a time.
+class GridSamples {
+public:
+    /// @param grid    outlives this
+    /// @param preset  what they have beside their place
+    /// @param most    at a time: 32 stay in the processor's first cache, some hundred in the second
+    GridSamples(const GridSize& grid, const ShadingSample& preset, std::int64_t most);
+
+    /// @return the next samples, none after the last; until it is asked again
+    [[nodiscard]] std::span<ShadingSample> next();
+
+private:
+    const GridSize& grid_;
+    const std::vector<ShadingSample> presets_;
+    std::vector<ShadingSample> buffer_;
+    std::int32_t x_ = 0;
+    std::int32_t y_ = 0;
+};
 
 }  // namespace kestrel::cli

@@ -104,6 +104,14 @@ KestrelRunWatch* ModuleHost::watch() const noexcept {
     return extension_ == nullptr ? nullptr : extension_->watch;
 }
 
+void ModuleHost::evaluate(HxInstance instance, std::span<ShadingSample> samples) const {
+    if (extension_ != nullptr && extension_->evaluateMany != nullptr) {
+        extension_->evaluateMany(instance, samples.data(), sizeof(ShadingSample), samples.size());
+    } else {
+        for (ShadingSample& sample : samples) shader_.evaluate(instance, &sample);
+    }
+}
+
 std::vector<std::string> ModuleHost::effectedBy(HxInstance instance) const {
     std::vector<std::string> names;
     const char* const* name = extension_ != nullptr && extension_->effectedBy != nullptr

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,10 @@ public:
     /// How the samples of the instance's script have been shaded since it was loaded; what it points to lasts
     /// until this is asked again. Nothing where that cannot be told.
     [[nodiscard]] std::optional<KestrelShading> shading(HxInstance instance) const;
+
+    /// Shades samples in order, several at a time where that makes no difference (see
+    /// KestrelModule::evaluateMany).
+    void evaluate(HxInstance instance, std::span<ShadingSample> samples) const;
 
     /// The names that the instance's script gave to effectedby(). Empty when it gave none, or that cannot be
     /// told.

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,8 @@ public:
     void init() { host_.shader().init(instance_); }
     void newTime(std::int32_t frame, double time) { host_.shader().newTime(instance_, frame, time); }
     void evaluate(ShadingSample& sample) { evaluate_(instance_, &sample); }
+    /// Samples in order: see ModuleHost::evaluate().
+    void evaluate(std::span<ShadingSample> samples) { host_.evaluate(instance_, samples); }
     [[nodiscard]] std::uint32_t flags() { return host_.shader().flags(instance_); }
     void cleanup() { host_.shader().cleanup(instance_); }
     [[nodiscard]] std::string describe() const;
