@@ -1,5 +1,5 @@
-// What a host can do between samples, and from inside of them, to a script that is shaded by code: all executors
-// must look the same to it.
+// What a host can do between samples, and from inside of them, to a script that is shaded by code: all
+// executors must look the same to it.
 #include "tests/host/fake_host.h"
 
 #include <cstdlib>
@@ -106,14 +106,15 @@ TEST_F(Executors, ARunThatIsToEndEndsAtACallOrLoop) {
 }
 
 /// Two rays, what the sample has behind them, and a report of some samples.
-const char* const kRays = "shaded = 0;\n"
-                          "process: sa {\n"
-                          "(d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 2>);\n"
-                          "if (sa.sx == 7) info(\"seven \", d);\n"
-                          "(e, r, g, b) = raytrace(<d, 0, 0>, <0, 1, 1>);\n"
-                          "::shaded++;\n"
-                          "sa.eta = r + sa.eta * sa.sy; sa.mirror = ::shaded * e; }\n"
-                          "destroy { info(\"destroyed \", ::shaded); }";
+const char* const kRays =
+    "shaded = 0;\n"
+    "process: sa {\n"
+    "(d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 2>);\n"
+    "if (sa.sx == 7) info(\"seven \", d);\n"
+    "(e, r, g, b) = raytrace(<d, 0, 0>, <0, 1, 1>);\n"
+    "::shaded++;\n"
+    "sa.eta = r + sa.eta * sa.sy; sa.mirror = ::shaded * e; }\n"
+    "destroy { info(\"destroyed \", ::shaded); }";
 
 TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
     compare(kRays, [](FakeHost& host, HxInstance instance) {
@@ -123,9 +124,10 @@ TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
         evaluate(host, instance, blind);
     });
     // More than anybody keeps answers of.
-    compare("process: sa { for i = 1 to 20 * sa.sx do { (d, r, g, b) = raytrace(<i, 0, 0>, <0, 0, 1>); }\n"
-            "sa.eta = d * sa.sx; }",
-            [](FakeHost& host, HxInstance instance) { evaluate(host, instance, sampleAt(9)); });
+    compare(
+        "process: sa { for i = 1 to 20 * sa.sx do { (d, r, g, b) = raytrace(<i, 0, 0>, <0, 0, 1>); }\n"
+        "sa.eta = d * sa.sx; }",
+        [](FakeHost& host, HxInstance instance) { evaluate(host, instance, sampleAt(9)); });
 }
 
 TEST_F(Executors, ARayMayChangeTheSampleCallBackAndEndTheInstance) {
