@@ -1,12 +1,11 @@
 // Runs scripts under two executors and tells what differs.
 #include "tests/equal/compare.h"
-#include "tests/equal/generator.h"
-#include "tests/equal/shaders.h"
+#include "tests/equal/programs.h"
 #include "tests/equal/shrink.h"
 
 #include <unistd.h>
 
-#include <charconv>
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -23,30 +22,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kUsage =
-    "usage: equal [--seed N] [--count N] [--samples N] [--executors A,B] [--script FILE] [--language] "
-    "[--print]\n"
-    "             [--trace] [--first] [--shaders] [--why] [--keep DIR]\n"
-    "  --seed N         of the first random program and of the samples (1)\n"
-    "  --count N        random programs, each with the next seed (500; 0 with --script or --language)\n"
-    "  --samples N      that each script shades (12; those of the language tests 2; in batches 60)\n"
-    "  --executors A,B  which two are compared (plain,hooked)\n"
-    "  --script FILE    a script instead; may be repeated\n"
-    "  --language       the scripts of the language tests\n"
-    "  --print          shows the random programs, without running them\n"
-    "  --trace          shows what is seen of each script under the first executor\n"
-    "  --shaders        random programs that compute, as shaders do, in place of any\n"
-    "  --why            tells why scripts were not shaded without the interpreter\n"
-    "  --first          ends with the first that differs (otherwise the tenth)\n"
-    "  --keep DIR       writes what differs, made small, into this directory\n"
-    "The status is 1 when something differs, 2 for wrong arguments.\n";
-
 struct Options {
     std::uint64_t seed = 1;
     std::optional<std::uint64_t> count;
     std::optional<int> samples;
-    std::string executor = "plain";
-    std::string other = "hooked";
+    std::vector<std::string> executors = {"plain", "hooked"};
     std::vector<fs::path> scripts;
     bool language = false;
     bool print = false;
@@ -57,57 +37,34 @@ struct Options {
     fs::path keep;
 };
 
-bool readNumber(std::string_view text, std::uint64_t& number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size();
-}
-
-bool readOption(Options& options, std::string_view name, std::string_view value) {
-    std::uint64_t number = 0;
-    if (name == "--script") {
-        options.scripts.push_back(fs::absolute(value));
-    } else if (name == "--keep") {
-        options.keep = fs::absolute(value);
-    } else if (name == "--executors") {
-        const std::size_t comma = std::min(value.find(','), value.size());
-        options.executor = value.substr(0, comma);
-        options.other = value.substr(std::min(comma + 1, value.size()));
-    } else if (!readNumber(value, number)) {
-        return false;
-    } else if (name == "--seed") {
-        options.seed = number;
-    } else if (name == "--count") {
-        options.count = number;
-    } else if (name == "--samples" && number <= 100000) {
-        options.samples = static_cast<int>(number);
-    } else {
-        return false;
-    }
-    return true;
-}
-
-std::optional<Options> readOptions(int argc, char** argv) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view name = argv[i];
-        if (name == "--language") {
-            options.language = true;
-        } else if (name == "--print") {
-            options.print = true;
-        } else if (name == "--trace") {
-            options.trace = true;
-        } else if (name == "--first") {
-            options.first = true;
-        } else if (name == "--shaders") {
-            options.shaders = true;
-        } else if (name == "--why") {
-            options.why = true;
-        } else if (i + 1 >= argc || !readOption(options, name, argv[++i])) {
-            return std::nullopt;
-        }
+/// @return what to end with, where nothing is to be run
+std::optional<int> readOptions(int argc, char** argv, Options& options) {
+    CLI::App app("Runs scripts under two executors. The status is 1 when something differs.", "equal");
+    app.add_option("--seed", options.seed, "of the first random program and of the samples (1)");
+    app.add_option("--count", options.count,
+                   "random programs, each with the next seed (500; 0 with --script or --language)");
+    app.add_option("--samples", options.samples,
+                   "that each script shades (12; those of the language tests 2; in batches 60)")
+        ->check(CLI::Range(0, 100000));
+    app.add_option("--executors", options.executors, "which two are compared (plain,hooked)")
+        ->delimiter(',')
+        ->expected(2);
+    app.add_option("--script", options.scripts, "a script instead; may be repeated")->allow_extra_args(false);
+    app.add_flag("--language", options.language, "the scripts of the language tests");
+    app.add_flag("--print", options.print, "shows the random programs, without running them");
+    app.add_flag("--trace", options.trace, "shows what is seen of each script under the first executor");
+    app.add_flag("--shaders", options.shaders, "random programs that compute, as shaders do");
+    app.add_flag("--why", options.why, "tells why scripts were not shaded without the interpreter");
+    app.add_flag("--first", options.first, "ends with the first that differs (otherwise the tenth)");
+    app.add_option("--keep", options.keep, "writes what differs, made small, into this directory");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
     }
     if (!options.count) options.count = options.language || !options.scripts.empty() ? 0 : 500;
-    return options;
+    if (!options.keep.empty()) options.keep = fs::absolute(options.keep);
+    return std::nullopt;
 }
 
 std::string readFile(const fs::path& path) {
@@ -253,31 +210,28 @@ int compareAll(const Options& options, const Pair& pair) {
 }
 
 int run(int argc, char** argv) {
-    const std::optional<Options> options = readOptions(argc, argv);
-    if (!options) {
-        std::cerr << kUsage;
-        return 2;
-    }
-    const Executor* first = findExecutor(options->executor);
-    const Executor* second = findExecutor(options->other);
+    Options options;
+    if (const std::optional<int> status = readOptions(argc, argv, options)) return *status;
+    const Executor* first = findExecutor(options.executors[0]);
+    const Executor* second = findExecutor(options.executors[1]);
     if (first == nullptr || second == nullptr) {
         std::cerr << "equal: executors are";
         for (const Executor& executor : executors()) std::cerr << ' ' << executor.name;
         std::cerr << '\n';
         return 2;
     }
-    if (options->print) {
-        for (std::uint64_t i = 0; i < *options->count; ++i)
-            std::cout << render(options->shaders ? generateShader(options->seed + i, second->inGroups)
-                                                 : generate(options->seed + i));
+    if (options.print) {
+        for (std::uint64_t i = 0; i < *options.count; ++i)
+            std::cout << render(options.shaders ? generateShader(options.seed + i, second->inGroups)
+                                                : generate(options.seed + i));
         return 0;
     }
-    if (!options->keep.empty()) fs::create_directories(options->keep);
+    if (!options.keep.empty()) fs::create_directories(options.keep);
     platform::setEnvironment("COMSPEC", "/bin/sh");  // as the command does it
     // In memory, unless somebody chose another place: each script has a folder of its own.
     if (!platform::environment("TMPDIR") && ::access("/dev/shm", W_OK) == 0)
         platform::setEnvironment("TMPDIR", "/dev/shm");
-    return compareAll(*options, {*first, *second});
+    return compareAll(options, {*first, *second});
 }
 
 }  // namespace
