@@ -124,21 +124,4 @@ TEST(Evaluate, TopLevelCodeThatFailsKeepsProcessFromRunning) {
     EXPECT_EQ(sample.eta, 3.0);
 }
 
-TEST(Evaluate, RecursionAndErrorsWithoutEndLeaveTheInstanceUsable) {
-    FakeHost host;
-    const HxInstance instance = host.createWith(
-        "deep: n { return deep(n + 1) + 1; }\ninit { deep(1); }\n"
-        "cleanup { for (i = 0; i < 100; i++) sqrt(1, 2); }\nnewtime: f, t { }\nprocess: sa { sa.mirror = 1; "
-        "}");
-    host.handler.init(instance);
-    const Lines deep = host.said();
-    EXPECT_EQ(deep, Lines{"Line 1, too many nested loops and/or function calls"});
-    host.handler.cleanup(instance);
-    EXPECT_EQ(host.said().back(), "Terminating.");
-    host.handler.newTime(instance, 1, 0.0);
-    ShadingSample sample{};
-    host.handler.evaluate(instance, &sample);
-    EXPECT_EQ(sample.mirror, 1.0);
-}
-
 }  // namespace kestrel::test

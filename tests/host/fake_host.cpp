@@ -150,8 +150,15 @@ void FakeHost::load(HxInstance instance, const std::string& systemPath) {
 }
 
 void FakeHost::load(HxInstance instance, MemoryState& state) {
-    const LoadState loading = state.loading();
+    const LoadState loading{state.mode, &state, readState};
     EXPECT_EQ(handler.load(instance, &loading), nullptr);
+}
+
+MemoryState FakeHost::save(HxInstance instance, std::int32_t mode) {
+    MemoryState state(mode);
+    const SaveState saving{mode, &state, writeState};
+    EXPECT_EQ(handler.save(instance, &saving), nullptr);
+    return state;
 }
 
 std::string FakeHost::write(const std::string& name, const std::string& script) {
@@ -177,11 +184,9 @@ std::vector<std::string> FakeHost::said() {
     return texts;
 }
 
-LoadState MemoryState::loading() {
-    return {mode, this, readState};
-}
-SaveState MemoryState::saving() {
-    return {mode, this, writeState};
+std::string quoted(std::string script) {
+    std::ranges::replace(script, '\'', '"');
+    return script;
 }
 
 }  // namespace kestrel::test

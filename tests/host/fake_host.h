@@ -58,6 +58,8 @@ public:
     /// Loads a script into an instance from a text state.
     void load(HxInstance instance, const std::string& systemPath);
     void load(HxInstance instance, struct MemoryState& state);
+    /// What an instance writes into a state.
+    struct MemoryState save(HxInstance instance, std::int32_t mode);
     /// @return the system's path of a script written in the test's directory; a missing `process` is added
     std::string write(const std::string& name, const std::string& script);
     [[nodiscard]] std::string directory() const;  ///< the test's, in the system's form
@@ -89,11 +91,11 @@ struct MemoryState {
     std::int32_t overstated = 0;    ///< how many more the reads after the script's name say that they gave
     int reads = 0;
     int endsBefore = 0;  ///< this read, counted from 1, meets the end of the data all the same
-
-    [[nodiscard]] LoadState loading();
-    [[nodiscard]] SaveState saving();
 };
 
 using Lines = std::vector<std::string>;
+
+/// A script in which texts may stand between single quotes.
+[[nodiscard]] std::string quoted(std::string script);
 
 }  // namespace kestrel::test

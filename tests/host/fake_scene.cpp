@@ -128,6 +128,13 @@ void FakeScene::furnish() {
     first[HX_CAMERA] = 40;
 }
 
+void FakeScene::furnishImages() {
+    static const char* names[] = {"oak.png", "ash.png"};
+    images.first = []() -> HxImageID { return &names[0]; };
+    images.next = [](HxImageID image) -> HxImageID { return image == &names[0] ? &names[1] : nullptr; };
+    images.name = [](HxImageID image) { return *static_cast<const char**>(image); };
+}
+
 void* FakeScene::service(std::string_view name) {
     if (name == HX_SERVICE_ITEM_INFO) return &items;
     if (name == HX_SERVICE_OBJECT_INFO) return &objects;

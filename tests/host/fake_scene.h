@@ -35,6 +35,8 @@ public:
     /// A mesh "Body" (10) with two bones, "Hip" (30) and "Knee" (31), and two children, "Arm" (11) and "Lamp"
     /// (20); a second light, "Spot" (21), and a camera (40) that looks at Body.
     void furnish();
+    /// Two images, "oak.png" and "ash.png".
+    void furnishImages();
     /// @return null for a name that is no service of the scene
     void* service(std::string_view name);
     /// What was asked since the last time, as "operation item ..."; nothing while `recording` is off.

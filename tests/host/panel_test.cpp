@@ -11,20 +11,6 @@
 namespace kestrel::test {
 namespace {
 
-/// A script's function, in which texts may stand between single quotes.
-std::string quoted(std::string code) {
-    std::ranges::replace(code, '\'', '"');
-    return code;
-}
-
-/// Runs a script's `options` with this body.
-Lines optionsSay(FakeHost& host, const std::string& body, const std::string& rest = "") {
-    const HxInstance instance = host.createWith(quoted("options { " + body + " }\n" + rest));
-    EXPECT_EQ(host.edit(instance), HXM_OK);
-    host.destroy(instance);
-    return host.said();
-}
-
 std::string number(double value) {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%g", value);
@@ -61,49 +47,25 @@ std::string told(const FakeControl& control) {
     }
 }
 
-/// A scene of mesh 10 with bone 11, light 20 and camera 30, and two images.
-struct FakeItems {
-    static HostItemID first(std::int32_t type, HostItemID parent) {
-        switch (type) {
-            case HX_MESH:
-                return 10;
-            case HX_BONE:
-                return parent == 10 ? 11 : 0;
-            case HX_LIGHT:
-                return 20;
-            case HX_CAMERA:
-                return 30;
-            default:
-                return 0;
-        }
-    }
-    static const char* name(HostItemID item) {
-        return item == 10 ? "cube" : item == 11 ? "arm" : item == 20 ? "lamp" : "eye";
-    }
-    static std::int32_t type(HostItemID item) {
-        return item == 10 ? HX_MESH : item == 11 ? HX_BONE : item == 20 ? HX_LIGHT : HX_CAMERA;
-    }
-    static inline std::array<const char*, 2> images{"oak.png", "ash.png"};
-
-    explicit FakeItems(FakeHost& host) {
-        items.first = first;
-        items.next = [](HostItemID) -> HostItemID { return 0; };
-        items.name = name;
-        items.type = type;
-        list.first = []() -> HxImageID { return &images[0]; };
-        list.next = [](HxImageID image) -> HxImageID { return image == &images[0] ? &images[1] : nullptr; };
-        list.name = [](HxImageID image) { return *static_cast<const char**>(image); };
-        host.services[HX_SERVICE_ITEM_INFO] = &items;
-        host.services[HX_SERVICE_IMAGE_LIST] = &list;
+class Panels : public testing::Test {
+protected:
+    Panels() {
+        host.scene.furnish();
+        host.scene.furnishImages();
     }
 
-    ItemInfo items{};
-    ImageList list{};
+    /// Runs a script's `options` with this body.
+    Lines optionsSay(const std::string& body, const std::string& rest = "") {
+        const HxInstance instance = host.createWith(quoted("options { " + body + " }\n" + rest));
+        EXPECT_EQ(host.edit(instance), HXM_OK);
+        host.destroy(instance);
+        return host.said();
+    }
+
+    FakeHost host;
 };
 
-TEST(Panels, EveryControlIsMadeAndReadBack) {
-    FakeHost host;
-    const FakeItems scene(host);
+TEST_F(Panels, EveryControlIsMadeAndReadBack) {
     struct Case {
         const char* call;
         const char* told;
@@ -137,9 +99,9 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
              {"ctlslider('l', 5, 1, 10)", "SliderControl l width 100 from 1 to 10 = integer 5", "5"},
              {"ctlminislider('l', 5, 10, 1)", "MiniSliderControl l width 100 from 10 to 1 = integer 5", "5"},
              {"ctlallitems('l')", "HXListControl l", "nil"},
-             {"ctlmeshitems('l', 'arm')", "HXListControl l items 0 = item 11", "11 3"},
-             {"ctllightitems('l', 'lamp')", "HXListControl l items 1 = item 20", "20 1"},
-             {"ctlcameraitems('l', 'Camera')", "HXListControl l items 2 = item 30", "30 2"},
+             {"ctlmeshitems('l', 'Hip')", "HXListControl l items 0 = item 30", "30 3"},
+             {"ctllightitems('l', 'Lamp')", "HXListControl l items 1 = item 20", "20 1"},
+             {"ctlcameraitems('l', 'Camera')", "HXListControl l items 2 = item 40", "40 2"},
              {"ctlboneitems('l')", "HXListControl l items 3", "nil"},
              {"ctlimageitems('l', 'ash.png')", "HXListControl l items 5 = item 2", "2 5"},
              {"ctltext('l', 'a', 'b')", "TextControl l choices a b", "nil"},
@@ -157,7 +119,7 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
              {"addhsv('l', <1.5, 2, 3>)", "MiniHSVControl l = vector 1.5 2 3", "<1.5,2,3>"},
              {"addcheckbox('l', 0)", "BoolControl l = integer 0", "0"},
              {"addfilename('l', 'f')", "FileControl l = text f", "f"},
-             {"additems('l', 'cube')", "HXListControl l = item 10", "10 0"},
+             {"additems('l', 'Body')", "HXListControl l = item 10", "10 0"},
          }) {
         std::string seen;
         host.panels.answer = [&](FakePanel& panel) {
@@ -165,7 +127,6 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
             return 1;
         };
         const Lines said = optionsSay(
-            host,
             "var names[2]; names[1] = 'x'; names[2] = 'y'; var holes[3]; holes[1] = 'x'; holes[3] = 'y';"
             "var nils[3]; nils[1] = 'x'; nils[2] = nil; nils[3] = 'y';"
             "var blanks[3]; blanks[1] = 'x'; blanks[2] = ''; blanks[3] = 'y';"
@@ -182,9 +143,7 @@ TEST(Panels, EveryControlIsMadeAndReadBack) {
     }
 }
 
-TEST(Panels, WrongArgumentsAddNothing) {
-    FakeHost host;
-    const FakeItems scene(host);
+TEST_F(Panels, WrongArgumentsAddNothing) {
     struct Case {
         const char* call;
         const char* message;
@@ -217,56 +176,53 @@ TEST(Panels, WrongArgumentsAddNothing) {
              {"addcontrol('l', 'a', @'a'@)", "invalid argument 2 type to addcontrol()"},
              {"addcontrol('l', 1, @1@)", "invalid element 1 type in argument 3 to addcontrol()"},
              {"addcontrol('l', 1, @'a'@, 1, 2)", "invalid argument count to addcontrol()"},
-             {"ctlmeshitems('l', 'Lamp')", "invalid object name 'Lamp' provided to ctlmeshitems()"},
-             {"ctlimageitems('l', 'cube')", "invalid object name 'cube' provided to ctlimageitems()"},
+             {"ctlmeshitems('l', 'lamp')", "invalid object name 'lamp' provided to ctlmeshitems()"},
+             {"ctlimageitems('l', 'Body')", "invalid object name 'Body' provided to ctlimageitems()"},
              {"additems('l', 'none')", "invalid object name 'none' provided to additems()"},
              {"ctllightitems('l', 5)", "invalid object type used to initialize control ctllightitems()"},
          }) {
-        const Lines said = optionsSay(
-            host, "var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " + std::string(c.call) +
-                      "; info(c == nil); r = reqpost();");
+        const Lines said = optionsSay("var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " +
+                                      std::string(c.call) + "; info(c == nil); r = reqpost();");
         EXPECT_EQ(said, (Lines{std::string("Line 1, ") + c.message, "1"}));
     }
 }
 
-TEST(Panels, WithoutAPanelCallsFail) {
-    FakeHost host;
+TEST_F(Panels, WithoutAPanelCallsFail) {
     for (const std::string call :
          {"ctlinteger('l', 1)", "addtext('l', 'x')", "additems('l', 1)", "reqpost()", "reqsize(1, 2)",
           "ctlposition(1, 2, 3)", "getvalue(1)", "setvalue(1, 2)"}) {
         const std::string name = call.substr(0, call.find('('));
-        EXPECT_EQ(optionsSay(host, "x = " + call + "; info(x == nil);"),
+        EXPECT_EQ(optionsSay("x = " + call + "; info(x == nil);"),
                   (Lines{"Line 1, illegal call to " + name + "(): requestor has not been initialized", "1"}));
     }
-    EXPECT_EQ(optionsSay(host, "reqend(); x = reqbegin(5); info(x == nil);"),
+    EXPECT_EQ(optionsSay("reqend(); x = reqbegin(5); info(x == nil);"),
               (Lines{"Line 1, invalid argument 1 type to reqbegin()", "1"}));
     EXPECT_EQ(host.panels.log, Lines{});
 }
 
-TEST(Panels, AHostWithoutPanelsIsTolerated) {
-    FakeHost host;
+TEST_F(Panels, AHostWithoutPanelsIsTolerated) {
     const std::string body = "x = reqbegin('t'); info(x); if(x) reqend();";
     const Lines expected = {"Requester support requires the HX Panel Services plug-in", "0"};
     host.missing = {HX_SERVICE_PANELS};
-    EXPECT_EQ(optionsSay(host, body), expected);
+    EXPECT_EQ(optionsSay(body), expected);
     host.missing = {};
     host.panels.refuses = true;
     host.lookups.clear();
-    EXPECT_EQ(optionsSay(host, body), expected);
+    EXPECT_EQ(optionsSay(body), expected);
     EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 1"), 1);
     EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 2"), 1);
 }
 
-TEST(Panels, AnyOperationMayBeMissing) {
+TEST_F(Panels, AnyOperationMayBeMissing) {
     // Each of the record's operations, as the pointers that they are.
     constexpr std::size_t kOperations = sizeof(PanelServices) / sizeof(void (*)());
+    const PanelServices all = host.panels.services;
     for (std::size_t missing = 0; missing < kOperations; ++missing) {
-        FakeHost host;
+        host.panels.services = all;
         void (*const none)() = nullptr;
         std::memcpy(reinterpret_cast<char*>(&host.panels.services) + missing * sizeof none, &none,
                     sizeof none);
         const Lines said = optionsSay(
-            host,
             "if(reqbegin('t')) { c = ctlinteger('l', 4); s = ctlsep(); reqsize(1, 2); r = reqpost();"
             "if(c) { setvalue(c, 5); v = getvalue(c); ctlposition(c, 1, 2); r = reqpost(); } reqend(); }");
         const bool noPanels = missing == 0 || missing == 2;  // createPanel, openPanel
@@ -274,8 +230,7 @@ TEST(Panels, AnyOperationMayBeMissing) {
     }
 }
 
-TEST(Panels, FieldsAreBelowEachOther) {
-    FakeHost host;
+TEST_F(Panels, FieldsAreBelowEachOther) {
     std::string places;
     host.panels.answer = [&](FakePanel& panel) {
         for (std::size_t i = 0; i < panel.controls.size(); ++i) places += panel.place(i) + " ";
@@ -283,8 +238,7 @@ TEST(Panels, FieldsAreBelowEachOther) {
                   std::to_string(panel.attributes[HXPA_Y]) + "; ";
         return 1;
     };
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); ctlinteger('long', 1); ctlinteger('x', 1); ctlcheckbox('box', 1);"
+    EXPECT_EQ(optionsSay("reqbegin('t'); ctlinteger('long', 1); ctlinteger('x', 1); ctlcheckbox('box', 1);"
                          "ctlrgb('rgb', 1, 2, 3); addhsv('hsv', <1, 2, 3>); p = ctlnumber('placed', 1);"
                          "ctlposition(p, -7.9, 10000000000.0); info(reqpost()); info(reqpost());"
                          "ctlinteger('the longest', 1); reqpost();"),
@@ -294,8 +248,7 @@ TEST(Panels, FieldsAreBelowEachOther) {
     EXPECT_EQ(places, once + once + "75,0 105,20 115,40 5,60 5,80 -7,2147483647 5,120 at 350,300; ");
 }
 
-TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
-    FakeHost host;
+TEST_F(Panels, AScriptThatSizesThePanelPlacesItsControls) {
     host.panels.answer = [](FakePanel& panel) {
         EXPECT_EQ(panel.attributes[HXPA_WIDTH], 401);
         EXPECT_EQ(panel.attributes[HXPA_HEIGHT], 100);
@@ -304,22 +257,19 @@ TEST(Panels, AScriptThatSizesThePanelPlacesItsControls) {
         EXPECT_EQ(panel.place(0) + " " + panel.place(1), "0,0 30,40");
         return 0;
     };
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); a = ctlinteger('a', 1); b = ctlinteger('b', 2);"
+    EXPECT_EQ(optionsSay("reqbegin('t'); a = ctlinteger('a', 1); b = ctlinteger('b', 2);"
                          "reqsize(401.9, 100); ctlposition(b, 30, 40); info(reqpost()); reqend();"),
               Lines{"0"});
 }
 
-TEST(Panels, PlacesAndSizesCanBeTakenBack) {
-    FakeHost host;
+TEST_F(Panels, PlacesAndSizesCanBeTakenBack) {
     std::string places;
     host.panels.answer = [&](FakePanel& panel) {
         places += panel.place(0) + " " + panel.place(1) + " wide " +
                   std::to_string(panel.attributes[HXPA_WIDTH]) + "; ";
         return 1;
     };
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); a = ctlinteger('long', 1); b = ctlinteger('b', 2);"
+    EXPECT_EQ(optionsSay("reqbegin('t'); a = ctlinteger('long', 1); b = ctlinteger('b', 2);"
                          "reqsize(-1, -1.9); ctlposition(b, -1, -1); reqpost();"
                          "reqsize(400, -1); ctlposition(a, -1, 70); ctlposition(b, 30, -1); reqpost();"
                          "reqsize(-1, -1); reqpost(); ctlposition(a, -1, -1); ctlposition(b, -1, -1);"
@@ -328,10 +278,8 @@ TEST(Panels, PlacesAndSizesCanBeTakenBack) {
     EXPECT_EQ(places, "5,0 35,20 wide 300; -1,70 30,-1 wide 400; -1,70 30,-1 wide 400; 5,0 35,20 wide 400; ");
 }
 
-TEST(Panels, SeparatorsAreDrawnByTheModule) {
-    FakeHost host;
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
+TEST_F(Panels, SeparatorsAreDrawnByTheModule) {
+    EXPECT_EQ(optionsSay("reqbegin('t'); a = ctlsep(); b = ctlsep(20, 55); c = ctlsep(30, -1);"
                          "e = ctlsep(300, -1); e = ctlsep(1, 0); e = ctlsep(1, -7);"
                          "d = ctlsep(1, 2); ctlposition(d, 8, 90); reqpost(); reqend();"),
               Lines{});
@@ -341,24 +289,20 @@ TEST(Panels, SeparatorsAreDrawnByTheModule) {
                                       "line 8 95 100", "destroy t"}));
 }
 
-TEST(Panels, ValuesGoBothWays) {
-    FakeHost host;
-    const FakeItems scene(host);
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); i = ctlinteger('i', 1); setvalue(i, 2.9); info(getvalue(i));\n"
+TEST_F(Panels, ValuesGoBothWays) {
+    EXPECT_EQ(optionsSay("reqbegin('t'); i = ctlinteger('i', 1); setvalue(i, 2.9); info(getvalue(i));\n"
                          "n = ctlnumber('n', 1); setvalue(n, 3); info(getvalue(n));"
                          "s = ctlstring('s', 'a'); setvalue(s, 'b' + 'c'); t = getvalue(s); info(t);"
                          "setvalue(s, 1.5); info(getvalue(s), t);"
                          "\nv = ctlvector('v', 1, 2, 3); setvalue(v, <4, 5, 6>); info(getvalue(v));"
                          "b = ctlcheckbox('b', 0); setvalue(b, -3); info(getvalue(b));"
-                         "\nm = ctlallitems('m', 'cube'); k = ctlallitems('k'); setvalue(k, getvalue(m));"
+                         "\nm = ctlallitems('m', 'Body'); k = ctlallitems('k'); setvalue(k, getvalue(m));"
                          "info(getvalue(k) == getvalue(m)); setvalue(m, nil); info(getvalue(m) == nil);"
-                         "setvalue(m, 'lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"
+                         "setvalue(m, 'Lamp'); setvalue(i + 0.5, 7); info(getvalue(i));"
                          "c = addrgb('c', <0, 0, 0>); setvalue(c, <4.9, -5.9, 6>); info(getvalue(c));"),
               (Lines{"2", "3", "bc", "1.5bc", "<4,5,6>", "1", "1", "1", "7", "<4,-5,6>"}));
     EXPECT_EQ(
-        optionsSay(host,
-                   "reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
+        optionsSay("reqbegin('t'); i = ctlinteger('i', 1); t = ctltext('t', 'x'); m = ctlallitems('m');"
                    "setvalue(i, 'x'); setvalue(t, 'x'); setvalue(m, 5); setvalue(m, 'none');\n"
                    "setvalue(0, 1); v = getvalue('x'); w = getvalue(99); ctlposition(77, 1, 2);"
                    "ctlposition(i, 'x', 2); reqsize(1, nil); info(v == nil, w == nil, getvalue(i));"),
@@ -373,44 +317,38 @@ TEST(Panels, ValuesGoBothWays) {
             "Line 2, invalid argument 2 type to reqsize()", "111"}));
 }
 
-TEST(Panels, ASearchThatIsToEndFindsNothingAndSaysNothing) {
+TEST_F(Panels, ASearchThatIsToEndFindsNothingAndSaysNothing) {
     static FakeHost* searched;
+    searched = &host;
+    host.scene.items.next = [](HostItemID item) {
+        searched->module().watch->requested = 1;
+        return item;
+    };
+    host.scene.images.next = [](HxImageID image) {
+        searched->module().watch->requested = 1;
+        return image;
+    };
     for (const std::string kind : {"ctlallitems", "ctlimageitems"}) {
         for (const std::string& call : {kind + "('l', 'none')", std::string("setvalue(c, 'none')")}) {
-            FakeHost host;
-            searched = &host;
-            FakeItems scene(host);
-            scene.items.next = [](HostItemID item) {
-                searched->module().watch->requested = 1;
-                return item;
-            };
-            scene.list.next = [](HxImageID image) {
-                searched->module().watch->requested = 1;
-                return image;
-            };
-            EXPECT_EQ(optionsSay(host, "reqbegin('t'); c = " + kind + "('l'); x = " + call + ";"), Lines{})
-                << call;
+            host.module().watch->requested = 0;
+            EXPECT_EQ(optionsSay("reqbegin('t'); c = " + kind + "('l'); x = " + call + ";"), Lines{}) << call;
             EXPECT_EQ(host.module().watch->requested, 1) << call;
         }
     }
 }
 
-TEST(Panels, WhatTheHostHasNoValueForIsNil) {
-    FakeHost host;
+TEST_F(Panels, WhatTheHostHasNoValueForIsNil) {
     host.panels.services.getValue = [](HxControl, HxControlValue*) {};
     EXPECT_EQ(
-        optionsSay(host,
-                   "reqbegin('t'); a = getvalue(ctlstring('s', 'x')); b = getvalue(ctlrgb('s', 1, 2, 3));"
+        optionsSay("reqbegin('t'); a = getvalue(ctlstring('s', 'x')); b = getvalue(ctlrgb('s', 1, 2, 3));"
                    "c = getvalue(ctlnumber('n', 1)); info(a == nil, b == nil, c == nil);"),
         Lines{"111"});
     host.panels.services.getValue = [](HxControl, HxControlValue* value) { value->type = HXCV_TEXT; };
-    EXPECT_EQ(optionsSay(host, "reqbegin('t'); info(size(getvalue(ctlstring('s', 'x'))));"), Lines{"0"});
+    EXPECT_EQ(optionsSay("reqbegin('t'); info(size(getvalue(ctlstring('s', 'x'))));"), Lines{"0"});
 }
 
-TEST(Panels, BeginningAgainStartsAfresh) {
-    FakeHost host;
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('one'); a = ctlinteger('a', 1); reqsize(1, 2); reqbegin('two');"
+TEST_F(Panels, BeginningAgainStartsAfresh) {
+    EXPECT_EQ(optionsSay("reqbegin('one'); a = ctlinteger('a', 1); reqsize(1, 2); reqbegin('two');"
                          "info(a, getvalue(a) == nil); b = ctlinteger('b', 2); reqpost();"),
               (Lines{"Line 1, invalid argument 1 type to getvalue()", "11"}));
     // What the script leaves open goes with it.
@@ -419,8 +357,7 @@ TEST(Panels, BeginningAgainStartsAfresh) {
     EXPECT_EQ(std::ranges::count(host.lookups, "HXPanelServices 2"), 2);
 }
 
-TEST(Panels, WhileOneIsOpenRenderingRunsNoScript) {
-    FakeHost host;
+TEST_F(Panels, WhileOneIsOpenRenderingRunsNoScript) {
     const HxInstance instance = host.createWith(
         quoted("options { if(::shown) reqend();\nelse { ::shown = reqbegin('t'); } }\nshown = 0;\n"
                "init { info('init'); }\ncleanup { info('cleanup'); }\nnewtime: f, t { info('newtime'); }\n"
@@ -441,17 +378,14 @@ TEST(Panels, WhileOneIsOpenRenderingRunsNoScript) {
     EXPECT_EQ(host.edit(instance), HXM_OK);
     EXPECT_EQ(render(), "0 0 0");
     EXPECT_EQ(host.said(), Lines{});
-    MemoryState state(HX_STATE_TEXT);
-    const SaveState saving = state.saving();
-    host.handler.save(instance, &saving);
+    host.save(instance, HX_STATE_TEXT);
     EXPECT_EQ(host.said(), Lines{"save"});
     EXPECT_EQ(host.edit(instance), HXM_OK);
     EXPECT_EQ(render(), "2 9 8");
     EXPECT_EQ(host.said(), (Lines{"init", "newtime", "flags", "cleanup"}));
 }
 
-TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
-    FakeHost host;
+TEST_F(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
     const HxInstance first = host.createWith(
         quoted("options { reqbegin('one'); c = ctlinteger('c', 1); r = reqpost(); info('one ', r);\n"
                "v = getvalue(c); info('over ', v == nil); reqend(); }"),
@@ -477,8 +411,7 @@ TEST(Panels, AHostMayRunAnotherScriptWhileItShowsOne) {
               (Lines{"create one", "open one", "create two", "open two", "destroy two", "destroy one"}));
 }
 
-TEST(Panels, AnInstanceMayBeDestroyedWhileItsPanelIsShown) {
-    FakeHost host;
+TEST_F(Panels, AnInstanceMayBeDestroyedWhileItsPanelIsShown) {
     const HxInstance instance = host.createWith(
         quoted("options { reqbegin('t'); r = reqpost(); info('posted ', r); }\ndestroy { info('destroy'); }\n"
                "process: sa { info('process'); }"));
@@ -498,21 +431,16 @@ TEST(Panels, AnInstanceMayBeDestroyedWhileItsPanelIsShown) {
     EXPECT_EQ(host.panels.log, (Lines{"create t", "open t", "destroy t"}));
 }
 
-TEST(Panels, AnImageHasNothingToAskFor) {
-    FakeHost host;
-    const FakeItems scene(host);
-    EXPECT_EQ(optionsSay(host,
-                         "reqbegin('t'); g = ctlimageitems('g', 'ash.png'); i = getvalue(g); i.name = 1;\n"
+TEST_F(Panels, AnImageHasNothingToAskFor) {
+    EXPECT_EQ(optionsSay("reqbegin('t'); g = ctlimageitems('g', 'ash.png'); i = getvalue(g); i.name = 1;\n"
                          "m = i.next(); setvalue(g, i); info(i == nil, m == nil);\n"
                          "k = ctlmeshitems('m', i); info(k == nil);"),
               (Lines{"Line 1, unknown ImageListInfo data member: options::i.name", "01",
                      "Line 3, invalid object type used to initialize control ctlmeshitems()", "1"}));
 }
 
-TEST(Panels, TheExampleKeepsItsSettings) {
+TEST_F(Panels, TheExampleKeepsItsSettings) {
     for (const std::int32_t mode : {HX_STATE_TEXT, HX_STATE_BINARY}) {
-        FakeHost host;
-        const FakeItems scene(host);
         const HxInstance instance = host.create();
         host.load(instance, KESTREL_EXAMPLES "/options_panel.ks");
         std::size_t controls = 0;
@@ -527,33 +455,26 @@ TEST(Panels, TheExampleKeepsItsSettings) {
         };
         EXPECT_EQ(host.edit(instance), HXM_OK);
         EXPECT_EQ(controls, 26u);
-        MemoryState saved(mode);
-        const SaveState saving = saved.saving();
-        host.handler.save(instance, &saving);
+        MemoryState saved = host.save(instance, mode);
         for (const std::string& write : saved.lines) saved.bytes += write;
         const HxInstance loaded = host.create();
         MemoryState read = saved;
         host.load(loaded, read);
         EXPECT_STREQ(host.handler.describe(loaded), "Kitchen, 0.25 wide");
-        MemoryState again(mode);
-        const SaveState savingAgain = again.saving();
-        host.handler.save(loaded, &savingAgain);
-        EXPECT_EQ(again.lines, saved.lines);
+        EXPECT_EQ(host.save(loaded, mode).lines, saved.lines);
         EXPECT_EQ(host.said(), Lines{});
     }
 }
 
-TEST(Panels, FilesAreChosenThroughTheDialog) {
-    FakeHost host;
-    EXPECT_EQ(optionsSay(host, "f = getfile(); info(f == nil);"), Lines{"1"});
+TEST_F(Panels, FilesAreChosenThroughTheDialog) {
+    EXPECT_EQ(optionsSay("f = getfile(); info(f == nil);"), Lines{"1"});
     host.dialogResult = 1;
     host.chosenFile = "/some/where/x.png";
-    EXPECT_EQ(optionsSay(host,
-                         "info(getfile('Wood', '*.png', 'C:\\\\here')); info(getfile(1, 2, 3));"
+    EXPECT_EQ(optionsSay("info(getfile('Wood', '*.png', 'C:\\\\here')); info(getfile(1, 2, 3));"
                          "x = getfile(1, 2, 3, 4); info(x == nil);"),
               (Lines{"\\some\\where\\x.png", "\\some\\where\\x.png",
                      "Line 1, invalid argument count to getfile()", "1"}));
-    optionsSay(host, "f = getfile('t', '" + std::string(300, 'n') + "', '" + std::string(300, 'd') + "');");
+    optionsSay("f = getfile('t', '" + std::string(300, 'n') + "', '" + std::string(300, 'd') + "');");
     const std::string plain = "Select File /  / " + host.directory() + " / 99";
     EXPECT_EQ(host.dialogs, (Lines{plain, "Wood / *.png / C:\\here / 99", plain,
                                    "t / " + std::string(99, 'n') + " / " + std::string(255, 'd') + " / 99"}));

@@ -73,8 +73,6 @@ TEST_F(Reentry, ARunningInstanceIsLeftAlone) {
         ++times;
         for (const HxInstance each : {outer, copy}) {
             ShadingSample within = tracingSample(9);
-            MemoryState saved(HX_STATE_TEXT);
-            const SaveState saving = saved.saving();
             host.handler.evaluate(each, &within);
             EXPECT_EQ(within.mirror, 0.0);
             EXPECT_EQ(host.handler.init(each), nullptr);
@@ -82,8 +80,8 @@ TEST_F(Reentry, ARunningInstanceIsLeftAlone) {
             host.handler.newTime(each, 1, 0.0);
             EXPECT_EQ(host.handler.flags(each), 0u);
             EXPECT_EQ(host.handler.usedItems(each), nullptr);
-            host.handler.save(each, &saving);
-            EXPECT_EQ(saved.lines.size(), 1u) << "which script it has, without a run of its save";
+            EXPECT_EQ(host.save(each, HX_STATE_TEXT).lines.size(), 1u)
+                << "which script it has, without a run of its save";
             host.load(each, other);
             host.handler.copy(spare, each);
             EXPECT_EQ(host.edit(each), HXM_OK);
@@ -186,8 +184,6 @@ TEST_F(Reentry, AnythingMayBeCalledFromAMessageBox) {
                        "process: sa { info(\"process\"); sa.eta = 0; }\n"
                        "save: m, io { info(\"save \", m); }\ndestroy { info(\"destroy\"); }"));
         ShadingSample sample{};
-        MemoryState saved(HX_STATE_TEXT);
-        const SaveState saving = saved.saving();
         const auto alive = [&](auto&& call) {
             if (victim != nullptr) call();
         };
@@ -195,7 +191,7 @@ TEST_F(Reentry, AnythingMayBeCalledFromAMessageBox) {
         alive([&] { host.handler.newTime(instance, 1, 0.0); });
         alive([&] { EXPECT_NE(host.handler.flags(instance), 0u); });
         alive([&] { host.handler.evaluate(instance, &sample); });
-        alive([&] { host.handler.save(instance, &saving); });
+        alive([&] { host.save(instance, HX_STATE_TEXT); });
         alive([&] { host.destroy(std::exchange(victim, nullptr)); });
         host.onMessage = nullptr;
         const Lines said = host.said();

@@ -29,10 +29,7 @@ std::string nativeLength(std::int32_t n) {
 TEST(State, ATextStateCarriesTheUpperCasePath) {
     FakeHost host;
     const HxInstance empty = host.create();
-    MemoryState state(HX_STATE_TEXT);
-    SaveState saving = state.saving();
-    EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
-    EXPECT_TRUE(state.lines.empty());
+    EXPECT_TRUE(host.save(empty, HX_STATE_TEXT).lines.empty());
 
     const std::string path = host.write("Shade.ks",
                                         "save: mode, state { info(\"save \", mode); }\n"
@@ -40,7 +37,7 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
                                         "create { info(\"create\"); }");
     host.load(empty, path);
     EXPECT_EQ(host.shown().size(), 2u);  // create, load
-    EXPECT_EQ(host.handler.save(empty, &saving), nullptr);
+    MemoryState state = host.save(empty, HX_STATE_TEXT);
     EXPECT_EQ(state.lines, std::deque{"Script " + upper(path)});
     EXPECT_TRUE(host.shown().at(0).ends_with("save 1"));
 
@@ -65,10 +62,8 @@ TEST(State, ABinaryStateCountsTheTerminatingZero) {
     EXPECT_EQ(state.bytes, "rest");
     EXPECT_TRUE(host.shown().at(0).ends_with("load 2"));
 
-    const SaveState saving = state.saving();
-    EXPECT_EQ(host.handler.save(instance, &saving), nullptr);
     const std::string length = nativeLength(static_cast<std::int32_t>(path.size() + 1));
-    EXPECT_EQ(state.lines, (std::deque{length, upper(path) + '\0'}));
+    EXPECT_EQ(host.save(instance, HX_STATE_BINARY).lines, (std::deque{length, upper(path) + '\0'}));
     EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
 }
 
@@ -143,18 +138,10 @@ std::string hex(const std::string& bytes) {
     return text;
 }
 
-/// A function's body, in which texts may stand between single quotes.
-std::string quoted(std::string body) {
-    std::ranges::replace(body, '\'', '"');
-    return body;
-}
-
 /// What a script with this body of `save` adds to a state, write by write.
 std::deque<std::string> savedBy(FakeHost& host, const std::string& body, std::int32_t mode) {
     const HxInstance instance = host.createWith("save: mode, state { " + quoted(body) + " }");
-    MemoryState state(mode);
-    const SaveState saving = state.saving();
-    EXPECT_EQ(host.handler.save(instance, &saving), nullptr);
+    MemoryState state = host.save(instance, mode);
     for (int name = mode == HX_STATE_TEXT ? 1 : 2; name > 0 && !state.lines.empty(); --name)
         state.lines.pop_front();
     return state.lines;
@@ -345,9 +332,7 @@ TEST(State, TheObjectMayOutliveItsCall) {
         "save: mode, state { k = ::kept; info(k.readInt() == nil); }");
     host.handler.init(instance);
     EXPECT_EQ(host.said(), (Lines{"111", "Line 4, unknown object method: (HXIO)init::k.none()"}));
-    MemoryState state(HX_STATE_BINARY);
-    const SaveState saving = state.saving();
-    host.handler.save(instance, &saving);
+    host.save(instance, HX_STATE_BINARY);
     EXPECT_EQ(host.said(), Lines{"1"});
 }
 
