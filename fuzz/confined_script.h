@@ -9,12 +9,15 @@
 #include "host/script_environment.h"
 #include "host/shader_object.h"
 #include "host/state_object.h"
+#include "tests/time_budget.h"
 
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
 namespace kestrel::fuzz {
+
+using test::TimeBudget;
 
 /// The table of built-ins in which those that start programs, wait or change the directory are refused, and
 /// those that take names of files know only files of the current directory.
@@ -37,15 +40,6 @@ public:
 
 private:
     int lines_;
-};
-
-/// Sets a watch's flag when the time is up, unless it goes before.
-class TimeBudget {
-public:
-    explicit TimeBudget(RunWatch& watch, int milliseconds);
-    ~TimeBudget();
-    TimeBudget(const TimeBudget&) = delete;
-    TimeBudget& operator=(const TimeBudget&) = delete;
 };
 
 /// The context and all that it needs. There are no queues, whose names others would see, no native code, and

@@ -4,6 +4,7 @@
 #include "fuzz/module_script.h"
 #include "fuzz/sandbox.h"
 #include "host/plugin_state.h"
+#include "tests/host/fake_scene.h"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +23,12 @@ constexpr int kMilliseconds = 400;
 constexpr const char* kKeptFile = "kept.txt";  ///< what the scripts write
 
 FuzzedHost* host = nullptr;  // services are plain functions
+
+/// The first activation of the process keeps its services for good.
+test::FakeScene& scene() {
+    static test::FakeScene scene;
+    return scene;
+}
 
 void box(const char* line1, const char* line2) {
     require(line1 != nullptr, "a message box has a first line");
@@ -120,9 +127,9 @@ void writeToHost(void*, const char* buffer, std::int32_t size) {
 
 FuzzedHost::FuzzedHost(Bytes bytes) : data(bytes) {
     host = this;
-    scene_.furnish();
-    scene_.recording = false;
-    scene_.onQuestion = [this] { comeBack(); };
+    scene().furnish();
+    scene().recording = false;
+    scene().onQuestion = [this] { comeBack(); };
     require(_mod_descrip.descriptor.servers[0].activate(HXM_INTERFACE_VERSION, lookUp, &handler_, nullptr) ==
                 HXM_OK,
             "the module can be activated");
@@ -314,21 +321,7 @@ void* FuzzedHost::service(std::string_view name) {
     if (name == HX_SERVICE_DIRECTORY_INFO) return lent(kDirectories);
     if (name == HX_SERVICE_PANELS) return data.rarely(8) ? nullptr : lent(kPanels);
     if (name == HX_SERVICE_SYSTEM_INFO) return nullptr;
-    // The first activation of the process keeps these for good, while every input has a scene of its own.
-    static ItemInfo items = scene_.items;
-    static ObjectInfo objects = scene_.objects;
-    static BoneInfo bones = scene_.bones;
-    static LightInfo lights = scene_.lights;
-    static CameraInfo cameras = scene_.cameras;
-    static SceneInfo info = scene_.info;
-    static ImageList images = scene_.images;
-    if (name == HX_SERVICE_ITEM_INFO) return &items;
-    if (name == HX_SERVICE_OBJECT_INFO) return &objects;
-    if (name == HX_SERVICE_BONE_INFO) return &bones;
-    if (name == HX_SERVICE_LIGHT_INFO) return &lights;
-    if (name == HX_SERVICE_CAMERA_INFO) return &cameras;
-    if (name == HX_SERVICE_SCENE_INFO) return &info;
-    return name == HX_SERVICE_IMAGE_LIST ? &images : nullptr;
+    return scene().service(name);
 }
 
 static bool storeIsOurs() {

@@ -3,7 +3,6 @@
 
 #include "fuzz/taken.h"
 #include "host/host_interface.h"
-#include "tests/host/fake_scene.h"
 
 #include <memory>
 #include <string>
@@ -52,7 +51,6 @@ private:
     void look(HxInstance instance);
     void edit(HxInstance instance);
 
-    test::FakeScene scene_;
     ShaderHandlerRecord handler_{};
     std::vector<HxInstance> living_;
     std::vector<std::unique_ptr<Panel>> panels_;

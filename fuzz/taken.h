@@ -3,12 +3,11 @@
 #pragma once
 
 #include "fuzz/target.h"
+#include "tests/edges.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <string>
 
 namespace kestrel::fuzz {
@@ -39,25 +38,11 @@ public:
     }
     /// Mostly small, sometimes at an edge, sometimes any.
     double number() noexcept {
-        using Double = std::numeric_limits<double>;
-        static constexpr std::array kEdges = {-0.0,
-                                              0.5,
-                                              Double::quiet_NaN(),
-                                              Double::infinity(),
-                                              -Double::infinity(),
-                                              Double::max(),
-                                              Double::denorm_min(),
-                                              2147483647.0,
-                                              -2147483648.0,
-                                              4294967296.0,
-                                              9007199254740993.0,
-                                              9223372036854775808.0,
-                                              -1e300};
         switch (below(4)) {
             case 0:
                 return raw<double>();
             case 1:
-                return kEdges[below(kEdges.size())];
+                return test::kEdges[below(std::size(test::kEdges))];
             case 2:
                 return raw<std::int16_t>();
             default:

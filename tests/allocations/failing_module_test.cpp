@@ -1,6 +1,7 @@
 // Every allocation of a module's life fails once: the host lives on, nothing is lost, and the next try works.
 #include "host/module_extension.h"
 #include "tests/allocations/allocator.h"
+#include "tests/host/fake_scene.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -45,26 +46,13 @@ InfoMessages messageBoxes{[](const char*, const char*) { ++shown.others; },
                           [](const char* a, const char* b) { shown.error(a, b); },
                           [](const char*, const char*) { ++shown.others; }};
 FileRequestService dialog{[](const char*, char*, char*, char*, std::int32_t) { return 0; }};
-ItemInfo itemInfo{};
-ObjectInfo objectInfo{};
-BoneInfo boneInfo{};
-LightInfo lightInfo{};
-CameraInfo cameraInfo{};
-SceneInfo sceneInfo{};
-ImageList imageList{};
+FakeScene scene;
 
 void* lookUp(const char* name, std::int32_t) {
     const std::string_view service = name;
     if (service == HX_SERVICE_MESSAGES) return &messageBoxes;
     if (service == HX_SERVICE_FILE_REQUEST) return &dialog;
-    if (service == HX_SERVICE_ITEM_INFO) return &itemInfo;
-    if (service == HX_SERVICE_OBJECT_INFO) return &objectInfo;
-    if (service == HX_SERVICE_BONE_INFO) return &boneInfo;
-    if (service == HX_SERVICE_LIGHT_INFO) return &lightInfo;
-    if (service == HX_SERVICE_CAMERA_INFO) return &cameraInfo;
-    if (service == HX_SERVICE_SCENE_INFO) return &sceneInfo;
-    if (service == HX_SERVICE_IMAGE_LIST) return &imageList;
-    return nullptr;
+    return scene.service(service);
 }
 
 /// A script that uses most of what allocates.
@@ -104,6 +92,7 @@ process: sa
 class Host {
 public:
     Host() {
+        scene.recording = false;
         std::string pattern = (fs::path(testing::TempDir()) / "kestrel-failing-XXXXXX").string();
         directory_ = mkdtemp(pattern.data());
         fs::current_path(directory_);

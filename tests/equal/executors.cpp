@@ -6,9 +6,9 @@ namespace kestrel::equal {
 
 namespace {
 
-/// The loop that runs two instructions as one and passes over markers.
-std::unique_ptr<Attachment> plain(ScriptEnvironment& environment) {
-    environment.executor = kestrel::Executor::Definition;
+template <kestrel::Executor kWhich>
+std::unique_ptr<Attachment> by(ScriptEnvironment& environment) {
+    environment.executor = kWhich;
     return std::make_unique<Attachment>();
 }
 
@@ -28,19 +28,7 @@ std::unique_ptr<Attachment> hooked(ScriptEnvironment& environment) {
     return std::make_unique<Hook>(environment);
 }
 
-/// Samples by intermediate code where that can be.
-std::unique_ptr<Attachment> threaded(ScriptEnvironment& environment) {
-    environment.executor = kestrel::Executor::Threaded;
-    return std::make_unique<Attachment>();
-}
-
-/// By machine code where that can be.
-std::unique_ptr<Attachment> native(ScriptEnvironment& environment) {
-    environment.executor = kestrel::Executor::Native;
-    return std::make_unique<Attachment>();
-}
-
-/// The same, in code one of whose guards fails always: another one in each script.
+/// Code one of whose guards fails always: another one in each script.
 std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
     static int script = 0;
     environment.failingGuard = script++ / 2;
@@ -48,25 +36,20 @@ std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
     return std::make_unique<Attachment>();
 }
 
-/// By machine code for groups: as many samples at a time as the machine can.
-std::unique_ptr<Attachment> batch(ScriptEnvironment& environment) {
-    environment.executor = kestrel::Executor::Native;
-    return std::make_unique<Attachment>();
-}
-
-/// The same with the smaller groups.
+/// The smaller groups.
 std::unique_ptr<Attachment> batch4(ScriptEnvironment& environment) {
     environment.batchLanes = 4;
-    return batch(environment);
+    return by<kestrel::Executor::Native>(environment);
 }
 
+using enum kestrel::Executor;
 constexpr Executor kExecutors[] = {
-    {"plain", plain},
+    {"plain", by<Definition>},  // the loop that runs two instructions as one and passes over markers
     {"hooked", hooked},
-    {"threaded", threaded, false},
-    {"native", native, false},
+    {"threaded", by<Threaded>, false},  // samples by intermediate code where that can be
+    {"native", by<Native>, false},      // by machine code where that can be
     {"forced", forced, false},
-    {"batch", batch, false, true},
+    {"batch", by<Native>, false, true},  // for groups: as many samples at a time as the machine can
     {"batch4", batch4, false, true},
 };
 

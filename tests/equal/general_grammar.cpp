@@ -160,10 +160,12 @@ expression value
     180 : ($step$numbername)
     360 functions : $call=
     1800 : $binary=
+# acos(2) is a NaN, which meets comparisons too rarely by itself.
 expression binary
     570 : ($near $operator $near)
     4 : ($near / $near)
     8530 : ($left $operator$( $| $| $| $|\n$)$operand)
+    100 : (acos(2) $comparison $operand)
     740 : ($left $(/$|%$)$( $| $| $| $|\n$)$(3$|0.7$))
     130 : ($left $(/$|%$)$( $| $| $| $|\n$)$operand)
 # A line may end inside an expression, and messages name the line of the instruction.

@@ -6,18 +6,15 @@
 #include "host/plugin_state.h"
 #include "tests/equal/samples.h"
 #include "tests/host/fake_scene.h"
+#include "tests/time_budget.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <span>
-#include <thread>
 #include <type_traits>
 
 namespace kestrel::equal {
@@ -25,12 +22,12 @@ namespace kestrel::equal {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 
+/// Of a run, as one whose loop has lost its count never ends.
 #ifdef KESTREL_SANITIZED
-constexpr auto kPatience = 60s;
+constexpr int kMilliseconds = 60'000;
 #else
-constexpr auto kPatience = 10s;
+constexpr int kMilliseconds = 10'000;
 #endif
 
 /// What the script's host shows and answers. Services are plain functions, so there is one at a time.
@@ -75,32 +72,6 @@ private:
     Lines shown_;
 };
 Host* Host::current_ = nullptr;
-
-/// Ends a run that takes too long, as one does whose loop has lost its count.
-class Patience {
-public:
-    explicit Patience(RunWatch& watch)
-        : thread_([this, &watch] {
-              std::unique_lock lock(mutex_);
-              if (!over_.wait_for(lock, kPatience, [this] { return done_; })) watch.requested = 1;
-          }) {}
-    ~Patience() {
-        {
-            const std::lock_guard lock(mutex_);
-            done_ = true;
-        }
-        over_.notify_one();
-        thread_.join();
-    }
-    Patience(const Patience&) = delete;
-    Patience& operator=(const Patience&) = delete;
-
-private:
-    std::mutex mutex_;
-    std::condition_variable over_;
-    bool done_ = false;
-    std::thread thread_;
-};
 
 std::string tell(const ShadingSample& sample) {
     std::string line = "sample";
@@ -321,7 +292,7 @@ private:
     PluginState state_;
     std::unique_ptr<Attachment> attachment_;
     Host host_{state_};
-    Patience patience_{state_.watch};
+    test::TimeBudget budget_{state_.watch, kMilliseconds};
     ShaderInstance* instance_ = nullptr;
 };
 

@@ -1,5 +1,6 @@
 #include "tests/equal/samples.h"
 
+#include "tests/edges.h"
 #include "tests/equal/random.h"
 
 #include <bit>
@@ -10,36 +11,6 @@ namespace kestrel::equal {
 
 namespace {
 
-using Limits = std::numeric_limits<double>;
-
-constexpr double kBorders[] = {
-    Limits::quiet_NaN(),
-    Limits::infinity(),
-    -Limits::infinity(),
-    0.0,
-    -0.0,
-    Limits::denorm_min(),
-    -Limits::denorm_min(),
-    Limits::min(),
-    -Limits::min() / 2.0,
-    Limits::max(),
-    -Limits::max(),
-    1.0,
-    -1.0,
-    0.5,
-    2147483647.0,
-    2147483648.0,
-    -2147483648.0,
-    -2147483649.0,
-    4294967295.0,
-    4294967296.0,
-    9007199254740991.0,
-    9007199254740992.0,
-    -9007199254740993.0,
-    9.3e18,
-    1e-13,
-    1.0 + Limits::epsilon(),
-};
 constexpr std::int32_t kWholeBorders[] = {
     0, 1, -1, 7, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()};
 
@@ -54,7 +25,7 @@ double real(Random& random, Form form) {
         case Form::Bits:
             return std::bit_cast<double>(random.bits());
         case Form::Borders:
-            return random.pick(kBorders);
+            return random.pick(test::kEdges);
     }
     return 0.0;
 }
@@ -92,10 +63,6 @@ double rayTrace(const double* position, const double* direction, double color[3]
     for (int i = 0; i < 3; ++i) color[i] = direction[i] * 0.5;
     return position[0];
 }
-
-}  // namespace
-
-namespace {
 
 /// Most numbers as they come, so that most groups of samples stay together.
 template <class Member>
