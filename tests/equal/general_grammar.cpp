@@ -160,12 +160,15 @@ expression value
     180 : ($step$numbername)
     360 functions : $call=
     1800 : $binary=
-# acos(2) is a NaN, which meets comparisons too rarely by itself.
+# What meets by itself too rarely: a NaN, as acos(2) is, what nearly is the same, and an operator without a left side.
 expression binary
     570 : ($near $operator $near)
     4 : ($near / $near)
     8530 : ($left $operator$( $| $| $| $|\n$)$operand)
     100 : (acos(2) $comparison $operand)
+    100 : (0.0 < 0.00000000000000000000000000000000001)
+    60 empties : ($empty $arithmetic $operand)
+    200 functions : ($left $arithmetic $call)
     740 : ($left $(/$|%$)$( $| $| $| $|\n$)$(3$|0.7$))
     130 : ($left $(/$|%$)$( $| $| $| $|\n$)$operand)
 # A line may end inside an expression, and messages name the line of the instruction.
@@ -324,6 +327,7 @@ statement returning
 expression result
     80 : $value2
     20 : $any2
+    5 empties : ($empty2 $arithmetic $operand2)
 # Behind the opening of a switch `continue` starts over, so it spends.
 statement leaving
     20 : if ($condition2) return;

@@ -29,6 +29,7 @@ public:
             {"counter", [this](int) { return Node(counter()); }},
             {"around", [this](int) { return Node(random_.pick(counters_)); }},
             {"call", [this](int depth) { return call(0, 3, depth); }},
+            {"empty", [this](int depth) { return call(0, 0, depth); }},
             {"single", [this](int depth) { return call(1, 1, depth); }},
             {"pair", [this](int depth) { return call(2, 2, depth); }},
             {"triple", [this](int depth) { return call(3, 3, depth); }},
@@ -61,7 +62,7 @@ private:
     std::size_t pickNumber(std::string_view words) { return std::stoul(make(words, 0).text); }
 
     void know(const Function& function) {
-        constexpr const char* kByResults[] = {"functions", "singles", "pairs", "triples"};
+        constexpr const char* kByResults[] = {"empties", "singles", "pairs", "triples"};
         functions_.push_back(function);
         flags_.insert({"functions", kByResults[function.results]});
     }
