@@ -7,6 +7,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
+#include <utility>
 
 namespace kestrel::test {
 namespace {
@@ -45,6 +46,13 @@ std::string told(const FakeControl& control) {
         default:
             return text;
     }
+}
+
+/// What a wrong call says: of an argument's kind, or 0 of how many there are.
+std::string refusal(const std::string& call, int argument) {
+    const std::string name = call.substr(0, call.find('(')) + "()";
+    if (argument == 0) return "Line 1, invalid argument count to " + name;
+    return "Line 1, invalid argument " + std::to_string(argument) + " type to " + name;
 }
 
 class Panels : public testing::Test {
@@ -144,47 +152,38 @@ TEST_F(Panels, EveryControlIsMadeAndReadBack) {
 }
 
 TEST_F(Panels, WrongArgumentsAddNothing) {
-    struct Case {
-        const char* call;
-        const char* message;
+    const auto expectRefused = [this](const std::string& call, const std::string& message) {
+        EXPECT_EQ(optionsSay("var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " + call +
+                             "; info(c == nil); r = reqpost();"),
+                  (Lines{message, "1"}))
+            << call;
     };
-    for (const Case& c : std::initializer_list<Case>{
-             {"ctlstring('l')", "invalid argument count to ctlstring()"},
-             {"ctlstring(1, 'x')", "invalid argument 1 type to ctlstring()"},
-             {"ctlstring('l', 5)", "invalid argument 2 type to ctlstring()"},
-             {"ctlinteger('l', 'x')", "invalid argument 2 type to ctlinteger()"},
-             {"ctlvector('l', 1, 2)", "invalid argument count to ctlvector()"},
-             {"ctlvector('l', 1, 'x', 3)", "invalid argument 3 type to ctlvector()"},
-             {"ctlcolor('l', @1, 2@)", "invalid argument 2 type to ctlcolor()"},
-             {"ctldistance('l', 'x')", "invalid argument 2 type to ctldistance()"},
-             {"ctlchoice('l', 1, 5)", "invalid argument 3 type to ctlchoice()"},
+    using Case = std::pair<int, std::vector<std::string>>;
+    for (const auto& [argument, calls] :
+         {Case{
+              0,
+              {"ctlstring('l')", "ctlvector('l', 1, 2)", "ctlpopup('l', 1, @'a'@, 1)", "ctlslider('l', 1, 2)",
+               "ctlsep(1)", "ctltext('l')", "addcontrol('l')", "addcontrol('l', 1, @'a'@, 1, 2)"}},
+          Case{1, {"ctlstring(1, 'x')"}},
+          Case{2,
+               {"ctlstring('l', 5)", "ctlinteger('l', 'x')", "ctlcolor('l', @1, 2@)", "ctldistance('l', 'x')",
+                "ctlpopup('l', 'a', @'a'@)", "ctlsep(1, 'x')", "addcontrol('l', nil)",
+                "addcontrol('l', 'a', @'a'@)"}},
+          Case{3, {"ctlvector('l', 1, 'x', 3)", "ctlchoice('l', 1, 5)", "addtext('l', 'x', 1)"}},
+          Case{4, {"ctlchoice('l', 1, @'a'@, 'x')", "ctlslider('l', 1, 2, 'x')"}}})
+        for (const std::string& call : calls) expectRefused(call, refusal(call, argument));
+    using Other = std::pair<const char*, const char*>;
+    for (const auto& [call, message] : std::initializer_list<Other>{
              {"ctlchoice('l', 1, @'a', 5@)", "invalid element 2 type in argument 3 to ctlchoice()"},
              {"ctlchoice('l', 1, holes)", "invalid element 2 type in argument 3 to ctlchoice()"},
-             {"ctlchoice('l', 1, @'a'@, 'x')", "invalid argument 4 type to ctlchoice()"},
-             {"ctlpopup('l', 'a', @'a'@)", "invalid argument 2 type to ctlpopup()"},
-             {"ctlpopup('l', 1, @'a'@, 1)", "invalid argument count to ctlpopup()"},
-             {"ctlslider('l', 1, 2)", "invalid argument count to ctlslider()"},
-             {"ctlslider('l', 1, 2, 'x')", "invalid argument 4 type to ctlslider()"},
-             {"ctlsep(1)", "invalid argument count to ctlsep()"},
-             {"ctlsep(1, 'x')", "invalid argument 2 type to ctlsep()"},
-             {"ctltext('l')", "invalid argument count to ctltext()"},
-             {"addtext('l', 'x', 1)", "invalid argument 3 type to addtext()"},
-             {"addcontrol('l')", "invalid argument count to addcontrol()"},
              {"addrgb('l', 5)", "invalid argument 2 type to addcontrol()"},
              {"addcheckbox(1, 5)", "invalid argument 1 type to addcontrol()"},
-             {"addcontrol('l', nil)", "invalid argument 2 type to addcontrol()"},
-             {"addcontrol('l', 'a', @'a'@)", "invalid argument 2 type to addcontrol()"},
              {"addcontrol('l', 1, @1@)", "invalid element 1 type in argument 3 to addcontrol()"},
-             {"addcontrol('l', 1, @'a'@, 1, 2)", "invalid argument count to addcontrol()"},
              {"ctlmeshitems('l', 'lamp')", "invalid object name 'lamp' provided to ctlmeshitems()"},
              {"ctlimageitems('l', 'Body')", "invalid object name 'Body' provided to ctlimageitems()"},
              {"additems('l', 'none')", "invalid object name 'none' provided to additems()"},
-             {"ctllightitems('l', 5)", "invalid object type used to initialize control ctllightitems()"},
-         }) {
-        const Lines said = optionsSay("var holes[3]; holes[1] = 'x'; holes[3] = 'y'; reqbegin('t'); c = " +
-                                      std::string(c.call) + "; info(c == nil); r = reqpost();");
-        EXPECT_EQ(said, (Lines{std::string("Line 1, ") + c.message, "1"}));
-    }
+             {"ctllightitems('l', 5)", "invalid object type used to initialize control ctllightitems()"}})
+        expectRefused(call, std::string("Line 1, ") + message);
 }
 
 TEST_F(Panels, WithoutAPanelCallsFail) {

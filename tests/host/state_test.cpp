@@ -163,9 +163,9 @@ MemoryState binary(const std::string& bytes) {
     return state;
 }
 
-MemoryState text(std::deque<std::string> lines) {
+MemoryState lines(std::deque<std::string> all) {
     MemoryState state(HX_STATE_TEXT);
-    state.lines = std::move(lines);
+    state.lines = std::move(all);
     return state;
 }
 
@@ -238,10 +238,10 @@ TEST(State, DataThatEndsTooSoonIsNil) {
 
 TEST(State, AHostThatOverstatesWhatItReadDoesNoHarm) {
     FakeHost host;
-    MemoryState lines = text({std::string(600, 'x')});
+    MemoryState whole = lines({std::string(600, 'x')});
     MemoryState bytes = binary(std::string("\0\0\1\1", 4));
-    for (MemoryState* state : {&lines, &bytes}) state->overstated = 1000000;
-    EXPECT_EQ(loadedBy(host, "info(size(state.read()));", lines), Lines{"511"});
+    for (MemoryState* state : {&whole, &bytes}) state->overstated = 1000000;
+    EXPECT_EQ(loadedBy(host, "info(size(state.read()));", whole), Lines{"511"});
     EXPECT_EQ(loadedBy(host, "info(state.readInt());", bytes), Lines{"257"});
 }
 
@@ -263,10 +263,10 @@ TEST(State, LinesAreReadOneByOne) {
                        "info(state.read()); x = state.read(); info(x == nil, state.eof());"
                        "info(state.read()); info(size(state.read()), ' ', size(state.read()));"
                        "x = state.read(); info(x == nil, state.eof()); state.parse(','); info('end');",
-                       text({"a 1", "", "cut\nhere", std::string(600, 'x')})),
+                       lines({"a 1", "", "cut\nhere", std::string(600, 'x')})),
               (Lines{"a 1", "10", "cut", "511 89", "11", "end"}));
     // A host may go on after the end. Only an empty line takes back that it was met.
-    MemoryState paused = text({"a", "", "b"});
+    MemoryState paused = lines({"a", "", "b"});
     paused.endsBefore = 2;
     EXPECT_EQ(loadedBy(host,
                        "x = state.read(); info(state.eof()); info(state.read(), state.eof());"
@@ -277,45 +277,35 @@ TEST(State, LinesAreReadOneByOne) {
 
 TEST(State, WrongUsesAreNilAndTouchNothing) {
     FakeHost host;
-    struct Case {
-        const char* call;
-        const char* message;
+    const auto message = [](const char* text, const std::string& call) {
+        return std::string("Line 1, ") + text + " (HXIO)state." + call.substr(0, call.find('(')) + "()";
     };
-    for (const Case& c : std::initializer_list<Case>{
-             {"eof(1)", "invalid argument count to (HXIO)state.eof()"},
-             {"readNumber()", "illegal operation on ASCII file: (HXIO)state.readNumber()"},
-             {"readInt()", "illegal operation on ASCII file: (HXIO)state.readInt()"},
-             {"readByte()", "illegal operation on ASCII file: (HXIO)state.readByte()"},
-             {"readVector()", "illegal operation on ASCII file: (HXIO)state.readVector()"},
-             {"readString()", "illegal operation on ASCII file: (HXIO)state.readString()"},
-             {"read(1)", "invalid argument count to (HXIO)state.read()"},
-         })
-        EXPECT_EQ(loadedBy(host, "x = state." + std::string(c.call) + "; info(x == nil); info(state.read());",
-                           text({"first"})),
-                  (Lines{std::string("Line 1, ") + c.message, "1", "first"}));
-    for (const char* method : {"read", "parse"})
-        EXPECT_EQ(
-            loadedBy(host, "x = state." + std::string(method) + "(); info(x == nil);", binary("abcd")),
-            (Lines{"Line 1, illegal operation on binary file: (HXIO)state." + std::string(method) + "()",
-                   "1"}));
-    EXPECT_EQ(loadedBy(host, "x = state.read(1); info(x == nil);", binary("abcd")),
-              (Lines{"Line 1, invalid argument count to (HXIO)state.read()", "1"}));
-    for (const Case& c : std::initializer_list<Case>{
-             {"writeln('x')", "illegal operation on binary file: (HXIO)state.writeln()"},
-             {"writeNumber(nil)", "invalid data type provided: (HXIO)state.writeNumber()"},
-             {"writeNumber()", "invalid data type provided: (HXIO)state.writeNumber()"},
-             {"writeInt(<1, 2, 3>)", "invalid data type provided: (HXIO)state.writeInt()"},
-             {"writeByte(state)", "invalid data type provided: (HXIO)state.writeByte()"},
-             {"writeVector(1, 2)", "invalid argument count: (HXIO)state.writeVector()"},
-             {"writeVector(1)", "invalid data type provided: (HXIO)state.writeVector()"},
-             {"writeVector(1, 'a', 2)", "invalid data type provided: (HXIO)state.writeVector()"},
-             {"writeString()", "invalid argument count: (HXIO)state.writeString()"},
-             {"writeString(5)", "invalid data type provided: (HXIO)state.writeString()"},
-         }) {
-        const std::string body = "x = state." + std::string(c.call) + "; info(x == nil);";
-        EXPECT_EQ(savedBy(host, body, HX_STATE_BINARY), std::deque<std::string>{});
-        EXPECT_EQ(host.said(), (Lines{std::string("Line 1, ") + c.message, "1"}));
-    }
+    const char* const kCount = "invalid argument count to";
+    using Case = std::pair<const char*, std::vector<std::string>>;
+    for (const auto& [text, calls] :
+         {Case{kCount, {"eof(1)", "read(1)"}},
+          Case{"illegal operation on ASCII file:",
+               {"readNumber()", "readInt()", "readByte()", "readVector()", "readString()"}}})
+        for (const std::string& call : calls)
+            EXPECT_EQ(loadedBy(host, "x = state." + call + "; info(x == nil); info(state.read());",
+                               lines({"first"})),
+                      (Lines{message(text, call), "1", "first"}));
+    for (const auto& [text, calls] :
+         {Case{kCount, {"read(1)"}}, Case{"illegal operation on binary file:", {"read()", "parse()"}}})
+        for (const std::string& call : calls)
+            EXPECT_EQ(loadedBy(host, "x = state." + call + "; info(x == nil);", binary("abcd")),
+                      (Lines{message(text, call), "1"}));
+    for (const auto& [text, calls] :
+         {Case{"illegal operation on binary file:", {"writeln('x')"}},
+          Case{"invalid argument count:", {"writeVector(1, 2)", "writeString()"}},
+          Case{"invalid data type provided:",
+               {"writeNumber(nil)", "writeNumber()", "writeInt(<1, 2, 3>)", "writeByte(state)",
+                "writeVector(1)", "writeVector(1, 'a', 2)", "writeString(5)"}}})
+        for (const std::string& call : calls) {
+            EXPECT_EQ(savedBy(host, "x = state." + call + "; info(x == nil);", HX_STATE_BINARY),
+                      std::deque<std::string>{});
+            EXPECT_EQ(host.said(), (Lines{message(text, call), "1"}));
+        }
     EXPECT_EQ(loadedBy(host, "state.writeInt(1);", binary("")),
               Lines{"Line 1, unknown object method: (HXIO)load::state.writeInt()"});
     savedBy(host, "state.eof();", HX_STATE_BINARY);
