@@ -218,7 +218,7 @@ private:
             case Call::Evaluate: {
                 ShadingSample sample = makeSample(plan.seed, step.sample);
                 evaluate(sample);
-                result = tell(sample);
+                result = tell(sample) + ", " + takeRays();
                 break;
             }
             case Call::Batch:

@@ -4,8 +4,10 @@
 #include "tests/equal/random.h"
 
 #include <bit>
+#include <cmath>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace kestrel::equal {
 
@@ -59,7 +61,15 @@ std::int32_t illuminate(HostItemID light, const double* position, double vector[
     return 0;
 }
 
+int rays = 0;                 // operations of a sample are plain functions
+std::uint64_t raysGiven = 0;  // all that was given, in order
+
 double rayTrace(const double* position, const double* direction, double color[3]) {
+    ++rays;
+    for (const double* vector : {position, direction})
+        for (int i = 0; i < 3; ++i)
+            raysGiven = std::rotl(raysGiven, 7) * 31 +
+                        (std::isnan(vector[i]) ? 1 : std::bit_cast<std::uint64_t>(vector[i]));
     for (int i = 0; i < 3; ++i) color[i] = direction[i] * 0.5;
     return position[0];
 }
@@ -80,6 +90,10 @@ void fillMostly(Member& member, Random& random) {
 }
 
 }  // namespace
+
+std::string takeRays() {
+    return std::to_string(std::exchange(rays, 0)) + " rays " + std::to_string(std::exchange(raysGiven, 0));
+}
 
 ShadingSample makeSampleOfBatch(std::uint64_t seed, int number) {
     Random random(seed * 1000003u + 7u * static_cast<std::uint64_t>(number) + 500000u);

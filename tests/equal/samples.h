@@ -4,6 +4,7 @@
 #include "host/host_interface.h"
 
 #include <cstdint>
+#include <string>
 
 namespace kestrel::equal {
 
@@ -12,5 +13,8 @@ namespace kestrel::equal {
 [[nodiscard]] ShadingSample makeSample(std::uint64_t seed, int number);
 /// One of a batch: wild numbers are few, and lie among tame ones.
 [[nodiscard]] ShadingSample makeSampleOfBatch(std::uint64_t seed, int number);
+
+/// The rays that were asked for since this was called last, in a few words.
+[[nodiscard]] std::string takeRays();
 
 }  // namespace kestrel::equal

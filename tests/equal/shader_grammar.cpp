@@ -232,6 +232,7 @@ statement statement
     3 : v0.$part $(=$|=$|=$|+=$|+=$) $value2;
     10 : $several
     10 process : $write
+    4 !independent : ($aim, $aim, $aim, $aim) = raytrace($vec2, $vec2);
     10 !process : $target = $value2;
     10 : $leaving
     10 : $rarely

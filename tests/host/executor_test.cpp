@@ -130,6 +130,18 @@ TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
         [](FakeHost& host, HxInstance instance) { evaluate(host, instance, sampleAt(9)); });
 }
 
+TEST_F(Executors, TheHostSeesWhatIsWrittenBeforeARay) {
+    compare(
+        "process: sa { if (sa.sx > 8) { sa.eta = 3; (d, r, g, b) = raytrace(<1, 0, 0>, <0, 0, 1>); }\n"
+        "sa.mirror = d; }",
+        [](FakeHost& host, HxInstance instance) {
+            ShadingSample sample = sampleAt(9);
+            duringTrace = [&](int) { told->push_back(std::to_string(sample.eta)); };
+            host.handler.evaluate(instance, &sample);
+            EXPECT_EQ(told->back().substr(0, 1), "3");
+        });
+}
+
 TEST_F(Executors, ARayMayChangeTheSampleCallBackAndEndTheInstance) {
     for (const bool second : {false, true}) {
         compare(kRays, [second](FakeHost& host, HxInstance instance) {
