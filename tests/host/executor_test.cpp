@@ -132,7 +132,7 @@ TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
 
 TEST_F(Executors, TheHostSeesWhatIsWrittenBeforeARay) {
     compare(
-        "process: sa { if (sa.sx > 8) { sa.eta = 3; (d, r, g, b) = raytrace(<1, 0, 0>, <0, 0, 1>); }\n"
+        "process: sa { d = 1; if (sa.sx > 8) { sa.eta = 3; (d, r, g, b) = raytrace(<1, 0, 0>, <0, 0, 1>); }\n"
         "sa.mirror = d; }",
         [](FakeHost& host, HxInstance instance) {
             ShadingSample sample = sampleAt(9);
