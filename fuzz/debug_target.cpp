@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <thread>
 
 namespace kestrel::fuzz {
@@ -256,34 +257,23 @@ void tellDebugger(Taken& data) {
     DebugStop stop;
     DebugValue value;
     std::string text;
-    for (unsigned question = questions, left = 8; left > 0; --left, question = question * 5 + 3) {
-        switch (question % 8) {
-            case 0:
-                static_cast<void>(client->files(files));
-                break;
-            case 1:
-                static_cast<void>(client->functions(functions));
-                break;
-            case 2:
-                static_cast<void>(client->frames(frames, 50));
-                break;
-            case 3:
-                static_cast<void>(client->values("main::", 0, 500, variables, total));
-                break;
-            case 4:
-                if (client->value("::x", value).done()) static_cast<void>(client->assign("::x", value));
-                break;
-            case 5:
-                static_cast<void>(client->text("::x", 5000, text));
-                break;
-            case 6:
-                static_cast<void>(client->stopAtLine({0, 3}, stop));
-                break;
-            default:
-                static_cast<void>(client->nextEvent());
-                break;
-        }
-    }
+    const auto assign = [&] {
+        return client->value("::x", value).done() && client->assign("::x", value).done();
+    };
+    const std::function<void()> asks[] = {
+        [&] { static_cast<void>(client->files(files)); },
+        [&] { static_cast<void>(client->functions(functions)); },
+        [&] { static_cast<void>(client->frames(frames, 50)); },
+        [&] { static_cast<void>(client->values("main::", 0, 500, variables, total)); },
+        assign,
+        [&] { static_cast<void>(client->text("::x", 5000, text)); },
+        [&] {
+            static_cast<void>(client->stopAtLine({0, 3}, stop));
+        },
+        [&] { static_cast<void>(client->nextEvent()); },
+    };
+    for (unsigned question = questions, left = 8; left > 0; --left, question = question * 5 + 3)
+        asks[question % 8]();
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <functional>
 
 extern "C" KestrelModule _mod_descrip;  // linked into this program instead of loaded
 
@@ -167,50 +168,30 @@ void FuzzedHost::call() {
     }
     ++depth_;
     const HxInstance instance = any();
-    switch (data.below(16)) {
-        case 0:
-        case 1:
-            if (living_.size() < kMostInstances) {
-                const char* error = nullptr;
-                living_.push_back(handler_.create(&error));
-                load(living_.back());
-            }
-            break;
-        case 2:
-            std::erase(living_, instance);
-            handler_.destroy(instance);
-            break;
-        case 3:
-            handler_.copy(instance, any());
-            break;
-        case 4:
-            load(instance);
-            break;
-        case 5:
-            save(instance);
-            break;
-        case 6:
-            handler_.init(instance);
-            break;
-        case 7:
-            handler_.cleanup(instance);
-            break;
-        case 8:
-            handler_.newTime(instance, data.byte(), data.number());
-            break;
-        case 9:
-            static_cast<void>(handler_.flags(instance));
-            break;
-        case 10:
-            look(instance);
-            break;
-        case 11:
-            edit(instance);
-            break;
-        default:
-            evaluate(instance);
-            break;
-    }
+    const auto make = [&] {
+        if (living_.size() >= kMostInstances) return;
+        const char* error = nullptr;
+        living_.push_back(handler_.create(&error));
+        load(living_.back());
+    };
+    const auto destroy = [&] {
+        std::erase(living_, instance);
+        handler_.destroy(instance);
+    };
+    const std::function<void()> calls[] = {make,
+                                           make,
+                                           destroy,
+                                           [&] { handler_.copy(instance, any()); },
+                                           [&] { load(instance); },
+                                           [&] { save(instance); },
+                                           [&] { handler_.init(instance); },
+                                           [&] { handler_.cleanup(instance); },
+                                           [&] { handler_.newTime(instance, data.byte(), data.number()); },
+                                           [&] { handler_.flags(instance); },
+                                           [&] { look(instance); },
+                                           [&] { edit(instance); }};
+    const std::size_t which = data.below(16);
+    which < std::size(calls) ? calls[which]() : evaluate(instance);
     --depth_;
 }
 

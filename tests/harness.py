@@ -134,6 +134,17 @@ def difference(expected, actual):
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
 
 
+def check_all(files, check):
+    """Calls a function with each file; it raises what is wrong."""
+    failures = []
+    for file in files:
+        try:
+            check(file)
+        except (ValueError, LookupError, OSError) as wrong:
+            failures.append((file.name, str(wrong)))
+    report(failures, len(files))
+
+
 def report(failures, count):
     for name, text in failures:
         print(f"FAILED {name}\n{text}\n")

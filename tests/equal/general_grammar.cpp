@@ -21,19 +21,12 @@ all script
     1000 : var fuel = 0;
     1000 strict : var first, second, third, fourth;
     1000 : declare record Pair { first = 1, second = "two"; third = <1.0,2.0,3.0>, fourth; }
-    1000 : var gn0$numbervalue;
-    1000 : var gn1$numbervalue;
-    1000 : var gn2$numbervalue;
+    1000 : var gn0$numbervalue, gn1$numbervalue, gn2$numbervalue;
+    1000 : var gt0$textvalue, gt1$textvalue;
+    1000 : var gv0$vecvalue, gv1$vecvalue;
     1000 : var gx0$numbervalue;
-    1000 : var gt0$textvalue;
-    1000 : var gt1$textvalue;
     1000 : var gx1$textvalue;
-    1000 : var gv0$vecvalue;
-    1000 : var gv1$vecvalue;
-    1000 : var ga1[3];
-    1000 : var ga2[2, 3];
-    1000 : var ga3[2, 2, 2];
-    1000 : var gr0;
+    1000 : var ga1[3], ga2[2, 3], ga3[2, 2, 2], gr0;
     1000 : $functions
     1000 +shades : process: sa\n{\n::fuel = 0;\n$locals$statements7}
 # A new time lets a script run again that has failed.
@@ -50,13 +43,9 @@ group functionbody
 group spend = ::fuel++; if (::fuel > 150) return 0;\n
 # A declaration can go only with all that uses it, which under strict it is an error to do without.
 all locals
-    1000 : var n0$numbervalue;
-    1000 : var n1$numbervalue;
-    1000 : var n2$numbervalue;
-    1000 : var t0$textvalue;
-    1000 : var t1$textvalue;
-    1000 : var v0$vecvalue;
-    1000 : var v1$vecvalue;
+    1000 : var n0$numbervalue, n1$numbervalue, n2$numbervalue;
+    1000 : var t0$textvalue, t1$textvalue;
+    1000 : var v0$vecvalue, v1$vecvalue;
     1000 : var x0$anyvalue;
     1000 : var x1$anyvalue;
 # It hides the global.

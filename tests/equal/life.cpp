@@ -323,24 +323,11 @@ Plan batchPlan(std::uint64_t seed, int samples) {
 }
 
 std::string nameOf(const Plan::Step& step) {
-    switch (step.call) {
-        case Call::Batch:
-            return "batch " + std::to_string(step.sample) + " to " +
-                   std::to_string(step.sample + step.count - 1);
-        case Call::Flags:
-            return "flags";
-        case Call::NewTime:
-            return "newtime " + std::to_string(step.sample);
-        case Call::Init:
-            return "init";
-        case Call::Evaluate:
-            return "evaluate " + std::to_string(step.sample);
-        case Call::Main:
-            return "main";
-        case Call::Cleanup:
-            return "cleanup";
-    }
-    return "";
+    constexpr const char* kNames[] = {"flags", "newtime ", "init", "evaluate ", "batch ", "main", "cleanup"};
+    const std::string name = kNames[static_cast<int>(step.call)];
+    if (step.call == Call::Batch)
+        return name + std::to_string(step.sample) + " to " + std::to_string(step.sample + step.count - 1);
+    return name.ends_with(' ') ? name + std::to_string(step.sample) : name;
 }
 
 Life live(const Executor& executor, const test::LanguageScript& script, const Plan& plan, bool allLocals) {

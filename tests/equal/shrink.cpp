@@ -35,12 +35,11 @@ private:
     void leaveOut(std::vector<Element>& list, May may) {
         for (std::size_t length = std::max<std::size_t>(list.size(), 1); length > 0; length /= 2) {
             for (std::size_t at = 0; at < list.size();) {
-                std::vector<Element> kept(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(at));
+                std::vector<Element> kept = list;
+                const auto first = kept.begin() + static_cast<std::ptrdiff_t>(at);
                 const std::size_t end = std::min(at + length, list.size());
-                std::copy_if(list.begin() + static_cast<std::ptrdiff_t>(at),
-                             list.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(kept),
-                             [&may](const Element& element) { return !may(element); });
-                kept.insert(kept.end(), list.begin() + static_cast<std::ptrdiff_t>(end), list.end());
+                const auto last = kept.begin() + static_cast<std::ptrdiff_t>(end);
+                kept.erase(std::remove_if(first, last, may), last);
                 if (kept.size() == list.size()) {
                     at = end;
                     continue;

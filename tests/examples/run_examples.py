@@ -45,13 +45,7 @@ def main():
         plain_script = pathlib.Path(folder) / "plain.ks"
         plain_script.write_text("process: sa { }\n")
         plain = render(args.kestrel, plain_script, folder)
-    failures = []
-    for script in scripts:
-        try:
-            check(args.kestrel, script, plain)
-        except ValueError as wrong:
-            failures.append((script.name, str(wrong)))
-    harness.report(failures, len(scripts))
+    harness.check_all(scripts, lambda script: check(args.kestrel, script, plain))
 
 
 if __name__ == "__main__":

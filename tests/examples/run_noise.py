@@ -5,6 +5,7 @@ cells, also left of zero, and that every spot of the cells is found from all sid
 import math
 import pathlib
 import random
+import statistics
 import sys
 import tempfile
 
@@ -59,8 +60,7 @@ def check_ranges(results):
                             ("first", 0, 1.1), ("second", 0, 1.1), ("id", 0, 1)):
         values = [one[name] for one in results]
         need(low <= min(values) and max(values) <= high + DIGITS, f"{name} lies in {min(values)} .. {max(values)}")
-        mean = sum(values) / len(values)
-        spread = math.sqrt(sum((v - mean) ** 2 for v in values) / len(values))
+        mean, spread = statistics.fmean(values), statistics.pstdev(values)
         need(spread > 0.05, f"{name} hardly changes: {spread}")
         if low < 0:
             need(abs(mean) < 0.05, f"{name} is {mean} on average")
@@ -79,12 +79,6 @@ def check_steps(results, points):
             need(change <= steepest * STEP + DIGITS, f"{name} jumps by {change} at {p}")
 
 
-def correlation(a, b):
-    ma, mb = sum(a) / len(a), sum(b) / len(b)
-    covariance = sum((x - ma) * (y - mb) for x, y in zip(a, b, strict=True))
-    return covariance / math.sqrt(sum((x - ma) ** 2 for x in a) * sum((y - mb) ** 2 for y in b))
-
-
 def check(kestrel, library):
     chance = random.Random(5)
 
@@ -98,7 +92,7 @@ def check(kestrel, library):
     # What lies left of zero is no copy of what lies right of it.
     mirrored = evaluate(kestrel, library, [tuple(-c for c in p) for p in spread])
     for name in ("value", "smooth", "smooth5", "first", "id"):
-        alike = abs(correlation([one[name] for one in results], [one[name] for one in mirrored]))
+        alike = abs(statistics.correlation([one[name] for one in results], [one[name] for one in mirrored]))
         need(alike < 0.15, f"{name} is mirrored at zero: {alike}")
 
     # From the spot of a cell itself, the same cell is found.
@@ -122,14 +116,7 @@ def check(kestrel, library):
 
 def main():
     args = harness.arguments(__doc__)
-    failures = []
-    libraries = harness.find(args.tests, ".ks")
-    for library in libraries:
-        try:
-            check(args.kestrel, library)
-        except ValueError as wrong:
-            failures.append((library.name, str(wrong)))
-    harness.report(failures, len(libraries))
+    harness.check_all(harness.find(args.tests, ".ks"), lambda library: check(args.kestrel, library))
 
 
 if __name__ == "__main__":

@@ -68,13 +68,7 @@ CHECKS = {"csv_report": check_csv_report, "each_image": check_each_image, "scene
 
 def main():
     args = harness.arguments(__doc__)
-    failures = []
-    for script in harness.find(args.tests, ".ks"):
-        try:
-            CHECKS[script.stem](args.kestrel, script)
-        except (ValueError, LookupError, OSError) as error:
-            failures.append((script, str(error)))
-    harness.report(failures, len(CHECKS))
+    harness.check_all(harness.find(args.tests, ".ks"), lambda script: CHECKS[script.stem](args.kestrel, script))
 
 
 main()

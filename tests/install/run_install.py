@@ -129,7 +129,6 @@ if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--cmake", required=True)
     parser.add_argument("--build", required=True, type=lambda path: pathlib.Path(path).resolve())
-    parser.add_argument("--config", default="")
     parser.add_argument("--compilers", nargs=2, default=["cc", "c++"])
     parser.add_argument("--only", nargs="*", default=[])
     Installed.args = parser.parse_args()
