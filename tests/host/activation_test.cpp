@@ -80,19 +80,17 @@ TEST(Activation, TheServicesAreLookedUpOnceAndReleasedOnce) {
 TEST(Activation, AMissingServiceIsToldAndLookedUpAgainNextTime) {
     using Case = std::tuple<const char*, std::uintptr_t, Lines, std::int32_t>;
     const Lines badScene = {"error: Bad animation global detected!"};
-    for (const auto& [service, systemInfo, messages, result] :
-         {Case{HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_FILE_REQUEST, HX_SYSTEM_RENDER_NODE, {}, HXM_OK},
-          Case{HX_SERVICE_DIRECTORY_INFO, 0, {}, HXM_OK},
-          Case{HX_SERVICE_ITEM_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_OBJECT_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_BONE_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_LIGHT_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_CAMERA_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_SCENE_INFO, 0, badScene, HXM_MISSING_SERVICE},
-          Case{HX_SERVICE_IMAGE_LIST, 0, badScene, HXM_MISSING_SERVICE}}) {
+    std::vector<Case> cases = {
+        {HX_SERVICE_MESSAGES, 0, {}, HXM_MISSING_SERVICE},
+        {HX_SERVICE_FILE_REQUEST, 0, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+        {HX_SERVICE_FILE_REQUEST, HX_SYSTEM_MODELER, {"error: Bad global!"}, HXM_MISSING_SERVICE},
+        {HX_SERVICE_FILE_REQUEST, HX_SYSTEM_RENDER_NODE, {}, HXM_OK},
+        {HX_SERVICE_DIRECTORY_INFO, 0, {}, HXM_OK}};
+    for (const char* service :
+         {HX_SERVICE_ITEM_INFO, HX_SERVICE_OBJECT_INFO, HX_SERVICE_BONE_INFO, HX_SERVICE_LIGHT_INFO,
+          HX_SERVICE_CAMERA_INFO, HX_SERVICE_SCENE_INFO, HX_SERVICE_IMAGE_LIST})
+        cases.emplace_back(service, 0, badScene, HXM_MISSING_SERVICE);
+    for (const auto& [service, systemInfo, messages, result] : cases) {
         SCOPED_TRACE(service);
         FakeHost host;
         host.missing = {service};

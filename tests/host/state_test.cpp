@@ -26,8 +26,31 @@ std::string nativeLength(std::int32_t n) {
     return bytes;
 }
 
-TEST(State, ATextStateCarriesTheUpperCasePath) {
+class State : public testing::Test {
+protected:
+    /// What a script with this body of `save` adds to a state, write by write.
+    std::deque<std::string> savedBy(const std::string& body, std::int32_t mode) {
+        const HxInstance instance = host.createWith("save: mode, state { " + quoted(body) + " }");
+        MemoryState state = host.save(instance, mode);
+        for (int name = mode == HX_STATE_TEXT ? 1 : 2; name > 0 && !state.lines.empty(); --name)
+            state.lines.pop_front();
+        return state.lines;
+    }
+
+    /// What a script with this body of `load` says when it is loaded from a binary state with these bytes, or
+    /// a text state with these lines.
+    Lines loadedBy(const std::string& body, MemoryState state) {
+        const std::string path = host.write("load.ks", "load: mode, state { " + quoted(body) + " }");
+        state.lines.push_front("Script " + path);
+        state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + state.bytes;
+        host.load(host.create(), state);
+        return host.said();
+    }
+
     FakeHost host;
+};
+
+TEST_F(State, ATextStateCarriesTheUpperCasePath) {
     const HxInstance empty = host.create();
     EXPECT_TRUE(host.save(empty, HX_STATE_TEXT).lines.empty());
 
@@ -50,8 +73,7 @@ TEST(State, ATextStateCarriesTheUpperCasePath) {
     EXPECT_STREQ(host.handler.describe(loaded), "Kestrel/PT - SHADE.KS");
 }
 
-TEST(State, ABinaryStateCountsTheTerminatingZero) {
-    FakeHost host;
+TEST_F(State, ABinaryStateCountsTheTerminatingZero) {
     const std::string path = host.write("b.ks",
                                         "save: mode, state { info(\"save \", mode); }\n"
                                         "load: mode, state { info(\"load \", mode); }");
@@ -67,8 +89,7 @@ TEST(State, ABinaryStateCountsTheTerminatingZero) {
     EXPECT_TRUE(host.shown().at(0).ends_with("save 2"));
 }
 
-TEST(State, TheNameIsReadWithABufferOfItsOwnSize) {
-    FakeHost host;
+TEST_F(State, TheNameIsReadWithABufferOfItsOwnSize) {
     const HxInstance instance = host.create();
     std::vector<std::int32_t> sizes;
     const LoadState state{HX_STATE_TEXT, &sizes, [](void* handle, char* buffer, std::int32_t size) {
@@ -83,8 +104,7 @@ TEST(State, TheNameIsReadWithABufferOfItsOwnSize) {
     EXPECT_EQ(host.shown(), Lines{});
 }
 
-TEST(State, ALongPathIsPutTogetherFromItsPieces) {
-    FakeHost host;
+TEST_F(State, ALongPathIsPutTogetherFromItsPieces) {
     std::string folder = fs::current_path().string();
     for (int i = 0; i < 3; ++i) folder += "/" + std::string(100, 'd');
     fs::create_directories(folder);
@@ -103,8 +123,7 @@ TEST(State, ALongPathIsPutTogetherFromItsPieces) {
     }
 }
 
-TEST(State, AStateThatNamesNoScriptLoadsNothing) {
-    FakeHost host;
+TEST_F(State, AStateThatNamesNoScriptLoadsNothing) {
     const HxInstance instance = host.create();
     const std::string path = host.write("a.ks", "");
     for (const std::string& line : {"Scripts " + path, std::string("Script"), "script " + path, path}) {
@@ -138,25 +157,6 @@ std::string hex(const std::string& bytes) {
     return text;
 }
 
-/// What a script with this body of `save` adds to a state, write by write.
-std::deque<std::string> savedBy(FakeHost& host, const std::string& body, std::int32_t mode) {
-    const HxInstance instance = host.createWith("save: mode, state { " + quoted(body) + " }");
-    MemoryState state = host.save(instance, mode);
-    for (int name = mode == HX_STATE_TEXT ? 1 : 2; name > 0 && !state.lines.empty(); --name)
-        state.lines.pop_front();
-    return state.lines;
-}
-
-/// What a script with this body of `load` says when it is loaded from a binary state with these bytes, or a
-/// text state with these lines.
-Lines loadedBy(FakeHost& host, const std::string& body, MemoryState state) {
-    const std::string path = host.write("load.ks", "load: mode, state { " + quoted(body) + " }");
-    state.lines.push_front("Script " + path);
-    state.bytes = nativeLength(static_cast<std::int32_t>(path.size() + 1)) + path + '\0' + state.bytes;
-    host.load(host.create(), state);
-    return host.said();
-}
-
 MemoryState binary(const std::string& bytes) {
     MemoryState state(HX_STATE_BINARY);
     state.bytes = bytes;
@@ -169,8 +169,7 @@ MemoryState lines(std::deque<std::string> all) {
     return state;
 }
 
-TEST(State, ItemsAreWrittenWithTheirMostSignificantByteFirst) {
-    FakeHost host;
+TEST_F(State, ItemsAreWrittenWithTheirMostSignificantByteFirst) {
     struct Case {
         const char* call;
         const char* bytes;
@@ -198,16 +197,15 @@ TEST(State, ItemsAreWrittenWithTheirMostSignificantByteFirst) {
          }) {
         std::string bytes;
         const std::string body = std::string("state.") + c.call + ";";
-        for (const std::string& write : savedBy(host, body, HX_STATE_BINARY)) bytes += write;
+        for (const std::string& write : savedBy(body, HX_STATE_BINARY)) bytes += write;
         EXPECT_EQ(hex(bytes), c.bytes) << c.call;
     }
     // The write methods but writeln do not look at the mode.
-    EXPECT_EQ(savedBy(host, "state.writeInt(65);", HX_STATE_TEXT), std::deque{std::string("\0\0\0A", 4)});
+    EXPECT_EQ(savedBy("state.writeInt(65);", HX_STATE_TEXT), std::deque{std::string("\0\0\0A", 4)});
     EXPECT_EQ(host.shown(), Lines{});
 }
 
-TEST(State, ItemsReadAsTheyWereWritten) {
-    FakeHost host;
+TEST_F(State, ItemsReadAsTheyWereWritten) {
     const std::string bytes(
         "\x3f\xc0\x00\x00\xff\xff\xff\xfe\xff\x3f\x80\x00\x00\x40\x00\x00\x00\xc0\x00\x00\x00"
         "\x00\x00\x00\x03"
@@ -218,37 +216,33 @@ TEST(State, ItemsReadAsTheyWereWritten) {
         "info(state.readString(), '|', state.readString(), '|', state.eof());"
         "x = state.readByte(); info(x == nil, state.eof());";
     const Lines expected = {"1.5 -2 -1 <1,2,-2>", "abc||0", "11"};
-    EXPECT_EQ(loadedBy(host, body, binary(bytes)), expected);
+    EXPECT_EQ(loadedBy(body, binary(bytes)), expected);
     MemoryState slow = binary(bytes);
     slow.atOnce = 1;
-    EXPECT_EQ(loadedBy(host, body, slow), expected);
+    EXPECT_EQ(loadedBy(body, slow), expected);
 }
 
-TEST(State, DataThatEndsTooSoonIsNil) {
-    FakeHost host;
+TEST_F(State, DataThatEndsTooSoonIsNil) {
     for (const char* method : {"readNumber", "readInt", "readVector", "readString"}) {
         const std::string body = std::string("x = state.") + method + "(); info(x == nil, state.eof());";
         for (const std::string& bytes : {std::string(), std::string("abc")})
-            EXPECT_EQ(loadedBy(host, body, binary(bytes)), Lines{"11"}) << method;
+            EXPECT_EQ(loadedBy(body, binary(bytes)), Lines{"11"}) << method;
     }
     const std::string body = "x = state.readString(); info(x == nil, state.eof());";
     for (const std::string length : {"\xff\xff\xff\xff", "\x7f\xff\xff\xff", "\x80\x01\x02\x03"})
-        EXPECT_EQ(loadedBy(host, body, binary(length + std::string(10000, 'x'))), Lines{"11"});
+        EXPECT_EQ(loadedBy(body, binary(length + std::string(10000, 'x'))), Lines{"11"});
 }
 
-TEST(State, AHostThatOverstatesWhatItReadDoesNoHarm) {
-    FakeHost host;
+TEST_F(State, AHostThatOverstatesWhatItReadDoesNoHarm) {
     MemoryState whole = lines({std::string(600, 'x')});
     MemoryState bytes = binary(std::string("\0\0\1\1", 4));
     for (MemoryState* state : {&whole, &bytes}) state->overstated = 1000000;
-    EXPECT_EQ(loadedBy(host, "info(size(state.read()));", whole), Lines{"511"});
-    EXPECT_EQ(loadedBy(host, "info(state.readInt());", bytes), Lines{"257"});
+    EXPECT_EQ(loadedBy("info(size(state.read()));", whole), Lines{"511"});
+    EXPECT_EQ(loadedBy("info(state.readInt());", bytes), Lines{"257"});
 }
 
-TEST(State, LinesAreTheTextsOfTheirValues) {
-    FakeHost host;
-    EXPECT_EQ(savedBy(host,
-                      "f = File('f.txt', 'w'); a = array(2);"
+TEST_F(State, LinesAreTheTextsOfTheirValues) {
+    EXPECT_EQ(savedBy("f = File('f.txt', 'w'); a = array(2);"
                       "state.writeln(1.25, ' ', 7, ' ', <1, 2.5, 3>, ' ', 'text ', f, nil, a);"
                       "state.writeln(); state.writeln('last');",
                       HX_STATE_TEXT),
@@ -257,10 +251,8 @@ TEST(State, LinesAreTheTextsOfTheirValues) {
                                   "Line 1, invalid argument 10 type to (HXIO)state.writeln()"}));
 }
 
-TEST(State, LinesAreReadOneByOne) {
-    FakeHost host;
-    EXPECT_EQ(loadedBy(host,
-                       "info(state.read()); x = state.read(); info(x == nil, state.eof());"
+TEST_F(State, LinesAreReadOneByOne) {
+    EXPECT_EQ(loadedBy("info(state.read()); x = state.read(); info(x == nil, state.eof());"
                        "info(state.read()); info(size(state.read()), ' ', size(state.read()));"
                        "x = state.read(); info(x == nil, state.eof()); state.parse(','); info('end');",
                        lines({"a 1", "", "cut\nhere", std::string(600, 'x')})),
@@ -268,15 +260,13 @@ TEST(State, LinesAreReadOneByOne) {
     // A host may go on after the end. Only an empty line takes back that it was met.
     MemoryState paused = lines({"a", "", "b"});
     paused.endsBefore = 2;
-    EXPECT_EQ(loadedBy(host,
-                       "x = state.read(); info(state.eof()); info(state.read(), state.eof());"
+    EXPECT_EQ(loadedBy("x = state.read(); info(state.eof()); info(state.read(), state.eof());"
                        "x = state.read(); info(x == nil, state.eof()); info(state.read(), state.eof());",
                        paused),
               (Lines{"1", "a1", "10", "b0"}));
 }
 
-TEST(State, WrongUsesAreNilAndTouchNothing) {
-    FakeHost host;
+TEST_F(State, WrongUsesAreNilAndTouchNothing) {
     const auto message = [](const char* text, const std::string& call) {
         return std::string("Line 1, ") + text + " (HXIO)state." + call.substr(0, call.find('(')) + "()";
     };
@@ -287,13 +277,13 @@ TEST(State, WrongUsesAreNilAndTouchNothing) {
           Case{"illegal operation on ASCII file:",
                {"readNumber()", "readInt()", "readByte()", "readVector()", "readString()"}}})
         for (const std::string& call : calls)
-            EXPECT_EQ(loadedBy(host, "x = state." + call + "; info(x == nil); info(state.read());",
-                               lines({"first"})),
-                      (Lines{message(text, call), "1", "first"}));
+            EXPECT_EQ(
+                loadedBy("x = state." + call + "; info(x == nil); info(state.read());", lines({"first"})),
+                (Lines{message(text, call), "1", "first"}));
     for (const auto& [text, calls] :
          {Case{kCount, {"read(1)"}}, Case{"illegal operation on binary file:", {"read()", "parse()"}}})
         for (const std::string& call : calls)
-            EXPECT_EQ(loadedBy(host, "x = state." + call + "; info(x == nil);", binary("abcd")),
+            EXPECT_EQ(loadedBy("x = state." + call + "; info(x == nil);", binary("abcd")),
                       (Lines{message(text, call), "1"}));
     for (const auto& [text, calls] :
          {Case{"illegal operation on binary file:", {"writeln('x')"}},
@@ -302,18 +292,17 @@ TEST(State, WrongUsesAreNilAndTouchNothing) {
                {"writeNumber(nil)", "writeNumber()", "writeInt(<1, 2, 3>)", "writeByte(state)",
                 "writeVector(1)", "writeVector(1, 'a', 2)", "writeString(5)"}}})
         for (const std::string& call : calls) {
-            EXPECT_EQ(savedBy(host, "x = state." + call + "; info(x == nil);", HX_STATE_BINARY),
+            EXPECT_EQ(savedBy("x = state." + call + "; info(x == nil);", HX_STATE_BINARY),
                       std::deque<std::string>{});
             EXPECT_EQ(host.said(), (Lines{message(text, call), "1"}));
         }
-    EXPECT_EQ(loadedBy(host, "state.writeInt(1);", binary("")),
+    EXPECT_EQ(loadedBy("state.writeInt(1);", binary("")),
               Lines{"Line 1, unknown object method: (HXIO)load::state.writeInt()"});
-    savedBy(host, "state.eof();", HX_STATE_BINARY);
+    savedBy("state.eof();", HX_STATE_BINARY);
     EXPECT_EQ(host.said(), Lines{"Line 1, unknown object method: (HXIO)save::state.eof()"});
 }
 
-TEST(State, TheObjectMayOutliveItsCall) {
-    FakeHost host;
+TEST_F(State, TheObjectMayOutliveItsCall) {
     const HxInstance instance = host.createWith(
         "kept = nil;\nload: mode, state { ::kept = state; }\n"
         "init { k = ::kept; x = k.read(); y = k.eof(); z = k.read(1, 2); info(x == nil, y == nil, z == "
