@@ -73,7 +73,7 @@ group anyvalue
 words number 0 1 2 3 -1 7 0.5 0.25 -2.5 1.0 0.0 -0.0 3.75 0.0000000000001 0.000000000000000000001
     340282346638528859811704183484516925440.0 1000000000000000000000.5 100 255 -7 2147483647 2147483648.0
     -2147483649.0 4294967296.0 9007199254740993.0 0.1 1.000000001
-# What meets by itself too rarely: both zeros, and numbers that nearly are the same.
+# Both zeros, and numbers that nearly are the same.
 words near -0.0 -0.0 0.0 0 0.00000000000001 1 1.0 1.00000000000001
 words arithmetic + - * + - * << >> & | ^
 words comparison < > <= >= == != <>
@@ -149,7 +149,8 @@ expression value
     180 : ($step$numbername)
     360 functions : $call=
     1800 : $binary=
-# What meets by itself too rarely: a NaN, as acos(2) is, what nearly is the same, and an operator without a left side.
+# A line may end inside an expression, and messages name the line of the instruction. Here is, too, what meets by
+# itself too rarely: a NaN, as acos(2) is, what nearly is the same, and an operator without a left side.
 expression binary
     570 : ($near $operator $near)
     4 : ($near / $near)
@@ -160,7 +161,6 @@ expression binary
     200 functions : ($left $arithmetic $call)
     740 : ($left $(/$|%$)$( $| $| $| $|\n$)$(3$|0.7$))
     130 : ($left $(/$|%$)$( $| $| $| $|\n$)$operand)
-# A line may end inside an expression, and messages name the line of the instruction.
 group operator
     55 : $arithmetic
     32 : $comparison

@@ -15,6 +15,7 @@
 #include <list>
 #include <memory>
 #include <span>
+#include <tuple>
 #include <type_traits>
 
 namespace kestrel::equal {
@@ -109,30 +110,22 @@ public:
     }
 
 private:
-    template <class Number, std::size_t kCount>
-    void add(Number (ShadingSample::*member)[kCount], std::size_t offset, bool writable) {
-        for (std::size_t i = 0; i < kCount; ++i) {
-            auto& plane = reals_.emplace_back();
-            for (const ShadingSample& each : samples_) plane.push_back((each.*member)[i]);
-            columns_.add(
-                {static_cast<std::int64_t>(offset + i * sizeof(Number)), false, writable, plane.data()});
-        }
+    template <class Member>
+    void add(Member ShadingSample::*member, std::size_t offset, bool writable) {
+        if constexpr (std::is_array_v<Member>)
+            for (std::size_t i = 0; i < std::extent_v<Member>; ++i)
+                addPlane(reals_, offset + i * sizeof(double), writable,
+                         [=](const ShadingSample& each) { return (each.*member)[i]; });
+        else
+            addPlane(std::get < std::is_same_v<Member, double> ? 0 : 1 > (std::tie(reals_, wholes_)), offset,
+                     writable, [=](const ShadingSample& each) { return each.*member; });
     }
-    template <class Number>
-    void add(Number ShadingSample::*member, std::size_t offset, bool writable) {
-        const bool whole = !std::is_same_v<Number, double>;
-        auto& planes = [this]() -> auto& {
-            if constexpr (std::is_same_v<Number, double>)
-                return reals_;
-            else
-                return wholes_;
-        }
-        ();
-        auto& plane = planes.emplace_back();
-        for (const ShadingSample& each : samples_)
-            plane.push_back(
-                static_cast<typename std::remove_reference_t<decltype(plane)>::value_type>(each.*member));
-        columns_.add({static_cast<std::int64_t>(offset), whole, writable, plane.data()});
+    template <class Number, class Get>
+    void addPlane(std::list<std::vector<Number>>& planes, std::size_t offset, bool writable, Get get) {
+        std::vector<Number>& plane = planes.emplace_back();
+        for (const ShadingSample& each : samples_) plane.push_back(static_cast<Number>(get(each)));
+        columns_.add(
+            {static_cast<std::int64_t>(offset), !std::is_same_v<Number, double>, writable, plane.data()});
     }
 
     ShadingSample common_ = makeSample(0, 0);
