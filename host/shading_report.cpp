@@ -1,5 +1,6 @@
 #include "host/shading_report.h"
 
+#include "engine/fast/blend.h"
 #include "script/loading.h"
 #include "script/sample_context.h"
 
@@ -34,11 +35,12 @@ std::string shadingReport(LoadedScript& script) {
     }
     if (script.engine.run.abort) return "process is left to the interpreter: it ends with an error\n";
     fast::Carryover carryover(*script.engine.program);
-    const auto lowered =
-        fast::lower(script.engine, carryover, *script.engine.program->findFunction("process"), {});
+    auto lowered = fast::lower(script.engine, carryover, *script.engine.program->findFunction("process"), {});
     if (const auto* refused = std::get_if<fast::Refusal>(&lowered))
         return "process is left to the interpreter: " + reasonOf(*refused) + '\n';
-    const auto& made = std::get<fast::Lowered>(lowered);
+    auto& made = std::get<fast::Lowered>(lowered);
+    fast::blend(made.code);  // as for machine code
+    fast::coalesce(made.code);
     std::string text = "process is shaded without the interpreter, by " +
                        std::to_string(made.code.instructions.size()) + " instructions\n";
     for (const fast::Refusal& branch : made.branches)

@@ -187,6 +187,23 @@ std::vector<bool> fusedConditions(const Code& code) {
     return fused;
 }
 
+std::vector<bool> maskConditions(const Code& code) {
+    std::vector<bool> masks(code.registers.size(), false);
+    for (const Instruction& each : code.instructions)
+        if (each.op == Op::Less || each.op == Op::LessEqual)
+            masks[static_cast<std::size_t>(each.to)] =
+                code.registers[static_cast<std::size_t>(each.to)].definition >= 0;
+    const auto isAsked = [&](Reg reg) {
+        if (reg >= 0) masks[static_cast<std::size_t>(reg)] = false;
+    };
+    for (const Instruction& each : code.instructions)
+        for (std::size_t i = each.op == Op::Choose ? 1 : 0; i < each.operands.size(); ++i)
+            isAsked(each.operands[i]);
+    for (const auto& list : code.moves)
+        for (const Move& move : list) isAsked(move.from);
+    return masks;
+}
+
 Decision decisionOf(const Code& code, const std::vector<bool>& fused, Reg condition, bool truth) {
     for (;;) {
         const std::int32_t made = code.registers[static_cast<std::size_t>(condition)].definition;

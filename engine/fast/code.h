@@ -131,6 +131,10 @@ void failGuard(Code& code, int which);
 /// @return for each instruction, whether the one that uses it takes it over
 [[nodiscard]] std::vector<bool> fusedConditions(const Code& code);
 
+/// Comparisons of doubles that nothing but choices ask for: they can be masks of bits, and need no jump.
+/// @return for each register, whether it holds one
+[[nodiscard]] std::vector<bool> maskConditions(const Code& code);
+
 /// What decides a condition that an If or a Guard asks for.
 struct Decision {
     const Instruction* test;  ///< made by whoever asks; null: the register holds it

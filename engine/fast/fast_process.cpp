@@ -1,6 +1,7 @@
 #include "engine/fast/fast_process.h"
 
 #include "engine/fast/batch_flow.h"
+#include "engine/fast/blend.h"
 
 #include <algorithm>
 #include <cfenv>
@@ -129,14 +130,20 @@ std::vector<ExitCount> FastProcess::exits() const {
     return taken;
 }
 
-void FastProcess::install(const Code& code) {
+void FastProcess::install(Code& code) {
     ctx_.gate.shut();
     native_.reset();
     threaded_.reset();
     batch_.reset();
     if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
-        code.instructions.size() <= kMostNative)
-        native_ = NativeCode::make(code, *ctx_.services.codeMemory);
+        code.instructions.size() <= kMostNative) {
+        // Lanes are masked without a jump as it is, and a step costs as much as a jump.
+        Code single = code;
+        blend(single);
+        coalesce(single);
+        native_ = NativeCode::make(single, *ctx_.services.codeMemory);
+    }
+    if (native_ == nullptr || batches_) coalesce(code);
     batchable_ = native_ != nullptr && code.instructions.size() <= kMostBatched && independent(code);
     if (batchable_ && batches_)
         batch_ = BatchCode::make(code, *ctx_.services.codeMemory, ctx_.services.batchLanes);

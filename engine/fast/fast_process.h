@@ -95,7 +95,7 @@ private:
     void openGate() noexcept;
     [[nodiscard]] Ending run(void* record) noexcept;
     void makeCode(const FunctionRecord& process);
-    void install(const Code& code);
+    void install(Code& code);
     void drop(Refusal reason);
 
     EngineContext& ctx_;

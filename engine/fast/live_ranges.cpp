@@ -94,7 +94,8 @@ private:
 
 }  // namespace
 
-std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>& fused) {
+std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>& fused,
+                                       const std::vector<bool>& masks) {
     std::vector<std::int32_t> places(code.registers.size(), -1);
     if (code.registers.size() <= kMostApart) {
         std::iota(places.begin(), places.end(), 0);
@@ -111,12 +112,14 @@ std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>
         ends[static_cast<std::size_t>(ranges.last(reg)) + 1].push_back(reg);
     }
     std::array<std::vector<std::int32_t>, 3> unused;  // by class
+    const auto unusedFor = [&](std::size_t reg) -> auto& {
+        return unused[static_cast<std::size_t>(masks[reg] ? Class::Real : code.registers[reg].cls)];
+    };
     std::int32_t count = 0;
     for (std::size_t i = 0; i < length; ++i) {
-        for (const std::size_t reg : ends[i])
-            unused[static_cast<std::size_t>(code.registers[reg].cls)].push_back(places[reg]);
+        for (const std::size_t reg : ends[i]) unusedFor(reg).push_back(places[reg]);
         for (const std::size_t reg : begins[i]) {
-            auto& left = unused[static_cast<std::size_t>(code.registers[reg].cls)];
+            auto& left = unusedFor(reg);
             if (left.empty()) left.push_back(count++);
             places[reg] = left.back();
             left.pop_back();

@@ -11,7 +11,9 @@
 namespace kestrel::fast {
 
 /// @param fused  of fusedConditions(): what these read is read where they are taken over
+/// @param masks  of maskConditions(): these lie where doubles do
 /// @return for each register the number of its place, for constants any. Those of a place have one class
-[[nodiscard]] std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>& fused);
+[[nodiscard]] std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>& fused,
+                                                     const std::vector<bool>& masks);
 
 }  // namespace kestrel::fast

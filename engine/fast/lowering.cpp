@@ -78,7 +78,6 @@ Lowered Lowering::run() {
                     std::move(asks_)};
     lowered.code.undo = lowered.undo.get();
     removeDead(lowered.code);
-    coalesce(lowered.code);
     return lowered;
 }
 

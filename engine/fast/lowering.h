@@ -39,7 +39,7 @@ struct Refusal {
 };
 
 struct Lowered {
-    Code code;
+    Code code;  ///< before coalesce()
     Assumptions assumptions;
     std::vector<Refusal> branches;
     std::unique_ptr<UndoLog> undo;                   ///< of code that has one

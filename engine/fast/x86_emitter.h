@@ -46,6 +46,7 @@ private:
     void emitExits();
     void round(const Instruction& each, int how);
     void choose(const Instruction& each);
+    void blend(const Instruction& each);
     void multiply(const Instruction& each);
     void remainder(const Instruction& each);
     void shift(const Instruction& each);
@@ -56,6 +57,7 @@ private:
     void compareWhole(Reg a, Reg b);
     void jump(Reg condition, bool truth, const Label& to);
     void makeCondition(const Instruction& each);
+    void makeMask(const Instruction& each);
     void emitControl(const Instruction& each);
     [[nodiscard]] Label& block(std::int64_t number);
     void moves(const std::vector<Move>& list);

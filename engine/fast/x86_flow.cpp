@@ -88,7 +88,19 @@ void X86Emitter::jump(Reg condition, bool truth, const Label& to) {
     }
 }
 
+void X86Emitter::makeMask(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    const Xmm left = real(a);
+    const int how = each.op == Op::Less ? 0x11 : 0x12;  // neither holds of a NaN
+    if (isConstant(b))
+        cc_.vcmpsd(written(each.to), left, cc_.newDoubleConst(ConstPoolScope::kLocal, registerOf(b).number),
+                   how);
+    else
+        cc_.vcmpsd(written(each.to), left, written(b), how);
+}
+
 void X86Emitter::makeCondition(const Instruction& each) {
+    if (isMask(each.to)) return makeMask(each);
     const Gp to = writtenWhole(each.to);
     const Test tested = test(each);
     const Gp byte = newWhole().r8();

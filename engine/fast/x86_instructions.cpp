@@ -248,8 +248,27 @@ void X86Emitter::round(const Instruction& each, int how) {
     cc_.vroundsd(written(each.to), value, value, how);
 }
 
+void X86Emitter::blend(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    const auto isZero = [&](Reg reg) {
+        return isConstant(reg) && std::bit_cast<std::uint64_t>(registerOf(reg).number) == 0;
+    };
+    const Xmm mask = written(a);
+    const Xmm to = written(each.to);
+    if (isZero(b)) {
+        cc_.vandnpd(to, mask, real(c));
+    } else if (isZero(c)) {
+        cc_.vandpd(to, mask, real(b));
+    } else if (isConstant(b)) {
+        cc_.vblendvpd(to, real(c), pattern(std::bit_cast<std::uint64_t>(registerOf(b).number)), mask);
+    } else {
+        cc_.vblendvpd(to, real(c), written(b), mask);
+    }
+}
+
 void X86Emitter::choose(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
+    if (isMask(a)) return blend(each);
     const Xmm to = newReal();  // operands may still be wanted
     const Label past = cc_.newLabel();
     moveReal(to, b);

@@ -24,7 +24,8 @@ protected:
         : code_(code),
           cc_(compiler),
           fused_(fusedConditions(code)),
-          places_(sharedPlaces(code, fused_)),
+          masks_(maskConditions(code)),
+          places_(sharedPlaces(code, fused_, masks_)),
           registers_(code.registers.size()) {}
 
     // ---- registers that last as long as an instruction
@@ -44,12 +45,15 @@ protected:
     }
     [[nodiscard]] bool isConstant(Reg reg) const { return registerOf(reg).constant; }
 
+    /// The register holds a condition as 64 bits, all set or none.
+    [[nodiscard]] bool isMask(Reg reg) const { return masks_[static_cast<std::size_t>(reg)]; }
+
     /// The machine's register of a value that is no constant.
     [[nodiscard]] asmjit::BaseReg& slot(Reg reg) {
         std::optional<asmjit::BaseReg>& place =
             registers_[static_cast<std::size_t>(places_[static_cast<std::size_t>(reg)])];
         if (!place) {
-            if (registerOf(reg).cls == Class::Real)
+            if (registerOf(reg).cls == Class::Real || isMask(reg))
                 place = cc_.newXmmSd();
             else
                 place = cc_.newInt64();
@@ -138,6 +142,7 @@ private:
         return all[used++];
     }
 
+    std::vector<bool> masks_;
     std::vector<std::int32_t> places_;
     std::vector<std::optional<asmjit::BaseReg>> registers_;  ///< by place
     std::vector<Xmm> reals_;
