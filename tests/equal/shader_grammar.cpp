@@ -249,7 +249,7 @@ statement statement
     20 shallow !switches : $leaving
 # What is concluded behind a test that failed, also of a NaN, and values that change places.
     3 process : if (sa.diffuse > 1) n1 = 2; else n1 = (sa.diffuse <= 1);
-    3 shallow switches : select\nwhen (n0 > 1) then do\n$body end\notherwise do\nn1 = (n0 > 1);\nend\nend\n
+    3 shallow switches : select\nwhen (n0 > 1) then do\n$body end\notherwise do\nn1 = (n0 > 0.5);\nend\nend\n
     3 loops : n2 = n0; n0 = n1; n1 = n2;
     10 shallow switches : $switch
     10 shallow switches : $select
