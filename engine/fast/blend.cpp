@@ -16,8 +16,6 @@ namespace {
 /// less.
 constexpr std::size_t kMostInstructions = 8;
 constexpr std::size_t kMostChoices = 4;
-/// Choices that a sum is looked for in, one within the other.
-constexpr int kDeepest = 4;
 
 /// Yields the same wherever it stands, and takes no longer than a few additions.
 bool isCheap(const Instruction& each) noexcept {
@@ -119,10 +117,7 @@ private:
     void append(const Instruction& each) {
         if (each.op == Op::EndIf) ifs_.pop_back();
         if (each.op == Op::Add && each.to >= 0 && writers(each.to) == 1) {
-            if (const auto sum = sumOf(each)) {
-                if (const auto choice = choices_.find(sum->second); choice != choices_.end())
-                    if (chooseSum(*sum, choice->second, each.to, 0)) return;
-            }
+            if (const auto sum = sumOf(each); sum && chooseSum(*sum, each.to)) return;
         }
         out().push_back(each);
         note(each);
@@ -257,37 +252,33 @@ private:
         for (; log_.size() > scope; log_.pop_back()) sums_.erase(log_.back());
     }
 
-    /// @return false where the sum of a constant and a choice has to be made
-    bool chooseSum(const Sum& sum, Choice choice, Reg to, int depth) {
-        const auto holds = sumAtHand({sum.first, choice.holds}, depth);
-        if (!holds) return false;
-        const auto fails = sumAtHand({sum.first, choice.fails}, depth);
-        if (!fails) return false;
-        choose(to, {choice.condition, *holds, *fails});
+    /// Where the sum is that of a constant and a choice: the next comparison need not wait for it then.
+    /// @return false where it has to be made
+    bool chooseSum(const Sum& sum, Reg to) {
+        const auto choice = choices_.find(sum.second);
+        if (choice == choices_.end()) return false;
+        const auto holds = sumAtHand({sum.first, choice->second.holds});
+        const auto fails = sumAtHand({sum.first, choice->second.fails});
+        if (!holds || !fails) return false;
+        choose(to, {choice->second.condition, *holds, *fails});
         chosenSums_.emplace(to, sum);
         note(sum, to);
         return true;
     }
 
-    [[nodiscard]] std::optional<Reg> sumAtHand(const Sum& sum, int depth) {
+    [[nodiscard]] std::optional<Reg> sumAtHand(const Sum& sum) {
         if (const auto found = sums_.find(sum); found != sums_.end()) return found->second;
         const auto& [constant, reg] = sum;
-        if (registerOf(reg).constant) return constantOf(registerOf(constant).number + registerOf(reg).number);
-        const auto choice = choices_.find(reg);
-        if (choice == choices_.end() || depth == kDeepest) return std::nullopt;
-        const Reg to = newRegister({.cls = Class::Real});
-        if (!chooseSum(sum, choice->second, to, depth + 1)) return std::nullopt;
-        return to;
+        if (!registerOf(reg).constant) return std::nullopt;
+        return constantOf(registerOf(constant).number + registerOf(reg).number);
     }
 
-    [[nodiscard]] Reg newRegister(const Register& reg) {
-        code_.registers.push_back(reg);
-        uses_.push_back({.writers = reg.constant ? 0 : 1});
-        return static_cast<Reg>(code_.registers.size()) - 1;
-    }
     [[nodiscard]] Reg constantOf(double number) {
         const auto [place, added] = constants_.try_emplace(std::bit_cast<std::uint64_t>(number), kNoReg);
-        if (added) place->second = newRegister({.cls = Class::Real, .constant = true, .number = number});
+        if (!added) return place->second;
+        code_.registers.push_back({.cls = Class::Real, .constant = true, .number = number});
+        uses_.emplace_back();
+        place->second = static_cast<Reg>(code_.registers.size()) - 1;
         return place->second;
     }
 
