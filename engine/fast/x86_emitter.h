@@ -39,7 +39,8 @@ private:
     template <class Emit>
     void binary(const Instruction& each, bool commutes, const Emit& emit);
     template <class Emit>
-    void wholeBinary(const Instruction& each, const Emit& emit);
+    void wholeBinary(const Instruction& each, bool commutes, const Emit& emit);
+    void add(const Instruction& each);
     [[nodiscard]] Gp keptElement(const Instruction& each);
     void finish(Ending ending);
     [[nodiscard]] Label leaveBy(std::int64_t exit);
@@ -55,6 +56,10 @@ private:
     [[nodiscard]] Test test(const Instruction& each);
     void compare(Reg a, Reg b);
     void compareWhole(Reg a, Reg b);
+    void bind(const Label& label) {
+        cc_.bind(label);
+        forgetElements();
+    }
     void jump(Reg condition, bool truth, const Label& to);
     void makeCondition(const Instruction& each);
     void makeMask(const Instruction& each);

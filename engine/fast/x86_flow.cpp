@@ -135,24 +135,24 @@ void X86Emitter::emitControl(const Instruction& each) {
         case Op::Else:
             ifs_.back().hasElse = true;
             if (!reading_.leftBefore()) cc_.jmp(ifs_.back().end);
-            cc_.bind(ifs_.back().otherwise);
+            bind(ifs_.back().otherwise);
             return;
         case Op::EndIf:
-            if (!ifs_.back().hasElse) cc_.bind(ifs_.back().otherwise);
-            cc_.bind(ifs_.back().end);
+            if (!ifs_.back().hasElse) bind(ifs_.back().otherwise);
+            bind(ifs_.back().end);
             ifs_.pop_back();
             return;
         case Op::Block:
             return;
         case Op::EndBlock:
-            cc_.bind(block(each.imm.whole));
+            bind(block(each.imm.whole));
             return;
         case Op::Exit:
             if (!reading_.endsHere(each.imm.whole)) cc_.jmp(block(each.imm.whole));
             return;
         case Op::Loop:
             loops_.push_back(cc_.newLabel());
-            cc_.bind(loops_.back());
+            bind(loops_.back());
             return;
         case Op::EndLoop:
             cc_.jmp(loops_.back());

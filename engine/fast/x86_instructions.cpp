@@ -39,8 +39,9 @@ void X86Emitter::binary(const Instruction& each, bool commutes, const Emit& emit
 }
 
 template <class Emit>
-void X86Emitter::wholeBinary(const Instruction& each, const Emit& emit) {
+void X86Emitter::wholeBinary(const Instruction& each, bool commutes, const Emit& emit) {
     auto [a, b, c] = each.operands;
+    if (commutes && isConstant(a)) std::swap(a, b);
     const Gp to = writtenWhole(each.to);
     const Gp right = constant32(b) ? Gp() : whole(b);
     moveWhole(to, a);
@@ -87,6 +88,7 @@ void X86Emitter::emit(const Instruction& each) {
             InvokeNode* call = nullptr;
             cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
                        FuncSignatureT<double, double>());  // NOLINT
+            forgetElements();                              // rather than to keep them somewhere
             call->setArg(0, real(a));
             call->setRet(0, written(each.to));
             return;
@@ -97,6 +99,7 @@ void X86Emitter::emit(const Instruction& each) {
             InvokeNode* call = nullptr;
             cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.two),  // NOLINT
                        FuncSignatureT<double, double, double>());
+            forgetElements();
             call->setArg(0, first);
             call->setArg(1, second);
             call->setRet(0, written(each.to));
@@ -126,19 +129,19 @@ void X86Emitter::emit(const Instruction& each) {
             cc_.vcvttsd2si(writtenWhole(each.to), real(a));
             return;
         case Op::AddWhole:
-            return wholeBinary(each, [&](auto&&... x) { cc_.add(x...); });
+            return add(each);
         case Op::SubWhole:
-            return wholeBinary(each, [&](auto&&... x) { cc_.sub(x...); });
+            return wholeBinary(each, false, [&](auto&&... x) { cc_.sub(x...); });
         case Op::MulWhole:
             return multiply(each);
         case Op::And:
         case Op::Both:
-            return wholeBinary(each, [&](auto&&... x) { cc_.and_(x...); });
+            return wholeBinary(each, true, [&](auto&&... x) { cc_.and_(x...); });
         case Op::Or:
         case Op::Either:
-            return wholeBinary(each, [&](auto&&... x) { cc_.or_(x...); });
+            return wholeBinary(each, true, [&](auto&&... x) { cc_.or_(x...); });
         case Op::Xor:
-            return wholeBinary(each, [&](auto&&... x) { cc_.xor_(x...); });
+            return wholeBinary(each, true, [&](auto&&... x) { cc_.xor_(x...); });
         case Op::Remainder:
             return remainder(each);
         case Op::ShiftLeft:
@@ -276,6 +279,17 @@ void X86Emitter::choose(const Instruction& each) {
     moveReal(to, c);
     cc_.bind(past);
     cc_.vmovapd(written(each.to), to);
+}
+
+/// Without moving an operand first.
+void X86Emitter::add(const Instruction& each) {
+    auto [a, b, c] = each.operands;
+    if (isConstant(a)) std::swap(a, b);
+    const Gp left = whole(a);
+    if (const auto value = constant32(b))
+        cc_.lea(writtenWhole(each.to), x86::ptr(left, static_cast<std::int32_t>(*value)));
+    else
+        cc_.lea(writtenWhole(each.to), x86::ptr(left, whole(b)));
 }
 
 void X86Emitter::multiply(const Instruction& each) {

@@ -102,17 +102,19 @@ protected:
     }
     /// The a-th cell of an array, from the address of something in its first one.
     [[nodiscard]] Mem element(const Instruction& load, std::uint32_t size) {
-        const Gp base = newWhole();
-        cc_.mov(base, reinterpret_cast<std::uintptr_t>(load.imm.address));  // NOLINT: as above
+        const std::int32_t distance = distanceFromBase(load.imm.address);
         if (const auto index = constant32(load.operands[0])) {
-            if (*index < (1 << 24))
-                return asmjit::x86::ptr(
-                    base, static_cast<std::int32_t>(*index * static_cast<std::int64_t>(sizeof(ValueCell))),
-                    size);
+            constexpr std::int64_t kSize{sizeof(ValueCell)};
+            if (*index < kFar / kSize)
+                return asmjit::x86::ptr(base_, distance + static_cast<std::int32_t>(*index * kSize), size);
         }
-        const Gp offset = newWhole();
-        cc_.imul(offset, whole(load.operands[0]), static_cast<std::int64_t>(sizeof(ValueCell)));
-        return asmjit::x86::ptr(base, offset, 0, 0, size);
+        makeOffset(load.operands[0]);
+        return asmjit::x86::ptr(base_, offset_, 0, distance, size);
+    }
+    /// Control comes here from elsewhere as well: what was made for elements before need not be.
+    void forgetElements() noexcept {
+        baseAddress_ = 0;
+        offsetIndex_ = kNoReg;
     }
 
     void moveReal(const Xmm& to, Reg from) {
@@ -142,6 +144,31 @@ private:
         return all[used++];
     }
 
+    static constexpr std::int64_t kFar = std::int64_t{1} << 30;
+
+    /// Arrays mostly lie near one another: the base of one serves for the next.
+    [[nodiscard]] std::int32_t distanceFromBase(const void* place) {
+        const auto address = reinterpret_cast<std::intptr_t>(place);  // NOLINT: as above
+        const std::intptr_t distance = address - baseAddress_;
+        if (baseAddress_ != 0 && distance < kFar && distance > -kFar)
+            return static_cast<std::int32_t>(distance);
+        if (!base_.isValid()) base_ = cc_.newInt64();
+        baseAddress_ = address;
+        cc_.mov(base_, address);
+        return 0;
+    }
+    /// An index often is that of several arrays.
+    void makeOffset(Reg index) {
+        if (index == offsetIndex_) return;
+        if (!offset_.isValid()) offset_ = cc_.newInt64();
+        cc_.imul(offset_, whole(index), static_cast<std::int64_t>(sizeof(ValueCell)));
+        offsetIndex_ = registerOf(index).definition >= 0 ? index : kNoReg;  // others may be written again
+    }
+
+    Gp base_;
+    std::intptr_t baseAddress_ = 0;  ///< what it holds; 0: nothing
+    Gp offset_;
+    Reg offsetIndex_ = kNoReg;  ///< of which element
     std::vector<bool> masks_;
     std::vector<std::int32_t> places_;
     std::vector<std::optional<asmjit::BaseReg>> registers_;  ///< by place
