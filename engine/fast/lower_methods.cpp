@@ -33,6 +33,8 @@ void Lowering::callMethod(const Node& node) {
     if (row->name == "trunc") return push(cutVariable(variable));
     if (row->name == "size" || row->name == "count") return push(sizeOf(variable, row->name == "size"));
     if (held.type == Array) refuse("the method " + std::string(row->name) + " of an array");
+    // It may hold nothing on one of the ways that come here; questions about its kind are answered above.
+    if (held.type == kMixedKind && !held.isNumeric()) refuse("a variable whose kind depends on the way");
     if (row->name == "asInt") return push(Cell::ofInteger(wholeOf(variable)));
     if (row->name == "asNum")
         return push(Cell::ofNumber(held.isNumeric() ? part(slotOf(variable), 0) : builder_.real(0.0)));

@@ -242,6 +242,7 @@ statement statement
     5 calls : $vectorname.$part$step;
     4 !calls : $target.trunc();
     1 !calls : $vectorname.trunc();
+    2 !calls : { y = $value1; if ($condition2) y = nil; $target = y.$method(); }
     30 shallow : if ($condition2) $body
     30 shallow : if ($condition2) $body else $body
     10 shallow : if ($rare) { $strange}
