@@ -1,6 +1,7 @@
 #include "engine/fast/blend.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <map>
 #include <optional>
@@ -16,6 +17,9 @@ namespace {
 /// less.
 constexpr std::size_t kMostInstructions = 8;
 constexpr std::size_t kMostChoices = 4;
+/// Choices that wait for one another. A branch that is predicted ends such a chain, and in a long one there
+/// are some.
+constexpr int kLongestChain = 24;
 
 /// Yields the same wherever it stands, and takes no longer than a few additions.
 bool isCheap(const Instruction& each) noexcept {
@@ -58,6 +62,7 @@ private:
         int writers = 0;
         std::size_t written = 0;  ///< where last, in the source
         bool divides = false;
+        int chain = 0;  ///< choices that it waits for, one after the other
     };
     /// A choice, and what it is one of.
     struct Choice {
@@ -192,9 +197,21 @@ private:
             if (useOf(move.to).divides) return std::nullopt;
             for (const auto& [to, choice] : choices)
                 if (to == move.from || to == other->from) return std::nullopt;
-            choices.emplace_back(move.to, straight({condition, move.from, other->from}));
+            const Choice choice = straight({condition, move.from, other->from});
+            if (chainOf(choice) > kLongestChain) return std::nullopt;
+            choices.emplace_back(move.to, choice);
         }
         return choices;
+    }
+
+    [[nodiscard]] int chainOf(const Choice& choice) const {
+        return 1 + longestOf({choice.condition, choice.holds, choice.fails});
+    }
+    [[nodiscard]] int longestOf(const std::array<Reg, 3>& operands) const {
+        int longest = 0;
+        for (const Reg reg : operands)
+            if (reg >= 0) longest = std::max(longest, useOf(reg).chain);
+        return longest;
     }
 
     /// @return the same without a Not
@@ -207,6 +224,7 @@ private:
 
     void choose(Reg to, const Choice& choice) {
         const auto& [condition, holds, fails] = choice;
+        useOf(to).chain = chainOf(choice);
         if (writers(to) == 1) choices_.emplace(to, choice);
         out().push_back({.op = Op::Choose, .operands = {condition, holds, fails}, .to = to});
         const Instruction* const test = definition(condition);
@@ -240,6 +258,7 @@ private:
         return std::nullopt;
     }
     void note(const Instruction& each) {
+        if (each.to >= 0) useOf(each.to).chain = longestOf(each.operands);
         if (const auto made = chosenSums_.find(each.to); made != chosenSums_.end())
             return note(made->second, each.to);
         if (each.op != Op::Add || writers(each.to) != 1) return;
