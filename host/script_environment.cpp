@@ -36,6 +36,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.codeMemory = &codeMemory;
     services.batchLanes = batchLanes;
     services.failingGuard = failingGuard;
+    services.sharesPlaces = sharesPlaces;
     return services;
 }
 

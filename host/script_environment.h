@@ -54,6 +54,7 @@ public:
 
     int batchLanes = 0;     ///< see EngineServices
     int failingGuard = -1;  ///< for tests, see EngineServices
+    bool sharesPlaces = false;
     fast::CodeMemory codeMemory;
     platform::Registry registry;
     PersistentStore store{registry};

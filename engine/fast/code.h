@@ -87,6 +87,7 @@ struct Code {
     std::vector<Register> registers;
     std::vector<Exit> exits;  ///< by the imm.whole of guards and of Leave
     int blocks = 0;
+    bool sharesPlaces = false;  ///< machine code: registers share places however few they are
     UndoLog* undo =
         nullptr;  ///< of code that writes in the middle; whoever runs it takes back when it leaves
 };

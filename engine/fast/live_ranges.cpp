@@ -97,7 +97,7 @@ private:
 std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>& fused,
                                        const std::vector<bool>& masks) {
     std::vector<std::int32_t> places(code.registers.size(), -1);
-    if (code.registers.size() <= kMostApart) {
+    if (code.registers.size() <= kMostApart && !code.sharesPlaces) {
         std::iota(places.begin(), places.end(), 0);
         return places;
     }

@@ -36,6 +36,12 @@ std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
     return std::make_unique<Attachment>();
 }
 
+/// Machine code of registers that share places, as in long scripts.
+std::unique_ptr<Attachment> shared(ScriptEnvironment& environment) {
+    environment.sharesPlaces = true;
+    return by<kestrel::Executor::Native>(environment);
+}
+
 /// The smaller groups.
 std::unique_ptr<Attachment> batch4(ScriptEnvironment& environment) {
     environment.batchLanes = 4;
@@ -49,6 +55,7 @@ constexpr Executor kExecutors[] = {
     {"threaded", by<Threaded>, false},  // samples by intermediate code where that can be
     {"native", by<Native>, false},      // by machine code where that can be
     {"forced", forced, false},
+    {"shared", shared, false},
     {"batch", by<Native>, false, true},  // for groups: as many samples at a time as the machine can
     {"batch4", batch4, false, true},
 };
