@@ -89,7 +89,7 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
     HostAnswers& answers = script->host.answers;
     answers.begin();
     if (script->fast.shade(*process, &sample, passed)) return;
-    const HostAnswers::Again again(answers);
+    const HostAnswers::Again again(answers, script->engine);
     const CurrentSample current(script->host, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }

@@ -1,12 +1,15 @@
 // What the host has answered while a script's code shaded a sample.
 #pragma once
 
+#include "engine/context/context.h"
 #include "host/host_interface.h"
 
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <optional>
+#include <utility>
 
 namespace kestrel {
 
@@ -20,42 +23,63 @@ public:
     /// Code begins with a sample.
     void begin() noexcept {
         count_ = 0;
-        changes_ = false;
+        ends_ = false;
     }
 
-    /// @param host  asks, and gives an Answer. It may change the sample, which code does not expect: then the
-    ///              sample is as it was before, until the answer is given out once more.
+    /// @param host  asks, and gives an Answer. It may change the sample, which code does not expect, and
+    /// throw: then
+    ///              the sample is as it was before, and all that is for the interpreter.
     /// @return nothing where the code has to leave
     template <class Host>
-    [[nodiscard]] std::optional<Answer> ask(ShadingSample& sample, const Host& host) {
+    [[nodiscard]] std::optional<Answer> ask(ShadingSample& sample, const Host& host) noexcept {
         if (count_ == answers_.size()) return std::nullopt;
         const Bytes before = bytesOf(sample);
-        answers_[count_] = host();
-        const Bytes after = bytesOf(sample);
+        try {
+            answers_[count_] = host();
+        } catch (...) {
+            failure_ = std::current_exception();
+        }
         ++count_;
-        if (after == before) return answers_[count_ - 1];
-        changes_ = true;
+        const Bytes after = bytesOf(sample);
+        if (after == before && failure_ == nullptr) return answers_[count_ - 1];
+        ends_ = true;
         changed_ = after;
         std::memcpy(&sample, before.data(), before.size());
         return std::nullopt;
     }
 
-    /// The interpreter shades the sample. When it has, nothing is given out any more.
+    /// The interpreter shades the sample. When it has, nothing is given out any more. Until it comes to where
+    /// the code has been, nobody ends its run: there it ends where it would have ended.
     class Again {
     public:
-        explicit Again(HostAnswers& answers) noexcept : answers_(answers) { answers_.next_ = 0; }
-        ~Again() { answers_.next_ = kNone; }
+        Again(HostAnswers& answers, EngineContext& ctx) noexcept
+            : answers_(answers), watch_(ctx.services.watch) {
+            answers_.next_ = 0;
+            if (answers_.count_ == 0) return;
+            answers_.watch_ = &watch_;
+            answers_.kept_ = std::exchange(watch_, nullptr);
+        }
+        ~Again() {
+            answers_.watchAgain();
+            answers_.next_ = kNone;
+            answers_.failure_ = nullptr;
+        }
         Again(const Again&) = delete;
         Again& operator=(const Again&) = delete;
 
     private:
         HostAnswers& answers_;
+        RunWatch*& watch_;
     };
     /// @return the next answer; nothing where the host has to be asked
-    [[nodiscard]] std::optional<Answer> next(ShadingSample& sample) noexcept {
+    /// @throws what the host has thrown in its place
+    [[nodiscard]] std::optional<Answer> next(ShadingSample& sample) {
         if (next_ >= count_) return std::nullopt;
         const Answer answer = answers_[next_++];
-        if (changes_ && next_ == count_) std::memcpy(&sample, changed_.data(), changed_.size());
+        if (next_ < count_) return answer;
+        watchAgain();
+        if (ends_) std::memcpy(&sample, changed_.data(), changed_.size());
+        if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
         return answer;
     }
 
@@ -67,12 +91,19 @@ private:
         return bytes;
     }
 
+    void watchAgain() noexcept {
+        if (watch_ != nullptr) *std::exchange(watch_, nullptr) = kept_;
+    }
+
     static constexpr std::size_t kNone = SIZE_MAX;
     std::array<Answer, 64> answers_{};
     std::size_t count_ = 0;
     std::size_t next_ = kNone;
-    bool changes_ = false;  ///< the sample, the last one does
-    Bytes changed_{};
+    bool ends_ = false;  ///< the last answer is one that code does not expect
+    Bytes changed_{};    ///< then: the sample behind it
+    std::exception_ptr failure_;
+    RunWatch** watch_ = nullptr;  ///< of the interpreter, where nobody ends its run
+    RunWatch* kept_ = nullptr;
 };
 
 }  // namespace kestrel

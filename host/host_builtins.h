@@ -12,7 +12,7 @@ namespace kestrel {
 #undef KESTREL_HOST_BUILTIN
 
 /// What raytrace() asks: a point and a direction, for a distance and a color.
-[[nodiscard]] bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer);
+[[nodiscard]] bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer) noexcept;
 
 /// Their rows, for a BuiltinLibrary.
 [[nodiscard]] std::span<const BuiltinEntry> hostBuiltins() noexcept;

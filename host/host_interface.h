@@ -21,18 +21,17 @@
  *               by instances that are not busy, each with a sample record of its own; from inside openPanel
  *               those may be called as well. From inside other operations call only what KestrelModule
  *               (host/module_extension.h) offers for it; whatever is called all the same does no harm. On a
- * busy instance describe() answers, save() writes which script it has and nothing more, destroy() waits for
- * the call in progress to end (its handle is not to be used any more), copies can be made of it, and all
- *               other calls do nothing and return 0 or null.
- *   Texts       Are NUL-terminated. Who passes a text or a record keeps owning it, and the other side reads
- *               it during the call only; what is kept for longer says so.
- *   Failures    Are shown through the service "Info Messages". Callbacks that could return an error text
- *               return null all the same. No C++ exception leaves the module, and none may pass through it.
- *   Handles     With a null instance, state or sample a call does nothing.
- *   Paths       The module writes "\" between directories and reads "/" as well. Where no file has the very
- *               spelling, letter case does not matter. Relative paths begin at the current directory.
- *   Layout      Numbers have the same offsets on every platform; pointers have the platform's width.
- *   Trust       A script may do what its user may, such as writing files and running programs.
+ *               busy instance describe() answers, save() writes which script it has and nothing more,
+ * destroy() waits for the call in progress to end (its handle is not to be used any more), copies can be made
+ * of it, and all other calls do nothing and return 0 or null. Texts       Are NUL-terminated. Who passes a
+ * text or a record keeps owning it, and the other side reads it during the call only; what is kept for longer
+ * says so. Failures    Are shown through the service "Info Messages". Callbacks that could return an error
+ * text return null all the same. No C++ exception leaves the module, and none may pass through it. Handles
+ * With a null instance, state or sample a call does nothing. Paths       The module writes "\" between
+ * directories and reads "/" as well. Where no file has the very spelling, letter case does not matter.
+ * Relative paths begin at the current directory. Layout      Numbers have the same offsets on every platform;
+ * pointers have the platform's width. Trust       A script may do what its user may, such as writing files
+ * and running programs.
  */
 #ifndef KESTREL_HOST_INTERFACE_H
 #define KESTREL_HOST_INTERFACE_H

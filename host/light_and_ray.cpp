@@ -102,7 +102,7 @@ void raytraceBuiltin(BuiltinCall& call) {
                             ValueCell::ofNumber(green), ValueCell::ofNumber(blue)});
 }
 
-bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer) {
+bool askForRay(EngineContext& ctx, void* record, const double* given, double* answer) noexcept {
     auto& sample = *static_cast<ShadingSample*>(record);
     if (sample.rayTrace == nullptr) return false;
     const auto answered = shaderContext(ctx).answers.ask(sample, [&] {

@@ -137,7 +137,7 @@ struct NumericForm {
     /// @param answer  of `answers` numbers
     /// @return false: nothing can be said, and the interpreter has to shade the sample. It is given the
     ///         answers so far once more.
-    using Ask = bool (*)(EngineContext& ctx, void* record, const double* given, double* answer);
+    using Ask = bool (*)(EngineContext& ctx, void* record, const double* given, double* answer) noexcept;
     Ask ask = nullptr;
     int answers = 0;
 

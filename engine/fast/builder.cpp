@@ -220,7 +220,9 @@ Reg Builder::comparedWithoutSum(Op op, Reg a, Reg b) {
         const Reg rest = made->operands[1 - i];
         const bool sumIsLeft = sum == a;
         const bool strictly = (op == Op::Less) != sumIsLeft;  // sum < bound, or not: bound <= sum
-        const Reg least = real(leastFor(*summand, *bound, strictly));
+        const double bounding = leastFor(*summand, *bound, strictly);
+        if (!std::isnormal(bounding)) return kNoReg;  // a host may have them taken for zero
+        const Reg least = real(bounding);
         return sumIsLeft ? make(Op::Less, rest, least) : make(Op::LessEqual, least, rest);
     }
     return kNoReg;

@@ -154,7 +154,10 @@ void FastProcess::install(Code& code) {
 BatchCode* FastProcess::batch() {
     if (!batches_) {
         batches_ = true;
-        if (stage_ == Stage::Ready) stage_ = Stage::Seen;  // with the next sample code is made for both
+        if (stage_ == Stage::Ready) {  // with the next sample code is made for both
+            stage_ = Stage::Seen;
+            ctx_.gate.shut();
+        }
     }
     if (stage_ != Stage::Ready || batch_ == nullptr || !idle() || std::fegetround() != FE_TONEAREST)
         return nullptr;

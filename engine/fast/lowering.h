@@ -161,8 +161,8 @@ private:
     void leaveUnless(Reg condition, std::size_t block);
     void round(const LoopShape& shape, std::size_t breaks);
     [[nodiscard]] bool tryLoop(const LoopShape& shape, LoopKnowledge& known, std::size_t breaks);
-    /// @return true where elements of arrays are written
     void poll();
+    /// @return true where elements of arrays are written
     bool collectChanges(const Node* begin, const Node* end, std::unordered_set<const FunctionRecord*>& seen,
                         std::unordered_set<std::size_t>& slots);
     void carry(std::size_t index, LoopKnowledge& known, std::size_t moves, std::vector<Carried>& carried);

@@ -15,15 +15,9 @@ struct OutsideCall {
     std::array<double, 6> given{};
     std::array<double, 4> answer{};
 
-    /// @return 1; 0: the code has to leave. A host whose operation throws is asked by the interpreter once
-    /// more,
-    ///         where there is somebody to catch it.
+    /// @return 1; 0: the code has to leave
     static std::int64_t run(OutsideCall* call, void* record) noexcept {
-        try {
-            return call->ask(*call->ctx, record, call->given.data(), call->answer.data()) ? 1 : 0;
-        } catch (...) {
-            return 0;
-        }
+        return call->ask(*call->ctx, record, call->given.data(), call->answer.data()) ? 1 : 0;
     }
 };
 

@@ -453,10 +453,11 @@ private:
                 loops_.push_back(steps_.size());
                 return;
             case Op::Poll:
-                if (loops_.empty())
-                    steps_[add(Kind::Poll)].imm = each.imm;
-                else
+                if (reading_.follows(1, Op::EndLoop) ||
+                    (reading_.follows(1, Op::Moves) && reading_.follows(2, Op::EndLoop)))
                     poll_ = each.imm;  // in the jump that ends the loop
+                else
+                    steps_[add(Kind::Poll)].imm = each.imm;
                 return;
             case Op::EndLoop:
                 layLoopEnd();

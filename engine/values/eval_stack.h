@@ -93,7 +93,8 @@ public:
     void forgetTo(int newSize) noexcept { sp_ = newSize; }
 
 private:
-    // One more than are used: where next() points when the stack is full. Few scripts go far down.
+    // One more than are used: where next() points when the stack is full. Few scripts go far down. What lies
+    // above is no value, of whatever kind: nobody reads it before a push.
     platform::ZeroArray<ValueCell> cells_;
     int sp_ = 0;
     Pool& pool_;

@@ -87,6 +87,16 @@ struct Pool::Impl {
         }
     }
 
+    /// After all blocks have gone. Where that fails it stays as large as it was.
+    void shrink() noexcept {
+        if (bits == kFirstBits) return;
+        try {
+            table = std::vector<Header*>(std::size_t{1} << kFirstBits);
+            bits = kFirstBits;
+        } catch (const std::bad_alloc&) {
+        }
+    }
+
     /// The link that points to the block of user area `p`, or null. Reads only blocks of the pool, never `p`.
     Header** find(const void* p) noexcept {
         const Header* wanted = headerOf(p);
@@ -252,6 +262,7 @@ void Pool::teardown() noexcept {
         for (Header*& bucket : self.table)
             while (bucket != nullptr) self.destroy(&bucket);
     }
+    self.shrink();
     usedBytes_ -= self.liveBytes + deferredBytes_;
     self.deferred = nullptr;
     self.liveBlocks = 0;

@@ -106,7 +106,9 @@ KestrelRunWatch* ModuleHost::watch() const noexcept {
 
 void ModuleHost::evaluate(HxInstance instance, std::span<ShadingSample> samples) const {
     if (extension_ != nullptr && extension_->evaluateMany != nullptr) {
-        extension_->evaluateMany(instance, samples.data(), sizeof(ShadingSample), samples.size());
+        // Those that are not shaded stay as they are, as with single calls.
+        static_cast<void>(
+            extension_->evaluateMany(instance, samples.data(), sizeof(ShadingSample), samples.size()));
     } else {
         for (ShadingSample& sample : samples) shader_.evaluate(instance, &sample);
     }

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -107,14 +108,15 @@ TEST_F(Executors, ARunThatIsToEndEndsAtACallOrLoop) {
 
 /// Two rays, what the sample has behind them, and a report of some samples.
 const char* const kRays =
-    "shaded = 0;\n"
+    "shaded = 0;\nbegun = 0;\n"
     "process: sa {\n"
+    "::begun += abs(sa.sx);\n"
     "(d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 2>);\n"
     "if (sa.sx == 7) info(\"seven \", d);\n"
     "(e, r, g, b) = raytrace(<d, 0, 0>, <0, 1, 1>);\n"
     "::shaded++;\n"
     "sa.eta = r + sa.eta * sa.sy; sa.mirror = ::shaded * e; }\n"
-    "destroy { info(\"destroyed \", ::shaded); }";
+    "destroy { info(\"destroyed \", ::shaded, \" \", ::begun); }";
 
 TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
     compare(kRays, [](FakeHost& host, HxInstance instance) {
@@ -123,6 +125,16 @@ TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
         blind.rayTrace = nullptr;
         evaluate(host, instance, blind);
     });
+    // The run is to end where it leaves a loop.
+    compare(
+        "process: sa { d = 0; for i = 1 to 20 * sa.sx do {\n"
+        "(d, r, g, b) = raytrace(<i, 0, 0>, <0, 0, 1>);\nif (d > 0) break; }\nsa.eta = d; }",
+        [](FakeHost& host, HxInstance instance) {
+            duringTrace = [&](int) { host.module().watch->requested = 1; };
+            evaluate(host, instance, sampleAt(9));
+            told->push_back(std::to_string(host.module().watch->line));
+            host.module().watch->requested = 0;
+        });
     // More than anybody keeps answers of.
     compare(
         "process: sa { for i = 1 to 20 * sa.sx do { (d, r, g, b) = raytrace(<i, 0, 0>, <0, 0, 1>); }\n"
@@ -163,12 +175,25 @@ TEST_F(Executors, ARayMayChangeTheSampleCallBackAndEndTheInstance) {
             told->push_back(std::to_string(last.eta) + " " + std::to_string(last.mirror));
         });
         compare(kRays, [second](FakeHost& host, HxInstance instance) {
+            ShadingSample sample = sampleAt(4);
+            duringTrace = [&](int ray) {
+                if (ray != (second ? 2 : 1)) return;
+                sample.eta = 5.0;
+                throw std::runtime_error("no rays");
+            };
+            host.handler.evaluate(instance, &sample);
+            told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror) + " " +
+                            std::to_string(host.module().aborted(instance)));
+            host.handler.init(instance);
+            evaluate(host, instance, sampleAt(5));
+        });
+        compare(kRays, [second](FakeHost& host, HxInstance instance) {
             duringTrace = [&](int ray) {
                 if (ray == (second ? 2 : 1)) host.module().watch->requested = 1;
             };
             evaluate(host, instance, sampleAt(4));
-            // Where it ends may differ: the interpreter begins anew, and looks behind the first ray.
-            told->push_back(std::to_string(host.module().aborted(instance)));
+            told->push_back(std::to_string(host.module().aborted(instance)) + " " +
+                            std::to_string(host.module().watch->line));
             host.module().watch->requested = 0;
         });
     }
