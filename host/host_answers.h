@@ -26,9 +26,9 @@ public:
         ends_ = false;
     }
 
-    /// @param host  asks, and gives an Answer. It may change the sample, which code does not expect, and
-    /// throw: then
-    ///              the sample is as it was before, and all that is for the interpreter.
+    /// The host may change the sample, which code does not expect, and throw. Then the sample is as it was
+    /// before, and all that is for the interpreter.
+    /// @param host  asks, and gives an Answer
     /// @return nothing where the code has to leave
     template <class Host>
     [[nodiscard]] std::optional<Answer> ask(ShadingSample& sample, const Host& host) noexcept {
@@ -52,12 +52,11 @@ public:
     /// the code has been, nobody ends its run: there it ends where it would have ended.
     class Again {
     public:
-        Again(HostAnswers& answers, EngineContext& ctx) noexcept
-            : answers_(answers), watch_(ctx.services.watch) {
-            answers_.next_ = 0;
-            if (answers_.count_ == 0) return;
-            answers_.watch_ = &watch_;
-            answers_.kept_ = std::exchange(watch_, nullptr);
+        Again(HostAnswers& answers, EngineContext& ctx) noexcept : answers_(answers) {
+            answers.next_ = 0;
+            if (answers.count_ == 0) return;
+            answers.watch_ = &ctx.services.watch;
+            answers.kept_ = std::exchange(ctx.services.watch, nullptr);
         }
         ~Again() {
             answers_.watchAgain();
@@ -69,7 +68,6 @@ public:
 
     private:
         HostAnswers& answers_;
-        RunWatch*& watch_;
     };
     /// @return the next answer; nothing where the host has to be asked
     /// @throws what the host has thrown in its place
