@@ -61,6 +61,17 @@ function(kestrel_test_program NAME)
     target_link_libraries(${NAME} PRIVATE GTest::gtest_main)
 endfunction()
 
+# Where nothing is optimised several sources of a target are compiled as one, since what they include is most of the work.
+# So names of internal things must differ from those of the neighbours; ALONE are sources that cannot do with any. That
+# each source stands by itself, the optimised build shows, which goes without this, too.
+function(kestrel_group NAME)
+    cmake_parse_arguments(ARG "" "" "ALONE" ${ARGN})
+    if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+        set_target_properties(${NAME} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+        set_source_files_properties(${ARG_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endif()
+endfunction()
+
 # kestrel_library(folder SOURCES ... [GENERATED ...] [LINK ...] [TESTS ...])
 # Generated sources (scanner, parser) are built without our warnings. TESTS are the x_test.cpp files beside the sources;
 # they become one program `folder_test`. Another, `folder_link`, takes every object of the library and links it with LINK

@@ -7,7 +7,7 @@ namespace kestrel {
 namespace {
 
 constexpr std::size_t kSpanLimit = 40;
-constexpr std::size_t kLineLimit = 511;
+constexpr std::size_t kReplacedLimit = 511;
 constexpr std::size_t kReplacementLimit = 255;
 /// A define that has been replaced this often in one line, or has made it this long, feeds on itself: no line
 /// of 510 one-letter names with texts of 255 characters comes so far.
@@ -88,9 +88,9 @@ std::string DefineTable::replaceIn(std::string& line, std::vector<ColumnSpan>& c
         }
         found.erase(found.lower_bound(index), found.end());
     }
-    if (line.size() > kLineLimit) {
-        line.resize(kLineLimit);
-        if (!columns.empty()) columns.resize(kLineLimit);
+    if (line.size() > kReplacedLimit) {
+        line.resize(kReplacedLimit);
+        if (!columns.empty()) columns.resize(kReplacedLimit);
     }
     return endless;
 }

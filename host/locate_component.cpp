@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxDirectories = 100;
 constexpr std::size_t kSettingLimit = 1023;
-constexpr std::string_view kPathSetting = "LibraryPath";
+constexpr std::string_view kLibraryPath = "LibraryPath";
 
 std::string joined(std::string_view directory, std::string_view name) {
     std::string path(directory);
@@ -57,8 +57,8 @@ std::span<const std::string> LibraryPath::directories() {
 void LibraryPath::read() {
     outdated_ = false;
     directories_ = platform::directoriesOfList(platform::environment(kSearchPathVariable).value_or(""));
-    std::string value = readSetting(store_, settings_, kMasterScope, kPathSetting);
-    if (value == kNoSetting) value = readSetting(store_, settings_, kGlobalScope, kPathSetting);
+    std::string value = readSetting(store_, settings_, kMasterScope, kLibraryPath);
+    if (value == kNoSetting) value = readSetting(store_, settings_, kGlobalScope, kLibraryPath);
     if (value == kNoSetting) return;
     for (std::string_view rest = value; !rest.empty() && directories_.size() < kMaxDirectories;) {
         const std::size_t end = std::min(rest.find(';'), rest.size());
@@ -72,13 +72,13 @@ void LibraryPath::add(std::string_view directory) {
     if (directories_.size() < kMaxDirectories) directories_.emplace_back(directory);
     if (settings_ == Settings::ReadOnly) return;
     // What is stored may be longer than what load() takes, and must not lose its end.
-    std::string value = store_.read(kMasterScope, kPathSetting, kNoSetting, std::string::npos);
+    std::string value = store_.read(kMasterScope, kLibraryPath, kNoSetting, std::string::npos);
     if (value == kNoSetting) {
         value = directory;
     } else {
         value.append(";").append(directory);
     }
-    static_cast<void>(store_.write(kMasterScope, kPathSetting, value));
+    static_cast<void>(store_.write(kMasterScope, kLibraryPath, value));
 }
 
 bool HostLocator::locate(EngineContext& ctx, std::string_view name, std::string& fullPath) {

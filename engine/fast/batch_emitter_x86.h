@@ -15,6 +15,9 @@
 
 namespace kestrel::fast {
 
+inline constexpr int kWidth32 = 31;  ///< bits of a whole number that has 32 with its sign
+inline constexpr std::uint64_t kLow32 = 0xFFFFFFFF;
+
 class BatchEmitter {
 public:
     BatchEmitter(const Code& code, asmjit::x86::Compiler& compiler, bool wide);

@@ -12,9 +12,7 @@ using namespace asmjit;  // NOLINT: its names are all that this file is about
 namespace {
 
 constexpr int kUnknownWidth = 64;
-constexpr int kWidth32 = 31;
 constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
-constexpr std::uint64_t kLow32 = 0xFFFFFFFF;
 constexpr double kSmallWhole = 2251799813685248.0;  // 2^51: up to it conversions take two instructions
 
 bool isTest(Op op) noexcept {

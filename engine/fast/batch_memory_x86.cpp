@@ -10,8 +10,6 @@ using namespace asmjit;  // NOLINT: its names are all that this file is about
 
 namespace {
 
-constexpr std::uint64_t kLow32 = 0xFFFFFFFF;
-constexpr int kWidth32 = 31;
 constexpr int kOften = 4;  // elements that an index is used for
 
 }  // namespace

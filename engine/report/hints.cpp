@@ -4,7 +4,7 @@ namespace kestrel {
 
 namespace {
 
-constexpr HintRow kRows[] = {
+constexpr HintRow kHintRows[] = {
 #define KESTREL_HINT(id, rule, text, help) {HintId::id, rule, text, help},
 #include "engine/report/hints.def"
 #undef KESTREL_HINT
@@ -17,11 +17,11 @@ constexpr HintRow kRows[] = {
 }  // namespace
 
 std::span<const HintRow> hintRows() noexcept {
-    return kRows;
+    return kHintRows;
 }
 
 const HintRow& hintRow(HintId id) noexcept {
-    return kRows[static_cast<std::size_t>(id)];
+    return kHintRows[static_cast<std::size_t>(id)];
 }
 
 }  // namespace kestrel

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::string_view kFirstWord = "Script ";
 constexpr std::uint32_t kLongestPath = 8192;  // see the description of states in host_interface.h
-constexpr std::size_t kMostBytes = std::size_t{1} << 30U;
+constexpr std::size_t kMostStateBytes = std::size_t{1} << 30U;
 
 /// Length of what names the script in a binary state, with its own length; 0 when it cannot be right.
 std::size_t binaryHead(std::string_view bytes) {
@@ -84,7 +84,7 @@ StateWriter::StateWriter(std::int32_t mode) : state_{mode, {}}, save_{mode, this
 void StateWriter::write(void* handle, const char* buffer, std::int32_t size) {
     auto& writer = *static_cast<StateWriter*>(handle);
     const auto count = static_cast<std::size_t>(std::max(size, 0));
-    if (buffer == nullptr || writer.state_.bytes.size() + count > kMostBytes) {
+    if (buffer == nullptr || writer.state_.bytes.size() + count > kMostStateBytes) {
         writer.overflowed_ = true;
         return;
     }
