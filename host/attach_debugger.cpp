@@ -6,11 +6,11 @@
 namespace kestrel {
 
 bool attachDebugger(EngineContext& engine, std::string_view link) {
-    const ShaderContext& host = shaderContext(engine);
     return openDebugLink(engine, !link.empty() ? link : engine.options.debugName,
-                         [&host]() -> std::optional<debug::Pixel> {
-                             if (host.sample == nullptr) return std::nullopt;
-                             return debug::Pixel{host.shadingSample()->sx, host.shadingSample()->sy};
+                         [&engine]() -> std::optional<debug::Pixel> {
+                             const ShadingSample* const sample = shadingSample(engine);
+                             if (sample == nullptr) return std::nullopt;
+                             return debug::Pixel{sample->sx, sample->sy};
                          });
 }
 

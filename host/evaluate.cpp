@@ -90,7 +90,7 @@ void evaluateInstance(const PluginState& state, ShaderInstance& instance, Shadin
     answers.begin();
     if (script->fast.shade(*process, &sample, passed)) return;
     const HostAnswers::Again again(answers, script->engine);
-    const CurrentSample current(script->host, &sample);
+    const CurrentSample current(script->engine, &sample);
     script->call(HostFunction::Process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
 }
 

@@ -71,7 +71,7 @@ void illuminateBuiltin(BuiltinCall& call) {
     const ValueCell& light = call.arg(0);
     const SceneItem* item = light.type == HxObject ? static_cast<const SceneItem*>(light.object) : nullptr;
     if (item == nullptr || item->kind == kImageItem) return call.failType(1);
-    const ShadingSample* sample = shaderContext(call.ctx).shadingSample();
+    const ShadingSample* sample = shadingSample(call.ctx);
     if (sample == nullptr || sample->illuminate == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 
@@ -92,7 +92,7 @@ void raytraceBuiltin(BuiltinCall& call) {
     if (!tripleArgument(call, 1, direction)) return;
     if (!tripleArgument(call, 0, point)) return;
     ShaderContext& context = shaderContext(call.ctx);
-    ShadingSample* sample = context.shadingSample();
+    ShadingSample* const sample = shadingSample(call.ctx);
     if (sample == nullptr || sample->rayTrace == nullptr)
         return call.fail(MessageId::OutsideShading, call.name);
 

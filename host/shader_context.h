@@ -30,11 +30,6 @@ struct ShaderContext : SampleContext {
     ShaderContext(const ShaderContext&) = delete;
     ShaderContext& operator=(const ShaderContext&) = delete;
 
-    /// Null but while `process` runs.
-    [[nodiscard]] ShadingSample* shadingSample() const noexcept {
-        return static_cast<ShadingSample*>(sample);
-    }
-
     ScriptEnvironment& environment;
     std::string description;                                ///< at most kDescriptionLimit characters
     bool customDescription = false;                         ///< the script chose the description itself
@@ -53,6 +48,11 @@ struct ShaderContext : SampleContext {
 
 [[nodiscard]] inline ShaderContext& shaderContext(const EngineContext& ctx) noexcept {
     return static_cast<ShaderContext&>(sampleContext(ctx));
+}
+
+/// Null but while `process` runs.
+[[nodiscard]] inline ShadingSample* shadingSample(const EngineContext& ctx) noexcept {
+    return static_cast<ShadingSample*>(ctx.hostRecord);
 }
 
 }  // namespace kestrel

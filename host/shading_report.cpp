@@ -30,7 +30,7 @@ std::string shadingReport(LoadedScript& script) {
     callNamed(script, "newtime", std::array{ValueCell::ofInteger(0), ValueCell::ofNumber(0.0)});
     {
         ShadingSample sample{};
-        const CurrentSample current(script.host, &sample);
+        const CurrentSample current(script.engine, &sample);
         callNamed(script, "process", std::array{ValueCell::ofObject(ShaderObj, nullptr)});
     }
     if (script.engine.run.abort) return "process is left to the interpreter: it ends with an error\n";

@@ -118,7 +118,7 @@ Status Script::evaluate(Sample& sample) {
 
 Status Script::Impl::shade(Sample& given) {
     if (fast.shade(*process, &given)) return Status::Done;
-    const CurrentSample current(*this, &given);
+    const CurrentSample current(ctx, &given);
     callFunction(ctx, *process, std::array{ValueCell::ofObject(ShaderObj, nullptr)});
     return status();
 }

@@ -1,4 +1,4 @@
-// The sample that `process` is at work with; where objects of the kind ShaderObj find it.
+// The sample that `process` is at work with, and what objects of the kind ShaderObj have beside it.
 #pragma once
 
 #include "engine/context/context.h"
@@ -9,7 +9,6 @@ namespace kestrel {
 
 /// What EngineServices::host points to where scripts can meet samples; whoever has more derives from it.
 struct SampleContext {
-    void* sample = nullptr;  ///< a record laid out as script::Sample; set while `process` runs
     /// The first instruction since somebody asked that wrote a number which is not finite into a sample.
     SourcePos badWrite;
     /// The item of the scene that has a number; null: there is no scene, and scripts read Nil.
@@ -24,15 +23,13 @@ struct SampleContext {
 class CurrentSample {
 public:
     /// @param sample  laid out as script::Sample
-    CurrentSample(SampleContext& context, void* sample) noexcept : context_(context) {
-        context_.sample = sample;
-    }
-    ~CurrentSample() { context_.sample = nullptr; }
+    CurrentSample(EngineContext& ctx, void* sample) noexcept : ctx_(ctx) { ctx.hostRecord = sample; }
+    ~CurrentSample() { ctx_.hostRecord = nullptr; }
     CurrentSample(const CurrentSample&) = delete;
     CurrentSample& operator=(const CurrentSample&) = delete;
 
 private:
-    SampleContext& context_;
+    EngineContext& ctx_;
 };
 
 }  // namespace kestrel

@@ -14,31 +14,25 @@ namespace kestrel {
 namespace {
 
 template <class T>
-T load(const EngineContext& ctx, std::size_t offset) {
+T load(const EngineContext& ctx, std::int64_t offset) {
     T value;
-    std::memcpy(&value, static_cast<const unsigned char*>(sampleContext(ctx).sample) + offset, sizeof value);
+    std::memcpy(&value, static_cast<const unsigned char*>(ctx.hostRecord) + offset, sizeof value);
     return value;
 }
 
-/// The index has been checked; a member of one number has none.
-std::size_t placeOf(const MemberAccess& access, const MemberRow& row) noexcept {
-    return row.elements > 1 ? row.detail + static_cast<std::size_t>(access.index - 1) * sizeof(double)
-                            : row.detail;
-}
-
 bool readReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& row, ValueCell& out) {
-    out.setScalar(Number, load<double>(ctx, placeOf(access, row)));
+    out.setScalar(Number, load<double>(ctx, row.placeOf(access.index)));
     return true;
 }
 
 bool readWhole(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
-    out.setScalar(Integer, load<std::int32_t>(ctx, row.detail));
+    out.setScalar(Integer, load<std::int32_t>(ctx, row.placeOf(1)));
     return true;
 }
 
 bool readItem(EngineContext& ctx, const MemberAccess&, const MemberRow& row, ValueCell& out) {
     const auto item = sampleContext(ctx).item;
-    out = item != nullptr ? item(ctx, load<std::uint32_t>(ctx, row.detail)) : ValueCell::ofNil();
+    out = item != nullptr ? item(ctx, load<std::uint32_t>(ctx, row.placeOf(1))) : ValueCell::ofNil();
     return true;
 }
 
@@ -57,13 +51,12 @@ bool writeReal(EngineContext& ctx, const MemberAccess& access, const MemberRow& 
         ctx.report(MessageId::SampleMemberType, access.member);
         return false;
     }
-    const std::size_t place = placeOf(access, row);
+    const std::int64_t place = row.placeOf(access.index);
     const MemberUpdate update = updateNumberMember(ctx, load<double>(ctx, place), value.number, op);
     if (!update.ok) return false;
     if (!std::isfinite(update.value)) [[unlikely]]
         noteBadWrite(ctx);
-    std::memcpy(static_cast<unsigned char*>(sampleContext(ctx).sample) + place, &update.value,
-                sizeof(double));
+    std::memcpy(static_cast<unsigned char*>(ctx.hostRecord) + place, &update.value, sizeof(double));
     return update.leave(out);
 }
 
@@ -134,14 +127,14 @@ std::string_view SampleKind::internalName(std::int32_t) const {
 }
 
 std::optional<bool> SampleKind::beginRead(EngineContext& ctx, const MemberAccess&, ValueCell& out) {
-    if (sampleContext(ctx).sample != nullptr) return std::nullopt;
+    if (ctx.hostRecord != nullptr) return std::nullopt;
     out = ValueCell::ofNil();
     return true;
 }
 
 std::optional<bool> SampleKind::beginWrite(EngineContext& ctx, const MemberAccess&, const ValueCell&, int op,
                                            ValueCell& out) {
-    if (sampleContext(ctx).sample != nullptr) return std::nullopt;
+    if (ctx.hostRecord != nullptr) return std::nullopt;
     out = ValueCell::ofNil();
     return isIncrement(op);
 }

@@ -158,11 +158,12 @@ public:
     EvalStack stack;
     Options options;
     std::unique_ptr<Program> program;
-    std::uint32_t randomState = 1;                     ///< of random() and randu()
-    std::string scriptFile;                            ///< path as handed to the compiler, letter case kept
-    Gate gate;                                         ///< shut by whatever may change the script's state
-    int instanceNumber = 1;                            ///< INSTANCE is "pt%d" of it
-    std::vector<std::unique_ptr<ArrayRecord>> arrays;  ///< every one; collectArrays() says when it goes
+    std::uint32_t randomState = 1;  ///< of random() and randu()
+    std::string scriptFile;         ///< path as handed to the compiler, letter case kept
+    Gate gate;                      ///< shut by whatever may change the script's state
+    void* hostRecord = nullptr;     ///< where members with a MemberLayout lie, while there are any
+    int instanceNumber = 1;         ///< INSTANCE is "pt%d" of it
+    std::vector<std::unique_ptr<ArrayRecord>> arrays;      ///< every one; collectArrays() says when it goes
     std::vector<std::unique_ptr<RecordInstance>> records;  ///< every one; record_instance.h says when it goes
     bool collecting = false;                               ///< collectArrays() is at work
     std::size_t looseObjects = 0;                          ///< objects of counted kinds that nobody holds

@@ -34,6 +34,11 @@ public:
         const auto at = static_cast<std::size_t>(tag);
         return at < kinds_.size() ? *kinds_[at] : *entered_.front();
     }
+    /// The data member of that name where all objects with the tag have the same ones; null otherwise.
+    [[nodiscard]] const MemberRow* member(std::int32_t tag, NameId name) const noexcept {
+        const auto interfaces = of(tag).interfaces();
+        return interfaces.size() == 1 ? interfaces.front().member(name) : nullptr;
+    }
     /// Names of all data members and methods.
     [[nodiscard]] const NameTable& names() const noexcept { return names_; }
     /// Lets every kind release the objects that nobody holds.

@@ -67,6 +67,13 @@ struct MemberRow {
     std::size_t detail;  ///< the kind's own, such as a place in a record
     std::string_view description;
     MemberLayout layout = MemberLayout::None;
+
+    /// Where an element of a member with a layout lies in the record.
+    /// @param which  from 1; a member of one number has just that
+    [[nodiscard]] constexpr std::int64_t placeOf(std::int64_t which) const noexcept {
+        const auto first = static_cast<std::int64_t>(detail);
+        return elements > 1 ? first + (which - 1) * static_cast<std::int64_t>(sizeof(double)) : first;
+    }
 };
 
 /// Which numbers of arguments a method takes.

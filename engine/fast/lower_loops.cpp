@@ -177,9 +177,7 @@ bool Lowering::collectChanges(const Node* begin, const Node* end,
             // Of several elements any may be meant; a member that does not change costs nothing in the end.
             if (slot(slotOf(*node->to.object)).type == ShaderObj) {
                 const MemberRow& row = memberRow(ShaderObj, node->name);
-                for (int i = 0; i < row.elements; ++i)
-                    add(infos.ofMember,
-                        static_cast<std::int64_t>(row.detail + static_cast<std::size_t>(i) * sizeof(double)));
+                for (int i = 1; i <= row.elements; ++i) add(infos.ofMember, row.placeOf(i));
             }
         }
         if (((node->op == OP_NEG || node->op == OP_NOT) && node->mode == kStatementForm) ||

@@ -268,8 +268,7 @@ void Lowering::indexed(const Node& node) {
 // ---- members
 
 const MemberRow& Lowering::memberRow(std::int32_t type, NameId name) {
-    const auto interfaces = ctx_.kinds().of(type).interfaces();
-    const MemberRow* row = interfaces.size() == 1 ? interfaces.front().member(name) : nullptr;
+    const MemberRow* const row = ctx_.kinds().member(type, name);
     if (row == nullptr) refuse("a member that is not there");
     return *row;
 }
@@ -280,11 +279,6 @@ int Lowering::vectorPart(NameId name) {
     const std::size_t which = std::string_view("xyz").find(letter);
     if (letter.size() != 1 || which == std::string_view::npos) refuse("a member that is not x, y or z");
     return static_cast<int>(which) + 1;
-}
-
-/// Where an element of a member lies in the record.
-std::int64_t Lowering::placeIn(const MemberRow& row, std::int64_t which) {
-    return static_cast<std::int64_t>(row.detail) + (which - 1) * static_cast<std::int64_t>(sizeof(double));
 }
 
 /// Which element of a member is meant, from 1.
@@ -303,22 +297,22 @@ Reg Lowering::indexOf(const MemberRow& row, const Cell* index) {
 
 /// Of several elements one is chosen: some may have been written.
 Reg Lowering::readReal(const MemberRow& row, Reg which) {
-    if (const auto known = builder_.wholeConstant(which)) return part(slotOfMember(placeIn(row, *known)), 0);
-    Reg value = part(slotOfMember(placeIn(row, row.elements)), 0);
+    if (const auto known = builder_.wholeConstant(which)) return part(slotOfMember(row.placeOf(*known)), 0);
+    Reg value = part(slotOfMember(row.placeOf(row.elements)), 0);
     for (std::int64_t i = row.elements - 1; i > 0; --i) {
         const Reg is = builder_.make(Op::EqualWhole, which, builder_.whole(i));
-        value = builder_.make(Op::Choose, is, part(slotOfMember(placeIn(row, i)), 0), value);
+        value = builder_.make(Op::Choose, is, part(slotOfMember(row.placeOf(i)), 0), value);
     }
     return value;
 }
 
 void Lowering::writeReal(const MemberRow& row, Reg which, Reg value) {
     if (const auto known = builder_.wholeConstant(which)) {
-        slot(slotOfMember(placeIn(row, *known))).number = value;
+        slot(slotOfMember(row.placeOf(*known))).number = value;
         return;
     }
     for (std::int64_t i = 1; i <= row.elements; ++i) {
-        const std::size_t element = slotOfMember(placeIn(row, i));
+        const std::size_t element = slotOfMember(row.placeOf(i));
         const Reg is = builder_.make(Op::EqualWhole, which, builder_.whole(i));
         const Reg chosen = builder_.make(Op::Choose, is, value, part(element, 0));
         slot(element).number = chosen;
@@ -334,7 +328,7 @@ Cell Lowering::readMember(const Node& node, const Cell* index) {
     const Reg which = indexOf(row, index);
     if (row.layout == MemberLayout::Whole)
         return Cell::ofInteger(builder_.make(
-            Op::FromWhole, builder_.make(Op::LoadRecordWhole, kNoReg, kNoReg, kNoReg, at(placeIn(row, 1)))));
+            Op::FromWhole, builder_.make(Op::LoadRecordWhole, kNoReg, kNoReg, kNoReg, at(row.placeOf(1)))));
     return Cell::ofNumber(readReal(row, which));
 }
 

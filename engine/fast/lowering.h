@@ -224,7 +224,6 @@ private:
     [[nodiscard]] const MemberRow& memberRow(std::int32_t type, NameId name);
     [[nodiscard]] int vectorPart(NameId name);
     [[nodiscard]] Cell readMember(const Node& node, const Cell* index);
-    [[nodiscard]] std::int64_t placeIn(const MemberRow& row, std::int64_t which);
     [[nodiscard]] Reg indexOf(const MemberRow& row, const Cell* index);
     [[nodiscard]] Reg readReal(const MemberRow& row, Reg which);
     void writeReal(const MemberRow& row, Reg which, Reg value);

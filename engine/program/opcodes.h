@@ -22,6 +22,13 @@ enum Opcode : std::int32_t {
                              ///< that the dispatch table stays dense
     kCountUp,                ///< `name++` or `++name` whose value nobody wants
     kCountDown,
+    // Members with a place in the host's record (EngineContext::hostRecord), found when the program is
+    // linked.
+    kHostReal,           ///< `object.member`
+    kHostWhole,          ///< the same of a whole number
+    kHostElement,        ///< `object.member[constant]`, from OP_DIM on
+    kHostTarget,         ///< either as what "=" assigns to: the reference
+    kHostElementTarget,  ///< an index list of a constant, and that reference behind it
 #define KESTREL_FUSABLE(code, name, effect) kVar_##name,
 #include "engine/program/opcodes.def"
 #define KESTREL_FUSABLE(code, name, effect) kConst_##name,

@@ -139,8 +139,11 @@ struct CodeNode {
         constexpr To() : function(nullptr) {}
     } to;  ///< link
     CodeNode* prev = nullptr;
-    SourcePos pos;                   ///< the true place
-    std::int32_t count = 0;          ///< OP_RETURN: number of values
+    SourcePos pos;  ///< the true place
+    union {
+        std::int32_t count = 0;  ///< OP_RETURN: number of values
+        std::int32_t place;      ///< link: of what lies in the host's record, bytes from its beginning
+    };
     std::int32_t argc = 0;           ///< OP_CALL
     NameId name = kNoName;           ///< link: the name of a data member or method, interned
     std::int32_t queueVariable = 0;  ///< link: the variable of a queue that it names (ScriptQueues); 0: none

@@ -19,6 +19,7 @@
 #include "engine/operations/operators.h"
 #include "engine/operations/storage.h"
 #include "engine/program/node_modes.h"
+#include "engine/run/host_members.h"
 #include "engine/run/instructions.h"
 #include "engine/run/stack_check.h"
 #include "engine/run/sweep.h"
@@ -60,10 +61,12 @@ template <std::int32_t kOp>
 /// `variable = number;` as a whole statement: nothing else is on the stack and nobody wants the result.
 /// @return false when there is more to it; nothing has changed then
 bool assignStatement(EngineContext& ctx) {
-    if (ctx.stack.size() - ctx.base() != 2) return false;
+    const int cells = ctx.stack.size() - ctx.base();
+    if (cells < 2) return false;
     const ValueCell& value = ctx.stack.top(0);
     const ValueCell& target = ctx.stack.top(1);
-    if (!value.isNumeric() || target.type != VarRef) return false;
+    if (target.type != VarRef) return assignHostMember(ctx);
+    if (cells != 2 || !value.isNumeric()) return false;
     Variable& variable = targetVariable(*target.node);
     if (!isInlineKind(variable.type)) return false;
     setInline(variable, value);
@@ -137,6 +140,28 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
                 } else {
                     stack.pushNode(VarRef, node);
                 }
+                break;
+            case kHostReal:
+            case kHostWhole:
+                if (!(node->exec == kHostReal ? pushHostNumber<double>(ctx, *node, 1)
+                                              : pushHostNumber<std::int32_t>(ctx, *node, 1)))
+                    executeVariable(ctx, *node);
+                node = node->link;
+                break;
+            case kHostElement:
+                if (pushHostNumber<double>(ctx, *node, 3))
+                    node = node->link;
+                else
+                    stack.pushScalar(DimMark, 0.0);
+                break;
+            case kHostTarget:
+                stack.pushNode(node->op == OP_INDEX ? IndexedMemberRef : MemberRef, node);
+                break;
+            case kHostElementTarget:
+                if (pushHostElement(ctx, *node))
+                    node = node->link;
+                else
+                    stack.pushScalar(DimMark, 0.0);
                 break;
             case OP_VAR:
                 if (node->mode == kLoad) {

@@ -9,6 +9,7 @@
 #include "engine/program/verifier.h"
 #include "engine/run/call_scope.h"
 #include "engine/run/entry.h"
+#include "engine/run/host_members.h"
 #include "platform/near_names.h"
 
 #include <utility>
@@ -108,7 +109,7 @@ private:
     }
 
     /// A jump never lands between the two: it names the node before the first, or a marker.
-    [[nodiscard]] static std::int32_t fusedCode(const CodeNode& node) noexcept {
+    [[nodiscard]] std::int32_t fusedCode(CodeNode& node) const {
         const bool load = node.op == OP_VAR && node.mode == kLoad;
         const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
         if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
@@ -116,7 +117,8 @@ private:
             (opIs(node.next->next, OP_ENDSTMT) || opIs(node.next->next, OP_FORBODY))) {
             return incrementStep(node.next->op) > 0.0 ? kCountUp : kCountDown;
         }
-        if ((!load && !constant) || node.next == nullptr) return node.op;
+        if (!load && !constant) return linkHostMember(ctx_.kinds(), node);
+        if (node.next == nullptr) return node.op;
         switch (node.next->op) {
 #define KESTREL_FUSABLE(code, name, effect) \
     case name:                              \

@@ -19,14 +19,18 @@ struct StackBefore {
     return {node, ctx.base(), ctx.stack.size() - ctx.base(), ctx.run.frames.size()};
 }
 
-/// Compares what an instruction, or two that ran as one, did to the stack with the table.
+/// Compares what an instruction, or several that ran as one, did to the stack with the table.
 /// @param after  where the instruction left off
 template <bool kHooked>
 void checkInstruction(EngineContext& ctx, const StackBefore& before, const CodeNode* after) {
     if (ctx.run.frames.size() != before.frames || ctx.base() != before.base) return;
     const CodeNode& node = *before.node;
-    const bool fused = !kHooked && node.exec != node.op && after == node.next;
-    const StackEffect effect = fused ? followedBy(effectOf(node), effectOf(*node.next)) : effectOf(node);
+    const bool fused = !kHooked && node.exec != node.op && after != &node;
+    StackEffect effect = effectOf(node);
+    for (const CodeNode* last = &node; fused && last != after;) {
+        last = last->next;
+        effect = followedBy(effect, effectOf(*last));
+    }
     const int cells = ctx.stack.size() - ctx.base();
     const bool allowed = effect.allows(before.cells, cells);
     const bool otherKind =

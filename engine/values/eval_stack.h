@@ -24,6 +24,7 @@ public:
 
     [[nodiscard]] int size() const noexcept { return sp_; }
     [[nodiscard]] bool full() const noexcept { return sp_ == kStackCells; }
+    [[nodiscard]] bool hasRoom(int cells) const noexcept { return sp_ + cells <= kStackCells; }
     /// @param i  0 = deepest cell
     [[nodiscard]] ValueCell& at(int i) noexcept {
         assert(i >= 0 && i < kStackCells);
