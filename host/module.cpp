@@ -114,20 +114,18 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
     return nullptr;
 }
 
-/// By itself, so that what goes straight to its code saves no registers for it.
-[[gnu::noinline]] void evaluateSlowly(HxInstance handle, ShadingSample& sample,
-                                      fast::Ending passed) noexcept {
-    withInstance(
-        handle, [&](ShaderInstance& instance) { evaluateInstance(pluginState(), instance, sample, passed); });
+/// A sample that has not passed the gate of its instance's script.
+std::int32_t evaluateSlowly(Gate& gate, std::int32_t ending) noexcept {
+    auto& sample = *static_cast<ShadingSample*>(gate.record());
+    withInstance(gate.owner(), [&](ShaderInstance& instance) {
+        evaluateInstance(pluginState(), instance, sample, {ending});
+    });
+    return 0;
 }
 
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     if (sample == nullptr || handle == nullptr) return;
-    Gate& gate = *instanceOf(handle).context->gate;
-    const fast::Ending passed{gate.pass(sample)};
-    if (passed.bits != Gate::kDone) [[unlikely]]
-        return evaluateSlowly(handle, *sample, passed);
-    gate.count();
+    instanceOf(handle).context->gate->pass(sample, handle, evaluateSlowly);
 }
 
 std::size_t evaluateMany(void* handle, ShadingSample* first, std::size_t stride, std::size_t count) {

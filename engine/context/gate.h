@@ -1,26 +1,51 @@
 // Where samples pass that go straight to a script's code.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kestrel {
 
 /// Open while everything holds that the code takes for granted, so that a sample need not look: whoever may
 /// have changed anything of it shuts the gate, and the sample that finds it shut looks at all again. That is
-/// why a callback costs one call through a pointer.
+/// why a callback costs one jump through a pointer.
 class Gate {
 public:
-    /// Runs code on a record of the host's.
-    /// @return how it ended, in the code's terms; kDone and kShut are everybody's
-    using Enter = std::int32_t (*)(void* code, void* record) noexcept;
+    /// Runs code on a record of the host's: where that was all there is to do it counts the sample and gives
+    /// back kDone, otherwise it ends with a jump to the gate's Otherwise.
+    using Enter = std::int32_t (*)(Gate& gate, void* record) noexcept;
+    /// What is to be done about a sample that code has not shaded. No code is at work by then, so it may go.
+    /// @param ending  how it ended, in the code's terms; kShut: there was none
+    using Otherwise = std::int32_t (*)(Gate& gate, std::int32_t ending) noexcept;
     static constexpr std::int32_t kDone = 0;
     static constexpr std::int32_t kShut = 3;
 
-    [[nodiscard]] std::int32_t pass(void* record) const noexcept { return enter_(code_, record); }
-    /// After kDone.
+    /// @return kDone, or how the code has ended otherwise
+    [[nodiscard]] std::int32_t pass(void* record) noexcept { return pass(record, nullptr, tell); }
+    /// The same for those who count nanoseconds, where nothing is left to do behind it.
+    /// @param owner  for `rest`, who finds it and the record here
+    std::int32_t pass(void* record, void* owner, Otherwise rest) noexcept {
+        record_ = record;
+        owner_ = owner;
+        otherwise_ = rest;
+        return enter_(*this, record);
+    }
+    [[nodiscard]] void* record() const noexcept { return record_; }
+    [[nodiscard]] void* owner() const noexcept { return owner_; }
+
+    // ---- for what enters
+    /// Another sample has been shaded.
     void count() noexcept { ++passed_; }
+    [[nodiscard]] std::int32_t otherwise(std::int32_t ending) noexcept { return otherwise_(*this, ending); }
+    [[nodiscard]] void* code() const noexcept { return code_; }
+    /// Where machine code finds what count() and otherwise() are about.
+    [[nodiscard]] static constexpr std::size_t placeOfPassed() noexcept { return offsetof(Gate, passed_); }
+    [[nodiscard]] static constexpr std::size_t placeOfOtherwise() noexcept {
+        return offsetof(Gate, otherwise_);
+    }
 
     /// All holds, and the code calls nobody.
+    /// @param code  for `enter`
     void open(Enter enter, void* code) noexcept {
         holds_ = true;
         enter_ = enter;
@@ -45,12 +70,16 @@ public:
     void forget() noexcept { passed_ = 0; }
 
 private:
-    static std::int32_t notThrough(void*, void*) noexcept { return kShut; }
+    static std::int32_t notThrough(Gate& gate, void*) noexcept { return gate.otherwise(kShut); }
+    static std::int32_t tell(Gate&, std::int32_t ending) noexcept { return ending; }
 
     Enter enter_ = notThrough;
     void* code_ = nullptr;
-    bool holds_ = false;
+    void* record_ = nullptr;  // of the sample that passes, and whose it is
+    void* owner_ = nullptr;
+    Otherwise otherwise_ = tell;
     std::uint64_t passed_ = 0;
+    bool holds_ = false;
 };
 
 }  // namespace kestrel

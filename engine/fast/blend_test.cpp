@@ -68,7 +68,7 @@ std::ptrdiff_t compare(const Code& code) {
     CodeMemory memory;
     ThreadedCode expected(code);
     ThreadedCode threaded(blended);
-    const auto native = NativeCode::make(blended, memory);
+    const auto native = NativeCode::make(blended, memory, nullptr);
     const auto same = [&](const Record& x, const Record& y) {
         return std::ranges::equal(x, y, [](double p, double q) {
             return (std::isnan(p) && std::isnan(q)) ||
@@ -85,7 +85,7 @@ std::ptrdiff_t compare(const Code& code) {
                 threaded.run(stepped.data());
                 EXPECT_TRUE(same(plain, stepped)) << describe(blended) << a << ' ' << b << ' ' << c;
                 if (native == nullptr) continue;
-                native->enter()(nullptr, compiled.data());
+                native->run(compiled.data());
                 EXPECT_TRUE(same(plain, compiled)) << describe(blended) << a << ' ' << b << ' ' << c;
             }
         }

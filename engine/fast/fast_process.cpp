@@ -110,7 +110,7 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         if (!lowered.assumptions.hold()) return;
         if (ctx_.services.failingGuard >= 0) failGuard(lowered.code, ctx_.services.failingGuard);
         lowered.code.sharesPlaces = ctx_.services.sharesPlaces;
-        install(lowered.code);
+        install(lowered.code, !lowered.asks.empty());
         std::erase_if(exits_, [](const ExitCount& each) { return each.count == 0; });
         firstExit_ = exits_.size();
         for (Exit& exit : lowered.code.exits) exits_.push_back({std::move(exit)});
@@ -131,7 +131,7 @@ std::vector<ExitCount> FastProcess::exits() const {
     return taken;
 }
 
-void FastProcess::install(Code& code) {
+void FastProcess::install(Code& code, bool asks) {
     ctx_.gate.shut();
     native_.reset();
     threaded_.reset();
@@ -142,7 +142,7 @@ void FastProcess::install(Code& code) {
         Code single = code;
         blend(single);
         coalesce(single);
-        native_ = NativeCode::make(single, *ctx_.services.codeMemory);
+        native_ = NativeCode::make(single, *ctx_.services.codeMemory, asks ? nullptr : &ctx_.gate);
     }
     if (native_ == nullptr || batches_) coalesce(code);
     batchable_ = native_ != nullptr && code.instructions.size() <= kMostBatched && independent(code);
@@ -185,15 +185,19 @@ bool FastProcess::shade(const FunctionRecord& process, void* record, Ending pass
 }
 
 Ending FastProcess::run(void* record) noexcept {
-    return native_ != nullptr ? Ending{native_->enter()(nullptr, record)} : threaded_->run(record);
+    if (asks_.empty()) return {ctx_.gate.pass(record)};
+    const Ending ending = native_ != nullptr ? native_->run(record) : threaded_->run(record);
+    if (ending.outcome() == Outcome::Done) ctx_.gate.count();
+    return ending;
 }
 
 /// After a run of the code.
 /// @return false: the interpreter has to shade the sample
 bool FastProcess::settle(Ending ending) {
-    if (ending.outcome() != Outcome::Left) {
+    if (ending.outcome() == Outcome::Done) return true;
+    if (ending.outcome() == Outcome::Changed) {
         ctx_.gate.count();
-        if (ending.outcome() == Outcome::Changed) ctx_.gate.shut();  // the next sample looks
+        ctx_.gate.shut();  // the next sample looks
         return true;
     }
     if (undo_ != nullptr) undo_->takeBack();

@@ -95,7 +95,8 @@ private:
     void openGate() noexcept;
     [[nodiscard]] Ending run(void* record) noexcept;
     void makeCode(const FunctionRecord& process);
-    void install(Code& code);
+    /// @param asks  it asks the host, so no gate is open for it
+    void install(Code& code, bool asks);
     void drop(Refusal reason);
 
     EngineContext& ctx_;

@@ -30,9 +30,13 @@ private:
 class NativeCode {
 public:
     /// @param memory  outlives the code
+    /// @param gate    through which samples come, whose address the code knows; null: there is none, and it
+    /// just
+    ///                gives back its Ending
     /// @return null where no machine code can be made: the machine lacks instructions, the system refuses
     ///         executable memory, or the limit is reached
-    [[nodiscard]] static std::unique_ptr<NativeCode> make(const Code& code, CodeMemory& memory);
+    [[nodiscard]] static std::unique_ptr<NativeCode> make(const Code& code, CodeMemory& memory,
+                                                          const Gate* gate);
     ~NativeCode();
     NativeCode(const NativeCode&) = delete;
     NativeCode& operator=(const NativeCode&) = delete;
@@ -40,6 +44,11 @@ public:
     /// What shades a sample: of a record of the host's, which the code's offsets are about. Calls nobody
     /// else's code, and throws nothing.
     [[nodiscard]] Gate::Enter enter() const noexcept { return enter_; }
+    /// The same without a gate.
+    Ending run(void* record) const noexcept {
+        Gate none;
+        return {enter_(none, record)};
+    }
     [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
 
 private:

@@ -8,7 +8,7 @@ struct CodeMemory::Impl {};
 CodeMemory::CodeMemory() = default;
 CodeMemory::~CodeMemory() = default;
 
-std::unique_ptr<NativeCode> NativeCode::make(const Code&, CodeMemory&) {
+std::unique_ptr<NativeCode> NativeCode::make(const Code&, CodeMemory&, const Gate*) {
     return nullptr;
 }
 

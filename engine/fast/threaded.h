@@ -31,10 +31,12 @@ public:
     /// Shades a sample.
     /// @param record  of the host, which the code's offsets are about
     Ending run(void* record) noexcept;
-    /// The same for a gate.
-    /// @param code  a ThreadedCode
-    static std::int32_t enter(void* code, void* record) noexcept {
-        return static_cast<ThreadedCode*>(code)->run(record).bits;
+    /// The same for a gate whose code is one of these.
+    static std::int32_t enter(Gate& gate, void* record) noexcept {
+        const Ending ending = static_cast<ThreadedCode*>(gate.code())->run(record);
+        if (ending.outcome() != Outcome::Done) return gate.otherwise(ending.bits);
+        gate.count();
+        return Gate::kDone;
     }
     [[nodiscard]] std::size_t bytes() const noexcept {
         return steps_.size() * sizeof(Step) + registers_.size() * sizeof(Word);

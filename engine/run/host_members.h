@@ -58,7 +58,8 @@ template <class T>
     const CodeNode& node = *target.node;
     if (node.exec != kHostTarget || ctx.stack.size() - ctx.base() != cells) return false;
     // Where a number comes from that is not finite is remembered.
-    if (!value.isNumeric() || !std::isfinite(value.number) || !isHostRecord(ctx, *node.to.object)) return false;
+    if (!value.isNumeric() || !std::isfinite(value.number) || !isHostRecord(ctx, *node.to.object))
+        return false;
     std::memcpy(static_cast<std::byte*>(ctx.hostRecord) + node.place, &value.number, sizeof value.number);
     ctx.stack.forgetTo(ctx.base());
     return true;
