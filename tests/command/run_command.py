@@ -53,6 +53,10 @@ class Input(Command):
             self.assertNotIn("\\\\PROC", out)
             self.assertEqual(json.loads(out.splitlines()[0])["file"], "<stdin>")
 
+    def test_what_a_script_holds_does_not_reach_the_terminal(self):
+        _, err = self.run_command("check", "-", stdin="main { x = \x1b[2J\x07\x9b 1; }\n", status=1)
+        self.assertIn("    1 | main { x = ?[2J?", err)
+
     def test_components_of_standard_input_lie_in_the_current_directory(self):
         self.write("part.ks", "helper { return 7; }\n")
         script = '@insert "part.ks"\nprocess: sa { }\nmain { info(helper()); }'
@@ -302,7 +306,63 @@ class Output(Command):
         process.stderr.close()
 
 
+class Usage(Command):
+    def test_a_command_line_that_cannot_be_understood(self):
+        for line, problem, command in (
+                ("", "a command is missing", ""),
+                ("paint x.ks", "there is no command 'paint'", ""),
+                ("rnder main.ks", "there is no command 'rnder'. Did you mean render?", ""),
+                ("check main.ks --photograph=3", "there is no option '--photograph'", "check "),
+                ("run main.ks --timout 3", "there is no option '--timout'. Did you mean --timeout?", "run "),
+                ("--timeout=2 check main.ks",
+                 "the option '--timeout' stands behind the command: kestrel check --timeout=2", "check "),
+                ("list a.ks b.ks", "'b.ks' is more than list takes", "list "),
+                ("check --messages=xml x.ks", "--messages: xml not in {people,json}", "check "),
+                ("run --timeout soon x.ks", '--timeout: "soon" is not a number of seconds', "run "),
+                ("shade main.ks --time nan", '--time: "nan" is not a number of seconds', "shade "),
+                ("render main.ks -o p.png --exposure inf", '--exposure: "inf" is not a number of stops', "render ")):
+            said = self.run_command(*line.split(), status=2)
+            self.assertEqual(said, ("", f"kestrel: error: {problem}\n`kestrel {command}--help` tells what there is.\n"))
+
+    def test_what_is_not_there(self):
+        self.write("main.ks", RED)
+        for line, problem in (("check .", ".: is a directory, not a script"),
+                              ("list main.ks -o no/such/place.txt", "no/such/place.txt: there is no directory no/such"),
+                              ("help squrt", "Nothing is called 'squrt'. Did you mean: sqrt?"),
+                              ("help rendr", "Nothing is called 'rendr'. Did you mean: render?"),
+                              ("help xyzzy", "Nothing is called 'xyzzy'. `kestrel help` shows what there is.")):
+            self.assertEqual(self.run_command(*line.split(), status=2), ("", f"kestrel: error: {problem}\n"))
+        for line, problem in (("check a.ks --timout=3 --messages json", "there is no option '--timout'. Did you mean --timeout?"),
+                              ("run none.ks --messages=json", "none.ks: no such file"),
+                              ("help --messages=json strl", "Nothing is called 'strl'. Did you mean: strleft, strlower?")):
+            out, err = self.run_command(*line.split(), status=2)
+            self.assertEqual((json.loads(out), err), ({"kind": "error", "line1": problem, "line2": None}, ""))
+
+    def test_help_and_version(self):
+        self.assertEqual(self.run_command("--version"), ("kestrel 1.3\n", ""))
+        for words, shown in (("BoneInfo", "    Not available yet.\n"), ("pragmas", "\n  strict        Variables must"),
+                             ("Line 12, stack empty", "Message: Errors"), ("#pragma strict", "#pragma strict\n    Var")):
+            self.assertIn(shown, self.run_command("help", words)[0])
+
+
 class Ending(Command):
+    def test_what_would_be_read_or_run_for_ever(self):
+        self.write("loop.ks", 'library "loop.ks";\n')
+        self.write("open.ks", "part { }\n/*\n")
+        limit = "time limit of 0.2 s reached, run ended"
+        for source, problem, place in (
+                ('library "loop.ks";', "Library 'loop.ks' brings itself in again", ("loop.ks", 1, 9)),
+                ('@insert "open.ks"', "Comment opened here is never closed", ("open.ks", 2, 1)),
+                ('@insert "/dev/zero"', "Cannot locate insert file '\\dev\\zero'", ("main.ks", 1, 1)),
+                ("main { while (1) { } }", "line 1, " + limit, ("main.ks", 1, 20)),
+                ('main { sleep(100000); info("late"); }', "line 1, " + limit, ("main.ks", 1, 8)),
+                ("f {\n while (1) { } }\nx = f();\nmain { info(\"never\"); }", "line 2, " + limit, ("main.ks", 2, 14))):
+            script = self.write("main.ks", source + "\nprocess: sa { }\n")
+            line, = self.run_command("run", script, "--timeout", "0.2", "--messages=json", status=1)[0].splitlines()
+            said = json.loads(line)
+            self.assertEqual((said["line2"] or said["line1"], (pathlib.Path(said["file"]).name, said["line"], said["column"])),
+                             (problem, place))
+
     WAITS = 'process: sa { }\nmain { info("started"); system("sleep 60 & echo $! > pid; wait"); }\n'
 
     def test_every_polite_signal_ends_a_run_and_the_program_it_waits_for(self):
