@@ -107,8 +107,8 @@ void expectRefused(const char* part, const std::function<void(Planes&)>& use) {
 
 TEST(Batches, AreAsOneByOne) {
     for (const char* source : {
-             "process: sa { sa.color[1] = sa.color[1] + sin(sa.oPos[1]); sa.luminous *= sa.oPos[2]; }",
-             "process: sa { if (sa.sx > 3) sa.color[1] = sa.sx % 5; else sa.luminous = sa.oPos[1]; }",
+             "process: sa { if (sa.sx > 3) sa.color[1] = sa.color[1] + sin(sa.oPos[1]); else sa.luminous *= "
+             "sa.oPos[2]; }",
              "process: sa { n = 0; while (n < sa.oPos[1]) n = n + 1.5; sa.color[1] = n; sa.mirror = 1; }",
          }) {
         for (const int lanes : {4, 8}) {
