@@ -4,7 +4,6 @@
 #include "platform/environment.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-#include "platform/terminal.h"
 #include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,6 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 namespace kestrel::platform {
 
@@ -77,23 +75,6 @@ TEST_F(Processes, ADetachedProgramInheritsNothingButItsOutputs) {
     close(extra);
 }
 
-TEST_F(Processes, CapturedOutputIsReadAsItComes) {
-    using std::chrono::milliseconds;
-    std::optional<Process> process = Process::start({"sh", "-c", "echo out; echo err >&2; cat; exit 3"},
-                                                    {.detached = true, .captured = true});
-    ASSERT_TRUE(process);
-    std::string output;
-    std::string errors;
-    while (process->output().isOpen() || process->errors().isOpen()) {
-        waitForChannels({&process->output(), &process->errors()}, nullptr, milliseconds(1000));
-        process->output().read(output, 2);
-        process->errors().read(errors, 100);
-    }
-    EXPECT_EQ(output, "out\n");
-    EXPECT_EQ(errors, "err\n");
-    EXPECT_EQ(process->wait(nullptr), 3);
-}
-
 TEST_F(Processes, AChannelTakesWhatFindsRoom) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
@@ -126,29 +107,6 @@ TEST_F(Processes, ACancelledWaitLeavesTheProgramToItsOwner) {
     EXPECT_EQ(process->wait(nullptr), 128 + 9);
     EXPECT_FALSE(process->kill());
     EXPECT_FALSE(runs(static_cast<pid_t>(process->id())));  // nor is anything left of it
-}
-
-TEST_F(Processes, ACancelledCommandEndsWithAllThatItStarted) {
-    if (isTerminal(Stream::Input)) GTEST_SKIP() << "commands share the terminal's group";
-    const std::string pidFile = (root_ / "pid").string();
-    SharedFlag requested{0};
-    std::thread canceller([&] {
-        while (!fs::exists(pidFile) || fs::file_size(pidFile) == 0) std::this_thread::yield();
-        requested = 1;
-    });
-    EXPECT_EQ(runCommand("sleep 60 & echo $! > \"" + pidFile + "\"; wait", &requested), 128 + 9);
-    canceller.join();
-    pid_t id = 0;
-    std::ifstream(pidFile) >> id;
-    ASSERT_GT(id, 0);
-    // Whoever takes in what has lost its parent may be slow to notice that it ended.
-    const std::string stat = "/proc/" + std::to_string(id) + "/stat";
-    std::string text;
-    for (int i = 0; i < 1000 && runs(id) && text.find(") Z") == std::string::npos; ++i) {
-        pause(std::chrono::milliseconds(5), nullptr);
-        std::getline(std::ifstream(stat), text);
-    }
-    EXPECT_TRUE(!runs(id) || text.find(") Z") != std::string::npos) << text;
 }
 
 TEST_F(Processes, CommandsRunInTheNamedProcessor) {

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <thread>
@@ -88,19 +90,13 @@ TEST(Workers, WhatAFileHasBufferedIsWrittenOnce) {
     ASSERT_NE(file, nullptr);
     std::fputs("before\n", file);
     Workers workers;
-    const auto work = [&](std::size_t, const WorkerChannel&) {
-        std::fputs("worker\n", file);
-        return 0;
-    };
+    const auto work = [&](std::size_t, const WorkerChannel&) { return std::fputs("worker\n", file) < 0; };
     ASSERT_EQ(workers.start(1, work), 1U);
     (void)allEvents(workers);
     std::fputs("after\n", file);
     std::fclose(file);
-    file = std::fopen(path.c_str(), "r");
-    char text[64] = {};
-    const std::size_t count = std::fread(text, 1, sizeof text - 1, file);
-    std::fclose(file);
-    EXPECT_EQ(std::string(text, count), "before\nworker\nafter\n");
+    std::ifstream written(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "before\nworker\nafter\n");
 }
 
 }  // namespace
