@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace kestrel::test {
 namespace {
@@ -154,49 +154,37 @@ TEST_F(Executors, TheHostSeesWhatIsWrittenBeforeARay) {
         });
 }
 
-TEST_F(Executors, ARayMayChangeTheSampleCallBackAndEndTheInstance) {
-    for (const bool second : {false, true}) {
-        compare(kRays, [second](FakeHost& host, HxInstance instance) {
-            ShadingSample sample = sampleAt(4);
-            duringTrace = [&](int ray) {
-                if (ray != (second ? 2 : 1)) return;
-                sample.eta = 5.0;
-                sample.sy = 3;
-                evaluate(host, instance, sampleAt(6));  // at work: nothing happens
-            };
-            host.handler.evaluate(instance, &sample);
-            told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror));
-            ShadingSample last = sampleAt(5);
-            HxInstance victim = instance;
-            duringTrace = [&](int) {
-                if (victim != nullptr) host.destroy(std::exchange(victim, nullptr));
-            };
-            host.handler.evaluate(instance, &last);
-            told->push_back(std::to_string(last.eta) + " " + std::to_string(last.mirror));
-        });
-        compare(kRays, [second](FakeHost& host, HxInstance instance) {
-            ShadingSample sample = sampleAt(4);
-            duringTrace = [&](int ray) {
-                if (ray != (second ? 2 : 1)) return;
-                sample.eta = 5.0;
-                throw std::runtime_error("no rays");
-            };
-            host.handler.evaluate(instance, &sample);
-            told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror) + " " +
-                            std::to_string(host.module().aborted(instance)));
-            host.handler.init(instance);
-            evaluate(host, instance, sampleAt(5));
-        });
-        compare(kRays, [second](FakeHost& host, HxInstance instance) {
-            duringTrace = [&](int ray) {
-                if (ray == (second ? 2 : 1)) host.module().watch->requested = 1;
-            };
-            evaluate(host, instance, sampleAt(4));
-            told->push_back(std::to_string(host.module().aborted(instance)) + " " +
-                            std::to_string(host.module().watch->line));
-            host.module().watch->requested = 0;
-        });
-    }
+TEST_F(Executors, ARayMayChangeTheSampleCallBackThrowAndEndTheInstance) {
+    using Act = std::function<void(FakeHost&, HxInstance, ShadingSample&)>;
+    const Act acts[] = {
+        [](FakeHost& host, HxInstance instance, ShadingSample& sample) {
+            sample.eta = 5.0;
+            sample.sy = 3;
+            evaluate(host, instance, sampleAt(6));  // at work: nothing happens
+        },
+        [](FakeHost&, HxInstance, ShadingSample& sample) {
+            sample.eta = 5.0;
+            throw std::runtime_error("no rays");
+        },
+        [](FakeHost& host, HxInstance, ShadingSample&) { host.module().watch->requested = 1; },
+        [](FakeHost& host, HxInstance instance, ShadingSample&) { host.destroy(instance); },
+    };
+    for (const Act& act : acts)
+        for (const int nth : {1, 2})
+            compare(kRays, [&](FakeHost& host, HxInstance instance) {
+                ShadingSample sample = sampleAt(4);
+                duringTrace = [&](int ray) {
+                    if (ray == nth) act(host, instance, sample);
+                };
+                host.handler.evaluate(instance, &sample);
+                told->push_back(std::to_string(sample.eta) + " " + std::to_string(sample.mirror));
+                if (&act == std::end(acts) - 1) return;  // destroyed
+                told->push_back(std::to_string(host.module().aborted(instance)) + " " +
+                                std::to_string(host.module().watch->line));
+                host.module().watch->requested = 0;
+                host.handler.init(instance);
+                evaluate(host, instance, sampleAt(5));
+            });
 }
 
 }  // namespace

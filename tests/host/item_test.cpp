@@ -50,8 +50,6 @@ const std::string kBody = "\"Body\"";
 TEST_F(Items, AreFoundByKindAndByName) {
     EXPECT_EQ(run("i = getfirstitem(MESH); info(i.name); i = getfirstitem(\"LIGHT\"); info(i.name);"),
               (Lines{"Body", "Lamp"}));
-    for (const char* name : {"Body", "Arm", "Hip", "Knee", "Lamp", "Spot"})
-        EXPECT_EQ(value(std::string("\"") + name + "\"", "i.name"), name);
     EXPECT_EQ(value("CAMERA", "i.name"), "Eye");
     EXPECT_EQ(value("SCENE", "i.name"), "Stage");
     EXPECT_EQ(value("4", "i.next()"), "(nil)");
@@ -131,14 +129,9 @@ TEST_F(Items, RefuseWrongMembers) {
 }
 
 TEST_F(Items, LeadFromOneToAnother) {
-    EXPECT_EQ(run("for (i = getfirstitem(LIGHT); i; i = i.next()) info(i.name, i.type);"),
-              (Lines{"Lamp7", "Spot7"}));
     EXPECT_EQ(run("i = getfirstitem(MESH); for (b = i.bone(); b; b = b.next()) info(b.name); "
                   "a = i.next(); v = a.bone(); info(v); info(b);"),
               (Lines{"Hip", "Knee", "(nil)", "(nil)"}));
-    EXPECT_EQ(run("i = getfirstitem(MESH); for (c = i.firstChild(); c; c = i.nextChild()) info(c.name); "
-                  "v = i.nextChild(); info(v);"),
-              (Lines{"Arm", "Lamp", "Line 1, call to (HxObject).firstChild() pending", "(nil)"}));
     // Every value has a cursor of its own, also two of one item; an assigned one shares it.
     EXPECT_EQ(
         run("a = getfirstitem(MESH); b = getfirstitem(MESH); same = a; a.firstChild(); v = b.nextChild(); "
@@ -146,8 +139,9 @@ TEST_F(Items, LeadFromOneToAnother) {
         (Lines{"Line 1, call to (HxObject).firstChild() pending", "(nil)", "Lamp", "(nil)1"}));
     EXPECT_EQ(run("a = getfirstitem(MESH); b = getfirstitem(MESH); "
                   "for (x = a.firstChild(); x; x = a.nextChild()) "
-                  "for (y = b.firstChild(); y; y = b.nextChild()) info(x.name, y.name);"),
-              (Lines{"ArmArm", "ArmLamp", "LampArm", "LampLamp"}));
+                  "for (y = b.firstChild(); y; y = b.nextChild()) info(x.name, y.name); v = a.nextChild();"),
+              (Lines{"ArmArm", "ArmLamp", "LampArm", "LampLamp",
+                     "Line 1, call to (HxObject).firstChild() pending"}));
     EXPECT_EQ(
         run("s = getfirstitem(SCENE); a = s.next(); b = s.firstChild(); c = s.nextChild(); info(a, b, c);"),
         Lines{"(nil)(nil)(nil)"});

@@ -113,16 +113,4 @@ TEST(ManySamples, WhatIsNoSampleIsLeftAlone) {
     EXPECT_EQ(many.records[4].sample.luminous, 0.5);
 }
 
-TEST(ManySamples, AreShadedInGroupsOnceThereAreMany) {
-    FakeHost host;
-    const HxInstance instance = host.createWith("process: sa { sa.eta = sa.sx * 2; }");
-    std::vector<ShadingSample> samples(1000);
-    KestrelShading shading{};
-    for (int i = 0; i < 70; ++i)
-        EXPECT_EQ(host.module().evaluateMany(instance, samples.data(), sizeof(ShadingSample), samples.size()),
-                  samples.size());
-    ASSERT_EQ(host.module().shading(instance, &shading), 1);
-    EXPECT_TRUE(shading.grouped > 0 || shading.executor != std::string("native"));
-}
-
 }  // namespace kestrel::test
