@@ -16,25 +16,6 @@ TIME_LIMIT = 60  # seconds for one test; only a hang reaches it
 EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
 
 
-def arguments(description):
-    parser = argparse.ArgumentParser(description=description)
-    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
-    parser.add_argument("--update", action="store_true", help="write what came out into the tests")
-    parser.add_argument("tests", nargs="+", type=pathlib.Path, help="test files or folders of them")
-    args = parser.parse_args()
-    args.kestrel = args.kestrel.resolve()
-    return args
-
-
-def find(paths, suffix):
-    files = []
-    for path in paths:
-        files += sorted(path.rglob("*" + suffix)) if path.is_dir() else [path]
-    if not files:
-        sys.exit("no tests found")
-    return files
-
-
 def scripts(lines):
     """The scripts of a file, which begin at lines "// --- NAME"; in each, the lines of the others are empty."""
     begins = [number for number, line in enumerate(lines) if line.startswith("// --- ")] or [len(lines)]
@@ -86,9 +67,9 @@ class CommandTest(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def run_kestrel(self, *words, status=0):
+    def run_kestrel(self, *words, status=0, **variables):
         """Its output as bytes and its errors, when it has ended with that status."""
-        ended, out, err = run([self.kestrel, *words], self.folder)
+        ended, out, err = run([self.kestrel, *words], self.folder, **variables)
         self.assertEqual(ended, status, (words, out[-2000:], err))
         return out, err.decode()
 
@@ -134,27 +115,17 @@ def difference(expected, actual):
     return "\n".join(difflib.unified_diff(expected, actual, "expected", "actual", lineterm=""))
 
 
-def check_all(files, check):
-    """Calls a function with each file; it raises what is wrong."""
-    failures = []
-    for file in files:
-        try:
-            check(file)
-        except (ValueError, LookupError, OSError) as wrong:
-            failures.append((file.name, str(wrong)))
-    report(failures, len(files))
-
-
-def report(failures, count):
-    for name, text in failures:
-        print(f"FAILED {name}\n{text}\n")
-    print(f"{count - len(failures)} of {count} passed")
-    sys.exit(1 if failures else 0)
-
-
 def run_files(description, suffix, check):
     """Checks files: check(path, args) says what is wrong with one, or None."""
-    args = arguments(description)
-    files = find(args.tests, suffix)
-    results = [(path, check(path.resolve(), args)) for path in files]
-    report([(path, text) for path, text in results if text is not None], len(files))
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--kestrel", required=True, type=pathlib.Path, help="the command under test")
+    parser.add_argument("--update", action="store_true", help="write what came out into the tests")
+    parser.add_argument("tests", nargs="+", type=pathlib.Path, help="test files or folders of them")
+    args = parser.parse_args()
+    args.kestrel = args.kestrel.resolve()
+    files = [file for path in args.tests for file in (sorted(path.rglob("*" + suffix)) if path.is_dir() else [path])]
+    failures = [(path.name, text) for path in files if (text := check(path.resolve(), args)) is not None]
+    for name, text in failures:
+        print(f"FAILED {name}\n{text}\n")
+    print(f"{len(files) - len(failures)} of {len(files)} passed")
+    sys.exit(1 if failures or not files else 0)
