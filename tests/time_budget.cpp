@@ -9,37 +9,26 @@ namespace kestrel::test {
 
 namespace {
 
+using Time = std::chrono::steady_clock::time_point;
+
 /// One thread for all budgets of the process: making one for each input would cost more than the input.
 class Clock {
 public:
-    void arm(RunWatch* watch, std::chrono::milliseconds duration) {
+    void set(RunWatch* watch, Time end) {
         const std::scoped_lock lock(mutex_);
-        if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
         watch_ = watch;
-        end_ = std::chrono::steady_clock::now() + duration;
+        end_ = end;
         changed_.notify_one();
-    }
-    void disarm() {
-        const std::scoped_lock lock(mutex_);
-        watch_ = nullptr;
-    }
-    ~Clock() {
-        {
-            const std::scoped_lock lock(mutex_);
-            ended_ = true;
-            changed_.notify_one();
-        }
-        if (thread_.joinable()) thread_.join();
     }
 
 private:
-    void run() {
+    void run(const std::stop_token& stop) {
         std::unique_lock lock(mutex_);
-        while (!ended_) {
-            if (watch_ == nullptr) {
-                changed_.wait(lock);
-            } else if (changed_.wait_until(lock, end_) == std::cv_status::timeout && watch_ != nullptr &&
-                       std::chrono::steady_clock::now() >= end_) {
+        while (!stop.stop_requested()) {
+            changed_.wait(lock, stop, [this] { return watch_ != nullptr; });
+            const Time end = end_;
+            const auto changed = [&] { return watch_ == nullptr || end_ != end; };
+            if (!changed_.wait_until(lock, stop, end, changed) && !stop.stop_requested()) {
                 watch_->requested = 1;
                 watch_ = nullptr;
             }
@@ -47,11 +36,10 @@ private:
     }
 
     std::mutex mutex_;
-    std::condition_variable changed_;
-    std::thread thread_;
+    std::condition_variable_any changed_;
     RunWatch* watch_ = nullptr;
-    std::chrono::steady_clock::time_point end_;
-    bool ended_ = false;
+    Time end_;
+    std::jthread thread_{[this](const std::stop_token& stop) { run(stop); }};
 };
 
 Clock& theClock() {
@@ -62,11 +50,11 @@ Clock& theClock() {
 }  // namespace
 
 TimeBudget::TimeBudget(RunWatch& watch, int milliseconds) {
-    theClock().arm(&watch, std::chrono::milliseconds(milliseconds));
+    theClock().set(&watch, std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds));
 }
 
 TimeBudget::~TimeBudget() {
-    theClock().disarm();
+    theClock().set(nullptr, {});
 }
 
 }  // namespace kestrel::test
