@@ -8,7 +8,7 @@
 
 TEXT is the second line of a message whose first line is just the script's path; otherwise "LINE1 | LINE2". In it,
 {line} stands for the number of the line on which the expectation stands; a line may hold several expectations.
-Every message must be expected; hints are not looked at. --update corrects the texts, kinds and status in place.
+Every message must be expected; hints are not looked at.
 
 A line "// --- NAME" begins a script of its own: several short ones stand in one file. What is above the first such line
 belongs to each of them, and every line keeps its number.
@@ -56,50 +56,24 @@ def as_text(wanted, status):
     return [f"{kind}: {text}" for kind, text in wanted] + [f"exit: {status}"]
 
 
-def corrected(lines, actual, status):
-    """The script with what came out in place of what was expected; None if that needs more or fewer expectations."""
-    if len(expectations(lines)[0]) != len(actual):
-        return None
-    following = iter(actual)
-
-    def replacement(found, number):
-        kind, text = next(following)
-        if found[2].rstrip().replace("{line}", str(number)) == text:
-            text = found[2].rstrip()
-        return f"// expect{'' if kind == 'info' else ' ' + kind}: {text}"
-
-    return [EXIT.sub(f"// exit: {status}", EXPECTATION.sub(lambda found: replacement(found, number), line))
-            for number, line in enumerate(lines, 1)]
-
-
 def check_script(name, lines, args):
-    """What is wrong with a script, or None; and its lines, corrected if asked for."""
+    """What is wrong with a script, or None."""
     wanted = as_text(*expectations(lines))
     with tempfile.TemporaryDirectory() as folder:
         (pathlib.Path(folder) / name).write_text("".join(line + "\n" for line in lines), encoding="latin-1")
         status, stdout, stderr = harness.run([args.kestrel, "run", "--messages=json", name], folder)
     try:
-        shown = messages(name, stdout)
+        actual = as_text(messages(name, stdout), status)
     except (json.JSONDecodeError, KeyError) as error:
-        return f"output is not what was promised: {error}\n{stdout!r}", lines
-    actual = as_text(shown, status)
+        return f"output is not what was promised: {error}\n{stdout!r}"
     if wanted == actual:
-        return None, lines
-    if args.update and (better := corrected(lines, shown, status)):
-        return None, better
-    return harness.difference(wanted, actual) + "\n" + stderr.decode("utf-8", "replace")[-4000:], lines
+        return None
+    return harness.difference(wanted, actual) + "\n" + stderr.decode("utf-8", "replace")[-4000:]
 
 
 def check(path, args):
-    lines = path.read_text(encoding="latin-1").splitlines()
-    failures, written = [], lines
-    for script in harness.scripts(lines):
-        failure, better = check_script(path.name, script, args)
-        failures += [failure] if failure else []
-        written = [new if old else kept for old, new, kept in zip(script, better, written)]
-    if written != lines:
-        path.write_text("".join(line + "\n" for line in written), encoding="latin-1")
-    return "\n".join(failures) or None
+    scripts = harness.scripts(path.read_text(encoding="latin-1").splitlines())
+    return "\n".join(wrong for script in scripts if (wrong := check_script(path.name, script, args))) or None
 
 
 harness.run_files(__doc__, ".ks", check)
