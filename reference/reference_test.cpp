@@ -31,12 +31,6 @@ std::string found(std::string_view name) {
     return text;
 }
 
-std::string joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += name + ' ';
-    return text;
-}
-
 class Shown : public MessageSink {
 public:
     void show(const Message& message) override { text += message.line2.value_or(message.line1); }
@@ -117,27 +111,13 @@ TEST(Reference, NamesAreFoundAsTheyAreWritten) {
 }
 
 TEST(Reference, MessagesAreFoundByWhatTheySay) {
-    std::vector<Section> messages(1);
-    messages[0].formsAreTexts = true;
-    messages[0].groups.resize(1);
-    const auto add = [&](std::string name, std::vector<std::string> forms) {
-        messages[0].groups[0].entries.push_back({std::move(name), std::move(forms), "", {}, true});
-    };
-    add("count", {"bad count to %s()"});
-    add("count-of", {"bad count to %s(): %d"});
-    add("any", {"%s"});
-    add("lines", {"first line", "bad second"});
-    const auto names = [&](std::string_view text) {
-        std::vector<std::string> found;
-        for (const Match& match : find(messages, text)) found.push_back(match.entry->name);
-        return joined(found);
-    };
-    EXPECT_EQ(names("count"), "count ") << "a name comes first";
-    EXPECT_EQ(names("Line 3, bad count to sin()"), "count ");
-    EXPECT_EQ(names("Line 3, bad count to sin(): 3"), "count-of ") << "which says more of it";
-    EXPECT_EQ(names("A.KS, bad second"), "lines ");
-    EXPECT_EQ(names("bad"), "count count-of lines ");
-    EXPECT_EQ(names("good"), "");
+    EXPECT_EQ(found("Line 3, invalid argument count to sin()"), "messages:argument-count ");
+    EXPECT_EQ(found("Line 3, invalid argument count to function sin(): expecting 1, found 3"),
+              "messages:call-argument-count ")
+        << "which says more of it";
+    EXPECT_EQ(found("A.KS, modifiable parameters."), "messages:no-options ") << "a second line";
+    EXPECT_EQ(found("array size less"), "messages:too-few-numbers ") << "a part of it";
+    EXPECT_EQ(found("good count to sin()"), "");
 }
 
 }  // namespace kestrel::reference
