@@ -12,11 +12,7 @@ TEST(Allocation, AScriptThatOnlyComputesDoesNotAllocate) {
     host.scene.recording = false;
     const HxInstance instance = host.createWith(R"(
 scale = 4;
-noise: x, y
-{
-    v = sin(x * 12.9898 + y * 78.233) * 43758.5453;
-    return frac(v), abs(v);
-}
+noise: x, y { v = sin(x * 12.9898 + y * 78.233) * 43758.5453; return frac(v), abs(v); }
 process: sa
 {
     var sum = 0, weights[4];
@@ -25,20 +21,12 @@ process: sa
     while (i <= 4)
     {
         (n, m) = noise(sa.oPos[1] * scale * i, sa.oPos[2]);
-        sum += n * weights[i];
+        sum += n * weights[i++];
         if (m > 1000000000) break;
-        i++;
     }
-    p = <sa.wPos[1], sa.wPos[2], sa.wPos[3]>;
-    p = p * 2 + <0, 0, vmag(p)>;
-    switch (integer(sum))
-    {
-        case 0: sa.diffuse = 0.25;
-        default: sa.diffuse = 0.5;
-    }
-    if (sa.sx % 2 == 0) sa.color[1] = sum; else sa.color[1] = p.x;
-    sa.color[2] += dot3d(p, <0, 1, 0>);
-    if (sa.objID == sa.objID) sa.luminous = max(sum, 0.1);
+    p = <sa.wPos[1], sa.wPos[2], sa.wPos[3]> * 2 + <0, 0, vmag(<1, 2, 3>)>;
+    switch (integer(sum)) { case 0: sa.diffuse = 0.25; default: sa.diffuse = 0.5; }
+    if (sa.sx % 2 == 0) sa.color[1] = sum; else sa.color[1] = dot3d(p, <0, 1, 0>);
     item = sa.objID;
     for (child = item.firstChild(); child; child = item.nextChild()) sa.eta = child.type;
     for (bone = item.bone(); bone; bone = bone.next()) sa.roughness = bone.restlength;

@@ -295,13 +295,5 @@ TEST_F(Items, TheExampleShowsThemAll) {
                            }));
 }
 
-TEST_F(Items, AreNoPartOfADescription) {
-    const HxInstance instance =
-        host.createWith("init { i = getfirstitem(MESH); setdesc(1.5, \" \", 7, i, <1,2,3>); }");
-    host.handler.init(instance);
-    EXPECT_EQ(host.said(), Lines{"Line 1, invalid argument 4 type to setdesc()"});
-    EXPECT_STREQ(host.handler.describe(instance), "1.5 771 2 3");
-}
-
 }  // namespace
 }  // namespace kestrel::test
