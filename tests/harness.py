@@ -9,6 +9,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import zlib
 
@@ -66,6 +67,13 @@ class CommandTest(unittest.TestCase):
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         return process
+
+    def until(self, holds, otherwise):
+        for _ in range(200):
+            if holds():
+                return
+            time.sleep(0.05)
+        self.fail(otherwise)
 
     def run_kestrel(self, *words, status=0, **variables):
         """Its output as bytes and its errors, when it has ended with that status."""

@@ -3,7 +3,6 @@
 import os
 import pathlib
 import sys
-import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import harness  # noqa: E402
@@ -36,13 +35,6 @@ class DebugTest(harness.CommandTest):
     def tearDown(self):
         # Whoever ends a script on its own account may be a little later than its editor hears of it.
         self.until(lambda: shared_objects() <= self.before, "shared objects are left")
-
-    def until(self, holds, otherwise):
-        for _ in range(200):
-            if holds():
-                return
-            time.sleep(0.05)
-        self.fail(otherwise)
 
     def children(self, process):
         """Processes that it has started."""

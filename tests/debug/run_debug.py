@@ -93,7 +93,7 @@ The script's program has ended with status 0.
         self.debug("--run", failing, "--script", "continue", status=1)
         out, err = self.debug("--run", failing, "--script", "break error; continue; terminate")
         self.assertIn("Error, main(), fails.ks:5", out)
-        for commands in ("nonsense", "print nothing_of_that_name", "break 4000", "set x", "step 0", "break pixel 1"):
+        for commands in ("break 4000", "set x", "step 0", "break pixel 1"):
             with self.subTest(commands):
                 self.debug("--run", failing, "--script", commands, status=2)
         broken = self.script("process: s { x = ; }\n", "broken.ks")
@@ -111,12 +111,6 @@ The script's program has ended with status 0.
         out, _ = piped.communicate("break 12\nc\np total\nset total = <1, 2, 3>\n", timeout=60)
         self.assertIn("total = <1, 2, 3>\n1 2 3\n", out)
         self.assertEqual(piped.returncode, 0)
-
-    def test_pixels(self):
-        shader = self.script("n = 0;\nprocess: s\n{\n    n = n + 1;\n    s.diffuse = n;\n}\n", "pixels.ks")
-        shown = self.objects("--run", shader, "--as", "shade", "--script",
-                             "break pixel 2 1; continue; print n; continue", "--", "--grid", "4x3")
-        self.assertEqual([entry["value"] for entry in shown if entry.get("kind") == "value"], [6])
 
     def test_attaching_by_the_name_of_the_pragma(self):
         link = f"attach test {os.getpid()}"

@@ -5,7 +5,6 @@ import os
 import pathlib
 import signal
 import sys
-import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import harness  # noqa: E402
@@ -27,13 +26,6 @@ class Queues(harness.CommandTest):
 
     def left(self):
         return [path.name for path in SHARED.iterdir() if self.tag in path.name]
-
-    def until(self, what):
-        for _ in range(harness.TIME_LIMIT * 20):
-            if what():
-                return
-            time.sleep(0.05)
-        self.fail("waited in vain")
 
     def test_exposed_variables_do_what_variables_do(self):
         cases = [
@@ -91,7 +83,7 @@ class Queues(harness.CommandTest):
         self.assertEqual(self.run_kestrel("check", path), (b"", ""))
         self.assertEqual(self.left(), [])
         holder = self.start("holder.ks", "expose @a as @Q;\nmain { sleep(60000); }\n")
-        self.until(lambda: any("_SEM" in name for name in self.left()))
+        self.until(lambda: any("_SEM" in name for name in self.left()), "no semaphore")
         other = self.start("other.ks", "expose @b as @Q;\nmain { }\n")
         status, _, err = self.ends(other)
         self.assertEqual(status, 1)
