@@ -6,7 +6,6 @@
     kestrel list input.ks
     === file input.ks
     ...
-    === hex input.ks        (bytes in hexadecimal, for what is no text)
     === stdout
     === stderr
     === exit 0
@@ -43,8 +42,6 @@ def write_inputs(parts, folder):
         kind, _, file = name.partition(" ")
         if kind == "file":
             (folder / file).write_text("".join(line + "\n" for line in lines), encoding="latin-1")
-        elif kind == "hex":
-            (folder / file).write_bytes(bytes.fromhex("".join(lines)))
 
 
 def readable(output, folder):

@@ -57,6 +57,24 @@ class Input(Command):
         _, err = self.run_command("check", "-", stdin="main { x = \x1b[2J\x07\x9b 1; }\n", status=1)
         self.assertIn("    1 | main { x = ?[2J?", err)
 
+    def test_json_lines_hold_together(self):
+        (self.folder / "bad.ks").write_bytes(b'process: sa { }\nmain { x = "\xff\xfe" \xc2( 3; }\n')
+        out, _ = self.run_command("check", "--messages=json", "bad.ks", status=1)
+        error, hint, _ = (json.loads(line) for line in out.splitlines())
+        self.assertEqual((error["id"], error["line"], error["column"]), ("unexpected-token", 2, 17))
+        self.assertEqual(hint["rule"], "foreign-character")
+        script = RED + 'main { system("echo one"); info("two"); spawn("sh -c \\"echo three\\""); }\n'
+        out, err = self.run_command("run", "--messages=json", "-", stdin=script)
+        self.assertEqual((json.loads(out)["line2"], err), ("two", "one\nthree\n"))
+
+    def test_the_worst_outcome_of_several_files_is_the_status(self):
+        self.write("a.ks", RED)
+        self.write("b.ks", "main { }\n")
+        _, err = self.run_command("check", "a.ks", "none.ks", "b.ks", status=2)
+        self.assertEqual(err.splitlines()[:2], ["kestrel: error: none.ks: no such file",
+                         "b.ks: error: Cannot locate process() function in script and/or library(s)"])
+        self.run_command("check", "a.ks", "b.ks", "a.ks", status=1)
+
     def test_components_of_standard_input_lie_in_the_current_directory(self):
         self.write("part.ks", "helper { return 7; }\n")
         script = '@insert "part.ks"\nprocess: sa { }\nmain { info(helper()); }'
@@ -205,10 +223,8 @@ main { x = 0; for (i = 0; i < 9; ++i) x += i; info(x); }
         self.assertEqual(len({line["checksum"] for line in results.values()}), 1)
         self.assertGreater(results["definition"]["nsPerSample"], 2 * results["threaded"]["nsPerSample"])
         self.assertGreaterEqual(results["auto"]["slowestNsPerSample"], results["auto"]["nsPerSample"])
-        for command in ("run", "shade"):
-            outputs = {self.run_command(command, "s.ks", "--executor", name)[0] for name in results}
-            self.assertEqual(len(outputs), 1)
-        self.run_command("render", "s.ks", "-o", "p.png", "--size", "8x8", "--samples", "1", "--executor", "threaded")
+        for command in (["run"], ["shade"], ["render", "-o", "p.png", "--size", "8x8", "--samples", "1"]):
+            self.run_command(*command, "s.ks", "--executor", "threaded")
 
     def test_bench_counts_the_samples_that_code_left_by_why(self):
         script = self.write("e.ks", """
@@ -340,9 +356,24 @@ class Usage(Command):
 
     def test_help_and_version(self):
         self.assertEqual(self.run_command("--version"), ("kestrel 1.3\n", ""))
-        for words, shown in (("BoneInfo", "    Not available yet.\n"), ("pragmas", "\n  strict        Variables must"),
-                             ("Line 12, stack empty", "Message: Errors"), ("#pragma strict", "#pragma strict\n    Var")):
-            self.assertIn(shown, self.run_command("help", words)[0])
+        overview = self.run_command("help")[0]
+        for shown in ("  pragmas     Directives\n", "numbers, vectors, light", "  render    Renders a scene", "kestrel help frac"):
+            self.assertIn(shown, overview)
+        vmag = ("vmag(v)\nvmag(x, y, z)\n    Length of a vector.\n    Example: vmag(<3, 4, 0>)   gives   5\n"
+                "    Built-in function: Vectors and points\n")
+        self.assertEqual(self.run_command("help", "vmag")[0], vmag)
+        for name, shown in (("BoneInfo", "    Not available yet.\n"), ("pragmas", "\n  strict        Variables must"),
+                            ("select", "holds.\n    Word of the language\n\nselect(x, y, a, b)\n    a when")):
+            self.assertIn(shown, self.run_command("help", name)[0])
+        self.assertEqual(json.loads(self.run_command("help", "--messages=json", "frac")[0]),
+                         {"topic": "functions", "name": "frac", "forms": ["frac(x)"], "example": "frac(3.75)",
+                          "result": "0.75", "available": True,
+                          "description": "What lies behind the decimal point; of a Vector by component."})
+
+    def test_what_a_script_lacks(self):
+        self.assertIn("OP_ENDFUNC", self.run_command("list", "-", stdin="main { ::x = ~y; }")[0])
+        self.assertIn("hint: the script has no function \"main\"; only its code outside functions has run [no-main]\n",
+                      self.run_command("run", "-", stdin=RED)[1])
 
 
 class Ending(Command):
