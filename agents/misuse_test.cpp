@@ -69,22 +69,17 @@ TEST_F(AgentMisuse, ExceptionsEndAtTheEdgeOfNativeCode) {
     collector_.text.clear();
     unload();
     EXPECT_EQ(collector_.text, "E native code failed in Top: thrown\n");
+    EXPECT_EQ(run(use("fake_throwing_data", "Top") + "main { g = Top(); x = g.blow(1); info(x.isNil()); }"),
+              "E native code failed in Top: thrown\nI 1\nE native code failed in Top: thrown\n")
+        << "data that cannot be told keeps the method from running";
+    EXPECT_EQ(run(use("fake_throwing_version", "Top") + "main { info('none'); }"),
+              "E native code failed in version: thrown\nI none\n");
 }
 
 TEST_F(AgentMisuse, WhatComesWithAFileIsReleased) {
     if (kTinyLimits) GTEST_SKIP() << "needs more memory";
     EXPECT_EQ(body("for (i = 0; i < 3000; i++) x = a.files(); info(x.isNil());"), "I 1\n")
         << "3 GB otherwise";
-}
-
-TEST_F(AgentMisuse, AVersionThatThrowsIsRefused) {
-    run(use("fake_throwing_version", "Top") + "main { info('none'); }");
-    EXPECT_EQ(collector_.text, "E native code failed in version: thrown\nI none\n");
-}
-
-TEST_F(AgentMisuse, DataThatCannotBeToldKeepsTheMethodFromRunning) {
-    EXPECT_EQ(run(use("fake_throwing_data", "Top") + "main { g = Top(); x = g.blow(1); info(x.isNil()); }"),
-              "E native code failed in Top: thrown\nI 1\nE native code failed in Top: thrown\n");
 }
 
 }  // namespace kestrel::agents::test

@@ -151,14 +151,10 @@ main
 {
     info("never");
 }
-ONEXIT
-{
+ONEXIT {
     info("bye");
 }
-ONERROR
-{
-    info("failed");
-}
+ONERROR { info("failed"); }
 )",
                          link);
     ForeignDebugger debugger(link);
@@ -166,10 +162,10 @@ ONERROR
     for (int i = 0; i < 5 && debugger.line() != 5; ++i) EXPECT_EQ(debugger.command("STEP", {integer(1)}), 1);
     ASSERT_EQ(debugger.line(), 5);
     EXPECT_EQ(debugger.command("TERMINATE"), 1);
-    EXPECT_EQ(debugger.line(), 9);
+    EXPECT_EQ(debugger.line(), 8);
     EXPECT_EQ(debugger.out()[3].text(), "ONEXIT");
     EXPECT_EQ(debugger.command("STEP", {integer(1)}), 1);
-    EXPECT_EQ(debugger.line(), 10);
+    EXPECT_EQ(debugger.line(), 9);
     EXPECT_EQ(debugger.out()[4].text(), "I: bye");
     EXPECT_EQ(debugger.command("STEP", {integer(0)}), 1);
     script.join();

@@ -12,13 +12,11 @@ constexpr const char* kShader = R"(
 var scale = 2; var table[16];
 noise: x, y { if (x < 0) return noise(-x, y); return sin(x * 12.9898 + y * 78.233), cos(x); }
 process: sa {
-    var i; var v; var total = 0;
+    var i; var total = 0;
     for (i = 1; i <= 16; ++i) { table[i] = sa.oPos[1] * i; total += table[i]; }
-    v = <sa.oPos[1], sa.oPos[2], 1> * scale;
     (a, b) = noise(sa.oPos[1] - 3, total);
-    switch (i) { case 17: { v += <1, 1, 1>; } }
-    sa.color[1] = a + both(total, b) + v.x;
-    sa.eta = weight(v);
+    sa.color[1] = a + both(total, b);
+    sa.eta = weight(<sa.oPos[1], sa.oPos[2], 1> * scale);
 }
 )";
 

@@ -71,21 +71,6 @@ protected:
     }
 };
 
-TEST_F(Executors, APanelAnywhereKeepsSamplesAway) {
-    compare("process: sa { sa.eta = sa.sx; }", [](FakeHost& host, HxInstance instance) {
-        const HxInstance other =
-            host.createWith("options { reqbegin(\"p\"); reqpost(); reqend(); }", "other.ks");
-        host.panels.answer = [&](FakePanel&) {
-            evaluate(host, instance, sampleAt(7));
-            return 1;
-        };
-        host.edit(other);
-        EXPECT_EQ(told->back().substr(0, 1), "1");
-        evaluate(host, instance, sampleAt(8));
-        EXPECT_EQ(told->back().substr(0, 1), "8");
-    });
-}
-
 TEST_F(Executors, ARunThatIsToEndEndsAtACallOrLoop) {
     for (const char* script :
          {"process: sa { sa.eta = sa.sx; }", "process: sa { sa.eta = abs(sa.sx); }",
