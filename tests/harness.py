@@ -94,15 +94,12 @@ def main(description):
 def picture(png):
     """Width, height and rows of an 8-bit RGB PNG."""
     assert png[:8] == b"\x89PNG\r\n\x1a\n"
-    at, data, width, height = 8, b"", 0, 0
+    width, height, depth, colour = struct.unpack(">IIBB", png[16:26])
+    assert (depth, colour) == (8, 2)
+    at, data = 8, b""
     while at < len(png):
         size, kind = struct.unpack(">I4s", png[at:at + 8])
-        body = png[at + 8:at + 8 + size]
-        if kind == b"IHDR":
-            width, height, depth, colour = struct.unpack(">IIBB", body[:10])
-            assert (depth, colour) == (8, 2)
-        elif kind == b"IDAT":
-            data += body
+        data += png[at + 8:at + 8 + size] if kind == b"IDAT" else b""
         at += 12 + size
     raw, stride = zlib.decompress(data), 3 * width
     rows, above = [], bytes(stride)

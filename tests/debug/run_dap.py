@@ -47,9 +47,7 @@ LINE = {text.strip(): number for number, text in enumerate(MAIN.splitlines(), 1)
 
 class AdapterTest(DebugTest):
     def client(self, split=0):
-        client = Client([self.kestrel, "debug", "--dap"], self.environment, split)
-        self.addCleanup(client.abandon)
-        return client
+        return Client(self.start("debug", "--dap", stdin=subprocess.PIPE, text=False), split)
 
     def script(self, text=MAIN, name="script.ks"):
         return self.write(name, text)
