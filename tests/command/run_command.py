@@ -394,7 +394,7 @@ class Ending(Command):
             self.assertEqual((said["line2"] or said["line1"], (pathlib.Path(said["file"]).name, said["line"], said["column"])),
                              (problem, place))
 
-    WAITS = 'process: sa { }\nmain { info("started"); system("sleep 60 & echo $! > pid; wait"); }\n'
+    WAITS = 'process: sa { }\nmain { info("started"); system("sleep 600 & echo $! > pid; wait"); }\n'
 
     def test_every_polite_signal_ends_a_run_and_the_program_it_waits_for(self):
         script = self.write("a.ks", self.WAITS)
