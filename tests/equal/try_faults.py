@@ -20,6 +20,14 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDER = pathlib.Path(__file__).resolve().parent / "faults"
 
 
+def read_faults():
+    """A table of a fault is named by its file and its name; what it finds goes, unless it has a text to replace it."""
+    tables = [tomllib.loads(path.read_text()) for path in sorted(FOLDER.glob("*.toml"))]
+    return [{"replace": "", **fault, "file": file, "name": name, "arguments": table.get("arguments", [])}
+            for table in tables for file, faults in table.items() if file != "arguments"
+            for name, fault in faults.items()]
+
+
 def misplaced(fault):
     """@return what is wrong with the place of a fault, if anything is"""
     times = (ROOT / fault["file"]).read_text().count(fault["find"])
@@ -89,9 +97,7 @@ def main():
     parser.add_argument("--only", help="the faults whose names contain this")
     parser.add_argument("--copy", type=pathlib.Path, default=ROOT / "build/faults", help="where the copy is kept")
     options = parser.parse_args()
-    files = [tomllib.loads(file.read_text()) for file in sorted(FOLDER.glob("*.toml"))]
-    faults = [fault | {"arguments": file.get("arguments", [])} for file in files for fault in file["fault"]]
-    faults = [fault for fault in faults if not options.only or options.only in fault["name"]]
+    faults = [fault for fault in read_faults() if not options.only or options.only in fault["name"]]
     wrong = list(filter(None, map(misplaced, faults)))
     if wrong:
         sys.exit("try_faults: " + "\n".join(wrong))
