@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Puts each deliberate fault of faults/*.toml into a copy of the tree and looks whether `equal` finds it.
 
-    tests/equal/try_faults.py [--count N] [--only NAME] [--copy DIR]
+    tests/equal/try_faults.py [--count N] [--only WORDS] [--copy DIR]
 
 The copy is built once, with the files as git knows them and as they are now; after that a fault costs one or two
 sources. Fails when a text to find is not there exactly once, when a fault does not compile, or when one is not found.
@@ -21,17 +21,17 @@ FOLDER = pathlib.Path(__file__).resolve().parent / "faults"
 
 
 def read_faults():
-    """A table of a fault is named by its file and its name; what it finds goes, unless it has a text to replace it."""
+    """A table is named by the file and by what breaks; what it finds just goes, unless something replaces it."""
     tables = [tomllib.loads(path.read_text()) for path in sorted(FOLDER.glob("*.toml"))]
-    return [{"replace": "", **fault, "file": file, "name": name, "arguments": table.get("arguments", [])}
+    return [{"replace": "", **fault, "file": file, "name": f"{file}: {breaks}", "arguments": table.get("arguments", [])}
             for table in tables for file, faults in table.items() if file != "arguments"
-            for name, fault in faults.items()]
+            for breaks, fault in faults.items()]
 
 
 def misplaced(fault):
     """@return what is wrong with the place of a fault, if anything is"""
     times = (ROOT / fault["file"]).read_text().count(fault["find"])
-    return "" if times == 1 else f"{fault['name']}: the text to find is {times} times in {fault['file']}"
+    return "" if times == 1 else f"{fault['name']}: the text to find is there {times} times"
 
 
 def copy_tree(copy):
@@ -94,7 +94,7 @@ def try_fault(copy, fault, count):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--count", type=int, default=2000, help="programs in which a fault must show (2000)")
-    parser.add_argument("--only", help="the faults whose names contain this")
+    parser.add_argument("--only", help="the faults whose file or name contains this")
     parser.add_argument("--copy", type=pathlib.Path, default=ROOT / "build/faults", help="where the copy is kept")
     options = parser.parse_args()
     faults = [fault for fault in read_faults() if not options.only or options.only in fault["name"]]
@@ -113,7 +113,7 @@ def main():
     for fault in faults:
         found, how = try_fault(options.copy, fault, options.count)
         missed += not found
-        print(f"{fault['name']:32} {'found' if found else 'NOT FOUND':10} {how:45} {fault['breaks']}", flush=True)
+        print(f"{'found' if found else 'NOT FOUND':10} {how:45} {fault['name']}", flush=True)
     print(f"try_faults: {len(faults) - missed} of {len(faults)} found")
     sys.exit(1 if missed else 0)
 
