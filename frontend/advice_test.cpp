@@ -21,12 +21,8 @@ protected:
 
 TEST_F(AdviceTest, SyntaxErrorsAreExplainedByTheTokensBeforeThem) {
     expectHints({
-        {"main { x = 3; y = (x) -1; }", "1:23 negative-number"},
-        {"main { for (int i = 1; i < 3; i++) ; }", "1:13 foreign-word"},
-        {"void main { }", "1:1 foreign-word"},
         {"main { x = 1; if (x) { x = 2; } els { x = 3; } }", ""},
         {"x = 1\nmain { }", "1:6 missing-semicolon"},
-        {"main { x = 1; if x > 1 x = 2; }", "1:15 condition-without-brackets"},
         {"main { x = 1; if (x > 1) x = 2 y = 3; }", ""},
         {"main { x = 1; while (x) && (x) { x = 2; } }", "1:15 condition-without-brackets"},
         {"main { x = 1; if (x == 1 && x = 2) x = 3; }", "1:31 assignment-in-condition"},
@@ -99,7 +95,6 @@ TEST_F(AdviceTest, CallsAndStatementsThatDoSomethingElse) {
 
 TEST_F(AdviceTest, WhatADefineHasMadeOfAWordIsToldOnce) {
     expectHints({
-        {"#define x 5\nmain { a = max(1); b = exit(1); }", "2:12 define-in-word"},
         {"#define i 1\nmain { while (a < 3) { a = 4; } }", "2:8 define-in-word"},
         {"#define x 3\nmain { xval = 3; y = xval; }", "2:9 define-in-word"},
         {"#define A 3\nmain { y = INSTANCE; }", "2:12 define-in-word"},
@@ -130,7 +125,6 @@ TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
         {"main { x = new Ball(); }", "1:12 foreign-word"},
         {"from \"x\" import y;", "1:1 foreign-word"},
         // Heads, braces and semicolons.
-        {"half a { return a / 2; }", "1:6 missing-colon"},
         {"half a b { return a / 2; }", ""},
         {"half a = 3;", ""},
         {"main { } }", "1:10 stray-brace"},
@@ -142,6 +136,7 @@ TEST_F(AdviceTest, FormsOfOtherLanguagesAndEditorsAreTold) {
         {"process: sa, b { sa = b; }", "1:1 process-parameters"},
         // Characters.
         {"main { x = \"\xE2\x80\x9C\"; } // \xC3\xA4\n", ""},
+        {"\xEF\xBB\xBFmain { }", "1:1 foreign-character"},
         {std::string("\xFF\xFEm\0a\0", 6), "1:1 foreign-character"},
         {std::string("\0m\0a\0i\0n", 8), "1:1 foreign-character"},
         {std::string("\0\0\0\1", 4), ""},

@@ -18,10 +18,15 @@ EXAMPLES = pathlib.Path(__file__).resolve().parents[1] / "examples"
 
 
 def scripts(lines):
-    """The scripts of a file, which begin at lines "// --- NAME"; in each, the lines of the others are empty."""
-    begins = [number for number, line in enumerate(lines) if line.startswith("// --- ")] or [len(lines)]
-    return [[line if number < begins[0] or begin <= number < end else "" for number, line in enumerate(lines)]
-            for begin, end in zip(begins, [*begins[1:], len(lines)])]
+    """The scripts of a file, which begin at lines "// --- NAME"; behind "// --- each: NAME" every line is one. In each of
+    them the lines of the others are empty."""
+    heads = [number for number, line in enumerate(lines) if line.startswith("// --- ")] or [len(lines)]
+    parts = []
+    for head, end in zip(heads, [*heads[1:], len(lines)]):
+        each = "".join(lines[head:head + 1]).startswith("// --- each: ")
+        parts += [(n, n + 1) for n in range(head + 1, end) if lines[n]] if each else [(head, end)]
+    return [[line if number < heads[0] or begin <= number < end else "" for number, line in enumerate(lines)]
+            for begin, end in parts]
 
 
 def environment(home):

@@ -3,6 +3,7 @@
 
 #include "platform/environment.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -15,20 +16,27 @@ struct LanguageScript {
     std::string text;
 };
 
-/// All scripts. "// --- " begins another one of a file; what is above the first such line belongs to each.
-inline std::vector<LanguageScript> languageScripts() {
+/// All scripts of a folder. "// --- " begins another one of a file, and behind "// --- each" every line is one;
+/// what is above the first such line belongs to each.
+inline std::vector<LanguageScript> languageScripts(const std::filesystem::path& folder) {
     std::vector<LanguageScript> scripts;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTREL_LANGUAGE_TESTS)) {
-        if (entry.path().extension() != ".ks") continue;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, ignored)) {
+        if (entry.path().extension() != ".ks" && entry.path().extension() != ".txt") continue;
         std::ifstream file(entry.path(), std::ios::binary);
         std::vector<std::string> texts(1);
+        bool each = false;
         for (std::string line; std::getline(file, line);) {
-            if (line.starts_with("// --- ")) texts.push_back(texts.front());
+            const bool head = line.starts_with("// --- ");
+            if (head) each = line.starts_with("// --- each: ");
+            if (head && each) continue;
+            if (head || (each && !line.empty())) texts.push_back(texts.front());
             texts.back() += line + '\n';
         }
         if (texts.size() > 1) texts.erase(texts.begin());
         for (std::string& text : texts) scripts.push_back({entry.path(), std::move(text)});
     }
+    std::ranges::stable_sort(scripts, {}, &LanguageScript::file);
     return scripts;
 }
 

@@ -10,8 +10,8 @@ TEXT is the second line of a message whose first line is just the script's path;
 {line} stands for the number of the line on which the expectation stands; a line may hold several expectations.
 Every message must be expected; hints are not looked at.
 
-A line "// --- NAME" begins a script of its own: several short ones stand in one file. What is above the first such line
-belongs to each of them, and every line keeps its number.
+A line "// --- NAME" begins a script of its own: several short ones stand in one file; behind "// --- each: NAME" every line
+is one. What is above the first such line belongs to each of them, and every line keeps its number.
 """
 
 import json

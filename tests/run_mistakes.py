@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks what `kestrel check` says about the typical mistakes of a first hour.
 
-NAME.ks holds scripts that make one mistake each, behind a line "// --- WHICH"; NAME.expected has a line for everything
+NAME.ks holds scripts that make one mistake each, as the language tests do; NAME.expected has a line for everything
 that is said about them, and for each at most one hint:
 
     LINE:COLUMN error unexpected-token          (a message: its id; 0:0 where it has no place)

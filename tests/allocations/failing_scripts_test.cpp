@@ -46,7 +46,7 @@ TEST(FailingAllocations, AreSurvivedByEveryLanguageTest) {
     const bool all = std::getenv("KESTREL_ALL_ALLOCATIONS") != nullptr;
     platform::setEnvironment("COMSPEC", "/bin/sh");
     std::size_t failed = 0;
-    for (const LanguageScript& script : languageScripts()) {
+    for (const LanguageScript& script : languageScripts(KESTREL_LANGUAGE_TESTS)) {
         SCOPED_TRACE(script.file.string() + "\n" + script.text);
         const ScriptFolder folder(script);
         run(folder.file(), 0);

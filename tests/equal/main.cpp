@@ -199,7 +199,7 @@ int compareAll(const Options& options, const Pair& pair) {
     }
     if (options.language) {
         int number = 0;
-        for (const test::LanguageScript& script : test::languageScripts())
+        for (const test::LanguageScript& script : test::languageScripts(KESTREL_LANGUAGE_TESTS))
             comparison.script(script.file.stem().string() + '-' + std::to_string(++number), script,
                               2);  // main does the work
     }
