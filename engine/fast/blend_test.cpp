@@ -95,29 +95,6 @@ std::ptrdiff_t compare(const Code& code) {
 
 }  // namespace
 
-TEST(FastBlend, EachComparisonChoosesAsItsJumpDid) {
-    for (const Op op : {Op::Less, Op::LessEqual}) {
-        for (const bool negated : {false, true}) {
-            for (const double bound : {0.0, -0.0, 1.0}) {
-                Writer writer;
-                Reg asked = writer.make(op, writer.a, writer.b);
-                if (negated) asked = writer.negation(asked);
-                const Reg first = writer.fresh();
-                const Reg second = writer.fresh();
-                const Reg third = writer.fresh();
-                const Reg known = writer.real(bound);
-                writer.branch(asked, {{first, writer.a}, {second, writer.b}, {third, known}},
-                              {{first, writer.b}, {second, writer.a}, {third, writer.c}});
-                const Reg fourth = writer.fresh();
-                writer.branch(writer.make(op, writer.b, known), {{fourth, third}}, {{fourth, known}});
-                const Reg quotient =
-                    writer.make(Op::Div, writer.real(1.0), writer.make(Op::Mul, first, fourth));
-                EXPECT_EQ(compare(writer.finish(second, quotient)), 0);
-            }
-        }
-    }
-}
-
 /// The two smallest of three numbers, compared as the language does.
 TEST(FastBlend, SumsOfChoicesAreChosen) {
     Writer writer;
