@@ -103,13 +103,6 @@ TEST_F(StackVerifier, FindsAWrongRow) {
         return static_cast<const OpcodeInfo*>(&row);
     };
     EXPECT_EQ(faultAt(pushesNothing), 2);
-    const auto takesTooMuch = [](std::int32_t code) {
-        static OpcodeInfo row;
-        row = *opcodeInfo(code);
-        if (code == OP_NOT) row.pops = 2;
-        return static_cast<const OpcodeInfo*>(&row);
-    };
-    EXPECT_EQ(faultAt(takesTooMuch), 3);
 }
 
 TEST_F(StackVerifier, AbortsARunWhoseInstructionDoesSomethingElse) {
@@ -130,31 +123,6 @@ TEST_F(StackVerifier, LinksCodeOnce) {
     const auto linked = nodes_[0]->exec++;
     linkProgram(ctx);
     EXPECT_EQ(nodes_[0]->exec, linked + 1) << "what a run has changed since stays";
-}
-
-TEST(StackEffects, AddUp) {
-    const auto both = [](StackEffect first, StackEffect second) {
-        const StackEffect effect = followedBy(first, second);
-        return std::pair(effect.pops, effect.pushes);
-    };
-    EXPECT_EQ(both({0, 1}, {2, 1}), std::pair(1, 1));
-    EXPECT_EQ(both({0, 1}, {0, 1}), std::pair(0, 2));
-    EXPECT_EQ(both({2, 3}, {1, 0}), std::pair(2, 2));
-    EXPECT_EQ(both({2, kVaries}, {0, kEmpties}), std::pair(2, kEmpties));
-    EXPECT_EQ(both({1, kVaries}, {2, 1}), std::pair(1, kVaries));
-    EXPECT_EQ(both({0, 1}, {3, kVaries}), std::pair(2, kVaries));
-
-    EXPECT_TRUE((StackEffect{2, 1}.allows(3, 2)));
-    EXPECT_FALSE((StackEffect{2, 1}.allows(3, 3)));
-    EXPECT_FALSE((StackEffect{2, kVaries}.allows(1, 5)));
-    EXPECT_FALSE((StackEffect{0, kEmpties}.allows(4, 1)));
-}
-
-TEST(Opcodes, KnowTheirFamily) {
-    for (const OpcodeInfo& row : kOpcodes) EXPECT_EQ(opcodeInfo(row.code), &row) << row.name;
-    EXPECT_EQ(opcodeInfo(-1), nullptr);
-    EXPECT_EQ(opcodeInfo(14), nullptr);
-    EXPECT_EQ(opcodeInfo(401), nullptr);
 }
 
 }  // namespace kestrel::test
