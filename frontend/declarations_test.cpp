@@ -35,18 +35,7 @@ TEST_F(DeclarationTest, StrictScriptsDeclareWithVar) {
     EXPECT_EQ(collector_.texts.at(1), "E Line 2, found ';' |Line: a = 1, b;");
 }
 
-TEST_F(DeclarationTest, RecordsKeepTheirFields) {
-    ASSERT_EQ(
-        compile("declare record R { a, s = \"t\", n = 1.5; i = 2, v = <1.0,2.0,3.0>; }\nmain { R(); }\n"), 0)
-        << messages();
-    const RecordTemplate* record = ctx_.program->findRecord("R");
-    ASSERT_NE(record, nullptr);
-    EXPECT_EQ(record->fieldCount, 5);
-    EXPECT_EQ(record->hash, nameHash("R"));
-    std::vector<int> types;
-    for (const RecordField* f = record->fields.head; f != nullptr; f = f->next)
-        types.push_back(f->initial.type);
-    EXPECT_EQ(types, (std::vector<int>{Nil, String, Number, Integer, Vector}));
+TEST_F(DeclarationTest, RecordsHaveNamesOfTheirOwn) {
     EXPECT_EQ(compile("declare record R { a; }\ndeclare record R { a; }\n"), 1);
     EXPECT_EQ(collector_.texts.at(0).substr(0, 76),
               "E Line 2, found '{' record name 'R' conflicts with previously declared recor");
