@@ -89,22 +89,6 @@ TEST_F(Preview, RayCastingLeavesDenormalNumbersAlone) {
     EXPECT_GT(tiny * 0.5, 0.0);
 }
 
-TEST_F(Preview, LuminousColourOfTheObjectPositionReachesThePictureUnchanged) {
-    const Image image = picture("color");
-    const CameraRays camera(pose_.camera, kSmall.frame(), false);
-    int checked = 0;
-    for (std::int32_t y = 0; y < 64; ++y) {
-        for (std::int32_t x = 0; x < 64; ++x) {
-            const Hit hit = caster_.intersect(camera.at(x + 0.5, y + 0.5));
-            if (hit.mesh == nullptr || hit.mesh->mesh->item.name != "Sphere") continue;
-            const Vec3 expected = hit.objectPoint * 0.5 + Vec3{0.5, 0.5, 0.5};
-            EXPECT_LT(length(image.at(x, y) - expected), 1e-7) << x << "," << y;
-            ++checked;
-        }
-    }
-    EXPECT_GT(checked, 900) << "the sphere fills a good part of the picture";
-}
-
 TEST_F(Preview, ScriptsAskForLightAndRays) {
     const Image lit = picture("lit");
     const Vec3& key = pose_.lights.front().color;

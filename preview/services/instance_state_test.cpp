@@ -1,7 +1,5 @@
-// States and panels as the module meets them.
+// States as the module meets them.
 #include "preview/services/instance_state.h"
-
-#include "preview/services/panel_services.h"
 
 #include <gtest/gtest.h>
 
@@ -58,55 +56,6 @@ TEST(InstanceState, WhatIsWrittenComesBackAsItWas) {
         EXPECT_FALSE(writer.overflowed());
         EXPECT_EQ(writer.take().bytes, mode == HX_STATE_TEXT ? "ab\n\n\n" : "ab");
     }
-}
-
-class Face final : public PanelFace {
-public:
-    bool answer(Panel& panel) override {
-        seen = &panel;
-        std::get<double>(panel.controls[1]->value) = 2.5;
-        return true;
-    }
-    Panel* seen = nullptr;
-};
-
-void drawOneLine(HxPanel panel, void* user) {
-    static_cast<PanelServices*>(user)->drawLine(panel, 3, 4, 50);
-}
-
-TEST(PanelService, PanelsAreBuiltAnsweredAndReadBack) {
-    PanelDesk desk;
-    EXPECT_EQ(panelServices(desk), nullptr) << "nobody answers";
-    Face face;
-    desk.setFace(&face);
-    PanelServices& service = *panelServices(desk);
-    const HxPanel panel = service.createPanel("Wood");
-    const char* const choices[] = {"Oak", "Ash", nullptr};
-    HxControlDescriptor descriptor{};
-    descriptor.choices = choices;
-    const HxControl kind = service.addControl(panel, HX_CONTROL_CHOICE, &descriptor, "Kind");
-    const HxControl rings = service.addControl(panel, HX_CONTROL_FLOAT, &descriptor, "Number of rings");
-    EXPECT_EQ(service.addControl(panel, "UnknownControl", &descriptor, "x"), nullptr);
-    EXPECT_GT(service.getControl(rings, HXCA_LABEL_WIDTH), service.getControl(kind, HXCA_LABEL_WIDTH));
-    EXPECT_GE(service.getControl(rings, HXCA_Y),
-              service.getControl(kind, HXCA_Y) + service.getControl(kind, HXCA_HEIGHT));
-
-    HxControlValue value{};
-    value.type = HXCV_INTEGER;
-    value.integer = 2;
-    service.setValue(kind, &value);
-    service.setValue(rings, &value);  // of another type: not taken
-    service.setPanelDraw(panel, drawOneLine, &service);
-    EXPECT_EQ(service.openPanel(panel, HXPF_MODAL | HXPF_CANCEL), 1);
-    EXPECT_EQ(face.seen->title, "Wood");
-    ASSERT_EQ(face.seen->lines.size(), 1U);
-    EXPECT_EQ(face.seen->lines.front().width, 50);
-    HxControlValue read{};
-    service.getValue(kind, &read);
-    EXPECT_EQ(read.integer, 2);
-    service.getValue(rings, &read);
-    EXPECT_EQ(read.vector[0], 2.5);
-    service.destroyPanel(panel);
 }
 
 }  // namespace

@@ -153,12 +153,6 @@ class Render(Command):
             self.assertEqual(at(*place), FIXED_BYTES)
         self.assertNotEqual(at(2, 60), FIXED_BYTES)
 
-    def test_values_outside_the_mask_are_not_taken(self):
-        _, _, masked = self.render(FIXED.replace('"COLOR", ', ""))
-        self.assertEqual(masked(32, 32), (231, 231, 231))  # the plain surface's 0.8
-        _, _, all_values = self.render("flags { }" + FIXED[FIXED.index("process"):])
-        self.assertEqual(all_values(32, 32), FIXED_BYTES)
-
     def test_bent_normals_and_frames_change_the_sphere_but_not_the_ground(self):
         bent = "newtime: f, t { phase = f; } process: sa { sa.wNorm[1] += sin(10 * sa.oPos[1] + phase); }"
         _, _, plain = self.render("process: sa { }")
