@@ -31,14 +31,10 @@ std::string describeDifference(const Pair& pair, const Lines& a, const Lines& b)
 Outcome compare(const Pair& pair, const test::LanguageScript& script, const Plan& plan) {
     const bool allLocals = pair.first.keepsLocals && pair.second.keepsLocals;
     const Life a = live(pair.first, script, plan, allLocals);
-    const Life b = live(pair.second, script, plan, allLocals);
-    Outcome outcome{.found = {},
-                    .endless = a.cut || b.cut,
-                    .unsteady = false,
-                    .samples = b.samples,
-                    .ran = b.ran,
-                    .refusal = b.refusal,
-                    .used = a.used && b.used};
+    Outcome outcome{.second = live(pair.second, script, plan, allLocals)};
+    const Life& b = outcome.second;
+    outcome.endless = a.cut || b.cut;
+    outcome.used = a.used && b.used;
     if (a.cut != b.cut)
         outcome.found = std::string((a.cut ? pair.first : pair.second).name) + " does not end";
     if (outcome.endless || a.lines == b.lines) return outcome;

@@ -14,13 +14,11 @@ struct Pair {
 };
 
 struct Outcome {
-    std::string found;      ///< what differs first, and in which call; empty when all is the same
-    bool endless = false;   ///< ended after a long time: one of them, which `found` names, or both
-    bool unsteady = false;  ///< the script differs from itself as well, so it tells nothing about executors
-    fast::Counts samples = {};                              ///< of the second
-    kestrel::Executor ran = kestrel::Executor::Definition;  ///< in the second, at last
-    std::string refusal = {};                               ///< of the second
-    bool used = false;  ///< both executors have been at work, as they are unless a script has no code to run
+    std::string found = {};  ///< what differs first, and in which call; empty when all is the same
+    bool endless = false;    ///< ended after a long time: one of them, which `found` names, or both
+    bool unsteady = false;   ///< the script differs from itself as well, so it tells nothing about executors
+    bool used = false;       ///< both executors have been at work, unless a script has no code to run
+    Life second = {};        ///< under the second
 };
 
 /// Lets a script live under both. Where they differ the first one does it again with other addresses: a text

@@ -1,4 +1,4 @@
-#include "tests/equal/grammars.h"
+#include "tests/equal/grammar.h"
 
 namespace kestrel::equal {
 

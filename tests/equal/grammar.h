@@ -13,6 +13,9 @@
 
 namespace kestrel::equal {
 
+extern const std::string_view kGeneralGrammar;
+extern const std::string_view kShaderGrammar;
+
 /// A text of rules, each a line with the kind of what it makes and its name, and indented lines below:
 ///
 ///     expression value              one of the forms, by their weights; so are "statement" and "group"

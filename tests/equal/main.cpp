@@ -139,13 +139,13 @@ private:
     void note(const Outcome& outcome) {
         used_ = used_ || outcome.used;
         unsteady_ += outcome.unsteady ? 1 : 0;
-        lowered_ += outcome.samples.shaded > 0 ? 1 : 0;
-        native_ += outcome.ran == kestrel::Executor::Native ? 1 : 0;
-        shaded_ += outcome.samples.shaded;
-        left_ += outcome.samples.left;
-        grouped_ += outcome.samples.grouped;
-        apart_ += outcome.samples.apart;
-        if (!outcome.refusal.empty()) ++refusals_[outcome.refusal];
+        lowered_ += outcome.second.samples.shaded > 0 ? 1 : 0;
+        native_ += outcome.second.ran == kestrel::Executor::Native ? 1 : 0;
+        shaded_ += outcome.second.samples.shaded;
+        left_ += outcome.second.samples.left;
+        grouped_ += outcome.second.samples.grouped;
+        apart_ += outcome.second.samples.apart;
+        if (!outcome.second.refusal.empty()) ++refusals_[outcome.second.refusal];
         endless_ += outcome.endless && outcome.found.empty() ? 1 : 0;
     }
 

@@ -1,7 +1,6 @@
 #include "tests/equal/programs.h"
 
 #include "tests/equal/grammar.h"
-#include "tests/equal/grammars.h"
 
 #include <utility>
 

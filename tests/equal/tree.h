@@ -37,6 +37,10 @@ struct Node {
     return node;
 }
 
-[[nodiscard]] std::string render(const Node& node);
+[[nodiscard]] inline std::string render(const Node& node) {
+    std::string out = node.text;
+    for (const Node& part : node.parts) out += render(part);
+    return out;
+}
 
 }  // namespace kestrel::equal
