@@ -21,11 +21,12 @@ FOLDER = pathlib.Path(__file__).resolve().parent / "faults"
 
 
 def read_faults():
-    """A table is named by the file and by what breaks; what it finds just goes, unless something replaces it."""
+    """A table is named by a file and a text in it; its rows say what breaks when which other text stands there."""
     tables = [tomllib.loads(path.read_text()) for path in sorted(FOLDER.glob("*.toml"))]
-    return [{"replace": "", **fault, "file": file, "name": f"{file}: {breaks}", "arguments": table.get("arguments", [])}
-            for table in tables for file, faults in table.items() if file != "arguments"
-            for breaks, fault in faults.items()]
+    return [{"name": f"{file}: {breaks}", "file": file, "find": find, "replace": replace,
+             "arguments": table.get("arguments", [])}
+            for table in tables for file, places in table.items() if file != "arguments"
+            for find, faults in places.items() for breaks, replace in faults.items()]
 
 
 def misplaced(fault):
