@@ -21,7 +21,7 @@ import tempfile
 
 import harness
 
-EXPECTATION = re.compile(r"// expect(?: (warning|error))?: ?(.*?)(?=\s*// expect|$)")
+EXPECTATION = re.compile(r"// expect(?: (warning|error))?: ?(.*?)(?=\s*// ex(?:pect|it: )|$)")
 EXIT = re.compile(r"// exit: (\d+)\s*$")
 
 
