@@ -1,6 +1,8 @@
-// Code whose branches have become choices computes what it did, step by step and as machine code.
+// Code whose branches have become choices computes what it did: step by step, as machine code, and for
+// groups.
 #include "engine/fast/blend.h"
 
+#include "engine/fast/batch.h"
 #include "engine/fast/builder.h"
 #include "engine/fast/native.h"
 #include "engine/fast/threaded.h"
@@ -13,6 +15,8 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
+#include <span>
+#include <vector>
 
 namespace kestrel::fast {
 
@@ -60,40 +64,75 @@ private:
     }
 };
 
+bool same(double p, double q) {
+    return (std::isnan(p) && std::isnan(q)) ||
+           std::bit_cast<std::uint64_t>(p) == std::bit_cast<std::uint64_t>(q);
+}
+
+void expectSame(const Record& wanted, const Record& got, const char* how, const Code& code) {
+    EXPECT_TRUE(std::ranges::equal(wanted, got, same))
+        << how << describe(code) << wanted[0] << ' ' << wanted[1] << ' ' << wanted[2];
+}
+
+void compareGroups(const Code& code, const std::vector<Record>& wanted, int lanes) {
+    CodeMemory memory;
+    const auto batch = BatchCode::make(code, memory, lanes);
+    ASSERT_NE(batch, nullptr) << describe(code);
+    const Record common{};
+    Columns columns(std::as_bytes(std::span(&common, 1)));
+    std::array<std::vector<double>, 5> parts;
+    for (std::size_t part = 0; part < parts.size(); ++part) {
+        for (const Record& each : wanted) parts[part].push_back(part < 3 ? each[part] : 0.0);
+        columns.add({static_cast<std::int64_t>(part * sizeof(double)), false, part >= 3, parts[part].data()});
+    }
+    batch->bind(columns);
+    EXPECT_EQ(batch->run(0, wanted.size()), wanted.size());
+    for (std::size_t i = 0; i < wanted.size(); ++i)
+        expectSame(wanted[i], {parts[0][i], parts[1][i], parts[2][i], parts[3][i], parts[4][i]}, "groups ",
+                   code);
+}
+
 /// @return the branches that are left
 std::ptrdiff_t compare(const Code& code) {
     Code blended = code;
     blend(blended);
     coalesce(blended);
     CodeMemory memory;
-    ThreadedCode expected(code);
+    ThreadedCode before(code);
     ThreadedCode threaded(blended);
     const auto native = NativeCode::make(blended, memory, nullptr);
-    const auto same = [&](const Record& x, const Record& y) {
-        return std::ranges::equal(x, y, [](double p, double q) {
-            return (std::isnan(p) && std::isnan(q)) ||
-                   std::bit_cast<std::uint64_t>(p) == std::bit_cast<std::uint64_t>(q);
-        });
-    };
-    for (const double a : kNumbers) {
-        for (const double b : kNumbers) {
+    std::vector<Record> all;
+    for (const double a : kNumbers)
+        for (const double b : kNumbers)
             for (const double c : kNumbers) {
-                Record plain{a, b, c};
-                Record stepped = plain;
-                Record compiled = plain;
-                expected.run(plain.data());
+                Record stepped{a, b, c};
+                Record compiled = stepped;
+                before.run(all.emplace_back(stepped).data());
                 threaded.run(stepped.data());
-                EXPECT_TRUE(same(plain, stepped)) << describe(blended) << a << ' ' << b << ' ' << c;
+                expectSame(all.back(), stepped, "steps ", blended);
                 if (native == nullptr) continue;
                 native->run(compiled.data());
-                EXPECT_TRUE(same(plain, compiled)) << describe(blended) << a << ' ' << b << ' ' << c;
+                expectSame(all.back(), compiled, "machine code ", blended);
             }
-        }
-    }
+    for (int lanes = 4; lanes <= BatchCode::machineLanes(); lanes *= 2) compareGroups(blended, all, lanes);
     return std::ranges::count(blended.instructions, Op::If, &Instruction::op);
 }
 
 }  // namespace
+
+TEST(FastBlend, EachOperationOnNumbersIsTheSameEverywhere) {
+    for (int number = 0; number <= static_cast<int>(Op::Either); ++number) {
+        const auto op = static_cast<Op>(number);
+        const OpInfo& info = infoOf(op);
+        const bool plain = info.sort == Sort::Pure || info.sort == Sort::Test;
+        if (!plain || info.operands[0] != Class::Real) continue;
+        if (op == Op::Call1 || op == Op::Call2 || op == Op::ToWhole) continue;  // groups may leave
+        Writer writer;
+        Reg made = writer.make(op, writer.a, info.operands[1] == Class::Real ? writer.b : kNoReg);
+        if (info.result == Class::Whole) made = writer.make(Op::FromWhole, made);
+        EXPECT_EQ(compare(writer.finish(made, writer.c)), 0) << info.name;
+    }
+}
 
 /// The two smallest of three numbers, compared as the language does.
 TEST(FastBlend, SumsOfChoicesAreChosen) {
