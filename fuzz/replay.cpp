@@ -46,11 +46,8 @@ public:
             Sandbox::get().enter();
             runAll([this](const std::string& input) { runOne(input); });
             const auto took = std::chrono::steady_clock::now() - begin;
-            std::printf(
-                "%.*s: %d inputs in %.1f s\n", static_cast<int>(target_.name.size()), target_.name.data(),
-                count_,
-                static_cast<double>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()) /
-                    1000);
+            std::printf("%.*s: %d inputs in %.1f s\n", static_cast<int>(target_.name.size()),
+                        target_.name.data(), count_, std::chrono::duration<double>(took).count());
             std::exit(0);  // NOLINT: leaks are told
         }
         int status = 0;
@@ -121,13 +118,8 @@ int writeDictionary(const char* name) {
         file << '"';
         for (const char c : word) {
             std::array<char, 5> escaped{};
-            std::snprintf(escaped.data(), escaped.size(), "\\x%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            const bool plain = c >= ' ' && c <= '~' && c != '"' && c != '\\';
-            if (plain)
-                file << c;
-            else
-                file << escaped.data();
+            std::snprintf(escaped.data(), escaped.size(), "\\x%02X", unsigned{static_cast<unsigned char>(c)});
+            file << escaped.data();
         }
         file << "\"\n";
     }

@@ -1,6 +1,7 @@
 // Scene files: descriptions, glTF, OBJ.
 #include "fuzz/sandbox.h"
 #include "fuzz/seeds.h"
+#include "preview/import/glb_fixture.h"
 #include "preview/import/input_file.h"
 #include "preview/import/read_scene.h"
 #include "preview/import/sound_scene_fixture.h"
@@ -43,19 +44,6 @@ void writeBeside(const Sandbox& sandbox) {
         sandbox.write(name, bytesOf(source / "examples/scenes" / name));
 }
 
-std::string glb(const std::string& json, const std::string& binary) {
-    const auto number = [](std::size_t value) {
-        const auto word = static_cast<std::uint32_t>(value);
-        return std::string(reinterpret_cast<const char*>(&word), sizeof word);
-    };
-    const auto chunk = [&](std::string bytes, std::size_t type, char fill) {
-        bytes.resize((bytes.size() + 3) / 4 * 4, fill);
-        return number(bytes.size()) + number(type) + bytes;
-    };
-    const std::string chunks = chunk(json, 0x4E4F534A, ' ') + chunk(binary, 0x004E4942, '\0');
-    return "glTF" + number(2) + number(chunks.size() + 12) + chunks;
-}
-
 }  // namespace
 
 void readSceneFile(Bytes bytes) {
@@ -85,8 +73,8 @@ Seeds sceneSeeds(const std::filesystem::path& source) {
     auto [json, binary] = towerOf(source);
     seeds.push_back("gltf\n" + json);
     json.replace(json.find("\"uri\": \"tower.bin\""), 18, "\"extras\": 1");
-    seeds.push_back("glb\n" + glb(json, binary));
-    seeds.push_back("glb\n" + glb(json, binary.substr(0, 64)));
+    seeds.push_back("glb\n" + preview::glb(json, binary));
+    seeds.push_back("glb\n" + preview::glb(json, binary.substr(0, 64)));
     return seeds;
 }
 

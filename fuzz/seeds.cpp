@@ -15,7 +15,8 @@ std::string bytesOf(const fs::path& file) {
 }
 
 void addScripts(Seeds& seeds, const fs::path& folder) {
-    for (test::LanguageScript& script : test::languageScripts(folder)) seeds.push_back(std::move(script.text));
+    for (test::LanguageScript& script : test::languageScripts(folder))
+        seeds.push_back(std::move(script.text));
 }
 
 }  // namespace kestrel::fuzz

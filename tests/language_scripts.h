@@ -16,8 +16,8 @@ struct LanguageScript {
     std::string text;
 };
 
-/// All scripts of a folder. "// --- " begins another one of a file, and behind "// --- each" every line is one;
-/// what is above the first such line belongs to each.
+/// All scripts of a folder. "// --- " begins another one of a file, and behind "// --- each" every line is
+/// one; what is above the first such line belongs to each.
 inline std::vector<LanguageScript> languageScripts(const std::filesystem::path& folder) {
     std::vector<LanguageScript> scripts;
     std::error_code ignored;
