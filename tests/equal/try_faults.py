@@ -9,7 +9,6 @@ sources. Fails when a text to find is not there exactly once, when a fault does 
 
 import argparse
 import pathlib
-import re
 import shutil
 import subprocess
 import sys
@@ -55,12 +54,6 @@ def build(copy):
                           capture_output=True, text=True)
 
 
-def statements(script):
-    """Lines of a kept script, without the comment at its end."""
-    text = script.read_text(errors="replace").rsplit("/* seed", 1)[0]
-    return sum(1 for line in text.splitlines() if line.strip())
-
-
 def find(copy, count, arguments):
     """@return whether it was found, and how"""
     keep = copy / "kept"
@@ -71,9 +64,7 @@ def find(copy, count, arguments):
                               str(min(100, count - first + 1)), "--keep", keep, "--first", *arguments],
                              capture_output=True, text=True, errors="replace")
         if run.returncode == 1:
-            found = next(keep.glob("seed-*.ks"))
-            seed = int(re.search(r"\d+", found.stem).group())
-            return True, f"program {seed}, {statements(found)} lines, {time.monotonic() - began:.1f} s"
+            return True, f"{next(keep.glob('seed-*.ks')).stem}, {time.monotonic() - began:.1f} s"
         if run.returncode != 0:
             return run.returncode < 0, f"ended by {run.returncode} in {first}..{first + 99}"
     return False, f"not in {count} programs"
@@ -114,7 +105,7 @@ def main():
     for fault in faults:
         found, how = try_fault(options.copy, fault, options.count)
         missed += not found
-        print(f"{'found' if found else 'NOT FOUND':10} {how:45} {fault['name']}", flush=True)
+        print(f"{'found' if found else 'NOT FOUND':10} {how:25} {fault['name']}", flush=True)
     print(f"try_faults: {len(faults) - missed} of {len(faults)} found")
     sys.exit(1 if missed else 0)
 
