@@ -16,7 +16,7 @@ namespace {
 constexpr std::int32_t kWholeBorders[] = {
     0, 1, -1, 7, std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::min()};
 
-enum class Form { Grid, Uniform, Bits, Borders };
+enum class Form { Grid, Uniform, Bits, Borders, Mixed };
 
 double real(Random& random, Form form) {
     switch (form) {
@@ -28,6 +28,10 @@ double real(Random& random, Form form) {
             return std::bit_cast<double>(random.bits());
         case Form::Borders:
             return random.pick(test::kEdges);
+        case Form::Mixed: {  // so that what is special comes where the rest lets code go on
+            const std::size_t kind = random.below(10);
+            return kind == 0 ? test::kNaN : real(random, kind == 1 ? Form::Borders : Form::Uniform);
+        }
     }
     return 0.0;
 }
@@ -106,8 +110,7 @@ ShadingSample makeSampleOfBatch(std::uint64_t seed, int number) {
 
 ShadingSample makeSample(std::uint64_t seed, int number) {
     Random random(seed * 1000003u + static_cast<std::uint64_t>(number));
-    constexpr Form kForms[] = {Form::Grid,    Form::Uniform, Form::Bits,
-                               Form::Uniform, Form::Grid,    Form::Borders};
+    constexpr Form kForms[] = {Form::Grid, Form::Uniform, Form::Bits, Form::Mixed, Form::Grid, Form::Borders};
     const Form form = kForms[static_cast<std::size_t>(number) % std::size(kForms)];
     ShadingSample sample{};
 #define KESTREL_SAMPLE_MEMBER(name, kind, count, access, description) fill(sample.name, random, form);

@@ -249,9 +249,13 @@ statement statement
     50 shallow : $loop
     20 shallow !switches : $leaving
 # What is concluded behind a test that failed, also of a NaN, and values that change places.
-    3 process : if (sa.diffuse > 1) n1 = 2; else n1 = (sa.diffuse <= 1);
+    3 process : n1 = $value1; if (n1 < 0) n1 = 0; if (n1 > 1) n1 = 1; sa.luminous = n1;
+    8 process : if (sa.diffuse > 1) sa.luminous = 2; else sa.luminous = (sa.diffuse < 1.5);
     3 shallow switches : select\nwhen (n0 > 1) then do\n$body end\notherwise do\nn1 = (n0 > 0.5);\nend\nend\n
     3 loops : n2 = n0; n0 = n1; n1 = n2;
+# What a local still holds, and bounds of products.
+    5 !independent : if ($condition1) n4 = $value1; if ($rare) info("kept ", n4);
+    8 : n1 = max(-2, min(1.5, $value1)); n2 = max(-1, min(3, $value1)); $target = abs(n1 * n2);
     10 shallow switches : $switch
     10 shallow switches : $select
 statement rarely
