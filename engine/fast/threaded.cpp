@@ -17,19 +17,22 @@ namespace {
 
 // Two operations in one step: what the first one yields is an operand of the second one, and C the other.
 //   name, first, second, whether C stands on the left
-#define KESTREL_PAIRS(X)          \
-    X(AddAdd, Add, Add, false)    \
-    X(AddSub, Add, Sub, false)    \
-    X(AddSubFrom, Add, Sub, true) \
-    X(AddMul, Add, Mul, false)    \
-    X(SubAdd, Sub, Add, false)    \
-    X(SubSub, Sub, Sub, false)    \
-    X(SubSubFrom, Sub, Sub, true) \
-    X(SubMul, Sub, Mul, false)    \
-    X(MulAdd, Mul, Add, false)    \
-    X(MulSub, Mul, Sub, false)    \
-    X(MulSubFrom, Mul, Sub, true) \
-    X(MulMul, Mul, Mul, false)
+#define KESTREL_PAIRS(X)                      \
+    X(AddAdd, Add, Add, false)                \
+    X(AddSub, Add, Sub, false)                \
+    X(AddSubFrom, Add, Sub, true)             \
+    X(AddMul, Add, Mul, false)                \
+    X(SubAdd, Sub, Add, false)                \
+    X(SubSub, Sub, Sub, false)                \
+    X(SubSubFrom, Sub, Sub, true)             \
+    X(SubMul, Sub, Mul, false)                \
+    X(MulAdd, Mul, Add, false)                \
+    X(MulSub, Mul, Sub, false)                \
+    X(MulSubFrom, Mul, Sub, true)             \
+    X(MulMul, Mul, Mul, false)                \
+    X(WholeAddAdd, AddWhole, AddWhole, false) \
+    X(WholeMulAdd, MulWhole, AddWhole, false) \
+    X(WholeAddAnd, AddWhole, And, false)
 
 /// What a step does, beyond computing.
 enum class Kind : std::uint8_t {
