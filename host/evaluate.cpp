@@ -60,8 +60,11 @@ std::uint32_t readFlags(LoadedScript& script) {
 }
 
 /// @return null when the callbacks have nothing to run
+LoadedScript* runnable(const PluginState& state, const ScriptContext& context) {
+    return state.environment.requester.open() ? nullptr : context.script.get();
+}
 LoadedScript* runnable(const PluginState& state, const ShaderInstance& instance) {
-    return state.environment.requester.open() ? nullptr : instance.script();
+    return runnable(state, *instance.context);
 }
 
 }  // namespace
@@ -80,9 +83,9 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
                      std::array{ValueCell::ofInteger(frame), ValueCell::ofNumber(time)});
 }
 
-void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
-                      fast::Ending passed) {
-    LoadedScript* script = runnable(state, instance);
+void evaluateSample(const PluginState& state, const ScriptContext& context, ShadingSample& sample,
+                    fast::Ending passed) {
+    LoadedScript* script = runnable(state, context);
     if (script == nullptr || script->engine.run.abort) return;
     FunctionRecord* const process = script->function(HostFunction::Process);
     if (process == nullptr) return;

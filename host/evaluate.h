@@ -14,16 +14,16 @@ void newTimeInstance(const PluginState& state, ShaderInstance& instance, std::in
 
 /// Runs `process` on one sample. While the context's abort flag is set nothing happens: a script that failed
 /// is not run again until another of its functions has run, which clears the flag.
-/// @param passed  what the gate of the instance's script has said of the sample
-void evaluateInstance(const PluginState& state, ShaderInstance& instance, ShadingSample& sample,
-                      fast::Ending passed);
+/// @param passed  what the gate of the script has said of the sample
+void evaluateSample(const PluginState& state, const ScriptContext& context, ShadingSample& sample,
+                    fast::Ending passed);
 
-/// Whether evaluateInstance() would still run something: not while a panel is open, nor after an abort.
+/// Whether evaluateSample() would still run something: not while a panel is open, nor after an abort.
 [[nodiscard]] bool shades(const PluginState& state, const ShaderInstance& instance) noexcept;
 
 /// Runs `process` on samples in order, in groups where nothing can tell the difference.
 /// @param records  ShadingSamples
-/// @param single   runs evaluateInstance() on one
+/// @param single   runs evaluateSample() on one
 /// @return how many were shaded; the others would be left as they are
 template <class Single>
 std::size_t evaluateRecords(const PluginState& state, ShaderInstance& instance, const fast::Records& records,

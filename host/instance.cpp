@@ -51,7 +51,7 @@ void endInstance(PluginState& state, ShaderInstance& instance) {
     state.endedAborted = false;
     LoadedScript* script = instance.script();
     if (script == nullptr || instance.context.use_count() > 1) return;
-    const Working working(state, instance);
+    const Working working(state, *instance.context);
     script->call(HostFunction::Destroy);
     state.endedAborted = script->engine.run.abort;
     script->unload();
@@ -60,8 +60,7 @@ void endInstance(PluginState& state, ShaderInstance& instance) {
 
 }  // namespace
 
-Working::Working(PluginState& state, ShaderInstance& instance) noexcept
-    : state_(state), context_(*instance.context) {
+Working::Working(PluginState& state, ScriptContext& context) noexcept : state_(state), context_(context) {
     context_.busy = true;
     context_.gate->close();  // to whoever the host calls back from here
 }

@@ -30,11 +30,18 @@ public:
     /// @param taken  null: from now on no script is loaded
     void take(std::unique_ptr<LoadedScript> taken) noexcept {
         gate = taken != nullptr ? &taken->engine.gate : &none_;
+        if (rest_ != nullptr) gate->leaveTo(this, rest_);
         script = std::move(taken);
+    }
+    /// From now on the gate leaves it to `rest`, with this context, what is left to do about samples.
+    void leaveTo(Gate::Otherwise rest) noexcept {
+        rest_ = rest;
+        gate->leaveTo(this, rest);
     }
 
 private:
     Gate none_;
+    Gate::Otherwise rest_ = nullptr;
 };
 
 struct ShaderInstance {
@@ -51,8 +58,8 @@ struct ShaderInstance {
 /// that the host destroys meanwhile end with this scope.
 class Working {
 public:
-    /// Only on an instance that is not busy.
-    Working(PluginState& state, ShaderInstance& instance) noexcept;
+    /// @param context  the instance's, not busy
+    Working(PluginState& state, ScriptContext& context) noexcept;
     ~Working();
     Working(const Working&) = delete;
     Working& operator=(const Working&) = delete;

@@ -50,19 +50,35 @@ ShaderInstance& instanceOf(HxInstance handle) noexcept {
 /// The same for callbacks that work with an instance's script. A null instance is ignored, and so is one that
 /// is at work already: the host calls back from inside it.
 template <class Body>
-void withInstance(HxInstance handle, Body&& body) noexcept {
-    if (handle == nullptr || instanceOf(handle).context->busy) return;
+void withContext(ScriptContext& context, Body&& body) noexcept {
+    if (context.busy) return;
     guarded(0, [&] {
-        const Working working(pluginState(), instanceOf(handle));
-        body(instanceOf(handle));
+        const Working working(pluginState(), context);
+        body();
         return 0;
     });
+}
+template <class Body>
+void withInstance(HxInstance handle, Body&& body) noexcept {
+    if (handle != nullptr) withContext(*instanceOf(handle).context, [&] { body(instanceOf(handle)); });
+}
+
+/// What is to be done about a sample that has not passed the gate of its script.
+std::int32_t evaluateSlowly(Gate& gate, std::int32_t ending) noexcept {
+    auto& context = *static_cast<ScriptContext*>(gate.owner());
+    auto& sample = *static_cast<ShadingSample*>(gate.record());
+    withContext(context, [&] { evaluateSample(pluginState(), context, sample, {ending}); });
+    return 0;
 }
 
 // ---- the twelve callbacks of a shader handler ----
 
 HxInstance createCallback(const char** /* error: never written */) {
-    return guarded<HxInstance>(nullptr, [] { return createInstance(pluginState()); });
+    return guarded<HxInstance>(nullptr, [] {
+        ShaderInstance* const instance = createInstance(pluginState());
+        instance->context->leaveTo(evaluateSlowly);
+        return instance;
+    });
 }
 
 void destroyCallback(HxInstance handle) {
@@ -114,18 +130,9 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
     return nullptr;
 }
 
-/// A sample that has not passed the gate of its instance's script.
-std::int32_t evaluateSlowly(Gate& gate, std::int32_t ending) noexcept {
-    auto& sample = *static_cast<ShadingSample*>(gate.record());
-    withInstance(gate.owner(), [&](ShaderInstance& instance) {
-        evaluateInstance(pluginState(), instance, sample, {ending});
-    });
-    return 0;
-}
-
 void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     if (sample == nullptr || handle == nullptr) return;
-    instanceOf(handle).context->gate->pass(sample, handle, evaluateSlowly);
+    instanceOf(handle).context->gate->jump(sample);
 }
 
 std::size_t evaluateMany(void* handle, ShadingSample* first, std::size_t stride, std::size_t count) {
@@ -134,7 +141,8 @@ std::size_t evaluateMany(void* handle, ShadingSample* first, std::size_t stride,
     withInstance(handle, [&](ShaderInstance& instance) {
         const auto single = [&](ShadingSample& sample) {
             guarded(0, [&] {
-                evaluateInstance(pluginState(), instance, sample, {instance.context->gate->pass(&sample)});
+                evaluateSample(pluginState(), *instance.context, sample,
+                               {instance.context->gate->pass(&sample)});
                 return 0;
             });
         };
@@ -296,7 +304,7 @@ std::int32_t activateInterface(std::int32_t version, HostGlobal global, void* lo
         PluginState& state = pluginState();
         if (global != nullptr) state.hostGlobal = global;
         if (instanceOf(local).context->busy) return static_cast<std::int32_t>(HXM_OK);
-        const Working working(state, instanceOf(local));
+        const Working working(state, *instanceOf(local).context);
         return editInstance(state, instanceOf(local));
     });
 }

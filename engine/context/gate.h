@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 namespace kestrel {
 
@@ -12,7 +13,7 @@ namespace kestrel {
 class Gate {
 public:
     /// Runs code on a record of the host's: where that was all there is to do it counts the sample and gives
-    /// back kDone, otherwise it ends with a jump to the gate's Otherwise.
+    /// back kDone, otherwise it ends with what otherwise() gives back.
     using Enter = std::int32_t (*)(Gate& gate, void* record) noexcept;
     /// What is to be done about a sample that code has not shaded. No code is at work by then, so it may go.
     /// @param ending  how it ended, in the code's terms; kShut: there was none
@@ -21,14 +22,18 @@ public:
     static constexpr std::int32_t kShut = 3;
 
     /// @return kDone, or how the code has ended otherwise
-    [[nodiscard]] std::int32_t pass(void* record) noexcept { return pass(record, nullptr, tell); }
-    /// The same for those who count nanoseconds, where nothing is left to do behind it.
-    /// @param owner  for `rest`, who finds it and the record here
-    std::int32_t pass(void* record, void* owner, Otherwise rest) noexcept {
-        record_ = record;
+    [[nodiscard]] std::int32_t pass(void* record) noexcept {
+        const Otherwise before = std::exchange(otherwise_, tell);
+        const std::int32_t ending = enter_(*this, record);
+        otherwise_ = before;
+        return ending;
+    }
+    /// The same for those who count nanoseconds: what is left to do is done by whom leaveTo() has named.
+    void jump(void* record) noexcept { enter_(*this, record); }
+    /// @param owner  for `rest`, which finds it and the record here
+    void leaveTo(void* owner, Otherwise rest) noexcept {
         owner_ = owner;
         otherwise_ = rest;
-        return enter_(*this, record);
     }
     [[nodiscard]] void* record() const noexcept { return record_; }
     [[nodiscard]] void* owner() const noexcept { return owner_; }
@@ -36,12 +41,20 @@ public:
     // ---- for what enters
     /// Another sample has been shaded.
     void count() noexcept { ++passed_; }
-    [[nodiscard]] std::int32_t otherwise(std::int32_t ending) noexcept { return otherwise_(*this, ending); }
+    /// Something is left to do about the record.
+    std::int32_t otherwise(void* record, std::int32_t ending) noexcept {
+        record_ = record;
+        return otherwise_(*this, ending);
+    }
     [[nodiscard]] void* code() const noexcept { return code_; }
     /// Where machine code finds what count() and otherwise() are about.
-    [[nodiscard]] static constexpr std::size_t placeOfPassed() noexcept { return offsetof(Gate, passed_); }
-    [[nodiscard]] static constexpr std::size_t placeOfOtherwise() noexcept {
-        return offsetof(Gate, otherwise_);
+    struct Places {
+        std::int32_t passed;
+        std::int32_t record;
+        std::int32_t otherwise;
+    };
+    [[nodiscard]] static constexpr Places places() noexcept {
+        return {offsetof(Gate, passed_), offsetof(Gate, record_), offsetof(Gate, otherwise_)};
     }
 
     /// All holds, and the code calls nobody.
@@ -70,12 +83,14 @@ public:
     void forget() noexcept { passed_ = 0; }
 
 private:
-    static std::int32_t notThrough(Gate& gate, void*) noexcept { return gate.otherwise(kShut); }
+    static std::int32_t notThrough(Gate& gate, void* record) noexcept {
+        return gate.otherwise(record, kShut);
+    }
     static std::int32_t tell(Gate&, std::int32_t ending) noexcept { return ending; }
 
     Enter enter_ = notThrough;
     void* code_ = nullptr;
-    void* record_ = nullptr;  // of the sample that passes, and whose it is
+    void* record_ = nullptr;  // of the sample that has not passed
     void* owner_ = nullptr;
     Otherwise otherwise_ = tell;
     std::uint64_t passed_ = 0;

@@ -44,46 +44,15 @@ CodeMemory::CodeMemory() {
 }
 CodeMemory::~CodeMemory() = default;
 
-namespace {
-
-/// The end of the function, behind all that its beginning has put on the stack: either the sample is counted,
-/// or what is to be done otherwise is jumped to, so that the code is no longer at work then and may be taken
-/// away.
-void endAtGate(x86::Compiler& compiler, const Gate& gate) {
-    BaseNode* last = compiler.lastNode();
-    while (!last->isInst() || last->as<InstNode>()->id() != x86::Inst::kIdRet) last = last->prev();
-    const auto address = reinterpret_cast<std::uintptr_t>(&gate);  // NOLINT: goes into the code as a number
-    const Label otherwise = compiler.newLabel();
-    compiler.setCursor(last->prev());
-    compiler.test(x86::eax, x86::eax);
-    compiler.jnz(otherwise);
-    compiler.mov(x86::rcx, address);
-    compiler.inc(x86::qword_ptr(x86::rcx, static_cast<std::int32_t>(Gate::placeOfPassed())));
-    compiler.setCursor(last);
-    compiler.bind(otherwise);
-    compiler.mov(x86::rdi, address);
-    compiler.mov(x86::esi, x86::eax);
-    compiler.jmp(x86::qword_ptr(x86::rdi, static_cast<std::int32_t>(Gate::placeOfOtherwise())));
-}
-
-bool assemble(x86::Compiler& compiler, CodeHolder& holder, const Gate* gate) {
-    if (compiler.runPasses() != kErrorOk) return false;
-    if (gate != nullptr) endAtGate(compiler, *gate);
-    x86::Assembler assembler(&holder);
-    return compiler.serializeTo(&assembler) == kErrorOk;
-}
-
-}  // namespace
-
 std::unique_ptr<NativeCode> NativeCode::make(const Code& code, CodeMemory& memory, const Gate* gate) {
     CodeMemory::Impl* impl = memory.impl();
     if (impl == nullptr || impl->used.load() >= CodeMemory::kLimit) return nullptr;
     CodeHolder holder;
     if (holder.init(impl->runtime.environment()) != kErrorOk) return nullptr;
     x86::Compiler compiler(&holder);
-    X86Emitter(code, compiler).emitAll();
     Gate::Enter entry = nullptr;
-    if (!assemble(compiler, holder, gate) || impl->runtime.add(&entry, &holder) != kErrorOk) return nullptr;
+    if (!X86Emitter(code, compiler, gate).assemble(holder) || impl->runtime.add(&entry, &holder) != kErrorOk)
+        return nullptr;
     const std::size_t bytes = holder.codeSize();
     impl->used += bytes;
     return std::unique_ptr<NativeCode>(new NativeCode(memory, entry, bytes));

@@ -34,7 +34,7 @@ public:
     /// The same for a gate whose code is one of these.
     static std::int32_t enter(Gate& gate, void* record) noexcept {
         const Ending ending = static_cast<ThreadedCode*>(gate.code())->run(record);
-        if (ending.outcome() != Outcome::Done) return gate.otherwise(ending.bits);
+        if (ending.outcome() != Outcome::Done) return gate.otherwise(record, ending.bits);
         gate.count();
         return Gate::kDone;
     }

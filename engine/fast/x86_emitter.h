@@ -11,13 +11,16 @@ namespace kestrel::fast {
 
 class X86Emitter : X86Operands {
 public:
-    X86Emitter(const Code& code, asmjit::x86::Compiler& compiler)
+    /// @param gate  see NativeCode::make()
+    X86Emitter(const Code& code, asmjit::x86::Compiler& compiler, const Gate* gate)
         : X86Operands(code, compiler),
+          gate_(gate),
           blocks_(static_cast<std::size_t>(code.blocks)),
           exits_(code.exits.size() + 1) {}
 
-    /// One function: of the sample's address, with the outcome as its result.
-    void emitAll();
+    /// One function: Gate::Enter.
+    /// @return false when something went wrong
+    [[nodiscard]] bool assemble(asmjit::CodeHolder& holder);
 
 private:
     using Cond = asmjit::x86::CondCode;
@@ -34,6 +37,15 @@ private:
         bool notParity = false;
     };
 
+    // ---- x86_function.cpp
+    [[nodiscard]] asmjit::FuncNode* emitAll();
+    void finish(Ending ending);
+    void leave(Ending ending);
+    [[nodiscard]] Label leaveBy(std::int64_t exit);
+    void emitExits();
+    void putExitsLast(const asmjit::FuncNode& function);
+    void endAtGate();
+
     // ---- x86_instructions.cpp
     void emit(const Instruction& each);
     template <class Emit>
@@ -42,9 +54,6 @@ private:
     void wholeBinary(const Instruction& each, bool commutes, const Emit& emit);
     void add(const Instruction& each);
     [[nodiscard]] Gp keptElement(const Instruction& each);
-    void finish(Ending ending);
-    [[nodiscard]] Label leaveBy(std::int64_t exit);
-    void emitExits();
     void round(const Instruction& each, int how);
     void choose(const Instruction& each);
     void blend(const Instruction& each);
@@ -67,6 +76,7 @@ private:
     [[nodiscard]] Label& block(std::int64_t number);
     void moves(const std::vector<Move>& list);
 
+    const Gate* gate_;
     std::vector<std::optional<Label>> blocks_;
     std::vector<OpenIf> ifs_;
     std::vector<Label> loops_;

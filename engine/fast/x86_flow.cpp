@@ -186,27 +186,6 @@ Label& X86Emitter::block(std::int64_t number) {
     return *label;
 }
 
-/// Where code goes that leaves by this exit; -1: by none of those that have a reason.
-asmjit::Label X86Emitter::leaveBy(std::int64_t exit) {
-    std::optional<Label>& label = exits_[static_cast<std::size_t>(exit + 1)];
-    if (!label) label = cc_.newLabel();
-    return *label;
-}
-
-/// Behind everything else, since they are rare.
-void X86Emitter::emitExits() {
-    if (std::ranges::none_of(exits_, [](const auto& label) { return label.has_value(); })) return;
-    const Label end = cc_.newLabel();
-    for (std::size_t i = 0; i < exits_.size(); ++i) {
-        if (!exits_[i]) continue;
-        cc_.bind(*exits_[i]);
-        cc_.mov(ending_, Ending::left(static_cast<std::int64_t>(i) - 1).bits);
-        cc_.jmp(end);
-    }
-    cc_.bind(end);
-    cc_.ret(ending_);
-}
-
 /// All at once: what is overwritten before it is read waits in a register of its own.
 void X86Emitter::moves(const std::vector<Move>& list) {
     std::vector<Move> reals;

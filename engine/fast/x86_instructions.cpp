@@ -12,20 +12,6 @@ namespace kestrel::fast {
 
 using namespace asmjit;  // NOLINT: its names are all that this file is about
 
-void X86Emitter::emitAll() {
-    FuncNode* function = cc_.addFunc(FuncSignatureT<std::int32_t, void*, void*>());
-    function->frame().setAvxEnabled();
-    record_ = cc_.newIntPtr();
-    function->setArg(1, record_);
-    ending_ = cc_.newInt32();
-    for (; !reading_.ended(); reading_.advance()) {
-        if (!fused_[reading_.at()]) emit(reading_.here());
-        endInstruction();
-    }
-    emitExits();
-    cc_.endFunc();
-}
-
 /// @param emit  of the result, the left operand and the right one, which is a register or in memory
 template <class Emit>
 void X86Emitter::binary(const Instruction& each, bool commutes, const Emit& emit) {
@@ -238,12 +224,6 @@ x86::Gp X86Emitter::keptElement(const Instruction& each) {
     cc_.add(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::Entry)));
     cc_.mov(count, used.r32());
     return place;
-}
-
-void X86Emitter::finish(Ending ending) {
-    const Gp result = newWhole().r32();
-    cc_.mov(result, ending.bits);
-    cc_.ret(result);
 }
 
 void X86Emitter::round(const Instruction& each, int how) {

@@ -227,7 +227,7 @@ private:
     }
 
     void evaluate(ShadingSample& sample) {
-        evaluateInstance(state_, *instance_, sample, {instance_->context->gate->pass(&sample)});
+        evaluateSample(state_, *instance_->context, sample, {instance_->context->gate->pass(&sample)});
     }
 
     /// @return what has become of the samples
