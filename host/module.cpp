@@ -47,8 +47,8 @@ ShaderInstance& instanceOf(HxInstance handle) noexcept {
     return *static_cast<ShaderInstance*>(handle);
 }
 
-/// The same for callbacks that work with an instance's script. A null instance is ignored, and so is one that
-/// is at work already: the host calls back from inside it.
+/// The same for callbacks that work with a script. One that is at work already is left alone: the host calls
+/// back from inside it.
 template <class Body>
 void withContext(ScriptContext& context, Body&& body) noexcept {
     if (context.busy) return;
@@ -58,6 +58,7 @@ void withContext(ScriptContext& context, Body&& body) noexcept {
         return 0;
     });
 }
+/// A null instance is ignored.
 template <class Body>
 void withInstance(HxInstance handle, Body&& body) noexcept {
     if (handle != nullptr) withContext(*instanceOf(handle).context, [&] { body(instanceOf(handle)); });

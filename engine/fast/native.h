@@ -30,9 +30,8 @@ private:
 class NativeCode {
 public:
     /// @param memory  outlives the code
-    /// @param gate    through which samples come, whose address the code knows; null: there is none, and it
-    /// just
-    ///                gives back its Ending
+    /// @param gate    through which samples come, whose address the code knows; null: there is none, and the
+    ///                code only gives back its Ending
     /// @return null where no machine code can be made: the machine lacks instructions, the system refuses
     ///         executable memory, or the limit is reached
     [[nodiscard]] static std::unique_ptr<NativeCode> make(const Code& code, CodeMemory& memory,

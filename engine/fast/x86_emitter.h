@@ -38,6 +38,7 @@ private:
     };
 
     // ---- x86_function.cpp
+    [[nodiscard]] bool assembleAll(asmjit::CodeHolder& holder);
     [[nodiscard]] asmjit::FuncNode* emitAll();
     void finish(Ending ending);
     void leave(Ending ending);

@@ -9,7 +9,31 @@ namespace kestrel::fast {
 
 using namespace asmjit;  // NOLINT: its names are all that this file is about
 
+namespace {
+
+/// A node that finds no memory is left out, of which only the library's handler hears.
+class FirstError final : public ErrorHandler {
+public:
+    void handleError(Error error, const char*, BaseEmitter*) override {
+        if (error_ == kErrorOk) error_ = error;
+    }
+    [[nodiscard]] bool none() const noexcept { return error_ == kErrorOk; }
+
+private:
+    Error error_ = kErrorOk;
+};
+
+}  // namespace
+
 bool X86Emitter::assemble(CodeHolder& holder) {
+    FirstError failed;
+    holder.setErrorHandler(&failed);
+    const bool done = assembleAll(holder);
+    holder.setErrorHandler(nullptr);
+    return done && failed.none();
+}
+
+bool X86Emitter::assembleAll(CodeHolder& holder) {
     const FuncNode* const function = emitAll();
     if (cc_.runPasses() != kErrorOk) return false;  // from here on the code is in machine registers
     if (gate_ != nullptr) endAtGate();
@@ -96,7 +120,9 @@ void X86Emitter::putExitsLast(const FuncNode& function) {
     std::vector<BaseNode*> nodes;
     for (BaseNode* node = begin; node != function.exitNode(); node = node->next()) nodes.push_back(node);
     BaseNode* const over = begin->prev();
-    if (over->isInst() && over->as<InstNode>()->id() == x86::Inst::kIdJmp) cc_.removeNode(over);
+    if (over->isInst() && over->as<InstNode>()->id() == x86::Inst::kIdJmp &&
+        over->as<InstNode>()->op(0) == function.exitLabel())
+        cc_.removeNode(over);
     BaseNode* last = function.endNode()->prev();
     for (BaseNode* node : nodes) {
         cc_.removeNode(node);

@@ -27,7 +27,7 @@ enum Opcode : std::int32_t {
     kHostReal,           ///< `object.member`
     kHostWhole,          ///< the same of a whole number
     kHostElement,        ///< `object.member[constant]`, from OP_DIM on
-    kHostTarget,         ///< either as what "=" assigns to: the reference
+    kHostTarget,         ///< either as what is assigned to or changed: the reference
     kHostElementTarget,  ///< an index list of a constant, and that reference behind it
 #define KESTREL_FUSABLE(code, name, effect) kVar_##name,
 #include "engine/program/opcodes.def"

@@ -15,8 +15,8 @@ namespace {
 
 /// @param which  the element; nothing: there is no index
 /// @return where it lies in the record; nothing where there is more to the member, or to the access
-std::optional<std::int32_t> placeOf(const KindTable& kinds, const CodeNode& member,
-                                    std::optional<std::int64_t> which) {
+std::optional<std::int32_t> recordPlace(const KindTable& kinds, const CodeNode& member,
+                                        std::optional<std::int64_t> which) {
     const MemberRow* const row = kinds.member(ShaderObj, member.name);
     if (row == nullptr || row->layout == MemberLayout::None) return std::nullopt;
     if ((which || isTarget(member)) && row->layout != MemberLayout::Real) return std::nullopt;
@@ -37,7 +37,7 @@ CodeNode* indexBehind(const CodeNode& list) noexcept {
 std::int32_t linkList(const KindTable& kinds, CodeNode& list) {
     CodeNode* const index = indexBehind(list);
     if (index == nullptr || (index->mode != kMemberRead && !isTarget(*index))) return list.op;
-    const auto place = placeOf(kinds, *index, truncate(index->prev->operand.number));
+    const auto place = recordPlace(kinds, *index, truncate(index->prev->operand.number));
     if (!place) return list.op;
     list.place = index->place = *place;
     list.to.object = index->to.object;
@@ -48,7 +48,7 @@ std::int32_t linkList(const KindTable& kinds, CodeNode& list) {
 }
 
 std::int32_t linkName(const KindTable& kinds, CodeNode& name) {
-    const auto place = placeOf(kinds, name, std::nullopt);
+    const auto place = recordPlace(kinds, name, std::nullopt);
     if (!place) return name.op;
     name.place = *place;
     if (isTarget(name)) return kHostTarget;

@@ -12,8 +12,8 @@
 
 namespace kestrel {
 
-/// Resolves the member that is named from this node on, in the node's `place`, `link` and `to.object`. The
-/// nodes behind it are linked already.
+/// Resolves the member that is named from this node on, in the node's `place`, `link` and `to.object`, and
+/// where a list comes first in the OP_INDEX behind it. The nodes behind are linked already.
 /// @return what the plain loop runs: one of kHostReal to kHostElementTarget, or the node's own code
 [[nodiscard]] std::int32_t linkHostMember(const KindTable& kinds, CodeNode& node);
 

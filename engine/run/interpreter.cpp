@@ -127,10 +127,12 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
         break;
 #include "engine/program/opcodes.def"
             case kAssignStatement:
-                if (assignStatement(ctx))
+                if (assignStatement(ctx)) {
                     node = node->next;
-                else
+                    sweeper.statementEnded();
+                } else {
                     executeAssign(ctx);
+                }
                 break;
             case kCountUp:
             case kCountDown:

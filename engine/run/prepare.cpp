@@ -103,13 +103,14 @@ private:
         CodeNode* successor = nullptr;
         for (CodeNode* node = program_.code.tail; node != nullptr; node = node->prev) {
             node->successor = successor;
-            node->exec = fusedCode(*node);
+            node->exec = fuse(*node);
             if (!isMarker(*node)) successor = node;
         }
     }
 
-    /// A jump never lands between the two: it names the node before the first, or a marker.
-    [[nodiscard]] std::int32_t fusedCode(CodeNode& node) const {
+    /// Finds out what runs as one with this node. A jump never lands between those: it names the node before
+    /// the first, or a marker.
+    [[nodiscard]] std::int32_t fuse(CodeNode& node) {
         const bool load = node.op == OP_VAR && node.mode == kLoad;
         const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
         if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
