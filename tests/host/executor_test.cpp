@@ -7,6 +7,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace kestrel::test {
 namespace {
@@ -103,6 +104,26 @@ const char* const kRays =
     "sa.eta = r + sa.eta * sa.sy; sa.mirror = ::shaded * e; }\n"
     "destroy { info(\"destroyed \", ::shaded, \" \", ::begun); }";
 
+/// Code leaves before it comes to a ray, so it is no longer at work when the host is asked.
+const char* const kLeaves =
+    "process: sa {\n"
+    "if (sa.sx > 3) { t = \"x\"; t += sa.sx; (d, r, g, b) = raytrace(<sa.sx, 0, 0>, <0, 0, 1>); sa.eta += d; "
+    "}\n"
+    "else sa.eta = sa.sx; }\n"
+    "destroy { info(\"destroyed \", t); }";
+
+TEST_F(Executors, CodeGoesWhileItsSampleIsShadedOtherwise) {
+    compare(kLeaves, [](FakeHost& host, HxInstance instance) {
+        duringTrace = [](int ray) {
+            if (ray != 1 && ray < 1990) told->clear();  // few tell enough
+        };
+        for (int x = 4; x < 2000; ++x) evaluate(host, instance, sampleAt(x));
+        KestrelShading shading{};
+        EXPECT_EQ(host.module().shading(instance, &shading), 1);
+        EXPECT_GT(shading.interpreted, 500u) << "it has been given up";
+    });
+}
+
 TEST_F(Executors, TheHostIsAskedOnceForEachRay) {
     compare(kRays, [](FakeHost& host, HxInstance instance) {
         for (const int x : {4, 7, 8}) evaluate(host, instance, sampleAt(x));
@@ -154,9 +175,10 @@ TEST_F(Executors, ARayMayChangeTheSampleCallBackThrowAndEndTheInstance) {
         [](FakeHost& host, HxInstance, ShadingSample&) { host.module().watch->requested = 1; },
         [](FakeHost& host, HxInstance instance, ShadingSample&) { host.destroy(instance); },
     };
+    constexpr std::pair<const char*, int> kWhere[] = {{kRays, 1}, {kRays, 2}, {kLeaves, 1}};
     for (const Act& act : acts)
-        for (const int nth : {1, 2})
-            compare(kRays, [&](FakeHost& host, HxInstance instance) {
+        for (const auto& [script, nth] : kWhere)
+            compare(script, [&, nth = nth](FakeHost& host, HxInstance instance) {
                 ShadingSample sample = sampleAt(4);
                 duringTrace = [&](int ray) {
                     if (ray == nth) act(host, instance, sample);
