@@ -175,9 +175,9 @@ TEST_F(Executors, ARayMayChangeTheSampleCallBackThrowAndEndTheInstance) {
         [](FakeHost& host, HxInstance, ShadingSample&) { host.module().watch->requested = 1; },
         [](FakeHost& host, HxInstance instance, ShadingSample&) { host.destroy(instance); },
     };
-    constexpr std::pair<const char*, int> kWhere[] = {{kRays, 1}, {kRays, 2}, {kLeaves, 1}};
+    const std::pair<const char*, int> where[] = {{kRays, 1}, {kRays, 2}, {kLeaves, 1}};
     for (const Act& act : acts)
-        for (const auto& [script, nth] : kWhere)
+        for (const auto& [script, nth] : where)
             compare(script, [&, nth = nth](FakeHost& host, HxInstance instance) {
                 ShadingSample sample = sampleAt(4);
                 duringTrace = [&](int ray) {
