@@ -252,7 +252,8 @@ statement statement
     3 process : n1 = $value1; if (n1 < 0) n1 = 0; if (n1 > 1) n1 = 1; sa.luminous = n1;
     8 process : if (sa.diffuse > 1) sa.luminous = 2; else sa.luminous = (sa.diffuse < 1.5);
     3 shallow switches : select\nwhen (n0 > 1) then do\n$body end\notherwise do\nn1 = (n0 > 0.5);\nend\nend\n
-    3 loops : n2 = n0; n0 = n1; n1 = n2;
+    12 loops : n2 = n0; n0 = n1; n1 = n2;
+    6 process : n3 = sa.sx; n3 /= 3; $target = n3;
 # What a local still holds, and bounds of products.
     5 !independent : if ($condition1) n4 = $value1; if ($rare) info("kept ", n4);
     8 : n1 = max(-2, min(1.5, $value1)); n2 = max(-1, min(3, $value1)); $target = abs(n1 * n2);
