@@ -63,7 +63,7 @@ endfunction()
 
 # Where nothing is optimised several sources of a target are compiled as one, since what they include is most of the work.
 # So names of internal things must differ from those of the neighbours; ALONE are sources that cannot do with any. That
-# each source stands by itself, the optimised build shows, which goes without this, too.
+# each source of the libraries stands by itself, the optimised build shows, which goes without this, too.
 function(kestrel_group NAME)
     cmake_parse_arguments(ARG "" "" "ALONE" ${ARGN})
     if(CMAKE_BUILD_TYPE STREQUAL "Debug")

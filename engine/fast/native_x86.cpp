@@ -25,8 +25,9 @@ ASMJIT_END_NAMESPACE
 
 #ifndef KESTREL_SANITIZED
 // As Debian builds the library, its register allocator looks after each step whether all registers are right,
-// which takes half of the time in which code is made. Its class is the library's own, so that what takes the
-// function's place is known by the linker's name alone; another version of the library does not ask for it.
+// which takes two thirds of the time in which machine code is made. Its class is the library's own, so that
+// what takes the function's place is known by the linker's name alone; another version of the library does
+// not ask for it.
 extern "C" bool kestrelTrustsAllocator(const void* assignment) noexcept
     __asm__("_ZN6asmjit8_abi_1_912RAAssignment6verifyEv");
 bool kestrelTrustsAllocator(const void*) noexcept {
