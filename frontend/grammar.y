@@ -48,7 +48,9 @@ using namespace kestrel;
 // Both are plain data, so the parser may move its stacks.
 #define KESTREL_YYSTYPE_IS_TRIVIAL 1
 #define KESTREL_YYLTYPE_IS_TRIVIAL 1
-#define YYLLOC_DEFAULT(current, rhs, n) ((current) = placeOfRule((rhs), static_cast<int>(n)))
+// Most rules pass one symbol on, and its place with it.
+#define YYLLOC_DEFAULT(current, rhs, n) \
+    ((current) = (n) == 1 ? (rhs)[1] : placeOfRule((rhs), static_cast<int>(n)))
 
 #define YYINITDEPTH 200
 #define YYMAXDEPTH 10000

@@ -26,16 +26,6 @@ std::string_view skipBlanks(std::string_view text) noexcept {
     return start == std::string_view::npos ? std::string_view() : text.substr(start);
 }
 
-/// Scripts are prepared in memory: a file in a directory that others share could be exchanged before it is
-/// read. That the directory can be written is still asked for, and without it nothing compiles. What somebody
-/// has put in the file's place stays as it is.
-bool temporaryFileIsPossible(const std::string& path) {
-    bool taken = false;
-    if (platform::createFile(path, &taken) == nullptr) return taken;
-    platform::removeFile(path);
-    return true;
-}
-
 }  // namespace
 
 std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) {
@@ -45,9 +35,12 @@ std::optional<PreprocessedScript> Preprocessor::run(std::string_view inputPath) 
         return std::nullopt;
     }
     addFile({.name = std::string(inputPath), .text = *std::move(text)}, platform::nativePath(inputPath), {});
-    // Looked at before anything is read, so that a directory that can't be written is the only message. One
-    // who says where files are looked for wants no other to be touched.
-    if (const std::string path = temporaryFileName(); !locatedOnly_ && !temporaryFileIsPossible(path)) {
+    // Scripts are prepared in memory: a file in a directory that others share could be exchanged before it is
+    // read. That the directory can be written is still asked for, and without it nothing compiles. What
+    // somebody has put in the file's place stays as it is. Asked before anything is read, so that a directory
+    // that can't be written is the only message. One who says where files are looked for wants no other to be
+    // touched.
+    if (const std::string path = temporaryFileName(); !locatedOnly_ && !platform::takesFile(path)) {
         ctx_.report(MessageId::TemporaryNotCreated, path);
         return std::nullopt;
     }
@@ -60,6 +53,7 @@ std::optional<PreprocessedScript> Preprocessor::runText(std::string_view name, s
 }
 
 std::optional<PreprocessedScript> Preprocessor::process() {
+    output_.reserve(inputs_.back().text.size() + kLineLimit);
     map_.addPlain(0, 1, 0);
     putMarker(1);
     std::string line;

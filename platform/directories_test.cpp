@@ -54,6 +54,14 @@ TEST_F(Directories, ANewFileNeverReplacesAnything) {
     for (const char* taken : {"\\x", "\\X", "\\link", "\\none\\x"})
         EXPECT_EQ(createFile(system_ + taken), nullptr) << taken;
     EXPECT_FALSE(fs::exists(root_ / "target"));
+    fs::create_directory(root_ / "sub");
+    for (const auto& [name, takes] :
+         {std::pair("\\fresh", true), std::pair("\\x", true), std::pair("\\link", true),
+          std::pair("\\SUB\\fresh", true), std::pair("\\sub", false), std::pair("\\none\\x", false)})
+        EXPECT_EQ(takesFile(system_ + name), takes) << name;
+    EXPECT_FALSE(fs::exists(root_ / "fresh") || fs::exists(root_ / "sub" / "fresh") ||
+                 fs::exists(root_ / "target"));
+    EXPECT_TRUE(fs::exists(root_ / "x") && fs::is_symlink(root_ / "link"));
 }
 
 }  // namespace kestrel::platform

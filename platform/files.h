@@ -61,10 +61,12 @@ inline bool takeLineFeed(std::FILE* file) noexcept {
 [[nodiscard]] FileHandle openRegularFile(std::string_view systemPath);
 
 /// Creates a file that only the user may read, for writing.
-/// @param taken  receives whether it could not be created because anything but a directory has that name
-/// already, and be it a link that leads nowhere; may be null
 /// @return null when it cannot be created, or when anything has that name already
-[[nodiscard]] FileHandle createFile(std::string_view systemPath, bool* taken = nullptr);
+[[nodiscard]] FileHandle createFile(std::string_view systemPath);
+
+/// Whether its directory would take a file of this name, or has something other than a directory by that
+/// very name: makes an empty file and takes it away again. Does not look through the directory.
+[[nodiscard]] bool takesFile(std::string_view systemPath);
 
 /// Reads a text in pieces as a buffer of fixed size takes them: up to the next LF, which counts as a
 /// character and is dropped, with a CR before it.

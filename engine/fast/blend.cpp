@@ -319,6 +319,8 @@ private:
 }  // namespace
 
 void blend(Code& code) {
+    const auto branches = [](const Instruction& each) { return each.op == Op::If || each.op == Op::Choose; };
+    if (std::ranges::none_of(code.instructions, branches)) return;
     Blender(code).run();
     removeDead(code);
 }

@@ -66,6 +66,14 @@ void Builder::rollBack(const Mark& mark) {
     forget(mark.keys, mark.facts);
 }
 
+void Builder::reserve(std::size_t instructions) {
+    code_.instructions.reserve(instructions);
+    code_.registers.reserve(instructions);
+    facts_.reserve(instructions);
+    keyLog_.reserve(instructions);
+    known_.reserve(instructions);
+}
+
 bool Builder::onlyEndsSince(std::size_t length) const noexcept {
     if (length == 0) return false;
     for (std::size_t i = length; i < code_.instructions.size(); ++i)
@@ -74,7 +82,7 @@ bool Builder::onlyEndsSince(std::size_t length) const noexcept {
 }
 
 void Builder::forget(std::size_t keys, std::size_t facts) {
-    for (; keyLog_.size() > keys; keyLog_.pop_back()) known_.erase(keyLog_.back());
+    for (; keyLog_.size() > keys; keyLog_.pop_back()) known_.erase(*keyLog_.back());
     for (; factLog_.size() > facts; factLog_.pop_back())
         facts_[index(factLog_.back().first)] = factLog_.back().second;
 }
@@ -135,7 +143,7 @@ Reg Builder::makeAt(std::uint32_t epoch, Op op, Reg a, Reg b, Reg c, Immediate i
     }
     const auto [place, added] = known_.try_emplace(Key{op, {a, b, c}, imm.whole, epoch}, kNoReg);
     if (!added) return place->second;
-    keyLog_.push_back(place->first);
+    keyLog_.push_back(&place->first);
     const Reg to = newRegister(infoOf(op).result, factsOf(op, a, b, c));
     place->second = to;
     code_.registers.back().definition = static_cast<std::int32_t>(code_.instructions.size());
@@ -147,7 +155,7 @@ void Builder::change(std::uint32_t epoch, Op op, Op load, Reg index, Reg value, 
     code_.instructions.push_back({op, {index, value, kNoReg}, kNoReg, place});
     const auto [known, added] =
         known_.try_emplace(Key{load, {index, kNoReg, kNoReg}, place.whole, epoch}, value);
-    if (added) keyLog_.push_back(known->first);
+    if (added) keyLog_.push_back(&known->first);
 }
 
 Reg Builder::call(double (*function)(double), Reg a) {

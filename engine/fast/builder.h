@@ -58,6 +58,8 @@ public:
     void rollBack(const Mark& mark);
     /// What has come to be since is not found any more.
     void forgetSince(const Mark& mark) { forget(mark.keys, mark.facts); }
+    /// Code of so many instructions will not move while it grows.
+    void reserve(std::size_t instructions);
     [[nodiscard]] std::size_t length() const noexcept { return code_.instructions.size(); }
     /// Behind this length, which is not 0, nothing but blocks have ended.
     [[nodiscard]] bool onlyEndsSince(std::size_t length) const noexcept;
@@ -167,7 +169,7 @@ private:
     std::unordered_map<std::uint64_t, Reg> reals_;
     std::unordered_map<std::int64_t, Reg> wholes_;
     std::unordered_map<Key, Reg, KeyHash> known_;
-    std::vector<Key> keyLog_;
+    std::vector<const Key*> keyLog_;  // in known_
     std::vector<std::pair<Reg, Facts>> factLog_;
 };
 

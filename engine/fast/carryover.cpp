@@ -4,7 +4,7 @@
 #include "engine/program/node_modes.h"
 
 #include <algorithm>
-#include <optional>
+#include <limits>
 #include <vector>
 
 namespace kestrel::fast {
@@ -22,36 +22,174 @@ Nodes nodesOf(const FunctionRecord& function) {
     return nodes;
 }
 
+/// Where control goes from the nodes of a function. Where that is not certain, to all places that there could
+/// be.
+class Flow {
+public:
+    explicit Flow(const Nodes& nodes)
+        : nodes_(nodes), begins_(nodes.size(), false), around_(nodes.size(), kNone) {
+        for (const CodeNode* node : nodes) {
+            if (!branches(*node)) continue;
+            if (opens(*node)) indexes_.emplace(node, kNone);
+            for (const CodeNode* each :
+                 {static_cast<const CodeNode*>(node->link), target(*node), body(*node)})
+                if (each != nullptr) indexes_.emplace(each, kNone);
+        }
+        for (std::size_t i = 0; i < nodes.size(); ++i)
+            if (const auto found = indexes_.find(nodes[i]); found != indexes_.end()) found->second = i;
+        findSurroundings();
+        for (std::size_t i = 0; i < nodes.size(); ++i)
+            if (branches(*nodes[i])) successors(i, [&](std::size_t next) { begins_[next] = true; });
+    }
+
+    /// Control may come there from elsewhere than from the node before.
+    [[nodiscard]] bool beginsAt(std::size_t at) const { return begins_[at]; }
+
+    /// Control goes to the next node, and nowhere else, from the others.
+    [[nodiscard]] static bool branches(const CodeNode& node) {
+        const OpcodeInfo* info = opcodeInfo(node.op);
+        return info != nullptr && info->flow != OpFlow::Next && info->flow != OpFlow::Marker &&
+               info->flow != OpFlow::ModalMarker;
+    }
+
+    /// Calls visit(index) for each node to which control may go from a node that branches.
+    template <class Visit>
+    void successors(std::size_t at, const Visit& visit) const {
+        const CodeNode& node = *nodes_[at];
+        switch (node.op) {
+            case OP_DECL:
+            case OP_ENDIF:
+            case OP_ENDCASE:
+                if (node.link != nullptr) return behind(node.link, visit);
+                break;
+            case OP_IF:
+            case OP_CASE:
+            case OP_WHEN:
+                behind(node.link, visit);
+                break;
+            case OP_WHILE:
+                behind(node.operand.target, visit);
+                break;
+            case OP_FORTEST:
+                behind(node.operand.target, visit);
+                return behind(node.to.body, visit);
+            case OP_RETURN:
+            case OP_ENDFUNC:
+                return;
+            case OP_BREAK:
+            case OP_ENDWHEN:
+                for (std::size_t each = around_[at]; each != kNone; each = openers_[each].around)
+                    behind(opener(each).operand.target, visit);
+                return;
+            case OP_CONTINUE:
+            case OP_ENDWHILE:
+            case OP_ENDFOR:
+            case OP_FORBODY:
+                for (std::size_t each = around_[at]; each != kNone; each = openers_[each].around) {
+                    const CodeNode& loop = opener(each);
+                    if (loop.op == OP_WHILE || node.op == OP_FORBODY) behind(loop.link, visit);
+                    if (loop.op != OP_WHILE) behind(&loop, visit);
+                }
+                break;
+            default:
+                break;
+        }
+        if (at + 1 < nodes_.size()) visit(at + 1);
+    }
+
+private:
+    static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+
+    /// A loop, switch or select, and the one that it stands in.
+    struct Opener {
+        std::size_t at = 0;
+        std::size_t end = kNone;
+        std::size_t around = kNone;
+    };
+
+    [[nodiscard]] static bool opens(const CodeNode& node) {
+        const OpcodeInfo* info = opcodeInfo(node.op);
+        return node.op == OP_WHILE || node.op == OP_FORTEST ||
+               (info != nullptr && info->flow == OpFlow::Open);
+    }
+    [[nodiscard]] static const CodeNode* target(const CodeNode& node) {
+        return opens(node) ? node.operand.target : nullptr;
+    }
+    [[nodiscard]] static const CodeNode* body(const CodeNode& node) {
+        return node.op == OP_FORTEST ? node.to.body : nullptr;
+    }
+    [[nodiscard]] const CodeNode& opener(std::size_t which) const { return *nodes_[openers_[which].at]; }
+
+    [[nodiscard]] std::size_t indexOf(const CodeNode* node) const {
+        const auto found = indexes_.find(node);
+        return found != indexes_.end() ? found->second : kNone;
+    }
+
+    void findSurroundings() {
+        std::size_t innermost = kNone;
+        for (std::size_t i = 0; i < nodes_.size(); ++i) {
+            while (innermost != kNone && openers_[innermost].end < i) innermost = openers_[innermost].around;
+            around_[i] = innermost;
+            if (!opens(*nodes_[i])) continue;
+            openers_.push_back({i, indexOf(nodes_[i]->operand.target), innermost});
+            innermost = openers_.size() - 1;
+        }
+    }
+
+    template <class Visit>
+    void behind(const CodeNode* node, const Visit& visit) const {
+        const std::size_t index = indexOf(node);
+        if (index != kNone && index + 1 < nodes_.size()) visit(index + 1);
+    }
+
+    const Nodes& nodes_;
+    std::unordered_map<const CodeNode*, std::size_t> indexes_;  // of those that others lead to
+    std::vector<bool> begins_;
+    std::vector<Opener> openers_;
+    std::vector<std::size_t> around_;  // of each node: the innermost opener that it stands in
+};
+
 /// Which locals a function may read before it has assigned them: a walk over all ways, as far as loops and
 /// branches know them. Where a way is not certain, all that there could be are taken.
 class FirstReads {
 public:
     FirstReads(const FunctionRecord& function, Carryover& carryover)
-        : carryover_(carryover), nodes_(nodesOf(function)) {
-        for (std::size_t i = 0; i < nodes_.size(); ++i) indexes_.emplace(nodes_[i], i);
+        : carryover_(carryover), nodes_(nodesOf(function)), flow_(nodes_) {
         for (const Variable* v = function.params.head; v != nullptr; v = v->next) number(*v);
         const std::size_t parameters = variables_.size();
         for (const Variable* v = function.locals.head; v != nullptr; v = v->next) number(*v);
-        findWrites();
-        assigned_.resize(nodes_.size());
-        waiting_.resize(nodes_.size(), false);
+        findUses();
         Set atEntry(variables_.size(), false);
         std::fill_n(atEntry.begin(), parameters, true);
-        flow(0, atEntry);
+        if (!nodes_.empty()) arrive(0, atEntry);
     }
 
     [[nodiscard]] std::unordered_set<const Variable*> run() {
         while (!open_.empty()) {
             const std::size_t at = open_.back();
             open_.pop_back();
-            waiting_[at] = false;
-            visit(at);
+            Arrival& arrival = arrivals_.at(at);
+            arrival.waits = false;
+            walk(at, arrival.assigned);
         }
         return found_;
     }
 
 private:
     using Set = std::vector<bool>;
+    using Variables = std::vector<const Variable*>;
+
+    /// An operator assigns to a reference, or reads what it refers to.
+    struct Use {
+        std::size_t at = 0;
+        std::size_t variable = 0;
+        bool assigns = false;
+    };
+
+    struct Arrival {
+        Set assigned;  ///< on all ways that have come there
+        bool waits = false;
+    };
 
     void number(const Variable& variable) {
         numbers_.emplace(&variable, variables_.size());
@@ -63,11 +201,10 @@ private:
         return found != numbers_.end() ? &found->second : nullptr;
     }
 
-    /// Finds for each assignment what it assigns: references and their operators nest.
-    void findWrites() {
-        writes_.resize(nodes_.size());
+    /// Finds what each operator that takes references assigns or reads: references and their operators nest.
+    void findUses() {
         struct Open {
-            std::vector<const Variable*> targets;
+            Variables targets;
             bool isBlock = false;
         };
         std::vector<Open> open;
@@ -89,18 +226,23 @@ private:
                 if (target) open.back().targets.push_back(&targetVariable(node));
             } else if (node.op == OP_ASSIGN && !open.empty()) {
                 if (opIs(node.prev, OP_LIST))  // what the values go to is the array that is there
-                    reads_[i] = open.back().targets;
+                    addUses(i, open.back().targets, false);
                 else if (!open.back().isBlock || givesAll(node, open.back().targets.size()))
-                    writes_[i] = open.back().targets;
+                    addUses(i, open.back().targets, true);
                 open.pop_back();
             } else if (familyOf(node.op) == OpFamily::Compound && !open.empty()) {
-                for (const Variable* each : open.back().targets) reads_[i].push_back(each);
+                addUses(i, open.back().targets, false);
                 open.pop_back();
             } else if (node.op == OP_ENDSTMT) {
                 open.clear();
                 inBlock = false;
             }
         }
+    }
+
+    void addUses(std::size_t at, const Variables& targets, bool assigns) {
+        for (const Variable* each : targets)
+            if (const std::size_t* number = numberOf(each)) uses_.push_back({at, *number, assigns});
     }
 
     /// The value of the assignment is a call that returns enough for every member of its block.
@@ -111,20 +253,41 @@ private:
         return results > 1 && static_cast<std::size_t>(results) >= members;
     }
 
+    void read(std::size_t number, const Set& assigned) {
+        if (!assigned[number]) found_.insert(variables_[number]);
+    }
     void read(const Variable* variable, const Set& assigned) {
-        const std::size_t* number = numberOf(variable);
-        if (number != nullptr && !assigned[*number]) found_.insert(variable);
+        if (const std::size_t* number = numberOf(variable)) read(*number, assigned);
     }
 
-    void visit(std::size_t at) {
-        const CodeNode& node = *nodes_[at];
-        Set assigned = *assigned_[at];
-        if (const auto found = reads_.find(at); found != reads_.end())
-            for (const Variable* variable : found->second) read(variable, assigned);
-        readOperands(node, assigned);
-        for (const Variable* variable : writes_[at])
-            if (const std::size_t* number = numberOf(variable)) assigned[*number] = true;
-        goOn(at, node, assigned);
+    /// Follows control from a node to the next where it may branch, or comes together.
+    void walk(std::size_t at, Set assigned) {
+        auto use = std::ranges::lower_bound(uses_, at, {}, &Use::at);
+        for (;; ++at) {
+            for (auto read = use; read != uses_.end() && read->at == at; ++read)
+                if (!read->assigns) this->read(read->variable, assigned);
+            readOperands(*nodes_[at], assigned);
+            for (; use != uses_.end() && use->at == at; ++use)
+                if (use->assigns) assigned[use->variable] = true;
+            if (Flow::branches(*nodes_[at]))
+                return flow_.successors(at, [&](std::size_t next) { arrive(next, assigned); });
+            if (at + 1 == nodes_.size()) return;
+            if (flow_.beginsAt(at + 1)) return arrive(at + 1, assigned);
+        }
+    }
+
+    void arrive(std::size_t at, const Set& assigned) {
+        const auto [place, isNew] = arrivals_.try_emplace(at, Arrival{assigned, false});
+        Arrival& arrival = place->second;
+        bool fewer = isNew;
+        for (std::size_t i = 0; i < assigned.size() && !isNew; ++i) {
+            if (!arrival.assigned[i] || assigned[i]) continue;
+            arrival.assigned[i] = false;
+            fewer = true;
+        }
+        if (!fewer || arrival.waits) return;
+        arrival.waits = true;
+        open_.push_back(at);
     }
 
     void readOperands(const CodeNode& node, const Set& assigned) {
@@ -151,94 +314,14 @@ private:
         }
     }
 
-    // ---- where control goes
-
-    void flow(std::size_t at, const Set& assigned) {
-        if (at >= nodes_.size()) return;
-        std::optional<Set>& known = assigned_[at];
-        if (!known) {
-            known = assigned;
-        } else {
-            bool fewer = false;
-            for (std::size_t i = 0; i < known->size(); ++i) {
-                if (!(*known)[i] || assigned[i]) continue;
-                (*known)[i] = false;
-                fewer = true;
-            }
-            if (!fewer) return;
-        }
-        if (!waiting_[at]) open_.push_back(at);
-        waiting_[at] = true;
-    }
-
-    void flowBehind(const CodeNode* node, const Set& assigned) {
-        const auto found = indexes_.find(node);
-        if (found != indexes_.end()) flow(found->second + 1, assigned);
-    }
-
-    /// The loops, switches and selects that a node may be in.
-    template <class Visit>
-    void around(std::size_t at, const Visit& visit) {
-        for (std::size_t i = 0; i < at; ++i) {
-            const CodeNode& node = *nodes_[i];
-            const OpcodeInfo* info = opcodeInfo(node.op);
-            const bool opens = node.op == OP_WHILE || node.op == OP_FORTEST ||
-                               (info != nullptr && info->flow == OpFlow::Open);
-            if (!opens) continue;
-            const auto end = indexes_.find(node.operand.target);
-            if (end == indexes_.end() || end->second >= at) visit(node);
-        }
-    }
-
-    void goOn(std::size_t at, const CodeNode& node, const Set& assigned) {
-        switch (node.op) {
-            case OP_DECL:
-            case OP_ENDIF:
-            case OP_ENDCASE:
-                if (node.link != nullptr) return flowBehind(node.link, assigned);
-                return flow(at + 1, assigned);
-            case OP_IF:
-            case OP_CASE:
-            case OP_WHEN:
-                flowBehind(node.link, assigned);
-                return flow(at + 1, assigned);
-            case OP_WHILE:
-                flowBehind(node.operand.target, assigned);
-                return flow(at + 1, assigned);
-            case OP_FORTEST:
-                flowBehind(node.operand.target, assigned);
-                return flowBehind(node.to.body, assigned);
-            case OP_RETURN:
-            case OP_ENDFUNC:
-                return;
-            case OP_BREAK:
-            case OP_ENDWHEN:
-                return around(at,
-                              [&](const CodeNode& opener) { flowBehind(opener.operand.target, assigned); });
-            case OP_CONTINUE:
-            case OP_ENDWHILE:
-            case OP_ENDFOR:
-            case OP_FORBODY:
-                around(at, [&](const CodeNode& opener) {
-                    if (opener.op == OP_WHILE || node.op == OP_FORBODY) flowBehind(opener.link, assigned);
-                    if (opener.op != OP_WHILE) flowBehind(&opener, assigned);
-                });
-                return flow(at + 1, assigned);
-            default:
-                return flow(at + 1, assigned);
-        }
-    }
-
     Carryover& carryover_;
     Nodes nodes_;
-    std::unordered_map<const CodeNode*, std::size_t> indexes_;
+    Flow flow_;
     std::unordered_map<const Variable*, std::size_t> numbers_;
-    std::vector<const Variable*> variables_;
-    std::vector<std::vector<const Variable*>> writes_;  // of each node
-    std::unordered_map<std::size_t, std::vector<const Variable*>> reads_;
-    std::vector<std::optional<Set>> assigned_;  // before each node; nothing: no way has come there
+    Variables variables_;
+    std::vector<Use> uses_;  // in order
+    std::unordered_map<std::size_t, Arrival> arrivals_;
     std::vector<std::size_t> open_;
-    Set waiting_;
     std::unordered_set<const Variable*> found_;
 };
 
@@ -251,14 +334,12 @@ Carryover::Carryover(const Program& program) : program_(program) {
 }
 
 bool Carryover::counts(const Variable& variable) {
-    if (variable.owner == nullptr) return true;
-    const auto [place, added] = readFirst_.try_emplace(variable.owner);
-    if (added) {
-        auto found = FirstReads(*variable.owner, *this).run();
-        readFirst_[variable.owner] = std::move(found);
-        return readFirst_[variable.owner].contains(&variable);
-    }
-    return place->second.contains(&variable);
+    const FunctionRecord* owner = variable.owner;
+    if (owner == nullptr) return true;
+    if (owner->locals.head == nullptr) return false;  // calls assign parameters
+    auto known = readFirst_.find(owner);
+    if (known == readFirst_.end()) known = readFirst_.emplace(owner, FirstReads(*owner, *this).run()).first;
+    return known->second.contains(&variable);
 }
 
 int Carryover::results(const FunctionRecord& function) {

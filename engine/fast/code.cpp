@@ -1,5 +1,7 @@
 #include "engine/fast/code.h"
 
+#include "engine/fast/groups.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <unordered_map>
@@ -12,19 +14,15 @@ namespace {
 class Liveness {
 public:
     explicit Liveness(const Code& code)
-        : live_(code.registers.size(), false), writers_(code.registers.size()) {
-        for (const auto& list : code.moves)
-            for (const Move& move : list) writers_[index(move.to)].push_back(move.from);
-        for (const Instruction& each : code.instructions) {
-            for (const Reg reg : each.operands) {
-                if (hasEffect(each)) need(reg);
-                if (each.to >= 0 && reg >= 0) writers_[index(each.to)].push_back(reg);
-            }
-        }
+        : live_(code.registers.size(), false),
+          takes_(code.registers.size(), [&code](const auto& visit) { visitSources(code, visit); }) {
+        for (const Instruction& each : code.instructions)
+            if (hasEffect(each))
+                for (const Reg reg : each.operands) need(reg);
         while (!open_.empty()) {
             const Reg reg = open_.back();
             open_.pop_back();
-            for (const Reg from : writers_[index(reg)]) need(from);
+            for (const Reg from : takes_[index(reg)]) need(from);
         }
     }
 
@@ -37,6 +35,15 @@ public:
 private:
     [[nodiscard]] static std::size_t index(Reg reg) noexcept { return static_cast<std::size_t>(reg); }
 
+    template <class Visit>
+    static void visitSources(const Code& code, const Visit& visit) {
+        for (const auto& list : code.moves)
+            for (const Move& move : list) visit(index(move.to), move.from);
+        for (const Instruction& each : code.instructions)
+            for (const Reg reg : each.operands)
+                if (each.to >= 0 && reg >= 0) visit(index(each.to), reg);
+    }
+
     void need(Reg reg) {
         if (reg < 0 || live_[index(reg)]) return;
         live_[index(reg)] = true;
@@ -44,7 +51,7 @@ private:
     }
 
     std::vector<bool> live_;
-    std::vector<std::vector<Reg>> writers_;
+    Groups takes_;  // by register, those that it is made of
     std::vector<Reg> open_;
 };
 
@@ -138,6 +145,7 @@ bool reads(const Instruction& each, Reg reg) noexcept {
 }  // namespace
 
 void coalesce(Code& code) {
+    if (code.moves.empty()) return;
     StraightWalk walk(code);
     for (std::size_t i = 0; i < code.instructions.size(); ++i) {
         const Instruction& each = code.instructions[i];

@@ -136,18 +136,21 @@ void FastProcess::install(Code& code, bool asks) {
     native_.reset();
     threaded_.reset();
     batch_.reset();
-    if (ctx_.services.executor != Executor::Threaded && ctx_.services.codeMemory != nullptr &&
-        code.instructions.size() <= kMostNative) {
-        // Lanes are masked without a jump as it is, and a step costs as much as a jump.
-        Code single = code;
-        blend(single);
-        coalesce(single);
-        native_ = NativeCode::make(single, *ctx_.services.codeMemory, asks ? nullptr : &ctx_.gate);
+    const bool forMachine = ctx_.services.executor != Executor::Threaded &&
+                            ctx_.services.codeMemory != nullptr && ctx_.services.codeMemory->available() &&
+                            code.instructions.size() <= kMostNative;
+    batchable_ = forMachine && code.instructions.size() <= kMostBatched && independent(code);
+    // Lanes are masked without a jump as it is, and a step costs as much as a jump.
+    std::optional<Code> forBatch;
+    if (batchable_ && batches_) forBatch = code;
+    if (forMachine) blend(code);
+    coalesce(code);
+    if (forMachine) native_ = NativeCode::make(code, *ctx_.services.codeMemory, asks ? nullptr : &ctx_.gate);
+    batchable_ = batchable_ && native_ != nullptr;
+    if (batchable_ && forBatch) {
+        coalesce(*forBatch);
+        batch_ = BatchCode::make(*forBatch, *ctx_.services.codeMemory, ctx_.services.batchLanes);
     }
-    if (native_ == nullptr || batches_) coalesce(code);
-    batchable_ = native_ != nullptr && code.instructions.size() <= kMostBatched && independent(code);
-    if (batchable_ && batches_)
-        batch_ = BatchCode::make(code, *ctx_.services.codeMemory, ctx_.services.batchLanes);
     if (native_ == nullptr) threaded_ = std::make_unique<ThreadedCode>(code);
 }
 

@@ -1,5 +1,7 @@
 #include "engine/fast/live_ranges.h"
 
+#include "engine/fast/groups.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -103,25 +105,29 @@ std::vector<std::int32_t> sharedPlaces(const Code& code, const std::vector<bool>
     }
     const Ranges ranges(code, fused);
     const std::size_t length = code.instructions.size();
-    std::vector<std::vector<std::size_t>> begins(length);
-    std::vector<std::vector<std::size_t>> ends(length + 1);
-    for (std::size_t reg = 0; reg < code.registers.size(); ++reg) {
-        if (ranges.first(reg) == Ranges::kNever) continue;
-        begins[static_cast<std::size_t>(ranges.first(reg))].push_back(reg);
-        // An instruction may write its result before it has read all: places are free behind it.
-        ends[static_cast<std::size_t>(ranges.last(reg)) + 1].push_back(reg);
-    }
+    const auto registersBy = [&](const auto& place) {
+        return Groups(length + 1, [&](const auto& visit) {
+            for (std::size_t reg = 0; reg < code.registers.size(); ++reg)
+                if (ranges.first(reg) != Ranges::kNever)
+                    visit(static_cast<std::size_t>(place(reg)), static_cast<std::int32_t>(reg));
+        });
+    };
+    const Groups begins = registersBy([&](std::size_t reg) { return ranges.first(reg); });
+    // An instruction may write its result before it has read all: places are free behind it.
+    const Groups ends = registersBy([&](std::size_t reg) { return ranges.last(reg) + 1; });
     std::array<std::vector<std::int32_t>, 3> unused;  // by class
-    const auto unusedFor = [&](std::size_t reg) -> auto& {
+    const auto unusedFor = [&](std::int32_t which) -> auto& {
+        const auto reg = static_cast<std::size_t>(which);
         return unused[static_cast<std::size_t>(masks[reg] ? Class::Real : code.registers[reg].cls)];
     };
     std::int32_t count = 0;
     for (std::size_t i = 0; i < length; ++i) {
-        for (const std::size_t reg : ends[i]) unusedFor(reg).push_back(places[reg]);
-        for (const std::size_t reg : begins[i]) {
+        for (const std::int32_t reg : ends[i])
+            unusedFor(reg).push_back(places[static_cast<std::size_t>(reg)]);
+        for (const std::int32_t reg : begins[i]) {
             auto& left = unusedFor(reg);
             if (left.empty()) left.push_back(count++);
-            places[reg] = left.back();
+            places[static_cast<std::size_t>(reg)] = left.back();
             left.pop_back();
         }
     }

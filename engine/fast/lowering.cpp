@@ -14,12 +14,14 @@ constexpr int kMostRestarts = 24;
 /// Looks at everything that `process` reaches: which variables it may write, and whether it may poll.
 class Survey {
 public:
-    explicit Survey(Knowledge& knowledge) : written_(knowledge.written), polls_(knowledge.polls) {}
+    explicit Survey(Knowledge& knowledge)
+        : written_(knowledge.written), polls_(knowledge.polls), length_(knowledge.length) {}
 
     void of(const FunctionRecord& function) {
         if (!seen_.insert(&function).second) return;
         for (const CodeNode* node = function.entry; node != nullptr && node != function.end;
              node = node->next) {
+            ++length_;
             switch (node->op) {
                 case OP_VAR:
                 case OP_INDEX:
@@ -52,6 +54,7 @@ public:
 private:
     std::unordered_set<const Variable*>& written_;
     bool& polls_;
+    std::size_t& length_;
     std::unordered_set<const FunctionRecord*> seen_;
 };
 
@@ -59,7 +62,9 @@ private:
 
 Lowering::Lowering(EngineContext& ctx, Carryover& carryover, const FunctionRecord& process,
                    Knowledge& knowledge)
-    : ctx_(ctx), carryover_(carryover), process_(process), knowledge_(knowledge) {}
+    : ctx_(ctx), carryover_(carryover), process_(process), knowledge_(knowledge) {
+    builder_.reserve(knowledge.length / 3);  // of the nodes most are operands and marks
+}
 
 Lowered Lowering::run() {
     if (process_.paramCount > 1) refuse("process has several parameters");

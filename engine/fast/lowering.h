@@ -79,6 +79,7 @@ struct Knowledge {
     std::unordered_set<const Variable*> ambiguous;  ///< Number or Integer when a sample begins
     std::unordered_set<const ArrayRecord*> mixed;   ///< arrays whose numbers do not keep their kinds
     bool polls = false;                             ///< there are calls or loops in it
+    std::size_t length = 0;                         ///< nodes that it may reach
 };
 
 /// What has been learnt changes what the code begins with.

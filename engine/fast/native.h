@@ -22,9 +22,11 @@ public:
 
     struct Impl;
     [[nodiscard]] Impl* impl() const noexcept { return impl_.get(); }
+    /// False where there is no machine code.
+    [[nodiscard]] bool available() const noexcept { return impl_ != nullptr; }
 
 private:
-    std::unique_ptr<Impl> impl_;  ///< null where there is no machine code
+    std::unique_ptr<Impl> impl_;
 };
 
 class NativeCode {

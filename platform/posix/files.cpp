@@ -58,6 +58,11 @@ int openWithoutWaiting(const std::string& native, int flags) {
     return -1;
 }
 
+/// For the user alone. @return -1 with errno set
+int createNew(const std::string& native) {
+    return open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
 }  // namespace
 
 FileHandle openFile(std::string_view systemPath, std::string_view mode) {
@@ -102,14 +107,9 @@ FileHandle openRegularFile(std::string_view systemPath) {
     return openFile(systemPath, "rb");
 }
 
-FileHandle createFile(std::string_view systemPath, bool* taken) {
+FileHandle createFile(std::string_view systemPath) {
     const std::string native = nativePath(systemPath);
-    const int file = open(native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (taken != nullptr) {
-        const bool exists = file < 0 && errno == EEXIST;
-        struct stat info;
-        *taken = exists && !(lstat(native.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
-    }
+    const int file = createNew(native);
     if (file < 0) return nullptr;
     std::FILE* stream = fdopen(file, "w");
     if (stream == nullptr) {
@@ -117,6 +117,19 @@ FileHandle createFile(std::string_view systemPath, bool* taken) {
         unlink(native.c_str());
     }
     return FileHandle(stream);
+}
+
+bool takesFile(std::string_view systemPath) {
+    const std::string_view directory = directoryOf(systemPath);
+    const std::string native = nativePath(directory).append(systemPath.substr(directory.size()));
+    const int file = createNew(native);
+    if (file < 0) {
+        struct stat info;
+        return errno == EEXIST && !(lstat(native.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
+    }
+    close(file);
+    unlink(native.c_str());
+    return true;
 }
 
 bool readPiece(std::FILE* file, std::size_t most, std::string& piece) {
