@@ -1,6 +1,8 @@
 // Times the functions in C++ as a host calls them. Prints for each: name, nanoseconds per sample (the median
 // of the passes), and the four numbers that describe the picture.
 //     kestrel-bench PASSES NAME...
+//     kestrel-bench slowest RUNS PASSES NAME    how many times as long as the median the slowest of so many
+//                                               runs takes, each of so many passes
 #include "bench/patterns.h"
 #include "bench/picture.h"
 
@@ -24,17 +26,29 @@ constexpr Pattern kPatterns[] = {
     {"empty", empty},           {"member", member},
 };
 
+const Pattern* find(std::string_view name) {
+    const auto* found = std::ranges::find(kPatterns, name, &Pattern::name);
+    return found != std::end(kPatterns) ? found : nullptr;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 5 && std::string_view(argv[1]) == "slowest") {
+        const Pattern* const pattern = find(argv[4]);
+        if (pattern == nullptr || std::atoi(argv[2]) < 1 || std::atoi(argv[3]) < 1) return 2;
+        const auto times = timesOfRuns(pattern->evaluate, nullptr, std::atoi(argv[2]), std::atoi(argv[3]));
+        std::printf("%.3f\n", times.back() / times[times.size() / 2]);
+        return 0;
+    }
     const int passes = argc > 2 ? std::atoi(argv[1]) : 0;
     if (passes < 1) {
         std::fputs("usage: kestrel-bench PASSES NAME...\n", stderr);
         return 2;
     }
     for (int i = 2; i < argc; ++i) {
-        const auto* found = std::ranges::find(kPatterns, std::string_view(argv[i]), &Pattern::name);
-        if (found == std::end(kPatterns)) return 2;
+        const Pattern* const found = find(argv[i]);
+        if (found == nullptr) return 2;
         measure(found->name, found->evaluate, nullptr, passes);
     }
     return 0;

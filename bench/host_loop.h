@@ -57,13 +57,23 @@ double pass(Evaluate evaluate, void* instance, Shaded&& shaded) {
     return time / (kSize * kSize);
 }
 
-/// The median of passes, after one to warm up.
-inline double medianOfPasses(Evaluate evaluate, void* instance, int passes) {
+/// Times of so many runs of so many passes each, in order, after one pass to warm up.
+inline std::vector<double> timesOfRuns(Evaluate evaluate, void* instance, int runs, int passes) {
     const auto ignore = [](const ShadingSample&) {};
     pass(evaluate, instance, ignore);
     std::vector<double> times;
-    for (int i = 0; i < passes; ++i) times.push_back(pass(evaluate, instance, ignore));
+    for (int i = 0; i < runs; ++i) {
+        double sum = 0.0;
+        for (int k = 0; k < passes; ++k) sum += pass(evaluate, instance, ignore);
+        times.push_back(sum / passes);
+    }
     std::ranges::sort(times);
+    return times;
+}
+
+/// The median of passes.
+inline double medianOfPasses(Evaluate evaluate, void* instance, int passes) {
+    const std::vector<double> times = timesOfRuns(evaluate, instance, passes, 1);
     return times[times.size() / 2];
 }
 

@@ -1,6 +1,6 @@
 """Measures what lies beside the time of a sample, and prints tables. Called by run.sh; fails when memory grows.
 
-- Steadiness: the slowest of 1,000 grids against the median.
+- Steadiness: the slowest of 1,000 grids against the median, and that of the same function in C++.
 - Loading: a script whose `process` is long, with its code made.
 - Memory: 1,000 instances of one script, and ten million samples.
 """
@@ -12,14 +12,15 @@ import statistics
 import sys
 import tempfile
 
-from table import FOLDER, PATTERNS, TRIVIAL, output
+from table import FOLDER, PATTERNS, REFERENCE, TRIVIAL, output
 
 EXECUTORS = ["threaded", "native"]
 ALL = ["definition", *EXECUTORS]
 GRIDS = 1000
-GRID = {"threaded": "128x128", "native": "512x512"}  # of a millisecond or so: an interrupt takes a tenth of it
+GRID_MS = 4  # so long a grid takes at least: an interrupt takes some hundredths of it
+SIDES = (256, 512, 1024)
 LINES = (1_000, 10_000, 50_000)
-PASSES = 5
+PASSES = 9
 INSTANCES = 1000
 SAMPLES = 10_000_000
 MOST_GROWTH = 256 * 1024  # bytes; what the C library's heap does on its own
@@ -37,15 +38,24 @@ class Module:
         return [float(word) for word in output(self.program, self.library, *words).split()]
 
 
-def print_steadiness(kestrel):
-    print(f"| the slowest of {GRIDS} grids over the median | " + " | ".join(f"{each}, {GRID[each]}" for each in EXECUTORS) + " |")
-    print("|---|" + "---:|" * len(EXECUTORS))
+def bench(kestrel, name, executor, side, passes):
+    return json.loads(output(kestrel, "bench", FOLDER / f"{name}.ks", "--json", "--grid", f"{side}x{side}", "--passes", passes,
+                             "--executor", executor))
+
+
+def print_steadiness(programs):
+    kestrel = programs / "kestrel"
+    print(f"| the slowest of {GRIDS} grids over the median | " + " | ".join(EXECUTORS) + f" | {REFERENCE} |")
+    print("|---|" + "---:|" * (len(EXECUTORS) + 1))
     for name in PATTERNS:
         cells = []
         for executor in EXECUTORS:
-            line = json.loads(output(kestrel, "bench", FOLDER / f"{name}.ks", "--json", "--grid", GRID[executor], "--passes", GRIDS,
-                                     "--executor", executor))
-            cells.append(f"{line['slowestNsPerSample'] / line['nsPerSample']:.2f}")
+            sample = bench(kestrel, name, executor, SIDES[0], 3)["nsPerSample"]
+            side = next((side for side in SIDES if sample * side * side >= GRID_MS * 1e6), SIDES[-1])
+            line = bench(kestrel, name, executor, side, GRIDS)
+            cells.append(f"{line['slowestNsPerSample'] / line['nsPerSample']:.2f} ({side}x{side})")
+        passes = side * side // SIDES[0] ** 2  # what C++ shades at a time is the smallest grid
+        cells.append(f"{float(output(programs / 'kestrel-bench-o2', 'slowest', GRIDS, passes, name)):.2f} ({side}x{side})")
         print(f"| {name} | " + " | ".join(cells) + " |")
 
 
@@ -65,15 +75,20 @@ def print_loading(module):
             scripts.append(pathlib.Path(folder) / f"long{lines}.ks")
             scripts[-1].write_text(long_process(lines), encoding="ascii")
 
-        def medians(executor, which):
-            return [statistics.median(module.numbers(executor, "load", script)[which] for _ in range(PASSES))
+        def medians(executor):
+            """Of each script: loaded, and with code, of the first instance of a process and of the second."""
+            return [[statistics.median(times) for times in zip(*(module.numbers(executor, "load", script) for _ in range(PASSES)))]
                     for script in scripts]
 
-        rows = {"loaded": medians("native", 0)}
-        rows |= {f"loaded, and two samples shaded: {executor}": medians(executor, 1)
-                 for executor in ALL}
-        for name, times in rows.items():
-            print(f"| {name} | " + " | ".join(f"{time:.1f}" for time in times) + " |")
+        def print_row(what, times):
+            print(f"| {what} | " + " | ".join(f"{time:.1f}" for time in times) + " |")
+
+        for executor in ALL:
+            times = medians(executor)
+            for at, instance in (0, "the first of a process"), (2, "the second"):
+                if executor == ALL[0]:
+                    print_row(f"loaded: {instance}", [each[at] for each in times])
+                print_row(f"loaded, and two samples shaded: {executor}, {instance}", [each[at + 1] for each in times])
 
 
 def print_memory(module):
@@ -98,7 +113,7 @@ def print_memory(module):
 def main():
     programs = pathlib.Path(sys.argv[1]).resolve()
     module = Module(programs)
-    print_steadiness(programs / "kestrel")
+    print_steadiness(programs)
     print()
     print_loading(module)
     print()

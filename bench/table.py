@@ -16,6 +16,7 @@ TRIVIAL = ["empty", "member"]  # what a call costs; not in Lua, and not in the m
 EXECUTORS = ["definition", "threaded", "native"]
 LANES = {"batch of 4": 4, "batch of 8": 8}
 REFERENCE = "C++ -O2"
+IN_LIBRARY = "C++ -O2, shared library"
 HOST_LUAJIT = "LuaJIT, called from C"
 TOLERANCE = 1e-9  # of the numbers that describe a picture
 ROUNDS = 9
@@ -78,6 +79,7 @@ def candidates(programs):
     batches = {f"Kestrel {name}": Batch(programs, lanes) for name, lanes in LANES.items()}
     return columns | {name: batch for name, batch in batches.items() if batch.works()} | {
         REFERENCE: Other(PATTERNS + TRIVIAL, programs / "kestrel-bench-o2", folder=False),
+        IN_LIBRARY: Other(PATTERNS + TRIVIAL, programs / "kestrel-bench-o2-library", folder=False),
         "C++ -O3 -march=native": Other(PATTERNS + TRIVIAL, programs / "kestrel-bench-o3", folder=False),
         "Lua 5.4": Other(PATTERNS, "lua5.4", FOLDER / "harness.lua"),
         HOST_LUAJIT: Other(PATTERNS, programs / "kestrel-bench-luajit"),
@@ -139,6 +141,7 @@ def print_table(columns, medians):
     batches = [column for column in columns if column.startswith("Kestrel batch")]
     ratios = {f"{column} / {other}": (column, other)
               for column, other in [(batch, REFERENCE) for batch in batches] + [("Kestrel threaded", REFERENCE), ("Kestrel native", REFERENCE),
+                                    ("Kestrel threaded", IN_LIBRARY), ("Kestrel native", IN_LIBRARY),
                                     ("Kestrel native", "C++ -O3 -march=native"), (HOST_LUAJIT, "Kestrel threaded"),
                                     (HOST_LUAJIT, "Kestrel native")]}
     row("ratio", ratios)
