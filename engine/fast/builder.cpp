@@ -18,26 +18,6 @@ bool isPure(Op op) noexcept {
     return infoOf(op).sort == Sort::Pure || isTest(op);
 }
 
-/// Order does not matter, but for which NaN comes out, and all are one.
-bool commutes(Op op) noexcept {
-    switch (op) {
-        case Op::Add:
-        case Op::Mul:
-        case Op::Equal:
-        case Op::AddWhole:
-        case Op::MulWhole:
-        case Op::And:
-        case Op::Or:
-        case Op::Xor:
-        case Op::EqualWhole:
-        case Op::Both:
-        case Op::Either:
-            return true;
-        default:
-            return false;
-    }
-}
-
 /// x / 2^n and x * 2^-n are the same number, rounded once.
 std::optional<double> exactReciprocal(double divisor) noexcept {
     int exponent = 0;

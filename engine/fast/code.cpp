@@ -57,6 +57,25 @@ private:
 
 }  // namespace
 
+bool commutes(Op op) noexcept {
+    switch (op) {
+        case Op::Add:
+        case Op::Mul:
+        case Op::Equal:
+        case Op::AddWhole:
+        case Op::MulWhole:
+        case Op::And:
+        case Op::Or:
+        case Op::Xor:
+        case Op::EqualWhole:
+        case Op::Both:
+        case Op::Either:
+            return true;
+        default:
+            return false;
+    }
+}
+
 void removeDead(Code& code) {
     const Liveness live(code);
     for (auto& list : code.moves) std::erase_if(list, [&](const Move& move) { return !live(move.to); });
@@ -102,41 +121,30 @@ std::vector<int> countUses(const Code& code) {
     return uses;
 }
 
-/// Walks over the code and knows what an instruction may be put off for: as long as nothing joins or leaves,
-/// and none of its operands is written.
-class StraightWalk {
-public:
-    explicit StraightWalk(const Code& code)
-        : code_(code), uses_(countUses(code)), written_(code.registers.size(), -1) {}
+}  // namespace
 
-    void pass(std::size_t at) {
-        const Instruction& each = code_.instructions[at];
-        if (each.to >= 0) written_[static_cast<std::size_t>(each.to)] = static_cast<std::int32_t>(at);
-        const bool straight =
-            infoOf(each.op).sort != Sort::Control || each.op == Op::Guard || each.op == Op::Poll;
-        if (!straight) begin_ = static_cast<std::int32_t>(at) + 1;
-    }
+StraightWalk::StraightWalk(const Code& code)
+    : code_(code), uses_(countUses(code)), written_(code.registers.size(), -1) {}
 
-    /// @return the instruction that makes the register for the one at hand alone; -1 where there is none
-    [[nodiscard]] std::int32_t onlyFor(Reg reg) const {
-        if (reg < 0 || uses_[static_cast<std::size_t>(reg)] != 1) return -1;
-        const std::int32_t at = code_.registers[static_cast<std::size_t>(reg)].definition;
-        if (at < begin_) return -1;
-        for (const Reg operand : code_.instructions[static_cast<std::size_t>(at)].operands)
-            if (operand >= 0 && written_[static_cast<std::size_t>(operand)] > at) return -1;
-        return at;
-    }
-
-private:
-    const Code& code_;
-    std::vector<int> uses_;
-    std::vector<std::int32_t> written_;  // in the part at hand: where last
-    std::int32_t begin_ = 0;
-};
-
-bool isSum(Op op) noexcept {
-    return op == Op::Add || op == Op::Sub || op == Op::Mul;
+void StraightWalk::pass(std::size_t at) {
+    const Instruction& each = code_.instructions[at];
+    if (each.to >= 0) written_[static_cast<std::size_t>(each.to)] = static_cast<std::int32_t>(at);
+    const Sort sort = infoOf(each.op).sort;
+    if (sort == Sort::Change || sort == Sort::Outside) changed_ = static_cast<std::int32_t>(at);
+    const bool straight = sort != Sort::Control || each.op == Op::Guard || each.op == Op::Poll;
+    if (!straight) begin_ = static_cast<std::int32_t>(at) + 1;
 }
+
+std::int32_t StraightWalk::onlyFor(Reg reg) const {
+    if (reg < 0 || uses_[static_cast<std::size_t>(reg)] != 1) return -1;
+    const std::int32_t at = code_.registers[static_cast<std::size_t>(reg)].definition;
+    if (at < begin_) return -1;
+    for (const Reg operand : code_.instructions[static_cast<std::size_t>(at)].operands)
+        if (operand >= 0 && written_[static_cast<std::size_t>(operand)] > at) return -1;
+    return at;
+}
+
+namespace {
 
 bool reads(const Instruction& each, Reg reg) noexcept {
     return std::ranges::find(each.operands, reg) != each.operands.end();
@@ -242,25 +250,6 @@ bool Reading::leftBefore() const noexcept {
     if (at_ == 0) return false;
     const Op op = code_.instructions[at_ - 1].op;
     return op == Op::Exit || op == Op::Leave;
-}
-
-std::vector<bool> fusedOperands(const Code& code) {
-    std::vector<bool> fused(code.instructions.size(), false);
-    std::vector<bool> takes(code.instructions.size(), false);
-    StraightWalk walk(code);
-    for (std::size_t i = 0; i < code.instructions.size(); ++i) {
-        const Instruction& each = code.instructions[i];
-        for (const std::size_t which : {1u, 0u}) {
-            if (!isSum(each.op) || takes[i]) break;
-            const std::int32_t at = walk.onlyFor(each.operands[which]);
-            if (at < 0 || takes[static_cast<std::size_t>(at)] ||
-                !isSum(code.instructions[static_cast<std::size_t>(at)].op))
-                continue;
-            fused[static_cast<std::size_t>(at)] = takes[i] = true;
-        }
-        walk.pass(i);
-    }
-    return fused;
 }
 
 std::vector<Move> sequenced(const std::vector<Move>& moves, Reg spare) {

@@ -117,6 +117,29 @@ struct Ending {
     [[nodiscard]] std::int32_t exit() const noexcept { return (bits >> 2) - 1; }
 };
 
+/// Order does not matter, but for which NaN comes out, and all are one.
+[[nodiscard]] bool commutes(Op op) noexcept;
+
+/// Walks over the code and knows what an instruction may be put off for: as long as nothing joins or leaves,
+/// and none of its operands is written.
+class StraightWalk {
+public:
+    explicit StraightWalk(const Code& code);
+
+    void pass(std::size_t at);
+    /// @return the instruction that makes the register for the one at hand alone; -1 where there is none
+    [[nodiscard]] std::int32_t onlyFor(Reg reg) const;
+    /// No element has been written since that instruction.
+    [[nodiscard]] bool unchangedSince(std::int32_t at) const noexcept { return changed_ < at; }
+
+private:
+    const Code& code_;
+    std::vector<int> uses_;
+    std::vector<std::int32_t> written_;  // in the part at hand: where last
+    std::int32_t begin_ = 0;
+    std::int32_t changed_ = -1;
+};
+
 /// Takes out what nobody needs. Renumbers nothing but instructions.
 void removeDead(Code& code);
 
@@ -168,10 +191,6 @@ private:
     const Code& code_;
     std::size_t at_ = 0;
 };
-
-/// Sums, differences and products that are only an operand of another one, so that one step can do both.
-/// @return for each instruction, whether the one that uses it takes it over
-[[nodiscard]] std::vector<bool> fusedOperands(const Code& code);
 
 /// The moves of a list one after the other, so that none overwrites what another still needs.
 /// @param spare  a register of the class in question that nothing else uses

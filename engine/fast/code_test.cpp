@@ -1,15 +1,19 @@
 // What machine code can be asked for by itself; that it computes as the interpreter does is for tests/equal.
 #include "engine/fast/code.h"
 
+#include "engine/fast/builder.h"
 #include "engine/fast/facts.h"
+#include "engine/fast/threaded_joins.h"
 #include "tests/edges.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <random>
+#include <vector>
 
 namespace kestrel::fast {
 
@@ -83,6 +87,53 @@ TEST(FastCode, factsAllowAllThatHappens) {
         ASSERT_TRUE(allows(join(a, b), x) && allows(join(a, b), y));
         ASSERT_TRUE(widen(a, b).covers(b)) << "an assumption that fails again";
     }
+}
+
+namespace {
+
+/// What the joins of a piece of code do, in order.
+std::vector<Kind> joinedIn(const std::function<void(Builder&, Reg number, Reg index)>& write) {
+    Builder builder;
+    const Reg number = builder.merged(Class::Real, Facts());
+    const Reg index = builder.merged(Class::Whole, Facts::between(0, 9, true));
+    write(builder, number, index);
+    Code code = builder.take();
+    removeDead(code);
+    const Joins joins = joinsOf(code, fusedConditions(code));
+    std::vector<Kind> kinds;
+    for (std::size_t i = 0; i < code.instructions.size(); ++i)
+        if (const Join* join = joins.at(i)) kinds.push_back(join->kind);
+    return kinds;
+}
+
+}  // namespace
+
+TEST(FastCode, aStepJoinsWhatNothingComesBetween) {
+    for (const bool changes : {false, true}) {
+        const auto kinds = joinedIn([&](Builder& builder, Reg number, Reg index) {
+            const Reg element = builder.load(1, Op::LoadElement, index, {.whole = 64});
+            if (changes) builder.change(2, Op::StoreElement, Op::LoadElement, index, number, {.whole = 64});
+            builder.store(Op::StoreRecordReal, builder.make(Op::Add, element, number), {.whole = 0});
+        });
+        EXPECT_EQ(kinds, changes ? std::vector<Kind>() : std::vector{Kind::ElementAdd});
+    }
+    for (const bool wanted : {false, true}) {  // between the conversion and its guard
+        const auto kinds = joinedIn([&](Builder& builder, Reg number, Reg) {
+            const Reg whole = builder.make(Op::ToWhole, number);
+            const Reg back = wanted ? builder.make(Op::FromWhole, whole) : number;
+            builder.guard(builder.make(Op::Fits32, whole), "it is too large");
+            builder.store(Op::StoreRecordReal, back, {.whole = 0});
+        });
+        EXPECT_EQ(kinds, wanted ? std::vector<Kind>() : std::vector{Kind::ToWhole32});
+    }
+    const auto kinds = joinedIn([](Builder& builder, Reg number, Reg) {
+        const Reg twice = builder.make(Op::Mul, builder.real(2.0), number);
+        const Reg square = builder.make(Op::Mul, number, number);
+        const Reg smooth = builder.make(Op::Mul, square, builder.make(Op::Sub, builder.real(3.0), twice));
+        builder.store(Op::StoreRecordReal, smooth, {.whole = 0});
+        builder.store(Op::StoreRecordReal, square, {.whole = 8});  // so it is not for the other one alone
+    });
+    EXPECT_EQ(kinds, std::vector{Kind::SubMul});
 }
 
 }  // namespace kestrel::fast
