@@ -131,7 +131,8 @@ const char* newTimeCallback(HxInstance handle, std::int32_t frame, double time) 
     return nullptr;
 }
 
-void evaluateCallback(HxInstance handle, ShadingSample* sample) {
+/// In one line of the processor's cache: where the jump lay in the next one, a sample took a tenth longer.
+[[gnu::aligned(64)]] void evaluateCallback(HxInstance handle, ShadingSample* sample) {
     if (sample == nullptr || handle == nullptr) return;
     instanceOf(handle).context->gate->jump(sample);
 }

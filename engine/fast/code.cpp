@@ -130,7 +130,8 @@ void StraightWalk::pass(std::size_t at) {
     const Instruction& each = code_.instructions[at];
     if (each.to >= 0) written_[static_cast<std::size_t>(each.to)] = static_cast<std::int32_t>(at);
     const Sort sort = infoOf(each.op).sort;
-    if (sort == Sort::Change || sort == Sort::Outside) changed_ = static_cast<std::int32_t>(at);
+    if (sort == Sort::Change || sort == Sort::Outside || sort == Sort::Write)
+        changed_ = static_cast<std::int32_t>(at);
     const bool straight = sort != Sort::Control || each.op == Op::Guard || each.op == Op::Poll;
     if (!straight) begin_ = static_cast<std::int32_t>(at) + 1;
 }
@@ -218,6 +219,32 @@ std::vector<bool> maskConditions(const Code& code) {
     for (const auto& list : code.moves)
         for (const Move& move : list) isAsked(move.from);
     return masks;
+}
+
+std::vector<bool> loadedOperands(const Code& code) {
+    std::vector<bool> loads(code.instructions.size(), false);
+    StraightWalk walk(code);
+    const auto loadOf = [&](Reg reg) {
+        const std::int32_t at = walk.onlyFor(reg);
+        if (at < 0 || !walk.unchangedSince(at)) return -1;
+        const Op op = code.instructions[static_cast<std::size_t>(at)].op;
+        return op == Op::LoadElement || op == Op::LoadRecordReal ? at : -1;
+    };
+    for (std::size_t i = 0; i < code.instructions.size(); ++i) {
+        const Instruction& each = code.instructions[i];
+        const auto& [a, b, none] = each.operands;
+        const bool takes =
+            each.op == Op::Add || each.op == Op::Sub || each.op == Op::Mul || each.op == Op::Div;
+        // A constant lies in memory already.
+        const auto isAtHand = [&](Reg reg) {
+            return !code.registers[static_cast<std::size_t>(reg)].constant;
+        };
+        std::int32_t at = takes && isAtHand(a) ? loadOf(b) : -1;
+        if (at < 0 && takes && commutes(each.op) && isAtHand(b)) at = loadOf(a);
+        if (at >= 0) loads[static_cast<std::size_t>(at)] = true;
+        walk.pass(i);
+    }
+    return loads;
 }
 
 Decision decisionOf(const Code& code, const std::vector<bool>& fused, Reg condition, bool truth) {

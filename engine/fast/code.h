@@ -129,7 +129,7 @@ public:
     void pass(std::size_t at);
     /// @return the instruction that makes the register for the one at hand alone; -1 where there is none
     [[nodiscard]] std::int32_t onlyFor(Reg reg) const;
-    /// No element has been written since that instruction.
+    /// Nothing that can be loaded has been written since that instruction.
     [[nodiscard]] bool unchangedSince(std::int32_t at) const noexcept { return changed_ < at; }
 
 private:
@@ -158,6 +158,11 @@ void failGuard(Code& code, int which);
 /// Comparisons of doubles that nothing but choices ask for: they can be masks of bits, and need no jump.
 /// @return for each register, whether it holds one
 [[nodiscard]] std::vector<bool> maskConditions(const Code& code);
+
+/// Loads for one sum, difference, product or quotient alone, as its right operand or, where order does not
+/// matter, its left one: an instruction that takes an operand from memory can do both.
+/// @return for each instruction, whether the one that uses it takes it over
+[[nodiscard]] std::vector<bool> loadedOperands(const Code& code);
 
 /// What decides a condition that an If or a Guard asks for.
 struct Decision {

@@ -35,7 +35,8 @@ public:
     }
     [[nodiscard]] const Instruction* takeElement(Reg reg) {
         const Instruction* load = take(reg);
-        if (load == nullptr || load->op != Op::LoadElement || !walk_->unchangedSince(match.taken[match.count - 1]))
+        if (load == nullptr || load->op != Op::LoadElement ||
+            !walk_->unchangedSince(match.taken[match.count - 1]))
             return nullptr;
         match.join.imm = load->imm;
         return load;
@@ -80,15 +81,15 @@ private:
         using namespace joined;  // NOLINT: of the table
         const Instruction& each = code_.instructions[at];
         if (each.op == Op::Guard) return matchGuard(at);
-#define X(name, ...)                                      \
-    if (each.op == __VA_ARGS__::kOp) {                    \
-        Matcher matcher(code_, walk_);                    \
-        if (__VA_ARGS__::is(matcher, each)) {             \
-            matcher.match.join.kind = Kind::name;         \
-            matcher.match.join.to = each.to;              \
-            matches.push_back(matcher.match);             \
-            return;                                       \
-        }                                                 \
+#define X(name, ...)                              \
+    if (each.op == __VA_ARGS__::kOp) {            \
+        Matcher matcher(code_, walk_);            \
+        if (__VA_ARGS__::is(matcher, each)) {     \
+            matcher.match.join.kind = Kind::name; \
+            matcher.match.join.to = each.to;      \
+            matches.push_back(matcher.match);     \
+            return;                               \
+        }                                         \
     }
         KESTREL_JOINED(X)
 #undef X

@@ -105,8 +105,7 @@ private:
                 return false;
         }
         const auto valueOf = [&](std::size_t i) { return reading_.following(i)->operands[0]; };
-        const std::size_t at =
-            add(Kind::StoreRecordThree, kNoReg, first.operands[0], valueOf(1), valueOf(2));
+        const std::size_t at = add(Kind::StoreRecordThree, kNoReg, first.operands[0], valueOf(1), valueOf(2));
         steps_[at].imm = first.imm;
         reading_.advance(2);
         return true;

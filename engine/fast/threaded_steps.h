@@ -93,36 +93,36 @@ template <class Left, class Right>
 using Product = Do<Op::Mul, Left, Right>;
 }  // namespace joined
 
-// Expressions that are one step: name, expression. Of those that fit the first one is taken, so the longer ones
-// stand in front.
-#define KESTREL_JOINED(X)                                                        \
-    X(SmoothStep, Product<Product<A, A>, Difference<B, Product<C, A>>>)          \
-    X(MixElement, Sum<A, Product<B, Difference<Element<C>, A>>>)                 \
-    X(Mix, Sum<A, Product<B, Difference<C, A>>>)                                 \
-    X(SumOfProducts, Sum<Product<A, B>, Product<C, D>>)                          \
-    X(AbsoluteMulSub, Do<Op::Absolute, Difference<Product<A, B>, C>>)            \
-    X(ElementAddSub, Difference<Sum<A, Element<B>>, C>)                          \
-    X(AddAdd, Sum<Sum<A, B>, C>)                                                 \
-    X(AddSub, Difference<Sum<A, B>, C>)                                          \
-    X(AddSubFrom, Difference<C, Sum<A, B>>)                                      \
-    X(AddMul, Product<Sum<A, B>, C>)                                             \
-    X(SubAdd, Sum<Difference<A, B>, C>)                                          \
-    X(SubSub, Difference<Difference<A, B>, C>)                                   \
-    X(SubSubFrom, Difference<C, Difference<A, B>>)                               \
-    X(SubMul, Product<Difference<A, B>, C>)                                      \
-    X(MulAdd, Sum<Product<A, B>, C>)                                             \
-    X(MulSub, Difference<Product<A, B>, C>)                                      \
-    X(MulSubFrom, Difference<C, Product<A, B>>)                                  \
-    X(MulMul, Product<Product<A, B>, C>)                                         \
-    X(ElementAdd, Sum<Element<A>, B>)                                            \
-    X(ElementSub, Difference<Element<A>, B>)                                     \
-    X(ElementSubFrom, Difference<B, Element<A>>)                                 \
-    X(ElementMul, Product<Element<A>, B>)                                        \
-    X(MulFloor, Do<Op::Floor, Product<A, B>>)                                    \
+// Expressions that are one step: name, expression. Of those that fit the first one is taken, so the longer
+// ones stand in front.
+#define KESTREL_JOINED(X)                                                          \
+    X(SmoothStep, Product<Product<A, A>, Difference<B, Product<C, A>>>)            \
+    X(MixElement, Sum<A, Product<B, Difference<Element<C>, A>>>)                   \
+    X(Mix, Sum<A, Product<B, Difference<C, A>>>)                                   \
+    X(SumOfProducts, Sum<Product<A, B>, Product<C, D>>)                            \
+    X(AbsoluteMulSub, Do<Op::Absolute, Difference<Product<A, B>, C>>)              \
+    X(ElementAddSub, Difference<Sum<A, Element<B>>, C>)                            \
+    X(AddAdd, Sum<Sum<A, B>, C>)                                                   \
+    X(AddSub, Difference<Sum<A, B>, C>)                                            \
+    X(AddSubFrom, Difference<C, Sum<A, B>>)                                        \
+    X(AddMul, Product<Sum<A, B>, C>)                                               \
+    X(SubAdd, Sum<Difference<A, B>, C>)                                            \
+    X(SubSub, Difference<Difference<A, B>, C>)                                     \
+    X(SubSubFrom, Difference<C, Difference<A, B>>)                                 \
+    X(SubMul, Product<Difference<A, B>, C>)                                        \
+    X(MulAdd, Sum<Product<A, B>, C>)                                               \
+    X(MulSub, Difference<Product<A, B>, C>)                                        \
+    X(MulSubFrom, Difference<C, Product<A, B>>)                                    \
+    X(MulMul, Product<Product<A, B>, C>)                                           \
+    X(ElementAdd, Sum<Element<A>, B>)                                              \
+    X(ElementSub, Difference<Element<A>, B>)                                       \
+    X(ElementSubFrom, Difference<B, Element<A>>)                                   \
+    X(ElementMul, Product<Element<A>, B>)                                          \
+    X(MulFloor, Do<Op::Floor, Product<A, B>>)                                      \
     X(WholeMulAddAnd, Do<Op::And, Do<Op::AddWhole, Do<Op::MulWhole, A, B>, C>, D>) \
-    X(WholeAddAnd, Do<Op::And, Do<Op::AddWhole, A, B>, C>)                       \
-    X(WholeAddAdd, Do<Op::AddWhole, Do<Op::AddWhole, A, B>, C>)                  \
-    X(WholeAddMul, Do<Op::MulWhole, Do<Op::AddWhole, A, B>, C>)                  \
+    X(WholeAddAnd, Do<Op::And, Do<Op::AddWhole, A, B>, C>)                         \
+    X(WholeAddAdd, Do<Op::AddWhole, Do<Op::AddWhole, A, B>, C>)                    \
+    X(WholeAddMul, Do<Op::MulWhole, Do<Op::AddWhole, A, B>, C>)                    \
     X(WholeMulAdd, Do<Op::AddWhole, Do<Op::MulWhole, A, B>, C>)
 
 /// What a step does.
@@ -134,41 +134,41 @@ enum class Kind : std::uint8_t {
 #define X(name, ...) name,
     KESTREL_JOINED(X)
 #undef X
-#define KESTREL_OTHER_STEPS(X)                                                                               \
-    X(JumpIfTrue)                                                                                            \
-    X(JumpUnlessTrue)                                                                                        \
-    X(LeaveIfTrue)                                                                                           \
-    X(LeaveUnlessTrue)                                                                                       \
-    X(LeaveUnlessNearer) /* to zero than b */                                                                \
-    X(ToWhole32)         /* leaves where it does not fit 32 bits */                                          \
-    X(Call1)                                                                                                 \
-    X(Call2)                                                                                                 \
-    X(Ask)                                                                                                   \
-    X(Choose)                                                                                                \
-    X(LoadReal)                                                                                              \
-    X(LoadWord)                                                                                              \
-    X(LoadRecordReal)                                                                                        \
-    X(LoadRecordTwo) /* the second one at c, into b */                                                       \
-    X(LoadRecordWhole)                                                                                       \
-    X(LoadElement)                                                                                           \
-    X(LoadElementKind)                                                                                       \
-    X(Copy)                                                                                                  \
-    X(CopyTwo)                                                                                               \
-    X(Jump)                                                                                                  \
-    X(Leave)                                                                                                 \
-    X(Poll)                                                                                                  \
-    X(PollJump)                                                                                              \
-    X(StoreElement)                                                                                          \
-    X(StoreElementKind)                                                                                      \
-    X(StoreReal)                                                                                             \
-    X(StoreWord)                                                                                             \
-    X(StoreRecordReal)                                                                                       \
-    X(StoreRecordThree) /* side by side */                                                                   \
+#define KESTREL_OTHER_STEPS(X)                                      \
+    X(JumpIfTrue)                                                   \
+    X(JumpUnlessTrue)                                               \
+    X(LeaveIfTrue)                                                  \
+    X(LeaveUnlessTrue)                                              \
+    X(LeaveUnlessNearer) /* to zero than b */                       \
+    X(ToWhole32)         /* leaves where it does not fit 32 bits */ \
+    X(Call1)                                                        \
+    X(Call2)                                                        \
+    X(Ask)                                                          \
+    X(Choose)                                                       \
+    X(LoadReal)                                                     \
+    X(LoadWord)                                                     \
+    X(LoadRecordReal)                                               \
+    X(LoadRecordTwo) /* the second one at c, into b */              \
+    X(LoadRecordWhole)                                              \
+    X(LoadElement)                                                  \
+    X(LoadElementKind)                                              \
+    X(Copy)                                                         \
+    X(CopyTwo)                                                      \
+    X(Jump)                                                         \
+    X(Leave)                                                        \
+    X(Poll)                                                         \
+    X(PollJump)                                                     \
+    X(StoreElement)                                                 \
+    X(StoreElementKind)                                             \
+    X(StoreReal)                                                    \
+    X(StoreWord)                                                    \
+    X(StoreRecordReal)                                              \
+    X(StoreRecordThree) /* side by side */                          \
     X(Done)
 #define X(name) name,
-    KESTREL_OTHER_STEPS(X)
+        KESTREL_OTHER_STEPS(X)
 #undef X
-    Count,
+            Count,
 };
 
 /// Where the steps' code lies, by Kind.

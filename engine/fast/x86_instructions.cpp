@@ -12,16 +12,22 @@ namespace kestrel::fast {
 
 using namespace asmjit;  // NOLINT: its names are all that this file is about
 
+namespace {
+
+Instruction turned(Instruction each) {
+    std::swap(each.operands[0], each.operands[1]);
+    return each;
+}
+
+}  // namespace
+
 /// @param emit  of the result, the left operand and the right one, which is a register or in memory
 template <class Emit>
 void X86Emitter::binary(const Instruction& each, bool commutes, const Emit& emit) {
     auto [a, b, c] = each.operands;
-    if (commutes && isConstant(a)) std::swap(a, b);
+    if (commutes && loadOf(b) == nullptr && (isConstant(a) || loadOf(a) != nullptr)) std::swap(a, b);
     const Xmm left = real(a);
-    if (isConstant(b))
-        emit(written(each.to), left, cc_.newDoubleConst(ConstPoolScope::kLocal, registerOf(b).number));
-    else
-        emit(written(each.to), left, written(b));
+    withOperand(b, [&](const auto& right) { emit(written(each.to), left, right); });
 }
 
 template <class Emit>
@@ -48,11 +54,9 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::Div:
             return binary(each, false, [&](auto&&... x) { cc_.vdivsd(x...); });
         case Op::Smaller:  // the second operand comes out unless the first is smaller, NaN or not
-            cc_.vminsd(written(each.to), real(b), real(a));
-            return;
+            return binary(turned(each), false, [&](auto&&... x) { cc_.vminsd(x...); });
         case Op::Larger:
-            cc_.vmaxsd(written(each.to), real(b), real(a));
-            return;
+            return binary(turned(each), false, [&](auto&&... x) { cc_.vmaxsd(x...); });
         case Op::Negate:
             cc_.vxorpd(written(each.to), real(a), pattern(std::uint64_t{1} << 63));
             return;

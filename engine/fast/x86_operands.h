@@ -24,8 +24,9 @@ protected:
         : code_(code),
           cc_(compiler),
           fused_(fusedConditions(code)),
+          inMemory_(loadedOperands(code)),
           masks_(maskConditions(code)),
-          places_(sharedPlaces(code, fused_, masks_)),
+          places_(sharedPlaces(code, madeLater(), masks_)),
           registers_(code.registers.size()) {}
 
     // ---- registers that last as long as an instruction
@@ -74,6 +75,26 @@ protected:
             cc_.vxorpd(to, to, to);
         else
             cc_.vmovsd(to, cc_.newDoubleConst(asmjit::ConstPoolScope::kLocal, value));
+    }
+    /// @return the load that an instruction does by itself; null where the operand is at hand
+    [[nodiscard]] const Instruction* loadOf(Reg reg) const {
+        const std::int32_t made = registerOf(reg).definition;
+        if (made < 0 || !inMemory_[static_cast<std::size_t>(made)]) return nullptr;
+        return &code_.instructions[static_cast<std::size_t>(made)];
+    }
+    /// Where a number can be read that is no register's.
+    [[nodiscard]] Mem loaded(const Instruction& load) {
+        return load.op == Op::LoadElement ? element(load, 8) : inRecord(load.imm.whole, 8);
+    }
+    /// Calls emit with a constant's place, a load's or a register.
+    template <class Emit>
+    void withOperand(Reg reg, const Emit& emit) {
+        if (isConstant(reg))
+            emit(cc_.newDoubleConst(asmjit::ConstPoolScope::kLocal, registerOf(reg).number));
+        else if (const Instruction* load = loadOf(reg))
+            emit(loaded(*load));
+        else
+            emit(written(reg));
     }
     [[nodiscard]] Gp whole(Reg reg) {
         if (!isConstant(reg)) return writtenWhole(reg);
@@ -133,10 +154,17 @@ protected:
 
     const Code& code_;
     asmjit::x86::Compiler& cc_;
-    std::vector<bool> fused_;  ///< conditions that are made where they are wanted
-    Gp record_;                ///< the address of the sample
+    std::vector<bool> fused_;     ///< conditions that are made where they are wanted
+    std::vector<bool> inMemory_;  ///< loads that are operands of who wants them
+    Gp record_;                   ///< the address of the sample
 
 private:
+    /// Instructions that are done where somebody wants their results.
+    [[nodiscard]] std::vector<bool> madeLater() const {
+        std::vector<bool> later = fused_;
+        for (std::size_t i = 0; i < later.size(); ++i) later[i] = later[i] || inMemory_[i];
+        return later;
+    }
     /// Registers that an instruction needs for itself. The next one takes them again.
     template <class Kind, class Make>
     [[nodiscard]] static Kind temporary(std::vector<Kind>& all, std::size_t& used, const Make& make) {
