@@ -49,13 +49,15 @@ std::unique_ptr<BatchCode> BatchCode::make(const Code& code, CodeMemory& memory,
     if (lanes == 0) lanes = most;
     if ((lanes != 4 && lanes != 8) || lanes > most || !independent(code)) return nullptr;
     if (impl == nullptr || impl->used.load() >= CodeMemory::kLimit) return nullptr;
+    FirstError failed;
     CodeHolder holder;
     if (holder.init(impl->runtime.environment()) != kErrorOk) return nullptr;
+    holder.setErrorHandler(&failed);
     x86::Compiler compiler(&holder);
     BatchEmitter emitter(code, compiler, lanes == 8);
-    if (!emitter.emit()) return nullptr;
+    if (!emitter.emit() || compiler.finalize() != kErrorOk || !failed.none()) return nullptr;
     Entry entry = nullptr;
-    if (compiler.finalize() != kErrorOk || impl->runtime.add(&entry, &holder) != kErrorOk) return nullptr;
+    if (impl->runtime.add(&entry, &holder) != kErrorOk) return nullptr;
     const std::size_t bytes = holder.codeSize();
     impl->used += bytes;
     return std::unique_ptr<BatchCode>(

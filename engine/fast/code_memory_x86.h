@@ -26,4 +26,16 @@ struct CodeMemory::Impl {
     std::atomic<std::size_t> used{0};
 };
 
+/// A node that finds no memory is left out, of which only the library's handler hears.
+class FirstError final : public asmjit::ErrorHandler {
+public:
+    void handleError(asmjit::Error error, const char*, asmjit::BaseEmitter*) override {
+        if (error_ == asmjit::kErrorOk) error_ = error;
+    }
+    [[nodiscard]] bool none() const noexcept { return error_ == asmjit::kErrorOk; }
+
+private:
+    asmjit::Error error_ = asmjit::kErrorOk;
+};
+
 }  // namespace kestrel::fast

@@ -1,5 +1,6 @@
 // Machine code for x86-64: the function around the instructions. What is likely runs straight on from its
 // beginning to its end; where code leaves lies behind that.
+#include "engine/fast/code_memory_x86.h"
 #include "engine/fast/x86_emitter.h"
 
 #include <algorithm>
@@ -8,22 +9,6 @@
 namespace kestrel::fast {
 
 using namespace asmjit;  // NOLINT: its names are all that this file is about
-
-namespace {
-
-/// A node that finds no memory is left out, of which only the library's handler hears.
-class FirstError final : public ErrorHandler {
-public:
-    void handleError(Error error, const char*, BaseEmitter*) override {
-        if (error_ == kErrorOk) error_ = error;
-    }
-    [[nodiscard]] bool none() const noexcept { return error_ == kErrorOk; }
-
-private:
-    Error error_ = kErrorOk;
-};
-
-}  // namespace
 
 bool X86Emitter::assemble(CodeHolder& holder) {
     FirstError failed;
