@@ -11,6 +11,9 @@ elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         -Wmissing-variable-declarations -Wunused-member-function)
 endif()
 
+# A product and a sum are rounded one after the other, also where a machine could do both at once.
+add_compile_options(-ffp-contract=off)
+
 # Files beyond 2 GB on systems of 32 bits, too.
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 

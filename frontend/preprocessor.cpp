@@ -53,7 +53,7 @@ std::optional<PreprocessedScript> Preprocessor::runText(std::string_view name, s
 }
 
 std::optional<PreprocessedScript> Preprocessor::process() {
-    output_.reserve(inputs_.back().text.size() + kLineLimit);
+    output_.reserve(inputs_.back().text.size());
     map_.addPlain(0, 1, 0);
     putMarker(1);
     std::string line;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 #include <vector>
 
 namespace kestrel::fast {
@@ -149,8 +150,9 @@ private:
     std::vector<std::size_t> around_;  // of each node: the innermost opener that it stands in
 };
 
-/// Which locals a function may read before it has assigned them: a walk over all ways, as far as loops and
-/// branches know them. Where a way is not certain, all that there could be are taken.
+/// Which locals a function may read before it has assigned them, what compilers call definite assignment: a
+/// walk over all ways, as far as loops and branches know them. Where a way is not certain, all that there
+/// could be are taken.
 class FirstReads {
 public:
     FirstReads(const FunctionRecord& function, Carryover& carryover)
@@ -159,24 +161,49 @@ public:
         const std::size_t parameters = variables_.size();
         for (const Variable* v = function.locals.head; v != nullptr; v = v->next) number(*v);
         findUses();
-        Set atEntry(variables_.size(), false);
-        std::fill_n(atEntry.begin(), parameters, true);
+        Set atEntry(variables_.size());
+        for (std::size_t i = 0; i < parameters; ++i) atEntry.add(i);
         if (!nodes_.empty()) arrive(0, atEntry);
     }
 
     [[nodiscard]] std::unordered_set<const Variable*> run() {
-        while (!open_.empty()) {
-            const std::size_t at = open_.back();
-            open_.pop_back();
-            Arrival& arrival = arrivals_.at(at);
-            arrival.waits = false;
-            walk(at, arrival.assigned);
+        // The first place first: what comes together behind it has then come together before it goes on.
+        while (!open_.empty() && steps_ < kMostSteps) {
+            const std::size_t at = *open_.begin();
+            open_.erase(open_.begin());
+            walk(at, arrivals_.at(at));
         }
-        return found_;
+        // Without an end in sight any could be.
+        if (!open_.empty()) found_.insert(variables_.begin(), variables_.end());
+        return std::move(found_);
     }
 
 private:
-    using Set = std::vector<bool>;
+    /// A bit for each variable.
+    class Set {
+    public:
+        explicit Set(std::size_t variables = 0) : words_((variables + 63) / 64) {}
+        [[nodiscard]] bool has(std::size_t variable) const {
+            return (words_[variable / 64] >> variable % 64 & 1) != 0;
+        }
+        void add(std::size_t variable) { words_[variable / 64] |= std::uint64_t{1} << variable % 64; }
+        /// @return whether it has lost any
+        bool keepOnly(const Set& others) {
+            bool fewer = false;
+            for (std::size_t i = 0; i < words_.size(); ++i) {
+                fewer = fewer || (words_[i] & ~others.words_[i]) != 0;
+                words_[i] &= others.words_[i];
+            }
+            return fewer;
+        }
+        [[nodiscard]] std::size_t words() const noexcept { return words_.size(); }
+
+    private:
+        std::vector<std::uint64_t> words_;
+    };
+    /// Words of sets that are looked at: beyond, with thousands of branches and of variables, it would take
+    /// longer than all else.
+    static constexpr std::size_t kMostSteps = std::size_t{1} << 22;
     using Variables = std::vector<const Variable*>;
 
     /// An operator assigns to a reference, or reads what it refers to.
@@ -184,11 +211,6 @@ private:
         std::size_t at = 0;
         std::size_t variable = 0;
         bool assigns = false;
-    };
-
-    struct Arrival {
-        Set assigned;  ///< on all ways that have come there
-        bool waits = false;
     };
 
     void number(const Variable& variable) {
@@ -254,7 +276,7 @@ private:
     }
 
     void read(std::size_t number, const Set& assigned) {
-        if (!assigned[number]) found_.insert(variables_[number]);
+        if (!assigned.has(number)) found_.insert(variables_[number]);
     }
     void read(const Variable* variable, const Set& assigned) {
         if (const std::size_t* number = numberOf(variable)) read(*number, assigned);
@@ -264,11 +286,11 @@ private:
     void walk(std::size_t at, Set assigned) {
         auto use = std::ranges::lower_bound(uses_, at, {}, &Use::at);
         for (;; ++at) {
-            for (auto read = use; read != uses_.end() && read->at == at; ++read)
-                if (!read->assigns) this->read(read->variable, assigned);
+            for (auto each = use; each != uses_.end() && each->at == at; ++each)
+                if (!each->assigns) read(each->variable, assigned);
             readOperands(*nodes_[at], assigned);
             for (; use != uses_.end() && use->at == at; ++use)
-                if (use->assigns) assigned[use->variable] = true;
+                if (use->assigns) assigned.add(use->variable);
             if (Flow::branches(*nodes_[at]))
                 return flow_.successors(at, [&](std::size_t next) { arrive(next, assigned); });
             if (at + 1 == nodes_.size()) return;
@@ -277,17 +299,10 @@ private:
     }
 
     void arrive(std::size_t at, const Set& assigned) {
-        const auto [place, isNew] = arrivals_.try_emplace(at, Arrival{assigned, false});
-        Arrival& arrival = place->second;
-        bool fewer = isNew;
-        for (std::size_t i = 0; i < assigned.size() && !isNew; ++i) {
-            if (!arrival.assigned[i] || assigned[i]) continue;
-            arrival.assigned[i] = false;
-            fewer = true;
-        }
-        if (!fewer || arrival.waits) return;
-        arrival.waits = true;
-        open_.push_back(at);
+        steps_ += assigned.words() + 1;
+        const auto [place, isNew] = arrivals_.try_emplace(at);
+        if (isNew) place->second = assigned;
+        if (isNew || place->second.keepOnly(assigned)) open_.insert(at);
     }
 
     void readOperands(const CodeNode& node, const Set& assigned) {
@@ -319,9 +334,10 @@ private:
     Flow flow_;
     std::unordered_map<const Variable*, std::size_t> numbers_;
     Variables variables_;
-    std::vector<Use> uses_;  // in order
-    std::unordered_map<std::size_t, Arrival> arrivals_;
-    std::vector<std::size_t> open_;
+    std::vector<Use> uses_;                          // in order
+    std::unordered_map<std::size_t, Set> arrivals_;  // what is assigned on all ways that have come there
+    std::set<std::size_t> open_;                     // where less is than the walk from there knew
+    std::size_t steps_ = 0;
     std::unordered_set<const Variable*> found_;
 };
 

@@ -221,7 +221,7 @@ std::vector<bool> maskConditions(const Code& code) {
     return masks;
 }
 
-std::vector<bool> loadedOperands(const Code& code) {
+std::vector<bool> foldedLoads(const Code& code) {
     std::vector<bool> loads(code.instructions.size(), false);
     StraightWalk walk(code);
     const auto loadOf = [&](Reg reg) {

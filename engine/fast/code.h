@@ -120,8 +120,9 @@ struct Ending {
 /// Order does not matter, but for which NaN comes out, and all are one.
 [[nodiscard]] bool commutes(Op op) noexcept;
 
-/// Walks over the code and knows what an instruction may be put off for: as long as nothing joins or leaves,
-/// and none of its operands is written.
+/// Walks over the code and knows for how long an instruction may be put off: until control may go elsewhere
+/// in the code or come from there, or one of its operands is written. A guard may leave in between, since
+/// nothing is wanted any more then. Of a load ask for unchangedSince(), too.
 class StraightWalk {
 public:
     explicit StraightWalk(const Code& code);
@@ -159,10 +160,11 @@ void failGuard(Code& code, int which);
 /// @return for each register, whether it holds one
 [[nodiscard]] std::vector<bool> maskConditions(const Code& code);
 
-/// Loads for one sum, difference, product or quotient alone, as its right operand or, where order does not
-/// matter, its left one: an instruction that takes an operand from memory can do both.
+/// Loads that are operands: those for one sum, difference, product or quotient alone, as its right operand
+/// or, where order does not matter, its left one: an instruction that takes an operand from memory can do
+/// both.
 /// @return for each instruction, whether the one that uses it takes it over
-[[nodiscard]] std::vector<bool> loadedOperands(const Code& code);
+[[nodiscard]] std::vector<bool> foldedLoads(const Code& code);
 
 /// What decides a condition that an If or a Guard asks for.
 struct Decision {

@@ -3,7 +3,7 @@
 
 #include "engine/fast/builder.h"
 #include "engine/fast/facts.h"
-#include "engine/fast/threaded_joins.h"
+#include "engine/fast/superinstructions.h"
 #include "tests/edges.h"
 
 #include <gtest/gtest.h>
@@ -91,49 +91,54 @@ TEST(FastCode, factsAllowAllThatHappens) {
 
 namespace {
 
-/// What the joins of a piece of code do, in order.
-std::vector<Kind> joinedIn(const std::function<void(Builder&, Reg number, Reg index)>& write) {
+Code codeOf(const std::function<void(Builder&, Reg number, Reg index)>& write) {
     Builder builder;
     const Reg number = builder.merged(Class::Real, Facts());
     const Reg index = builder.merged(Class::Whole, Facts::between(0, 9, true));
     write(builder, number, index);
     Code code = builder.take();
     removeDead(code);
-    const Joins joins = joinsOf(code, fusedConditions(code));
+    return code;
+}
+
+/// In order.
+std::vector<Kind> superinstructionsIn(const Code& code) {
+    const Superinstructions found = superinstructionsOf(code, fusedConditions(code));
     std::vector<Kind> kinds;
     for (std::size_t i = 0; i < code.instructions.size(); ++i)
-        if (const Join* join = joins.at(i)) kinds.push_back(join->kind);
+        if (const Superinstruction* each = found.at(i)) kinds.push_back(each->kind);
     return kinds;
 }
 
 }  // namespace
 
-TEST(FastCode, aStepJoinsWhatNothingComesBetween) {
+TEST(FastCode, aStepDoesWhatNothingComesBetween) {
     for (const bool changes : {false, true}) {
-        const auto kinds = joinedIn([&](Builder& builder, Reg number, Reg index) {
+        const Code code = codeOf([&](Builder& builder, Reg number, Reg index) {
             const Reg element = builder.load(1, Op::LoadElement, index, {.whole = 64});
             if (changes) builder.change(2, Op::StoreElement, Op::LoadElement, index, number, {.whole = 64});
             builder.store(Op::StoreRecordReal, builder.make(Op::Add, element, number), {.whole = 0});
         });
-        EXPECT_EQ(kinds, changes ? std::vector<Kind>() : std::vector{Kind::ElementAdd});
+        EXPECT_EQ(superinstructionsIn(code), changes ? std::vector<Kind>() : std::vector{Kind::ElementAdd});
+        EXPECT_EQ(std::ranges::count(foldedLoads(code), true), changes ? 0 : 1);
     }
     for (const bool wanted : {false, true}) {  // between the conversion and its guard
-        const auto kinds = joinedIn([&](Builder& builder, Reg number, Reg) {
+        const Code code = codeOf([&](Builder& builder, Reg number, Reg) {
             const Reg whole = builder.make(Op::ToWhole, number);
             const Reg back = wanted ? builder.make(Op::FromWhole, whole) : number;
             builder.guard(builder.make(Op::Fits32, whole), "it is too large");
             builder.store(Op::StoreRecordReal, back, {.whole = 0});
         });
-        EXPECT_EQ(kinds, wanted ? std::vector<Kind>() : std::vector{Kind::ToWhole32});
+        EXPECT_EQ(superinstructionsIn(code), wanted ? std::vector<Kind>() : std::vector{Kind::ToWhole32});
     }
-    const auto kinds = joinedIn([](Builder& builder, Reg number, Reg) {
+    const Code code = codeOf([](Builder& builder, Reg number, Reg) {
         const Reg twice = builder.make(Op::Mul, builder.real(2.0), number);
         const Reg square = builder.make(Op::Mul, number, number);
         const Reg smooth = builder.make(Op::Mul, square, builder.make(Op::Sub, builder.real(3.0), twice));
         builder.store(Op::StoreRecordReal, smooth, {.whole = 0});
         builder.store(Op::StoreRecordReal, square, {.whole = 8});  // so it is not for the other one alone
     });
-    EXPECT_EQ(kinds, std::vector{Kind::SubMul});
+    EXPECT_EQ(superinstructionsIn(code), std::vector{Kind::SubMul});
 }
 
 }  // namespace kestrel::fast

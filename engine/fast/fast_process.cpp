@@ -140,7 +140,8 @@ void FastProcess::install(Code& code, bool asks) {
                             ctx_.services.codeMemory != nullptr && ctx_.services.codeMemory->available() &&
                             code.instructions.size() <= kMostNative;
     batchable_ = forMachine && code.instructions.size() <= kMostBatched && independent(code);
-    // Lanes are masked without a jump as it is, and a step costs as much as a jump.
+    // Lanes are masked without a jump as it is, so their code keeps its branches. Steps would be better off
+    // with them, too, but get choices where there is no room for machine code, which is rare.
     std::optional<Code> forBatch;
     if (batchable_ && batches_) forBatch = code;
     if (forMachine) blend(code);

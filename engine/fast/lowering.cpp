@@ -10,6 +10,8 @@ namespace {
 
 /// Restarts each of which knows more.
 constexpr int kMostRestarts = 24;
+/// Nodes for which room is made beforehand. Longer functions are not lowered, as a rule.
+constexpr std::size_t kMostReserved = 400'000;
 
 /// Looks at everything that `process` reaches: which variables it may write, and whether it may poll.
 class Survey {
@@ -63,7 +65,8 @@ private:
 Lowering::Lowering(EngineContext& ctx, Carryover& carryover, const FunctionRecord& process,
                    Knowledge& knowledge)
     : ctx_(ctx), carryover_(carryover), process_(process), knowledge_(knowledge) {
-    builder_.reserve(knowledge.length / 3);  // of the nodes most are operands and marks
+    builder_.reserve(std::min(knowledge.length, kMostReserved) /
+                     3);  // of the nodes most are operands and marks
 }
 
 Lowered Lowering::run() {

@@ -33,7 +33,7 @@ UndoLog& undoOf(Word place) noexcept {
     &&L_JumpIf##name, &&L_JumpUnless##name, &&L_LeaveIf##name, &&L_LeaveUnless##name,
 #include "engine/fast/ops.def"
 #define X(name, ...) &&L_##name,
-        KESTREL_JOINED(X)
+        KESTREL_SUPERINSTRUCTIONS(X)
 #undef X
 #define X(name) &&L_##name,
             KESTREL_OTHER_STEPS(X)
@@ -71,11 +71,11 @@ UndoLog& undoOf(Word place) noexcept {
     L_LeaveUnless##name : if (!(TEST(name))) [[unlikely]] return LEFT; \
     NEXT;
 #include "engine/fast/ops.def"
-    using namespace joined;  // NOLINT: of the table
+    using namespace expressions;  // NOLINT: of the table
 #define X(name, ...)                                   \
     L_##name : TO = __VA_ARGS__::of(*step, registers); \
     NEXT;
-    KESTREL_JOINED(X)
+    KESTREL_SUPERINSTRUCTIONS(X)
 #undef X
 L_JumpIfTrue:
     step = FIRST.whole != 0 ? step->target : step + 1;

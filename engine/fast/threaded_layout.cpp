@@ -1,6 +1,6 @@
 // Structured code as a row of steps.
+#include "engine/fast/superinstructions.h"
 #include "engine/fast/threaded.h"
-#include "engine/fast/threaded_joins.h"
 #include "engine/fast/threaded_steps.h"
 
 #include <utility>
@@ -17,7 +17,7 @@ public:
         : code_(code),
           steps_(steps),
           fused_(fusedConditions(code)),
-          joins_(joinsOf(code, fused_)),
+          super_(superinstructionsOf(code, fused_)),
           blocks_(static_cast<std::size_t>(code.blocks)) {
         for (const Register& reg : code.registers) registers.push_back(reg.constant ? wordOf(reg) : Word{});
         spare_ = static_cast<Reg>(registers.size());
@@ -29,9 +29,9 @@ public:
     void lay() {
         for (; !reading_.ended(); reading_.advance()) {
             const std::size_t at = reading_.at();
-            if (fused_[at] || joins_.taken[at]) continue;
-            if (const Join* join = joins_.at(at))
-                layJoin(*join);
+            if (fused_[at] || super_.taken[at]) continue;
+            if (const Superinstruction* found = super_.at(at))
+                lay(*found);
             else
                 lay(reading_.here());
         }
@@ -79,16 +79,16 @@ private:
         }
     }
 
-    void layJoin(const Join& join) {
-        const auto& [a, b, c, d] = join.in;
-        Step& step = steps_[add(join.kind, join.to, a, b, c)];
-        step.imm = join.imm;
+    void lay(const Superinstruction& found) {
+        const auto& [a, b, c, d] = found.in;
+        Step& step = steps_[add(found.kind, found.to, a, b, c)];
+        step.imm = found.imm;
         if (d >= 0) step.imm.whole = d;
     }
 
     /// @return false where no other value is loaded right behind
     bool layTwoLoads(const Instruction& first) {
-        if (!reading_.follows(1, Op::LoadRecordReal)) return false;
+        if (!reading_.follows(1, Op::LoadRecordReal) || super_.taken[reading_.at() + 1]) return false;
         const Instruction& second = *reading_.following(1);
         const std::size_t at =
             add(Kind::LoadRecordTwo, first.to, kNoReg, second.to, static_cast<Reg>(second.imm.whole));
@@ -243,7 +243,7 @@ private:
     const Code& code_;
     std::vector<Step>& steps_;
     std::vector<bool> fused_;
-    Joins joins_;
+    Superinstructions super_;
     Immediate poll_{};
     std::vector<std::vector<std::size_t>> blocks_;  // jumps to the end of each
     std::vector<OpenIf> ifs_;

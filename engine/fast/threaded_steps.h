@@ -1,4 +1,4 @@
-// What a step of threaded code can do: one operation, or several whose results nobody else wants.
+// What a step of threaded code can do: one operation, or several of which one wants the others' results.
 #pragma once
 
 #include "engine/fast/code.h"
@@ -80,7 +80,7 @@ struct Do {
     }
 };
 
-namespace joined {
+namespace expressions {
 using A = In<0>;
 using B = In<1>;
 using C = In<2>;
@@ -91,11 +91,11 @@ template <class Left, class Right>
 using Difference = Do<Op::Sub, Left, Right>;
 template <class Left, class Right>
 using Product = Do<Op::Mul, Left, Right>;
-}  // namespace joined
+}  // namespace expressions
 
 // Expressions that are one step: name, expression. Of those that fit the first one is taken, so the longer
 // ones stand in front.
-#define KESTREL_JOINED(X)                                                          \
+#define KESTREL_SUPERINSTRUCTIONS(X)                                               \
     X(SmoothStep, Product<Product<A, A>, Difference<B, Product<C, A>>>)            \
     X(MixElement, Sum<A, Product<B, Difference<Element<C>, A>>>)                   \
     X(Mix, Sum<A, Product<B, Difference<C, A>>>)                                   \
@@ -132,7 +132,7 @@ enum class Kind : std::uint8_t {
 #define KESTREL_FAST_TEST(name, a, b) JumpIf##name, JumpUnless##name, LeaveIf##name, LeaveUnless##name,
 #include "engine/fast/ops.def"
 #define X(name, ...) name,
-    KESTREL_JOINED(X)
+    KESTREL_SUPERINSTRUCTIONS(X)
 #undef X
 #define KESTREL_OTHER_STEPS(X)                                      \
     X(JumpIfTrue)                                                   \

@@ -50,9 +50,9 @@ private:
     // ---- x86_instructions.cpp
     void emit(const Instruction& each);
     template <class Emit>
-    void binary(const Instruction& each, bool commutes, const Emit& emit);
+    void binary(const Instruction& each, const Emit& emit);
     template <class Emit>
-    void wholeBinary(const Instruction& each, bool commutes, const Emit& emit);
+    void wholeBinary(const Instruction& each, const Emit& emit);
     void add(const Instruction& each);
     [[nodiscard]] Gp keptElement(const Instruction& each);
     void round(const Instruction& each, int how);

@@ -34,7 +34,7 @@ FuncNode* X86Emitter::emitAll() {
     function->setArg(1, record_);
     ending_ = cc_.newInt32();
     for (; !reading_.ended(); reading_.advance()) {
-        if (!fused_[reading_.at()] && !inMemory_[reading_.at()]) emit(reading_.here());
+        if (!fused_[reading_.at()] && !folded_[reading_.at()]) emit(reading_.here());
         endInstruction();
     }
     emitExits();

@@ -23,17 +23,17 @@ Instruction turned(Instruction each) {
 
 /// @param emit  of the result, the left operand and the right one, which is a register or in memory
 template <class Emit>
-void X86Emitter::binary(const Instruction& each, bool commutes, const Emit& emit) {
+void X86Emitter::binary(const Instruction& each, const Emit& emit) {
     auto [a, b, c] = each.operands;
-    if (commutes && loadOf(b) == nullptr && (isConstant(a) || loadOf(a) != nullptr)) std::swap(a, b);
+    if (commutes(each.op) && loadOf(b) == nullptr && (isConstant(a) || loadOf(a) != nullptr)) std::swap(a, b);
     const Xmm left = real(a);
     withOperand(b, [&](const auto& right) { emit(written(each.to), left, right); });
 }
 
 template <class Emit>
-void X86Emitter::wholeBinary(const Instruction& each, bool commutes, const Emit& emit) {
+void X86Emitter::wholeBinary(const Instruction& each, const Emit& emit) {
     auto [a, b, c] = each.operands;
-    if (commutes && isConstant(a)) std::swap(a, b);
+    if (commutes(each.op) && isConstant(a)) std::swap(a, b);
     const Gp to = writtenWhole(each.to);
     const Gp right = constant32(b) ? Gp() : whole(b);
     moveWhole(to, a);
@@ -46,17 +46,17 @@ void X86Emitter::emit(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
     switch (each.op) {
         case Op::Add:
-            return binary(each, true, [&](auto&&... x) { cc_.vaddsd(x...); });
+            return binary(each, [&](auto&&... x) { cc_.vaddsd(x...); });
         case Op::Sub:
-            return binary(each, false, [&](auto&&... x) { cc_.vsubsd(x...); });
+            return binary(each, [&](auto&&... x) { cc_.vsubsd(x...); });
         case Op::Mul:
-            return binary(each, true, [&](auto&&... x) { cc_.vmulsd(x...); });
+            return binary(each, [&](auto&&... x) { cc_.vmulsd(x...); });
         case Op::Div:
-            return binary(each, false, [&](auto&&... x) { cc_.vdivsd(x...); });
+            return binary(each, [&](auto&&... x) { cc_.vdivsd(x...); });
         case Op::Smaller:  // the second operand comes out unless the first is smaller, NaN or not
-            return binary(turned(each), false, [&](auto&&... x) { cc_.vminsd(x...); });
+            return binary(turned(each), [&](auto&&... x) { cc_.vminsd(x...); });
         case Op::Larger:
-            return binary(turned(each), false, [&](auto&&... x) { cc_.vmaxsd(x...); });
+            return binary(turned(each), [&](auto&&... x) { cc_.vmaxsd(x...); });
         case Op::Negate:
             cc_.vxorpd(written(each.to), real(a), pattern(std::uint64_t{1} << 63));
             return;
@@ -121,17 +121,17 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::AddWhole:
             return add(each);
         case Op::SubWhole:
-            return wholeBinary(each, false, [&](auto&&... x) { cc_.sub(x...); });
+            return wholeBinary(each, [&](auto&&... x) { cc_.sub(x...); });
         case Op::MulWhole:
             return multiply(each);
         case Op::And:
         case Op::Both:
-            return wholeBinary(each, true, [&](auto&&... x) { cc_.and_(x...); });
+            return wholeBinary(each, [&](auto&&... x) { cc_.and_(x...); });
         case Op::Or:
         case Op::Either:
-            return wholeBinary(each, true, [&](auto&&... x) { cc_.or_(x...); });
+            return wholeBinary(each, [&](auto&&... x) { cc_.or_(x...); });
         case Op::Xor:
-            return wholeBinary(each, true, [&](auto&&... x) { cc_.xor_(x...); });
+            return wholeBinary(each, [&](auto&&... x) { cc_.xor_(x...); });
         case Op::Remainder:
             return remainder(each);
         case Op::ShiftLeft:

@@ -24,7 +24,7 @@ protected:
         : code_(code),
           cc_(compiler),
           fused_(fusedConditions(code)),
-          inMemory_(loadedOperands(code)),
+          folded_(foldedLoads(code)),
           masks_(maskConditions(code)),
           places_(sharedPlaces(code, madeLater(), masks_)),
           registers_(code.registers.size()) {}
@@ -79,7 +79,7 @@ protected:
     /// @return the load that an instruction does by itself; null where the operand is at hand
     [[nodiscard]] const Instruction* loadOf(Reg reg) const {
         const std::int32_t made = registerOf(reg).definition;
-        if (made < 0 || !inMemory_[static_cast<std::size_t>(made)]) return nullptr;
+        if (made < 0 || !folded_[static_cast<std::size_t>(made)]) return nullptr;
         return &code_.instructions[static_cast<std::size_t>(made)];
     }
     /// Where a number can be read that is no register's.
@@ -154,15 +154,15 @@ protected:
 
     const Code& code_;
     asmjit::x86::Compiler& cc_;
-    std::vector<bool> fused_;     ///< conditions that are made where they are wanted
-    std::vector<bool> inMemory_;  ///< loads that are operands of who wants them
-    Gp record_;                   ///< the address of the sample
+    std::vector<bool> fused_;   ///< conditions that are made where they are wanted
+    std::vector<bool> folded_;  ///< loads that are operands of who wants them
+    Gp record_;                 ///< the address of the sample
 
 private:
     /// Instructions that are done where somebody wants their results.
     [[nodiscard]] std::vector<bool> madeLater() const {
         std::vector<bool> later = fused_;
-        for (std::size_t i = 0; i < later.size(); ++i) later[i] = later[i] || inMemory_[i];
+        for (std::size_t i = 0; i < later.size(); ++i) later[i] = later[i] || folded_[i];
         return later;
     }
     /// Registers that an instruction needs for itself. The next one takes them again.

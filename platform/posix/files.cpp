@@ -120,6 +120,7 @@ FileHandle createFile(std::string_view systemPath) {
 }
 
 bool takesFile(std::string_view systemPath) {
+    systemPath = systemPath.substr(0, systemPath.find('\0'));
     const std::string_view directory = directoryOf(systemPath);
     const std::string native = nativePath(directory).append(systemPath.substr(directory.size()));
     const int file = createNew(native);

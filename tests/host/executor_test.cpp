@@ -112,6 +112,30 @@ const char* const kLeaves =
     "else sa.eta = sa.sx; }\n"
     "destroy { info(\"destroyed \", t); }";
 
+/// What each way through thousands of branches assigns is found out in a time that grows with the script, not
+/// with its third power: that would be hours.
+TEST_F(Executors, BranchesAndLocalsByTheThousandAreSoonLookedThrough) {
+    std::string script = "process: sa\n{\n    b = 0;\n";
+    for (int i = 1; i <= 10'000; ++i) {
+        const std::string number = std::to_string(i);
+        script += "    if (sa.sx > " + number + ") a" + number + " = 1; else b = " + number + ";\n";
+    }
+    script += "    sa.eta = b + a1;\n}\n";
+    Lines expected;
+    for (const char* executor : {"definition", "threaded", "native"}) {
+        setenv("KESTREL_EXECUTOR", executor, 1);
+        Lines lines;
+        told = &lines;
+        FakeHost host;
+        const HxInstance instance = host.createWith(script.c_str());
+        for (const int x : {500, 2, 1, 9'999}) evaluate(host, instance, sampleAt(x));
+        EXPECT_TRUE(host.said().empty());
+        if (expected.empty()) expected = lines;
+        EXPECT_EQ(lines, expected) << executor;
+    }
+    EXPECT_EQ(expected.size(), 4u);
+}
+
 TEST_F(Executors, CodeGoesWhileItsSampleIsShadedOtherwise) {
     compare(kLeaves, [](FakeHost& host, HxInstance instance) {
         duringTrace = [](int ray) {
