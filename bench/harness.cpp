@@ -1,8 +1,10 @@
-// Times the functions in C++ as a host calls them. Prints for each: name, nanoseconds per sample (the median
-// of the passes), and the four numbers that describe the picture.
-//     kestrel-bench PASSES NAME...
-//     kestrel-bench slowest RUNS PASSES NAME    how many times as long as the median the slowest of so many
-//                                               runs takes, each of so many passes
+// Times the functions in C++ as a host calls them.
+//
+// kestrel-bench PASSES NAME...
+//     For each: name, nanoseconds per sample (the median of the passes), and the four numbers that describe
+//     the picture.
+// kestrel-bench slowest RUNS PASSES NAME
+//     How many times as long as the median the slowest of so many runs takes, each of so many passes.
 #include "bench/patterns.h"
 #include "bench/picture.h"
 
@@ -43,7 +45,7 @@ int main(int argc, char** argv) {
     }
     const int passes = argc > 2 ? std::atoi(argv[1]) : 0;
     if (passes < 1) {
-        std::fputs("usage: kestrel-bench PASSES NAME...\n", stderr);
+        std::fputs("usage: kestrel-bench PASSES NAME... | slowest RUNS PASSES NAME\n", stderr);
         return 2;
     }
     for (int i = 2; i < argc; ++i) {

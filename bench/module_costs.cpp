@@ -1,11 +1,12 @@
 // What the module costs beside the time of a sample. Prints numbers for soak.py.
-//     kestrel-bench-module MODULE load SCRIPT            milliseconds until the script is loaded, and until
-//     it
-//                                                        has shaded the two samples after which its code is
-//                                                        made; then the same of another instance
-//     kestrel-bench-module MODULE instances SCRIPT N     resident bytes per instance
-//     kestrel-bench-module MODULE soak SCRIPT SAMPLES    resident bytes after a tenth of the samples and at
-//     the end
+//
+// kestrel-bench-module MODULE load SCRIPT
+//     Milliseconds until the script is loaded, and until it has shaded the two samples after which its code
+//     is made; then the same of another instance.
+// kestrel-bench-module MODULE instances SCRIPT N
+//     Resident bytes per instance.
+// kestrel-bench-module MODULE soak SCRIPT SAMPLES
+//     Resident bytes after a tenth of the samples and at the end.
 #include "bench/host_loop.h"
 #include "bench/module.h"
 

@@ -218,6 +218,7 @@ statement changed
     12 : $element2$step;
     24 : $element2 $(+=$|+=$|*=$|-=$) $value2;
     24 : $element2 = $value2;
+    20 process : n6 = own[1]; own[$one2] = $value2; $target = $value1 + n6;
     4 : $whole2$step;
     8 : $whole2 $(+=$|+=$|*=$|-=$) $wholevalue2;
     8 : $whole2 = $wholevalue2;
