@@ -3,8 +3,8 @@
 // kestrel-bench PASSES NAME...
 //     For each: name, nanoseconds per sample (the median of the passes), and the four numbers that describe
 //     the picture.
-// kestrel-bench slowest RUNS PASSES NAME
-//     How many times as long as the median the slowest of so many runs takes, each of so many passes.
+// kestrel-bench each PASSES NAME
+//     The nanoseconds per sample of each pass.
 #include "bench/patterns.h"
 #include "bench/picture.h"
 
@@ -36,16 +36,15 @@ const Pattern* find(std::string_view name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 5 && std::string_view(argv[1]) == "slowest") {
-        const Pattern* const pattern = find(argv[4]);
-        if (pattern == nullptr || std::atoi(argv[2]) < 1 || std::atoi(argv[3]) < 1) return 2;
-        const auto times = timesOfRuns(pattern->evaluate, nullptr, std::atoi(argv[2]), std::atoi(argv[3]));
-        std::printf("%.3f\n", times.back() / times[times.size() / 2]);
+    if (argc == 4 && std::string_view(argv[1]) == "each") {
+        const Pattern* const pattern = find(argv[3]);
+        if (pattern == nullptr || std::atoi(argv[2]) < 1) return 2;
+        printPasses(pattern->evaluate, nullptr, std::atoi(argv[2]));
         return 0;
     }
     const int passes = argc > 2 ? std::atoi(argv[1]) : 0;
     if (passes < 1) {
-        std::fputs("usage: kestrel-bench PASSES NAME... | slowest RUNS PASSES NAME\n", stderr);
+        std::fputs("usage: kestrel-bench PASSES NAME... | each PASSES NAME\n", stderr);
         return 2;
     }
     for (int i = 2; i < argc; ++i) {

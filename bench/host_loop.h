@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <ctime>
 #include <vector>
 
@@ -57,24 +58,24 @@ double pass(Evaluate evaluate, void* instance, Shaded&& shaded) {
     return time / (kSize * kSize);
 }
 
-/// Times of so many runs of so many passes each, in order, after one pass to warm up.
-inline std::vector<double> timesOfRuns(Evaluate evaluate, void* instance, int runs, int passes) {
+/// Nanoseconds per sample of so many passes, after one to warm up.
+inline std::vector<double> timesOfPasses(Evaluate evaluate, void* instance, int passes) {
     const auto ignore = [](const ShadingSample&) {};
     pass(evaluate, instance, ignore);
     std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        double sum = 0.0;
-        for (int k = 0; k < passes; ++k) sum += pass(evaluate, instance, ignore);
-        times.push_back(sum / passes);
-    }
-    std::ranges::sort(times);
+    for (int i = 0; i < passes; ++i) times.push_back(pass(evaluate, instance, ignore));
     return times;
 }
 
-/// The median of passes.
 inline double medianOfPasses(Evaluate evaluate, void* instance, int passes) {
-    const std::vector<double> times = timesOfRuns(evaluate, instance, passes, 1);
+    std::vector<double> times = timesOfPasses(evaluate, instance, passes);
+    std::ranges::sort(times);
     return times[times.size() / 2];
+}
+
+/// Prints the time of each, in order.
+inline void printPasses(Evaluate evaluate, void* instance, int passes) {
+    for (const double time : timesOfPasses(evaluate, instance, passes)) std::printf("%.3f\n", time);
 }
 
 }  // namespace kestrel::bench

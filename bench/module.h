@@ -1,6 +1,7 @@
 // The module in a host that has nothing but messages: instances of scripts, to be measured.
 #pragma once
 
+#include "bench/host_loop.h"
 #include "host/host_interface.h"
 
 #include <dlfcn.h>
@@ -80,6 +81,8 @@ public:
     Instance& operator=(const Instance&) = delete;
 
     void evaluate(ShadingSample& sample) { shader_.evaluate(handle_, &sample); }
+    /// See host_loop.h.
+    void printPasses(int passes) { bench::printPasses(shader_.evaluate, handle_, passes); }
 
 private:
     /// A state of one line, which names the script.

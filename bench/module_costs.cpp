@@ -3,6 +3,8 @@
 // kestrel-bench-module MODULE load SCRIPT
 //     Milliseconds until the script is loaded, and until it has shaded the two samples after which its code
 //     is made; then the same of another instance.
+// kestrel-bench-module MODULE each SCRIPT PASSES
+//     The nanoseconds per sample of each pass over the grid.
 // kestrel-bench-module MODULE instances SCRIPT N
 //     Resident bytes per instance.
 // kestrel-bench-module MODULE soak SCRIPT SAMPLES
@@ -77,11 +79,12 @@ int main(int argc, char** argv) {
     const std::string_view task = argc > 3 ? argv[2] : "";
     const long count = argc > 4 ? std::atol(argv[4]) : 0;
     if (task != "load" && count < 1) {
-        std::fputs("usage: kestrel-bench-module MODULE load|instances|soak SCRIPT [COUNT]\n", stderr);
+        std::fputs("usage: kestrel-bench-module MODULE load|each|instances|soak SCRIPT [COUNT]\n", stderr);
         return 2;
     }
     const Module module(argv[1]);
     if (task == "load") load(module, argv[3]);
+    if (task == "each") Instance(module, argv[3]).printPasses(static_cast<int>(count));
     if (task == "instances") makeInstances(module, argv[3], count);
     if (task == "soak") soak(module, argv[3], count);
     return 0;

@@ -5,7 +5,6 @@
 - Memory: 1,000 instances of one script, and ten million samples.
 """
 
-import json
 import os
 import pathlib
 import statistics
@@ -17,8 +16,7 @@ from table import FOLDER, PATTERNS, REFERENCE, TRIVIAL, output
 EXECUTORS = ["threaded", "native"]
 ALL = ["definition", *EXECUTORS]
 GRIDS = 1000
-GRID_MS = 4  # so long a grid takes at least: an interrupt takes some hundredths of it
-SIDES = (256, 512, 1024)  # the first is that of all other tables
+RUNS = 3
 LINES = (1_000, 10_000, 50_000)
 PASSES = 9
 INSTANCES = 1000
@@ -33,36 +31,29 @@ class Module:
         self.program = programs / "kestrel-bench-module"
         self.library = programs / "kestrel-pt.so"
 
-    def numbers(self, executor, *words):
+    def text(self, executor, *words):
         os.environ["KESTREL_EXECUTOR"] = executor
-        return [float(word) for word in output(self.program, self.library, *words).split()]
+        return output(self.program, self.library, *words)
+
+    def numbers(self, executor, *words):
+        return [float(word) for word in self.text(executor, *words).split()]
 
 
-def bench(kestrel, name, executor, side, passes):
-    return json.loads(output(kestrel, "bench", FOLDER / f"{name}.ks", "--json", "--grid", f"{side}x{side}", "--passes", passes,
-                             "--executor", executor))
+def steadiness(run):
+    """The slowest grid over the median. A grid counts as the fastest of several runs: what an engine does now and then it does at
+    the same grid in each, and the machine's interrupts come at others."""
+    grids = [min(times) for times in zip(*([float(time) for time in run().split()] for _ in range(RUNS)))]
+    return max(grids) / statistics.median(grids)
 
 
-def side_for(sample):
-    """Of the smallest grid that takes long enough, from nanoseconds per sample."""
-    return next((side for side in SIDES if sample * side * side >= GRID_MS * 1e6), SIDES[-1])
-
-
-def print_steadiness(programs):
-    kestrel = programs / "kestrel"
-    print(f"| the slowest of {GRIDS} grids over the median | " + " | ".join(EXECUTORS) + f" | {REFERENCE} |")
-    print("|---|" + "---:|" * (len(EXECUTORS) + 1))
+def print_steadiness(programs, module):
+    columns = {executor: lambda name, executor=executor: module.text(executor, "each", FOLDER / f"{name}.ks", GRIDS)
+               for executor in ALL[1:]}
+    columns[REFERENCE] = lambda name: output(programs / "kestrel-bench-o2", "each", GRIDS, name)
+    print(f"| the slowest of {GRIDS} grids over the median | " + " | ".join(columns) + " |")
+    print("|---|" + "---:|" * len(columns))
     for name in PATTERNS:
-        cells = []
-        for executor in EXECUTORS:
-            side = side_for(bench(kestrel, name, executor, SIDES[0], 3)["nsPerSample"])
-            line = bench(kestrel, name, executor, side, GRIDS)
-            cells.append(f"{line['slowestNsPerSample'] / line['nsPerSample']:.2f} ({side}x{side})")
-        cpp = programs / "kestrel-bench-o2"
-        side = side_for(float(output(cpp, 3, name).split()[1]))
-        passes = side * side // SIDES[0] ** 2  # what C++ shades at a time is the smallest grid
-        cells.append(f"{float(output(cpp, 'slowest', GRIDS, passes, name)):.2f} ({side}x{side})")
-        print(f"| {name} | " + " | ".join(cells) + " |")
+        print(f"| {name} | " + " | ".join(f"{steadiness(lambda: run(name)):.2f}" for run in columns.values()) + " |")
 
 
 def long_process(lines):
@@ -119,7 +110,7 @@ def print_memory(module):
 def main():
     programs = pathlib.Path(sys.argv[1]).resolve()
     module = Module(programs)
-    print_steadiness(programs)
+    print_steadiness(programs, module)
     print()
     print_loading(module)
     print()

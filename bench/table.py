@@ -141,7 +141,6 @@ def print_table(columns, medians):
     batches = [column for column in columns if column.startswith("Kestrel batch")]
     ratios = {f"{column} / {other}": (column, other)
               for column, other in [(batch, REFERENCE) for batch in batches] + [("Kestrel threaded", REFERENCE), ("Kestrel native", REFERENCE),
-                                    ("Kestrel threaded", IN_LIBRARY), ("Kestrel native", IN_LIBRARY),
                                     ("Kestrel native", "C++ -O3 -march=native"), (HOST_LUAJIT, "Kestrel threaded"),
                                     (HOST_LUAJIT, "Kestrel native")]}
     row("ratio", ratios)

@@ -79,11 +79,11 @@ double clockCost() {
 double pass(const GridSize& grid, ModuleSession& session, Checksum* checksum) {
     static const double kClockCost = clockCost();
     GridSamples samples(grid, blankSample(), 256);
-    preview::ShaderHandle& shader = session.shader();
+    const preview::ShaderHandle::Callback evaluate = session.shader().callback();
     double time = 0.0;
     for (auto chunk = samples.next(); !chunk.empty(); chunk = samples.next()) {
         const std::chrono::nanoseconds start = platform::processorTime();
-        for (ShadingSample& sample : chunk) shader.evaluate(sample);
+        for (ShadingSample& sample : chunk) evaluate(sample);
         time += nanosecondsSince(start) - kClockCost;
         if (session.failed()) return -1.0;
         if (checksum == nullptr) continue;

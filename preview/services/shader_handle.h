@@ -40,6 +40,13 @@ public:
     void init() { host_.shader().init(instance_); }
     void newTime(std::int32_t frame, double time) { host_.shader().newTime(instance_, frame, time); }
     void evaluate(ShadingSample& sample) { evaluate_(instance_, &sample); }
+    /// The same for those who count nanoseconds: what a host has at hand in a loop over samples.
+    struct Callback {
+        void (*evaluate)(HxInstance, ShadingSample*);
+        HxInstance instance;
+        void operator()(ShadingSample& sample) const { evaluate(instance, &sample); }
+    };
+    [[nodiscard]] Callback callback() const noexcept { return {evaluate_, instance_}; }
     /// Samples in order: see ModuleHost::evaluate().
     void evaluate(std::span<ShadingSample> samples) { host_.evaluate(instance_, samples); }
     [[nodiscard]] std::uint32_t flags() { return host_.shader().flags(instance_); }
