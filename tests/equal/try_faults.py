@@ -85,7 +85,7 @@ def try_fault(copy, fault, count):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--count", type=int, default=5000, help="programs in which a fault must show (5000)")
+    parser.add_argument("--count", type=int, default=15000, help="programs in which a fault must show (15000)")
     parser.add_argument("--only", help="the faults whose file or name contains this")
     parser.add_argument("--copy", type=pathlib.Path, default=ROOT / "build/faults", help="where the copy is kept")
     options = parser.parse_args()
