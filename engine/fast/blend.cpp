@@ -319,8 +319,7 @@ private:
 }  // namespace
 
 void blend(Code& code) {
-    const auto branches = [](const Instruction& each) { return each.op == Op::If || each.op == Op::Choose; };
-    if (std::ranges::none_of(code.instructions, branches)) return;
+    if (std::ranges::find(code.instructions, Op::If, &Instruction::op) == code.instructions.end()) return;
     Blender(code).run();
     removeDead(code);
 }

@@ -65,8 +65,8 @@ private:
 Lowering::Lowering(EngineContext& ctx, Carryover& carryover, const FunctionRecord& process,
                    Knowledge& knowledge)
     : ctx_(ctx), carryover_(carryover), process_(process), knowledge_(knowledge) {
-    builder_.reserve(std::min(knowledge.length, kMostReserved) /
-                     3);  // of the nodes most are operands and marks
+    // Of the nodes most are operands and marks.
+    builder_.reserve(std::min(knowledge.length, kMostReserved) / 3);
 }
 
 Lowered Lowering::run() {

@@ -143,7 +143,7 @@ L_Copy:
     TO = FIRST;
     NEXT;
 L_CopyTwo : {
-    const Word second = THIRD;  // A's register may be the second one's
+    const Word second = THIRD;  // TO may be its register
     TO = FIRST;
     SECOND = second;
     NEXT;
