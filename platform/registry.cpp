@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace kestrel::platform {
 
@@ -44,12 +45,19 @@ using Connection = std::unique_ptr<sqlite3, ConnectionCloser>;
 /// One prepared statement with text parameters.
 class Statement {
 public:
+    Statement() = default;
     Statement(sqlite3* db, const char* sql) {
         if (sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr) != SQLITE_OK) statement_ = nullptr;
     }
     ~Statement() { sqlite3_finalize(statement_); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
+    Statement(Statement&& other) noexcept : statement_(std::exchange(other.statement_, nullptr)) {}
+    Statement& operator=(Statement&& other) noexcept {
+        std::swap(statement_, other.statement_);
+        return *this;
+    }
+    [[nodiscard]] explicit operator bool() const noexcept { return statement_ != nullptr; }
+    /// Leaves it as it is: it belongs to another process.
+    void forget() noexcept { statement_ = nullptr; }
 
     /// @param text  must outlive the statement
     void bind(int index, std::string_view text) {
@@ -61,7 +69,9 @@ public:
     void restart() {
         if (statement_ != nullptr) sqlite3_reset(statement_);
     }
-    [[nodiscard]] std::string text(int column) const {
+    /// @return nothing for NULL
+    [[nodiscard]] std::optional<std::string> text(int column) const {
+        if (sqlite3_column_type(statement_, column) == SQLITE_NULL) return std::nullopt;
         const void* data = sqlite3_column_blob(statement_, column);
         const int size = sqlite3_column_bytes(statement_, column);
         return data != nullptr ? std::string(static_cast<const char*>(data), static_cast<std::size_t>(size))
@@ -123,6 +133,7 @@ struct Registry::Impl {
 
     std::string path;
     Connection connection;
+    Statement row;            ///< the text by key and name; prepared once, since each opening asks
     std::uint32_t owner = 0;  ///< the process that opened the connection
     CancelFlag cancel = nullptr;
     Clock::time_point deadline;   ///< of the operation in progress
@@ -131,7 +142,9 @@ struct Registry::Impl {
     /// A connection must not be used, not even closed, by a child process: the child forgets it and opens its
     /// own.
     void abandonAfterFork() noexcept {
-        if (connection != nullptr && owner != processId()) static_cast<void>(connection.release());
+        if (connection == nullptr || owner == processId()) return;
+        row.forget();
+        static_cast<void>(connection.release());
     }
 
     /// Begins an operation.
@@ -143,6 +156,15 @@ struct Registry::Impl {
         abandonAfterFork();
         if (connection == nullptr) open();
         return connection.get();
+    }
+
+    /// Calls found with the text of a row that is there; nothing for NULL.
+    template <class Found>
+    void look(std::string_view key, std::string_view name, const Found& found) {
+        row.bind(1, key);
+        row.bind(2, name);
+        if (row.step() == SQLITE_ROW) found(row.text(0));
+        row.restart();  // lets go of the lock
     }
 
 private:
@@ -177,10 +199,13 @@ private:
         if (result != SQLITE_OK) return;
         sqlite3_busy_handler(raw, waitForOthers, this);
         // A store that can only be read still answers when its table is there.
-        const bool ready = Statement(raw, "SELECT 1 FROM registry LIMIT 1").step() != SQLITE_ERROR;
-        if (!ready && !execute(raw, kSchema)) return;
+        constexpr const char* kRow = "SELECT text FROM registry WHERE key = ?1 AND name = ?2";
+        Statement rows(raw, kRow);
+        if (!rows && execute(raw, kSchema)) rows = Statement(raw, kRow);
+        if (!rows) return;
         execute(raw, "PRAGMA synchronous=FULL");
         connection = std::move(opened);
+        row = std::move(rows);
         owner = processId();
     }
 };
@@ -214,12 +239,10 @@ bool Registry::createKey(Hive hive, std::string_view key) {
 }
 
 bool Registry::keyExists(Hive hive, std::string_view key) {
-    sqlite3* db = impl_->database();
-    if (db == nullptr) return false;
-    const std::string full = rootedKey(hive, key);
-    Statement query(db, "SELECT 1 FROM registry WHERE key = ?1 AND name = ''");
-    query.bind(1, full);
-    return query.step() == SQLITE_ROW;
+    if (impl_->database() == nullptr) return false;
+    bool exists = false;
+    impl_->look(rootedKey(hive, key), "", [&](const auto&) { exists = true; });
+    return exists;
 }
 
 bool Registry::setValue(Hive hive, std::string_view key, std::string_view name, std::string_view text) {
@@ -236,14 +259,10 @@ bool Registry::setValue(Hive hive, std::string_view key, std::string_view name, 
 }
 
 std::optional<std::string> Registry::value(Hive hive, std::string_view key, std::string_view name) {
-    sqlite3* db = impl_->database();
-    if (db == nullptr) return std::nullopt;
-    const std::string full = rootedKey(hive, key);
-    Statement query(db, "SELECT text FROM registry WHERE key = ?1 AND name = ?2 AND text IS NOT NULL");
-    query.bind(1, full);
-    query.bind(2, name);
-    if (query.step() != SQLITE_ROW) return std::nullopt;
-    return query.text(0);
+    if (impl_->database() == nullptr) return std::nullopt;
+    std::optional<std::string> value;
+    impl_->look(rootedKey(hive, key), name, [&](std::optional<std::string> text) { value = std::move(text); });
+    return value;
 }
 
 }  // namespace kestrel::platform
