@@ -228,7 +228,7 @@ std::vector<bool> foldedLoads(const Code& code) {
         const std::int32_t at = walk.onlyFor(reg);
         if (at < 0 || !walk.unchangedSince(at)) return -1;
         const Op op = code.instructions[static_cast<std::size_t>(at)].op;
-        return op == Op::LoadElement || op == Op::LoadRecordReal ? at : -1;
+        return op == Op::LoadElement || op == Op::LoadRecordReal || op == Op::LoadReal ? at : -1;
     };
     for (std::size_t i = 0; i < code.instructions.size(); ++i) {
         const Instruction& each = code.instructions[i];

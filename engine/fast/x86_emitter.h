@@ -68,7 +68,7 @@ private:
     void compareWhole(Reg a, Reg b);
     void bind(const Label& label) {
         cc_.bind(label);
-        forgetElements();
+        forgetAddresses();
     }
     void jump(Reg condition, bool truth, const Label& to);
     void makeCondition(const Instruction& each);

@@ -78,7 +78,7 @@ void X86Emitter::emit(const Instruction& each) {
             InvokeNode* call = nullptr;
             cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
                        FuncSignatureT<double, double>());  // NOLINT
-            forgetElements();                              // rather than to keep them somewhere
+            forgetAddresses();                              // rather than to keep them somewhere
             call->setArg(0, real(a));
             call->setRet(0, written(each.to));
             return;
@@ -89,7 +89,7 @@ void X86Emitter::emit(const Instruction& each) {
             InvokeNode* call = nullptr;
             cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.two),  // NOLINT
                        FuncSignatureT<double, double, double>());
-            forgetElements();
+            forgetAddresses();
             call->setArg(0, first);
             call->setArg(1, second);
             call->setRet(0, written(each.to));
@@ -160,10 +160,10 @@ void X86Emitter::emit(const Instruction& each) {
             return;
         }
         case Op::LoadReal:
-            cc_.vmovsd(written(each.to), at(each.imm.address, 8));
+            cc_.vmovsd(written(each.to), variable(each.imm.address, 8));
             return;
         case Op::LoadWord:
-            cc_.mov(writtenWhole(each.to).r32(), at(each.imm.address, 4));
+            cc_.mov(writtenWhole(each.to).r32(), variable(each.imm.address, 4));
             return;
         case Op::LoadRecordReal:
             cc_.vmovsd(written(each.to), inRecord(each.imm.whole, 8));
@@ -189,12 +189,12 @@ void X86Emitter::emit(const Instruction& each) {
         }
         case Op::StoreReal: {
             const Xmm value = real(a);
-            cc_.vmovsd(at(each.imm.address, 8), value);
+            cc_.vmovsd(variable(each.imm.address, 8), value);
             return;
         }
         case Op::StoreWord: {
             const Gp value = whole(a);
-            cc_.mov(at(each.imm.address, 4), value.r32());
+            cc_.mov(variable(each.imm.address, 4), value.r32());
             return;
         }
         case Op::StoreRecordReal:

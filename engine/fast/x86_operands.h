@@ -84,7 +84,8 @@ protected:
     }
     /// Where a number can be read that is no register's.
     [[nodiscard]] Mem loaded(const Instruction& load) {
-        return load.op == Op::LoadElement ? element(load, 8) : inRecord(load.imm.whole, 8);
+        if (load.op == Op::LoadElement) return element(load, 8);
+        return load.op == Op::LoadReal ? variable(load.imm.address, 8) : inRecord(load.imm.whole, 8);
     }
     /// Calls emit with a constant's place, a load's or a register.
     template <class Emit>
@@ -118,23 +119,27 @@ protected:
         cc_.mov(base, reinterpret_cast<std::uintptr_t>(address));  // NOLINT: goes into the code as a number
         return asmjit::x86::ptr(base, 0, size);
     }
+    [[nodiscard]] Mem variable(const void* address, std::uint32_t size) {
+        const std::int32_t distance = distanceFrom(variables_, address);
+        return asmjit::x86::ptr(variables_.reg, distance, size);
+    }
     [[nodiscard]] Mem inRecord(std::int64_t offset, std::uint32_t size) {
         return asmjit::x86::ptr(record_, static_cast<std::int32_t>(offset), size);
     }
     /// The a-th cell of an array, from the address of something in its first one.
     [[nodiscard]] Mem element(const Instruction& load, std::uint32_t size) {
-        const std::int32_t distance = distanceFromBase(load.imm.address);
+        const std::int32_t distance = distanceFrom(arrays_, load.imm.address);
         if (const auto index = constant32(load.operands[0])) {
             constexpr std::int64_t kSize{sizeof(ValueCell)};
             if (*index < kFar / kSize)
-                return asmjit::x86::ptr(base_, distance + static_cast<std::int32_t>(*index * kSize), size);
+                return asmjit::x86::ptr(arrays_.reg, distance + static_cast<std::int32_t>(*index * kSize), size);
         }
         makeOffset(load.operands[0]);
-        return asmjit::x86::ptr(base_, offset_, 0, distance, size);
+        return asmjit::x86::ptr(arrays_.reg, offset_, 0, distance, size);
     }
-    /// Control comes here from elsewhere as well: what was made for elements before need not be.
-    void forgetElements() noexcept {
-        baseAddress_ = 0;
+    /// Control comes here from elsewhere as well: what was made for addresses before need not be.
+    void forgetAddresses() noexcept {
+        arrays_.address = variables_.address = 0;
         offsetIndex_ = kNoReg;
     }
 
@@ -174,15 +179,19 @@ private:
 
     static constexpr std::int64_t kFar = std::int64_t{1} << 30;
 
-    /// Arrays mostly lie near one another: the base of one serves for the next.
-    [[nodiscard]] std::int32_t distanceFromBase(const void* place) {
+    /// Arrays mostly lie near one another, and so do variables: the base of one serves for the next.
+    struct Base {
+        Gp reg;
+        std::intptr_t address = 0;  ///< that it holds; 0: none
+    };
+    [[nodiscard]] std::int32_t distanceFrom(Base& base, const void* place) {
         const auto address = reinterpret_cast<std::intptr_t>(place);  // NOLINT: as above
-        const std::intptr_t distance = address - baseAddress_;
-        if (baseAddress_ != 0 && distance < kFar && distance > -kFar)
+        const std::intptr_t distance = address - base.address;
+        if (base.address != 0 && distance < kFar && distance > -kFar)
             return static_cast<std::int32_t>(distance);
-        if (!base_.isValid()) base_ = cc_.newInt64();
-        baseAddress_ = address;
-        cc_.mov(base_, address);
+        if (!base.reg.isValid()) base.reg = cc_.newInt64();
+        base.address = address;
+        cc_.mov(base.reg, address);
         return 0;
     }
     /// An index often is that of several arrays.
@@ -193,8 +202,8 @@ private:
         offsetIndex_ = registerOf(index).definition >= 0 ? index : kNoReg;  // others may be written again
     }
 
-    Gp base_;
-    std::intptr_t baseAddress_ = 0;  ///< what it holds; 0: nothing
+    Base arrays_;
+    Base variables_;
     Gp offset_;
     Reg offsetIndex_ = kNoReg;  ///< of which element
     std::vector<bool> masks_;
