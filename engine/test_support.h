@@ -130,7 +130,7 @@ protected:
     /// Appends an instruction to the program's code.
     CodeNode& emit(int op, Variable* operand = nullptr) {
         CodeNode& node = *ctx.program->make<CodeNode>();
-        node.op = op;
+        node.op = static_cast<std::int16_t>(op);
         node.line = 1;
         node.operand.variable = operand;
         ctx.program->code.append(&node);

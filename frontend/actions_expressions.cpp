@@ -33,12 +33,7 @@ void Compiler::flushExpression() {
     // them.
     CodeNode* pending = nullptr;
     for (CodeNode& entry : entries_) {
-        CodeNode* node = newCode(entry.op, entry.pos);
-        node->count = entry.count;
-        node->flags = entry.flags;
-        node->line = entry.line;
-        node->argc = entry.argc;
-        node->operand = entry.operand;
+        CodeNode* node = newCode(entry);
         entry.flags = 0;
         if (entry.op == OP_IF || entry.op == OP_ELSE) {
             pending = node;
@@ -49,11 +44,7 @@ void Compiler::flushExpression() {
 }
 
 CodeNode& Compiler::add(std::int32_t op, const SourcePos& where) {
-    CodeNode& entry = entries_.emplace_back();
-    entry.op = op;
-    entry.line = currentLine();
-    entry.pos = where;
-    return entry;
+    return entries_.emplace_back(nodeOf(op, where));
 }
 
 Variable* Compiler::lastSymbol() noexcept {

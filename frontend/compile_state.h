@@ -71,8 +71,11 @@ public:
     Variable* symlook(std::string_view name);
     /// Appends a function record. When memory is exhausted (reported) the last one is returned again.
     FunctionRecord* addfunc(const char* name);
+    /// A node of the line at hand.
+    [[nodiscard]] CodeNode nodeOf(std::int32_t op, const SourcePos& where) noexcept;
     /// Appends a node and makes it current. When memory is exhausted (reported) the current one stays.
-    CodeNode* newCode(std::int32_t op, const SourcePos& where);
+    CodeNode* newCode(const CodeNode& filled);
+    CodeNode* newCode(std::int32_t op, const SourcePos& where) { return newCode(nodeOf(op, where)); }
     void definePredefinedNames();
 
     // --- libraries.cpp ---
@@ -238,8 +241,8 @@ private:
     void endInput();
 
     // symbols.cpp
-    template <class T>
-    T* tryMake(std::string_view function);
+    template <class T, class... Args>
+    T* tryMake(std::string_view function, const Args&... args);
     Variable* newSymbol(std::string_view name);
     Variable* addLocal(std::string_view name);
     Variable* addGlobal(std::string_view name);

@@ -19,10 +19,11 @@ bool isAssigned(const CodeNode& marker) noexcept {
 }
 
 /// An index that is a plain number, as the only one: DimMark, SepMark, number, index. -1 for others.
-double plainIndex(const CodeNode& node) noexcept {
-    const CodeNode* value = node.prev;
-    const bool plain = node.op == OP_INDEX && (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) &&
-                       opIs(value->prev, OP_SEP) && opIs(value->prev->prev, OP_DIM);
+/// @param list  the last OP_DIM before the node, or null
+double plainIndex(const CodeNode& node, const CodeNode* list) noexcept {
+    if (node.op != OP_INDEX || list == nullptr || !opIs(list->next, OP_SEP)) return -1.0;
+    const CodeNode* value = list->next->next;
+    const bool plain = (opIs(value, OP_INTEGER) || opIs(value, OP_NUMBER)) && value->next == &node;
     return plain ? value->operand.number : -1.0;
 }
 
@@ -55,7 +56,8 @@ void MemberAdvice::enter(const Variable& name) {
     sampleVariable_ = process && sample_ != nullptr ? function->params.head : nullptr;
 }
 
-bool MemberAdvice::look(const CodeNode& node) {
+bool MemberAdvice::look(const CodeNode& node, const CodeNode* list) {
+    const double index = plainIndex(node, list);
     const CodeNode* next = node.next;
     const bool counted = next != nullptr && isPostfix(next->op);
     const CodeNode* marker = counted ? next->next : next;
@@ -65,19 +67,19 @@ bool MemberAdvice::look(const CodeNode& node) {
         return true;
     }
     if (!opIs(marker, OP_MEMBER)) {
-        if (!opIs(next, OP_ENDDECL)) indexFromZero(node, node.operand.variable->name);
+        if (!opIs(next, OP_ENDDECL)) indexFromZero(node, index, node.operand.variable->name);
         return false;
     }
     const Variable& owner = *marker->operand.variable;
     if (&owner == sampleVariable_) {
-        ofSample(node, owner, counted || isAssigned(*marker));
+        ofSample(node, index, owner, counted || isAssigned(*marker));
     } else if (!anyMember_) {
         ofObject(node, owner);
     }
     return true;
 }
 
-void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool assigned) {
+void MemberAdvice::ofSample(const CodeNode& node, double index, const Variable& owner, bool assigned) {
     const std::string_view name = node.operand.variable->name;
     const std::span<const MemberRow> rows = sample_->members();
     const auto row = std::ranges::find(rows, name, &MemberRow::name);
@@ -101,8 +103,8 @@ void MemberAdvice::ofSample(const CodeNode& node, const Variable& owner, bool as
             ctx_.reporter.hint(node.pos, HintId::WholeMemberRead, owner.name, name, owner.name, name,
                                row->elements);
     } else if (row->elements > 1) {
-        indexFromZero(node, std::string(owner.name) + "." + std::string(name));
-        if (const double index = plainIndex(node); index > row->elements)
+        indexFromZero(node, index, std::string(owner.name) + "." + std::string(name));
+        if (index > row->elements)
             ctx_.reporter.hint(node.pos, HintId::IndexBeyond, owner.name, name, formatG(index),
                                row->elements);
     }
@@ -138,8 +140,8 @@ void MemberAdvice::field(const CodeNode& node, const Variable& owner) {
     ctx_.reporter.hint(node.pos, HintId::UnknownField, name, didYouMean(nearestName(name, names)));
 }
 
-void MemberAdvice::indexFromZero(const CodeNode& node, const std::string& what) {
-    if (plainIndex(node) == 0.0) ctx_.reporter.hint(node.pos, HintId::IndexFromZero, what);
+void MemberAdvice::indexFromZero(const CodeNode& node, double index, const std::string& what) {
+    if (index == 0.0) ctx_.reporter.hint(node.pos, HintId::IndexFromZero, what);
 }
 
 bool MemberAdvice::lookAtMethod(const CodeNode& node) {

@@ -23,17 +23,19 @@ public:
     /// The code of a function begins.
     void enter(const Variable& name);
     /// @param node  OP_VAR or OP_INDEX
+    /// @param list  the last OP_DIM before it, or null
     /// @return true when it names a member, or a slot of a queue
-    bool look(const CodeNode& node);
+    bool look(const CodeNode& node, const CodeNode* list);
     /// @param node  OP_CALL
     /// @return true when it calls a method
     bool lookAtMethod(const CodeNode& node);
 
 private:
-    void ofSample(const CodeNode& node, const Variable& owner, bool assigned);
+    /// @param index  a plain number that is the only index; -1 where it is something else
+    void ofSample(const CodeNode& node, double index, const Variable& owner, bool assigned);
     void ofObject(const CodeNode& node, const Variable& owner);
     void field(const CodeNode& node, const Variable& owner);
-    void indexFromZero(const CodeNode& node, const std::string& what);
+    void indexFromZero(const CodeNode& node, double index, const std::string& what);
     [[nodiscard]] bool isField(std::string_view name) const { return fields_.contains(name); }
 
     EngineContext& ctx_;

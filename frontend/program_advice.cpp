@@ -39,9 +39,10 @@ bool endsCondition(const CodeNode& node) noexcept {
 
 /// The value of an assignment is one constant or variable. What is computed, called or looked up is often
 /// kept and tested at once.
-bool assignsPlainly(const CodeNode& assignment) noexcept {
-    const CodeNode* value = assignment.prev;
-    if (value == nullptr || !opIs(value->prev, OP_ASSIGNMARK)) return false;
+/// @param mark  the last OP_ASSIGNMARK before it, or null
+bool assignsPlainly(const CodeNode& assignment, const CodeNode* mark) noexcept {
+    const CodeNode* value = mark != nullptr ? mark->next : nullptr;
+    if (value == nullptr || value->next != &assignment) return false;
     return value->op == OP_VAR || value->op == OP_NUMBER || value->op == OP_INTEGER ||
            value->op == OP_STRING || value->op == OP_NIL;
 }
@@ -92,8 +93,10 @@ public:
     void give() {
         changedProcess();
         functions();
-        for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next)
+        for (const CodeNode* node = program_.code.head; node != nullptr && wanted(); node = node->next) {
             look(*node);
+            before_ = node;
+        }
         if (syntax_.sawAll()) neverAssigned();
     }
 
@@ -131,7 +134,7 @@ private:
         switch (node.op) {
             case OP_VAR:
             case OP_INDEX:
-                if (!members_.look(node)) use(node);
+                if (!members_.look(node, list_)) use(node);
                 break;
             case OP_MEMBER:
             case OP_RECORD:
@@ -150,8 +153,15 @@ private:
             case OP_ENDSTMT:
                 scriptCalls_ = 0;
                 break;
+            case OP_DIM:
+                list_ = &node;
+                break;
+            case OP_ASSIGNMARK:
+                mark_ = &node;
+                target_ = before_;
+                break;
             case OP_ASSIGN:
-                if (endsCondition(node) && assignsPlainly(node))
+                if (endsCondition(node) && assignsPlainly(node, mark_))
                     ctx_.reporter.hint(node.pos, HintId::AssignmentInCondition);
                 severalValues(node);
                 break;
@@ -166,14 +176,15 @@ private:
         const auto isPlain = [](const CodeNode* node) {
             return opIs(node, OP_NUMBER) || opIs(node, OP_INTEGER) || opIs(node, OP_STRING);
         };
-        const CodeNode* value = assignment.prev;
+        if (mark_ == nullptr || !opIs(target_, OP_VAR)) return;
         int count = 0;
         bool numbers = true;
-        for (; isPlain(value); value = value->prev) {
+        const CodeNode* value = mark_->next;
+        for (; isPlain(value); value = value->next) {
             ++count;
             numbers = numbers && value->op != OP_STRING;
         }
-        if (count < 2 || !opIs(value, OP_ASSIGNMARK) || !opIs(value->prev, OP_VAR)) return;
+        if (count < 2 || value != &assignment) return;
         ctx_.reporter.hint(assignment.pos, HintId::SeveralValues,
                            count == 3 && numbers
                                ? "a Vector stands between < and >: write <x, y, z>"
@@ -192,7 +203,7 @@ private:
     /// A variable or an element of one, no member.
     void use(const CodeNode& node) {
         const Variable& variable = target(node);
-        const bool declared = opIs(node.prev, OP_DECL) && opIs(node.next, OP_ENDDECL);
+        const bool declared = opIs(before_, OP_DECL) && opIs(node.next, OP_ENDDECL);
         const bool array = node.op == OP_INDEX && opIs(node.next, OP_ENDDECL);
         if (opIs(node.next, OP_ASSIGNMARK) && changesValue(*node.next))
             reads(variable, node);
@@ -323,6 +334,10 @@ private:
     std::unordered_set<const Variable*> seen_;
     std::unordered_set<const Variable*> givenValues_;
     std::unordered_set<std::string_view> assigned_;  // their names
+    const CodeNode* before_ = nullptr;               // the node before the one at hand
+    const CodeNode* list_ = nullptr;                 // the last OP_DIM
+    const CodeNode* mark_ = nullptr;                 // the last OP_ASSIGNMARK, and the node before it
+    const CodeNode* target_ = nullptr;
     bool inBlock_ = false;
     int scriptCalls_ = 0;  // in the statement so far
 };

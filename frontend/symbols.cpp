@@ -7,10 +7,10 @@ namespace kestrel {
 
 /// Allocates a record of the program. Without memory the input is skipped, so that the parse runs out and
 /// ends.
-template <class T>
-T* Compiler::tryMake(std::string_view function) {
+template <class T, class... Args>
+T* Compiler::tryMake(std::string_view function, const Args&... args) {
     try {
-        return program().make<T>();
+        return program().make<T>(args...);
     } catch (const std::bad_alloc&) {
         report(lastPlace(), MessageId::CompilerMemory, function);
         scanner_.skipInput();
@@ -84,13 +84,18 @@ FunctionRecord* Compiler::addfunc(const char* name) {
     return function;
 }
 
-CodeNode* Compiler::newCode(std::int32_t op, const SourcePos& where) {
+CodeNode Compiler::nodeOf(std::int32_t op, const SourcePos& where) noexcept {
+    CodeNode node;
+    node.op = static_cast<std::int16_t>(op);
+    node.line = currentLine();
+    node.pos = where;
+    return node;
+}
+
+CodeNode* Compiler::newCode(const CodeNode& filled) {
     LinkedList<CodeNode>& list = libraryMode_ ? libraryCode_ : program().code;
-    CodeNode* node = tryMake<CodeNode>("newCode");
+    CodeNode* node = tryMake<CodeNode>("newCode", filled);
     if (node == nullptr) return list.tail != nullptr ? list.tail : &spareNode_;
-    node->op = op;
-    node->line = currentLine();
-    node->pos = where;
     list.append(node);
     return node;
 }

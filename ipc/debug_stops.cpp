@@ -31,8 +31,9 @@ std::optional<LinePlace> lineWithCode(const Program& program, LinePlace place) {
             (!found || pos.line < found->line))
             found = {pos.file, pos.line};
     };
-    for (const CodeNode* node = program.code.head; node != nullptr; node = node->next)
-        if (beginsLine(*node) && (node->prev == nullptr || node->prev->line != node->line)) consider(*node);
+    std::int32_t line = -1;  // of the node before
+    for (const CodeNode* node = program.code.head; node != nullptr; line = node->line, node = node->next)
+        if (beginsLine(*node) && node->line != line) consider(*node);
     for (const FunctionRecord* f = program.functions.head; f != nullptr; f = f->next)
         if (const CodeNode* node = bodyOf(*f)) consider(*node);
     return found;

@@ -115,7 +115,7 @@ NamesOfVariables::NamesOfVariables(const Program& program) {
         if (node->op == OP_MEMBER || node->op == OP_RECORD || node->op == OP_IPCREF)
             used_.insert(node->operand.variable);
         else if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(node->mode))
-            used_.insert(&targetVariable(*node));
+            used_.insert(node->operand.variable);
     }
 }
 

@@ -261,7 +261,8 @@ bool Registry::setValue(Hive hive, std::string_view key, std::string_view name, 
 std::optional<std::string> Registry::value(Hive hive, std::string_view key, std::string_view name) {
     if (impl_->database() == nullptr) return std::nullopt;
     std::optional<std::string> value;
-    impl_->look(rootedKey(hive, key), name, [&](std::optional<std::string> text) { value = std::move(text); });
+    impl_->look(rootedKey(hive, key), name,
+                [&](std::optional<std::string> text) { value = std::move(text); });
     return value;
 }
 

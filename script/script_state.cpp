@@ -180,7 +180,7 @@ void Script::Impl::findMemberNames() {
     for (const CodeNode* node = program.code.head; node != nullptr && !memberNames_.empty();
          node = node->next)
         if ((node->op == OP_VAR || node->op == OP_INDEX) && !namesMember(node->mode))
-            memberNames_.erase(&targetVariable(*node));
+            memberNames_.erase(node->operand.variable);
 }
 
 Variable* Script::Impl::findGlobal(std::string_view name) {

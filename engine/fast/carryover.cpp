@@ -30,11 +30,14 @@ int Carryover::results(const FunctionRecord& function) {
     int count = -1;
     bool same = true;
     const CodeNode* last = nullptr;
+    Statement statement;
     for (const CodeNode* node = function.entry; node != nullptr && node != function.end; node = node->next) {
         if (node->op != OP_ENDSTMT && node->op != OP_ENDELSE && node->op != OP_ENDIF) last = node;
-        if (node->op != OP_RETURN) continue;
-        same = same && (count < 0 || node->count == count) && plainStatement(*node);
-        count = node->count;
+        if (node->op == OP_RETURN) {
+            same = same && (count < 0 || node->count == count) && isPlain(statement);
+            count = node->count;
+        }
+        statement.pass(*node);
     }
     // The last statement must be a return by itself, not one that a branch may pass by.
     const bool ends = opIs(last, OP_RETURN) && opIs(last->next, OP_ENDFUNC);
@@ -50,32 +53,31 @@ bool Carryover::yieldsOne(const CodeNode& call) {
     return call.reach == Reach::Builtin && call.to.builtin->handler.form.yieldsOne();
 }
 
-/// Everything in the statement before the node leaves one value each.
-bool Carryover::plainStatement(const CodeNode& last) {
-    for (const CodeNode* node = last.prev; node != nullptr; node = node->prev) {
-        switch (node->op) {
-            case OP_ENDSTMT:
-            case OP_FUNC:
-                return true;
-            case OP_CALL:
-                if (!yieldsOne(*node)) return false;
-                break;
-            case OP_LIST:
-            case OP_SELECTOR:
-                return false;
-            default:
-                break;
-        }
+void Carryover::Statement::pass(const CodeNode& node) {
+    if (node.op == OP_ENDSTMT || node.op == OP_FUNC) {
+        plain = true;
+        calls.clear();
+    } else if (node.op == OP_LIST || node.op == OP_SELECTOR) {
+        plain = false;
+    } else if (node.op == OP_CALL) {
+        calls.push_back(&node);
     }
-    return true;
+}
+
+bool Carryover::isPlain(Statement& statement) {
+    for (; statement.plain && !statement.calls.empty(); statement.calls.pop_back())
+        statement.plain = yieldsOne(*statement.calls.back());
+    return statement.plain;
 }
 
 void Carryover::lookAtCalls() {
     callsKnown_ = true;
+    Statement statement;
     for (const CodeNode* node = program_.code.head; node != nullptr; node = node->next) {
-        if (node->op != OP_CALL || node->mode == kMethodCall || node->reach != Reach::Function) continue;
-        if (node->argc != node->to.function->paramCount || !plainStatement(*node))
+        if (node->op == OP_CALL && node->mode != kMethodCall && node->reach == Reach::Function &&
+            (node->argc != node->to.function->paramCount || !isPlain(statement)))
             partlyBound_.insert(node->to.function);
+        statement.pass(*node);
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 namespace kestrel {
 class EngineContext;
@@ -32,7 +33,15 @@ public:
     [[nodiscard]] bool observed() const noexcept { return observed_; }
 
 private:
-    [[nodiscard]] bool plainStatement(const CodeNode& call);
+    /// What of a statement has been passed, from its beginning.
+    struct Statement {
+        bool plain = true;                   ///< everything but what `calls` leave: one plain value each
+        std::vector<const CodeNode*> calls;  ///< that nobody has asked about yet
+
+        void pass(const CodeNode& node);
+    };
+    /// Everything in it leaves one value each.
+    [[nodiscard]] bool isPlain(Statement& statement);
     [[nodiscard]] bool yieldsOne(const CodeNode& call);
     void lookAtCalls();
 

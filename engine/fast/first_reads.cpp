@@ -29,16 +29,15 @@ void forEachNode(const FunctionRecord& function, const Visit& visit) {
     }
 }
 
-/// Where control goes from the events of a function. Where that is not certain, to all places that there could
-/// be.
+/// Where control goes from the events of a function. Where that is not certain, to all places that there
+/// could be.
 class Flow {
 public:
     explicit Flow(const FunctionRecord& function) {
         forEachNode(function, [this](const CodeNode& node) {
             if (!branches(node)) return;
             if (opens(node)) events_.emplace(&node, kNone);
-            for (const CodeNode* each :
-                 {static_cast<const CodeNode*>(node.link), target(node), body(node)})
+            for (const CodeNode* each : {static_cast<const CodeNode*>(node.link), target(node), body(node)})
                 if (each != nullptr) events_.emplace(each, kNone);
         });
     }
@@ -178,12 +177,12 @@ public:
             block_ = {{}, true};
             inBlock_ = !inBlock_;
         } else if (inBlock_ && target) {
-            block_.targets.push_back(&targetVariable(node));
+            block_.targets.push_back(node.operand.variable);
         } else if (opIs(node.next, OP_ASSIGNMARK) &&
                    (node.op == OP_VAR || node.op == OP_INDEX || node.op == OP_MEMBER ||
                     node.op == OP_RECORD || node.op == OP_IPCREF)) {
             open_.push_back({});
-            if (target) open_.back().targets.push_back(&targetVariable(node));
+            if (target) open_.back().targets.push_back(node.operand.variable);
         } else if (node.op == OP_ASSIGN && !open_.empty()) {
             take();
             if (opIs(before, OP_LIST)) return Use::Reads;  // the values go to the array that is there
@@ -225,8 +224,8 @@ private:
     Open taken_;
 };
 
-/// A walk over all ways, as far as loops and branches know them. Where a way is not certain, all that there could
-/// be are taken.
+/// A walk over all ways, as far as loops and branches know them. Where a way is not certain, all that there
+/// could be are taken.
 class FirstReads {
 public:
     FirstReads(const FunctionRecord& function, const ResultCounts& results)
@@ -317,15 +316,15 @@ private:
                 if (node.mode == kMemberRead || node.mode == kMemberReference || node.mode == kRecordRead ||
                     node.mode == kRecordReference)
                     return add(Event::Kind::Reads, node.to.object);
-                return add(Event::Kind::Reads, &targetVariable(node));
+                return add(Event::Kind::Reads, node.operand.variable);
             case OP_CALL:
-                if (node.mode == kMethodCall) add(Event::Kind::Reads, node.variable);
+                if (node.mode == kMethodCall) add(Event::Kind::Reads, node.to.object);
                 return;
             case OP_HXOBJECT:
                 return add(Event::Kind::Reads, node.operand.variable);
             case OP_NEG:
             case OP_NOT:
-                if (node.mode == kStatementForm) add(Event::Kind::Reads, node.variable);
+                if (node.mode == kStatementForm) add(Event::Kind::Reads, node.operand.variable);
                 return;
             default:
                 return;

@@ -143,7 +143,7 @@ void Lowering::assignList() {
     static_cast<void>(pop());
     const Cell target = pop();
     if (target.type != VarRef) refuse("a list that is assigned to something else than a variable");
-    const Cell held = slot(slotOf(targetVariable(*target.node)));
+    const Cell held = slot(slotOf(*target.node->operand.variable));
     if (held.type != Array || held.object == nullptr) refuse("a list that becomes an array");
     const auto& array = *static_cast<const ArrayRecord*>(held.object);
     const std::int32_t kind = kindOfElements(array);

@@ -176,7 +176,9 @@ const CodeNode* Lowering::step(const Node& node) {
 // ---- branches
 
 const CodeNode* Lowering::conditional(const Node& node) {
-    const Node* endIf = opIs(node.link, OP_ELSE) ? node.link->prev : node.link;
+    const Node* endIf = node.operand.target;
+    if (endIf == nullptr)
+        for (endIf = node.next; endIf != nullptr && endIf->op != OP_ENDIF;) endIf = endIf->next;
     if (!opIs(endIf, OP_ENDIF) || !isNested(node.next, endIf)) refuse("a conditional in a conditional");
     const Node* otherwise = opIs(endIf->next, OP_ELSE) ? endIf->next : nullptr;
     const Node* end = otherwise != nullptr ? endIf->link : endIf;

@@ -171,7 +171,7 @@ bool Lowering::collectChanges(const Node* begin, const Node* end,
     for (const Node* node = begin; node != end && node != nullptr; node = node->next) {
         elements = elements || (node->op == OP_INDEX && node->mode == kReference);
         if ((node->op == OP_VAR || node->op == OP_INDEX) && node->mode == kReference)
-            add(infos.ofVariable, &targetVariable(*node));
+            add(infos.ofVariable, node->operand.variable);
         if ((node->op == OP_VAR || node->op == OP_INDEX) && node->mode == kMemberReference) {
             add(infos.ofVariable, node->to.object);
             // Of several elements any may be meant; a member that does not change costs nothing in the end.
@@ -180,9 +180,9 @@ bool Lowering::collectChanges(const Node* begin, const Node* end,
                 for (int i = 1; i <= row.elements; ++i) add(infos.ofMember, row.placeOf(i));
             }
         }
-        if (((node->op == OP_NEG || node->op == OP_NOT) && node->mode == kStatementForm) ||
-            (node->op == OP_CALL && node->mode == kMethodCall))
-            add(infos.ofVariable, node->variable);
+        if ((node->op == OP_NEG || node->op == OP_NOT) && node->mode == kStatementForm)
+            add(infos.ofVariable, node->operand.variable);
+        if (node->op == OP_CALL && node->mode == kMethodCall) add(infos.ofVariable, node->to.object);
         if (node->op != OP_CALL || node->mode == kMethodCall) continue;
         if (node->reach == Reach::Builtin && node->to.builtin->handler.form.draws())
             add(infos.ofMember, std::int64_t{-1});

@@ -17,7 +17,7 @@ constexpr std::pair<std::string_view, std::int32_t> kQuestions[] = {{"isNil", Ni
 }  // namespace
 
 void Lowering::callMethod(const Node& node) {
-    Variable& variable = *node.variable;
+    Variable& variable = *node.to.object;
     const Cell held = slot(slotOf(variable));
     if (held.type == kNoValue) refuse("a value that not every way gives");
     const bool plain =

@@ -216,7 +216,7 @@ void Lowering::assignVariable(Variable& variable, const Cell& value) {
 void Lowering::variable(const Node& node) {
     switch (node.mode) {
         case kLoad:
-            return push(readVariable(targetVariable(node)));
+            return push(readVariable(*node.operand.variable));
         case kReference:
             return push(Cell::ofKind(VarRef, &node));
         case kMemberRead:
@@ -247,7 +247,7 @@ void Lowering::indexed(const Node& node) {
     switch (node.mode) {
         case kLoad: {
             const std::vector<Cell> indexes = takeIndexes();
-            return push(element(elementPlace(targetVariable(node), indexes)));
+            return push(element(elementPlace(*node.operand.variable, indexes)));
         }
         case kMemberRead: {
             const std::vector<Cell> indexes = takeIndexes();
@@ -259,7 +259,7 @@ void Lowering::indexed(const Node& node) {
         case kReference:
             return push(Cell::ofKind(Array, &node));
         case kDeclare:
-            return declare(targetVariable(node));
+            return declare(*node.operand.variable);
         default:
             refuse("an element in a queue");
     }
@@ -422,9 +422,9 @@ std::vector<Lowering::Target> Lowering::takeBlock() {
 }
 
 void Lowering::assignTo(const Target& target, const Cell& value) {
-    if (target.type == VarRef) return assignVariable(targetVariable(*target.node), value);
+    if (target.type == VarRef) return assignVariable(*target.node->operand.variable, value);
     if (target.type == Array)
-        return assignElement(elementPlace(targetVariable(*target.node), target.indexes), value);
+        return assignElement(elementPlace(*target.node->operand.variable, target.indexes), value);
     static_cast<void>(changeMember(*target.node, target.index ? &*target.index : nullptr, OP_ASSIGN, value));
 }
 
@@ -445,10 +445,10 @@ void Lowering::compound(const Node& node) {
     const Cell value = popValue();
     const Target target = takeTarget(pop());
     if (target.type == VarRef)
-        return combineInto(targetVariable(*target.node), plainOperator(node.op), value);
+        return combineInto(*target.node->operand.variable, plainOperator(node.op), value);
     if (target.type == Array) {
         static_cast<void>(
-            changeElement(elementPlace(targetVariable(*target.node), target.indexes), node.op, value));
+            changeElement(elementPlace(*target.node->operand.variable, target.indexes), node.op, value));
         return;
     }
     static_cast<void>(changeMember(*target.node, target.index ? &*target.index : nullptr, node.op, value));
@@ -487,12 +487,12 @@ void Lowering::combineInto(Variable& variable, std::int32_t op, const Cell& valu
 /// `-x;` and `!x;`
 void Lowering::changeInPlace(const Node& node) {
     static_cast<void>(pop());
-    const std::size_t index = slotOf(*node.variable);
+    const std::size_t index = slotOf(*node.operand.variable);
     if (!slot(index).isNumeric() && (node.op == OP_NOT || !isInlineKind(slot(index).type)))
         refuse("a sign or a truth of something else than a number");
     if (node.op == OP_NOT) {
-        slot(index).number = inverted(readVariable(*node.variable)).number;
-        settled(*node.variable);
+        slot(index).number = inverted(readVariable(*node.operand.variable)).number;
+        settled(*node.operand.variable);
         return;
     }
     for (int which = 0; which < kParts; ++which) {  // whatever the kind
@@ -505,7 +505,7 @@ void Lowering::changeInPlace(const Node& node) {
 void Lowering::increment(const Node& node) {
     const Target target = takeTarget(pop());
     if (target.type == Array) {
-        const ElementPlace place = elementPlace(targetVariable(*target.node), target.indexes);
+        const ElementPlace place = elementPlace(*target.node->operand.variable, target.indexes);
         return push(*changeElement(place, node.op, Cell::ofInteger(builder_.real(1.0))));
     }
     if (target.type != VarRef) {
@@ -515,7 +515,7 @@ void Lowering::increment(const Node& node) {
         return;
     }
     const Reg step = builder_.real(incrementStep(node.op));
-    Variable& variable = targetVariable(*target.node);
+    Variable& variable = *target.node->operand.variable;
     const std::size_t index = slotOf(variable);
     const Cell old = slot(index);
     if (!old.isNumeric() && old.type != Vector)

@@ -28,13 +28,13 @@ public:
                 case OP_VAR:
                 case OP_INDEX:
                     if (node->mode == kReference || node->mode == kDeclare)
-                        written_.insert(&targetVariable(*node));
+                        written_.insert(node->operand.variable);
                     else if (node->mode == kMemberReference || node->mode == kRecordReference)
                         written_.insert(node->to.object);
                     break;
                 case OP_NEG:
                 case OP_NOT:
-                    if (node->mode == kStatementForm) written_.insert(node->variable);
+                    if (node->mode == kStatementForm) written_.insert(node->operand.variable);
                     break;
                 case OP_WHILE:
                 case OP_FORTEST:
@@ -43,7 +43,7 @@ public:
                 case OP_CALL:
                     polls_ = true;
                     if (node->mode == kMethodCall)
-                        written_.insert(node->variable);
+                        written_.insert(node->to.object);
                     else if (node->reach == Reach::Function)
                         of(*node->to.function);
                     break;

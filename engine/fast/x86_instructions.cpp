@@ -78,7 +78,7 @@ void X86Emitter::emit(const Instruction& each) {
             InvokeNode* call = nullptr;
             cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
                        FuncSignatureT<double, double>());  // NOLINT
-            forgetAddresses();                              // rather than to keep them somewhere
+            forgetAddresses();                             // rather than to keep them somewhere
             call->setArg(0, real(a));
             call->setRet(0, written(each.to));
             return;

@@ -132,7 +132,8 @@ protected:
         if (const auto index = constant32(load.operands[0])) {
             constexpr std::int64_t kSize{sizeof(ValueCell)};
             if (*index < kFar / kSize)
-                return asmjit::x86::ptr(arrays_.reg, distance + static_cast<std::int32_t>(*index * kSize), size);
+                return asmjit::x86::ptr(arrays_.reg, distance + static_cast<std::int32_t>(*index * kSize),
+                                        size);
         }
         makeOffset(load.operands[0]);
         return asmjit::x86::ptr(arrays_.reg, offset_, 0, distance, size);

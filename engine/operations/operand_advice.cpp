@@ -58,12 +58,11 @@ struct Names {
 
 Names namesOf(const CodeNode* node) noexcept {
     Names names;
-    const CodeNode* right = node != nullptr ? node->prev : nullptr;
+    const CodeNode* right = node != nullptr ? node->link : nullptr;
     if (right == nullptr || !holdsOneValue(*right)) return names;
-    if (right->op == OP_VAR) names.right = targetVariable(*right).name;
-    const CodeNode* left = right->prev;
-    if (left != nullptr && left->op == OP_ASSIGNMARK) left = left->prev;
-    if (left != nullptr && left->op == OP_VAR) names.left = targetVariable(*left).name;
+    if (right->op == OP_VAR) names.right = right->operand.variable->name;
+    const CodeNode* left = node->to.left;
+    if (left != nullptr && left->op == OP_VAR) names.left = left->operand.variable->name;
     return names;
 }
 

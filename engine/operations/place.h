@@ -46,7 +46,7 @@ enum class Reading {
     if (kind >= Place::Kind::Member)
         return {kind, node.to.object, node.operand.variable->name, node.name, 0, node.line, indexes};
     if (kind == Place::Kind::Element && node.queueVariable != 0) kind = Place::Kind::SlotElement;
-    return {kind, &targetVariable(node), nullptr, kNoName, node.queueVariable, node.line, indexes};
+    return {kind, node.operand.variable, nullptr, kNoName, node.queueVariable, node.line, indexes};
 }
 
 }  // namespace kestrel

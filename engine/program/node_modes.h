@@ -23,6 +23,11 @@ enum NodeMode : std::uint8_t {
     return mode >= kMemberRead && mode <= kSlotReference;
 }
 
+/// What has been read goes on behind the marker that names its object.
+[[nodiscard]] constexpr bool readsMember(std::uint8_t mode) noexcept {
+    return mode == kMemberRead || mode == kRecordRead;
+}
+
 /// OP_NEG and OP_NOT: the statement forms `-x;` and `!x;` that change the variable in place.
 inline constexpr std::uint8_t kStatementForm = 1;
 /// OP_BLOCK: brackets the targets of an assignment; otherwise the parentheses are just that.

@@ -43,7 +43,6 @@ struct Variable : ValueCell {
     std::uint8_t flags = 0;
     FunctionRecord* owner = nullptr;  ///< null for globals
     Variable* next = nullptr;
-    Variable* prev = nullptr;
     SourcePos pos;
 
     [[nodiscard]] bool holdsText() const noexcept { return isText() && text != nullptr; }
@@ -58,21 +57,19 @@ struct Variable : ValueCell {
 
 struct CodeNode;
 
-/// Doubly linked list of nodes that carry their own links, in creation order.
+/// List of nodes that carry their own links, in creation order.
 template <class T>
 struct LinkedList {
     T* head = nullptr;
     T* tail = nullptr;
     void append(T* item) noexcept {
         item->next = nullptr;
-        item->prev = tail;
         (tail != nullptr ? tail->next : head) = item;
         tail = item;
     }
     /// Moves all items of `other` to the end of this list.
     void splice(LinkedList& other) noexcept {
         if (other.head == nullptr) return;
-        other.head->prev = tail;
         (tail != nullptr ? tail->next : head) = other.head;
         tail = other.tail;
         other = {};
@@ -84,11 +81,11 @@ struct FunctionRecord {
     std::int32_t paramCount = 0;
     CodeNode* entry = nullptr;  ///< its OP_FUNC
     CodeNode* end = nullptr;    ///< link: the first OP_ENDFUNC after it
+    CodeNode* last = nullptr;   ///< link: the node before `end`
     LinkedList<Variable> locals;
     LinkedList<Variable> params;
     bool ownsObjects = false;  ///< its variables may hold objects that end with the activation (KindTraits)
     FunctionRecord* next = nullptr;
-    FunctionRecord* prev = nullptr;
     SourcePos pos;
 };
 
@@ -105,17 +102,19 @@ enum NodeFlag : std::uint8_t {
 enum class Reach : std::uint8_t { Nothing, Function, Builtin, Record, Native };
 
 /// One instruction. What is marked "link" is resolved once when the script is prepared, so that the
-/// interpreter never searches a list. A line of script is some seven of these, so fields that no instruction
-/// has both share their place, and what the loop reads stands in front.
+/// interpreter never searches a list. A line of script is some fifteen of these, and loading fills memory
+/// with them, so fields that no instruction has both share their place.
 struct CodeNode {
-    std::int32_t op = -1;
-    std::int32_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (opcodes.h)
+    std::int16_t op = -1;
+    std::int16_t exec = 0;  ///< link: op, or the code of this instruction fused with the next (opcodes.h)
     std::int32_t line = 0;  ///< the line that messages print
     std::uint8_t flags = 0;
     std::uint8_t mode = 0;  ///< link: how the instructions that follow make this one behave (node_modes.h)
     Reach reach = Reach::Nothing;  ///< link: which of `to` an OP_CALL has
+    NameId name = kNoName;         ///< link: the name of a data member or method, interned
     union Operand {
-        Variable* variable;
+        Variable*
+            variable;  ///< link: with "::" resolved; what the statement forms of OP_NEG and OP_NOT change
         const char* text;
         double number;
         CodeNode* target;
@@ -124,39 +123,33 @@ struct CodeNode {
     } operand;
     CodeNode* next = nullptr;
     CodeNode* successor =
-        nullptr;  ///< link: the next instruction that does something (markers are passed over)
-    Variable* variable = nullptr;  ///< link: operand variable with "::" resolved
-    CodeNode* link =
-        nullptr;  ///< link: jump target or loop top; of a member that is read, the marker behind it
+        nullptr;               ///< link: the next instruction that does something (markers are passed over)
+    CodeNode* link = nullptr;  ///< link: jump target or loop top; the target behind a host member's list; the
+                               ///< node before an operator
     union To {
         FunctionRecord* function;      ///< OP_CALL to a script function; the function of OP_FUNC, OP_RETURN
         const BuiltinEntry* builtin;   ///< OP_CALL
         const RecordTemplate* record;  ///< OP_CALL that constructs a record
         NativeCallee* native;          ///< OP_CALL to code of a library
         CodeNode* body;                ///< OP_FORTEST's OP_FORBODY
-        Variable* object;  ///< OP_VAR, OP_INDEX that name a member or a slot: the object's variable, the
-                           ///< queue's name
+        CodeNode* left;                ///< an operator: the node before `link`
+        Variable* object;  ///< OP_VAR, OP_INDEX that name a member or a slot, a method's OP_CALL: the
+                           ///< object's variable, the queue's name
         constexpr To() : function(nullptr) {}
-    } to;  ///< link
-    CodeNode* prev = nullptr;
+    } to;           ///< link
     SourcePos pos;  ///< the true place
     union {
         std::int32_t count = 0;  ///< OP_RETURN: number of values
+        std::int32_t argc;       ///< OP_CALL
         std::int32_t place;      ///< link: of what lies in the host's record, bytes from its beginning
     };
-    std::int32_t argc = 0;           ///< OP_CALL
-    NameId name = kNoName;           ///< link: the name of a data member or method, interned
     std::int32_t queueVariable = 0;  ///< link: the variable of a queue that it names (ScriptQueues); 0: none
 };
+static_assert(sizeof(void*) != 8 || sizeof(CodeNode) == 80);
 
 /// False for a node that is not there.
 [[nodiscard]] inline bool opIs(const CodeNode* node, std::int32_t op) noexcept {
     return node != nullptr && node->op == op;
-}
-
-/// The variable that a node names, with "::" resolved once the program is linked.
-[[nodiscard]] inline Variable& targetVariable(const CodeNode& node) noexcept {
-    return node.variable != nullptr ? *node.variable : *node.operand.variable;
 }
 
 /// One field of a record declaration.
@@ -164,7 +157,6 @@ struct RecordField {
     Variable* name = nullptr;
     ValueCell initial;  ///< Nil, Number, Integer, Vector or String (text owned by the program)
     RecordField* next = nullptr;
-    RecordField* prev = nullptr;
 };
 
 /// Where a field stands in its declaration.
@@ -182,7 +174,6 @@ struct RecordTemplate {
     /// link: the fields by the numbers of their names, of several with one name the first in front
     std::span<const FieldPosition> fieldsByName;
     RecordTemplate* next = nullptr;
-    RecordTemplate* prev = nullptr;
 
     /// @return the position of the field, -1 where there is none
     [[nodiscard]] std::int32_t positionOf(NameId name) const noexcept;
@@ -215,9 +206,9 @@ public:
     NameTable names;  ///< link: those of the kinds of objects, then all that this program names after a dot
                       ///< or arrow
 
-    template <class T>
-    [[nodiscard]] T* make() {
-        return ::new (arena_.allocate(sizeof(T), alignof(T))) T();
+    template <class T, class... Args>
+    [[nodiscard]] T* make(const Args&... args) {
+        return ::new (arena_.allocate(sizeof(T), alignof(T))) T(args...);
     }
     [[nodiscard]] const char* makeText(std::string_view text) {
         char* p = static_cast<char*>(arena_.allocate(text.size() + 1, 1));

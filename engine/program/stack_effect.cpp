@@ -17,7 +17,7 @@ StackEffect effectOf(const CodeNode& node, const OpcodeInfo& row) noexcept {
     if (row.flow == OpFlow::ModalMarker && node.mode == 0) return {};
     switch (node.op) {
         case OP_VAR:  // a member that does not exist is reported and leaves nothing
-            if (node.mode == kMemberRead || node.mode == kRecordRead) effect.pushes = kVaries;
+            if (readsMember(node.mode)) effect.pushes = kVaries;
             break;
         case OP_NEG:
         case OP_NOT:

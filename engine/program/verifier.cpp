@@ -132,10 +132,11 @@ std::optional<StackFault> findStackFault(const Program& program, const OpcodeInf
     return Verifier(program, rowOf).run();
 }
 
-std::string describe(const StackFault& fault) {
+std::string describe(const Program& program, const StackFault& fault) {
     const CodeNode& node = *fault.node;
     int index = 0;
-    for (const CodeNode* before = node.prev; before != nullptr; before = before->prev) ++index;
+    for (const CodeNode* each = program.code.head; each != nullptr && each != &node; each = each->next)
+        ++index;
     const OpcodeInfo* row = opcodeInfo(node.op);
     std::string text = row != nullptr ? std::string(row->name) : "code " + std::to_string(node.op);
     text += " at node " + std::to_string(index) + ", line " + std::to_string(node.line);
@@ -146,8 +147,8 @@ std::string describe(const StackFault& fault) {
     return text;
 }
 
-void failStackCheck(const StackFault& fault) {
-    std::fprintf(stderr, "stack check failed: %s\n", describe(fault).c_str());
+void failStackCheck(const Program& program, const StackFault& fault) {
+    std::fprintf(stderr, "stack check failed: %s\n", describe(program, fault).c_str());
     std::abort();
 }
 

@@ -33,9 +33,9 @@ struct StackFault {
                                                        const OpcodeInfo* (*rowOf)(std::int32_t) = opcodeInfo);
 
 /// "OP_ADD at node 12, line 3 (a b -> a + b): ..."
-[[nodiscard]] std::string describe(const StackFault& fault);
+[[nodiscard]] std::string describe(const Program& program, const StackFault& fault);
 
 /// Says what is wrong on standard error and aborts: an error of this program, not of a script.
-[[noreturn]] void failStackCheck(const StackFault& fault);
+[[noreturn]] void failStackCheck(const Program& program, const StackFault& fault);
 
 }  // namespace kestrel

@@ -50,7 +50,7 @@ protected:
 
 TEST_F(StackVerifier, FindsCodeThatTakesMoreThanIsThere) {
     EXPECT_EQ(faultOf({{OP_INTEGER}, {OP_ADD}, {OP_ENDSTMT}}), 1);
-    EXPECT_EQ(describe(*findStackFault(*ctx.program)),
+    EXPECT_EQ(describe(*ctx.program, *findStackFault(*ctx.program)),
               "OP_ADD at node 1, line 1 (a b -> a + b): takes 2 cells and leaves 1, but finds 1 cell");
     EXPECT_EQ(faultOf({{OP_INTEGER}, {OP_ENDSTMT}, {OP_INTEGER}, {OP_ASSIGN}}), 3)
         << "a statement does not find what the one before it left";

@@ -136,9 +136,9 @@ void endObjects(EngineContext& ctx, const LinkedList<Variable>& variables, bool 
 
 const CodeNode* executeCall(EngineContext& ctx, const CodeNode* node) {
     if (node->mode == kMethodCall) {
-        callMethod(ctx, *node, *node->variable);
+        callMethod(ctx, *node, *node->to.object);
         pollWatch(ctx);
-        return node->link;
+        return node->next;
     }
     if (node->reach == Reach::Function) return callUser(ctx, node);
     callOther(ctx, *node);
@@ -181,7 +181,7 @@ const CodeNode* executeReturn(EngineContext& ctx, const CodeNode* node) {
     }
     ctx.run.frames.back().top = -1;
     ctx.run.returned = true;
-    return node->to.function->end->prev;
+    return node->to.function->last;
 }
 
 void settleResults(EngineContext& ctx) {

@@ -34,20 +34,20 @@ CodeNode* indexBehind(const CodeNode& list) noexcept {
     return opIs(constant->next, OP_INDEX) ? constant->next : nullptr;
 }
 
-std::int32_t linkList(const KindTable& kinds, CodeNode& list) {
+std::int16_t linkList(const KindTable& kinds, CodeNode& list) {
     CodeNode* const index = indexBehind(list);
     if (index == nullptr || (index->mode != kMemberRead && !isTarget(*index))) return list.op;
-    const auto place = recordPlace(kinds, *index, truncate(index->prev->operand.number));
+    const auto place = recordPlace(kinds, *index, truncate(list.next->next->operand.number));
     if (!place) return list.op;
     list.place = index->place = *place;
     list.to.object = index->to.object;
-    list.link = isTarget(*index) ? index : index->link;
+    list.link = isTarget(*index) ? index : index->next;
     if (!isTarget(*index)) return kHostElement;
     index->exec = kHostTarget;
     return kHostElementTarget;
 }
 
-std::int32_t linkName(const KindTable& kinds, CodeNode& name) {
+std::int16_t linkName(const KindTable& kinds, CodeNode& name) {
     const auto place = recordPlace(kinds, name, std::nullopt);
     if (!place) return name.op;
     name.place = *place;
@@ -57,7 +57,7 @@ std::int32_t linkName(const KindTable& kinds, CodeNode& name) {
 
 }  // namespace
 
-std::int32_t linkHostMember(const KindTable& kinds, CodeNode& node) {
+std::int16_t linkHostMember(const KindTable& kinds, CodeNode& node) {
     if (node.op == OP_DIM) return linkList(kinds, node);
     if (node.op == OP_VAR && (node.mode == kMemberRead || isTarget(node))) return linkName(kinds, node);
     return node.op;

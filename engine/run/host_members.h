@@ -15,7 +15,7 @@ namespace kestrel {
 /// Resolves the member that is named from this node on, in the node's `place`, `link` and `to.object`, and
 /// where a list comes first in the OP_INDEX behind it. The nodes behind are linked already.
 /// @return what the plain loop runs: one of kHostReal to kHostElementTarget, or the node's own code
-[[nodiscard]] std::int32_t linkHostMember(const KindTable& kinds, CodeNode& node);
+[[nodiscard]] std::int16_t linkHostMember(const KindTable& kinds, CodeNode& node);
 
 [[nodiscard]] inline bool isHostRecord(const EngineContext& ctx, const Variable& object) noexcept {
     return object.type == ShaderObj && object.queue == 0 && ctx.hostRecord != nullptr;
@@ -33,11 +33,12 @@ template <class T>
     return true;
 }
 
-/// Pushes the list of one constant index and the reference behind it, which `node.link` is.
+/// Pushes the list of one constant index, which the node opens, and the reference behind it, which its `link`
+/// is.
 /// @return false when the stack is too full for it
 [[nodiscard]] inline bool pushHostElement(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.stack.hasRoom(4)) return false;
-    const CodeNode& index = *node.link->prev;
+    const CodeNode& index = *node.next->next;
     ctx.stack.pushScalar(DimMark, 0.0);
     ctx.stack.pushScalar(SepMark, 0.0);
     ctx.stack.pushScalar(index.op, index.operand.number);

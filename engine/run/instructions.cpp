@@ -69,14 +69,14 @@ void executeNegate(EngineContext& ctx, const CodeNode& node) {
     // The whole stack, not the function's part of it: where a caller's cells lie below, x stays. Meant.
     if (node.mode != kStatementForm || ctx.stack.size() != 1) return negate(ctx, ctx.stack.top());
     ctx.stack.drop(1);
-    negateVariable(ctx, *node.variable);
+    negateVariable(ctx, *node.operand.variable);
 }
 
 void executeNot(EngineContext& ctx, const CodeNode& node) {
     if (!ctx.need(1)) return;
     if (node.mode != kStatementForm) return invert(ctx, ctx.stack.top());
     ctx.stack.drop(1);
-    invertVariable(ctx, *node.variable);
+    invertVariable(ctx, *node.operand.variable);
 }
 
 void executeLogical(EngineContext& ctx, bool isAnd) {

@@ -31,7 +31,7 @@ namespace kestrel {
 namespace {
 
 void pushVariable(EngineContext& ctx, const CodeNode& node) {
-    const Variable& variable = *node.variable;
+    const Variable& variable = *node.operand.variable;
     if (variable.isNumeric())
         ctx.stack.pushScalar(variable.type, variable.number);
     else if (variable.type == Vector)
@@ -67,7 +67,7 @@ bool assignStatement(EngineContext& ctx) {
     const ValueCell& target = ctx.stack.top(1);
     if (target.type != VarRef) return assignHostMember(ctx);
     if (cells != 2 || !value.isNumeric()) return false;
-    Variable& variable = targetVariable(*target.node);
+    Variable& variable = *target.node->operand.variable;
     if (!isInlineKind(variable.type)) return false;
     setInline(variable, value);
     ctx.stack.forgetTo(ctx.base());
@@ -112,18 +112,18 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
             kStackChecks ? beforeInstruction(ctx, node) : StackBefore{};
         // Without a `default`, so that a code without a case does not compile.
         switch (static_cast<Opcode>(kHooked ? node->op : node->exec)) {
-#define KESTREL_FUSABLE(code, name, effect)                                      \
-    case kVar_##name:                                                            \
-        if (applyFused<name>(ctx, node->variable->type, node->variable->number)) \
-            node = node->next;                                                   \
-        else                                                                     \
-            pushVariable(ctx, *node);                                            \
-        break;                                                                   \
-    case kConst_##name:                                                          \
-        if (applyFused<name>(ctx, node->op, node->operand.number))               \
-            node = node->next;                                                   \
-        else                                                                     \
-            stack.pushScalar(node->op, node->operand.number);                    \
+#define KESTREL_FUSABLE(code, name, effect)                                                      \
+    case kVar_##name:                                                                            \
+        if (applyFused<name>(ctx, node->operand.variable->type, node->operand.variable->number)) \
+            node = node->next;                                                                   \
+        else                                                                                     \
+            pushVariable(ctx, *node);                                                            \
+        break;                                                                                   \
+    case kConst_##name:                                                                          \
+        if (applyFused<name>(ctx, node->op, node->operand.number))                               \
+            node = node->next;                                                                   \
+        else                                                                                     \
+            stack.pushScalar(node->op, node->operand.number);                                    \
         break;
 #include "engine/program/opcodes.def"
             case kAssignStatement:
@@ -136,8 +136,8 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
                 break;
             case kCountUp:
             case kCountDown:
-                if ((node->variable->type == Number || node->variable->type == Integer) && !stack.full()) {
-                    node->variable->number += node->exec == kCountUp ? 1.0 : -1.0;
+                if (node->operand.variable->isNumeric() && !stack.full()) {
+                    node->operand.variable->number += node->exec == kCountUp ? 1.0 : -1.0;
                     node = node->next;
                 } else {
                     stack.pushNode(VarRef, node);
@@ -148,7 +148,7 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
                 if (!(node->exec == kHostReal ? pushHostNumber<double>(ctx, *node, 1)
                                               : pushHostNumber<std::int32_t>(ctx, *node, 1)))
                     executeVariable(ctx, *node);
-                node = node->link;
+                node = node->next;
                 break;
             case kHostElement:
                 if (pushHostNumber<double>(ctx, *node, 3))
@@ -172,7 +172,7 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
                     stack.pushNode(VarRef, node);
                 } else {
                     executeVariable(ctx, *node);
-                    if (node->link != nullptr) node = node->link;
+                    if (readsMember(node->mode)) node = node->next;
                 }
                 break;
             case OP_NUMBER:
@@ -262,7 +262,7 @@ void executeAll(EngineContext& ctx, const CodeNode* start, const CodeNode* end) 
                 break;
             case OP_INDEX:
                 executeIndex(ctx, *node);
-                if (node->link != nullptr) node = node->link;
+                if (readsMember(node->mode)) node = node->next;
                 break;
             case OP_SELECTOR:
                 executeSelector(ctx);

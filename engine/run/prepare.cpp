@@ -12,6 +12,7 @@
 #include "engine/run/host_members.h"
 #include "platform/near_names.h"
 
+#include <array>
 #include <utility>
 
 namespace kestrel {
@@ -27,11 +28,6 @@ CodeNode* findForward(CodeNode* node, std::int32_t op) noexcept {
     return node;
 }
 
-CodeNode* findBack(CodeNode* node, std::int32_t op) noexcept {
-    while (node != nullptr && node->op != op) node = node->prev;
-    return node;
-}
-
 /// Resolves one program. The order of the nodes is all it needs, so it runs once over the list.
 class Linker {
 public:
@@ -40,10 +36,14 @@ public:
     void link() {
         program_.nameFields(ctx_.kinds().names());
         for (FunctionRecord* f = program_.functions.head; f != nullptr; f = f->next) {
-            f->end = findForward(f->entry, OP_ENDFUNC);
+            for (f->end = f->entry; f->end != nullptr && f->end->op != OP_ENDFUNC; f->end = f->end->next)
+                f->last = f->end;
             f->entry->to.function = f;
         }
-        for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) linkNode(*node);
+        for (CodeNode* node = program_.code.head; node != nullptr; node = node->next) {
+            linkNode(*node);
+            passed_ = {node, passed_[0], passed_[1]};
+        }
         linkSuccessors();
     }
 
@@ -80,12 +80,22 @@ private:
                 inBlock_ = false;
                 break;
             case OP_NEG:
-                if (opIs(node.prev, OP_VAR) && opIs(node.next, OP_ENDSTMT)) linkStatementForm(node);
+                if (opIs(passed_[0], OP_VAR) && opIs(node.next, OP_ENDSTMT)) linkStatementForm(node);
                 break;
             case OP_NOT:
-                if (opIs(node.prev, OP_VAR) && opIs(node.prev->prev, OP_ENDSTMT) &&
-                    opIs(node.next, OP_ENDSTMT))
+                if (opIs(passed_[0], OP_VAR) && opIs(passed_[1], OP_ENDSTMT) && opIs(node.next, OP_ENDSTMT))
                     linkStatementForm(node);
+                break;
+            case OP_LOOPTOP:
+                loopTop_ = &node;
+                break;
+            case OP_FORTOP:
+                forTop_ = &node;
+                break;
+#define KESTREL_FUSABLE(code, name, effect) case name:
+#define KESTREL_COMPOUND(code, name, plain, effect) case name:
+#include "engine/program/opcodes.def"
+                linkOperator(node);
                 break;
             default:
                 linkJump(node);
@@ -94,23 +104,29 @@ private:
     }
 
     /// The node changes the variable that the one before it names.
-    static void linkStatementForm(CodeNode& node) noexcept {
+    void linkStatementForm(CodeNode& node) const noexcept {
         node.mode = kStatementForm;
-        node.variable = &targetVariable(*node.prev);
+        node.operand.variable = passed_[0]->operand.variable;
+    }
+
+    /// Where an operand is wrong, people are told what stands on either side.
+    void linkOperator(CodeNode& node) const noexcept {
+        node.link = passed_[0];
+        node.to.left = opIs(passed_[1], OP_ASSIGNMARK) ? passed_[2] : passed_[1];
     }
 
     void linkSuccessors() {
-        CodeNode* successor = nullptr;
-        for (CodeNode* node = program_.code.tail; node != nullptr; node = node->prev) {
-            node->successor = successor;
-            node->exec = fuse(*node);
-            if (!isMarker(*node)) successor = node;
+        CodeNode* waiting = program_.code.head;  // the first without a successor
+        for (CodeNode* node = waiting; node != nullptr; node = node->next) {
+            if (node->exec == 0) node->exec = fuse(*node);
+            if (isMarker(*node)) continue;
+            for (; waiting != node; waiting = waiting->next) waiting->successor = node;
         }
     }
 
     /// Finds out what runs as one with this node. A jump never lands between those: it names the node before
     /// the first, or a marker.
-    [[nodiscard]] std::int32_t fuse(CodeNode& node) {
+    [[nodiscard]] std::int16_t fuse(CodeNode& node) {
         const bool load = node.op == OP_VAR && node.mode == kLoad;
         const bool constant = node.op == OP_NUMBER || node.op == OP_INTEGER;
         if (node.op == OP_ASSIGN && opIs(node.next, OP_ENDSTMT)) return kAssignStatement;
@@ -149,10 +165,10 @@ private:
                 break;
             case OP_WHILE:
                 if (target == nullptr) node.operand.target = findForward(&node, OP_ENDWHILE);
-                node.link = findBack(&node, OP_LOOPTOP);
+                node.link = loopTop_;
                 break;
             case OP_FORTEST:
-                node.link = findBack(&node, OP_FORTOP);
+                node.link = forTop_;
                 node.to.body = findForward(&node, OP_FORBODY);
                 break;
             case OP_CASE:
@@ -196,13 +212,8 @@ private:
         if (!opIs(object, op)) return false;
         node.to.object = object->operand.variable;
         node.mode = postfix || assigns(node.next->next) || blockMember() ? reference : read;
-        node.name = program_.names.intern(node.variable->name);
+        node.name = program_.names.intern(node.operand.variable->name);
         return true;
-    }
-
-    /// What has been read goes on behind the marker that names its object.
-    static void passObject(CodeNode& node) noexcept {
-        if (node.mode == kMemberRead || node.mode == kRecordRead) node.link = node.next;
     }
 
     [[nodiscard]] bool blockMember() const noexcept {
@@ -212,7 +223,7 @@ private:
     /// queue$name, and what the script itself has exposed.
     bool linkSlot(CodeNode& node, NodeMode reference) {
         if (ctx_.scriptQueues() == nullptr) return false;
-        const Variable& variable = *node.variable;
+        const Variable& variable = *node.operand.variable;
         if (linkMember(node, OP_IPCREF, kSlotRead, reference)) {
             const CodeNode* queue = isPostfix(node.next->op) ? node.next->next : node.next;
             node.queueVariable = ctx_.queues->refer(queue->operand.variable->name, variable.name);
@@ -227,28 +238,26 @@ private:
         return true;
     }
 
+    void linkGlobal(CodeNode& node) const {
+        if ((node.flags & kNodeGlobalRef) == 0) return;
+        if (Variable* global = program_.findGlobal(node.operand.variable->name))
+            node.operand.variable = global;
+    }
+
     void linkVariable(CodeNode& node) {
-        node.variable = node.operand.variable;
-        if ((node.flags & kNodeGlobalRef) != 0) {
-            if (Variable* global = program_.findGlobal(node.variable->name)) node.variable = global;
-        }
+        linkGlobal(node);
         if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference) ||
             linkMember(node, OP_RECORD, kRecordRead, kRecordReference))
-            return passObject(node);
+            return;
         if (linkSlot(node, kSlotReference)) return;
         if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) node.mode = kReference;
     }
 
     void linkIndex(CodeNode& node) {
-        node.variable = node.operand.variable;
-        if ((node.flags & kNodeGlobalRef) != 0) {
-            if (Variable* global = program_.findGlobal(node.variable->name)) node.variable = global;
-        }
+        linkGlobal(node);
         if (opIs(node.next, OP_ENDDECL)) {
             node.mode = kDeclare;
-        } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference)) {
-            passObject(node);
-        } else if (linkSlot(node, kReference)) {
+        } else if (linkMember(node, OP_MEMBER, kMemberRead, kMemberReference) || linkSlot(node, kReference)) {
             return;
         } else if (opIs(node.next, OP_ASSIGNMARK) || incremented(node.next) || blockMember()) {
             node.mode = kReference;
@@ -258,8 +267,7 @@ private:
     void linkCall(CodeNode& node) {
         if (opIs(node.next, OP_MEMBER)) {
             node.mode = kMethodCall;
-            node.variable = node.next->operand.variable;
-            node.link = node.next;
+            node.to.object = node.next->operand.variable;
             node.name = program_.names.intern(node.operand.variable->name);
             return;
         }
@@ -279,6 +287,9 @@ private:
     EngineContext& ctx_;
     Program& program_;
     FunctionRecord* current_ = nullptr;
+    std::array<CodeNode*, 3> passed_{};  // the nodes before the one at hand, the last one first
+    CodeNode* loopTop_ = nullptr;        // the last ones that were passed
+    CodeNode* forTop_ = nullptr;
     int indexDepth_ = 0;
     bool inBlock_ = false;
 };
@@ -376,7 +387,8 @@ void linkProgram(EngineContext& ctx) {
     if (std::exchange(ctx.program->linked, true)) return;
     Linker(ctx).link();
     if constexpr (kStackChecks) {
-        if (const std::optional<StackFault> fault = findStackFault(*ctx.program)) failStackCheck(*fault);
+        if (const std::optional<StackFault> fault = findStackFault(*ctx.program))
+            failStackCheck(*ctx.program, *fault);
     }
 }
 

@@ -35,7 +35,7 @@ void checkInstruction(EngineContext& ctx, const StackBefore& before, const CodeN
     const bool allowed = effect.allows(before.cells, cells);
     const bool otherKind =
         allowed && !fused && familyOf(node.op) == OpFamily::Value && ctx.stack.top().type != node.op;
-    if (!allowed || otherKind) failStackCheck({&node, effect, before.cells, cells, otherKind});
+    if (!allowed || otherKind) failStackCheck(*ctx.program, {&node, effect, before.cells, cells, otherKind});
 }
 
 }  // namespace kestrel

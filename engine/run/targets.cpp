@@ -93,7 +93,7 @@ void reportNoValue(EngineContext& ctx) {
     const char* owner = "";
     const char* name = "";
     if (ctx.stack.size() > ctx.base() && isReference(ctx.stack.top().type)) {
-        const Variable& variable = targetVariable(*ctx.stack.top().node);
+        const Variable& variable = *ctx.stack.top().node->operand.variable;
         owner = variable.ownerName();
         name = variable.name;
     }
@@ -123,7 +123,7 @@ int blockMembers(EngineContext& ctx, int open, int close) {
 void assignMember(EngineContext& ctx, int reference, const ValueCell& value, int position) {
     const ValueCell& cell = ctx.stack.at(reference);
     if (cell.type == VarRef) [[likely]]
-        assignVariable(ctx, targetVariable(*cell.node), value);
+        assignVariable(ctx, *cell.node->operand.variable, value);
     else if (isReference(cell.type))
         assignPlace(ctx, targetAt(ctx, reference).place, value, position);
     else
@@ -257,7 +257,7 @@ void executeAssign(EngineContext& ctx) {
     }
     const ValueCell& value = ctx.stack.top();
     if (ctx.stack.top(1).type == VarRef) {
-        Variable& variable = targetVariable(*ctx.stack.top(1).node);
+        Variable& variable = *ctx.stack.top(1).node->operand.variable;
         if (areInline(variable, value)) {  // the common case
             setInline(variable, value);
             setInline(ctx.stack.top(1), value);
