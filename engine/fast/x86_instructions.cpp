@@ -25,7 +25,10 @@ Instruction turned(Instruction each) {
 template <class Emit>
 void X86Emitter::binary(const Instruction& each, const Emit& emit) {
     auto [a, b, c] = each.operands;
-    if (commutes(each.op) && loadOf(b) == nullptr && (isConstant(a) || loadOf(a) != nullptr)) std::swap(a, b);
+    // Of two values the older one is likelier to have left its register by now.
+    const bool older =
+        isConstant(a) || loadOf(a) != nullptr || registerOf(a).definition < registerOf(b).definition;
+    if (commutes(each.op) && loadOf(b) == nullptr && !isConstant(b) && older) std::swap(a, b);
     const Xmm left = real(a);
     withOperand(b, [&](const auto& right) { emit(written(each.to), left, right); });
 }
