@@ -36,7 +36,7 @@ EngineServices ScriptEnvironment::services(ShaderContext& host) noexcept {
     services.codeMemory = &codeMemory;
     services.batchLanes = batchLanes;
     services.failingGuard = failingGuard;
-    services.sharesPlaces = sharesPlaces;
+    services.fewRegisters = fewRegisters;
     return services;
 }
 

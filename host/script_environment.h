@@ -54,7 +54,7 @@ public:
 
     int batchLanes = 0;     ///< see EngineServices
     int failingGuard = -1;  ///< for tests, see EngineServices
-    bool sharesPlaces = false;
+    bool fewRegisters = false;
     fast::CodeMemory codeMemory;
     platform::Registry registry;
     PersistentStore store{registry};

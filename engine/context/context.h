@@ -95,7 +95,7 @@ struct EngineServices {
     fast::CodeMemory* codeMemory = nullptr;  ///< null: there is no machine code
     int batchLanes = 0;         ///< samples of a group, 4 or 8; 0: as many as the machine has lanes
     int failingGuard = -1;      ///< for tests: this guard of the code fails always, counted round
-    bool sharesPlaces = false;  ///< for tests: machine code as that of long scripts is made
+    bool fewRegisters = false;  ///< for tests: machine code keeps nearly all on the stack
 };
 
 /// An active call: the function and the first stack cell that belongs to it.

@@ -87,7 +87,7 @@ struct Code {
     std::vector<Register> registers;
     std::vector<Exit> exits;  ///< by the imm.whole of guards and of Leave
     int blocks = 0;
-    bool sharesPlaces = false;  ///< machine code: registers share places however few they are
+    bool fewRegisters = false;  ///< machine code: as if the machine had next to none
     UndoLog* undo =
         nullptr;  ///< of code that writes in the middle; whoever runs it takes back when it leaves
 };

@@ -109,7 +109,7 @@ void FastProcess::makeCode(const FunctionRecord& process) {
         // Locals may hold what the next sample lets go of, with a warning. Afterwards they do not.
         if (!lowered.assumptions.hold()) return;
         if (ctx_.services.failingGuard >= 0) failGuard(lowered.code, ctx_.services.failingGuard);
-        lowered.code.sharesPlaces = ctx_.services.sharesPlaces;
+        lowered.code.fewRegisters = ctx_.services.fewRegisters;
         install(lowered.code, !lowered.asks.empty());
         std::erase_if(exits_, [](const ExitCount& each) { return each.count == 0; });
         firstExit_ = exits_.size();

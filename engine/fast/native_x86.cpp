@@ -50,9 +50,12 @@ std::unique_ptr<NativeCode> NativeCode::make(const Code& code, CodeMemory& memor
     if (impl == nullptr || impl->used.load() >= CodeMemory::kLimit) return nullptr;
     CodeHolder holder;
     if (holder.init(impl->runtime.environment()) != kErrorOk) return nullptr;
-    x86::Compiler compiler(&holder);
+    FirstError failed;
+    holder.setErrorHandler(&failed);
+    x86::Assembler assembler(&holder);
     Gate::Enter entry = nullptr;
-    if (!X86Emitter(code, compiler, gate).assemble(holder) || impl->runtime.add(&entry, &holder) != kErrorOk)
+    if (!X86Emitter(code, assembler, gate).assemble() || !failed.none() ||
+        impl->runtime.add(&entry, &holder) != kErrorOk)
         return nullptr;
     const std::size_t bytes = holder.codeSize();
     impl->used += bytes;

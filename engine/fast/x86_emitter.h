@@ -12,15 +12,15 @@ namespace kestrel::fast {
 class X86Emitter : X86Operands {
 public:
     /// @param gate  see NativeCode::make()
-    X86Emitter(const Code& code, asmjit::x86::Compiler& compiler, const Gate* gate)
-        : X86Operands(code, compiler),
+    X86Emitter(const Code& code, asmjit::x86::Assembler& assembler, const Gate* gate)
+        : X86Operands(code, assembler),
           gate_(gate),
           blocks_(static_cast<std::size_t>(code.blocks)),
           exits_(code.exits.size() + 1) {}
 
     /// One function: Gate::Enter.
     /// @return false when something went wrong
-    [[nodiscard]] bool assemble(asmjit::CodeHolder& holder);
+    [[nodiscard]] bool assemble();
 
 private:
     using Cond = asmjit::x86::CondCode;
@@ -38,14 +38,11 @@ private:
     };
 
     // ---- x86_function.cpp
-    [[nodiscard]] bool assembleAll(asmjit::CodeHolder& holder);
-    [[nodiscard]] asmjit::FuncNode* emitAll();
+    void begin();
+    void end();
     void finish(Ending ending);
     void leave(Ending ending);
     [[nodiscard]] Label leaveBy(std::int64_t exit);
-    void emitExits();
-    void putExitsLast(const asmjit::FuncNode& function);
-    void endAtGate();
 
     // ---- x86_instructions.cpp
     void emit(const Instruction& each);
@@ -54,7 +51,14 @@ private:
     template <class Emit>
     void wholeBinary(const Instruction& each, const Emit& emit);
     void add(const Instruction& each);
-    [[nodiscard]] Gp keptElement(const Instruction& each);
+    template <class Emit>
+    void unary(const Instruction& each, const Emit& emit);
+    void keepElement(const Instruction& each, const Gp& place);
+    void call(const Instruction& each);
+    void ask(const Instruction& each);
+    void saveAcross();
+    void callAt(std::uintptr_t function);
+    void bringBack();
     void round(const Instruction& each, int how);
     void choose(const Instruction& each);
     void blend(const Instruction& each);
@@ -68,7 +72,7 @@ private:
     void compareWhole(Reg a, Reg b);
     void bind(const Label& label) {
         cc_.bind(label);
-        forgetAddresses();
+        forgetAll();
     }
     void jump(Reg condition, bool truth, const Label& to);
     void makeCondition(const Instruction& each);
@@ -76,13 +80,16 @@ private:
     void emitControl(const Instruction& each);
     [[nodiscard]] Label& block(std::int64_t number);
     void moves(const std::vector<Move>& list);
+    template <class Kind>
+    void moveBetween(const std::vector<Move>& list, const Kind& spare, const Kind& passing,
+                     Kind (*of)(const Home&));
 
     const Gate* gate_;
+    std::int32_t frame_ = 0;  ///< bytes of the stack that the function takes
     std::vector<std::optional<Label>> blocks_;
     std::vector<OpenIf> ifs_;
     std::vector<Label> loops_;
     std::vector<std::optional<Label>> exits_;  ///< by the number of the exit + 1
-    Gp ending_;
     Reading reading_{code_};
 };
 

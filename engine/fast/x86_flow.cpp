@@ -34,10 +34,8 @@ X86Emitter::Test X86Emitter::test(const Instruction& each) {
             }
             return {Cond::kE};
         case Op::IsSet: {
-            // Not vmovq: for a value that lies in memory the library makes an instruction of it that is
-            // none.
             const Gp bits = newWhole();
-            cc_.vpextrq(bits, real(a), 0);
+            cc_.vmovq(bits, real(a));
             cc_.add(bits, bits);
             return {Cond::kNZ};
         }
@@ -52,10 +50,7 @@ X86Emitter::Test X86Emitter::test(const Instruction& each) {
 }
 void X86Emitter::compare(Reg a, Reg b) {
     const Xmm left = real(a);
-    if (isConstant(b))
-        cc_.vucomisd(left, cc_.newDoubleConst(ConstPoolScope::kLocal, registerOf(b).number));
-    else
-        cc_.vucomisd(left, written(b));
+    withOperand(b, [&](const auto& right) { cc_.vucomisd(left, right); });
 }
 void X86Emitter::compareWhole(Reg a, Reg b) {
     const Gp left = whole(a);
@@ -89,20 +84,19 @@ void X86Emitter::jump(Reg condition, bool truth, const Label& to) {
 }
 
 void X86Emitter::makeMask(const Instruction& each) {
-    const auto& [a, b, c] = each.operands;
-    const Xmm left = real(a);
     const int how = each.op == Op::Less ? 0x11 : 0x12;  // neither holds of a NaN
-    if (isConstant(b))
-        cc_.vcmpsd(written(each.to), left, cc_.newDoubleConst(ConstPoolScope::kLocal, registerOf(b).number),
-                   how);
-    else
-        cc_.vcmpsd(written(each.to), left, written(b), how);
+    const Xmm left = real(each.operands[0]);
+    withOperand(each.operands[1], [&](const auto& right) {
+        const Xmm to = target(each.to);
+        cc_.vcmpsd(to, left, right, how);
+        settle(each.to, to);
+    });
 }
 
 void X86Emitter::makeCondition(const Instruction& each) {
     if (isMask(each.to)) return makeMask(each);
-    const Gp to = writtenWhole(each.to);
     const Test tested = test(each);
+    endInstruction();  // what was compared is no longer wanted
     const Gp byte = newWhole().r8();
     cc_.set(tested.holds, byte);
     if (tested.notParity) {
@@ -110,7 +104,7 @@ void X86Emitter::makeCondition(const Instruction& each) {
         cc_.setnp(ordered);
         cc_.and_(byte, ordered);
     }
-    cc_.movzx(to.r32(), byte);
+    makeWhole(each.to, [&](const Gp& to) { cc_.movzx(to.r32(), byte); });
 }
 
 void X86Emitter::emitControl(const Instruction& each) {
@@ -186,27 +180,63 @@ Label& X86Emitter::block(std::int64_t number) {
     return *label;
 }
 
+namespace {
+
+/// Homes as sequenced() takes registers.
+Reg numbered(const Home& home) noexcept {
+    return static_cast<Reg>(home.kind) + 4 * home.number;
+}
+Home homeOf(Reg number) noexcept {
+    return {static_cast<Home::Kind>(number % 4), number / 4};
+}
+constexpr Reg kSpare = std::numeric_limits<Reg>::max();
+
+}  // namespace
+
 /// All at once: what is overwritten before it is read waits in a register of its own.
 void X86Emitter::moves(const std::vector<Move>& list) {
     std::vector<Move> reals;
     std::vector<Move> wholes;
-    for (const Move& move : list) (registerOf(move.to).cls == Class::Real ? reals : wholes).push_back(move);
-    constexpr Reg kSpare = std::numeric_limits<Reg>::max();
-    const Xmm spareReal = newReal();
-    for (const Move& move : sequenced(reals, kSpare)) {
-        const Xmm to = move.to == kSpare ? spareReal : written(move.to);
-        if (move.from == kSpare)
-            cc_.vmovapd(to, spareReal);
-        else
-            moveReal(to, move.from);
+    for (const Move& move : list) {
+        forget(move.to);
+        if (isConstant(move.from)) continue;
+        (registerOf(move.to).cls == Class::Real ? reals : wholes)
+            .push_back({numbered(homes_.of(move.to)), numbered(homes_.of(move.from))});
     }
-    const Gp spareWhole = newWhole();
-    for (const Move& move : sequenced(wholes, kSpare)) {
-        const Gp to = move.to == kSpare ? spareWhole : writtenWhole(move.to);
-        if (move.from == kSpare)
-            cc_.mov(to, spareWhole);
-        else
-            moveWhole(to, move.from);
+    moveBetween(reals, newReal(), newReal(), vectorOf);
+    moveBetween(wholes, newWhole(), newWhole(), generalOf);
+    for (const Move& move : list) {
+        if (!isConstant(move.from)) continue;
+        endInstruction();
+        if (registerOf(move.to).cls == Class::Real) {
+            const Xmm to = target(move.to);
+            loadConstant(to, registerOf(move.from).number);
+            settle(move.to, to);
+        } else {
+            makeWhole(move.to, [&](const Gp& to) { moveWhole(to, move.from); });
+        }
+    }
+}
+
+/// @param spare, passing  registers that nobody lives in
+template <class Kind>
+void X86Emitter::moveBetween(const std::vector<Move>& list, const Kind& spare, const Kind& passing,
+                             Kind (*of)(const Home&)) {
+    const auto inRegister = [&](Reg which) -> std::optional<Kind> {
+        if (which == kSpare) return spare;
+        const Home home = homeOf(which);
+        if (home.kind == Home::Kind::Stack) return std::nullopt;
+        return of(home);
+    };
+    for (const Move& move : sequenced(list, kSpare)) {
+        const std::optional<Kind> from = inRegister(move.from);
+        const std::optional<Kind> to = inRegister(move.to);
+        const Kind value = from ? *from : to ? *to : passing;
+        if (!from) copy(value, onStack(homeOf(move.from).number));
+        if (!to)
+            copy(onStack(homeOf(move.to).number), value);
+        else if (*to != value)
+            copy(*to, value);
     }
 }
 

@@ -25,26 +25,40 @@ Instruction turned(Instruction each) {
 template <class Emit>
 void X86Emitter::binary(const Instruction& each, const Emit& emit) {
     auto [a, b, c] = each.operands;
-    // Of two values the older one is likelier to have left its register by now.
-    const bool older =
-        isConstant(a) || loadOf(a) != nullptr || registerOf(a).definition < registerOf(b).definition;
-    if (commutes(each.op) && loadOf(b) == nullptr && !isConstant(b) && older) std::swap(a, b);
+    // One that lies in memory is best the right one.
+    const bool inMemory = isConstant(a) || loadOf(a) != nullptr || (isOnStack(a) && !isOnStack(b));
+    if (commutes(each.op) && loadOf(b) == nullptr && !isConstant(b) && inMemory) std::swap(a, b);
     const Xmm left = real(a);
-    withOperand(b, [&](const auto& right) { emit(written(each.to), left, right); });
+    withOperand(b, [&](const auto& right) {
+        const Xmm to = target(each.to);
+        emit(to, left, right);
+        settle(each.to, to);
+    });
+}
+
+/// @param emit  of the result and the operand
+template <class Emit>
+void X86Emitter::unary(const Instruction& each, const Emit& emit) {
+    const Xmm value = real(each.operands[0]);
+    const Xmm to = target(each.to);
+    emit(to, value);
+    settle(each.to, to);
 }
 
 template <class Emit>
 void X86Emitter::wholeBinary(const Instruction& each, const Emit& emit) {
     auto [a, b, c] = each.operands;
     if (commutes(each.op) && isConstant(a)) std::swap(a, b);
-    const Gp to = writtenWhole(each.to);
+    const Gp to = targetWhole(each.to);
     const Gp right = constant32(b) ? Gp() : whole(b);
     moveWhole(to, a);
     if (const auto value = constant32(b))
         emit(to, imm(*value));
     else
         emit(to, right);
+    settle(each.to, to);
 }
+
 void X86Emitter::emit(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
     switch (each.op) {
@@ -61,66 +75,37 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::Larger:
             return binary(turned(each), [&](auto&&... x) { cc_.vmaxsd(x...); });
         case Op::Negate:
-            cc_.vxorpd(written(each.to), real(a), pattern(std::uint64_t{1} << 63));
-            return;
+            return unary(each, [&](const Xmm& to, const Xmm& value) {
+                cc_.vxorpd(to, value, pattern(std::uint64_t{1} << 63));
+            });
         case Op::Absolute:
-            cc_.vandpd(written(each.to), real(a), pattern(~(std::uint64_t{1} << 63)));
-            return;
+            return unary(each, [&](const Xmm& to, const Xmm& value) {
+                cc_.vandpd(to, value, pattern(~(std::uint64_t{1} << 63)));
+            });
         case Op::Floor:
             return round(each, 9);
         case Op::Ceil:
             return round(each, 10);
         case Op::Truncate:
             return round(each, 11);
-        case Op::Sqrt: {
-            const Xmm value = real(a);
-            cc_.vsqrtsd(written(each.to), value, value);
-            return;
-        }
-        case Op::Call1: {
-            InvokeNode* call = nullptr;
-            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.one),
-                       FuncSignatureT<double, double>());  // NOLINT
-            forgetAddresses();                             // rather than to keep them somewhere
-            call->setArg(0, real(a));
-            call->setRet(0, written(each.to));
-            return;
-        }
-        case Op::Call2: {
-            const Xmm first = real(a);
-            const Xmm second = real(b);
-            InvokeNode* call = nullptr;
-            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(each.imm.two),  // NOLINT
-                       FuncSignatureT<double, double, double>());
-            forgetAddresses();
-            call->setArg(0, first);
-            call->setArg(1, second);
-            call->setRet(0, written(each.to));
-            return;
-        }
-        case Op::Ask: {
-            const Gp place = newWhole();
-            cc_.mov(place, reinterpret_cast<std::uintptr_t>(each.imm.address));  // NOLINT
-            InvokeNode* call = nullptr;
-            cc_.invoke(&call, reinterpret_cast<std::uintptr_t>(&OutsideCall::run),  // NOLINT
-                       FuncSignatureT<std::int64_t, void*, void*>());
-            call->setArg(0, place);
-            call->setArg(1, record_);
-            call->setRet(0, writtenWhole(each.to));
-            return;
-        }
+        case Op::Sqrt:
+            return unary(each, [&](const Xmm& to, const Xmm& value) { cc_.vsqrtsd(to, value, value); });
+        case Op::Call1:
+        case Op::Call2:
+            return call(each);
+        case Op::Ask:
+            return ask(each);
         case Op::FromWhole: {
-            const Xmm to = written(each.to);
+            const Xmm to = target(each.to);
             const Gp value = whole(a);
             cc_.vxorpd(to, to, to);  // else it would wait for what was there before
             cc_.vcvtsi2sd(to, to, value);
-            return;
+            return settle(each.to, to);
         }
         case Op::Choose:
             return choose(each);
         case Op::ToWhole:
-            cc_.vcvttsd2si(writtenWhole(each.to), real(a));
-            return;
+            return makeWhole(each.to, [&](const Gp& to) { cc_.vcvttsd2si(to, real(a)); });
         case Op::AddWhole:
             return add(each);
         case Op::SubWhole:
@@ -141,53 +126,48 @@ void X86Emitter::emit(const Instruction& each) {
         case Op::ShiftRight:
             return shift(each);
         case Op::Cut:
-            cc_.movsxd(writtenWhole(each.to), whole(a).r32());
-            return;
-        case Op::Cut15: {
-            const Gp to = writtenWhole(each.to);
-            moveWhole(to, a);
-            cc_.shr(to, 16);
-            cc_.and_(to, 0x7FFF);
-            return;
-        }
+            return makeWhole(each.to, [&](const Gp& to) { cc_.movsxd(to, whole(a).r32()); });
+        case Op::Cut15:
+            return makeWhole(each.to, [&](const Gp& to) {
+                moveWhole(to, a);
+                cc_.shr(to, 16);
+                cc_.and_(to, 0x7FFF);
+            });
         case Op::CutUnsigned:
-            cc_.mov(writtenWhole(each.to).r32(), whole(a).r32());
-            return;
-        case Op::Not: {
-            const Gp value = whole(a);
-            const Gp to = writtenWhole(each.to);
-            const Gp byte = newWhole().r8();
-            cc_.test(value, value);
-            cc_.setz(byte);
-            cc_.movzx(to.r32(), byte);
-            return;
-        }
+            return makeWhole(each.to, [&](const Gp& to) { cc_.mov(to.r32(), whole(a).r32()); });
+        case Op::Not:
+            return makeWhole(each.to, [&](const Gp& to) {
+                const Gp value = whole(a);
+                const Gp byte = newWhole().r8();
+                cc_.test(value, value);
+                cc_.setz(byte);
+                cc_.movzx(to.r32(), byte);
+            });
         case Op::LoadReal:
-            cc_.vmovsd(written(each.to), variable(each.imm.address, 8));
-            return;
-        case Op::LoadWord:
-            cc_.mov(writtenWhole(each.to).r32(), variable(each.imm.address, 4));
-            return;
         case Op::LoadRecordReal:
-            cc_.vmovsd(written(each.to), inRecord(each.imm.whole, 8));
-            return;
+        case Op::LoadElement: {
+            const Mem from = loaded(each);
+            const Xmm to = target(each.to);
+            cc_.vmovsd(to, from);
+            return settle(each.to, to);
+        }
+        case Op::LoadWord:
+            return makeWhole(each.to,
+                             [&](const Gp& to) { cc_.mov(to.r32(), variable(each.imm.address, 4)); });
         case Op::LoadRecordWhole:
-            cc_.movsxd(writtenWhole(each.to), inRecord(each.imm.whole, 4));
-            return;
-        case Op::LoadElement:
-            cc_.vmovsd(written(each.to), element(each, 8));
-            return;
+            return makeWhole(each.to, [&](const Gp& to) { cc_.movsxd(to, inRecord(each.imm.whole, 4)); });
         case Op::LoadElementKind:
-            cc_.movsxd(writtenWhole(each.to), element(each, 4));
-            return;
+            return makeWhole(each.to, [&](const Gp& to) { cc_.movsxd(to, element(each, 4)); });
         case Op::StoreElement: {
-            const Xmm value = real(b);
-            cc_.vmovsd(x86::ptr(keptElement(each), 0, 8), value);
+            const Gp place = newWhole();
+            keepElement(each, place);
+            cc_.vmovsd(x86::ptr(place, 0, 8), real(b));
             return;
         }
         case Op::StoreElementKind: {
-            const Gp value = whole(b);
-            cc_.mov(x86::ptr(keptElement(each), 0, 4), value.r32());
+            const Gp place = newWhole();
+            keepElement(each, place);
+            cc_.mov(x86::ptr(place, 0, 4), whole(b).r32());
             return;
         }
         case Op::StoreReal: {
@@ -210,10 +190,57 @@ void X86Emitter::emit(const Instruction& each) {
     }
 }
 
-/// The address of an element that is about to be written: what is there has gone into the undo log.
-x86::Gp X86Emitter::keptElement(const Instruction& each) {
-    const Gp place = newWhole();
+/// What is in vectors and wanted behind the call. Its arguments are not where they go yet.
+void X86Emitter::saveAcross() {
+    homes_.forEachAcross(static_cast<std::int32_t>(reading_.at()),
+                         [&](Reg reg, std::int32_t slot) { copy(onStack(slot), vectorOf(homes_.of(reg))); });
+}
+
+void X86Emitter::callAt(std::uintptr_t function) {
+    cc_.mov(x86::rax, function);
+    cc_.call(x86::rax);
+    forgetAll();  // rather than to keep it somewhere
+}
+
+/// What was saved. The result is where it goes.
+void X86Emitter::bringBack() {
+    homes_.forEachAcross(static_cast<std::int32_t>(reading_.at()),
+                         [&](Reg reg, std::int32_t slot) { copy(vectorOf(homes_.of(reg)), onStack(slot)); });
+}
+
+/// A function of the C library.
+void X86Emitter::call(const Instruction& each) {
+    const auto& [a, b, c] = each.operands;
+    saveAcross();
+    if (each.op == Op::Call2) {
+        const Xmm second = newReal();  // the first may lie where it goes
+        moveReal(second, b);
+        moveReal(x86::xmm0, a);
+        cc_.vmovapd(x86::xmm1, second);
+    } else {
+        moveReal(x86::xmm0, a);
+    }
+    callAt(each.op == Op::Call2 ? reinterpret_cast<std::uintptr_t>(each.imm.two)    // NOLINT
+                                : reinterpret_cast<std::uintptr_t>(each.imm.one));  // NOLINT
+    settle(each.to, x86::xmm0);
+    bringBack();
+}
+
+void X86Emitter::ask(const Instruction& each) {
+    saveAcross();
+    cc_.mov(x86::rdi, reinterpret_cast<std::uintptr_t>(each.imm.address));  // NOLINT
+    cc_.mov(x86::rsi, record_);
+    callAt(reinterpret_cast<std::uintptr_t>(&OutsideCall::run));  // NOLINT
+    settle(each.to, x86::rax);
+    bringBack();
+}
+
+/// What an element holds goes into the undo log, since it is about to be written.
+/// @param place  where its address goes
+void X86Emitter::keepElement(const Instruction& each, const Gp& place) {
     cc_.lea(place, element(each, 8));
+    endInstruction();
+    static_cast<void>(newWhole());  // the place
     const Gp log = newWhole();
     cc_.mov(log, reinterpret_cast<std::uintptr_t>(code_.undo));  // NOLINT: goes into the code as a number
     const Gp used = newWhole();
@@ -230,12 +257,12 @@ x86::Gp X86Emitter::keptElement(const Instruction& each) {
     cc_.mov(entry(offsetof(UndoLog::Entry, before)), before);
     cc_.add(used.r32(), static_cast<std::int32_t>(sizeof(UndoLog::Entry)));
     cc_.mov(count, used.r32());
-    return place;
+    endInstruction();
+    static_cast<void>(newWhole());
 }
 
 void X86Emitter::round(const Instruction& each, int how) {
-    const Xmm value = real(each.operands[0]);
-    cc_.vroundsd(written(each.to), value, value, how);
+    unary(each, [&](const Xmm& to, const Xmm& value) { cc_.vroundsd(to, value, value, how); });
 }
 
 void X86Emitter::blend(const Instruction& each) {
@@ -243,17 +270,21 @@ void X86Emitter::blend(const Instruction& each) {
     const auto isZero = [&](Reg reg) {
         return isConstant(reg) && std::bit_cast<std::uint64_t>(registerOf(reg).number) == 0;
     };
-    const Xmm mask = written(a);
-    const Xmm to = written(each.to);
+    const Xmm mask = real(a);
+    const Xmm other = isZero(c) ? real(b) : real(c);
+    const Xmm to = target(each.to);
     if (isZero(b)) {
-        cc_.vandnpd(to, mask, real(c));
+        cc_.vandnpd(to, mask, other);
     } else if (isZero(c)) {
-        cc_.vandpd(to, mask, real(b));
+        cc_.vandpd(to, mask, other);
     } else if (isConstant(b)) {
-        cc_.vblendvpd(to, real(c), pattern(std::bit_cast<std::uint64_t>(registerOf(b).number)), mask);
+        cc_.vblendvpd(to, other, pattern(std::bit_cast<std::uint64_t>(registerOf(b).number)), mask);
+    } else if (isOnStack(b)) {  // what lies behind it does not matter
+        cc_.vblendvpd(to, other, x86::ptr(x86::rsp, stack_ + homes_.of(b).number * kSlot, 16), mask);
     } else {
-        cc_.vblendvpd(to, real(c), written(b), mask);
+        cc_.vblendvpd(to, other, real(b), mask);
     }
+    settle(each.to, to);
 }
 
 void X86Emitter::choose(const Instruction& each) {
@@ -265,7 +296,7 @@ void X86Emitter::choose(const Instruction& each) {
     jump(a, true, past);
     moveReal(to, c);
     cc_.bind(past);
-    cc_.vmovapd(written(each.to), to);
+    settle(each.to, to);
 }
 
 /// Without moving an operand first.
@@ -273,64 +304,66 @@ void X86Emitter::add(const Instruction& each) {
     auto [a, b, c] = each.operands;
     if (isConstant(a)) std::swap(a, b);
     const Gp left = whole(a);
-    if (const auto value = constant32(b))
-        cc_.lea(writtenWhole(each.to), x86::ptr(left, static_cast<std::int32_t>(*value)));
-    else
-        cc_.lea(writtenWhole(each.to), x86::ptr(left, whole(b)));
+    const auto value = constant32(b);
+    const Gp right = value ? Gp() : whole(b);
+    makeWhole(each.to, [&](const Gp& to) {
+        if (value)
+            cc_.lea(to, x86::ptr(left, static_cast<std::int32_t>(*value)));
+        else
+            cc_.lea(to, x86::ptr(left, right));
+    });
 }
 
 void X86Emitter::multiply(const Instruction& each) {
     auto [a, b, c] = each.operands;
     if (isConstant(a)) std::swap(a, b);
     const Gp left = whole(a);
-    if (const auto value = constant32(b)) {
-        cc_.imul(writtenWhole(each.to), left, *value);
-        return;
-    }
-    const Gp right = whole(b);
-    cc_.mov(writtenWhole(each.to), left);
-    cc_.imul(writtenWhole(each.to), right);
+    const auto value = constant32(b);
+    const Gp right = value ? Gp() : whole(b);
+    makeWhole(each.to, [&](const Gp& to) {
+        if (value) {
+            cc_.imul(to, left, *value);
+        } else {
+            if (to != left) cc_.mov(to, left);
+            cc_.imul(to, right);
+        }
+    });
 }
 
 void X86Emitter::remainder(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
     const auto divisor = constant32(b);
-    const Gp value = whole(a);
-    const Gp to = writtenWhole(each.to);
     if (divisor && *divisor > 0 && std::has_single_bit(static_cast<std::uint64_t>(*divisor))) {
+        const Gp value = newWhole();
         const Gp bias = newWhole();  // of a negative number one less than the divisor
+        moveWhole(value, a);
         cc_.mov(bias, value);
         cc_.sar(bias, 63);
         cc_.and_(bias, *divisor - 1);
-        cc_.mov(to, value);
-        cc_.add(to, bias);
-        cc_.and_(to, *divisor - 1);
-        cc_.sub(to, bias);
-        return;
+        cc_.add(value, bias);
+        cc_.and_(value, *divisor - 1);
+        cc_.sub(value, bias);
+        return settle(each.to, value);
     }
     // In 64 bits, where the smallest number by -1 does not overflow.
-    const Gp high = newWhole();
-    const Gp low = newWhole();
-    const Gp by = newWhole();
-    moveWhole(by, b);
-    cc_.mov(low, value);
-    cc_.cqo(high, low);
-    cc_.idiv(high, low, by);
-    cc_.mov(to, high);
+    moveWhole(x86::rcx, b);
+    moveWhole(x86::rax, a);
+    cc_.cqo();
+    cc_.idiv(x86::rcx);
+    settle(each.to, x86::rdx);
 }
 
 void X86Emitter::shift(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
-    const Gp to = writtenWhole(each.to);
-    const Gp result = newWhole().r32();
-    cc_.mov(result, whole(a).r32());
-    if (const auto count = constant32(b)) {
-        each.op == Op::ShiftLeft ? cc_.shl(result, *count & 31) : cc_.sar(result, *count & 31);
-    } else {
-        const Gp by = whole(b);
-        each.op == Op::ShiftLeft ? cc_.shl(result, by.r8()) : cc_.sar(result, by.r8());
-    }
-    cc_.movsxd(to, result);
+    const auto count = constant32(b);
+    if (!count) moveWhole(x86::rcx, b);
+    moveWhole(x86::rax, a);
+    if (count)
+        each.op == Op::ShiftLeft ? cc_.shl(x86::eax, *count & 31) : cc_.sar(x86::eax, *count & 31);
+    else
+        each.op == Op::ShiftLeft ? cc_.shl(x86::eax, x86::cl) : cc_.sar(x86::eax, x86::cl);
+    cc_.movsxd(x86::rax, x86::eax);
+    settle(each.to, x86::rax);
 }
 
 }  // namespace kestrel::fast

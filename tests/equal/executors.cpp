@@ -36,9 +36,10 @@ std::unique_ptr<Attachment> forced(ScriptEnvironment& environment) {
     return std::make_unique<Attachment>();
 }
 
-/// Machine code of registers that share places, as in long scripts.
-std::unique_ptr<Attachment> shared(ScriptEnvironment& environment) {
-    environment.sharesPlaces = true;
+/// Machine code that keeps nearly all on the stack, as where more is wanted at a time than there are
+/// registers.
+std::unique_ptr<Attachment> spilled(ScriptEnvironment& environment) {
+    environment.fewRegisters = true;
     return by<kestrel::Executor::Native>(environment);
 }
 
@@ -55,7 +56,7 @@ constexpr Executor kExecutors[] = {
     {"threaded", by<Threaded>, false},  // samples by intermediate code where that can be
     {"native", by<Native>, false},      // by machine code where that can be
     {"forced", forced, false},
-    {"shared", shared, false},
+    {"spilled", spilled, false},
     {"batch", by<Native>, false, true},  // for groups: as many samples at a time as the machine can
     {"batch4", batch4, false, true},
 };
