@@ -28,13 +28,13 @@ bool takesPlaceOf(const Code& code, const Instruction& each, std::size_t operand
         case Op::Sqrt:
         case Op::Smaller:
         case Op::Larger:
-        case Op::AddWhole:
         case Op::Cut:
         case Op::CutUnsigned:
             return true;
         case Op::SubWhole:
             return operand == 0;
-        case Op::And:  // the constant is the right one, then
+        case Op::AddWhole:  // a constant on the left is the right one, then
+        case Op::And:
         case Op::Or:
         case Op::Xor:
         case Op::Both:
@@ -83,7 +83,9 @@ private:
         return op == Op::Call1 || op == Op::Call2 || op == Op::Ask;
     }
     [[nodiscard]] Home& homeOf(Reg reg) { return homes_.homes_[static_cast<std::size_t>(reg)]; }
-    [[nodiscard]] const LiveRange& rangeOf(Reg reg) const { return ranges_.of[static_cast<std::size_t>(reg)]; }
+    [[nodiscard]] const LiveRange& rangeOf(Reg reg) const {
+        return ranges_.of[static_cast<std::size_t>(reg)];
+    }
 
     template <class Index>
     [[nodiscard]] Groups registersBy(std::size_t length, const Index& index) const {

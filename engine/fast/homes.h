@@ -1,7 +1,7 @@
-// Where the registers of the intermediate code lie in a machine: each in one place for as long as it is wanted
-// (linear scan: M. Poletto, V. Sarkar, "Linear scan register allocation", ACM TOPLAS 21(5), 1999), so that
-// nothing has to be moved where ways meet. Takes time that grows with the code alone, whatever its branches
-// are.
+// Where the registers of the intermediate code lie in a machine: each in one place for as long as it is
+// wanted (linear scan: M. Poletto, V. Sarkar, "Linear scan register allocation", ACM TOPLAS 21(5), 1999), so
+// that nothing has to be moved where ways meet. Takes time that grows with the code alone, whatever its
+// branches are.
 #pragma once
 
 #include "engine/fast/live_ranges.h"
@@ -25,7 +25,7 @@ struct Home {
 struct MachineRegisters {
     std::vector<std::int32_t> vectors;
     std::vector<std::int32_t> generals;  ///< that calls do not keep, as they keep no vectors
-    std::vector<std::int32_t> kept;      ///< generals that they do: who takes one must bring it back at the end
+    std::vector<std::int32_t> kept;  ///< generals that they do: who takes one must bring it back at the end
 };
 
 class Homes {

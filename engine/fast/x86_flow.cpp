@@ -104,6 +104,8 @@ void X86Emitter::makeCondition(const Instruction& each) {
         cc_.setnp(ordered);
         cc_.and_(byte, ordered);
     }
+    endInstruction();
+    static_cast<void>(newWhole());  // the byte
     makeWhole(each.to, [&](const Gp& to) { cc_.movzx(to.r32(), byte); });
 }
 

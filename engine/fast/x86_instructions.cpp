@@ -137,7 +137,7 @@ void X86Emitter::emit(const Instruction& each) {
             return makeWhole(each.to, [&](const Gp& to) { cc_.mov(to.r32(), whole(a).r32()); });
         case Op::Not:
             return makeWhole(each.to, [&](const Gp& to) {
-                const Gp value = whole(a);
+                const Gp value = leftOf(a, to);
                 const Gp byte = newWhole().r8();
                 cc_.test(value, value);
                 cc_.setz(byte);
@@ -303,28 +303,24 @@ void X86Emitter::choose(const Instruction& each) {
 void X86Emitter::add(const Instruction& each) {
     auto [a, b, c] = each.operands;
     if (isConstant(a)) std::swap(a, b);
-    const Gp left = whole(a);
-    const auto value = constant32(b);
-    const Gp right = value ? Gp() : whole(b);
     makeWhole(each.to, [&](const Gp& to) {
-        if (value)
+        const Gp left = leftOf(a, to);
+        if (const auto value = constant32(b))
             cc_.lea(to, x86::ptr(left, static_cast<std::int32_t>(*value)));
         else
-            cc_.lea(to, x86::ptr(left, right));
+            cc_.lea(to, x86::ptr(left, whole(b)));
     });
 }
 
 void X86Emitter::multiply(const Instruction& each) {
     auto [a, b, c] = each.operands;
     if (isConstant(a)) std::swap(a, b);
-    const Gp left = whole(a);
-    const auto value = constant32(b);
-    const Gp right = value ? Gp() : whole(b);
     makeWhole(each.to, [&](const Gp& to) {
-        if (value) {
-            cc_.imul(to, left, *value);
+        if (const auto value = constant32(b)) {
+            cc_.imul(to, leftOf(a, to), *value);
         } else {
-            if (to != left) cc_.mov(to, left);
+            const Gp right = whole(b);
+            moveWhole(to, a);
             cc_.imul(to, right);
         }
     });

@@ -149,6 +149,13 @@ protected:
         moveWhole(made, reg);
         return made;
     }
+    /// The same for a result that may lie where its operand did.
+    [[nodiscard]] Gp leftOf(Reg reg, const Gp& to) {
+        const Home& home = homes_.of(reg);
+        if (home.kind == Home::Kind::General) return generalOf(home);
+        moveWhole(to, reg);
+        return to;
+    }
     [[nodiscard]] std::optional<std::int64_t> constant32(Reg reg) const {
         const Register& info = registerOf(reg);
         if (!info.constant || info.whole != static_cast<std::int32_t>(info.whole)) return std::nullopt;
@@ -242,6 +249,8 @@ protected:
         bool calls = false;
         bool variables = false;
         bool elements = false;
+        bool changes = false;  ///< of elements
+        bool divides = false;
     };
 
     const Code& code_;
@@ -273,11 +282,16 @@ private:
                 case Op::StoreWord:
                     uses.variables = true;
                     break;
-                case Op::LoadElement:
-                case Op::LoadElementKind:
                 case Op::StoreElement:
                 case Op::StoreElementKind:
+                    uses.changes = true;
+                    [[fallthrough]];
+                case Op::LoadElement:
+                case Op::LoadElementKind:
                     uses.elements = true;
+                    break;
+                case Op::Remainder:
+                    uses.divides = true;
                     break;
                 default:
                     break;
@@ -293,6 +307,8 @@ private:
         MachineRegisters found;
         for (std::int32_t i = 0; i < 13; ++i) found.vectors.push_back(i);
         found.generals = {x86::Gp::kIdDi};
+        if (!uses.changes) found.generals.push_back(x86::Gp::kIdR11);
+        if (!uses.changes && !uses.divides) found.generals.push_back(x86::Gp::kIdDx);
         if (!uses.variables) found.generals.push_back(x86::Gp::kIdR8);
         if (!uses.elements) found.generals.insert(found.generals.end(), {x86::Gp::kIdR9, x86::Gp::kIdR10});
         found.kept = {x86::Gp::kIdBp, x86::Gp::kIdR12, x86::Gp::kIdR13, x86::Gp::kIdR14, x86::Gp::kIdR15};
@@ -343,7 +359,9 @@ private:
         offsetIndex_ = registerOf(index).definition >= 0 ? index : kNoReg;  // others may be written again
     }
 
-    /// In turn, so that what was last brought from the stack is there for a while.
+    /// Of wholes no instruction needs more than two but those that change elements, and the remainder, which
+    /// has the third for itself. Reals in turn, so that what was last brought from the stack is there for a
+    /// while.
     static constexpr std::array<std::uint32_t, 3> kReals{13, 14, 15};
     static constexpr std::array<std::uint32_t, 4> kWholes{asmjit::x86::Gp::kIdAx, asmjit::x86::Gp::kIdCx,
                                                           asmjit::x86::Gp::kIdDx, asmjit::x86::Gp::kIdR11};
