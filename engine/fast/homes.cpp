@@ -156,7 +156,7 @@ private:
         auto& free = free_[pool];
         if (free.empty()) return false;
         homeOf(reg) = {pool == kVectors ? Home::Kind::Vector : Home::Kind::General, free.back()};
-        if (pool == kKept) homes_.taken_ |= std::uint32_t{1} << free.back();
+        if (pool != kVectors) homes_.taken_ |= std::uint32_t{1} << free.back();
         free.pop_back();
         holders_[pool].push_back(reg);
         return true;

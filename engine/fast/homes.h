@@ -38,8 +38,8 @@ public:
     [[nodiscard]] const Home& of(Reg reg) const { return homes_[static_cast<std::size_t>(reg)]; }
     /// Places on the stack, of eight bytes each.
     [[nodiscard]] std::int32_t slots() const noexcept { return slots_; }
-    /// A general register that is to be brought back is somebody's home.
-    [[nodiscard]] bool takes(std::int32_t kept) const { return (taken_ >> kept & 1) != 0; }
+    /// The general register is somebody's home.
+    [[nodiscard]] bool takes(std::int32_t general) const { return (taken_ >> general & 1) != 0; }
     /// Calls visit(reg, slot) for each register in a vector that a call does not keep, though it is wanted
     /// behind it, with the place on the stack where it can wait.
     template <class Visit>
@@ -62,7 +62,7 @@ private:
     std::vector<Across> across_;       // in order; some have come to lie on the stack since
     std::vector<std::int32_t> waits_;  // by register: their places on the stack
     std::int32_t slots_ = 0;
-    std::uint32_t taken_ = 0;  // a bit for each of the kept registers
+    std::uint32_t taken_ = 0;  // a bit for each of the general registers
 };
 
 }  // namespace kestrel::fast

@@ -13,7 +13,8 @@ namespace kestrel::fast {
 
 namespace {
 
-constexpr Facts kAny{-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(), true, false};
+constexpr Facts kAny{-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(), true,
+                     false};
 
 /// Sums, whole numbers, calls and loops in loops, at random.
 class RandomCode : public Builder {
@@ -27,7 +28,9 @@ public:
     }
 
 private:
-    int below(std::size_t count) { return std::uniform_int_distribution<int>(0, static_cast<int>(count) - 1)(random_); }
+    int below(std::size_t count) {
+        return std::uniform_int_distribution<int>(0, static_cast<int>(count) - 1)(random_);
+    }
     Reg one(const std::vector<Reg>& of) { return of[static_cast<std::size_t>(below(of.size()))]; }
 
     void stretch(int depth) {

@@ -40,6 +40,7 @@ private:
     // ---- x86_function.cpp
     void begin();
     void end();
+    void findGate();
     void finish(Ending ending);
     void leave(Ending ending);
     [[nodiscard]] Label leaveBy(std::int64_t exit);

@@ -64,12 +64,18 @@ void X86Emitter::end() {
     }
 }
 
+/// The gate comes in this register, which may have had other uses since.
+void X86Emitter::findGate() {
+    if (uses_.calls || homes_.takes(x86::Gp::kIdDi))
+        cc_.mov(x86::rdi, reinterpret_cast<std::uintptr_t>(gate_));  // NOLINT: goes into the code as a number
+}
+
 void X86Emitter::finish(Ending ending) {
     if (ending.outcome() != Outcome::Done) return leave(ending);
     end();
     if (gate_ != nullptr) {
-        cc_.mov(x86::rax, reinterpret_cast<std::uintptr_t>(gate_));  // NOLINT: goes into the code as a number
-        cc_.inc(x86::qword_ptr(x86::rax, Gate::places().passed));
+        findGate();
+        cc_.inc(x86::qword_ptr(x86::rdi, Gate::places().passed));
     }
     static_assert(static_cast<std::int32_t>(Outcome::Done) == 0);
     cc_.xor_(x86::eax, x86::eax);
@@ -85,7 +91,7 @@ void X86Emitter::leave(Ending ending) {
         cc_.ret();
         return;
     }
-    cc_.mov(x86::rdi, reinterpret_cast<std::uintptr_t>(gate_));  // NOLINT: goes into the code as a number
+    findGate();
     cc_.mov(x86::ptr(x86::rdi, Gate::places().record, 8), record_);
     cc_.mov(x86::esi, ending.bits);
     end();

@@ -306,11 +306,11 @@ private:
         if (code.fewRegisters) return {.vectors = {3}, .generals = {}, .kept = {x86::Gp::kIdR12}};
         MachineRegisters found;
         for (std::int32_t i = 0; i < 13; ++i) found.vectors.push_back(i);
-        found.generals = {x86::Gp::kIdDi};
         if (!uses.changes) found.generals.push_back(x86::Gp::kIdR11);
         if (!uses.changes && !uses.divides) found.generals.push_back(x86::Gp::kIdDx);
         if (!uses.variables) found.generals.push_back(x86::Gp::kIdR8);
         if (!uses.elements) found.generals.insert(found.generals.end(), {x86::Gp::kIdR9, x86::Gp::kIdR10});
+        found.generals.push_back(x86::Gp::kIdDi);  // the last one: the gate is there
         found.kept = {x86::Gp::kIdBp, x86::Gp::kIdR12, x86::Gp::kIdR13, x86::Gp::kIdR14, x86::Gp::kIdR15};
         if (!uses.calls) found.kept.push_back(x86::Gp::kIdBx);
         return found;
