@@ -50,7 +50,6 @@ public:
         if (sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr) != SQLITE_OK) statement_ = nullptr;
     }
     ~Statement() { sqlite3_finalize(statement_); }
-    Statement(Statement&& other) noexcept : statement_(std::exchange(other.statement_, nullptr)) {}
     Statement& operator=(Statement&& other) noexcept {
         std::swap(statement_, other.statement_);
         return *this;
@@ -158,13 +157,21 @@ struct Registry::Impl {
         return connection.get();
     }
 
-    /// Calls found with the text of a row that is there; nothing for NULL.
+    /// Calls found with the text of a row that is there; nothing for NULL. After database().
     template <class Found>
     void look(std::string_view key, std::string_view name, const Found& found) {
+        struct LetGo {  // of the lock, too
+            Statement& statement;
+            ~LetGo() { statement.restart(); }
+        } const after{row};
         row.bind(1, key);
         row.bind(2, name);
         if (row.step() == SQLITE_ROW) found(row.text(0));
-        row.restart();  // lets go of the lock
+    }
+    [[nodiscard]] bool hasKey(std::string_view key) {
+        bool exists = false;
+        look(key, "", [&](const auto&) { exists = true; });
+        return exists;
     }
 
 private:
@@ -239,16 +246,13 @@ bool Registry::createKey(Hive hive, std::string_view key) {
 }
 
 bool Registry::keyExists(Hive hive, std::string_view key) {
-    if (impl_->database() == nullptr) return false;
-    bool exists = false;
-    impl_->look(rootedKey(hive, key), "", [&](const auto&) { exists = true; });
-    return exists;
+    return impl_->database() != nullptr && impl_->hasKey(rootedKey(hive, key));
 }
 
 bool Registry::setValue(Hive hive, std::string_view key, std::string_view name, std::string_view text) {
     sqlite3* db = impl_->database();
-    if (db == nullptr || !keyExists(hive, key)) return false;
     const std::string full = rootedKey(hive, key);
+    if (db == nullptr || !impl_->hasKey(full)) return false;
     Statement insert(db,
                      "INSERT INTO registry (key, name, text) VALUES (?1, ?2, ?3)"
                      " ON CONFLICT (key, name) DO UPDATE SET text = excluded.text");

@@ -10,6 +10,7 @@ namespace kestrel::fast {
 namespace {
 
 /// An instruction that has read this operand before it writes its result, so that both may lie in one place.
+/// How machine code does it must agree: an operation of whole numbers mostly moves its left operand first.
 bool takesPlaceOf(const Code& code, const Instruction& each, std::size_t operand) {
     const auto isConstant = [&](std::size_t which) {
         const Reg reg = each.operands[which];

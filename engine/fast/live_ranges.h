@@ -10,7 +10,8 @@
 namespace kestrel::fast {
 
 /// From the first instruction that has to do with a register to the last one. Where a loop uses what comes
-/// from before it, to the loop's end: the next round wants it as well.
+/// from before it, to the loop's end: the next round wants it as well. Whatever reads a register stands
+/// behind what has written it, on all ways; what rounds of a loop hand on is written before the loop, too.
 struct LiveRange {
     static constexpr std::int32_t kNever = std::numeric_limits<std::int32_t>::max();
 

@@ -43,6 +43,7 @@ private:
     void findGate();
     void finish(Ending ending);
     void leave(Ending ending);
+    void endLeft();
     [[nodiscard]] Label leaveBy(std::int64_t exit);
 
     // ---- x86_instructions.cpp
@@ -86,6 +87,7 @@ private:
                      Kind (*of)(const Home&));
 
     const Gate* gate_;
+    Label left_ = cc_.newLabel();
     std::int32_t frame_ = 0;  ///< bytes of the stack that the function takes
     std::vector<std::optional<Label>> blocks_;
     std::vector<OpenIf> ifs_;

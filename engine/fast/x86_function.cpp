@@ -32,6 +32,7 @@ bool X86Emitter::assemble() {
         cc_.bind(*exits_[i]);
         leave(Ending::left(static_cast<std::int64_t>(i) - 1));
     }
+    endLeft();
     if (!constants_.empty()) cc_.embedConstPool(pool_, constants_);
     return true;
 }
@@ -82,18 +83,23 @@ void X86Emitter::finish(Ending ending) {
     cc_.ret();
 }
 
-/// Something is left to do about the record. What is to be done is jumped to, so that the code is no longer
-/// at work then and may be taken away.
+/// Something is left to do about the record.
 void X86Emitter::leave(Ending ending) {
+    cc_.mov(x86::eax, ending.bits);
+    cc_.jmp(left_);
+}
+
+/// What is to be done is jumped to, so that the code is no longer at work then and may be taken away.
+void X86Emitter::endLeft() {
+    cc_.bind(left_);
     if (gate_ == nullptr) {
         end();
-        cc_.mov(x86::eax, ending.bits);
         cc_.ret();
         return;
     }
     findGate();
     cc_.mov(x86::ptr(x86::rdi, Gate::places().record, 8), record_);
-    cc_.mov(x86::esi, ending.bits);
+    cc_.mov(x86::esi, x86::eax);
     end();
     cc_.jmp(x86::qword_ptr(x86::rdi, Gate::places().otherwise));
 }

@@ -290,8 +290,8 @@ void X86Emitter::blend(const Instruction& each) {
 void X86Emitter::choose(const Instruction& each) {
     const auto& [a, b, c] = each.operands;
     if (isMask(a)) return blend(each);
-    const Xmm to = newReal();  // operands may still be wanted
-    const Label past = cc_.newLabel();
+    const Xmm to = newReal();           // operands may still be wanted
+    const Label past = cc_.newLabel();  // behind it all is remembered still: nothing is brought in between
     moveReal(to, b);
     jump(a, true, past);
     moveReal(to, c);

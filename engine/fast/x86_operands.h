@@ -16,7 +16,14 @@
 namespace kestrel::fast {
 
 /// What the emitter builds on. Registers of the code have homes; an instruction that finds its operand, or
-/// leaves its result, on the stack works with one of the registers that nobody lives in.
+/// leaves its result, on the stack works with one of the registers that nobody lives in:
+///     rsi, or rbx where something is called   the record
+///     r8                                      the address of a variable, where there are any
+///     r10, r9                                 that of an element, and its distance, where there are any
+///     rax, rcx                                what an instruction needs for itself
+///     rdx, r11                                the same, where elements change or remainders are taken
+///     xmm13 to xmm15                          the same, and what was brought from the stack last
+/// Whatever is left are homes.
 class X86Operands {
 protected:
     using Xmm = asmjit::x86::Xmm;
@@ -46,7 +53,7 @@ protected:
         return asmjit::x86::xmm(kReals[which]);
     }
     [[nodiscard]] Gp newWhole() {
-        if (nextWhole_ == kWholes.size()) cc_.reportError(asmjit::kErrorNoMorePhysRegs);
+        if (nextWhole_ >= (uses_.changes ? kWholes.size() : 2)) cc_.reportError(asmjit::kErrorNoMorePhysRegs);
         return asmjit::x86::gpq(kWholes[nextWhole_++ % kWholes.size()]);
     }
     /// Nothing that is left in them matters to what comes, but what is remembered.
@@ -161,7 +168,8 @@ protected:
         if (!info.constant || info.whole != static_cast<std::int32_t>(info.whole)) return std::nullopt;
         return info.whole;
     }
-    /// Remembers nothing: it may stand where control does not always come.
+    /// Remembers nothing: it may stand where control does not always come. Whoever needs another register for
+    /// itself has taken it before.
     void moveReal(const Xmm& to, Reg from) {
         if (isConstant(from)) return loadConstant(to, registerOf(from).number);
         const Home& home = homes_.of(from);
@@ -178,8 +186,10 @@ protected:
         const Home& home = homes_.of(from);
         if (home.kind == Home::Kind::Stack)
             copy(to, onStack(home.number));
-        else
+        else if (home.kind == Home::Kind::General)
             copy(to, generalOf(home));
+        else
+            cc_.reportError(asmjit::kErrorInvalidState);
     }
     void copy(const Xmm& to, const Xmm& from) {
         if (to != from) cc_.vmovapd(to, from);

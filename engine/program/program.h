@@ -132,7 +132,8 @@ struct CodeNode {
         const RecordTemplate* record;  ///< OP_CALL that constructs a record
         NativeCallee* native;          ///< OP_CALL to code of a library
         CodeNode* body;                ///< OP_FORTEST's OP_FORBODY
-        CodeNode* left;                ///< an operator: the node before `link`
+        CodeNode* left;                ///< an operator of two operands: the node before `link`, or before
+                                       ///< the OP_ASSIGNMARK there
         Variable* object;  ///< OP_VAR, OP_INDEX that name a member or a slot, a method's OP_CALL: the
                            ///< object's variable, the queue's name
         constexpr To() : function(nullptr) {}

@@ -92,6 +92,12 @@ private:
             case OP_FORTOP:
                 forTop_ = &node;
                 break;
+            case OP_MOD:
+            case OP_SHL:
+            case OP_SHR:
+            case OP_XOR:
+            case OP_BITOR:
+            case OP_BITAND:
 #define KESTREL_FUSABLE(code, name, effect) case name:
 #define KESTREL_COMPOUND(code, name, plain, effect) case name:
 #include "engine/program/opcodes.def"
@@ -118,7 +124,7 @@ private:
     void linkSuccessors() {
         CodeNode* waiting = program_.code.head;  // the first without a successor
         for (CodeNode* node = waiting; node != nullptr; node = node->next) {
-            if (node->exec == 0) node->exec = fuse(*node);
+            if (node->exec == 0) node->exec = fuse(*node);  // the list before an OP_INDEX may have set it
             if (isMarker(*node)) continue;
             for (; waiting != node; waiting = waiting->next) waiting->successor = node;
         }

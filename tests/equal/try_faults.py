@@ -16,6 +16,7 @@ import time
 import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+MOST_SECONDS = 120  # of a hundred programs, which take one or two
 FOLDER = pathlib.Path(__file__).resolve().parent / "faults"
 
 
@@ -60,9 +61,12 @@ def find(copy, count, arguments):
     shutil.rmtree(keep, ignore_errors=True)
     began = time.monotonic()
     for first in range(1, count + 1, 100):  # the first find is enough
-        run = subprocess.run([copy / "build/release/bin/equal", "--seed", str(first), "--count",
-                              str(min(100, count - first + 1)), "--keep", keep, "--first", *arguments],
-                             capture_output=True, text=True, errors="replace")
+        try:
+            run = subprocess.run([copy / "build/release/bin/equal", "--seed", str(first), "--count",
+                                  str(min(100, count - first + 1)), "--keep", keep, "--first", *arguments],
+                                 capture_output=True, text=True, errors="replace", timeout=MOST_SECONDS)
+        except subprocess.TimeoutExpired:
+            return True, f"does not end in {first}..{first + 99}"
         if run.returncode == 1:
             return True, f"{next(keep.glob('seed-*.ks')).stem}, {time.monotonic() - began:.1f} s"
         if run.returncode != 0:

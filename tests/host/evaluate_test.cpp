@@ -86,6 +86,24 @@ TEST(Evaluate, AdviceGoesToWhoeverTakesItOnceForEachPlace) {
     EXPECT_EQ(taken.lines.size(), 1U);
 }
 
+TEST(Evaluate, AdviceNamesWhatStandsOnEitherSideOfEveryOperator) {
+    for (const std::string sign : {"-", "*", "/", "%", "<<", ">>", "^", "|", "&"}) {
+        FakeHost host;
+        std::string taken;
+        host.module().setAdvice(
+            [](void* user, const char*, const char* text) { *static_cast<std::string*>(user) += text; },
+            &taken);
+        const HxInstance instance =
+            host.createWith("process: sa { t = \"text\"; n = 3; a = n " + sign + " t; }");
+        ShadingSample sample{};
+        host.handler.evaluate(instance, &sample);
+        host.module().setAdvice(nullptr, nullptr);
+        EXPECT_TRUE(taken.starts_with("left of the " + sign +
+                                      " stands n, which is the number 3, right of it t, which is the text"))
+            << sign << ": " << taken;
+    }
+}
+
 TEST(Evaluate, AFailedScriptWaitsForAnotherCallback) {
     FakeHost host;
     const HxInstance instance = host.createWith(
