@@ -44,9 +44,10 @@ public:
     /// behind it, with the place on the stack where it can wait.
     template <class Visit>
     void forEachAcross(std::int32_t call, const Visit& visit) const {
-        for (const Across& each : std::ranges::equal_range(across_, call, {}, &Across::call))
-            if (of(each.reg).kind == Home::Kind::Vector)
-                visit(each.reg, waits_[static_cast<std::size_t>(each.reg)]);
+        auto each = std::ranges::lower_bound(across_, call, {}, &Across::call);
+        for (; each != across_.end() && each->call == call; ++each)
+            if (of(each->reg).kind == Home::Kind::Vector)
+                visit(each->reg, waits_[static_cast<std::size_t>(each->reg)]);
     }
 
 private:

@@ -191,7 +191,7 @@ Reg numbered(const Home& home) noexcept {
 Home homeOf(Reg number) noexcept {
     return {static_cast<Home::Kind>(number % 4), number / 4};
 }
-constexpr Reg kSpare = std::numeric_limits<Reg>::max();
+constexpr Reg kSpareHome = std::numeric_limits<Reg>::max();
 
 }  // namespace
 
@@ -225,12 +225,12 @@ template <class Kind>
 void X86Emitter::moveBetween(const std::vector<Move>& list, const Kind& spare, const Kind& passing,
                              Kind (*of)(const Home&)) {
     const auto inRegister = [&](Reg which) -> std::optional<Kind> {
-        if (which == kSpare) return spare;
+        if (which == kSpareHome) return spare;
         const Home home = homeOf(which);
         if (home.kind == Home::Kind::Stack) return std::nullopt;
         return of(home);
     };
-    for (const Move& move : sequenced(list, kSpare)) {
+    for (const Move& move : sequenced(list, kSpareHome)) {
         const std::optional<Kind> from = inRegister(move.from);
         const std::optional<Kind> to = inRegister(move.to);
         const Kind value = from ? *from : to ? *to : passing;

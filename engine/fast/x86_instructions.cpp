@@ -60,7 +60,8 @@ void X86Emitter::wholeBinary(const Instruction& each, const Emit& emit) {
 }
 
 void X86Emitter::emit(const Instruction& each) {
-    const auto& [a, b, c] = each.operands;
+    const Reg a = each.operands[0];
+    const Reg b = each.operands[1];
     switch (each.op) {
         case Op::Add:
             return binary(each, [&](auto&&... x) { cc_.vaddsd(x...); });
@@ -301,7 +302,8 @@ void X86Emitter::choose(const Instruction& each) {
 
 /// Without moving an operand first.
 void X86Emitter::add(const Instruction& each) {
-    auto [a, b, c] = each.operands;
+    Reg a = each.operands[0];
+    Reg b = each.operands[1];
     if (isConstant(a)) std::swap(a, b);
     makeWhole(each.to, [&](const Gp& to) {
         const Gp left = leftOf(a, to);
@@ -313,7 +315,8 @@ void X86Emitter::add(const Instruction& each) {
 }
 
 void X86Emitter::multiply(const Instruction& each) {
-    auto [a, b, c] = each.operands;
+    Reg a = each.operands[0];
+    Reg b = each.operands[1];
     if (isConstant(a)) std::swap(a, b);
     makeWhole(each.to, [&](const Gp& to) {
         if (const auto value = constant32(b)) {
