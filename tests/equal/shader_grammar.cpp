@@ -258,6 +258,7 @@ statement statement
 # What a local still holds, and bounds of products.
     5 !independent : if ($condition1) n4 = $value1; if ($rare) info("kept ", n4);
     5 !independent : if ($condition1) n5 = $value1; else $target = $value1; if ($rare) info("kept ", n5);
+    3 !independent : if ($condition1) n5 = $value1; n5 += 1; if ($rare) info("kept ", n5);
     8 : n1 = max(-2, min(1.5, $value1)); n2 = max(-1, min(3, $value1)); $target = abs(n1 * n2);
     10 shallow switches : $switch
     10 shallow switches : $select

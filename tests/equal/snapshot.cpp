@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <string_view>
 #include <unordered_map>
 
 namespace kestrel::equal {
@@ -35,7 +37,7 @@ private:
     }
 
     std::string held(const Variable& variable) {
-        if (variable.holdsText()) return '"' + std::string(variable.text) + '"';
+        if (variable.holdsText()) return quoted(variable.text);
         if (const ArrayRecord* record = variable.heldArray()) return array(*record);
         if (const RecordInstance* instance = variable.heldRecord()) return record(*instance);
         if (variable.type == HxObject) return item(variable.object);
@@ -46,10 +48,18 @@ private:
         const std::string type = std::to_string(cell.type) + ' ';
         if (cell.isNumeric() || cell.type == Nil) return type + bitsOf(cell.number);
         if (cell.type == Vector) return type + vector(cell.vec);
-        if (cell.isText()) return type + '"' + (cell.text != nullptr ? cell.text : "") + '"';
+        if (cell.isText()) return type + quoted(cell.text != nullptr ? cell.text : "");
         if (cell.type == UserRecord) return type + record(*cell.record);
         if (cell.type == HxObject) return type + item(cell.object);
         return type;
+    }
+
+    /// Loops that double a text come to hundreds of megabytes, which are told many times.
+    static std::string quoted(std::string_view text) {
+        constexpr std::size_t kTold = 2000;
+        if (text.size() <= kTold) return '"' + std::string(text) + '"';
+        return '"' + std::string(text.substr(0, kTold)) + "\" ... " + std::to_string(text.size()) +
+               " bytes, " + std::to_string(std::hash<std::string_view>()(text));
     }
 
     static std::string item(const void* object) {
