@@ -120,6 +120,11 @@ struct Ending {
 /// Order does not matter, but for which NaN comes out, and all are one.
 [[nodiscard]] bool commutes(Op op) noexcept;
 
+/// Somebody else's code runs, which keeps only some of a machine's registers.
+[[nodiscard]] constexpr bool callsOut(Op op) noexcept {
+    return op == Op::Call1 || op == Op::Call2 || op == Op::Ask;
+}
+
 /// Walks over the code and knows for how long an instruction may be put off: until control may go elsewhere
 /// in the code or come from there, or one of its operands is written. A guard may leave in between, since
 /// nothing is wanted any more then. Of a load ask for unchangedSince(), too.

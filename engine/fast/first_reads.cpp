@@ -278,6 +278,7 @@ private:
     /// Words of sets that are looked at: beyond, with thousands of branches and of variables, it would take
     /// longer than all else.
     static constexpr std::size_t kMostSteps = std::size_t{1} << 22;
+
     void number(const Variable& variable) {
         numbers_.emplace(&variable, static_cast<std::uint32_t>(variables_.size()));
         variables_.push_back(&variable);

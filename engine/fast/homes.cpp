@@ -72,7 +72,7 @@ public:
         for (std::size_t i = 0; i < length; ++i) {
             for (const Reg reg : ends[i]) giveBack(reg);
             for (const Reg reg : begins[i]) place(reg);
-            if (isCall(code_.instructions[i].op)) noteAcross(static_cast<std::int32_t>(i));
+            if (callsOut(code_.instructions[i].op)) noteAcross(static_cast<std::int32_t>(i));
         }
         putOnStack(begins);
     }
@@ -80,9 +80,6 @@ public:
 private:
     enum Pool : std::uint8_t { kVectors, kGenerals, kKept, kPools };
 
-    [[nodiscard]] static bool isCall(Op op) noexcept {
-        return op == Op::Call1 || op == Op::Call2 || op == Op::Ask;
-    }
     [[nodiscard]] Home& homeOf(Reg reg) { return homes_.homes_[static_cast<std::size_t>(reg)]; }
     [[nodiscard]] const LiveRange& rangeOf(Reg reg) const {
         return ranges_.of[static_cast<std::size_t>(reg)];

@@ -16,7 +16,7 @@ public:
         for (at_ = 0; at_ < static_cast<std::int32_t>(code.instructions.size()); ++at_) {
             const Instruction& each = code.instructions[static_cast<std::size_t>(at_)];
             visit(each);
-            if (each.op == Op::Call1 || each.op == Op::Call2 || each.op == Op::Ask) calls += often();
+            if (callsOut(each.op)) calls += often();
             ranges_.callsTo.push_back(calls);
         }
     }

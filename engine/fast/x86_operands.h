@@ -280,12 +280,8 @@ private:
     [[nodiscard]] static Uses usesOf(const Code& code) {
         Uses uses;
         for (const Instruction& each : code.instructions) {
+            uses.calls = uses.calls || callsOut(each.op);
             switch (each.op) {
-                case Op::Call1:
-                case Op::Call2:
-                case Op::Ask:
-                    uses.calls = true;
-                    break;
                 case Op::LoadReal:
                 case Op::LoadWord:
                 case Op::StoreReal:
